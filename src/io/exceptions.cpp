@@ -1,0 +1,10 @@
+#include "io/exceptions.h"
+
+#include <cstring>
+
+namespace io {
+
+file_error::file_error(std::string source, int error_number)
+    : exception(std::move(source), std::strerror(error_number)) {}
+
+}  // namespace io

@@ -1,0 +1,80 @@
+// From a layer at a timeline time to one 8-bit planar picture that the compositor can blend.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <unordered_map>
+
+#include "cache/frame_cache.h"
+#include "composition/state.h"
+#include "img/image.h"
+
+namespace render {
+
+// What the pipeline keeps for a layer between frames, by layer id. Main thread.
+struct layer_state;
+
+struct layer_geometry {
+  int num_x = 1000;
+  int den_x = 1000;
+  int num_y = 1000;
+  int den_y = 1000;
+};
+
+struct pipeline_options {
+  bool use_cache = true;  // false reads every frame anew and keeps nothing
+  // One error line without line feed for a frame that can't be had; each failing frame is reported once.
+  std::function<void(const std::string& line)> report_error;
+};
+
+class pipeline {
+ public:
+  pipeline(cache::frame_cache& cache, pipeline_options options);
+  ~pipeline();
+
+  // The layer's picture at a timeline time; null for a layer without one there. `resolution` is that of the cache.
+  // The image is owned by the pipeline or shared with the cache: read only, valid until the layer's next fetch.
+  img::const_image_ptr layer_image(const ksn::state& composition, const ksn::track_info& track, double time,
+                                   ksn::cache_resolution_type resolution);
+  img::const_image_ptr layer_frame(const ksn::state& composition, const ksn::track_info& track, int source_frame,
+                                   ksn::cache_resolution_type resolution, bool force_reload, double time);
+  // The decoded source frame in its native form, before any colour: for float saving and information. Null on failure.
+  img::const_image_ptr native_frame(const ksn::track_info& track, int source_frame);
+
+  // Drops what is kept for a layer.
+  void forget_layer(int layer_id);
+  void forget_all();
+  // Incremented at each rebuild of the layer's picture; the display uses it to notice change.
+  int render_count(int layer_id) const;
+  // Whether the last fetch of this source frame failed.
+  bool frame_failed(int layer_id, int source_frame) const;
+
+  cache::frame_cache& frame_cache() { return cache_; }
+
+ private:
+  cache::frame_cache& cache_;
+  pipeline_options options_;
+  std::unordered_map<int, std::unique_ptr<layer_state>> layers_;
+};
+
+// The load key of a layer's frame at a resolution.
+cache::frame_key key_of_frame(const ksn::track_info& track, int source_frame, ksn::cache_resolution_type resolution);
+
+layer_geometry layer_scale(const ksn::track_info& track, double zoom_x, double zoom_y,
+                           ksn::cache_resolution_type resolution);
+
+struct rectangle {
+  int left = 0;
+  int top = 0;
+  int right = 0;  // not part of it
+  int bottom = 0;
+  bool empty() const { return left >= right || top >= bottom; }
+  bool operator==(const rectangle&) const = default;
+};
+rectangle intersect(const rectangle& a, const rectangle& b);
+
+// The crop rectangle in scaled pixels around the anchor, at 100 % zoom.
+rectangle crop_rect(const ksn::track_info& track);
+
+}  // namespace render

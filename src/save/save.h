@@ -1,0 +1,48 @@
+// Frames and sequences to disk.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <string>
+
+#include "composition/state.h"
+#include "img/format.h"
+#include "render/compositor.h"
+#include "render/pipeline.h"
+
+namespace save {
+
+struct progress {
+  int done = 0;
+  int total = 0;
+  double frames_per_second = 0.0;
+  double seconds_left = 0.0;
+};
+
+// What a saver needs from its surroundings. `cancelled` is looked at between frames.
+struct context {
+  ksn::state& composition;
+  render::pipeline& pipeline;
+  img::save_options options;
+  std::function<void(const std::string& line)> report_error;
+  std::function<void(const progress&)> show_progress;
+  std::function<bool()> cancelled;
+  std::function<void(const std::string& path)> after_save;  // once for each save that wrote something
+};
+
+// Each writes NAME.part and renames it when whole, makes missing parent folders and returns whether all was written.
+bool save_frame_as(context& context, const std::string& path);
+bool save_layer_as(context& context, const std::string& path);
+bool save_mask_as_image(context& context, const std::string& path);
+bool save_mask_as_sequence(context& context, const std::string& path);
+// `client_width`, `client_height`: the window's client area.
+bool save_screen_as(context& context, const std::string& path, int client_width, int client_height);
+
+// The name of a frame of a sequence: a run of `#` in the file part becomes the number with at least that many digits;
+// a path with none gets `_%04d` in front of its extension.
+std::string numbered_name(const std::string& path, int number);
+
+// Reads a `--save_options=` list; false, and no change, for an unknown item.
+bool parse_save_options(const std::string& text, img::save_options& options);
+
+}  // namespace save

@@ -1,0 +1,34 @@
+#include "sources/clip.h"
+
+namespace sources {
+namespace {
+
+char key_letter(clip_kind kind) {
+  switch (kind) {
+    case clip_kind::rtv:
+      return 'R';
+    case clip_kind::avi:
+      return 'A';
+    case clip_kind::directshow:
+      return 'D';
+    case clip_kind::quicktime:
+      return 'Q';
+    case clip_kind::phantom_cine:
+      return 'P';
+    case clip_kind::r3d:
+      return 'E';
+  }
+  return 'A';
+}
+
+}  // namespace
+
+open_result open_clip(clip_kind, const std::string&, int) {
+  return {nullptr, 0, false};
+}
+
+std::string clip_frame_name(const clip& clip, const std::string& path, int frame) {
+  return path + '\\' + key_letter(clip.kind()) + ',' + std::to_string(clip.address_of(frame));
+}
+
+}  // namespace sources

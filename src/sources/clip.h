@@ -1,0 +1,47 @@
+// What gives frames and sound beside image files: movies and camera clips.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "img/image.h"
+
+namespace sources {
+
+enum class clip_kind { rtv = 3, avi = 4, directshow = 5, quicktime = 6, phantom_cine = 13, r3d = 18 };
+
+// One open clip, shared by a layer, its copies and the frame cache. Frames may be read from any thread.
+class clip {
+ public:
+  virtual ~clip() = default;
+
+  virtual clip_kind kind() const = 0;
+  virtual int frames() const = 0;
+  // Frames per second times 100 that the file declares, 0 when it declares none.
+  virtual int rate() const = 0;
+  virtual int width() const = 0;
+  virtual int height() const = 0;
+  virtual bool has_alpha() const = 0;
+  // The 64-bit number that stands for a frame in frame names.
+  virtual long long address_of(int frame) const = 0;
+  // Whether read() can deliver reduced frames itself.
+  virtual bool can_reduce() const { return false; }
+  // Fills `image` with frame 0 to frames() - 1; `resolution` is 0 full, 1 half, 2 quarter, and not 0 only with
+  // can_reduce(). False when the frame can't be had. May throw the io family.
+  virtual bool read(int frame, int resolution, img::image& image) = 0;
+};
+
+struct open_result {
+  std::shared_ptr<clip> opened;
+  int error = 0;          // of the failed opener
+  bool available = true;  // false when this build or machine has no reader for the kind
+};
+
+// Opens `path` as one kind; `rate` serves a clip that declares none. Never throws for a file that can't be opened.
+open_result open_clip(clip_kind kind, const std::string& path, int rate);
+
+// The per-frame name that stands for a clip's frame where a file path is expected: "clip.avi\A,120".
+std::string clip_frame_name(const clip& clip, const std::string& path, int frame);
+
+}  // namespace sources
