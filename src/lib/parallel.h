@@ -3,8 +3,7 @@
 
 #include <algorithm>
 
-#if defined(__SANITIZE_THREAD__)
-#include <atomic>
+#if defined(KSN_PLAIN_THREADS)
 #include <thread>
 #include <vector>
 #else
@@ -26,8 +25,8 @@ template <class Body>
 void parallel_chunks(int count, int chunk, Body&& body) {
   if (count <= 0) return;
   const int stretches = (count + chunk - 1) / chunk;
-#if defined(__SANITIZE_THREAD__)
-  // libgomp's barriers are unknown to the thread sanitizer, so its builds use plain threads with the same schedule.
+#if defined(KSN_PLAIN_THREADS)
+  // Sanitizer builds: the OpenMP runtime's barriers are unknown to them, so plain threads follow the same schedule.
   static thread_local bool nested = false;
   const int threads = nested ? 1 : std::min(thread_count(), stretches);
   auto run = [&](int t) {

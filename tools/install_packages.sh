@@ -1,0 +1,37 @@
+#!/bin/sh
+# install_packages.sh GROUP... installs the Debian packages of the groups that are missing: build, test, bench.
+# Does nothing, and needs no rights, when all are there.
+set -eu
+build="g++ cmake ninja-build pkg-config zlib1g-dev libpng-dev libjpeg-dev libtiff-dev libopenexr-dev libimath-dev \
+libdeflate-dev"
+test="libgtest-dev clang libclang-rt-14-dev clang-format"
+bench="libbenchmark-dev libpixman-1-dev ffmpeg imagemagick openimageio-tools"
+
+missing=
+for group in "$@"; do
+  case "$group" in
+    build) wanted=$build ;;
+    test) wanted=$test ;;
+    bench) wanted=$bench ;;
+    *) echo "install_packages.sh: unknown group $group" >&2; exit 2 ;;
+  esac
+  for package in $wanted; do
+    dpkg-query -W -f '${Status}\n' "$package" 2>/dev/null | grep -q '^install ok installed' || missing="$missing $package"
+  done
+done
+[ -n "$missing" ] || exit 0
+
+as_root=
+if [ "$(id -u)" -ne 0 ]; then
+  if command -v sudo >/dev/null; then
+    as_root=sudo
+  else
+    echo "Kestrin needs these Debian packages; install them as root and try again:$missing" >&2
+    exit 1
+  fi
+fi
+echo "Installing$missing" >&2
+{
+  $as_root apt-get update
+  DEBIAN_FRONTEND=noninteractive $as_root apt-get install -y --no-install-recommends $missing
+} >&2
