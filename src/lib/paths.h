@@ -22,9 +22,9 @@ struct folder_and_name {
   std::string folder;  // with its closing separator, empty when there is none
   std::string name;
 };
-// Splits behind the last `/` or `\`.
+// Splits text from anywhere behind the last `/` or `\`; without one, behind a drive letter and its colon.
 folder_and_name split_path(std::string_view path);
-// The part behind the last `/` or `\`, and the part before it with its separator.
+// For the path of a real file: the part behind the last `/`, and the part before it with its separator.
 std::string file_name(std::string_view path);
 std::string folder_of(std::string_view path);
 
@@ -44,7 +44,8 @@ char lower_char(char c);
 bool match_wildcard(std::string_view pattern, std::string_view text);
 
 // Adds the names in `folder` that match `pattern` ("*" takes all) to the two lists, in any order, without "." and "..".
-// Returns 0 or the errno of the failure. A link counts as what it points to. Either list may be null.
+// Returns 0 or the errno of the failure. A link counts as what it points to, a link to nothing as a file; pipes,
+// sockets and devices are left out. Either list may be null.
 int list_folder(const std::string& folder, const std::string& pattern, std::vector<std::string>* files,
                 std::vector<std::string>* folders);
 
