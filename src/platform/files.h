@@ -9,6 +9,7 @@ namespace platform {
 // Modification time in seconds, 0 when the file can't be examined.
 int modification_time(const std::string& path);
 bool is_folder(const std::string& path);
+// Anything at all by that name, a folder too.
 bool file_exists(const std::string& path);
 // Size in bytes, -1 when the file can't be examined.
 std::int64_t file_size(const std::string& path);
