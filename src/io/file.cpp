@@ -1,0 +1,139 @@
+#include "io/file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+
+#include "io/exceptions.h"
+
+namespace io {
+namespace {
+
+bool is_folder(int handle) {
+  struct stat status;
+  return fstat(handle, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+int open_for_reading(const std::string& path) {
+  const int handle = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (handle < 0) throw open_error(path, "CreateFile");
+  if (is_folder(handle)) {
+    close(handle);
+    throw open_error(path, "CreateFile");
+  }
+  posix_fadvise(handle, 0, 0, POSIX_FADV_SEQUENTIAL);
+  return handle;
+}
+
+int open_for_writing(const std::string& path) {
+  const int handle = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+  if (handle < 0) throw open_error(path, "CreateFile");
+  // The file is emptied only once it is ours. Readers take no lock: on a network file system it would cost each frame
+  // a round trip. A file system without locks is written as it is.
+  const bool taken = flock(handle, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+  // Emptying fails with EINVAL for a pipe or a device, which has nothing to empty.
+  if (taken || (ftruncate(handle, 0) != 0 && errno != EINVAL)) {
+    close(handle);
+    throw open_error(path, "CreateFile");
+  }
+  return handle;
+}
+
+}  // namespace
+
+file::file(const std::string& path, const char* mode)
+    : stream_(std::fopen(path.c_str(), (std::string(mode) + "e").c_str())), path_(path) {
+  if (!stream_) throw open_error(path, errno);
+  if (is_folder(fileno(stream_))) {
+    std::fclose(stream_);
+    throw open_error(path, EISDIR);
+  }
+}
+
+file::~file() {
+  std::fclose(stream_);
+}
+
+int file::read(void* buffer, int count) {
+  if (count < 1) return 0;
+  if (!buffer) {
+    if (fseeko(stream_, count, SEEK_CUR) != 0) throw seek_error(path_, errno);
+    return count;
+  }
+  const std::size_t size = std::fread(buffer, 1, static_cast<std::size_t>(count), stream_);
+  if (std::ferror(stream_)) throw read_error(path_, errno);
+  return static_cast<int>(size);
+}
+
+void file::write(const void* buffer, int count) {
+  if (count < 1) return;
+  const auto size = static_cast<std::size_t>(count);
+  if (std::fwrite(buffer, 1, size, stream_) != size) throw write_error(path_, errno);
+}
+
+void file::flush() {
+  if (std::fflush(stream_) != 0) throw write_error(path_, errno);
+}
+
+llfile::llfile(const std::string& path, bool write)
+    : handle_(write ? open_for_writing(path) : open_for_reading(path)), path_(path) {}
+
+llfile::~llfile() {
+  close(handle_);
+}
+
+int llfile::read(void* buffer, int count) {
+  if (count < 1) return 0;
+  if (!buffer) {
+    seek(count, SEEK_CUR);
+    return count;
+  }
+  int done = 0;
+  while (done < count) {
+    const ssize_t size = ::read(handle_, static_cast<char*>(buffer) + done, static_cast<std::size_t>(count - done));
+    if (size < 0 && errno == EINTR) continue;
+    if (size < 0) throw read_error(path_, "ReadFile");
+    if (size == 0) break;
+    done += static_cast<int>(size);
+  }
+  return done;
+}
+
+void llfile::read_exact(void* buffer, int count) {
+  if (read(buffer, count) < count) throw eof_error(path_);
+}
+
+void llfile::write(const void* buffer, int count) {
+  int done = 0;
+  while (done < count) {
+    const ssize_t size =
+        ::write(handle_, static_cast<const char*>(buffer) + done, static_cast<std::size_t>(count - done));
+    if (size < 0 && errno == EINTR) continue;
+    if (size <= 0) throw write_error(path_, "WriteFile");
+    done += static_cast<int>(size);
+  }
+}
+
+void llfile::seek(int offset, int origin) {
+  if (try_seek(offset, origin) < 0) throw seek_error(path_, "SetFilePointer");
+}
+
+int llfile::try_seek(int offset, int origin) {
+  const off_t position = lseek(handle_, offset, origin);
+  return position > INT_MAX ? -1 : static_cast<int>(position);
+}
+
+int llfile::tell() {
+  return try_seek(0, SEEK_CUR);
+}
+
+std::int64_t llfile::size() const {
+  struct stat status;
+  return fstat(handle_, &status) == 0 ? static_cast<std::int64_t>(status.st_size) : 0;
+}
+
+}  // namespace io

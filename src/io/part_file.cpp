@@ -1,0 +1,26 @@
+#include "io/part_file.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "io/exceptions.h"
+
+namespace io {
+
+part_file::part_file(std::string target) : target_(std::move(target)), path_(target_ + ".part") {
+  struct stat status;
+  if (stat(target_.c_str(), &status) != 0) return;
+  if (S_ISDIR(status.st_mode)) throw open_error(target_, EISDIR);
+  // Renaming would replace a file that its owner made read-only.
+  if (access(target_.c_str(), W_OK) != 0) throw open_error(target_, errno);
+  if (!S_ISREG(status.st_mode)) path_ = target_;
+}
+
+void part_file::commit() {
+  if (path_ != target_ && std::rename(path_.c_str(), target_.c_str()) != 0) throw write_error(target_, errno);
+}
+
+}  // namespace io
