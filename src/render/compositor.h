@@ -24,8 +24,10 @@ struct frame_view {
 // One layer as the compositor draws it, prepared once a frame.
 struct prepared_layer {
   int index = 0;               // into state::tracks
-  img::const_image_ptr image;  // null for adjustment layers without an alpha source
+  img::const_image_ptr image;  // of an adjustment layer: its alpha in plane 3, in the layer's size; null without one
   int opacity = 0;             // percent, faded
+  // Of an adjustment layer: its correction after prepare_rows(). When null, the compositor builds it for the frame.
+  std::shared_ptr<const img::transfer> correction;
 };
 
 // Fetches the pictures of all layers that take part at `time`, alpha sources included, and applies alpha sources and
@@ -33,7 +35,8 @@ struct prepared_layer {
 std::vector<prepared_layer> prepare_layers(pipeline& pipeline, const ksn::state& composition, double time);
 
 // Composites into the left and maybe the right eye's picture; both must have the same size and five planes, filled with
-// the background. `right` may be null; then `left` takes the layers of `left_eye`.
+// the background. Either may be null. A layer goes to the left picture unless its target view is `right`, and to the
+// right one unless it is `left`.
 void render_stereo_pair(img::image* left, img::image* right, const ksn::state& composition,
                         const std::vector<prepared_layer>& layers, const frame_view& view, double time);
 
