@@ -107,6 +107,10 @@ struct state_hooks {
   // A layer's picture changed or the layer goes away: what is kept for it outside the document is dropped.
   std::function<void(int layer_id)> forget_layer;
   std::function<void()> refresh_caption;
+  // The current document joins the unsaved items, under its name or as unnamed.
+  std::function<void()> file_among_unsaved;
+  // The user's text for a key of the message catalogue.
+  std::function<std::string(std::string_view key)> text;
 };
 
 class undo_action;
@@ -127,6 +131,8 @@ class state : public composition_view {
   int index_of_id(int id) const;
 
   void set_frame_rate(int new_fpcs);
+  // Makes the timeline at least that long for a layer; the length then counts as computed.
+  void extend_timeline_to(int layer_end);
   // Stores at least 10 frames; with `forced` false on a composition without layers the length counts as set by hand.
   void set_timeline_length(int n, bool forced);
   void set_workarea_begin(int n);
@@ -151,6 +157,8 @@ class state : public composition_view {
   void decrease_fps();
   void toggle_channel(view_type channel);
   void step_channel_mode(channel_type channel);
+  // Whether the button of a channel is lit.
+  bool channel_lit(channel_type channel) const;
   void toggle_mask();
   void toggle_repeat();
 
@@ -172,6 +180,8 @@ class state : public composition_view {
   // --- undo: one step ---
   std::shared_ptr<undo_action> undo_stack;
 
+  // The catalogue text of a key, or the key itself without a catalogue.
+  std::string catalogue_text(std::string_view key) const;
   void report_error(const std::string& line) const {
     if (hooks.report_error) hooks.report_error(line);
   }

@@ -1,0 +1,120 @@
+// From a path to an open source.
+#include "composition/route.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "composition/file_paths.h"
+#include "composition/scan.h"
+#include "composition/sequence.h"
+#include "composition/state.h"
+#include "img/format.h"
+#include "lib/paths.h"
+#include "platform/files.h"
+
+namespace ksn {
+namespace {
+
+using sources::clip_kind;
+
+std::string line(const std::string& path, const std::string& text) {
+  return '"' + path + "\": " + text;
+}
+
+std::string hexadecimal(int code) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(code));
+  return text;
+}
+
+bool open_kind(track_info& record, clip_kind kind, const std::string& path, int rate, int& error) {
+  const sources::open_result result = sources::open_clip(kind, path, rate);
+  error = result.error;
+  if (!result.opened) return false;
+  take_clip(record, result.opened, path, rate);
+  return true;
+}
+
+// Kinds that are known by their extension and never fall through to another reader.
+bool open_camera_clip(state& composition, track_info& record, clip_kind kind, const std::string& path) {
+  int error = 0;
+  if (open_kind(record, kind, path, composition.fpcs, error)) return true;
+  composition.report_error(line(path, "Open error " + std::to_string(error) + " (" + hexadecimal(error) + ")"));
+  return false;
+}
+
+bool open_movie(state& composition, track_info& record, const std::string& path, bool is_avi) {
+  int avi_error = 0;
+  int directshow_error = 0;
+  int quicktime_error = 0;
+  const auto try_kind = [&](clip_kind kind, int& error) {
+    return open_kind(record, kind, path, composition.fpcs, error);
+  };
+  if (try_kind(clip_kind::avi, avi_error)) return true;
+  if (is_avi && try_kind(clip_kind::directshow, directshow_error)) return true;
+  if (try_kind(clip_kind::quicktime, quicktime_error)) return true;
+  if (!is_avi && try_kind(clip_kind::directshow, directshow_error)) return true;
+  composition.report_error(line(path, "Open error " + hexadecimal(avi_error) + ", " + hexadecimal(directshow_error) +
+                                          ", " + std::to_string(quicktime_error)));
+  return false;
+}
+
+}  // namespace
+
+void take_clip(track_info& record, std::shared_ptr<sources::clip> clip, const std::string& path, int rate) {
+  record.source_type = static_cast<ksn::source_type>(clip->kind());
+  record.frames = clip->frames();
+  record.fpcs = rate;
+  record.fpcs2 = clip->rate();
+  record.path = path;
+  record.name = real_file_name(path);
+  record.default_name = record.name;
+  record.begin = 0;
+  record.retime = 1.0;
+  record.sbegin_f = 0.0;
+  record.send_f = 1.0;
+  record.width = clip->width();
+  record.height = clip->height();
+  record.alpha_type = clip->has_alpha() ? ksn::alpha_type::pm : ksn::alpha_type::ignore;
+  record.visible = true;
+  record.frame_states.assign(static_cast<std::size_t>(std::max(record.frames, 0)), 0);
+  record.clip = std::move(clip);
+}
+
+bool state::route_source(track_info& record, const std::string& path, bool single_image,
+                         ksn::alpha_type default_alpha) {
+  const auto errors = [this](const std::string& text) { report_error(text); };
+  if (path.starts_with("shm:/")) {
+    report_error(line(path, "Open error"));
+    return false;
+  }
+  if (platform::is_folder(path)) return add_folder(path, record, 0, default_alpha, errors);
+  const std::string extension = lib::lower_extension(path);
+  if (extension == "ksncomp") {
+    report_error(line(path, "Open error"));
+    return false;
+  }
+  if (extension == "rtv") return open_camera_clip(*this, record, clip_kind::rtv, path);
+  if (extension == "cine") return open_camera_clip(*this, record, clip_kind::phantom_cine, path);
+  if (extension == "r3d") return open_camera_clip(*this, record, clip_kind::r3d, path);
+  if (img::is_image_file(path)) {
+    std::string pattern;
+    if (single_image || !build_pattern(path, pattern)) return add_single_image(path, record, default_alpha, errors);
+    switch (scan_folder(pattern, record, default_alpha, false, {})) {
+      case scan_result::found:
+        return true;
+      case scan_result::one_file:
+        return add_single_image(record.path + record.names.front(), record, default_alpha, errors);
+      case scan_result::nothing:
+        report_error(line(path, "Path contains no images"));
+        return false;
+    }
+  }
+  if (!platform::file_exists(path)) {
+    report_error(line(path, "Open error 2 (0x00000002)"));
+    return false;
+  }
+  return open_movie(*this, record, path, extension == "avi");
+}
+
+}  // namespace ksn

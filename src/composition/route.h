@@ -1,0 +1,14 @@
+// How an open clip becomes the source of a layer.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "composition/track_info.h"
+
+namespace ksn {
+
+// Fills the fields of `record` that a clip decides; `rate` is the one it was opened with.
+void take_clip(track_info& record, std::shared_ptr<sources::clip> clip, const std::string& path, int rate);
+
+}  // namespace ksn

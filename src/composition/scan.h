@@ -1,0 +1,24 @@
+// The steps of sequence detection that the ways into the stack share.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "composition/track_info.h"
+
+namespace ksn {
+
+enum class scan_result { found, one_file, nothing };
+
+// scan_sequence() without error lines. For one_file the record holds the folder and, in `names`, the file.
+scan_result scan_folder(const std::string& pattern_path, track_info& record, alpha_type default_alpha, bool forced,
+                        const std::string& fallback_name);
+// Makes the record the frames that `range` lists. False for a text that is no range.
+bool make_range(const std::string& pattern_path, const std::string& range, track_info& record,
+                alpha_type default_alpha);
+// Takes the names with their number of frames and an empty frame table.
+void set_frame_names(track_info& record, std::vector<std::string> names);
+// Size, alpha mode and image layers from the header of a file; a file that can't be read leaves the defaults.
+void read_first_header(track_info& record, const std::string& path, alpha_type default_alpha);
+
+}  // namespace ksn

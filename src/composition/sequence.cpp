@@ -1,0 +1,230 @@
+// Files in a folder to frames of a layer.
+#include "composition/sequence.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "composition/file_paths.h"
+#include "composition/scan.h"
+#include "composition/sequence_pattern.h"
+#include "img/format.h"
+#include "lib/paths.h"
+#include "platform/files.h"
+
+namespace ksn {
+namespace {
+
+// A sequence with holes is filled when at least this part of its numbers exists.
+constexpr double least_density = 0.7;
+
+struct found_files {
+  std::vector<std::string> names;
+  std::vector<int> numbers;  // of the names; only while every number fits
+  int low = std::numeric_limits<int>::max();
+  int high = -std::numeric_limits<int>::max();
+  bool all_fit = true;
+  bool numbered = false;
+};
+
+// Asks the image library once for each run of names with the same extension.
+class known_extension {
+ public:
+  bool operator()(std::string_view name) {
+    const std::size_t dot = name.rfind('.');
+    const std::string_view extension = dot == std::string_view::npos ? std::string_view() : name.substr(dot);
+    if (!asked_ || extension != extension_) {
+      extension_ = extension;
+      known_ = img::is_image_file(std::string(name));
+      asked_ = true;
+    }
+    return known_;
+  }
+
+ private:
+  std::string extension_;
+  bool known_ = false;
+  bool asked_ = false;
+};
+
+// The files of `folder` that the image library knows and that match `pattern`; `*` alone takes all.
+found_files find_files(const std::string& folder, const std::string& pattern) {
+  found_files found;
+  known_extension is_known;
+  found.numbered = pattern != "*" && has_wildcard(pattern);
+  std::vector<std::string> listed;
+  lib::list_folder(folder.empty() ? "." : folder, "*", &listed, nullptr);
+  for (std::string& name : listed) {
+    int number = 0;
+    bool fits = true;
+    if (pattern != "*" && !match_frame(name, pattern, number, fits)) continue;
+    if (!is_known(name)) continue;
+    if (found.numbered) {
+      found.low = std::min(found.low, fits ? number : found.low);
+      found.high = std::max(found.high, fits ? number : found.high);
+      found.all_fit = found.all_fit && fits;
+      found.numbers.push_back(number);
+    }
+    found.names.push_back(std::move(name));
+  }
+  return found;
+}
+
+// The names of all numbers from the lowest to the highest; those that were found keep their own spelling.
+std::vector<std::string> fill_holes(found_files& found, const std::string& pattern) {
+  const std::size_t count = static_cast<std::size_t>(static_cast<long long>(found.high) - found.low + 1);
+  std::vector<std::string> names(count);
+  for (std::size_t i = 0; i < found.names.size(); ++i) {
+    std::string& place = names[static_cast<std::size_t>(static_cast<long long>(found.numbers[i]) - found.low)];
+    // Of several spellings of one number the first in byte order stays, whatever the order of the listing.
+    if (place.empty() || found.names[i] < place) place = std::move(found.names[i]);
+  }
+  for (std::size_t i = 0; i < count; ++i) {
+    if (names[i].empty()) names[i] = name_for_number(pattern, static_cast<int>(found.low + static_cast<long long>(i)));
+  }
+  return names;
+}
+
+bool dense_enough(const found_files& found) {
+  const double span = static_cast<double>(found.high) - found.low + 1;
+  return found.numbered && found.all_fit && static_cast<double>(found.names.size()) / span >= least_density;
+}
+
+std::string name_of_folder(const std::string& folder) {
+  const std::string path = lib::remove_separator(folder);
+  return std::string(real_file_name(path));
+}
+
+void reset_timing(track_info& record) {
+  record.begin = 0;
+  record.retime = 1.0;
+  record.sbegin_f = 0.0;
+  record.send_f = 1.0;
+}
+
+}  // namespace
+
+void set_frame_names(track_info& record, std::vector<std::string> names) {
+  record.names = std::move(names);
+  record.frames = static_cast<int>(record.names.size());
+  record.frame_states.assign(record.names.size(), 0);
+}
+
+void read_first_header(track_info& record, const std::string& path, alpha_type default_alpha) {
+  record.alpha_type = ksn::alpha_type::ignore;
+  record.blend_type = ksn::blend_type::normal;
+  try {
+    const img::format* format = img::find_format(path);
+    if (format == nullptr) return;
+    const img::picture_header header = format->read_header(path, img::layer());
+    record.width = header.width;
+    record.height = header.height;
+    if (header.has_alpha) record.alpha_type = default_alpha;
+    if (header.layers.size() > 1) record.layers = header.layers;
+  } catch (const std::exception&) {
+    // The layer stands without a size; the decode of its frames says what is wrong with the file.
+  }
+}
+
+scan_result scan_folder(const std::string& pattern_path, track_info& record, alpha_type default_alpha, bool forced,
+                        const std::string& fallback_name) {
+  reset_timing(record);
+  const auto [folder, pattern] = split_real_path(pattern_path);
+  record.path = folder;
+  record.mask = pattern;
+  record.visible = true;
+  record.source_type = ksn::source_type::sequence;
+  record.name = record.mask == "*" ? name_of_folder(record.path) : display_pattern(record.mask);
+  record.default_name = record.name;
+  record.frames = 0;
+  record.names.clear();
+  record.range.clear();
+
+  found_files found = find_files(record.path, record.mask);
+  if (found.names.empty() && forced) {
+    set_frame_names(record, {fallback_name});
+    record.alpha_type = default_alpha;
+    record.blend_type = ksn::blend_type::normal;
+    return scan_result::found;
+  }
+  if (found.names.empty()) return scan_result::nothing;
+  if (found.names.size() == 1 && !forced) {
+    record.names = std::move(found.names);
+    return scan_result::one_file;
+  }
+  if (!forced && dense_enough(found)) {
+    set_frame_names(record, fill_holes(found, record.mask));
+  } else {
+    natural_sort(found.names);
+    set_frame_names(record, std::move(found.names));
+  }
+  read_first_header(record, record.path + record.names.front(), default_alpha);
+  return scan_result::found;
+}
+
+bool scan_sequence(const std::string& pattern_path, track_info& record, int, alpha_type default_alpha, bool forced,
+                   const std::string& fallback_name, const error_sink& errors) {
+  switch (scan_folder(pattern_path, record, default_alpha, forced, fallback_name)) {
+    case scan_result::found:
+      return true;
+    case scan_result::one_file:
+      return add_single_image(record.path + record.names.front(), record, default_alpha, errors);
+    case scan_result::nothing:
+      break;
+  }
+  if (errors) errors('"' + pattern_path + "\": Path contains no images");
+  return false;
+}
+
+bool add_single_image(const std::string& path, track_info& record, alpha_type default_alpha, const error_sink& errors) {
+  if (!platform::file_exists(path)) {
+    if (errors) errors('"' + path + "\": Open error 2 (0x00000002)");
+    return false;
+  }
+  reset_timing(record);
+  record.source_type = ksn::source_type::image;
+  record.path = path;
+  record.name = real_file_name(path);
+  record.default_name = record.name;
+  record.mask.clear();
+  record.range.clear();
+  record.names.clear();
+  record.visible = true;
+  record.frames = 1;
+  record.frame_states.assign(1, 0);
+  read_first_header(record, path, default_alpha);
+  return true;
+}
+
+bool add_folder(const std::string& path, track_info& record, int first_number, alpha_type default_alpha,
+                const error_sink& errors) {
+  // The line names the folder as it was given, without the pattern.
+  bool nothing = false;
+  const bool added = scan_sequence(lib::add_separator(path) + "*", record, first_number, default_alpha, false, {},
+                                   [&](const std::string&) { nothing = true; });
+  if (nothing && errors) errors('"' + path + "\": Path contains no images");
+  return added;
+}
+
+bool make_range(const std::string& pattern_path, const std::string& range, track_info& record,
+                alpha_type default_alpha) {
+  std::vector<int> numbers;
+  if (!expand_range(range, numbers)) return false;
+  reset_timing(record);
+  const auto [folder, pattern] = split_real_path(pattern_path);
+  record.path = folder;
+  record.mask = pattern;
+  record.range = range;
+  record.name = display_pattern(record.mask);
+  record.default_name = record.name;
+  record.visible = true;
+  record.source_type = ksn::source_type::sequence;
+  std::vector<std::string> names;
+  names.reserve(numbers.size());
+  for (const int number : numbers) names.push_back(name_for_number(record.mask, number));
+  set_frame_names(record, std::move(names));
+  read_first_header(record, record.path + record.names.front(), default_alpha);
+  return true;
+}
+
+}  // namespace ksn

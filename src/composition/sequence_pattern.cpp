@@ -1,0 +1,152 @@
+// Frame numbers in file names, and the texts that stand for many of them.
+#include "composition/sequence_pattern.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+
+#include "composition/file_paths.h"
+#include "composition/sequence.h"
+
+namespace ksn {
+namespace {
+
+constexpr std::int64_t number_limit = std::numeric_limits<int>::max();
+
+// The run of digits that counts as the frame number: the last one in front of the extension.
+bool find_number(std::string_view name, std::size_t& first, std::size_t& end) {
+  const std::size_t dot = name.rfind('.');
+  end = dot == std::string_view::npos || dot == 0 ? name.size() : dot;
+  while (end > 0 && !is_digit(name[end - 1])) --end;
+  first = end;
+  while (first > 0 && is_digit(name[first - 1])) --first;
+  return first < end;
+}
+
+// Reads an int with an optional sign; moves `text` behind it.
+bool read_number(std::string_view& text, std::int64_t& value) {
+  const bool negative = !text.empty() && text.front() == '-';
+  std::size_t i = negative ? 1 : 0;
+  const std::size_t first = i;
+  value = 0;
+  for (; i < text.size() && is_digit(text[i]); ++i) {
+    value = value * 10 + (text[i] - '0');
+    if (value > number_limit) return false;
+  }
+  if (i == first) return false;
+  if (negative) value = -value;
+  text.remove_prefix(i);
+  return true;
+}
+
+}  // namespace
+
+bool match_frame(std::string_view name, std::string_view pattern, int& number, bool& fits) {
+  std::int64_t value = 0;
+  bool negative = false;
+  bool wildcard_met = false;
+  fits = true;
+  std::size_t at = 0;
+  const auto take_digit = [&](char c) {
+    if (value <= number_limit) value = value * 10 + (c - '0');
+  };
+  for (const char p : pattern) {
+    if (at == name.size()) return false;
+    const char c = name[at++];
+    if (p != '?' && p != '*') {
+      if (lowered(p) != lowered(c)) return false;
+      continue;
+    }
+    if (is_digit(c)) {
+      take_digit(c);
+    } else if (!wildcard_met && (c == '+' || c == '-')) {
+      negative = c == '-';
+    } else {
+      return false;
+    }
+    wildcard_met = true;
+    if (p == '*') {
+      while (at < name.size() && is_digit(name[at])) take_digit(name[at++]);
+    }
+  }
+  if (at != name.size()) return false;
+  fits = value <= number_limit;
+  if (fits) number = static_cast<int>(negative ? -value : value);
+  return true;
+}
+
+int match_number(std::string_view name, std::string_view pattern) {
+  int number = 0;
+  bool fits = false;
+  return match_frame(name, pattern, number, fits) && fits ? number : no_number;
+}
+
+std::string name_for_number(std::string_view pattern, int n) {
+  std::string name(pattern);
+  std::uint32_t rest = n < 0 ? 0u - static_cast<std::uint32_t>(n) : static_cast<std::uint32_t>(n);
+  std::size_t leftmost = std::string::npos;
+  for (std::size_t i = name.size(); i-- > 0;) {
+    if (name[i] != '?' && name[i] != '*') continue;
+    name[i] = static_cast<char>('0' + rest % 10);
+    rest /= 10;
+    leftmost = i;
+  }
+  if (leftmost == std::string::npos) return name;
+  for (; rest != 0; rest /= 10) name.insert(leftmost, 1, static_cast<char>('0' + rest % 10));
+  if (n < 0) {
+    if (name[leftmost] == '0') {
+      name[leftmost] = '-';
+    } else {
+      name.insert(leftmost, 1, '-');
+    }
+  }
+  return name;
+}
+
+bool build_pattern(const std::string& path, std::string& pattern) {
+  const auto [folder, name] = split_real_path(path);
+  std::string file(name);
+  std::replace(file.begin(), file.end(), '#', '?');
+  if (!has_wildcard(file)) {
+    std::size_t first = 0;
+    std::size_t end = 0;
+    if (!find_number(file, first, end)) return false;
+    std::fill(file.begin() + static_cast<std::ptrdiff_t>(first), file.begin() + static_cast<std::ptrdiff_t>(end), '?');
+  }
+  pattern = std::string(folder) + file;
+  return true;
+}
+
+std::string display_pattern(std::string pattern) {
+  if (pattern.find('#') == std::string::npos) std::replace(pattern.begin(), pattern.end(), '?', '#');
+  return pattern;
+}
+
+bool expand_range(std::string_view text, std::vector<int>& numbers) {
+  constexpr std::size_t most_numbers = 1'000'000;
+  numbers.clear();
+  for (;;) {
+    std::int64_t first = 0;
+    if (!read_number(text, first)) return false;
+    std::int64_t last = first;
+    std::int64_t step = 1;
+    if (!text.empty() && text.front() == '-') {
+      text.remove_prefix(1);
+      if (!read_number(text, last)) return false;
+      if (!text.empty() && (text.front() == 'x' || text.front() == 'X')) {
+        text.remove_prefix(1);
+        if (!read_number(text, step) || step < 1) return false;
+      }
+    }
+    const std::int64_t count = (last > first ? last - first : first - last) / step + 1;
+    if (count > static_cast<std::int64_t>(most_numbers - numbers.size())) return false;
+    for (std::int64_t i = 0; i < count; ++i) {
+      numbers.push_back(static_cast<int>(last >= first ? first + i * step : first - i * step));
+    }
+    if (text.empty()) return true;
+    if (text.front() != ',') return false;
+    text.remove_prefix(1);
+  }
+}
+
+}  // namespace ksn
