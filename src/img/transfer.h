@@ -66,15 +66,18 @@ class transfer {
   // To unclamped linear floats; `encode` makes the hue and saturation matrix work on sRGB encoded values.
   void convert_float(float_image& out, const image& image, bool encode, bool cube_applied = false);
 
-  // The 256-entry table of a channel for 8-bit samples, or null when the channel is identity. Valid until the next
-  // change of settings. For adjustment layers, which work on rows of the composite.
+  // The 256-entry table of a channel for 8-bit samples, or null when the channel is identity or a cube is set. Valid
+  // until the next change of settings.
   const std::uint8_t* byte_table(int channel);
   // Applies this transfer to one row of 8-bit colour samples in place, as apply() does to a whole picture whose row
-  // ends at `width`. Needs prepared tables: call prepare_rows() once before, then any thread may call this.
+  // ends at `width`. For adjustment layers, which work on rows of the composite. Needs prepared tables: call
+  // prepare_rows() once before, then any thread may call this.
   void prepare_rows();
   void apply_row(std::uint8_t* b, std::uint8_t* g, std::uint8_t* r, int width) const;
 
  private:
+  void convert_bytes(image& out, const image& in);
+
   correction settings_;
   std::unique_ptr<transfer_tables> tables_;
 };
