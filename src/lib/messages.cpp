@@ -1,0 +1,36 @@
+#include "lib/messages.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+
+#include "lib/paths.h"
+
+namespace lib {
+
+void catalogue::load_text(std::string_view lines) {
+  while (!lines.empty()) {
+    std::string_view line = lines.substr(0, lines.find('\n'));
+    lines.remove_prefix(std::min(line.size() + 1, lines.size()));
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    if (line.empty() || lower_char(line[0]) < 'a' || lower_char(line[0]) > 'z') continue;
+    const std::size_t equals = line.find('=');
+    if (equals != line.npos) texts_.insert_or_assign(std::string(line.substr(0, equals)), line.substr(equals + 1));
+  }
+}
+
+bool catalogue::load_file(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) return false;
+  const std::string content((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  const std::string_view text(content);
+  load_text(text.substr(0, 3) == "\xEF\xBB\xBF" ? text.substr(3) : text);
+  return true;
+}
+
+std::string catalogue::text(std::string_view key) const {
+  const auto found = texts_.find(key);
+  return found == texts_.end() ? std::string(key) : found->second;
+}
+
+}  // namespace lib
