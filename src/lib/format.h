@@ -53,8 +53,8 @@ std::u16string format(const std::u16string& text, const abstract_argument_map<ch
 
 // The same with the values in order.
 template <class Char, class... T>
-  requires(!std::is_base_of_v<abstract_argument_map<Char>, T> && ...)
-std::basic_string<Char> format(const std::basic_string<Char>& text, const T&... values) {
+requires(!std::is_base_of_v<abstract_argument_map<Char>, T> &&
+         ...) std::basic_string<Char> format(const std::basic_string<Char>& text, const T&... values) {
   const argument<Char> entries[] = {{&values, &formatter<T, Char>()}..., {nullptr, nullptr}};
   return format(text, indexed_argument_map<Char>(entries, static_cast<int>(sizeof...(values))));
 }

@@ -1,0 +1,395 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "io/buffered.h"
+#include "io/exceptions.h"
+#include "io/file.h"
+#include "io/memory_reader.h"
+#include "io/packer.h"
+#include "io/part_file.h"
+#include "support/temp_folder.h"
+
+namespace {
+
+std::string numbers(int count) {
+  std::string text;
+  for (int i = 0; i < count; ++i) text += static_cast<char>(i * 7 + i / 256);
+  return text;
+}
+
+// Gives at most `step` bytes a call and counts the calls.
+class stingy_reader : public io::binary_reader {
+ public:
+  stingy_reader(std::string data, int step) : data_(std::move(data)), step_(step) {}
+  int read(void* buffer, int count) override {
+    ++calls;
+    last_count = count;
+    count = std::min({count, step_, static_cast<int>(data_.size() - at_)});
+    if (buffer) std::memcpy(buffer, data_.data() + at_, static_cast<std::size_t>(count));
+    at_ += static_cast<std::size_t>(count);
+    return count;
+  }
+  const char* name() const override { return "stingy"; }
+  int calls = 0;
+  int last_count = 0;
+
+ private:
+  std::string data_;
+  int step_;
+  std::size_t at_ = 0;
+};
+
+class string_writer : public io::binary_writer {
+ public:
+  void write(const void* buffer, int count) override {
+    if (room >= 0 && static_cast<int>(text.size()) + count > room) throw io::write_error(name(), "full");
+    text.append(static_cast<const char*>(buffer), static_cast<std::size_t>(count));
+    sizes.push_back(count);
+  }
+  void flush() override { ++flushes; }
+  const char* name() const override { return "string"; }
+  std::string text;
+  std::vector<int> sizes;
+  int flushes = 0;
+  int room = -1;
+};
+
+std::string read_all(io::binary_reader& reader, int step) {
+  std::string text, part(static_cast<std::size_t>(step), '\0');
+  for (;;) {
+    const int size = reader.read(part.data(), step);
+    text.append(part, 0, static_cast<std::size_t>(size));
+    if (size < step) return text;
+  }
+}
+
+// Runs `action` and tells the class, source and message of what it throws.
+template <class F>
+std::string failure(F&& action) {
+  try {
+    action();
+  } catch (const io::exception& e) {
+    return std::string(e.what()) + "|" + e.source() + "|" + e.message();
+  }
+  return "none";
+}
+
+TEST(exceptions, say_class_source_and_message) {
+  EXPECT_EQ(failure([] { throw io::open_error("x", ENOENT); }),
+            std::string("io::open_error|x|") + std::strerror(ENOENT));
+  EXPECT_EQ(failure([] { throw io::eof_error("x"); }), "io::eof_error|x|Unexpected end of file");
+  EXPECT_EQ(failure([] { throw io::invalid_count("x"); }), "io::invalid_count|x|Negative sequence size");
+  EXPECT_EQ(failure([] { throw io::invalid_array_size("x"); }), "io::invalid_array_size|x|Invalid array size");
+  EXPECT_EQ(failure([] { throw io::invalid_signature("x"); }), "io::invalid_signature|x|Invalid signature");
+  EXPECT_EQ(failure([] { throw io::invalid_version("x"); }), "io::invalid_version|x|Invalid version");
+  EXPECT_EQ(failure([] { throw io::logic_error("x"); }), "io::logic_error|x|Unsupported functionality");
+  EXPECT_THROW(throw io::eof_error("x"), io::read_error);
+  EXPECT_THROW(throw io::seek_error("x", 1), io::file_error);
+  EXPECT_THROW(throw io::invalid_count("x"), io::invalid_format);
+}
+
+TEST(file, reads_writes_and_skips) {
+  support::temp_folder folder;
+  const std::string path = folder / "\xE2\x82\xAC.bin";
+  {
+    io::file out(path, "wb");
+    out.write("abcdef", 6);
+    out.write(nullptr, 0);
+    out.flush();
+    EXPECT_EQ(support::read_file(path), "abcdef");
+    EXPECT_EQ(static_cast<io::binary_reader&>(out).name(), path);
+  }
+  io::file in(path, "rb");
+  char c[8];
+  EXPECT_EQ(in.read(c, 2), 2);
+  EXPECT_EQ(in.read(nullptr, 2), 2);
+  EXPECT_EQ(in.read(c, 8), 2);
+  EXPECT_EQ(c[0], 'e');
+  EXPECT_EQ(in.read(c, 8), 0);
+  EXPECT_EQ(in.read(nullptr, 100), 100) << "a skip is a seek";
+  EXPECT_EQ(in.read(c, 8), 0);
+
+  const std::string none = folder / "none";
+  EXPECT_EQ(failure([&] { io::file x(none, "rb"); }), "io::open_error|" + none + "|" + std::strerror(ENOENT));
+  EXPECT_EQ(failure([&] { io::file x(folder.path(), "rb"); }),
+            "io::open_error|" + folder.path() + "|" + std::strerror(EISDIR));
+  EXPECT_EQ(failure([&] { in.write("x", 1); }).substr(0, 16), "io::write_error|");
+}
+
+TEST(file, full_disk) {
+  if (access("/dev/full", W_OK) != 0) GTEST_SKIP();
+  io::file full("/dev/full", "wb");
+  const std::string expected = std::string("io::write_error|/dev/full|") + std::strerror(ENOSPC);
+  EXPECT_EQ(failure([&] {
+              full.write("x", 1);
+              full.flush();
+            }),
+            expected);
+  io::llfile low("/dev/full", true);
+  EXPECT_EQ(failure([&] { low.write("x", 1); }), "io::write_error|/dev/full|WriteFile");
+}
+
+TEST(llfile, reads_writes_and_seeks) {
+  support::temp_folder folder;
+  const std::string path = folder / "a.bin";
+  support::write_file(path, "old and long");
+  {
+    io::llfile out(path, true);
+    EXPECT_EQ(support::read_file(path), "");
+    EXPECT_EQ(failure([&] { io::llfile second(path, true); }), "io::open_error|" + path + "|CreateFile");
+    out.write("0123456789", 10);
+    EXPECT_EQ(support::read_file(path), "0123456789") << "a refused writer must not empty it, and nothing is buffered";
+  }
+  io::llfile in(path, false);
+  io::llfile other_reader(path, false);
+  EXPECT_EQ(in.size(), 10);
+  char c[16] = {};
+  EXPECT_EQ(in.read(c, 3), 3);
+  EXPECT_EQ(in.read(nullptr, 2), 2);
+  EXPECT_EQ(in.tell(), 5);
+  in.read_exact(c, 5);
+  EXPECT_EQ(std::string(c, 5), "56789");
+  EXPECT_EQ(in.read(c, 1), 0);
+  EXPECT_EQ(failure([&] { in.read_exact(c, 1); }), "io::eof_error|" + path + "|Unexpected end of file");
+  EXPECT_EQ(in.read(nullptr, 50), 50);
+  EXPECT_EQ(in.tell(), 60);
+  EXPECT_EQ(in.try_seek(-2, SEEK_END), 8);
+  EXPECT_EQ(in.try_seek(-1, SEEK_SET), -1);
+  EXPECT_EQ(in.tell(), 8);
+
+  const std::string seek_failure = "io::seek_error|" + path + "|SetFilePointer";
+  EXPECT_EQ(failure([&] { in.seek(-100, SEEK_CUR); }), seek_failure);
+  in.seek(INT_MAX, SEEK_SET);
+  EXPECT_EQ(in.tell(), INT_MAX);
+  EXPECT_EQ(failure([&] { in.seek(1, SEEK_CUR); }), seek_failure) << "2 GiB is out of reach";
+  EXPECT_EQ(in.tell(), -1);
+  EXPECT_EQ(failure([&] { in.read(nullptr, INT_MAX); }), seek_failure);
+
+  const std::string none = folder / "none";
+  EXPECT_EQ(failure([&] { io::llfile x(none, false); }), "io::open_error|" + none + "|CreateFile");
+  EXPECT_EQ(failure([&] { io::llfile x(folder.path(), false); }), "io::open_error|" + folder.path() + "|CreateFile");
+  EXPECT_EQ(failure([&] { io::llfile x(folder.path(), true); }), "io::open_error|" + folder.path() + "|CreateFile");
+  EXPECT_EQ(failure([&] { in.write("x", 1); }), "io::write_error|" + path + "|WriteFile");
+}
+
+TEST(memory_reader, ends_at_the_end) {
+  io::memory_reader in("abcdef", 6);
+  char c[8] = {};
+  EXPECT_EQ(in.read(c, 2), 2);
+  EXPECT_EQ(in.read(nullptr, 1), 1);
+  EXPECT_EQ(in.read(c, 8), 3);
+  EXPECT_EQ(std::string(c), "def");
+  EXPECT_EQ(in.read(c, 8), 0);
+  EXPECT_EQ(in.read(c, -3), -3) << "below 1 the count itself comes back";
+  EXPECT_STREQ(in.name(), "(memory_reader)");
+}
+
+TEST(buffered_reader, same_bytes_in_any_pieces) {
+  const std::string data = numbers(1000);
+  for (int step : {1, 7, 64, 2000})
+    for (int size : {1, 3, 64, 4096})
+      for (int part : {1, 5, 63, 64, 65, 999, 1000}) {
+        stingy_reader source(data, step);
+        io::buffered_reader in(source, size);
+        ASSERT_EQ(read_all(in, part), data) << step << " " << size << " " << part;
+      }
+}
+
+TEST(buffered_reader, steps_back_and_passes_through) {
+  stingy_reader source(numbers(100), 100);
+  io::buffered_reader in(source, 10);
+  const std::string data = numbers(100);
+  char c[64];
+  EXPECT_EQ(in.available(), 0);
+  EXPECT_EQ(in.read(c, 0), 0);
+  EXPECT_EQ(in.read(c, 12), 12);
+  EXPECT_EQ(in.available(), 8);
+  EXPECT_FALSE(in.unread(3)) << "only two of the present buffer are consumed";
+  EXPECT_FALSE(in.unread(-1));
+  EXPECT_EQ(in.available(), 8);
+  EXPECT_TRUE(in.unread(2));
+  EXPECT_EQ(in.read(c, 1), 1);
+  EXPECT_EQ(c[0], data[10]);
+
+  const int calls = source.calls;
+  EXPECT_EQ(in.read_through(c, 4), 4);
+  EXPECT_EQ(source.calls, calls) << "what the buffer holds needs no read";
+  EXPECT_EQ(in.read_through(c, 35), 35);
+  EXPECT_EQ(source.calls, calls + 1);
+  EXPECT_EQ(source.last_count, 30) << "the rest in one read past the buffer";
+  EXPECT_EQ(std::string(c, 35), data.substr(15, 35));
+  EXPECT_EQ(in.available(), 0);
+  EXPECT_EQ(in.read(c, 1), 1);
+  in.discard();
+  EXPECT_EQ(in.read(c, 1), 1);
+  EXPECT_EQ(c[0], data[60]) << "the ten buffered bytes were forgotten";
+  EXPECT_EQ(in.read(nullptr, 100), 39);
+  EXPECT_EQ(in.read(c, 1), 0);
+  EXPECT_STREQ(in.name(), "stingy");
+}
+
+TEST(buffered_reader, skips_a_file_by_seeking) {
+  support::temp_folder folder;
+  support::write_file(folder / "a", "0123456789");
+  io::llfile file(folder / "a", false);
+  io::buffered_reader in(file, 4);
+  char c;
+  EXPECT_EQ(in.read(&c, 1), 1);
+  EXPECT_EQ(in.read_through(nullptr, 7), 7);
+  EXPECT_EQ(file.tell(), 8);
+  EXPECT_EQ(in.read(&c, 1), 1);
+  EXPECT_EQ(c, '8');
+}
+
+TEST(buffered_writer, hands_over_only_when_room_is_needed) {
+  string_writer target;
+  {
+    io::buffered_writer out(target, 4);
+    out.write("abcd", 4);
+    EXPECT_TRUE(target.sizes.empty());
+    out.write("", 0);
+    EXPECT_TRUE(target.sizes.empty());
+    out.write("e", 1);
+    EXPECT_EQ(target.text, "abcd");
+    out.write("fghijklm", 8);
+    EXPECT_EQ(target.sizes, (std::vector<int>{4, 4, 4}));
+    out.flush();
+    EXPECT_EQ(target.text, "abcdefghijklm");
+    EXPECT_EQ(target.flushes, 1);
+    out.write("n", 1);
+  }
+  EXPECT_EQ(target.text, "abcdefghijklmn");
+
+  target.room = 14;
+  io::buffered_writer full(target, 4);
+  full.write("o", 1);
+  EXPECT_EQ(failure([&] { full.flush(); }), "io::write_error|string|full");
+}
+
+TEST(packer, round_trip_in_any_pieces) {
+  std::string data = numbers(50000);
+  data += std::string(100000, 'x');
+  for (int part : {1, 100, 8192, 200000}) {
+    if (part == 1 && data.size() > 20000) data.resize(20000);
+    string_writer packed;
+    {
+      io::packer out(packed);
+      for (std::size_t at = 0; at < data.size(); at += static_cast<std::size_t>(part))
+        out.write(data.data() + at, static_cast<int>(std::min(data.size() - at, static_cast<std::size_t>(part))));
+      out.flush();
+      EXPECT_EQ(packed.flushes, 1);
+      const std::size_t size = packed.text.size();
+      out.flush();
+      EXPECT_EQ(packed.text.size(), size) << "a second finish adds nothing";
+    }
+    for (int size : packed.sizes) EXPECT_LE(size, 8192);
+    // zlib itself agrees that it is one zlib stream.
+    std::string plain(data.size() + 1, '\0');
+    uLongf plain_size = plain.size();
+    ASSERT_EQ(uncompress(reinterpret_cast<Bytef*>(plain.data()), &plain_size,
+                         reinterpret_cast<const Bytef*>(packed.text.data()), packed.text.size()),
+              Z_OK);
+    EXPECT_EQ(plain.substr(0, plain_size), data);
+
+    stingy_reader source(packed.text, part);
+    io::unpacker in(source);
+    EXPECT_EQ(read_all(in, part), data);
+    char c;
+    EXPECT_EQ(in.read(&c, 1), 0);
+  }
+}
+
+TEST(packer, release_finishes_and_swallows) {
+  string_writer packed;
+  {
+    io::packer first(packed);
+    io::packer second(first);
+    first.write("text", 4);
+    second.write(" more", 5);
+  }
+  io::memory_reader source(packed.text.data(), packed.text.size());
+  io::unpacker in(source);
+  EXPECT_EQ(read_all(in, 20), "text more");
+
+  string_writer full;
+  full.room = 5;
+  io::packer out(full);
+  EXPECT_EQ(failure([&] {
+              for (int i = 0; i < 1000; ++i) out.write(numbers(20000).data(), 20000);
+              out.flush();
+            }),
+            "io::write_error|string|full");
+}
+
+TEST(unpacker, failures) {
+  string_writer packed;
+  const std::string data = numbers(20000);
+  {
+    io::packer out(packed);
+    out.write(data.data(), 20000);
+  }
+  char c[64];
+  {
+    io::memory_reader source(packed.text.data(), packed.text.size());
+    io::unpacker in(source);
+    EXPECT_EQ(in.read(nullptr, 19990), 19990);
+    EXPECT_EQ(in.read(c, 5), 5);
+    EXPECT_EQ(std::string(c, 5), data.substr(19990, 5));
+    EXPECT_EQ(failure([&] { in.read(nullptr, 6); }).substr(0, 31), "io::seek_error|(memory_reader)|");
+    EXPECT_EQ(failure([&] { in.read(nullptr, 6); }).substr(0, 31), "io::seek_error|(memory_reader)|");
+  }
+  for (std::size_t cut : {std::size_t{0}, std::size_t{1}, packed.text.size() / 2, packed.text.size() - 1}) {
+    io::memory_reader source(packed.text.data(), cut);
+    io::unpacker in(source);
+    std::string all(20001, '\0');
+    EXPECT_EQ(failure([&] { in.read(all.data(), 20001); }), "io::eof_error|(memory_reader)|Unexpected end of file")
+        << cut;
+  }
+  std::string bad = packed.text;
+  bad[0] = '!';
+  io::memory_reader source(bad.data(), bad.size());
+  io::unpacker in(source);
+  EXPECT_EQ(failure([&] { in.read(c, 1); }), "io::decompression_error|(memory_reader)|incorrect header check");
+}
+
+TEST(part_file, appears_whole_or_not_at_all) {
+  support::temp_folder folder;
+  const std::string target = folder / "out.tga";
+  support::write_file(target, "old");
+  {
+    io::part_file part(target);
+    EXPECT_EQ(part.path(), target + ".part");
+    support::write_file(part.path(), "half");
+  }
+  EXPECT_EQ(support::read_file(target), "old");
+  EXPECT_EQ(support::read_file(target + ".part"), "half");
+  io::part_file part(target);
+  support::write_file(part.path(), "new");
+  part.commit();
+  EXPECT_EQ(support::read_file(target), "new");
+  EXPECT_NE(access((target + ".part").c_str(), F_OK), 0);
+  EXPECT_EQ(failure([&] { part.commit(); }), "io::write_error|" + target + "|" + std::strerror(ENOENT));
+
+  EXPECT_EQ(failure([&] { io::part_file x(folder.path()); }),
+            "io::open_error|" + folder.path() + "|" + std::strerror(EISDIR));
+  if (geteuid() != 0) {
+    ASSERT_EQ(chmod(target.c_str(), 0444), 0);
+    EXPECT_EQ(failure([&] { io::part_file x(target); }), "io::open_error|" + target + "|" + std::strerror(EACCES));
+  }
+  const std::string pipe = folder / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0666), 0);
+  io::part_file direct(pipe);
+  EXPECT_EQ(direct.path(), pipe);
+  direct.commit();
+  struct stat status;
+  ASSERT_EQ(stat(pipe.c_str(), &status), 0);
+  EXPECT_TRUE(S_ISFIFO(status.st_mode));
+}
+
+}  // namespace
