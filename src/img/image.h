@@ -120,6 +120,11 @@ constexpr std::size_t plane_bytes(int bits, int width, int height) {
   return static_cast<std::size_t>((bits + 7) / 8) * static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
 }
 
+constexpr int max_dimension = 65535;  // pixels, either way
+
+// Throws io::invalid_format(source, ...) unless both sizes are 1 to max_dimension.
+void check_dimensions(const std::string& source, long long width, long long height);
+
 // Throws io::invalid_format(source, ...) unless both sizes are 1 to 65535 and a picture of `bytes_per_pixel` in all its
 // planes could stand in `available` bytes of source data times `expansion`, the most that the coding at hand can give
 // for one byte. The guard that every reader calls before it allocates.

@@ -8,7 +8,8 @@
 namespace img {
 
 // Owns an uninitialised block that begins on a page boundary, so that a file can be read straight into it. Copies are
-// deep. Freed blocks of picture size are kept warm for the next plane, up to a bound (release_spare_planes()).
+// deep. Freed blocks of picture size are kept warm for the next plane of the same size, within the bounds below. Blocks
+// may be made and freed on any thread.
 class plane {
  public:
   static constexpr std::size_t alignment = 4096;
@@ -50,7 +51,19 @@ class plane {
   std::size_t size_ = 0;
 };
 
+// Copies or fills a whole plane on all threads. Both planes of a copy must have the same size.
+void copy_plane(plane& to, const plane& from);
+void fill_plane(plane& target, std::uint8_t value);
+
+// What is kept for reuse at most: so many blocks, so many bytes in all, and none smaller than this. The block that was
+// freed longest ago goes first. Sixteen cover the planes of the frames that a save or a playback has at hand at once.
+constexpr std::size_t most_spare_planes = 16;
+constexpr std::size_t most_spare_bytes = std::size_t{256} << 20;
+constexpr std::size_t smallest_spare_plane = std::size_t{64} << 10;
+
 // Gives the blocks that are kept for reuse back to the heap. Any thread.
 void release_spare_planes();
+// Bytes that are kept at the moment.
+std::size_t spare_plane_bytes();
 
 }  // namespace img

@@ -1,0 +1,83 @@
+// Every still-image format and its file extensions. A new format is `const img::format& NAME_format()` in
+// formats/NAME.cpp and its line in the list below.
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "img/format.h"
+#include "io/exceptions.h"
+#include "lib/paths.h"
+
+// built(NAME, extensions...) and planned(NAME, "name for messages", extensions...); the extensions in lower case.
+#define KSN_FORMATS(built, planned)                                                                             \
+  planned(bmp, "BMP", "bmp", "dib") planned(dds, "DDS", "dds") planned(dng, "DNG", "dng")                       \
+      planned(dpx, "DPX and Cineon", "dpx", "cin") planned(exr, "OpenEXR", "exr", "sxr")                        \
+          planned(hdr, "Radiance HDR", "hdr") planned(iff, "IFF", "iff") planned(jpeg, "JPEG", "jpg", "jpeg")   \
+              planned(pic, "Softimage PIC", "pic") planned(png, "PNG", "png") planned(psd, "PSD", "psd")        \
+                  planned(rla, "RLA and RPF", "rla", "rpf") planned(sgi, "SGI", "sgi", "sgi16", "rgb", "rgb16") \
+                      planned(tga, "TGA", "tga") planned(tiff, "TIFF", "tiff", "tif", "ftif")                   \
+                          planned(qzimg, "Raw renderer", "qzimg") planned(yuv, "YUV", "yuv")
+
+namespace img {
+
+#define KSN_DECLARE(name, ...) const format& name##_format();
+#define KSN_NOTHING(...)
+KSN_FORMATS(KSN_DECLARE, KSN_NOTHING)
+#undef KSN_DECLARE
+#undef KSN_NOTHING
+
+namespace {
+
+// A format that this build does not have: its files are known, and every use says what is missing.
+class unbuilt_format : public format {
+ public:
+  unbuilt_format(const char* name, const char* label) : name_(name), label_(label) {}
+  const char* name() const override { return name_; }
+  void read(image&, const std::string& path, const layer&) const override { refuse(path); }
+  void write(const image&, const std::string& path, const save_options&) const override { refuse(path); }
+  void write_float(const float_image&, const std::string& path, const save_options&) const override { refuse(path); }
+  void list_layers(const std::string& path, std::vector<layer>&) const override { refuse(path); }
+
+ private:
+  [[noreturn]] void refuse(const std::string& path) const {
+    throw io::invalid_format(path, std::string(label_) + " files are not supported by this build");
+  }
+
+  const char* name_;
+  const char* label_;
+};
+
+using format_map = std::map<std::string, const format*, std::less<>>;
+
+format_map make_registry() {
+  format_map registry;
+  auto add = [&](const format& format, std::initializer_list<const char*> extensions) {
+    for (const char* extension : extensions) registry[extension] = &format;
+  };
+#define KSN_BUILT(name, ...) add(name##_format(), {__VA_ARGS__});
+#define KSN_PLANNED(name, label, ...)             \
+  static const unbuilt_format name(#name, label); \
+  add(name, {__VA_ARGS__});
+  KSN_FORMATS(KSN_BUILT, KSN_PLANNED)
+#undef KSN_BUILT
+#undef KSN_PLANNED
+  return registry;
+}
+
+}  // namespace
+
+const format* find_format(const std::string& path, const char* type) {
+  static const format_map registry = make_registry();
+  std::string_view extension;
+  if (type) {
+    extension = type;
+  } else {
+    const std::size_t dot = path.rfind('.');
+    if (dot == std::string::npos) return nullptr;
+    extension = std::string_view(path).substr(dot + 1);
+  }
+  const auto found = registry.find(lib::to_lower(extension));
+  return found == registry.end() ? nullptr : found->second;
+}
+
+}  // namespace img

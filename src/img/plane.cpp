@@ -1,0 +1,144 @@
+#include "img/plane.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <new>
+#include <utility>
+#include <vector>
+
+#include "lib/parallel.h"
+
+namespace img {
+namespace {
+
+constexpr std::size_t copy_block = 1024;  // bytes; the unit in which fills and copies are dealt to threads
+
+std::size_t block_size(std::size_t bytes) {
+  return (bytes + plane::alignment - 1) / plane::alignment * plane::alignment;
+}
+
+// Freed blocks, oldest first. A block that the heap gives back to the system costs a page fault for every 4 KiB when
+// the next frame writes to it, which is more than the decoding of most formats.
+class spare_blocks {
+ public:
+  std::uint8_t* take(std::size_t size) {
+    if (size < smallest_spare_plane) return nullptr;
+    std::lock_guard lock(mutex_);
+    for (std::size_t i = blocks_.size(); i-- > 0;) {
+      if (blocks_[i].size != size) continue;
+      std::uint8_t* data = blocks_[i].data;
+      blocks_.erase(blocks_.begin() + static_cast<std::ptrdiff_t>(i));
+      bytes_ -= size;
+      return data;
+    }
+    return nullptr;
+  }
+
+  void give(std::uint8_t* data, std::size_t size) noexcept {
+    if (size < smallest_spare_plane || size > most_spare_bytes) {
+      std::free(data);
+      return;
+    }
+    std::lock_guard lock(mutex_);
+    while (blocks_.size() >= most_spare_planes || bytes_ + size > most_spare_bytes) drop_oldest();
+    blocks_.push_back({data, size});
+    bytes_ += size;
+  }
+
+  void release() {
+    std::lock_guard lock(mutex_);
+    while (!blocks_.empty()) drop_oldest();
+  }
+
+  std::size_t bytes() {
+    std::lock_guard lock(mutex_);
+    return bytes_;
+  }
+
+ private:
+  struct block {
+    std::uint8_t* data;
+    std::size_t size;
+  };
+
+  void drop_oldest() noexcept {
+    std::free(blocks_.front().data);
+    bytes_ -= blocks_.front().size;
+    blocks_.erase(blocks_.begin());
+  }
+
+  std::mutex mutex_;  // guards both fields
+  std::vector<block> blocks_ = [] {
+    std::vector<block> list;
+    list.reserve(most_spare_planes);  // so that give() never allocates
+    return list;
+  }();
+  std::size_t bytes_ = 0;
+};
+
+// Never destroyed: planes of static objects may be freed after everything else.
+spare_blocks& spares() {
+  static auto* list = new spare_blocks;
+  return *list;
+}
+
+std::uint8_t* allocate(std::size_t bytes) {
+  if (bytes > PTRDIFF_MAX - plane::alignment) throw std::bad_alloc();
+  const std::size_t size = block_size(bytes);
+  if (std::uint8_t* warm = spares().take(size)) return warm;
+  void* data = std::aligned_alloc(plane::alignment, size);
+  if (!data) {
+    spares().release();
+    data = std::aligned_alloc(plane::alignment, size);
+  }
+  if (!data) throw std::bad_alloc();
+  return static_cast<std::uint8_t*>(data);
+}
+
+// Calls body(first, last) with byte ranges of whole blocks on all threads, and with the tail on the calling one.
+template <class Body>
+void in_blocks(std::size_t bytes, Body&& body) {
+  const std::size_t blocks = bytes / copy_block;
+  lib::parallel_rows(static_cast<int>(blocks), static_cast<long long>(bytes), [&](int first, int last) {
+    body(static_cast<std::size_t>(first) * copy_block, static_cast<std::size_t>(last) * copy_block);
+  });
+  if (blocks * copy_block < bytes) body(blocks * copy_block, bytes);
+}
+
+}  // namespace
+
+plane::plane(std::size_t bytes) : data_(bytes ? allocate(bytes) : nullptr), size_(bytes) {}
+
+plane::plane(const plane& other) : plane(other.size_) {
+  copy_plane(*this, other);
+}
+
+plane::~plane() {
+  if (data_) spares().give(data_, block_size(size_));
+}
+
+bool plane::operator==(const plane& other) const {
+  return size_ == other.size_ && (size_ == 0 || std::memcmp(data_, other.data_, size_) == 0);
+}
+
+void copy_plane(plane& to, const plane& from) {
+  in_blocks(from.size(), [&](std::size_t first, std::size_t last) {
+    std::memcpy(to.data() + first, from.data() + first, last - first);
+  });
+}
+
+void fill_plane(plane& target, std::uint8_t value) {
+  in_blocks(target.size(),
+            [&](std::size_t first, std::size_t last) { std::memset(target.data() + first, value, last - first); });
+}
+
+void release_spare_planes() {
+  spares().release();
+}
+
+std::size_t spare_plane_bytes() {
+  return spares().bytes();
+}
+
+}  // namespace img
