@@ -69,9 +69,9 @@ lookup_table read_3dl(std::string_view text, const std::string& source) {
   // Three input positions look like a node.
   if (values.size() == 3 * 28 && positions == 0) values.erase(values.begin(), values.begin() + 3);
   const std::size_t nodes = values.size() / 3;
-  const std::size_t wanted = static_cast<std::size_t>(stated.size                 ? stated.size
-                                                      : positions <= largest_grid ? positions
-                                                                                  : 0);
+  int wanted = stated.size;
+  // A longer or shorter list of positions says nothing of the grid.
+  if (wanted == 0 && positions >= 2 && positions <= largest_grid) wanted = positions;
   const int size = grid_of(nodes);
   const std::size_t least = wanted == 0 ? 1 : static_cast<std::size_t>(wanted) * wanted * wanted;
   if (nodes < least) throw io::eof_error(source);
