@@ -6,6 +6,19 @@
 #include "img/simd_level.h"
 
 namespace render {
+
+namespace baseline {
+extern const row_operations operations;
+}
+#if defined(KSN_X86_LEVELS)
+namespace v3 {
+extern const row_operations operations;
+}
+namespace v4 {
+extern const row_operations operations;
+}
+#endif
+
 namespace {
 
 // MUL and the weight of a lerp differ in the last bit between the two forms; both are part of the picture.
@@ -272,7 +285,17 @@ const row_operations& plain_rows() {
 }
 
 const row_operations& current_rows() {
-  return plain_operations;
+#if defined(KSN_X86_LEVELS)
+  switch (img::current_simd_level()) {
+    case img::simd_level::v4:
+      return v4::operations;
+    case img::simd_level::v3:
+      return v3::operations;
+    case img::simd_level::baseline:
+      break;
+  }
+#endif
+  return baseline::operations;
 }
 
 }  // namespace render

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
@@ -118,9 +118,9 @@ TEST_F(blend_rows, bulk_and_tail_of_every_operation) {
   });
 }
 
-// Every pair of samples, with every alpha among the awkward ones, through every operation.
+// Every pair of two samples or of a sample and an alpha, with awkward thirds, through both forms of every operation.
 TEST_F(blend_rows, kernels_equal_the_plain_rows_for_all_pairs) {
-  constexpr int width = 256 + 7;
+  constexpr int width = 256;
   std::vector<std::uint8_t> s(width), a(width), A(width), d(width);
   std::vector<std::uint8_t> expected[4], found[4];
   every_level([&](const render::row_operations& rows, const char* level) {
@@ -129,21 +129,26 @@ TEST_F(blend_rows, kernels_equal_the_plain_rows_for_all_pairs) {
       for (int blend = 0; blend < render::blend_count; ++blend) {
         for (int alpha = 0; alpha < render::alpha_count; ++alpha) {
           for (int y = 0; y < 256; ++y) {
-            // Columns run through the source sample or, in the second round, through the alpha.
-            for (int round = 0; round < 2; ++round) {
+            // Columns run through the source sample or, in odd rounds, through the alpha.
+            for (int round = 0; round < 4; ++round) {
               const int awkward[] = {0, 1, 127, 128, 129, 254, 255, y};
               for (int x = 0; x < width; ++x) {
-                s[x] = static_cast<std::uint8_t>(round == 0 ? x : awkward[y % 8]);
-                a[x] = static_cast<std::uint8_t>(round == 0 ? awkward[y * 7 % 8] : x);
+                s[x] = static_cast<std::uint8_t>(round % 2 == 0 ? x : awkward[y % 8]);
+                a[x] = static_cast<std::uint8_t>(round % 2 == 0 ? awkward[y * 7 % 8] : x);
                 d[x] = static_cast<std::uint8_t>(y);
                 A[x] = static_cast<std::uint8_t>(y ^ 0x55);
               }
               const int weight = awkward[(y / 8) % 8];
               for (int p = 0; p < 4; ++p) expected[p] = found[p] = p < 3 ? d : A;
+              // Spans of 7 samples are all tail.
+              const int span = round < 2 ? width : 7;
               auto run = [&](const render::row_operations& with, std::vector<std::uint8_t>* out) {
-                const render::row_planes planes{{out[0].data(), out[1].data(), out[2].data(), out[3].data()},
-                                                {s.data(), s.data(), s.data(), a.data()}};
-                operation_of(with, family, blend, alpha)(planes, width, weight);
+                for (int x = 0; x < width; x += span) {
+                  const render::row_planes planes{
+                      {out[0].data() + x, out[1].data() + x, out[2].data() + x, out[3].data() + x},
+                      {s.data() + x, s.data() + x, s.data() + x, a.data() + x}};
+                  operation_of(with, family, blend, alpha)(planes, std::min(span, width - x), weight);
+                }
               };
               run(render::plain_rows(), expected);
               run(rows, found);
