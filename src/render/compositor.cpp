@@ -58,7 +58,7 @@ std::vector<placed_layer> place(const ksn::state& composition, const std::vector
     if (!out.image && !adjusts) continue;
     out.position.x = width / 2 + view.offset.x + static_cast<int>(std::rint(track.pos.x * view.zoom_x));
     out.position.y = height / 2 + view.offset.y + static_cast<int>(std::rint(track.pos.y * view.zoom_y));
-    out.scale = layer_scale(track, view.zoom_x, view.zoom_y, composition.resolution);
+    out.scale = layer_scale(track, view.zoom_x, view.zoom_y, layer.resolution);
     if (adjusts) {
       const rectangle size = placed_rectangle({}, track.width, track.height, {}, out.scale);
       out.box = moved(size, {out.position.x - size.right / 2, out.position.y - size.bottom / 2});

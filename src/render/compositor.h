@@ -10,37 +10,50 @@
 
 namespace render {
 
-// Which part of the composition a frame shows. The default is a saved composite: `mask_size`, 100 % zoom, no pan.
+// Which part of the composition a frame shows. The default is a saved composite: 100 % zoom, no pan, full resolution
+// and nothing that belongs to the display.
 struct frame_view {
-  int width = 0;
+  int width = 0;  // of the picture; a saved composite has `mask_size`
   int height = 0;
   double zoom_x = 1.0;
   double zoom_y = 1.0;
   math::point offset;         // of the composition's centre from the picture's centre, in picture pixels
   math::point view_origin;    // screen position of the picture's corner, for the checkerboard's parity
   bool crop_preview = false;  // the selected layer shows what its crop cuts off, at half opacity
+  bool for_display = false;   // with the channel view, and the checker behind a transparent background
+  ksn::cache_resolution_type resolution = ksn::cache_resolution_type::full;
 };
 
 // One layer as the compositor draws it, prepared once a frame.
 struct prepared_layer {
-  int index = 0;               // into state::tracks
-  img::const_image_ptr image;  // of an adjustment layer: its alpha in plane 3, in the layer's size; null without one
-  int opacity = 0;             // percent, faded
+  int index = 0;  // into state::tracks
+  // Of an adjustment layer with an alpha source: its alpha in plane 3 alone, in the layer's size; without one null.
+  img::const_image_ptr image;
+  int opacity = 0;  // percent, faded
+  // What the picture is reduced to, for layer_scale().
+  ksn::cache_resolution_type resolution = ksn::cache_resolution_type::full;
   // Of an adjustment layer: its correction after prepare_rows(). When null, the compositor builds it for the frame.
   std::shared_ptr<const img::transfer> correction;
 };
 
 // Fetches the pictures of all layers that take part at `time`, alpha sources included, and applies alpha sources and
 // inversions. Bottom of the stack first. Layers that have no picture are left out.
-std::vector<prepared_layer> prepare_layers(pipeline& pipeline, const ksn::state& composition, double time);
+std::vector<prepared_layer> prepare_layers(pipeline& pipeline, const ksn::state& composition, double time,
+                                           ksn::cache_resolution_type resolution = ksn::cache_resolution_type::full);
 
-// Composites into the left and maybe the right eye's picture; both must have the same size and five planes, filled with
-// the background. Either may be null. A layer goes to the left picture unless its target view is `right`, and to the
+// The picture of one layer with its alpha source and inversions, whether the layer is visible or not; null when it has
+// none. What a saved layer frame holds.
+img::const_image_ptr prepare_layer_picture(pipeline& pipeline, const ksn::state& composition, int index, double time,
+                                           ksn::cache_resolution_type resolution = ksn::cache_resolution_type::full);
+
+// Composites into the left and the right eye's picture; both must have the same size and five planes, filled with the
+// background. Either may be null. A layer goes to the left picture unless its target view is `right`, and to the
 // right one unless it is `left`.
 void render_stereo_pair(img::image* left, img::image* right, const ksn::state& composition,
                         const std::vector<prepared_layer>& layers, const frame_view& view, double time);
 
-// One whole frame: background, layers, stereo merge, frame number, time code and rate. `target` is reset to BGRAZ.
+// One whole frame: background, layers, stereo merge, frame number, time code and rate. `target` becomes BGRAZ at 8
+// bits.
 void render_frame(pipeline& pipeline, const ksn::state& composition, img::image& target, const frame_view& view,
                   double time);
 

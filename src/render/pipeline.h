@@ -42,25 +42,55 @@ class pipeline {
   // The decoded source frame in its native form, before any colour: for float saving and information. Null on failure.
   img::const_image_ptr native_frame(const ksn::track_info& track, int source_frame);
 
+  // What the pictures of this layer are reduced to when `wanted` is asked for: sources that bypass the cache, and those
+  // without files, come at full resolution.
+  ksn::cache_resolution_type delivered_resolution(const ksn::track_info& track,
+                                                  ksn::cache_resolution_type wanted) const;
+
+  // The correction of an adjustment layer, ready for rows; kept until the settings change.
+  std::shared_ptr<const img::transfer> row_correction(const ksn::track_info& track);
+
   // Drops what is kept for a layer.
   void forget_layer(int layer_id);
   void forget_all();
   // Incremented at each rebuild of the layer's picture; the display uses it to notice change.
   int render_count(int layer_id) const;
-  // Whether the last fetch of this source frame failed.
+  // Whether the last fetch of this source frame failed. The next fetch tries it again.
   bool frame_failed(int layer_id, int source_frame) const;
 
   cache::frame_cache& frame_cache() { return cache_; }
 
  private:
+  struct request;
+
+  layer_state& state_of(int layer_id);
+  img::const_image_ptr decoded_frame(layer_state& state, const request& asked);
+  img::const_image_ptr made_frame(layer_state& state, const request& asked);
+  img::const_image_ptr canvas_of(layer_state& state, const request& asked) const;
+  // The native picture: through the cache under `key`, or read anew when `key` is null.
+  img::const_image_ptr load(const ksn::track_info& track, int source_frame, const cache::frame_key* key,
+                            bool revalidate);
+  // Runs `attempt` under the rules for failures; null after one.
+  img::const_image_ptr guarded(layer_state& state, const ksn::track_info& track, int source_frame,
+                               const std::function<img::const_image_ptr()>& attempt);
+  void report(layer_state& state, int source_frame, std::string line);
+  bool is_direct(const ksn::track_info& track) const { return track.disable_cache || !options_.use_cache; }
+
   cache::frame_cache& cache_;
   pipeline_options options_;
   std::unordered_map<int, std::unique_ptr<layer_state>> layers_;
 };
 
+// What the layer's picture at the current time says of itself; the null value for sources that are not recorded ones.
+img::timecode layer_timecode(pipeline& pipeline, const ksn::state& composition, const ksn::track_info& track);
+img::keycode layer_keycode(pipeline& pipeline, const ksn::state& composition, const ksn::track_info& track);
+int layer_frame_number(pipeline& pipeline, const ksn::state& composition, const ksn::track_info& track);
+
 // The load key of a layer's frame at a resolution.
 cache::frame_key key_of_frame(const ksn::track_info& track, int source_frame, ksn::cache_resolution_type resolution);
 
+// The display scale of a layer as fractions of 1000ths, with the reduction of its picture made up for. `resolution` is
+// what the cache was asked for.
 layer_geometry layer_scale(const ksn::track_info& track, double zoom_x, double zoom_y,
                            ksn::cache_resolution_type resolution);
 

@@ -1,0 +1,22 @@
+// Selection of channels, of a layer's picture before its colours are converted and of a finished frame.
+#pragma once
+
+#include "composition/enums.h"
+#include "img/image.h"
+
+namespace render {
+
+// Leaves the chosen channels of an 8-bit, half or packed picture, in place. Packed pictures become host-order words,
+// and 8-bit BGR for alpha and depth. What needs a plane that is not there is left out.
+void select_channels(img::image& image, ksn::view_type channels);
+
+// Moves alpha to plane 3 and depth to plane 4, where the compositor reads them; readers of gray pictures may have put
+// them right behind the first plane.
+void place_planes(img::image& image);
+bool planes_in_place(const img::image& image);
+
+// The plane of `width` * `height` luminances of a picture with three 8-bit colour planes:
+// (54 red + 183 green + 19 blue) >> 8.
+void luminance(std::uint8_t* out, const img::image& image);
+
+}  // namespace render

@@ -1,0 +1,159 @@
+#include <cmath>
+
+#include "lib/parallel.h"
+#include "render/alpha_source.h"
+#include "render/channels.h"
+#include "render/compositor.h"
+#include "render/image_pool.h"
+#include "render/plane_kernels.h"
+#include "render/stereo.h"
+
+namespace render {
+namespace {
+
+using ksn::cache_resolution_type;
+
+int reduction_of(cache_resolution_type resolution) {
+  return resolution == cache_resolution_type::full ? 1 : resolution == cache_resolution_type::half ? 2 : 4;
+}
+
+// All visible layers and, through the chains of alpha sources, those that they need. A chain ends at a layer that is
+// marked already, so that a ring of sources ends too.
+std::vector<bool> marked_layers(const ksn::state& composition) {
+  std::vector<bool> marked(composition.tracks.size());
+  for (std::size_t i = 0; i < marked.size(); ++i) marked[i] = composition.tracks[i].visible;
+  for (int i = 0; i < composition.track_count(); ++i) {
+    if (!composition.track_at(i).visible) continue;
+    int next = composition.index_of_id(composition.track_at(i).alpha_source_id);
+    while (next >= 0 && !marked[static_cast<std::size_t>(next)]) {
+      marked[static_cast<std::size_t>(next)] = true;
+      next = composition.index_of_id(composition.track_at(next).alpha_source_id);
+    }
+  }
+  return marked;
+}
+
+layer_picture fetch(pipeline& pipeline, const ksn::state& composition, int index, double time,
+                    cache_resolution_type resolution) {
+  const ksn::track_info& track = composition.track_at(index);
+  return {&track, pipeline.layer_image(composition, track, time, resolution),
+          reduction_of(pipeline.delivered_resolution(track, resolution))};
+}
+
+bool is_adjustment(const ksn::track_info& track) {
+  return track.source_type == ksn::source_type::adjustment;
+}
+
+void fill_background(img::image& image, const ksn::state& composition) {
+  const lib::color color = composition.resolved_back_color();
+  image.fill(color.b, color.g, color.r, 0, 0);
+}
+
+bool any_layer_of_one_eye(const ksn::state& composition, const std::vector<prepared_layer>& layers) {
+  for (const prepared_layer& layer : layers) {
+    if (composition.track_at(layer.index).target_view != ksn::target_view_type::both) return true;
+  }
+  return false;
+}
+
+// Renders both eyes, the first into `target`, and merges them.
+void render_both_eyes(img::image& target, const ksn::state& composition, const std::vector<prepared_layer>& layers,
+                      const frame_view& view, double time) {
+  const img::image_ptr other = pooled_image(target.format, target.width, target.height);
+  if (any_layer_of_one_eye(composition, layers)) {
+    fill_background(*other, composition);
+    render_stereo_pair(&target, other.get(), composition, layers, view, time);
+    if (composition.switch_views) target.swap(*other);
+  } else {
+    render_stereo_pair(&target, nullptr, composition, layers, view, time);
+    *other = target;
+  }
+  merge_stereo(target, *other, composition.stereo_view, view.view_origin.x + view.view_origin.y);
+}
+
+// Two grays in squares of eight pixels, fixed to the screen.
+constexpr int checker_square = 8;
+constexpr std::uint8_t checker_dark = 102;
+constexpr std::uint8_t checker_light = 153;
+
+void draw_checker(img::image& image, math::point origin) {
+  const plane_kernels& rows = plane_rows();
+  const int phase = origin.x & (2 * checker_square - 1);
+  lib::parallel_rows(image.height, 1LL * image.width * image.height, [&](int top, int bottom) {
+    for (int y = top; y < bottom; ++y) {
+      const bool odd = ((y + origin.y) & checker_square) != 0;
+      for (int plane = 0; plane < 3; ++plane) {
+        rows.checker(image.row(plane, y), image.row(3, y), static_cast<std::size_t>(image.width), phase,
+                     odd ? checker_light : checker_dark, odd ? checker_dark : checker_light);
+      }
+    }
+  });
+}
+
+}  // namespace
+
+std::vector<prepared_layer> prepare_layers(pipeline& pipeline, const ksn::state& composition, double time,
+                                           cache_resolution_type resolution) {
+  const std::vector<bool> marked = marked_layers(composition);
+  std::vector<layer_picture> pictures(marked.size());
+  for (int i = composition.track_count() - 1; i >= 0; --i) {
+    if (marked[static_cast<std::size_t>(i)]) {
+      pictures[static_cast<std::size_t>(i)] = fetch(pipeline, composition, i, time, resolution);
+    }
+  }
+  std::vector<prepared_layer> layers;
+  for (int i = composition.track_count() - 1; i >= 0; --i) {
+    const layer_picture& picture = pictures[static_cast<std::size_t>(i)];
+    const ksn::track_info& track = composition.track_at(i);
+    if (!track.visible || !picture.image) continue;
+    const int source = composition.index_of_id(track.alpha_source_id);
+    img::const_image_ptr image =
+        apply_alpha_source(picture, source < 0 ? layer_picture{} : pictures[static_cast<std::size_t>(source)]);
+    if (!image && !is_adjustment(track)) continue;
+    layers.push_back({i, std::move(image), track.faded_value(time, track.opacity),
+                      pipeline.delivered_resolution(track, resolution),
+                      is_adjustment(track) ? pipeline.row_correction(track) : nullptr});
+  }
+  return layers;
+}
+
+img::const_image_ptr prepare_layer_picture(pipeline& pipeline, const ksn::state& composition, int index, double time,
+                                           cache_resolution_type resolution) {
+  const ksn::track_info& track = composition.track_at(index);
+  // The source first: when a layer is its own source, its picture must be the one of the last fetch.
+  const int source_index = composition.index_of_id(track.alpha_source_id);
+  layer_picture source;
+  if (source_index >= 0) source = fetch(pipeline, composition, source_index, time, resolution);
+  const layer_picture layer = fetch(pipeline, composition, index, time, resolution);
+  return layer.image ? apply_alpha_source(layer, source) : nullptr;
+}
+
+void render_frame(pipeline& pipeline, const ksn::state& composition, img::image& target, const frame_view& view,
+                  double time) {
+  constexpr std::string_view letters = "BGRAZ";
+  const img::image_ptr picture = pooled_image(letters, view.width, view.height);
+  fill_background(*picture, composition);
+  const std::vector<prepared_layer> layers = prepare_layers(pipeline, composition, time, view.resolution);
+  switch (composition.target_view) {
+    case ksn::target_view_type::left:
+      render_stereo_pair(picture.get(), nullptr, composition, layers, view, time);
+      break;
+    case ksn::target_view_type::right:
+      render_stereo_pair(nullptr, picture.get(), composition, layers, view, time);
+      break;
+    case ksn::target_view_type::both:
+      render_both_eyes(*picture, composition, layers, view, time);
+      break;
+  }
+  if (view.for_display) {
+    if (composition.back_color == ksn::back_color_type::transparent) draw_checker(*picture, view.view_origin);
+    if (composition.view != ksn::view_type::rgb) select_channels(*picture, composition.view);
+  }
+  picture->frame = static_cast<int>(std::trunc(time));
+  picture->timecode = img::timecode_of_frame(picture->frame, composition.fpcs);
+  picture->frame_rate_nm = composition.fpcs;
+  picture->frame_rate_dn = 100;
+  target.swap(*picture);
+}
+
+}  // namespace render

@@ -1,0 +1,51 @@
+#include <algorithm>
+#include <cmath>
+
+#include "render/pipeline.h"
+
+namespace render {
+namespace {
+
+int scaled(double percent, double aspect, double zoom) {
+  return static_cast<int>(std::rint(percent * aspect / 100.0 * 1000.0 * zoom));
+}
+
+int reduction_factor(ksn::cache_resolution_type resolution) {
+  switch (resolution) {
+    case ksn::cache_resolution_type::full:
+      return 1;
+    case ksn::cache_resolution_type::half:
+      return 2;
+    case ksn::cache_resolution_type::quarter:
+      return 4;
+  }
+  return 1;
+}
+
+}  // namespace
+
+layer_geometry layer_scale(const ksn::track_info& track, double zoom_x, double zoom_y,
+                           ksn::cache_resolution_type resolution) {
+  layer_geometry scale;
+  const int factor = track.is_decoded() && !track.disable_cache ? reduction_factor(resolution) : 1;
+  scale.num_x = scaled(track.scale_x, track.aspect, zoom_x) * factor;
+  scale.num_y = scaled(track.scale_y, 1.0, zoom_y) * factor;
+  return scale;
+}
+
+rectangle intersect(const rectangle& a, const rectangle& b) {
+  return {std::max(a.left, b.left), std::max(a.top, b.top), std::min(a.right, b.right), std::min(a.bottom, b.bottom)};
+}
+
+rectangle crop_rect(const ksn::track_info& track) {
+  const long long sx = scaled(track.scale_x, track.aspect, 1.0);
+  const long long sy = scaled(track.scale_y, 1.0, 1.0);
+  const long long width = track.crop_wh.x > 0 ? track.crop_wh.x : track.width;
+  const long long height = track.crop_wh.y > 0 ? track.crop_wh.y : track.height;
+  const long long left = track.crop_xy.x - width / 2;
+  const long long top = track.crop_xy.y - height / 2;
+  return {static_cast<int>(left * sx / 1000), static_cast<int>(top * sy / 1000),
+          static_cast<int>((left + width) * sx / 1000), static_cast<int>((top + height) * sy / 1000)};
+}
+
+}  // namespace render

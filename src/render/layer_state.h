@@ -1,0 +1,48 @@
+// What the pipeline keeps for one layer, and how a native picture becomes the layer's 8-bit one.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "cache/frame_cache.h"
+#include "composition/track_info.h"
+#include "img/image.h"
+#include "img/transfer.h"
+
+namespace render {
+
+// All that decides how a layer's picture looks; two equal recipes give equal pictures while the source is the same.
+struct recipe {
+  cache::frame_key key;
+  img::correction correction;
+  ksn::color_key primary;
+  ksn::color_key secondary;
+  ksn::view_type channels = ksn::view_type::rgb;
+  img::const_image_ptr canvas;  // source of a layer without files; held so that its address stays taken
+
+  bool operator==(const recipe&) const = default;
+  bool has_key() const { return primary.enabled || secondary.enabled; }
+};
+
+struct layer_state {
+  img::const_image_ptr picture;      // the last one, shared with the cache or from the pool; null after a failure
+  recipe made_from;                  // of `picture`
+  std::uint32_t last_stat_time = 0;  // milliseconds
+  int render_count = 0;
+  std::map<int, std::string> failures;  // the line reported for each source frame that failed
+
+  img::transfer transfer;
+  std::shared_ptr<const img::transfer> row_correction;  // of an adjustment layer, after prepare_rows()
+  // Around the keyer: the picture that it sees, after lookup and space and before corrections, and the way from there.
+  std::optional<img::transfer> key_input;
+  std::optional<img::transfer> key_output;
+};
+
+// The 8-bit picture of a native one: itself when nothing changes it, else one from the pool. `cube_applied` tells that
+// the cube of the layer's lookup is in the picture already.
+img::const_image_ptr develop(layer_state& state, const recipe& recipe, const img::const_image_ptr& native,
+                             bool cube_applied);
+
+}  // namespace render

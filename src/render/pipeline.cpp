@@ -1,0 +1,330 @@
+#include "render/pipeline.h"
+
+#include <cstring>
+#include <new>
+
+#include "img/sampling.h"
+#include "io/exceptions.h"
+#include "platform/files.h"
+#include "render/image_pool.h"
+#include "render/layer_state.h"
+
+namespace render {
+namespace {
+
+using ksn::cache_resolution_type;
+using ksn::source_type;
+
+constexpr std::uint32_t stat_interval = 2000;  // milliseconds between looks at a file's time
+constexpr int load_attempts = 16;
+
+bool has_pictures(source_type type) {
+  return type != source_type::none && type != source_type::wave && type != source_type::embedded_audio;
+}
+
+// The picture of a drawn layer before anything is drawn.
+img::const_image_ptr blank_picture(std::string_view letters, int width, int height) {
+  const img::image_ptr picture = pooled_image(letters, width, height);
+  picture->fill(0, 0, 0, 0);
+  return picture;
+}
+
+bool is_blank_of(const img::const_image_ptr& picture, std::string_view letters, int width, int height) {
+  return picture && picture->width == width && picture->height == height &&
+         picture->plane_count() == static_cast<int>(letters.size());
+}
+
+bool has_recorded_fields(source_type type) {
+  switch (type) {
+    case source_type::image:
+    case source_type::sequence:
+    case source_type::rtv:
+    case source_type::avi:
+    case source_type::directshow:
+    case source_type::quicktime:
+    case source_type::clipboard_image:
+    case source_type::shmem:
+    case source_type::ph_cine:
+    case source_type::video:
+    case source_type::r3d:
+      return true;
+    default:
+      return false;
+  }
+}
+
+img::const_image_ptr picture_with_fields(pipeline& pipeline, const ksn::state& composition,
+                                         const ksn::track_info& track) {
+  if (!has_recorded_fields(track.source_type)) return nullptr;
+  return pipeline.layer_image(composition, track, composition.tm_t, composition.resolution);
+}
+
+}  // namespace
+
+struct pipeline::request {
+  const ksn::track_info& track;
+  int source_frame;
+  cache_resolution_type resolution;
+  bool force_reload;
+};
+
+pipeline::pipeline(cache::frame_cache& cache, pipeline_options options) : cache_(cache), options_(std::move(options)) {}
+
+pipeline::~pipeline() = default;
+
+layer_state& pipeline::state_of(int layer_id) {
+  std::unique_ptr<layer_state>& state = layers_[layer_id];
+  if (!state) state = std::make_unique<layer_state>();
+  return *state;
+}
+
+cache_resolution_type pipeline::delivered_resolution(const ksn::track_info& track, cache_resolution_type wanted) const {
+  return track.is_decoded() && !is_direct(track) ? wanted : cache_resolution_type::full;
+}
+
+img::const_image_ptr pipeline::layer_image(const ksn::state& composition, const ksn::track_info& track, double time,
+                                           cache_resolution_type resolution) {
+  if (!has_pictures(track.source_type)) return nullptr;
+  const double position = track.source_position(time);
+  if (position < 0.0) return nullptr;
+  return layer_frame(composition, track, static_cast<int>(position), resolution, false, time);
+}
+
+img::const_image_ptr pipeline::layer_frame(const ksn::state&, const ksn::track_info& track, int source_frame,
+                                           cache_resolution_type resolution, bool force_reload, double) {
+  if (source_frame < 0 || !has_pictures(track.source_type)) return nullptr;
+  layer_state& state = state_of(track.id);
+  const request asked{track, source_frame, delivered_resolution(track, resolution), force_reload};
+  return track.is_decoded() ? decoded_frame(state, asked) : made_frame(state, asked);
+}
+
+img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& asked) {
+  const ksn::track_info& track = asked.track;
+  const bool direct = is_direct(track);
+  recipe wanted{key_of_frame(track, asked.source_frame, asked.resolution),
+                track.tf,
+                track.ck_primary,
+                track.ck_secondary,
+                track.channels,
+                nullptr};
+  if (state.picture && !direct && !asked.force_reload && state.made_from == wanted) {
+    if (!track.auto_update || track.is_clip()) return state.picture;
+    const std::uint32_t now = platform::milliseconds();
+    if (now - state.last_stat_time < stat_interval) return state.picture;
+    state.last_stat_time = now;
+    const int time = platform::modification_time(wanted.key.path);
+    if (time == 0 || time == state.picture->mtime) return state.picture;
+  }
+
+  ++state.render_count;
+  // Lets go of the old picture first, so that a picture from the pool can be used again for this one.
+  state.picture.reset();
+  const bool through_cache = !direct && !asked.force_reload;
+  state.picture = guarded(state, track, asked.source_frame, [&]() -> img::const_image_ptr {
+    img::const_image_ptr native =
+        load(track, asked.source_frame, through_cache ? &wanted.key : nullptr, track.auto_update);
+    if (!native) return nullptr;
+    if (!through_cache && asked.resolution != cache_resolution_type::full) {
+      auto reduced = std::make_shared<img::image>(*native);
+      img::reduce(*reduced, asked.resolution == cache_resolution_type::half ? 2 : 4);
+      native = std::move(reduced);
+    }
+    return develop(state, wanted, native, through_cache && wanted.key.has_lookup);
+  });
+  state.made_from = std::move(wanted);
+  state.last_stat_time = platform::milliseconds();
+  return state.picture;
+}
+
+img::const_image_ptr pipeline::load(const ksn::track_info& track, int source_frame, const cache::frame_key* key,
+                                    bool revalidate) {
+  const std::string path = key ? key->path : track.frame_path(source_frame);
+  if (source_frame >= track.frames || path.empty()) return nullptr;
+  if (track.is_clip()) {
+    if (!track.clip) return nullptr;
+    if (key) {
+      img::const_image_ptr image = cache_.get_clip_frame(*key, *track.clip, source_frame, &track.tf.lookup_table);
+      if (image) cache_.touch(image);
+      return image;
+    }
+    auto image = std::make_shared<img::image>();
+    if (!track.clip->read(source_frame, 0, *image)) return nullptr;
+    image->path = path;
+    return image;
+  }
+  const img::format* format = img::find_format(path);
+  if (!format) throw io::invalid_format(path, "Unrecognized file type");
+  if (key) {
+    const img::const_image_ptr image = cache_.get_file_frame(*key, *format, revalidate, &track.tf.lookup_table);
+    if (image) cache_.touch(image);
+    return image;
+  }
+  auto image = std::make_shared<img::image>();
+  format->read(*image, path, track.layer);
+  return image;
+}
+
+// The source picture of a layer that is made inside the program, null where it has none.
+img::const_image_ptr pipeline::canvas_of(layer_state& state, const request& asked) const {
+  const ksn::track_info& track = asked.track;
+  const auto blank = [&](std::string_view letters) {
+    const img::const_image_ptr& last = state.made_from.canvas;
+    if (track.width <= 0 || track.height <= 0) return img::const_image_ptr();
+    return is_blank_of(last, letters, track.width, track.height) ? last
+                                                                 : blank_picture(letters, track.width, track.height);
+  };
+  switch (track.source_type) {
+    case source_type::clipboard_image:
+      return track.clipboard_image;
+    case source_type::brush:
+      return track.brush_image;
+    case source_type::brush_sequence: {
+      const auto found = track.brush_seq.find(asked.source_frame);
+      return found == track.brush_seq.end() ? nullptr : found->second;
+    }
+    case source_type::text:
+    case source_type::text_sequence:
+      return blank("BGRA");
+    case source_type::adjustment:
+      return blank("BGR");
+    default:
+      return nullptr;
+  }
+}
+
+img::const_image_ptr pipeline::made_frame(layer_state& state, const request& asked) {
+  const ksn::track_info& track = asked.track;
+  img::const_image_ptr canvas;
+  guarded(state, track, asked.source_frame, [&] { return canvas = canvas_of(state, asked); });
+  if (!canvas || canvas->empty()) {
+    state.picture.reset();
+    return nullptr;
+  }
+  recipe wanted{{}, track.tf, {}, {}, track.channels, canvas};
+  // The pixels of an adjustment layer are never used: its correction is what counts.
+  if (track.source_type == source_type::adjustment) wanted.correction = {};
+  if (state.picture && state.made_from == wanted) return state.picture;
+  ++state.render_count;
+  state.picture.reset();
+  state.picture = guarded(state, track, asked.source_frame, [&] { return develop(state, wanted, canvas, false); });
+  state.made_from = std::move(wanted);
+  return state.picture;
+}
+
+img::const_image_ptr pipeline::native_frame(const ksn::track_info& track, int source_frame) {
+  if (source_frame < 0 || !has_pictures(track.source_type)) return nullptr;
+  layer_state& state = state_of(track.id);
+  const request asked{track, source_frame, cache_resolution_type::full, false};
+  if (!track.is_decoded()) return canvas_of(state, asked);
+  cache::frame_key key = key_of_frame(track, source_frame, cache_resolution_type::full);
+  key.has_lookup = false;
+  key.lookup_hash = 0;
+  return guarded(state, track, source_frame,
+                 [&] { return load(track, source_frame, is_direct(track) ? nullptr : &key, track.auto_update); });
+}
+
+std::shared_ptr<const img::transfer> pipeline::row_correction(const ksn::track_info& track) {
+  std::shared_ptr<const img::transfer>& kept = state_of(track.id).row_correction;
+  if (!kept || !(kept->settings() == track.tf)) {
+    auto correction = std::make_shared<img::transfer>(track.tf);
+    correction->prepare_rows();
+    kept = std::move(correction);
+  }
+  return kept;
+}
+
+img::const_image_ptr pipeline::guarded(layer_state& state, const ksn::track_info& track, int source_frame,
+                                       const std::function<img::const_image_ptr()>& attempt) {
+  const auto name = [&] {
+    std::string path = track.frame_path(source_frame);
+    return '"' + (path.empty() ? track.path : path) + "\": ";
+  };
+  for (int attempts = 1;; ++attempts) {
+    try {
+      img::const_image_ptr image = attempt();
+      if (image) {
+        state.failures.erase(source_frame);
+      } else if (track.is_decoded()) {
+        report(state, source_frame, name() + "The frame can't be read");
+      }
+      return image;
+    } catch (const std::bad_alloc&) {
+      if (attempts < load_attempts && cache_.evict_oldest()) {
+        cache_.evict_oldest();
+        continue;
+      }
+      report(state, source_frame, name() + "Not enough memory");
+    } catch (const io::exception& failure) {
+      report(state, source_frame, '"' + failure.source() + "\": " + failure.what() + ": " + failure.message());
+    } catch (const std::exception& failure) {
+      report(state, source_frame, name() + failure.what());
+    }
+    return nullptr;
+  }
+}
+
+void pipeline::report(layer_state& state, int source_frame, std::string line) {
+  std::string& reported = state.failures[source_frame];
+  if (reported == line) return;
+  reported = std::move(line);
+  if (options_.report_error) options_.report_error(reported);
+}
+
+void pipeline::forget_layer(int layer_id) {
+  layers_.erase(layer_id);
+}
+
+void pipeline::forget_all() {
+  layers_.clear();
+}
+
+int pipeline::render_count(int layer_id) const {
+  const auto found = layers_.find(layer_id);
+  return found == layers_.end() ? 0 : found->second->render_count;
+}
+
+bool pipeline::frame_failed(int layer_id, int source_frame) const {
+  const auto found = layers_.find(layer_id);
+  return found != layers_.end() && found->second->failures.count(source_frame) != 0;
+}
+
+cache::frame_key key_of_frame(const ksn::track_info& track, int source_frame, cache_resolution_type resolution) {
+  cache::frame_key key;
+  key.path = track.frame_path(source_frame);
+  key.layer_type = track.layer.type;
+  key.layer_index = track.layer.index;
+  key.layer_name = track.layer.name;
+  if (track.source_type == source_type::r3d) {
+    const ksn::r3d_color_settings& settings = track.rcs;
+    key.decoder_preset = static_cast<int>(track.rds);
+    key.r3d_color_settings = {static_cast<int>(settings.preset),
+                              settings.kelvin,
+                              settings.tint,
+                              settings.iso,
+                              settings.flut,
+                              settings.color_space,
+                              settings.gamma_curve,
+                              settings.track};
+  }
+  key.resolution = static_cast<int>(resolution);
+  key.has_lookup = track.tf.lookup_table.has_cube();
+  key.lookup_hash = track.tf.lookup_table.cube_hash();
+  return key;
+}
+
+img::timecode layer_timecode(pipeline& pipeline, const ksn::state& composition, const ksn::track_info& track) {
+  const img::const_image_ptr picture = picture_with_fields(pipeline, composition, track);
+  return picture ? picture->timecode : img::timecode{};
+}
+
+img::keycode layer_keycode(pipeline& pipeline, const ksn::state& composition, const ksn::track_info& track) {
+  const img::const_image_ptr picture = picture_with_fields(pipeline, composition, track);
+  return picture ? picture->keycode : img::keycode{};
+}
+
+int layer_frame_number(pipeline& pipeline, const ksn::state& composition, const ksn::track_info& track) {
+  const img::const_image_ptr picture = picture_with_fields(pipeline, composition, track);
+  return picture ? picture->frame : -1;
+}
+
+}  // namespace render
