@@ -201,7 +201,7 @@ TEST(memory, the_fullest_reading_counts) {
   for (const row& r : rows) {
     support::temp_folder root;
     for (const file& f : r.files) support::write_file(root.path() + f.path, f.content);
-    const platform::memory_status status = platform::read_memory_status(root.path(), 0);
+    const platform::memory_status status = platform::memory_readings(root.path()).read(0);
     EXPECT_EQ(status.physical_load, r.expected) << r.what;
     EXPECT_EQ(status.address_space_load, 0) << r.what;
   }
@@ -211,8 +211,8 @@ TEST(memory, address_space) {
   support::temp_folder root;
   support::write_file(root / "proc/self/statm", "300 50 20 1 0 40 0\n");
   const auto page = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
-  EXPECT_EQ(platform::read_memory_status(root.path(), 400 * page).address_space_load, 75);
-  EXPECT_EQ(platform::read_memory_status(root.path(), 200 * page).address_space_load, 100);
+  EXPECT_EQ(platform::memory_readings(root.path()).read(400 * page).address_space_load, 75);
+  EXPECT_EQ(platform::memory_readings(root.path()).read(200 * page).address_space_load, 100);
 }
 
 TEST(memory, this_machine) {
