@@ -1,17 +1,18 @@
 // Decoded frames in memory: a weak index of what exists and a strong queue of what was touched last.
+//
+// The queue alone keeps images alive. An image that leaves it and that nobody else holds dies at once, and its index
+// entry no longer resolves. There is no budget in bytes: the cache grows until the machine's memory load passes a
+// percentage, and then gives back what was touched longest ago.
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <compare>
 #include <cstdint>
 #include <functional>
-#include <list>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
-#include <unordered_map>
 
 #include "img/format.h"
 #include "img/image.h"
@@ -36,7 +37,7 @@ struct frame_key {
 };
 
 // The process-wide store. Every function may be called from any thread. Three locks, never two at once, none held
-// across a decode.
+// across a decode. Two threads that miss on one key both decode it; the index keeps the later image.
 class frame_cache {
  public:
   frame_cache();
@@ -45,7 +46,8 @@ class frame_cache {
   frame_cache& operator=(const frame_cache&) = delete;
 
   // The frame, read and derived (file, reduced, lookup) as far as it is missing. With `revalidate` a live image whose
-  // file has a newer time is read again. `lookup` is needed when the key has one. Throws what the format throws.
+  // file has another time is read again. `lookup` is needed when the key has one. Throws what the format throws, and
+  // std::bad_alloc.
   img::const_image_ptr get_file_frame(const frame_key& key, const img::format& format, bool revalidate,
                                       const img::lookup_table* lookup);
   // The same from a clip; null when the clip can't give the frame.
@@ -60,28 +62,45 @@ class frame_cache {
   void keep_alive(const frame_key& key);
   // Drops the image touched longest ago; false on an empty queue.
   bool evict_oldest();
-  // 32 rounds of the trimming rule.
+  // The same for operator new: notes that all changed in place of the path, which would ask for memory. False also
+  // when the calling thread holds one of the locks.
+  bool evict_for_allocation() noexcept;
+  // 32 rounds of the trimming rule: a load above 100 - reserve evicts one image, one above 105 - reserve or of at least
+  // 97 ten more.
   void trim(int reserve_percent);
 
   void remove_path(const std::string& path);
+  // Removes the images whose file lies in `folder` itself. The frames of a clip lie in its path.
   void remove_folder(const std::string& folder);
-  // Removes images of `path` whose file has a newer time.
+  // Removes images of `path` whose file has another time.
   void remove_changed(const std::string& path);
   // Empties queue and index, gives memory back and sets changed_all. The caller stops preloading first.
   void clear();
 
-  // Takes the set of paths whose cached state changed, and the flag that says all did.
+  // Adds the set of paths whose cached state changed to `paths` and forgets it; returns and resets the flag that says
+  // that all did.
   bool take_changes(std::set<std::string>& paths);
 
-  int memory_reserve_percent = 10;  // share of memory left to others: 10, 20, 30, 40 or 50
-  // Percent of memory in use; tests replace it.
+  std::atomic<int> memory_reserve_percent = 10;  // share of memory left to others: 10, 20, 30, 40 or 50
+  // Percent of memory in use, from any thread. Tests replace it before they start threads.
   std::function<int()> memory_load;
 
   std::size_t queue_size();
+  // What is wrong inside, empty when nothing is. Looks at everything; debug builds call it after each change.
+  std::string check_invariants();
 
  private:
   struct impl;
+  void evict(int count);
+  void trim_once(int reserve_percent);
+  void move_to_front(const img::const_image_ptr& image);
+  template <class Matches>
+  void remove_if(const Matches& matches);
+
   std::unique_ptr<impl> impl_;
 };
+
+// Whether the image is not what its file holds now: it came from another path, or the file's time is known and differs.
+bool is_stale(const img::image& image, const std::string& path);
 
 }  // namespace cache

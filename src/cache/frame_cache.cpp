@@ -1,0 +1,348 @@
+#include "cache/frame_cache.h"
+
+#include <algorithm>
+#include <cassert>
+#include <list>
+#include <mutex>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include "cache/allocation.h"
+#include "img/plane.h"
+#include "img/sampling.h"
+#include "img/transfer.h"
+#include "lib/paths.h"
+#include "platform/files.h"
+#include "platform/memory.h"
+
+namespace cache {
+namespace {
+
+struct key_hash {
+  std::size_t operator()(const frame_key& key) const {
+    std::size_t hash = std::hash<std::string>()(key.path);
+    auto mix = [&](std::size_t value) { hash = (hash ^ value) * 0x9E3779B97F4A7C15u; };
+    mix(key.lookup_hash);
+    mix(static_cast<std::size_t>(key.resolution) * 2 + key.has_lookup);
+    mix(static_cast<std::size_t>(key.layer_index));
+    mix(std::hash<std::string>()(key.layer_name));
+    return hash ^ hash >> 32;
+  }
+};
+
+using index_map = std::unordered_map<frame_key, std::weak_ptr<const img::image>, key_hash>;
+using image_list = std::list<img::const_image_ptr>;
+using position_map = std::unordered_map<const img::image*, image_list::iterator>;
+
+// The locks of this file that the calling thread holds. An allocation that fails under one must not evict: it would
+// take the queue lock a second time.
+thread_local int locks_held = 0;
+
+class lock {
+ public:
+  explicit lock(std::mutex& mutex) : mutex_(mutex) {
+    assert(locks_held == 0);
+    mutex_.lock();
+    ++locks_held;
+  }
+  ~lock() {
+    --locks_held;
+    mutex_.unlock();
+  }
+  lock(const lock&) = delete;
+  lock& operator=(const lock&) = delete;
+
+ private:
+  std::mutex& mutex_;
+};
+
+int machine_load() {
+  const platform::memory_status status = platform::query_memory();
+  return std::max(status.physical_load, status.address_space_load);
+}
+
+int reduction_of(int resolution) {
+  return resolution == 1 ? 2 : 4;
+}
+
+img::const_image_ptr with_lookup(const img::const_image_ptr& base, const img::lookup_table& lookup) {
+  // Not make_shared: the index's weak references would keep the whole block of a dead image.
+  const img::image_ptr image(new img::image);
+  img::apply_cube(*image, *base, lookup);
+  return image;
+}
+
+img::const_image_ptr reduced(const img::const_image_ptr& base, int resolution) {
+  const img::image_ptr image(new img::image(*base));
+  img::reduce(*image, reduction_of(resolution));
+  return image;
+}
+
+// The folder that remove_folder() knows an image's path by. A clip's frame is named "clip.avi\A,120".
+std::string_view folder_of_frame(std::string_view path) {
+  const std::size_t at = path.rfind('\\');
+  if (at != path.npos && path.size() >= at + 4 && path[at + 2] == ',') return path.substr(0, at);
+  const std::size_t slash = path.rfind('/');
+  return path.substr(0, slash == path.npos ? 0 : slash);
+}
+
+}  // namespace
+
+struct frame_cache::impl {
+  std::mutex index_lock;
+  index_map index;
+
+  std::mutex queue_lock;
+  image_list queue;        // front: touched last
+  position_map positions;  // of every image of the queue
+
+  std::mutex changed_lock;
+  std::set<std::string> changed_paths;
+  std::atomic<bool> changed_all{false};  // set without the lock, by a thread that is out of memory
+
+  img::const_image_ptr find(const frame_key& key) {
+    const lock guard(index_lock);
+    const auto found = index.find(key);
+    return found == index.end() ? nullptr : found->second.lock();
+  }
+
+  img::const_image_ptr store(const frame_key& key, img::const_image_ptr image) {
+    // The node is made before the lock is taken, and freed after.
+    index_map single;
+    single.emplace(key, image);
+    index_map::insert_return_type result;
+    {
+      const lock guard(index_lock);
+      result = index.insert(single.extract(single.begin()));
+      if (!result.inserted) result.position->second = image;
+    }
+    return image;
+  }
+
+  void note_changed(const std::string& path) {
+    try {
+      std::set<std::string> single{path};
+      const lock guard(changed_lock);
+      changed_paths.merge(single);
+    } catch (const std::bad_alloc&) {
+      changed_all = true;
+    }
+  }
+
+  // Takes up to `count` images off the back. Allocates nothing; the caller lets go of them outside the lock.
+  image_list pop(int count) {
+    image_list popped;
+    const lock guard(queue_lock);
+    for (; count > 0 && !queue.empty(); --count) {
+      positions.erase(queue.back().get());
+      popped.splice(popped.begin(), queue, std::prev(queue.end()));
+    }
+    return popped;
+  }
+};
+
+bool is_stale(const img::image& image, const std::string& path) {
+  if (image.path != path) return true;
+  const int time = platform::modification_time(path);
+  return time != 0 && time != image.mtime;
+}
+
+frame_cache::frame_cache() : memory_load(machine_load), impl_(std::make_unique<impl>()) {}
+
+frame_cache::~frame_cache() {
+  forget_allocation_fallback(this);
+}
+
+img::const_image_ptr frame_cache::get_file_frame(const frame_key& key, const img::format& format, bool revalidate,
+                                                 const img::lookup_table* lookup) {
+  if (img::const_image_ptr image = impl_->find(key)) {
+    if (!revalidate || !is_stale(*image, key.path)) return image;
+  }
+  if (key.has_lookup) {
+    frame_key base_key = key;
+    base_key.has_lookup = false;
+    base_key.lookup_hash = 0;
+    const img::const_image_ptr base = get_file_frame(base_key, format, revalidate, nullptr);
+    return impl_->store(key, lookup && lookup->has_cube() ? with_lookup(base, *lookup) : base);
+  }
+  if (key.resolution != 0) {
+    frame_key base_key = key;
+    base_key.resolution = 0;
+    return impl_->store(key, reduced(get_file_frame(base_key, format, revalidate, nullptr), key.resolution));
+  }
+  const img::image_ptr image(new img::image);
+  format.read(*image, key.path, {key.layer_type, key.layer_index, key.layer_name});
+  return impl_->store(key, image);
+}
+
+img::const_image_ptr frame_cache::get_clip_frame(const frame_key& key, sources::clip& source, int source_frame,
+                                                 const img::lookup_table* lookup) {
+  if (img::const_image_ptr image = impl_->find(key)) return image;
+  if (key.has_lookup) {
+    frame_key base_key = key;
+    base_key.has_lookup = false;
+    base_key.lookup_hash = 0;
+    const img::const_image_ptr base = get_clip_frame(base_key, source, source_frame, nullptr);
+    if (!base) return nullptr;
+    return impl_->store(key, lookup && lookup->has_cube() ? with_lookup(base, *lookup) : base);
+  }
+  if (key.resolution != 0 && !source.can_reduce()) {
+    frame_key base_key = key;
+    base_key.resolution = 0;
+    const img::const_image_ptr base = get_clip_frame(base_key, source, source_frame, nullptr);
+    return base ? impl_->store(key, reduced(base, key.resolution)) : nullptr;
+  }
+  const img::image_ptr image(new img::image);
+  if (!source.read(source_frame, key.resolution, *image)) return nullptr;
+  image->path = key.path;
+  return impl_->store(key, image);
+}
+
+img::const_image_ptr frame_cache::find(const frame_key& key) {
+  return impl_->find(key);
+}
+
+void frame_cache::move_to_front(const img::const_image_ptr& image) {
+  impl& i = *impl_;
+  // What is in the queue already, as in playback from memory, only changes its place.
+  auto move = [&] {
+    const auto found = i.positions.find(image.get());
+    if (found == i.positions.end()) return false;
+    i.queue.splice(i.queue.begin(), i.queue, found->second);
+    return true;
+  };
+  {
+    const lock guard(i.queue_lock);
+    if (move()) return;
+  }
+  image_list single{image};
+  position_map single_position;
+  single_position.emplace(image.get(), single.begin());
+  const lock guard(i.queue_lock);
+  if (move()) return;  // another thread was faster
+  i.positions.insert(single_position.extract(single_position.begin()));
+  i.queue.splice(i.queue.begin(), single);
+}
+
+void frame_cache::touch(const img::const_image_ptr& image) {
+  if (!image) return;
+  move_to_front(image);
+  impl_->note_changed(image->path);
+  trim_once(memory_reserve_percent);
+  assert(check_invariants().empty());
+}
+
+void frame_cache::keep_alive(const frame_key& key) {
+  if (const img::const_image_ptr image = impl_->find(key)) move_to_front(image);
+}
+
+void frame_cache::evict(int count) {
+  for (const img::const_image_ptr& image : impl_->pop(count)) impl_->note_changed(image->path);
+}
+
+bool frame_cache::evict_oldest() {
+  const image_list popped = impl_->pop(1);
+  if (popped.empty()) return false;
+  impl_->note_changed(popped.front()->path);
+  return true;
+}
+
+bool frame_cache::evict_for_allocation() noexcept {
+  if (locks_held != 0 || impl_->pop(1).empty()) return false;
+  impl_->changed_all = true;
+  // The freed planes wait for the next picture of their size; whoever is out of memory needs them now.
+  img::release_spare_planes();
+  return true;
+}
+
+void frame_cache::trim_once(int reserve_percent) {
+  const int load = memory_load();
+  if (load > 100 - reserve_percent) evict(1);
+  if (load > 105 - reserve_percent || load >= 97) evict(10);
+}
+
+void frame_cache::trim(int reserve_percent) {
+  for (int round = 0; round < 32; ++round) trim_once(reserve_percent);
+  assert(check_invariants().empty());
+}
+
+template <class Matches>
+void frame_cache::remove_if(const Matches& matches) {
+  image_list removed;
+  {
+    const lock guard(impl_->queue_lock);
+    for (auto at = impl_->queue.begin(); at != impl_->queue.end();) {
+      const auto here = at++;
+      if (!matches(**here)) continue;
+      impl_->positions.erase(here->get());
+      removed.splice(removed.end(), impl_->queue, here);
+    }
+  }
+  for (const img::const_image_ptr& image : removed) impl_->note_changed(image->path);
+  assert(check_invariants().empty());
+}
+
+void frame_cache::remove_path(const std::string& path) {
+  remove_if([&](const img::image& image) { return image.path == path; });
+  impl_->note_changed(path);
+}
+
+void frame_cache::remove_folder(const std::string& folder) {
+  const std::string wanted = lib::remove_separator(folder);
+  remove_if([&](const img::image& image) { return folder_of_frame(image.path) == wanted; });
+}
+
+void frame_cache::remove_changed(const std::string& path) {
+  const int time = platform::modification_time(path);
+  if (time == 0) return;
+  remove_if([&](const img::image& image) { return image.path == path && image.mtime != time; });
+}
+
+void frame_cache::clear() {
+  {
+    image_list queue;
+    position_map positions;
+    const lock guard(impl_->queue_lock);
+    queue.swap(impl_->queue);
+    positions.swap(impl_->positions);
+  }
+  {
+    index_map index;
+    const lock guard(impl_->index_lock);
+    index.swap(impl_->index);
+  }
+  img::release_spare_planes();
+  platform::release_free_memory();
+  impl_->changed_all = true;
+}
+
+bool frame_cache::take_changes(std::set<std::string>& paths) {
+  std::set<std::string> taken;
+  {
+    const lock guard(impl_->changed_lock);
+    taken.swap(impl_->changed_paths);
+  }
+  paths.merge(taken);
+  return impl_->changed_all.exchange(false);
+}
+
+std::size_t frame_cache::queue_size() {
+  const lock guard(impl_->queue_lock);
+  return impl_->queue.size();
+}
+
+std::string frame_cache::check_invariants() {
+  const lock guard(impl_->queue_lock);
+  const impl& i = *impl_;
+  if (i.queue.size() != i.positions.size()) return "queue and positions differ in size";
+  for (auto at = i.queue.begin(); at != i.queue.end(); ++at) {
+    if (!*at) return "null image in the queue";
+    const auto found = i.positions.find(at->get());
+    if (found == i.positions.end()) return "image of the queue without a position";
+    if (image_list::const_iterator(found->second) != at) return "image of the queue with the position of another";
+  }
+  return {};
+}
+
+}  // namespace cache
