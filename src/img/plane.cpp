@@ -1,6 +1,5 @@
 #include "img/plane.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <new>
@@ -16,6 +15,15 @@ constexpr std::size_t copy_block = 1024;  // bytes; the unit in which fills and 
 
 std::size_t block_size(std::size_t bytes) {
   return (bytes + plane::alignment - 1) / plane::alignment * plane::alignment;
+}
+
+// Through the program's operators, which evict cached frames when memory runs out.
+std::uint8_t* new_block(std::size_t size) {
+  return static_cast<std::uint8_t*>(::operator new (size, std::align_val_t{plane::alignment}, std::nothrow));
+}
+
+void free_block(std::uint8_t* data) noexcept {
+  ::operator delete (data, std::align_val_t{plane::alignment});
 }
 
 // Freed blocks, oldest first. A block that the heap gives back to the system costs a page fault for every 4 KiB when
@@ -37,7 +45,7 @@ class spare_blocks {
 
   void give(std::uint8_t* data, std::size_t size) noexcept {
     if (size < smallest_spare_plane || size > most_spare_bytes) {
-      std::free(data);
+      free_block(data);
       return;
     }
     std::lock_guard lock(mutex_);
@@ -63,7 +71,7 @@ class spare_blocks {
   };
 
   void drop_oldest() noexcept {
-    std::free(blocks_.front().data);
+    free_block(blocks_.front().data);
     bytes_ -= blocks_.front().size;
     blocks_.erase(blocks_.begin());
   }
@@ -87,13 +95,13 @@ std::uint8_t* allocate(std::size_t bytes) {
   if (bytes > PTRDIFF_MAX - plane::alignment) throw std::bad_alloc();
   const std::size_t size = block_size(bytes);
   if (std::uint8_t* warm = spares().take(size)) return warm;
-  void* data = std::aligned_alloc(plane::alignment, size);
+  std::uint8_t* data = new_block(size);
   if (!data) {
     spares().release();
-    data = std::aligned_alloc(plane::alignment, size);
+    data = new_block(size);
   }
   if (!data) throw std::bad_alloc();
-  return static_cast<std::uint8_t*>(data);
+  return data;
 }
 
 // Calls body(first, last) with byte ranges of whole blocks on all threads, and with the tail on the calling one.
