@@ -6,6 +6,7 @@
 #include <new>
 
 #include "cache/frame_cache.h"
+#include "img/plane.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define KSN_SANITIZED
@@ -26,6 +27,8 @@ void evict_one() noexcept {
   if (!cache || evicting) return;
   evicting = true;
   cache->evict_for_allocation();
+  // Freed planes wait for the next picture of their size; whoever is out of memory needs them now.
+  img::release_spare_planes();
   evicting = false;
 }
 

@@ -251,8 +251,6 @@ bool frame_cache::evict_oldest() {
 bool frame_cache::evict_for_allocation() noexcept {
   if (locks_held != 0 || impl_->pop(1).empty()) return false;
   impl_->changed_all = true;
-  // The freed planes wait for the next picture of their size; whoever is out of memory needs them now.
-  img::release_spare_planes();
   return true;
 }
 

@@ -5,6 +5,8 @@
 
 #include <memory>
 #include <new>
+#include <string>
+#include <vector>
 
 #include "cache/frame_cache.h"
 
@@ -99,16 +101,21 @@ TEST(allocation, a_cache_that_is_gone_is_not_asked) {
   for (int i = 0; i < 70; ++i) cache.touch(picture(4096 + i, 4096));
   if (cache.queue_size() < 10 || cache.queue_size() > 37) std::exit(11);
   if (cache.check_invariants() != "") std::exit(12);
-  // So does the plain one, and the one that doesn't throw.
+  // So does the plain one, and the one that doesn't throw: 400 MiB can't stand beside what the cache holds.
   const std::size_t before = cache.queue_size();
-  const std::unique_ptr<char[]> plain(new char[100u << 20]);
-  if (cache.queue_size() >= before) std::exit(13);
-  const std::unique_ptr<char[]> silent(new (std::nothrow) char[100u << 20]);
-  if (!silent) std::exit(14);
+  {
+    std::vector<std::unique_ptr<char[]>> blocks;
+    for (int i = 0; i < 20; ++i) {
+      char* block = i % 2 ? new char[20u << 20] : new (std::nothrow) char[20u << 20];
+      if (!block) std::exit(13);
+      blocks.emplace_back(block);
+    }
+    if (cache.queue_size() >= before) std::exit(14);
+  }
   // What can't be had at all empties 16 places and tells so.
-  if (new (std::nothrow) char[std::size_t{1} << 40]) std::exit(15);
+  if (::operator new (std::size_t{1} << 40, std::nothrow)) std::exit(15);
   try {
-    delete[] new char[std::size_t{1} << 40];
+    ::operator delete(::operator new (std::size_t{1} << 40));
     std::exit(16);
   } catch (const std::bad_alloc& e) {
     if (std::string(e.what()) != "bad allocation") std::exit(17);
