@@ -39,5 +39,7 @@ struct plane_kernels {
 
 // The kernels of img::current_simd_level().
 const plane_kernels& plane_rows();
+// The meaning of the others, one sample at a time.
+const plane_kernels& plain_plane_rows();
 
 }  // namespace render
