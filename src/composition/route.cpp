@@ -1,7 +1,6 @@
 // From a path to an open source.
 #include "composition/route.h"
 
-#include <algorithm>
 #include <cstdio>
 
 #include "composition/file_paths.h"
@@ -77,7 +76,7 @@ void take_clip(track_info& record, std::shared_ptr<sources::clip> clip, const st
   record.height = clip->height();
   record.alpha_type = clip->has_alpha() ? ksn::alpha_type::pm : ksn::alpha_type::ignore;
   record.visible = true;
-  record.frame_states.assign(static_cast<std::size_t>(std::max(record.frames, 0)), 0);
+  record.frame_states.clear();
   record.clip = std::move(clip);
 }
 

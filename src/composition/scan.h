@@ -16,7 +16,7 @@ scan_result scan_folder(const std::string& pattern_path, track_info& record, alp
 // Makes the record the frames that `range` lists. False for a text that is no range.
 bool make_range(const std::string& pattern_path, const std::string& range, track_info& record,
                 alpha_type default_alpha);
-// Takes the names with their number of frames and an empty frame table.
+// Takes the names, with their number as the number of frames; nothing is known of the frames yet.
 void set_frame_names(track_info& record, std::vector<std::string> names);
 // Size, alpha mode and image layers from the header of a file; a file that can't be read leaves the defaults.
 void read_first_header(track_info& record, const std::string& path, alpha_type default_alpha);

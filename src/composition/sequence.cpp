@@ -50,23 +50,21 @@ class known_extension {
 // The files of `folder` that the image library knows and that match `pattern`; `*` alone takes all.
 found_files find_files(const std::string& folder, const std::string& pattern) {
   found_files found;
-  known_extension is_known;
   found.numbered = pattern != "*" && has_wildcard(pattern);
-  std::vector<std::string> listed;
-  lib::list_folder(folder.empty() ? "." : folder, "*", &listed, nullptr);
-  for (std::string& name : listed) {
+  known_extension is_known;
+  lib::visit_files(folder.empty() ? "." : folder, [&](std::string_view name) {
     int number = 0;
     bool fits = true;
-    if (pattern != "*" && !match_frame(name, pattern, number, fits)) continue;
-    if (!is_known(name)) continue;
+    if (pattern != "*" && !match_frame(name, pattern, number, fits)) return;
+    if (!is_known(name)) return;
     if (found.numbered) {
       found.low = std::min(found.low, fits ? number : found.low);
       found.high = std::max(found.high, fits ? number : found.high);
       found.all_fit = found.all_fit && fits;
       found.numbers.push_back(number);
     }
-    found.names.push_back(std::move(name));
-  }
+    found.names.emplace_back(name);
+  });
   return found;
 }
 
@@ -105,9 +103,9 @@ void reset_timing(track_info& record) {
 }  // namespace
 
 void set_frame_names(track_info& record, std::vector<std::string> names) {
+  record.frames = static_cast<int>(names.size());
   record.names = std::move(names);
-  record.frames = static_cast<int>(record.names.size());
-  record.frame_states.assign(record.names.size(), 0);
+  record.frame_states.clear();
 }
 
 void read_first_header(track_info& record, const std::string& path, alpha_type default_alpha) {
@@ -142,7 +140,7 @@ scan_result scan_folder(const std::string& pattern_path, track_info& record, alp
 
   found_files found = find_files(record.path, record.mask);
   if (found.names.empty() && forced) {
-    set_frame_names(record, {fallback_name});
+    set_frame_names(record, std::vector{fallback_name});
     record.alpha_type = default_alpha;
     record.blend_type = ksn::blend_type::normal;
     return scan_result::found;
@@ -191,7 +189,7 @@ bool add_single_image(const std::string& path, track_info& record, alpha_type de
   record.names.clear();
   record.visible = true;
   record.frames = 1;
-  record.frame_states.assign(1, 0);
+  record.frame_states.clear();
   read_first_header(record, path, default_alpha);
   return true;
 }

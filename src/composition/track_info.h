@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "composition/enums.h"
+#include "composition/frame_names.h"
 #include "img/image.h"
 #include "img/transfer.h"
 #include "lib/color.h"
@@ -63,17 +64,17 @@ void reserve_layer_id(int id);
 struct track_info {
   int id = next_layer_id();
   ksn::source_type source_type = ksn::source_type::none;
-  int frames = 0;                  // frames in the source, 1 for a still
-  int fpcs = 0;                    // hundredths of a frame per second that the source was opened with
-  int fpcs2 = 0;                   // rate that the source declares itself, 0 none
-  std::string path;                // file, or the folder of a sequence with its closing separator
-  std::string mask;                // file name pattern of a sequence
-  std::string range;               // text of an explicit range of a sequence
-  std::vector<std::string> names;  // file names of a sequence by source frame
-  int begin = 0;                   // timeline frame at which source frame 0 would stand; may be negative
-  double retime = 1.0;             // timeline frames per source frame
-  double sbegin_f = 0.0;           // in point as a fraction of length()
-  double send_f = 1.0;             // out point as a fraction of length(); above 1 the source repeats
+  int frames = 0;         // frames in the source, 1 for a still
+  int fpcs = 0;           // hundredths of a frame per second that the source was opened with
+  int fpcs2 = 0;          // rate that the source declares itself, 0 none
+  std::string path;       // file, or the folder of a sequence with its closing separator
+  std::string mask;       // file name pattern of a sequence
+  std::string range;      // text of an explicit range of a sequence
+  frame_names names;      // file names of a sequence by source frame
+  int begin = 0;          // timeline frame at which source frame 0 would stand; may be negative
+  double retime = 1.0;    // timeline frames per source frame
+  double sbegin_f = 0.0;  // in point as a fraction of length()
+  double send_f = 1.0;    // out point as a fraction of length(); above 1 the source repeats
   std::string name;
   math::point pos;  // of the layer's centre, in composition pixels from the centre
   ksn::alpha_type alpha_type = ksn::alpha_type::ignore;
@@ -134,7 +135,8 @@ struct track_info {
   std::string text;  // of a text layer, UTF-8, fields included
   text_attributes text_attr;
 
-  // One byte for each source frame: 1 stored, 2 drawn on, 3 the load failed, 0 unknown.
+  // One byte for each source frame: 1 stored, 2 drawn on, 3 the load failed, 0 unknown. May be shorter than the source:
+  // what is not there is unknown.
   std::vector<std::uint8_t> frame_states;
 
   // A source whose frames are decoded from a file.

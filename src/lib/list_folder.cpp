@@ -35,16 +35,14 @@ entry_kind kind_of(int folder, const dirent64& entry) {
   }
 }
 
-}  // namespace
-
-int list_folder(const std::string& folder, const std::string& pattern, std::vector<std::string>* files,
-                std::vector<std::string>* folders) {
+// Calls visit(handle of the folder, entry) for each entry but "." and "..". Returns 0 or the errno of the failure.
+template <class Visit>
+int walk_folder(const std::string& folder, const Visit& visit) {
   // The folder is read with the system call and a large block: readdir's 32 KB took a third longer for 100,000 names.
   constexpr std::size_t block_size = 1 << 20;
   const int handle = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (handle < 0) return errno;
   const std::unique_ptr<char[]> block(new char[block_size]);
-  const bool all = pattern == "*";
   int error = 0;
   for (;;) {
     const ssize_t size = getdents64(handle, block.get(), block_size);
@@ -55,14 +53,32 @@ int list_folder(const std::string& folder, const std::string& pattern, std::vect
       at += entry.d_reclen;
       const char* name = entry.d_name;
       if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0))) continue;
-      if (!all && !match_wildcard(pattern, name)) continue;
-      const entry_kind kind = kind_of(handle, entry);
-      if (kind == entry_kind::file && files) files->emplace_back(name);
-      if (kind == entry_kind::folder && folders) folders->emplace_back(name);
+      visit(handle, entry);
     }
   }
   close(handle);
   return error;
+}
+
+}  // namespace
+
+int list_folder(const std::string& folder, const std::string& pattern, std::vector<std::string>* files,
+                std::vector<std::string>* folders) {
+  const bool all = pattern == "*";
+  return walk_folder(folder, [&](int handle, const dirent64& entry) {
+    if (!all && !match_wildcard(pattern, entry.d_name)) return;
+    const entry_kind kind = kind_of(handle, entry);
+    if (kind == entry_kind::file && files) files->emplace_back(entry.d_name);
+    if (kind == entry_kind::folder && folders) folders->emplace_back(entry.d_name);
+  });
+}
+
+int visit_files(const std::string& folder, const std::function<void(std::string_view name)>& visit) {
+  return walk_folder(folder, [&](int handle, const dirent64& entry) {
+    if (entry.d_type == DT_REG || entry.d_type == DT_LNK || kind_of(handle, entry) == entry_kind::file) {
+      visit(entry.d_name);
+    }
+  });
 }
 
 }  // namespace lib

@@ -1,6 +1,7 @@
 // Paths as UTF-8 text. Nothing here throws; names of real files are separated by `/` only.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -48,5 +49,8 @@ bool match_wildcard(std::string_view pattern, std::string_view text);
 // sockets and devices are left out. Either list may be null.
 int list_folder(const std::string& folder, const std::string& pattern, std::vector<std::string>* files,
                 std::vector<std::string>* folders);
+// Calls `visit` with the name of each file in `folder`, in any order. Links count as files and are not followed, so
+// that a folder of links costs no more than one of files. Returns 0 or the errno of the failure.
+int visit_files(const std::string& folder, const std::function<void(std::string_view name)>& visit);
 
 }  // namespace lib
