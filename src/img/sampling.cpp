@@ -45,6 +45,12 @@ int axis_scale::row(int y) const {
 void sample_row(std::uint8_t* out, const std::uint8_t* source, const axis_scale& x, int first, int last) {
   if (first >= last || x.size < 1) return;
   const long long step = step_of(x);
+  if (first < 0) {
+    const int outside = std::min(last, 0) - first;
+    std::memset(out, source[x.flip ? x.size - 1 : 0], static_cast<std::size_t>(outside));
+    out += outside;
+    first += outside;
+  }
   // Columns from `clamped` on all show the source's last sample.
   const long long reach = static_cast<long long>(x.size) << 16;
   const long long inside = step > 0 ? (reach + step - 1) / step : last;

@@ -9,14 +9,26 @@
 #include "lib/paths.h"
 
 // built(NAME, extensions...) and planned(NAME, "name for messages", extensions...); the extensions in lower case.
-#define KSN_FORMATS(built, planned)                                                                             \
-  planned(bmp, "BMP", "bmp", "dib") planned(dds, "DDS", "dds") planned(dng, "DNG", "dng")                       \
-      planned(dpx, "DPX and Cineon", "dpx", "cin") planned(exr, "OpenEXR", "exr", "sxr")                        \
-          planned(hdr, "Radiance HDR", "hdr") planned(iff, "IFF", "iff") planned(jpeg, "JPEG", "jpg", "jpeg")   \
-              planned(pic, "Softimage PIC", "pic") planned(png, "PNG", "png") planned(psd, "PSD", "psd")        \
-                  planned(rla, "RLA and RPF", "rla", "rpf") planned(sgi, "SGI", "sgi", "sgi16", "rgb", "rgb16") \
-                      planned(tga, "TGA", "tga") planned(tiff, "TIFF", "tiff", "tif", "ftif")                   \
-                          planned(qzimg, "Raw renderer", "qzimg") planned(yuv, "YUV", "yuv")
+// clang-format off
+#define KSN_FORMATS(built, planned)                         \
+  planned(bmp, "BMP", "bmp", "dib")                         \
+  planned(dds, "DDS", "dds")                                \
+  planned(dng, "DNG", "dng")                                \
+  planned(dpx, "DPX and Cineon", "dpx", "cin")              \
+  planned(exr, "OpenEXR", "exr", "sxr")                     \
+  planned(hdr, "Radiance HDR", "hdr")                       \
+  planned(iff, "IFF", "iff")                                \
+  planned(jpeg, "JPEG", "jpg", "jpeg")                      \
+  planned(pic, "Softimage PIC", "pic")                      \
+  planned(png, "PNG", "png")                                \
+  planned(psd, "PSD", "psd")                                \
+  planned(qzimg, "Raw renderer", "qzimg")                   \
+  planned(rla, "RLA and RPF", "rla", "rpf")                 \
+  planned(sgi, "SGI", "sgi", "sgi16", "rgb", "rgb16")       \
+  built(tga, "tga")                                         \
+  planned(tiff, "TIFF", "tiff", "tif", "ftif")              \
+  planned(yuv, "YUV", "yuv")
+// clang-format on
 
 namespace img {
 
