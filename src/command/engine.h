@@ -43,6 +43,14 @@ struct layer_field {
   std::string help;
 };
 
+// One source path of the command pass, absolute, with what the options behind it ask for.
+struct source_request {
+  enum class kind { ordinary, range, still_image, forced_sequence };
+  std::string path;
+  kind how = kind::ordinary;
+  std::string range;  // text of `--range=`
+};
+
 // The tables and the interpreter. Main thread.
 class engine {
  public:
@@ -59,6 +67,10 @@ class engine {
   // --- what the owner binds ---
   std::function<void(const std::string& line)> write_error;   // one line, without line feed
   std::function<void(const std::string& line)> write_output;  // the same, for print_field
+  // Puts a source on the stack. Starts as the document's own operations.
+  std::function<void(const source_request& request)> add_source;
+  // Gives the bytes of a command file; false when it can't be opened. Starts as a reader of real files.
+  std::function<bool(const std::string& path, std::string& text)> read_command_file;
 
   // Runs a token list; index 0 is skipped.
   void command_pass(const std::vector<std::string>& args);
@@ -72,10 +84,13 @@ class engine {
   bool set_field(const std::string& name, const std::string& value);
   bool get_field(const std::string& name, std::string& value);
   void print_field(const std::string& name);
-  void print_fields(const std::string& scope);
+  // Empty: all scopes. False for a scope that is none.
+  bool print_fields(const std::string& scope);
 
   // Writes the line while a command is under execution (command_depth above 0).
   void report(const std::string& line);
+  // The option under execution as it was written, for error lines.
+  const std::string& current_option() const { return current_option_; }
 
   bool quit_requested = false;
   int command_depth = 0;
@@ -83,14 +98,34 @@ class engine {
   ksn::state& composition() { return composition_; }
 
  private:
+  enum class field_read { value, reported, not_found };
+
+  std::string expand_fields(std::string_view text, int level);
+  std::string read_for_expansion(std::string_view name, std::string_view expression);
+  std::size_t take_source(const std::vector<std::string>& args, std::size_t index, std::string path, bool expand);
+  bool set_layers(const std::string& scope, const layer_field& field, const std::string& value);
+  void set_one_layer(int index, const layer_field& field, const std::string& value);
+  field_read read_field(const std::string& name, std::string& value);
+  field_read read_layers(const std::string& scope, const std::string& name, const layer_field& field,
+                         std::string& value);
+  void print_layer_fields(const std::string& scope, const ksn::track_info& layer);
+  bool print_scope(const std::string& scope);
+
   ksn::state& composition_;
+  std::string current_option_;
+  std::vector<std::string> include_order_;  // the files of include_stack, innermost last
 };
 
 // The tokeniser of command lines: blanks separate, double quotes join, backslashes before a quote escape it.
 std::vector<std::string> tokenise(std::string_view text);
 
-// Registers all fields and the document's own actions.
+// Registers all fields, the actions of the language itself (print_field, print_fields, execute_cmdfile, exit), and the
+// document's own actions.
 void register_fields(engine& engine);
+void register_language_actions(engine& engine);
 void register_document_actions(engine& engine);
+// Registers each name of the action tables that has neither an action nor a value action yet: it reports that it is
+// not available. Call it last.
+void register_unavailable(engine& engine);
 
 }  // namespace command

@@ -1,0 +1,241 @@
+#include "command/engine.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <utility>
+
+#include "command/expansion.h"
+#include "command/guard.h"
+#include "command/messages.h"
+#include "io/file.h"
+#include "lib/paths.h"
+
+namespace command {
+
+namespace {
+
+constexpr std::size_t deepest_inclusion = 100;           // command files inside command files
+constexpr std::size_t largest_command_file = 256 << 20;  // bytes
+
+// Counts one level of execution up and down.
+struct depth_guard {
+  explicit depth_guard(int& depth) : depth_(depth) { ++depth_; }
+  ~depth_guard() { --depth_; }
+  int& depth_;
+};
+
+bool is_option(std::string_view text) {
+  return text.starts_with("--");
+}
+
+bool read_whole_file(const std::string& path, std::string& text) {
+  try {
+    io::file file(path, "rb");
+    std::string block(1 << 16, '\0');
+    while (const int count = file.read(block.data(), static_cast<int>(block.size()))) {
+      text.append(block, 0, static_cast<std::size_t>(count));
+      if (text.size() > largest_command_file) return false;
+    }
+    return true;
+  } catch (const io::exception&) {
+    return false;
+  }
+}
+
+void add_to_composition(ksn::state& composition, const source_request& request) {
+  using kind = source_request::kind;
+  switch (request.how) {
+    case kind::ordinary:
+      composition.add(request.path, false, false, false);
+      return;
+    case kind::still_image:
+      composition.add(request.path, true, false, false);
+      return;
+    case kind::range:
+      composition.add_with_range(request.path, request.range);
+      return;
+    case kind::forced_sequence:
+      composition.add_forced_sequence(request.path);
+      return;
+  }
+}
+
+// A name in the convention of `name.#.ext` for four digits and `@` for one each.
+std::string rewrite_fcheck(const std::string& path) {
+  const std::string folder = lib::folder_of(path);
+  auto [stem, extension] = lib::split_extension(lib::file_name(path));
+  const std::size_t last = stem.rfind('#');
+  if (last != stem.npos && (last == 0 || stem[last - 1] != '#')) stem.replace(last, 1, "@@@@");
+  std::replace(stem.begin(), stem.end(), '@', '#');
+  return folder + stem + extension;
+}
+
+// The lines of a text that are no comments, joined with blanks.
+std::string without_comments(std::string_view text) {
+  std::string joined;
+  joined.reserve(text.size());
+  bool first = true;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    const std::string_view line = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    std::string_view compared = line;
+    if (compared.ends_with('\r')) compared.remove_suffix(1);
+    if (compared == "//" || compared.starts_with("// ") || compared.starts_with("//\t")) continue;
+    if (!first) joined += ' ';
+    joined += line;
+    first = false;
+  }
+  return joined;
+}
+
+}  // namespace
+
+engine::engine(ksn::state& composition)
+    : add_source([this](const source_request& request) { add_to_composition(composition_, request); }),
+      read_command_file(read_whole_file),
+      composition_(composition) {}
+
+const global_field* engine::find_global_field(std::string_view name) const {
+  const auto found = std::find_if(global_field_table.begin(), global_field_table.end(),
+                                  [&](const global_field& field) { return field.name == name; });
+  return found == global_field_table.end() ? nullptr : &*found;
+}
+
+const layer_field* engine::find_layer_field(std::string_view name) const {
+  const auto found = std::find_if(layer_field_table.begin(), layer_field_table.end(),
+                                  [&](const layer_field& field) { return field.name == name; });
+  return found == layer_field_table.end() ? nullptr : &*found;
+}
+
+void engine::report(const std::string& line) {
+  if (command_depth > 0 && write_error) write_error(line);
+}
+
+void engine::command_pass(const std::vector<std::string>& args) {
+  const depth_guard depth(command_depth);
+  std::size_t i = 1;
+  if (args.size() >= 2 && !is_option(args[1]) && lib::lower_extension(args[1]) == "ksncomp") {
+    execute_action("open_composition=" + lib::full_path(args[1]));
+    i = 2;
+  }
+  constexpr std::string_view expansion_switch = "--expand_env_vars=";
+  bool expand = false;
+  while (i < args.size() && !quit_requested) {
+    if (args[i].starts_with(expansion_switch)) {
+      expand = std::atoi(args[i].c_str() + expansion_switch.size()) != 0;
+      ++i;
+      continue;
+    }
+    std::string text = expand ? expand_environment(args[i]) : expand_fields(args[i], 0);
+    ++i;
+    if (is_option(text)) {
+      run_option(text);
+    } else if (lib::lower_extension(text) == "ksncmd") {
+      run_command_file(text);
+    } else if (!text.empty()) {
+      i = take_source(args, i, std::move(text), expand);
+    }
+  }
+}
+
+// Adds `path` as the options from `index` on ask for; returns the index behind those that were taken.
+std::size_t engine::take_source(const std::vector<std::string>& args, std::size_t index, std::string path,
+                                bool expand) {
+  constexpr std::string_view range_option = "--range=";
+  if (!path.starts_with("shm:/")) path = lib::full_path(path);
+  if (index < args.size() && args[index] == "--fcheck") {
+    path = rewrite_fcheck(path);
+    ++index;
+  }
+  source_request request;
+  request.path = std::move(path);
+  if (index < args.size()) {
+    const std::string& option = args[index];
+    if (option.starts_with(range_option)) {
+      request.how = source_request::kind::range;
+      request.range = (expand ? expand_environment(option) : expand_fields(option, 0)).substr(range_option.size());
+    } else if (option == "--still_image") {
+      request.how = source_request::kind::still_image;
+    } else if (option == "--force_sequence") {
+      request.how = source_request::kind::forced_sequence;
+    }
+    if (request.how != source_request::kind::ordinary) ++index;
+  }
+  guarded(*this, request.path, [&] { add_source(request); });
+  return index;
+}
+
+void engine::run_command_line(std::string_view text) {
+  command_pass(tokenise(without_comments(text)));
+}
+
+void engine::run_command_file(const std::string& relative_path) {
+  const std::string path = lib::full_path(relative_path);
+  if (include_stack.contains(path)) {
+    report(about(path, includes_itself));
+    return;
+  }
+  if (include_stack.size() >= deepest_inclusion) {
+    report(about(path, "More than " + std::to_string(deepest_inclusion) + " command files inside each other"));
+    return;
+  }
+  std::string text;
+  if (!read_command_file(path, text)) {
+    report(about(path, open_error));
+    return;
+  }
+  if (text.starts_with("\xEF\xBB\xBF")) text.erase(0, 3);
+  if (text.empty()) return;
+  std::vector<std::string> args = tokenise("kestrin.exe " + without_comments(text));
+  // The marker of pasted command text does no harm in a file.
+  if (args.size() > 1 && args[1] == "--ksncmd") args.erase(args.begin() + 1);
+  include_stack.insert(path);
+  include_order_.push_back(path);
+  command_pass(args);
+  include_order_.pop_back();
+  include_stack.erase(path);
+}
+
+void engine::run_option(const std::string& text) {
+  const depth_guard depth(command_depth);
+  const std::string outer = std::exchange(current_option_, text);
+  const std::string stripped = is_option(text) ? text.substr(2) : text;
+  if (!execute_action(stripped)) {
+    const std::size_t equals = stripped.find('=');
+    if (equals == stripped.npos || !set_field(stripped.substr(0, equals), stripped.substr(equals + 1))) {
+      report(about(text, invalid_option));
+    }
+  }
+  current_option_ = outer;
+}
+
+bool engine::execute_action(const std::string& text) {
+  const std::size_t equals = text.find('=');
+  if (equals == text.npos) {
+    const auto found = action_table.find(text);
+    if (found == action_table.end()) return false;
+    const action& entry = found->second;
+    if (entry.execute && (!entry.enabled || entry.enabled())) {
+      guarded(*this, "--" + text, [&] { entry.execute(); });
+    }
+    return true;
+  }
+  const auto found = value_action_table.find(std::string_view(text).substr(0, equals));
+  if (found == value_action_table.end()) return false;
+  bool done = true;
+  guarded(*this, "--" + text, [&] { done = found->second.execute(text.substr(equals + 1)); });
+  return done;
+}
+
+bool engine::action_enabled(std::string_view name) const {
+  const auto found = action_table.find(name);
+  return found != action_table.end() && (!found->second.enabled || found->second.enabled());
+}
+
+bool engine::action_checked(std::string_view name) const {
+  const auto found = action_table.find(name);
+  return found != action_table.end() && found->second.checked && found->second.checked();
+}
+
+}  // namespace command

@@ -1,0 +1,67 @@
+// The actions of the language itself, and what stands for those that nobody carries out.
+#include "command/action_names.h"
+#include "command/engine.h"
+#include "command/guard.h"
+#include "command/values.h"
+#include "lib/paths.h"
+
+namespace command {
+
+void register_language_actions(engine& engine) {
+  const auto with_value = [&](const char* name, std::function<bool(const std::string&)> execute) {
+    engine.value_action_table[name].execute = std::move(execute);
+  };
+  engine.action_table["exit"].execute = [&engine] { engine.quit_requested = true; };
+  with_value("print_field", [&engine](const std::string& name) {
+    engine.print_field(name);
+    return true;
+  });
+  engine.action_table["print_fields"].execute = [&engine] { engine.print_fields(""); };
+  with_value("print_fields",
+             [&engine](const std::string& scope) { return !scope.empty() && engine.print_fields(scope); });
+  with_value("execute_cmdfile", [&engine](const std::string& path) {
+    engine.run_command_file(path);
+    return true;
+  });
+  with_value("add_layer", [&engine](const std::string& path) {
+    source_request request;
+    request.path = path.starts_with("shm:/") ? path : lib::full_path(path);
+    guarded(engine, request.path, [&] { engine.add_source(request); });
+    return true;
+  });
+  with_value("set_time", [&engine](const std::string& value) {
+    double time = 0;
+    if (!read_double(value, time)) return false;
+    engine.composition().set_current_time(time);
+    return true;
+  });
+}
+
+void register_unavailable(engine& engine) {
+  for (const action_name& entry : action_names()) {
+    const std::string name(entry.name);
+    const std::string line = about("--" + name, not_available);
+    if (!entry.value_form.empty()) {
+      value_action& record = engine.value_action_table[name];
+      if (!record.execute) {
+        record.execute = [&engine, line](const std::string&) {
+          engine.report(line);
+          return true;
+        };
+      }
+      if (record.value_form.empty()) record.value_form = entry.value_form;
+      if (record.help.empty()) record.help = entry.help;
+      continue;
+    }
+    action& record = engine.action_table[name];
+    if (!record.execute) {
+      // Where only the dialog is missing, the value form does the work.
+      const bool works_with_value = engine.value_action_table.contains(name);
+      const std::string hint = works_with_value ? " without a value: --" + name + "=VALUE" : "";
+      record.execute = [&engine, line = line + hint] { engine.report(line); };
+    }
+    if (record.help.empty()) record.help = entry.help;
+  }
+}
+
+}  // namespace command
