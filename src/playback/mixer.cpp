@@ -24,7 +24,8 @@ bool render_layer(const ksn::track_info& track, double position, int fpcs, doubl
   if (!track.audio) return false;
   std::fill(out.begin(), out.end(), std::int16_t{0});
   const sources::wave_context& wave = *track.audio;
-  const int clip_rate = track.fpcs > 0 ? track.fpcs : fpcs;
+  // The rate that the source declares, else the one it was opened with.
+  const int clip_rate = track.fpcs2 > 0 ? track.fpcs2 : track.fpcs > 0 ? track.fpcs : fpcs;
   if (clip_rate <= 0) return true;
   const double start = source_frame(track, position) * 100.0 / clip_rate;
   if (start < 0.0) return true;

@@ -1,5 +1,7 @@
 #include "sources/clip.h"
 
+#include "platform/module.h"
+
 namespace sources {
 namespace {
 
