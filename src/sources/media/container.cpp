@@ -153,16 +153,21 @@ bool measure(const stream_choice& choice, int fallback_rate, timing& result) {
   if (!head.found()) return false;
   result.origin = head.first;
 
-  // What the header says of the end may be wrong: the last packets that can be read decide.
+  // What the header says of the end may be wrong: the last packets that can be read decide. The first jump may land
+  // behind some of the pictures that are shown last, so a second one goes back for them.
   packet_span tail;
-  if (av_seek_frame(file, choice.stream, std::numeric_limits<long long>::max() / 2, AVSEEK_FLAG_BACKWARD) >= 0) {
-    read_span(choice, std::numeric_limits<long long>::max(), tail);
+  constexpr long long everything = std::numeric_limits<long long>::max();
+  if (av_seek_frame(file, choice.stream, everything / 2, AVSEEK_FLAG_BACKWARD) >= 0)
+    read_span(choice, everything, tail);
+  if (tail.found()) {
+    const long long back = tail.last - av_rescale_q(1, {2, 1}, stream->time_base);
+    if (av_seek_frame(file, choice.stream, back, AVSEEK_FLAG_BACKWARD) >= 0) read_span(choice, everything, tail);
   }
   if (!tail.found() || tail.last < head.last) {
     tail = head;
     if (av_seek_frame(file, choice.stream, head.first, AVSEEK_FLAG_BACKWARD) < 0)
       av_seek_frame(file, choice.stream, 0, AVSEEK_FLAG_BYTE);
-    read_span(choice, std::numeric_limits<long long>::max(), tail);
+    read_span(choice, everything, tail);
   }
   result.last = std::max(tail.last, head.last);
   return true;

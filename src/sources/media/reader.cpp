@@ -12,6 +12,8 @@ std::unique_ptr<reader> reader::open(sources::clip_kind kind, const std::string&
   result->decoder_ = open_decoder(result->input_, lib::thread_count(), lowres);
   if (!result->decoder_) return nullptr;
   result->timing_ = timing;
+  result->kind_ = kind;
+  result->path_ = path;
   result->lowres_ = lowres;
   result->held_.reset(av_frame_alloc());
   result->pending_.reset(av_frame_alloc());
@@ -28,6 +30,7 @@ bool reader::first_picture(long long& time) {
 }
 
 const AVFrame* reader::read(int frame) {
+  if (!input_.file) return nullptr;
   const bool ahead =
       next_ >= 0 && frame >= next_ - 1 && frame <= next_ + walk_ahead && (held_number_ < 0 || frame >= held_number_);
   if (ahead) {
@@ -36,25 +39,28 @@ const AVFrame* reader::read(int frame) {
   // The index of a container may count in decoding order, or know no key frame near enough: each try begins earlier.
   const long long second = av_rescale_q(1, {1, 1}, timing_.time_base);
   for (const long long back : {0LL, second, 4 * second, 16 * second, 64 * second, -1LL}) {
-    if (!seek(frame, back)) continue;
+    const bool from_start = back > 0 && timing_.time_of(frame) - back <= timing_.origin;
+    if (from_start || !seek(frame, back)) continue;
     if (const AVFrame* picture = advance_to(frame)) return picture;
-    if (back > 0 && timing_.time_of(frame) - back < timing_.origin) continue;
   }
   next_ = -1;
   return nullptr;
 }
 
-// Moves to a key frame at or before the frame less `before` time units; -1 goes to the start of the file.
+// Moves to a key frame at or before the frame less `before` time units; -1 opens the file again, since not every
+// container finds its own start.
 bool reader::seek(int frame, long long before) {
-  AVFormatContext* file = input_.file.get();
-  const long long time = before < 0 ? timing_.origin : std::max(timing_.time_of(frame) - before, timing_.origin);
-  int error = av_seek_frame(file, input_.stream, time, AVSEEK_FLAG_BACKWARD);
-  if (error < 0 && time == timing_.origin)
-    error = avformat_seek_file(file, input_.stream, INT64_MIN, time, INT64_MAX, 0);
-  if (error < 0 && before < 0) error = av_seek_frame(file, input_.stream, 0, AVSEEK_FLAG_BYTE);
+  int error = 0;
+  if (before < 0) {
+    input_.file.reset();
+    error = open_container(kind_, path_, AVMEDIA_TYPE_VIDEO, input_);
+  } else {
+    const long long time = std::max(timing_.time_of(frame) - before, timing_.origin);
+    error = av_seek_frame(input_.file.get(), input_.stream, time, AVSEEK_FLAG_BACKWARD);
+  }
   if (error < 0) return false;
   avcodec_flush_buffers(decoder_.get());
-  held_number_ = pending_number_ = -1;
+  held_number_ = pending_number_ = decoded_number_ = -1;
   draining_ = false;
   next_ = 0;
   return true;
@@ -67,8 +73,11 @@ bool reader::decode(AVFrame* out, int& number) {
     const int got = avcodec_receive_frame(decoder_.get(), out);
     if (got == 0) {
       const long long time = out->best_effort_timestamp;
-      if (time == AV_NOPTS_VALUE || (out->flags & AV_FRAME_FLAG_DISCARD)) continue;
-      number = timing_.frame_at(time);
+      if (out->flags & AV_FRAME_FLAG_DISCARD) continue;
+      // A picture without a time stands behind the one before it.
+      if (time == AV_NOPTS_VALUE && decoded_number_ < 0) continue;
+      number = time == AV_NOPTS_VALUE ? decoded_number_ + 1 : timing_.frame_at(time);
+      decoded_number_ = number;
       return true;
     }
     if (got != AVERROR(EAGAIN)) return false;

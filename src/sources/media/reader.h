@@ -26,7 +26,9 @@ class reader {
   int lowres() const { return lowres_; }
 
  private:
-  stream_choice input_;
+  sources::clip_kind kind_{};
+  std::string path_;
+  stream_choice input_;  // without a file when it could not be opened again
   codec_ptr decoder_;
   timing timing_;
   int lowres_ = 0;
@@ -35,6 +37,7 @@ class reader {
   frame_ptr pending_;     // the picture behind it, already decoded
   int held_number_ = -1;  // -1 for none
   int pending_number_ = -1;
+  int decoded_number_ = -1;  // of the last picture that came from the decoder
   packet_ptr packet_;
   bool draining_ = false;
 
