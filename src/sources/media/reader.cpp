@@ -1,6 +1,7 @@
 #include "sources/media/reader.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "lib/parallel.h"
 
@@ -39,6 +40,9 @@ const AVFrame* reader::read(int frame) {
   // The index of a container may count in decoding order, or know no key frame near enough: each try begins earlier.
   const long long second = av_rescale_q(1, {1, 1}, timing_.time_base);
   for (const long long back : {0LL, second, 4 * second, 16 * second, 64 * second, -1LL}) {
+    // Program and transport streams give few pictures a time of their own: behind a jump the first of them are guesses.
+    const bool needs_run_up = std::strncmp(input_.file->iformat->name, "mpeg", 4) == 0;
+    if (back == 0 && needs_run_up && frame > 0) continue;
     const bool from_start = back > 0 && timing_.time_of(frame) - back <= timing_.origin;
     if (from_start || !seek(frame, back)) continue;
     if (const AVFrame* picture = advance_to(frame)) return picture;
