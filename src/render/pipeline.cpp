@@ -68,7 +68,9 @@ struct pipeline::request {
   bool force_reload;
 };
 
-pipeline::pipeline(cache::frame_cache& cache, pipeline_options options) : cache_(cache), options_(std::move(options)) {}
+pipeline::pipeline(cache::frame_cache& cache, pipeline_options options) : cache_(cache), options_(std::move(options)) {
+  if (!options_.milliseconds) options_.milliseconds = platform::milliseconds;
+}
 
 pipeline::~pipeline() = default;
 
@@ -109,7 +111,7 @@ img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& 
                 nullptr};
   if (state.picture && !direct && !asked.force_reload && state.made_from == wanted) {
     if (!track.auto_update || track.is_clip()) return state.picture;
-    const std::uint32_t now = platform::milliseconds();
+    const std::uint32_t now = options_.milliseconds();
     if (now - state.last_stat_time < stat_interval) return state.picture;
     state.last_stat_time = now;
     const int time = platform::modification_time(wanted.key.path);
@@ -132,7 +134,7 @@ img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& 
     return develop(state, wanted, native, through_cache && wanted.key.has_lookup);
   });
   state.made_from = std::move(wanted);
-  state.last_stat_time = platform::milliseconds();
+  state.last_stat_time = options_.milliseconds();
   return state.picture;
 }
 
@@ -249,6 +251,7 @@ img::const_image_ptr pipeline::guarded(layer_state& state, const ksn::track_info
       }
       return image;
     } catch (const std::bad_alloc&) {
+      release_pooled_images();
       if (attempts < load_attempts && cache_.evict_oldest()) {
         cache_.evict_oldest();
         continue;

@@ -26,6 +26,8 @@ struct pipeline_options {
   bool use_cache = true;  // false reads every frame anew and keeps nothing
   // One error line without line feed for a frame that can't be had; each failing frame is reported once.
   std::function<void(const std::string& line)> report_error;
+  // Milliseconds of a steady clock; tests move it by hand.
+  std::function<std::uint32_t()> milliseconds;
 };
 
 class pipeline {
