@@ -1,14 +1,156 @@
 #include "app/application.h"
 
+#include <cstdio>
+#include <cstdlib>
+
+#include "app/after_save.h"
+#include "app/benchmarks.h"
+#include "app/console.h"
+#include "app/interrupt.h"
+#include "cache/frame_cache.h"
+#include "command/engine.h"
+#include "command/messages.h"
+#include "command/reference.h"
+#include "composition/state.h"
+#include "lib/messages.h"
+#include "lib/paths.h"
+#include "platform/folders.h"
+#include "render/pipeline.h"
+
 namespace app {
 
-struct application::impl {};
+namespace {
+
+constexpr const char* product_title = "Kestrin 32 " KESTRIN_VERSION;
+
+constexpr const char* short_usage =
+    "Usage: kestrin [PATH | OPTION | FILE.ksncmd]...\n"
+    "There is no display to open a window on. To see what it does without one, from the project's folder:\n"
+    "  ./run examples/first_look.ksncmd\n"
+    "or put one sequence over another and save the result:\n"
+    "  kestrin back.####.tga front.####.tga --alpha=normal --save_mask_as_sequence=out.####.tga --exit\n"
+    "kestrin --help lists every option.\n";
+
+bool has_display() {
+  for (const char* variable : {"DISPLAY", "WAYLAND_DISPLAY"}) {
+    const char* value = std::getenv(variable);
+    if (value && *value) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+struct application::impl {
+  app::console console;
+  lib::catalogue catalogue;
+  bool catalogue_loaded = false;
+  ksn::state composition;
+  cache::frame_cache frames;
+  command::engine engine{composition};
+  render::pipeline pipeline{frames, {true, [this](const std::string& line) { engine.report(line); }}};
+  bool exit_with_status = false;
+  bool transient = false;  // save no settings at the end
+
+  void bind();
+  void register_actions();
+  int run_step(bool any_arguments);
+  // The user's text for a key, from messages.txt of the folders config, user and documents, read when first needed.
+  std::string text(std::string_view key);
+};
+
+std::string application::impl::text(std::string_view key) {
+  if (!catalogue_loaded) {
+    catalogue_loaded = true;
+    using platform::folder_kind;
+    for (const folder_kind kind : {folder_kind::config, folder_kind::user, folder_kind::documents}) {
+      std::string folder;
+      if (platform::get_folder(kind, false, folder)) catalogue.load_file(lib::add_separator(folder) + "messages.txt");
+    }
+  }
+  return catalogue.text(key);
+}
+
+void application::impl::bind() {
+  engine.write_error = [this](const std::string& line) { console.report(line); };
+  engine.write_output = [this](const std::string& line) { console.print(line); };
+  engine.add_source = [this, add = engine.add_source](const command::source_request& request) {
+    add(request);
+    engine.quit_requested |= interrupted();
+  };
+
+  ksn::state_hooks& hooks = composition.hooks;
+  hooks.report_error = [this](const std::string& line) { engine.report(line); };
+  hooks.drop_path = [this](const std::string& path) { frames.remove_path(path); };
+  hooks.drop_folder = [this](const std::string& folder) { frames.remove_folder(folder); };
+  hooks.drop_changed = [this](const std::string& path) { frames.remove_changed(path); };
+  hooks.clear_cache = [this] {
+    frames.clear();
+    pipeline.forget_all();
+  };
+  hooks.forget_layer = [this](int id) { pipeline.forget_layer(id); };
+  hooks.text = [this](std::string_view key) { return text(key); };
+}
+
+void application::impl::register_actions() {
+  command::register_fields(engine);
+  command::register_language_actions(engine);
+
+  engine.value_action_table["exit"].execute = [this](const std::string& value) {
+    if (value != "status") return false;
+    exit_with_status = true;
+    engine.quit_requested = true;
+    return true;
+  };
+  engine.action_table["transient"].execute = [this] { transient = true; };
+  engine.value_action_table["transient"].execute = [this](const std::string& value) {
+    if (value != "0" && value != "1") return false;
+    transient = value == "1";
+    return true;
+  };
+  engine.action_table["cache_clear"].execute = [this] { composition.hooks.clear_cache(); };
+  engine.action_table["help"].execute = [this] {
+    console.print(product_title + std::string("\n") + command::help_text(engine));
+    engine.quit_requested = true;
+  };
+  engine.value_action_table["help"].execute = [this](const std::string& value) {
+    if (value != "markdown") return false;
+    console.print(command::reference_markdown(engine));
+    engine.quit_requested = true;
+    return true;
+  };
+  engine.action_table["version"].execute = [this] {
+    console.print(product_title);
+    engine.quit_requested = true;
+  };
+  register_benchmarks(engine, pipeline);
+  command::register_unavailable(engine);
+}
+
+int application::impl::run_step(bool any_arguments) {
+  console.clear_progress();
+  if (interrupted()) return 130;
+  if (engine.quit_requested) return exit_with_status && console.any_error() ? 1 : 0;
+  if (!any_arguments) {
+    std::fputs(short_usage, stdout);
+    return 0;
+  }
+  console.report(has_display() ? "No window can be opened: the desktop module is not installed; end the arguments with "
+                                 "--exit to work without a window"
+                               : "No window can be opened: there is no display; end the arguments with --exit to work "
+                                 "without a window");
+  return -1;
+}
 
 application::application() : impl_(std::make_unique<impl>()) {}
 application::~application() = default;
 
-int application::application_main(const std::vector<std::string>&) {
-  return 0;
+int application::application_main(const std::vector<std::string>& args) {
+  watch_interrupt();
+  impl_->bind();
+  impl_->register_actions();
+  impl_->engine.command_pass(args);
+  return impl_->run_step(args.size() > 1);
 }
 
 }  // namespace app

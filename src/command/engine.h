@@ -124,8 +124,8 @@ std::vector<std::string> tokenise(std::string_view text);
 void register_fields(engine& engine);
 void register_language_actions(engine& engine);
 void register_document_actions(engine& engine);
-// Registers each name of the action tables that has neither an action nor a value action yet: it reports that it is
-// not available. Call it last.
+// Completes the tables from action_names(): help texts, and a line that says so for each action that nobody carries out
+// yet. Call it last.
 void register_unavailable(engine& engine);
 
 }  // namespace command

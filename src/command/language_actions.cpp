@@ -49,8 +49,8 @@ void register_unavailable(engine& engine) {
           return true;
         };
       }
-      if (record.value_form.empty()) record.value_form = entry.value_form;
-      if (record.help.empty()) record.help = entry.help;
+      record.value_form = entry.value_form;
+      record.help = entry.help;
       continue;
     }
     action& record = engine.action_table[name];
@@ -60,7 +60,7 @@ void register_unavailable(engine& engine) {
       const std::string hint = works_with_value ? " without a value: --" + name + "=VALUE" : "";
       record.execute = [&engine, line = line + hint] { engine.report(line); };
     }
-    if (record.help.empty()) record.help = entry.help;
+    record.help = entry.help;
   }
 }
 

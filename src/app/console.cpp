@@ -1,0 +1,69 @@
+#include "app/console.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+namespace app {
+
+namespace {
+
+constexpr const char* clear_line = "\r\x1b[K";
+
+void write_line(std::FILE* stream, const std::string& line) {
+  std::fwrite(line.data(), 1, line.size(), stream);
+  std::fputc('\n', stream);
+}
+
+}  // namespace
+
+console::console() : terminal_(isatty(STDERR_FILENO) == 1) {}
+
+void console::print(const std::string& line) {
+  clear_progress();
+  write_line(stdout, line);
+}
+
+void console::report(const std::string& line) {
+  clear_progress();
+  // What was printed before stands before the error when both streams go to one place.
+  std::fflush(stdout);
+  write_line(stderr, line);
+  any_error_ = true;
+}
+
+void console::show(const save::progress& progress) {
+  if (!terminal_) return;
+  std::fflush(stdout);
+  std::fprintf(stderr, "%s%s", clear_line, progress_text(progress).c_str());
+  std::fflush(stderr);
+  progress_shown_ = true;
+  if (progress.done >= progress.total) clear_progress();
+}
+
+void console::clear_progress() {
+  if (!progress_shown_) return;
+  std::fputs(clear_line, stderr);
+  std::fflush(stderr);
+  progress_shown_ = false;
+}
+
+std::string progress_text(const save::progress& progress) {
+  constexpr double longest = 359999.0;  // keeps the hours within two digits
+  const int seconds = static_cast<int>(std::ceil(std::clamp(progress.seconds_left, 0.0, longest)));
+  char text[160];
+  int length = std::snprintf(text, sizeof text, "%d/%d frames, %.1f a second, ", progress.done, progress.total,
+                             progress.frames_per_second);
+  if (seconds >= 3600) {
+    std::snprintf(text + length, sizeof text - static_cast<std::size_t>(length), "%d:%02d:%02d left", seconds / 3600,
+                  seconds / 60 % 60, seconds % 60);
+  } else {
+    std::snprintf(text + length, sizeof text - static_cast<std::size_t>(length), "%d:%02d left", seconds / 60,
+                  seconds % 60);
+  }
+  return text;
+}
+
+}  // namespace app

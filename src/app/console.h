@@ -1,0 +1,33 @@
+// Standard output, the error stream, and the progress line between error lines.
+#pragma once
+
+#include <string>
+
+#include "save/save.h"
+
+namespace app {
+
+class console {
+ public:
+  console();
+
+  // One line to standard output or to the error stream.
+  void print(const std::string& line);
+  void report(const std::string& line);
+  // Rewrites the progress line when the error stream is a terminal. It is cleared by the next line, or when all is
+  // done.
+  void show(const save::progress& progress);
+  void clear_progress();
+
+  bool any_error() const { return any_error_; }
+
+ private:
+  bool terminal_;
+  bool progress_shown_ = false;
+  bool any_error_ = false;
+};
+
+// "12/48 frames, 23.4 a second, 0:02 left"
+std::string progress_text(const save::progress& progress);
+
+}  // namespace app

@@ -1,0 +1,15 @@
+// The help text and the command reference, made from the tables.
+#pragma once
+
+#include <string>
+
+#include "command/engine.h"
+
+namespace command {
+
+// Every action and field in short, for a terminal.
+std::string help_text(const engine& engine);
+// The same as tables, which docs/commands.md holds between its two marker lines.
+std::string reference_markdown(const engine& engine);
+
+}  // namespace command
