@@ -48,7 +48,7 @@ struct application::impl {
   ksn::state composition;
   cache::frame_cache frames;
   command::engine engine{composition};
-  render::pipeline pipeline{frames, {true, [this](const std::string& line) { engine.report(line); }}};
+  render::pipeline pipeline{frames, reporting(engine, true)};
   bool exit_with_status = false;
   bool transient = false;  // save no settings at the end
 

@@ -31,7 +31,7 @@ void bench_decode(command::engine& engine, cache::frame_cache& frames) {
     engine.report(command::about("--bench_decode", command::option_needs_layer));
     return;
   }
-  render::pipeline uncached(frames, {false, [&](const std::string& line) { engine.report(line); }});
+  render::pipeline uncached(frames, reporting(engine, false));
   measure(engine, "bench_decode", [&](int t) {
     return uncached.layer_image(composition, composition.track_at(index), t, ksn::cache_resolution_type::full) !=
            nullptr;
@@ -51,6 +51,13 @@ void bench_composite(command::engine& engine, render::pipeline& pipeline) {
 }
 
 }  // namespace
+
+render::pipeline_options reporting(command::engine& engine, bool use_cache) {
+  render::pipeline_options options;
+  options.use_cache = use_cache;
+  options.report_error = [&engine](const std::string& line) { engine.report(line); };
+  return options;
+}
 
 void register_benchmarks(command::engine& engine, render::pipeline& pipeline) {
   engine.action_table["bench_decode"].execute = [&] { bench_decode(engine, pipeline.frame_cache()); };

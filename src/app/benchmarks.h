@@ -6,6 +6,9 @@
 
 namespace app {
 
+// Options of a pipeline whose failures become error lines.
+render::pipeline_options reporting(command::engine& engine, bool use_cache);
+
 // bench_decode works without the cache of `pipeline`.
 void register_benchmarks(command::engine& engine, render::pipeline& pipeline);
 
