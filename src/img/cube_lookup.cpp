@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "img/color_dispatch.h"
+#include "img/color_rows.h"
 #include "img/picture_form.h"
 #include "img/transfer.h"
 #include "img/transfer_tables.h"
@@ -11,21 +11,14 @@
 namespace img {
 namespace {
 
-// rint(i * 1023 / 255) of each byte.
-constexpr std::array<std::uint16_t, 256> byte_to_index = [] {
-  std::array<std::uint16_t, 256> out{};
-  for (int i = 0; i < 256; ++i) out[i] = static_cast<std::uint16_t>((i * 1023 + 127) / 255);
-  return out;
-}();
-
 struct indexes {
   std::uint16_t b[cube_reader::block];
   std::uint16_t g[cube_reader::block];
   std::uint16_t r[cube_reader::block];
 };
 
-template <class T>
-void look_up(std::uint16_t* out, const T* in, const std::uint16_t* table, std::size_t count) {
+void look_up_halves(std::uint16_t* out, const std::uint16_t* in, std::size_t count) {
+  const std::uint16_t* table = half_to_index();
   for (std::size_t i = 0; i < count; ++i) out[i] = table[in[i]];
 }
 
@@ -55,22 +48,23 @@ void cube_reader::read(std::uint16_t* nodes, std::size_t first, std::size_t coun
     for (int c = 0; c < 3; ++c) {
       const plane& plane = image_.data[planes_[c]];
       if (image_.depth[planes_[c]] == 16) {
-        look_up(out[c], plane.as<std::uint16_t>() + first, half_to_index(), count);
+        look_up_halves(out[c], plane.as<std::uint16_t>() + first, count);
       } else {
-        look_up(out[c], plane.as<std::uint8_t>() + first, byte_to_index.data(), count);
+        active_color_rows().widen_bytes(out[c], plane.data() + first, count);
       }
     }
   }
-  current_color_rows().cube(nodes, index.b, index.g, index.r, cube_, count);
+  active_color_rows().cube(nodes, index.b, index.g, index.r, cube_, count);
 }
 
 void cube_of_bytes(std::uint16_t* nodes, const std::uint8_t* b, const std::uint8_t* g, const std::uint8_t* r,
                    std::size_t count, const lookup_table& table) {
+  const color_rows& rows = active_color_rows();
   indexes index;
-  look_up(index.b, b, byte_to_index.data(), count);
-  look_up(index.g, g, byte_to_index.data(), count);
-  look_up(index.r, r, byte_to_index.data(), count);
-  current_color_rows().cube(nodes, index.b, index.g, index.r, table.cube().data(), count);
+  rows.widen_bytes(index.b, b, count);
+  rows.widen_bytes(index.g, g, count);
+  rows.widen_bytes(index.r, r, count);
+  rows.cube(nodes, index.b, index.g, index.r, table.cube().data(), count);
 }
 
 void apply_cube(image& out, const image& source, const lookup_table& table) {

@@ -44,7 +44,7 @@ lookup_table read_3dl(std::string_view text, const std::string& source) {
   std::vector<double> values;
   double largest = 0;
   while (lines.next(line)) {
-    if (!is_data_line(line)) {
+    if (!is_data_line(line) || line == "3DMESH") {
       std::string_view rest = line;
       if (take_word(rest) == "Mesh") stated = parse_mesh(line, source);
       continue;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "img/color_dispatch.h"
+#include "img/color_rows.h"
 #include "img/cube_lookup.h"
 #include "img/picture_form.h"
 #include "img/transfer_tables.h"
@@ -19,7 +19,7 @@ using byte_row = std::array<std::uint8_t*, 3>;
 void matrix_row(const byte_row& row, std::size_t width, const transfer_tables& tables) {
   const std::array<std::int32_t, 9>& m = tables.integer_matrix;
   const std::size_t bulk = width & ~std::size_t{3};
-  const color_rows& rows = tables.matrix_is_small ? current_color_rows() : plain_color_rows;
+  const color_rows& rows = tables.matrix_is_small ? active_color_rows() : plain_color_rows();
   rows.matrix(row[0], row[1], row[2], m.data(), bulk);
   for (std::size_t i = bulk; i < width; ++i) {
     const int blue = row[0][i], green = row[1][i], red = row[2][i];
@@ -30,14 +30,6 @@ void matrix_row(const byte_row& row, std::size_t width, const transfer_tables& t
     row[2][i] = rounded(0);
     row[1][i] = rounded(3);
     row[0][i] = rounded(6);
-  }
-}
-
-void store_fixed(const byte_row& out, const std::uint16_t* nodes, const std::uint8_t* table, std::size_t count) {
-  for (std::size_t i = 0; i < count; ++i) {
-    out[0][i] = table[nodes[4 * i]];
-    out[1][i] = table[16384 + nodes[4 * i + 1]];
-    out[2][i] = table[2 * 16384 + nodes[4 * i + 2]];
   }
 }
 
@@ -112,7 +104,7 @@ void transfer::convert_bytes(image& out, const image& in) {
       const std::uint8_t* from = in.data[c].data() + first;
       std::uint8_t* to = out.data[c].data() + first;
       if (!by_row && !is_identity(c, 2)) {
-        current_color_rows().map_bytes(to, from, tables_->built_bytes(sample_form::byte) + 256 * c, count);
+        active_color_rows().map_bytes(to, from, tables_->built_bytes(sample_form::byte).of[c], count);
       } else if (to != from) {
         std::memcpy(to, from, count);
       }
@@ -142,32 +134,31 @@ void transfer::convert(image& out, const image& in, bool cube_applied) {
   };
 
   if (cube) {
-    const std::uint8_t* table = tables_->bytes(settings_, sample_form::fixed);
+    const channel_bytes tables = tables_->bytes(settings_, sample_form::fixed);
     const cube_reader reader(in, settings_.lookup_table);
     auto samples = [&](std::size_t first, std::size_t count) {
       std::uint16_t nodes[4 * cube_reader::block];
       for (const std::size_t last = first + count; first < last; first += cube_reader::block) {
         const std::size_t part = std::min(cube_reader::block, last - first);
         reader.read(nodes, first, part);
-        store_fixed({to[0] + first, to[1] + first, to[2] + first}, nodes, table, part);
+        active_color_rows().map_nodes(to[0] + first, to[1] + first, to[2] + first, nodes, tables, part);
       }
     };
     for_picture(in, matrix, samples, finish_row);
   } else if (packed) {
-    const std::uint8_t* table = tables_->bytes(settings_, sample_form::log, in.format[0] == 'V');
+    const channel_bytes tables = tables_->bytes(settings_, sample_form::log, in.format[0] == 'V');
     const bool swapped = in.format[0] == 'U';
     auto samples = [&](std::size_t first, std::size_t count) {
-      current_color_rows().map_words(to[0] + first, to[1] + first, to[2] + first,
-                                     in.data[0].as<std::uint32_t>() + first, table, swapped, count);
+      active_color_rows().map_words(to[0] + first, to[1] + first, to[2] + first, in.data[0].as<std::uint32_t>() + first,
+                                    tables, swapped, count);
     };
     for_picture(in, matrix, samples, finish_row);
   } else if (in.depth[0] == 16) {
-    const std::uint8_t* table = tables_->bytes(settings_, sample_form::half);
+    const channel_bytes tables = tables_->bytes(settings_, sample_form::half);
     auto samples = [&](std::size_t first, std::size_t count) {
       for (int c = 0; c < 3; ++c) {
         if (!is_color_plane(in, c)) continue;
-        current_color_rows().map_halves(to[c] + first, in.data[c].as<std::uint16_t>() + first, table + 65536 * c,
-                                        count);
+        active_color_rows().map_halves(to[c] + first, in.data[c].as<std::uint16_t>() + first, tables.of[c], count);
       }
     };
     for_picture(in, matrix, samples, finish_row);
@@ -185,8 +176,8 @@ void transfer::convert(image& out, const image& in, bool cube_applied) {
     }
     out.set_plane(to_plane, in.format[from], 8);
     auto samples = [&](std::size_t first, std::size_t count) {
-      current_color_rows().map_halves(out.data[to_plane].data() + first, in.data[from].as<std::uint16_t>() + first,
-                                      half_to_alpha(), count);
+      active_color_rows().map_halves(out.data[to_plane].data() + first, in.data[from].as<std::uint16_t>() + first,
+                                     half_to_alpha(), count);
     };
     for_picture(in, false, samples, [](int) {});
   });
@@ -194,7 +185,7 @@ void transfer::convert(image& out, const image& in, bool cube_applied) {
 
 const std::uint8_t* transfer::byte_table(int channel) {
   if (settings_.lookup_table.has_cube() || is_identity(channel, 2)) return nullptr;
-  return tables_->bytes(settings_, sample_form::byte) + 256 * channel;
+  return tables_->bytes(settings_, sample_form::byte).of[channel];
 }
 
 void transfer::prepare_rows() {
@@ -209,18 +200,18 @@ void transfer::apply_row(std::uint8_t* b, std::uint8_t* g, std::uint8_t* r, int 
   const byte_row row{b, g, r};
   const std::size_t count = static_cast<std::size_t>(std::max(width, 0));
   if (settings_.lookup_table.has_cube()) {
-    const std::uint8_t* table = tables_->built_bytes(sample_form::fixed);
+    const channel_bytes tables = tables_->built_bytes(sample_form::fixed);
     std::uint16_t nodes[4 * cube_reader::block];
     for (std::size_t first = 0; first < count; first += cube_reader::block) {
       const std::size_t part = std::min(cube_reader::block, count - first);
       const byte_row at{b + first, g + first, r + first};
       cube_of_bytes(nodes, at[0], at[1], at[2], part, settings_.lookup_table);
-      store_fixed(at, nodes, table, part);
+      active_color_rows().map_nodes(at[0], at[1], at[2], nodes, tables, part);
     }
   } else {
     for (int c = 0; c < 3; ++c) {
       if (is_identity(c, 2)) continue;
-      current_color_rows().map_bytes(row[c], row[c], tables_->built_bytes(sample_form::byte) + 256 * c, count);
+      active_color_rows().map_bytes(row[c], row[c], tables_->built_bytes(sample_form::byte).of[c], count);
     }
   }
   if (has_matrix()) matrix_row(row, count, *tables_);

@@ -58,7 +58,7 @@ void transfer::convert_float(float_image& out, const image& in, bool encode, boo
                            : packed            ? sample_form::log
                            : in.depth[0] == 16 ? sample_form::half
                                                : sample_form::byte;
-  const float* table = tables_->floats(settings_, form, form == sample_form::log && in.format[0] == 'V');
+  const channel_floats tables = tables_->floats(settings_, form, form == sample_form::log && in.format[0] == 'V');
 
   auto colors = [&](std::size_t first, std::size_t last) {
     if (cube) {
@@ -68,7 +68,7 @@ void transfer::convert_float(float_image& out, const image& in, bool encode, boo
         const std::size_t count = std::min(cube_reader::block, last - at);
         reader.read(nodes, at, count);
         for (int c = 0; c < 3; ++c) {
-          for (std::size_t i = 0; i < count; ++i) to[c][at + i] = table[16384 * c + nodes[4 * i + c]];
+          for (std::size_t i = 0; i < count; ++i) to[c][at + i] = tables.of[c][nodes[4 * i + c]];
         }
       }
     } else if (packed) {
@@ -76,19 +76,18 @@ void transfer::convert_float(float_image& out, const image& in, bool encode, boo
       const std::uint32_t* words = in.data[0].as<std::uint32_t>();
       for (std::size_t i = first; i < last; ++i) {
         const std::uint32_t word = swapped ? __builtin_bswap32(words[i]) : words[i];
-        to[0][i] = table[word >> 2 & 1023];
-        to[1][i] = table[1024 + (word >> 12 & 1023)];
-        to[2][i] = table[2048 + (word >> 22)];
+        to[0][i] = tables.of[0][word >> 2 & 1023];
+        to[1][i] = tables.of[1][word >> 12 & 1023];
+        to[2][i] = tables.of[2][word >> 22];
       }
     } else {
       for (int c = 0; c < 3; ++c) {
         // A gray picture has the colours of its one plane.
         const int from = three ? c : 0;
-        const float* block = table + entries_of(form) * from;
         if (in.depth[from] == 16) {
-          look_up(to[c], in.data[from].as<std::uint16_t>(), block, first, last);
+          look_up(to[c], in.data[from].as<std::uint16_t>(), tables.of[from], first, last);
         } else {
-          look_up(to[c], in.data[from].as<std::uint8_t>(), block, first, last);
+          look_up(to[c], in.data[from].as<std::uint8_t>(), tables.of[from], first, last);
         }
       }
     }

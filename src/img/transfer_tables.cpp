@@ -75,38 +75,38 @@ transfer_tables::transfer_tables(const correction& settings)
   }
 }
 
-template <class T>
-const T* transfer_tables::built(table<T>& table, const correction& settings, sample_form form,
-                                bool through_linear_index) {
-  if (table.entries && table.through_linear_index == through_linear_index) return table.entries.get();
+template <class T, class View>
+View transfer_tables::built(table<T, View>& table, const correction& settings, sample_form form,
+                            bool through_linear_index) {
+  if (table.entries[0] && table.through_linear_index == through_linear_index) return table.view;
   const int count = entries_of(form);
-  auto entries = std::make_unique<T[]>(3 * static_cast<std::size_t>(count));
   const lookup_table& lookup = settings.lookup_table;
   const bool curves = lookup.has_curves() && !lookup.has_cube() && form != sample_form::fixed;
   const int space = effective_space(settings, default_space(form));
   for (int c = 0; c < 3; ++c) {
-    T* block = entries.get() + c * count;
     if (c > 0 && !curves && math.same_settings(c, c - 1)) {
-      std::copy_n(block - count, count, block);
+      table.view.of[c] = table.view.of[c - 1];
       continue;
     }
     const double* curve = curves ? lookup.curves().data() + (2 - c) * 1024 : nullptr;
+    table.entries[c] = std::make_unique<T[]>(count);
+    T* entries = table.entries[c].get();
+    table.view.of[c] = entries;
     lib::parallel_rows(count, count, [&](int first, int last) {
       for (int i = first; i < last; ++i) {
-        fill_entry(block[i], math, input_value(form, i, curve, through_linear_index), c, space);
+        fill_entry(entries[i], math, input_value(form, i, curve, through_linear_index), c, space);
       }
     });
   }
-  table.entries = std::move(entries);
   table.through_linear_index = through_linear_index;
-  return table.entries.get();
+  return table.view;
 }
 
-const std::uint8_t* transfer_tables::bytes(const correction& settings, sample_form form, bool through_linear_index) {
+channel_bytes transfer_tables::bytes(const correction& settings, sample_form form, bool through_linear_index) {
   return built(bytes_[static_cast<int>(form)], settings, form, through_linear_index);
 }
 
-const float* transfer_tables::floats(const correction& settings, sample_form form, bool through_linear_index) {
+channel_floats transfer_tables::floats(const correction& settings, sample_form form, bool through_linear_index) {
   return built(floats_[static_cast<int>(form)], settings, form, through_linear_index);
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "img/color_rows.h"
 #include "img/correction_math.h"
 
 namespace img {
@@ -27,18 +28,23 @@ constexpr double fixed_to_double(int n) {
   return n * 0.000244140625 - 0.125;
 }
 
-// Built on first use by any number of calls from one thread. A result has three blocks of entries_of(form), blue, green
-// and red, and stays valid for the life of the object. `through_linear_index` takes the curves of a log table by the
-// linear value of a code instead of by the code.
+// Blue, green, red, as channel_bytes.
+struct channel_floats {
+  const float* of[3];
+};
+
+// Built on first use by one thread. A result has a table of entries_of(form) for each channel and stays valid until the
+// next call for the same form. `through_linear_index` takes the curves of a log table by the linear value of a code
+// instead of by the code.
 class transfer_tables {
  public:
   explicit transfer_tables(const correction& settings);
 
-  const std::uint8_t* bytes(const correction& settings, sample_form form, bool through_linear_index = false);
-  const float* floats(const correction& settings, sample_form form, bool through_linear_index = false);
+  channel_bytes bytes(const correction& settings, sample_form form, bool through_linear_index = false);
+  channel_floats floats(const correction& settings, sample_form form, bool through_linear_index = false);
 
   // The table that bytes() has built for a form, for threads that may only read.
-  const std::uint8_t* built_bytes(sample_form form) const { return bytes_[static_cast<int>(form)].entries.get(); }
+  channel_bytes built_bytes(sample_form form) const { return bytes_[static_cast<int>(form)].view; }
 
   const correction_math math;
   const color_matrix matrix;
@@ -48,16 +54,17 @@ class transfer_tables {
   bool matrix_is_small = true;  // no entry beyond matrix_limit
 
  private:
-  template <class T>
+  template <class T, class View>
   struct table {
-    std::unique_ptr<T[]> entries;
+    std::array<std::unique_ptr<T[]>, 3> entries;  // none for a channel that takes the table before it
+    View view{};
     bool through_linear_index = false;
   };
-  template <class T>
-  const T* built(table<T>& table, const correction& settings, sample_form form, bool through_linear_index);
+  template <class T, class View>
+  View built(table<T, View>& table, const correction& settings, sample_form form, bool through_linear_index);
 
-  std::array<table<std::uint8_t>, 4> bytes_;
-  std::array<table<float>, 4> floats_;
+  std::array<table<std::uint8_t, channel_bytes>, 4> bytes_;
+  std::array<table<float, channel_floats>, 4> floats_;
 };
 
 // What does not depend on settings. Each is built when it is first asked for.

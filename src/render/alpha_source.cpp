@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "img/color_dispatch.h"
+#include "img/color_rows.h"
 #include "img/sampling.h"
 #include "lib/parallel.h"
 #include "render/channels.h"
@@ -121,8 +121,7 @@ void matte_row(std::uint8_t* out, int y, int width, const std::uint8_t* samples,
   }
   std::memset(out + x.last, 0, static_cast<std::size_t>(width - x.last));
   if (range) {
-    img::current_color_rows().map_bytes(out + x.first, out + x.first, range,
-                                        static_cast<std::size_t>(x.last - x.first));
+    img::active_color_rows().map_bytes(out + x.first, out + x.first, range, static_cast<std::size_t>(x.last - x.first));
   }
 }
 

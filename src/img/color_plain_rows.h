@@ -1,0 +1,77 @@
+// The portable loops of color_rows, one sample at a time. Every file that includes this has its own copies.
+#pragma once
+
+#include "img/color_rows.h"
+
+namespace img {
+namespace {
+
+inline void plain_map_bytes(uint8_t* out, const uint8_t* in, const uint8_t* table, size_t count) {
+  for (size_t i = 0; i < count; ++i) out[i] = table[in[i]];
+}
+
+inline void plain_map_halves(uint8_t* out, const uint16_t* in, const uint8_t* table, size_t count) {
+  for (size_t i = 0; i < count; ++i) out[i] = table[in[i]];
+}
+
+inline void plain_map_words(uint8_t* b, uint8_t* g, uint8_t* r, const uint32_t* words, const channel_bytes& tables,
+                            bool swapped, size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    const uint32_t word = swapped ? __builtin_bswap32(words[i]) : words[i];
+    b[i] = tables.of[0][word >> 2 & 1023];
+    g[i] = tables.of[1][word >> 12 & 1023];
+    r[i] = tables.of[2][word >> 22];
+  }
+}
+
+inline void plain_map_nodes(uint8_t* b, uint8_t* g, uint8_t* r, const uint16_t* nodes, const channel_bytes& tables,
+                            size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    b[i] = tables.of[0][nodes[4 * i]];
+    g[i] = tables.of[1][nodes[4 * i + 1]];
+    r[i] = tables.of[2][nodes[4 * i + 2]];
+  }
+}
+
+inline void plain_widen_bytes(uint16_t* out, const uint8_t* in, size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    const int v = in[i];
+    // 1023 / 255 is 4 and 3 / 255, and no product ends in a half.
+    out[i] = static_cast<uint16_t>(4 * v + (v >= 43) + (v >= 128) + (v >= 213));
+  }
+}
+
+inline void plain_cube(uint16_t* out, const uint16_t* b, const uint16_t* g, const uint16_t* r, const uint16_t* nodes,
+                       size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    const uint16_t* corner = nodes + (((r[i] >> 6) * 17 + (g[i] >> 6)) * 17 + (b[i] >> 6)) * 4;
+    const uint32_t fr = r[i] & 63, fg = g[i] & 63, fb = b[i] & 63;
+    for (int c = 0; c < 3; ++c) {
+      // The weights are in 1/2^18 and a node has 14 bits, so that the exact sum just fits.
+      uint32_t sum = 1 << 17;
+      for (int k = 0; k < 8; ++k) {
+        const int kr = k >> 2, kg = k >> 1 & 1, kb = k & 1;
+        const uint32_t weight = (kr ? fr : 64 - fr) * (kg ? fg : 64 - fg) * (kb ? fb : 64 - fb);
+        sum += weight * corner[((kr * 17 + kg) * 17 + kb) * 4 + c];
+      }
+      out[4 * i + c] = static_cast<uint16_t>(sum >> 18);
+    }
+    out[4 * i + 3] = 0;
+  }
+}
+
+inline uint8_t held_to_byte(int v) {
+  return static_cast<uint8_t>(v < 0 ? 0 : v > 255 ? 255 : v);
+}
+
+inline void plain_matrix(uint8_t* b, uint8_t* g, uint8_t* r, const int32_t* m, size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    const int blue = b[i], green = g[i], red = r[i];
+    r[i] = held_to_byte((red * m[0] >> 8) + (green * m[1] >> 8) + (blue * m[2] >> 8));
+    g[i] = held_to_byte((red * m[3] >> 8) + (green * m[4] >> 8) + (blue * m[5] >> 8));
+    b[i] = held_to_byte((red * m[6] >> 8) + (green * m[7] >> 8) + (blue * m[8] >> 8));
+  }
+}
+
+}  // namespace
+}  // namespace img
