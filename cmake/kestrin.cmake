@@ -47,3 +47,27 @@ function(kestrin_kernels target)
     target_sources(${target} PRIVATE $<TARGET_OBJECTS:${target}_${level}>)
   endforeach()
 endfunction()
+
+# kestrin_module(NAME FOLDER USES floor... LINKS library...)
+#
+# The sources of a folder as kestrin_NAME.so, beside the executable, which loads it on first need. It has its own copy of
+# the few objects of the floors that it uses, and exports only what is marked so.
+function(kestrin_module name folder)
+  cmake_parse_arguments(ARG "" "" "USES;LINKS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp")
+  set(kernels ${sources})
+  list(FILTER sources EXCLUDE REGEX "\\.kernel\\.cpp$")
+  list(FILTER kernels INCLUDE REGEX "\\.kernel\\.cpp$")
+  add_library(kestrin_${name} MODULE ${sources})
+  set_target_properties(kestrin_${name} PROPERTIES PREFIX "" LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+  foreach(used ${ARG_USES})
+    target_link_libraries(kestrin_${name} PRIVATE ksn_${used})
+  endforeach()
+  target_link_libraries(kestrin_${name} PRIVATE ${ARG_LINKS})
+  # The floors' own symbols stay inside, so that the module never mixes them with the program's.
+  target_link_options(kestrin_${name} PRIVATE -Wl,--exclude-libs,ALL)
+  if(kernels)
+    kestrin_kernels(kestrin_${name} ${kernels})
+  endif()
+  add_dependencies(kestrin kestrin_${name})
+endfunction()

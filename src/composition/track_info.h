@@ -15,6 +15,7 @@
 #include "lib/color.h"
 #include "lib/point.h"
 #include "sources/clip.h"
+#include "sources/wave.h"
 
 namespace ksn {
 
@@ -107,12 +108,13 @@ struct track_info {
   math::point crop_wh;  // its size; 0 or less means the picture size
   int width = 0;        // of the picture at full resolution
   int height = 0;
-  std::shared_ptr<sources::clip> clip;      // open clip of a clip source type
-  img::image_ptr clipboard_image;           // picture of a clipboard_image layer
-  img::image_ptr brush_image;               // canvas of a brush layer
-  std::map<int, img::image_ptr> brush_seq;  // canvases of a brush_sequence layer by source frame
-  std::string wcp_format;                   // format record of embedded audio, as bytes
-  std::vector<std::uint8_t> wcp_data;       // its samples
+  std::shared_ptr<sources::clip> clip;                 // open clip of a clip source type
+  std::shared_ptr<const sources::wave_context> audio;  // sound of the source, in memory
+  img::image_ptr clipboard_image;                      // picture of a clipboard_image layer
+  img::image_ptr brush_image;                          // canvas of a brush layer
+  std::map<int, img::image_ptr> brush_seq;             // canvases of a brush_sequence layer by source frame
+  std::string wcp_format;                              // format record of embedded audio, as bytes
+  std::vector<std::uint8_t> wcp_data;                  // its samples
   r3d_resolution_type rds = r3d_resolution_type::half;
   r3d_color_settings rcs;
   std::string vdev;  // device of a video layer
@@ -144,6 +146,7 @@ struct track_info {
   // A source whose position is always 0.
   bool is_single_frame() const;
   bool is_clip() const;
+  bool has_audio() const { return audio != nullptr; }
 
   // Timeline frames of one pass through the source; at least 1.
   int length() const;

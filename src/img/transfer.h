@@ -33,7 +33,7 @@ struct correction {
   bool operator==(const correction&) const = default;
 };
 
-struct transfer_tables;
+class transfer_tables;
 
 // A correction with its tables, which are built on first use. One thread at a time; copies take the settings and
 // build tables of their own.

@@ -1,5 +1,7 @@
 #include "sources/clip.h"
 
+#include "platform/module.h"
+
 namespace sources {
 namespace {
 
@@ -23,8 +25,13 @@ char key_letter(clip_kind kind) {
 
 }  // namespace
 
-open_result open_clip(clip_kind, const std::string&, int) {
-  return {nullptr, 0, false};
+open_result open_clip(clip_kind kind, const std::string& path, int rate) {
+  open_result result;
+  std::string missing;
+  void* function = platform::module_function("media", "kestrin_open_clip", missing);
+  if (!function) return {nullptr, -1, false};
+  reinterpret_cast<open_clip_function>(function)(kind, path, rate, result);
+  return result;
 }
 
 std::string clip_frame_name(const clip& clip, const std::string& path, int frame) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "img/image.h"
+#include "sources/wave.h"
 
 namespace sources {
 
@@ -30,6 +31,8 @@ class clip {
   // Fills `image` with frame 0 to frames() - 1; `resolution` is 0 full, 1 half, 2 quarter, and not 0 only with
   // can_reduce(). False when the frame can't be had. May throw the io family.
   virtual bool read(int frame, int resolution, img::image& image) = 0;
+  // The whole sound of the clip in memory; null without sound, or when it can't be decoded. Throws std::bad_alloc.
+  virtual std::shared_ptr<const wave_context> read_audio() { return nullptr; }
 };
 
 struct open_result {
@@ -38,7 +41,11 @@ struct open_result {
   bool available = true;  // false when this build or machine has no reader for the kind
 };
 
-// Opens `path` as one kind; `rate` serves a clip that declares none. Never throws for a file that can't be opened.
+// The function "kestrin_open_clip" of the module "media". It never throws.
+using open_clip_function = void (*)(clip_kind kind, const std::string& path, int rate, open_result& result);
+
+// Opens `path` as one kind, with the media module, which is loaded at the first call; `rate` serves a clip that
+// declares none. Never throws for a file that can't be opened.
 open_result open_clip(clip_kind kind, const std::string& path, int rate);
 
 // The per-frame name that stands for a clip's frame where a file path is expected: "clip.avi\A,120".

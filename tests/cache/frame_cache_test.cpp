@@ -24,7 +24,7 @@ class counting_format : public img::format {
  public:
   void read(img::image& image, const std::string& path, const img::layer& layer) const override {
     ++reads;
-    last_layer = layer;
+    if (!layer.is_default()) last_layer = layer;
     if (path.find("bad") != std::string::npos) throw io::invalid_format(path, "bad");
     image.reset("BGR", 8, width, height);
     for (int plane = 0; plane < 3; ++plane)

@@ -14,7 +14,7 @@
   planned(bmp, "BMP", "bmp", "dib")                         \
   planned(dds, "DDS", "dds")                                \
   planned(dng, "DNG", "dng")                                \
-  planned(dpx, "DPX and Cineon", "dpx", "cin")              \
+  built(dpx, "dpx", "cin")                                  \
   planned(exr, "OpenEXR", "exr", "sxr")                     \
   planned(hdr, "Radiance HDR", "hdr")                       \
   planned(iff, "IFF", "iff")                                \

@@ -1,0 +1,37 @@
+// The audible layers of a composition as one second of sound.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "composition/state.h"
+#include "platform/audio_device.h"
+
+namespace playback {
+
+// One layer's sound from a timeline position on, into `out`: interleaved 16-bit stereo at 44,100 Hz. `speed` is the
+// share of real time at which the pictures run. Nearest samples, no interpolation; silence before the start and behind
+// the end. False for a layer without sound.
+bool render_layer(const ksn::track_info& track, double position, int fpcs, double speed, std::span<std::int16_t> out);
+
+// Adds `samples` times volume times global volume (percent, each clamped to 0 to 100 for the global one) to `mix`, with
+// saturation.
+void add_saturated(std::span<std::int16_t> mix, std::span<const std::int16_t> samples, int volume, int global_volume);
+
+// One second from `position` on, all audible layers in layer order.
+class mixer {
+ public:
+  mixer();
+  void clear();
+  void mix(const ksn::state& composition, double position, double speed);
+  std::span<const std::int16_t> second() const { return mix_; }
+  // Overwrites what the device does not play: the tail of the mixed second goes behind the write cursor.
+  void write_to(platform::audio_device& device, double elapsed, int play, int write) const;
+
+ private:
+  std::vector<std::int16_t> mix_;
+  std::vector<std::int16_t> scratch_;
+};
+
+}  // namespace playback

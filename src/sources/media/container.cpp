@@ -1,0 +1,176 @@
+#include "sources/media/container.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+namespace media {
+namespace {
+
+bool has_name(const AVInputFormat* format, const char* name) {
+  return std::strncmp(format->name, name, std::strlen(name)) == 0;
+}
+
+bool is_of_kind(const AVInputFormat* format, sources::clip_kind kind) {
+  const bool avi = has_name(format, "avi");
+  const bool mov = has_name(format, "mov,");
+  switch (kind) {
+    case sources::clip_kind::avi:
+      return avi;
+    case sources::clip_kind::quicktime:
+      return mov;
+    case sources::clip_kind::directshow:
+      return !mov && !avi;
+    case sources::clip_kind::phantom_cine:
+      return has_name(format, "cine");
+    case sources::clip_kind::r3d:
+      return has_name(format, "r3d");
+    case sources::clip_kind::rtv:
+      return false;
+  }
+  return false;
+}
+
+// Readers of text, of lists that name other files, and of single pictures: none of them is a movie.
+constexpr const char* refused_formats[] = {"tty", "concat", "hls", "dash", "image2", "ffmetadata", "sdp", "rtsp"};
+
+bool is_movie_format(const AVInputFormat* format) {
+  for (const char* refused : refused_formats) {
+    if (has_name(format, refused)) return false;
+  }
+  const std::size_t length = std::strlen(format->name);
+  return length < 5 || std::strcmp(format->name + length - 5, "_pipe") != 0;
+}
+
+}  // namespace
+
+int open_container(sources::clip_kind kind, const std::string& path, AVMediaType type, stream_choice& choice) {
+  static const bool quiet = [] {
+    av_log_set_level(AV_LOG_QUIET);
+    return true;
+  }();
+  static_cast<void>(quiet);
+  AVDictionary* options = nullptr;
+  av_dict_set(&options, "protocol_whitelist", "file", 0);
+  AVFormatContext* opened = nullptr;
+  const int error = avformat_open_input(&opened, ("file:" + path).c_str(), nullptr, &options);
+  av_dict_free(&options);
+  if (error < 0) return error;
+  format_ptr file(opened);
+  if (!is_of_kind(file->iformat, kind) || !is_movie_format(file->iformat)) return AVERROR_INVALIDDATA;
+  const int info = avformat_find_stream_info(file.get(), nullptr);
+  if (info < 0) return info;
+  int stream = -1;
+  do {
+    stream = av_find_best_stream(file.get(), type, -1, -1, nullptr, 0);
+    if (stream < 0) return stream;
+    // A cover picture is no movie.
+    if (!(file->streams[stream]->disposition & AV_DISPOSITION_ATTACHED_PIC)) break;
+    return AVERROR_STREAM_NOT_FOUND;
+  } while (false);
+  for (unsigned i = 0; i < file->nb_streams; ++i) {
+    if (static_cast<int>(i) != stream) file->streams[i]->discard = AVDISCARD_ALL;
+  }
+  choice.file = std::move(file);
+  choice.stream = stream;
+  return 0;
+}
+
+codec_ptr open_decoder(const stream_choice& choice, int threads, int lowres) {
+  const AVStream* stream = choice.file->streams[choice.stream];
+  const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
+  if (!codec) return nullptr;
+  codec_ptr context(avcodec_alloc_context3(codec));
+  if (!context || avcodec_parameters_to_context(context.get(), stream->codecpar) < 0) return nullptr;
+  context->pkt_timebase = stream->time_base;
+  context->thread_count = threads;
+  context->lowres = std::min<int>(lowres, codec->max_lowres);
+  if (avcodec_open2(context.get(), codec, nullptr) < 0) return nullptr;
+  return context;
+}
+
+long long timing::time_of(int frame) const {
+  return origin + av_rescale_q(frame, av_inv_q(rate), time_base);
+}
+
+int timing::frame_at(long long time) const {
+  const long long frame = av_rescale_q_rnd(time - origin, time_base, av_inv_q(rate), AV_ROUND_NEAR_INF);
+  return static_cast<int>(
+      std::clamp<long long>(frame, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+}
+
+void timing::start_at(long long first_picture) {
+  origin = first_picture;
+  frames = std::clamp(frame_at(last) + 1, 1, 100'000'000);
+}
+
+namespace {
+
+struct packet_span {
+  long long first = std::numeric_limits<long long>::max();
+  long long last = std::numeric_limits<long long>::min();
+  bool found() const { return last >= first; }
+};
+
+// Reads packets to the end, or `limit` of them, and widens the span by those that will be shown.
+void read_span(const stream_choice& choice, long long limit, packet_span& span) {
+  packet_ptr packet(av_packet_alloc());
+  for (long long i = 0; i < limit && av_read_frame(choice.file.get(), packet.get()) >= 0;) {
+    if (packet->stream_index == choice.stream) {
+      const long long time = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+      const bool shown = !(packet->flags & (AV_PKT_FLAG_DISCARD | AV_PKT_FLAG_CORRUPT));
+      if (time != AV_NOPTS_VALUE && shown && packet->size > 0) {
+        span.first = std::min(span.first, time);
+        span.last = std::max(span.last, time);
+      }
+      ++i;
+    }
+    av_packet_unref(packet.get());
+  }
+}
+
+// More than the pictures that any codec here reorders.
+constexpr int reorder_window = 40;
+
+}  // namespace
+
+bool measure(const stream_choice& choice, int fallback_rate, timing& result) {
+  AVFormatContext* file = choice.file.get();
+  AVStream* stream = file->streams[choice.stream];
+  result.time_base = stream->time_base;
+  result.rate = av_guess_frame_rate(file, stream, nullptr);
+  const double rate = result.rate.den > 0 ? av_q2d(result.rate) : 0.0;
+  // A rate beyond any camera is the tick of the clock of a file with a variable rate.
+  if (!(rate > 0.0 && rate < 1001.0)) {
+    const double average = stream->avg_frame_rate.den > 0 ? av_q2d(stream->avg_frame_rate) : 0.0;
+    result.rate =
+        average > 0.0 && average < 1001.0 ? stream->avg_frame_rate : AVRational{std::max(fallback_rate, 1), 100};
+  }
+
+  packet_span head;
+  read_span(choice, reorder_window, head);
+  if (!head.found()) return false;
+  result.origin = head.first;
+
+  // What the header says of the end may be wrong: the last packets that can be read decide. The first jump may land
+  // behind some of the pictures that are shown last, so a second one goes back for them.
+  packet_span tail;
+  constexpr long long everything = std::numeric_limits<long long>::max();
+  if (av_seek_frame(file, choice.stream, everything / 2, AVSEEK_FLAG_BACKWARD) >= 0)
+    read_span(choice, everything, tail);
+  if (tail.found()) {
+    const long long back = tail.last - av_rescale_q(1, {2, 1}, stream->time_base);
+    if (av_seek_frame(file, choice.stream, back, AVSEEK_FLAG_BACKWARD) >= 0) read_span(choice, everything, tail);
+  }
+  if (!tail.found() || tail.last < head.last) {
+    tail = head;
+    if (av_seek_frame(file, choice.stream, head.first, AVSEEK_FLAG_BACKWARD) < 0)
+      av_seek_frame(file, choice.stream, 0, AVSEEK_FLAG_BYTE);
+    read_span(choice, everything, tail);
+  }
+  result.last = std::max(tail.last, head.last);
+  return true;
+}
+
+}  // namespace media

@@ -1,0 +1,44 @@
+// A movie file that is open for reading packets, and what it says of its picture.
+#pragma once
+
+#include <string>
+
+#include "sources/clip.h"
+#include "sources/media/library.h"
+
+namespace media {
+
+struct stream_choice {
+  format_ptr file;
+  int stream = -1;  // index of the video or audio stream
+};
+
+// Opens `path` as one kind of container and finds the best stream of a type. A file that is another kind, or has no
+// such stream, gives an error number of the library (negative) and an empty choice.
+int open_container(sources::clip_kind kind, const std::string& path, AVMediaType type, stream_choice& choice);
+
+// A decoder for the stream with `threads` threads, reading at 1 / 2^lowres of the size where the codec can. Null on
+// failure.
+codec_ptr open_decoder(const stream_choice& choice, int threads, int lowres);
+
+// Where the frames of a stream stand in time. Frame N is the picture at `origin` + N / `rate`.
+struct timing {
+  AVRational rate{0, 1};
+  AVRational time_base{1, 1};
+  long long origin = 0;  // of the first picture, in time_base units
+  long long last = 0;    // of the last picture
+  int frames = 0;
+
+  long long time_of(int frame) const;
+  // The frame whose slot holds `time`, to the nearest.
+  int frame_at(long long time) const;
+  // Takes the time of the first picture and counts the frames from there.
+  void start_at(long long first_picture);
+};
+
+// Measures the stream: the packets that are really there decide, not the header. `origin` is the earliest of them, and
+// `frames` is not set: the first picture that can be decoded decides. False when there is none. The read position is
+// somewhere afterwards.
+bool measure(const stream_choice& choice, int fallback_rate, timing& result);
+
+}  // namespace media

@@ -1,0 +1,54 @@
+// A movie or camera clip behind the clip seam.
+#pragma once
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "sources/clip.h"
+#include "sources/media/reader.h"
+
+namespace media {
+
+// Reads of any number of threads share at most `max_readers` decoding positions. A read takes the free position that
+// comes to its frame soonest, so that each thread that reads in order keeps its own and never seeks.
+class movie_clip : public sources::clip {
+ public:
+  static constexpr int max_readers = 5;  // the preload workers and the thread that draws
+
+  // Fills `result` with a clip or an error number.
+  static void open(sources::clip_kind kind, const std::string& path, int rate, sources::open_result& result);
+
+  sources::clip_kind kind() const override { return kind_; }
+  int frames() const override { return timing_.frames; }
+  int rate() const override;
+  int width() const override { return width_; }
+  int height() const override { return height_; }
+  bool has_alpha() const override { return alpha_; }
+  long long address_of(int frame) const override;
+  bool can_reduce() const override { return reduces_; }
+  bool read(int frame, int resolution, img::image& image) override;
+  std::shared_ptr<const sources::wave_context> read_audio() override;
+
+ private:
+  sources::clip_kind kind_{};
+  std::string path_;
+  timing timing_;
+  int width_ = 0;
+  int height_ = 0;
+  bool alpha_ = false;
+  bool reduces_ = false;
+  img::timecode start_;  // of frame 0, null without a time code
+
+  std::mutex lock_;  // guards what follows; never held while decoding
+  std::condition_variable returned_;
+  std::vector<std::unique_ptr<reader>> free_;
+  int open_readers_ = 0;
+
+  std::unique_ptr<reader> take_reader(int frame, int lowres);
+  void give_back(std::unique_ptr<reader> used);
+};
+
+}  // namespace media

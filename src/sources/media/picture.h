@@ -1,0 +1,28 @@
+// A decoded picture as an image of ours.
+#pragma once
+
+#include "img/image.h"
+#include "sources/media/library.h"
+
+namespace media {
+
+// Turns decoder pictures into 8-bit planes: "L" for gray ones, "BGRA" where there is alpha, else "BGR". Matrix and
+// range come from the picture's tags (BT.601, BT.709, BT.2020); without tags pictures over 576 lines count as BT.709,
+// and luma as limited. Precision drops to bytes here and nowhere before. Keeps a scaler for the forms that have no rows
+// of their own; one thread at a time.
+class picture_converter {
+ public:
+  // False when the form can't be converted.
+  bool convert(const AVFrame& picture, img::image& image);
+
+ private:
+  scaler_ptr scaler_;
+  bool convert_yuv(const AVFrame& picture, const AVPixFmtDescriptor& form, img::image& image);
+  bool convert_planar_rgb(const AVFrame& picture, const AVPixFmtDescriptor& form, img::image& image);
+  bool convert_by_scaler(const AVFrame& picture, const AVPixFmtDescriptor& form, img::image& image);
+};
+
+// Whether a pixel form holds alpha.
+bool has_alpha(AVPixelFormat format);
+
+}  // namespace media

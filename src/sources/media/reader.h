@@ -1,0 +1,49 @@
+// One decoding position in a movie.
+#pragma once
+
+#include <string>
+
+#include "sources/media/container.h"
+
+namespace media {
+
+// A frame at most this far ahead is reached by decoding on: a seek would throw the decoder's state away for less.
+constexpr int walk_ahead = 24;
+
+// Decodes frames by number; in order without seeking. One thread at a time.
+class reader {
+ public:
+  // Null when the file can't be opened again or the codec is missing.
+  static std::unique_ptr<reader> open(sources::clip_kind kind, const std::string& path, const timing& timing,
+                                      int lowres);
+
+  // The time of the first picture that can be decoded. Only on a reader that was just opened.
+  bool first_picture(long long& time);
+  // The picture of a frame, valid until the next call; null when it can't be had.
+  const AVFrame* read(int frame);
+  // The frame that comes next without seeking.
+  int next() const { return next_; }
+  int lowres() const { return lowres_; }
+
+ private:
+  sources::clip_kind kind_{};
+  std::string path_;
+  stream_choice input_;  // without a file when it could not be opened again
+  codec_ptr decoder_;
+  timing timing_;
+  int lowres_ = 0;
+  int next_ = -1;         // -1 before anything was decoded
+  frame_ptr held_;        // the last picture at or before the frame asked for
+  frame_ptr pending_;     // the picture behind it, already decoded
+  int held_number_ = -1;  // -1 for none
+  int pending_number_ = -1;
+  int decoded_number_ = -1;  // of the last picture that came from the decoder
+  packet_ptr packet_;
+  bool draining_ = false;
+
+  bool seek(int frame, long long before);
+  bool decode(AVFrame* out, int& number);
+  const AVFrame* advance_to(int frame);
+};
+
+}  // namespace media

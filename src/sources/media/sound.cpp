@@ -1,0 +1,97 @@
+#include "sources/media/sound.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace media {
+namespace {
+
+constexpr int sample_bytes = 2;
+
+struct sound_decoder {
+  stream_choice input;
+  codec_ptr decoder;
+  resampler_ptr resampler;
+  int channels = 0;
+  int rate = 0;
+
+  bool prepare(AVFrame& frame) {
+    AVChannelLayout out;
+    av_channel_layout_default(&out, channels);
+    SwrContext* context = nullptr;
+    const int error = swr_alloc_set_opts2(&context, &out, AV_SAMPLE_FMT_S16, rate, &frame.ch_layout,
+                                          static_cast<AVSampleFormat>(frame.format), frame.sample_rate, 0, nullptr);
+    resampler.reset(context);
+    return error >= 0 && swr_init(resampler.get()) >= 0;
+  }
+
+  // Appends the frame's samples; a null frame takes what the resampler still holds.
+  bool append(AVFrame* frame, std::vector<std::uint8_t>& data) {
+    if (!resampler && !(frame && prepare(*frame))) return false;
+    const int in = frame ? frame->nb_samples : 0;
+    const int room = swr_get_out_samples(resampler.get(), in);
+    if (room <= 0) return room == 0;
+    const std::size_t before = data.size();
+    data.resize(before + static_cast<std::size_t>(room) * channels * sample_bytes);
+    std::uint8_t* out = data.data() + before;
+    const auto planes = frame ? const_cast<const std::uint8_t**>(frame->extended_data) : nullptr;
+    const int got = swr_convert(resampler.get(), &out, room, planes, in);
+    data.resize(before + static_cast<std::size_t>(std::max(got, 0)) * channels * sample_bytes);
+    return got >= 0;
+  }
+};
+
+}  // namespace
+
+std::shared_ptr<const sources::wave_context> decode_sound(sources::clip_kind kind, const std::string& path,
+                                                          const timing& picture) {
+  sound_decoder sound;
+  if (open_container(kind, path, AVMEDIA_TYPE_AUDIO, sound.input) < 0) return nullptr;
+  sound.decoder = open_decoder(sound.input, 1, 0);
+  if (!sound.decoder) return nullptr;
+  sound.rate = sound.decoder->sample_rate;
+  sound.channels = std::clamp(sound.decoder->ch_layout.nb_channels, 1, 2);
+  if (sound.rate < 1) return nullptr;
+
+  auto wave = std::make_shared<sources::wave_context>();
+  wave->sample_rate = static_cast<std::uint32_t>(sound.rate);
+  wave->bits = 8 * sample_bytes;
+  wave->channels = static_cast<std::uint32_t>(sound.channels);
+  const AVRational time_base = sound.input.file->streams[sound.input.stream]->time_base;
+  const double picture_start = static_cast<double>(picture.origin) * av_q2d(picture.time_base);
+
+  packet_ptr packet(av_packet_alloc());
+  frame_ptr frame(av_frame_alloc());
+  long long cut = 0;  // samples in front of frame 0
+  bool started = false;
+  const auto take_frames = [&] {
+    while (avcodec_receive_frame(sound.decoder.get(), frame.get()) == 0) {
+      if (!started && frame->best_effort_timestamp != AV_NOPTS_VALUE) {
+        const double late = static_cast<double>(frame->best_effort_timestamp) * av_q2d(time_base) - picture_start;
+        const long long samples = std::llrint(late * sound.rate);
+        // A gap beyond a minute is a broken time stamp, not silence.
+        if (samples > 0 && samples < 60LL * sound.rate)
+          wave->data.resize(static_cast<std::size_t>(samples) * sound.channels * sample_bytes);
+        cut = std::clamp(-samples, 0LL, 60LL * sound.rate);
+      }
+      started = true;
+      sound.append(frame.get(), wave->data);
+      av_frame_unref(frame.get());
+    }
+  };
+  while (av_read_frame(sound.input.file.get(), packet.get()) >= 0) {
+    if (packet->stream_index == sound.input.stream && avcodec_send_packet(sound.decoder.get(), packet.get()) >= 0)
+      take_frames();
+    av_packet_unref(packet.get());
+  }
+  avcodec_send_packet(sound.decoder.get(), nullptr);
+  take_frames();
+  if (!started) return nullptr;
+  sound.append(nullptr, wave->data);
+  const std::size_t drop = std::min(wave->data.size(), static_cast<std::size_t>(cut) * sound.channels * sample_bytes);
+  wave->data.erase(wave->data.begin(), wave->data.begin() + static_cast<std::ptrdiff_t>(drop));
+  return wave;
+}
+
+}  // namespace media

@@ -1,0 +1,273 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <vector>
+
+#include "film_files.h"
+#include "img/format.h"
+#include "io/exceptions.h"
+#include "support/temp_folder.h"
+
+namespace {
+
+using film_files::bytes;
+using film_files::shape;
+
+std::uint32_t word_at(const img::image& image, int x, int y) {
+  const std::uint32_t word = image.row<std::uint32_t>(0, y)[x];
+  return image.format[0] == 'U' ? __builtin_bswap32(word) : word;
+}
+
+void expect_test_picture(const img::image& image, const shape& s, const std::string& what) {
+  ASSERT_EQ(image.width, s.width) << what;
+  ASSERT_EQ(image.height, s.height) << what;
+  EXPECT_EQ(image.depth[0], 32) << what;
+  EXPECT_EQ(image.plane_count(), 1) << what;
+  EXPECT_EQ(image.user[0], (math::point{s.width / 2, s.height / 2})) << what;
+  for (int y = 0; y < s.height; ++y) {
+    for (int x = 0; x < s.width; ++x) {
+      ASSERT_EQ(word_at(image, x, y) >> 2, film_files::word(x, y) >> 2) << what << " at " << x << ", " << y;
+    }
+  }
+}
+
+// Every route of the reader, both orders, over widths that end anywhere in a group of samples.
+TEST(DpxRead, EveryRouteGivesTheSamePicture) {
+  struct route {
+    const char* what;
+    bool cineon;
+    int bits, descriptor, packing;
+    std::uint32_t padding, offset;
+  };
+  const route routes[] = {
+      {"10 bits", false, 10, 50, 1, 0, 2048},
+      {"10 bits, odd offset", false, 10, 50, 1, 0, 2052},
+      {"10 bits, padding", false, 10, 50, 1, 12, 2048},
+      {"10 bits RGBA", false, 10, 51, 1, 0, 2048},
+      {"10 bits RGBA, padding", false, 10, 51, 1, 8, 2048},
+      {"16 bits", false, 16, 50, 1, 0, 2048},
+      {"16 bits, packed", false, 16, 50, 0, 0, 2048},
+      {"16 bits, padding", false, 16, 50, 1, 6, 3000},
+      {"16 bits RGBA", false, 16, 51, 1, 0, 2048},
+      {"16 bits RGBA, padding", false, 16, 51, 1, 2, 2048},
+      {"12 bits", false, 12, 50, 1, 0, 2048},
+      {"Cineon", true, 10, 50, 5, 0, 2048},
+      {"Cineon, short header", true, 10, 50, 5, 0, 1024},
+      {"Cineon, padding", true, 10, 50, 5, 4, 2048},
+      {"Cineon 16 bits", true, 16, 50, 3, 0, 2048},
+      {"Cineon 10 bits in 16", true, 10, 50, 1, 0, 2048},
+  };
+  const support::temp_folder folder;
+  for (const route& r : routes) {
+    for (const bool big_endian : {true, false}) {
+      for (const int width : {1, 2, 3, 5, 128, 1000}) {
+        shape s{width, 7, r.bits, r.descriptor, big_endian, r.padding, r.offset, r.packing};
+        const std::string path = folder / (r.cineon ? "scan.cin" : "scan.dpx");
+        bytes file = r.cineon ? film_files::make_cineon(s) : film_files::make_dpx(s);
+        if (r.cineon && r.bits == 10 && r.packing != 5) {
+          file.data.resize(r.offset);
+          s.bits = 16;
+          film_files::add_pixels(file, s);
+        }
+        support::write_file(path, file.data);
+        img::image image;
+        img::load(image, path);
+        const bool kept = r.bits == 10 && r.descriptor == 50 && (!r.cineon || r.packing == 5);
+        const std::string what =
+            std::string(r.what) + (big_endian ? " big" : " little") + " width " + std::to_string(width);
+        EXPECT_EQ(image.format[0], kept && big_endian ? 'U' : 'u') << what;
+        EXPECT_EQ(image.path, path) << what;
+        EXPECT_GT(image.mtime, 0) << what;
+        expect_test_picture(image, s, what);
+      }
+    }
+  }
+}
+
+TEST(DpxRead, ElementOffsetGoesBeforeTheFilesOwn) {
+  const support::temp_folder folder;
+  for (const std::uint32_t element : {0u, 0xFFFFFFFFu, 4096u}) {
+    shape s;
+    s.offset = element == 4096u ? 4096 : 2048;
+    bytes file = film_files::make_dpx(s);
+    file.put32(4, 2048);
+    file.put32(808, element);
+    support::write_file(folder / "a.dpx", file.data);
+    img::image image;
+    img::load(image, folder / "a.dpx");
+    expect_test_picture(image, s, std::to_string(element));
+  }
+}
+
+TEST(DpxRead, LowestRowFirstIsTurned) {
+  const support::temp_folder folder;
+  for (const bool cineon : {false, true}) {
+    for (const int orientation : {0, 1, 2, 3}) {
+      shape s;
+      s.packing = cineon ? 5 : 1;
+      s.orientation = orientation;
+      const bytes file = cineon ? film_files::make_cineon(s) : film_files::make_dpx(s);
+      support::write_file(folder / "a.dpx", file.data);
+      img::image image;
+      img::load(image, folder / "a.dpx");
+      const bool turned = orientation == 3 || orientation == (cineon ? 1 : 2);
+      EXPECT_EQ(word_at(image, 0, 0), film_files::word(0, turned ? s.height - 1 : 0)) << cineon << orientation;
+      EXPECT_EQ(word_at(image, 4, 1), film_files::word(4, 1)) << cineon << orientation;
+    }
+  }
+}
+
+TEST(DpxRead, RefusedVariantsSayWhat) {
+  struct change {
+    bool cineon;
+    std::size_t offset;
+    int count;
+    std::uint32_t value;
+    const char* message;
+  };
+  const change changes[] = {
+      {false, 800, 1, 6, "Unsupported descriptor"},        {false, 800, 1, 52, "Unsupported descriptor"},
+      {false, 800, 1, 255, "Unsupported descriptor"},      {false, 803, 1, 8, "Unsupported bit depth"},
+      {false, 803, 1, 1, "Unsupported bit depth"},         {false, 804, 2, 0, "Unsupported packing type"},
+      {false, 804, 2, 2, "Unsupported packing type"},      {false, 806, 2, 1, "Unsupported encoding"},
+      {true, 193, 1, 1, "Unsupported number of channels"}, {true, 193, 1, 4, "Unsupported number of channels"},
+      {true, 198 + 28, 1, 8, "Unsupported variant"},       {true, 200 + 28, 4, 6, "Unsupported variant"},
+      {true, 204 + 56, 4, 6, "Unsupported variant"},       {true, 680, 1, 1, "Unsupported interleave type"},
+      {true, 681, 1, 0, "Unsupported packing type"},       {true, 681, 1, 2, "Unsupported packing type"},
+      {true, 681, 1, 0x85, "Unsupported packing type"},
+  };
+  const support::temp_folder folder;
+  const std::string path = folder / "a.dpx";
+  for (const change& c : changes) {
+    shape s;
+    if (c.cineon) s.packing = 5;
+    bytes file = c.cineon ? film_files::make_cineon(s) : film_files::make_dpx(s);
+    file.put(c.offset, c.value, c.count);
+    support::write_file(path, file.data);
+    img::image image;
+    try {
+      img::load(image, path);
+      ADD_FAILURE() << c.message << " expected for " << c.value << " at " << c.offset;
+    } catch (const io::invalid_format& e) {
+      EXPECT_EQ(e.message(), c.message) << c.value << " at " << c.offset;
+      EXPECT_EQ(e.source(), path);
+    }
+  }
+  bytes depths = film_files::make_cineon({});
+  for (std::size_t channel = 0; channel < 3; ++channel) depths.put8(198 + 28 * channel, 8);
+  support::write_file(path, depths.data);
+  img::image image;
+  EXPECT_THROW(img::load(image, path), io::invalid_format);
+}
+
+TEST(DpxRead, LiesAboutSizesAreRefusedBeforeMemoryIsAskedFor) {
+  const support::temp_folder folder;
+  const std::string path = folder / "a.dpx";
+  for (const std::uint32_t size : {0u, 65536u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
+    for (const std::size_t field : {772, 776}) {
+      bytes file = film_files::make_dpx({});
+      file.put32(field, size);
+      support::write_file(path, file.data);
+      img::image image;
+      EXPECT_THROW(img::load(image, path), io::invalid_format) << size << " at " << field;
+    }
+  }
+  struct lie {
+    std::size_t offset;
+    std::uint32_t value;
+  };
+  for (const lie& l : {lie{772, 65535}, lie{776, 65535}, lie{4, 0xFFFFFFFE}, lie{808, 0xFFFFFFF0}, lie{4, 2049},
+                       lie{812, 1}, lie{812, 0xFFFFFFFE}}) {
+    bytes file = film_files::make_dpx({});
+    file.put32(l.offset, l.value);
+    support::write_file(path, file.data);
+    img::image image;
+    EXPECT_THROW(img::load(image, path), io::eof_error) << l.value << " at " << l.offset;
+  }
+  support::write_file(path, std::string(4096, 'x'));
+  img::image image;
+  EXPECT_THROW(img::load(image, path), io::invalid_signature);
+  EXPECT_THROW(img::load(image, folder / "missing.dpx"), io::open_error);
+  EXPECT_THROW(img::load(image, folder.path() + "/../" + folder.path().substr(folder.path().rfind('/') + 1), "dpx"),
+               io::open_error);
+}
+
+TEST(DpxRead, CutAnywhereGivesTheEndOfTheFile) {
+  const support::temp_folder folder;
+  const std::string path = folder / "a.dpx";
+  for (const int bits : {10, 16}) {
+    for (const bool cineon : {false, true}) {
+      shape s{4, 2, bits};
+      s.packing = cineon ? 5 : 1;
+      const std::string whole = (cineon ? film_files::make_cineon(s) : film_files::make_dpx(s)).data;
+      for (std::size_t size = 0; size<whole.size(); size += size> 2040 ? 1 : 13) {
+        support::write_file(path, whole.substr(0, size));
+        img::image image;
+        EXPECT_THROW(img::load(image, path), io::eof_error) << size << " bytes of " << whole.size();
+      }
+    }
+  }
+}
+
+TEST(DpxRead, HeaderAloneGivesTheSize) {
+  const support::temp_folder folder;
+  bytes file = film_files::make_dpx({});
+  file.put32(772, 2048);
+  file.put32(776, 1556);
+  support::write_file(folder / "a.dpx", file.data.substr(0, 2048));
+  const img::picture_header header = img::find_format("a.dpx")->read_header(folder / "a.dpx", img::layer());
+  EXPECT_EQ(header.width, 2048);
+  EXPECT_EQ(header.height, 1556);
+  EXPECT_FALSE(header.has_alpha);
+  EXPECT_EQ(header.layers, std::vector<img::layer>(1));
+}
+
+// Share of a file's pages that are in the page cache; -1 when the system does not say.
+double cached_share(const std::string& path, std::size_t size) {
+  const int fd = open(path.c_str(), O_RDONLY);
+  void* view = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, 0);
+  std::vector<unsigned char> pages((size + 4095) / 4096);
+  const bool known = view != MAP_FAILED && mincore(view, size, pages.data()) == 0;
+  std::size_t there = 0;
+  for (const unsigned char page : pages) there += page & 1u;
+  if (view != MAP_FAILED) munmap(view, size);
+  close(fd);
+  return known ? static_cast<double>(there) / static_cast<double>(pages.size()) : -1;
+}
+
+void drop_from_cache(const std::string& path, off_t begin, off_t count) {
+  const int fd = open(path.c_str(), O_RDONLY);
+  fsync(fd);
+  posix_fadvise(fd, begin, count, POSIX_FADV_DONTNEED);
+  close(fd);
+}
+
+// A frame that is in the page cache comes from there, one that is not comes around it and leaves it alone, and one that
+// is there in part comes from both.
+TEST(DpxRead, UncachedFramesLeaveThePageCacheAlone) {
+  const support::temp_folder folder;
+  const std::string path = folder / "a.dpx";
+  shape s;
+  s.width = 2048;
+  s.height = 1024;
+  s.offset = 8192;
+  const std::string file = film_files::make_dpx(s).data;
+  support::write_file(path, file);
+  const off_t size = static_cast<off_t>(file.size());
+  for (const double kept : {1.0, 0.0, 0.3}) {
+    img::image image;
+    img::load(image, path);
+    expect_test_picture(image, s, "cached");
+    drop_from_cache(path, static_cast<off_t>(kept * static_cast<double>(size)), 0);
+    const double before = cached_share(path, file.size());
+    if (before < 0 || before > kept + 0.3) GTEST_SKIP() << "this file system keeps pages or does not tell";
+    img::load(image, path);
+    expect_test_picture(image, s, "kept " + std::to_string(kept));
+    EXPECT_LT(cached_share(path, file.size()), before + 0.2) << "kept " << kept;
+    support::write_file(path, file);
+  }
+}
+
+}  // namespace

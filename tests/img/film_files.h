@@ -1,0 +1,122 @@
+// DPX and Cineon files put together field by field, at the offsets of the published standards.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+namespace film_files {
+
+struct bytes {
+  std::string data;
+  bool big_endian = true;
+
+  void put(std::size_t offset, std::uint32_t value, int count) {
+    for (int i = 0; i < count; ++i) {
+      data[offset + static_cast<std::size_t>(big_endian ? count - 1 - i : i)] = static_cast<char>(value >> (8 * i));
+    }
+  }
+  void put8(std::size_t offset, std::uint32_t value) { put(offset, value, 1); }
+  void put16(std::size_t offset, std::uint32_t value) { put(offset, value, 2); }
+  void put32(std::size_t offset, std::uint32_t value) { put(offset, value, 4); }
+  void put_real(std::size_t offset, float value) {
+    std::uint32_t bits;
+    std::memcpy(&bits, &value, 4);
+    put32(offset, bits);
+  }
+  void put_text(std::size_t offset, std::string_view text) { data.replace(offset, text.size(), text); }
+  void add(std::uint32_t value, int count) {
+    data.append(static_cast<std::size_t>(count), '\0');
+    put(data.size() - static_cast<std::size_t>(count), value, count);
+  }
+  std::uint32_t get(std::size_t offset, int count) const {
+    std::uint32_t value = 0;
+    for (int i = 0; i < count; ++i) {
+      value = value << 8 |
+              static_cast<unsigned char>(data[offset + static_cast<std::size_t>(big_endian ? i : count - 1 - i)]);
+    }
+    return value;
+  }
+};
+
+struct shape {
+  int width = 5;
+  int height = 3;
+  int bits = 10;
+  int descriptor = 50;
+  bool big_endian = true;
+  std::uint32_t padding = 0;
+  std::uint32_t offset = 2048;
+  int packing = 1;
+  int orientation = 0;
+};
+
+// 10-bit codes of the test picture, all fields different.
+inline std::uint32_t code(int x, int y, int channel) {
+  return static_cast<std::uint32_t>((x * 37 + y * 101 + channel * 331 + 7) & 1023);
+}
+inline std::uint32_t word(int x, int y) {
+  return code(x, y, 0) << 22 | code(x, y, 1) << 12 | code(x, y, 2) << 2;
+}
+
+// The rows of the test picture. Lower bits that a reader drops are set.
+inline void add_pixels(bytes& file, const shape& s) {
+  file.data.resize(s.offset, '\xEE');
+  const int samples = s.descriptor == 51 ? 4 : 3;
+  for (int y = 0; y < s.height; ++y) {
+    if (s.bits != 10) {
+      for (int x = 0; x < s.width; ++x) {
+        for (int c = 0; c < samples; ++c) file.add(code(x, y, c) << 6 | (s.bits == 16 ? 0x3Fu : 0x30u), 2);
+      }
+    } else {
+      for (int i = 0; i < s.width * samples; i += 3) {
+        std::uint32_t packed = 0;
+        for (int k = 0; k < 3 && i + k < s.width * samples; ++k) {
+          packed |= code((i + k) / samples, y, (i + k) % samples) << (22 - 10 * k);
+        }
+        file.add(packed, 4);
+      }
+    }
+    file.data.append(s.padding, '\xAB');
+  }
+}
+
+// All fields that are not needed are unset.
+inline bytes make_dpx(const shape& s) {
+  bytes file{std::string(2048, '\xFF'), s.big_endian};
+  file.put32(0, 0x53445058);
+  file.put32(4, s.offset);
+  file.put_text(8, std::string_view("V2.0\0", 5));
+  file.put16(768, static_cast<std::uint32_t>(s.orientation));
+  file.put16(770, 1);
+  file.put32(772, static_cast<std::uint32_t>(s.width));
+  file.put32(776, static_cast<std::uint32_t>(s.height));
+  file.put8(800, static_cast<std::uint32_t>(s.descriptor));
+  file.put8(803, static_cast<std::uint32_t>(s.bits));
+  file.put16(804, static_cast<std::uint32_t>(s.packing));
+  file.put16(806, 0);
+  if (s.padding != 0) file.put32(812, s.padding);
+  add_pixels(file, s);
+  return file;
+}
+
+inline bytes make_cineon(const shape& s) {
+  bytes file{std::string(2048, '\xFF'), s.big_endian};
+  file.put32(0, 0x802A5FD7);
+  file.put32(4, s.offset);
+  file.put8(192, static_cast<std::uint32_t>(s.orientation));
+  file.put8(193, 3);
+  for (std::size_t channel = 196; channel < 196 + 3 * 28; channel += 28) {
+    file.put8(channel + 2, static_cast<std::uint32_t>(s.bits));
+    file.put32(channel + 4, static_cast<std::uint32_t>(s.width));
+    file.put32(channel + 8, static_cast<std::uint32_t>(s.height));
+  }
+  file.put8(680, 0);
+  file.put8(681, static_cast<std::uint32_t>(s.packing));
+  if (s.padding != 0) file.put32(684, s.padding);
+  add_pixels(file, s);
+  return file;
+}
+
+}  // namespace film_files

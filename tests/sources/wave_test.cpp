@@ -1,0 +1,106 @@
+#include "sources/wave.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "io/exceptions.h"
+#include "io/memory_reader.h"
+
+namespace {
+
+std::string word(unsigned value, int bytes) {
+  std::string out;
+  for (int i = 0; i < bytes; ++i) out += static_cast<char>(value >> 8 * i);
+  return out;
+}
+
+std::string chunk(const std::string& name, const std::string& body) {
+  return name + word(static_cast<unsigned>(body.size()), 4) + body + std::string(body.size() & 1, '\0');
+}
+
+std::string format_block(int tag, int channels, int rate, int bits) {
+  return word(tag, 2) + word(channels, 2) + word(rate, 4) + word(rate * channels * bits / 8, 4) +
+         word(channels * bits / 8, 2) + word(bits, 2);
+}
+
+std::string riff(const std::string& chunks) {
+  return "RIFF" + word(static_cast<unsigned>(chunks.size() + 4), 4) + "WAVE" + chunks;
+}
+
+std::shared_ptr<const sources::wave_context> read(const std::string& bytes) {
+  io::memory_reader reader(bytes.data(), static_cast<int>(bytes.size()));
+  return sources::read_wave(reader, static_cast<long long>(bytes.size()));
+}
+
+TEST(wave, reads_past_other_chunks) {
+  const std::string plain = riff(chunk("LIST", "odd") + chunk("fmt ", format_block(1, 2, 48000, 16)) +
+                                 chunk("fact", word(3, 4)) + chunk("data", std::string(8, '\1')) + chunk("LIST", "x"));
+  const auto wave = read(plain);
+  EXPECT_EQ(wave->sample_rate, 48000u);
+  EXPECT_EQ(wave->channels, 2u);
+  EXPECT_EQ(wave->bits, 16);
+  EXPECT_EQ(wave->frames(), 2);
+  EXPECT_EQ(wave->sample(1, 1), 0x0101);
+  EXPECT_EQ(wave->peak(), 0x0101);
+}
+
+TEST(wave, extensible) {
+  const std::string guid("\1\0\0\0\0\0\x10\0\x80\0\0\xAA\0\x38\x9B\x71", 16);
+  std::string float_guid = guid;
+  float_guid[0] = 3;
+  const auto file = [](const std::string& sub_format) {
+    return riff(
+        chunk("fmt ", format_block(0xFFFE, 1, 44100, 24) + word(22, 2) + word(24, 2) + word(4, 4) + sub_format) +
+        chunk("data", std::string(6, '\2')));
+  };
+  EXPECT_EQ(read(file(guid))->frames(), 2);
+  EXPECT_THROW(read(file(float_guid)), io::invalid_format);
+}
+
+TEST(wave, refusals) {
+  const std::string format = chunk("fmt ", format_block(1, 1, 44100, 16));
+  struct row {
+    std::string bytes;
+    const char* message;
+  };
+  const row rows[] = {
+      {"", "Invalid RIFF signature"},
+      {"RIFX" + word(4, 4) + "WAVE", "Invalid RIFF signature"},
+      {"RIFF" + word(4, 4) + "AVI ", "Invalid WAVE signature"},
+      {"RIFF", "Unexpected end of file"},
+      {riff(chunk("data", "abcd")), "Invalid format description"},
+      {riff(chunk("fmt ", "short")), "Invalid format description"},
+      {riff(chunk("fmt ", format_block(1, 0, 44100, 16))), "Invalid format description"},
+      {riff(chunk("fmt ", format_block(1, 1, 44100, 12))), "Invalid format description"},
+      {riff(chunk("fmt ", format_block(3, 1, 44100, 32))), "Non-PCM formats are not supported"},
+      {riff("fmt " + word(0x7FFFFFFF, 4)), "Invalid format description"},
+      {riff(format), "Unexpected end of file"},
+      {riff(format + "data" + word(0xFFFFFFF0u, 4) + "ab"), "Unexpected end of file"},
+      {riff("junk" + word(0xFFFFFFFFu, 4) + format), "Invalid format description"},
+  };
+  for (const row& r : rows) {
+    try {
+      read(r.bytes);
+      ADD_FAILURE() << "no error, expected " << r.message;
+    } catch (const io::exception& error) {
+      EXPECT_EQ(error.message(), r.message);
+    }
+  }
+}
+
+TEST(wave, samples_that_nobody_here_made) {
+  const std::filesystem::path folder = std::string(KESTRIN_SAMPLES_DIR) + "/wav";
+  if (!std::filesystem::exists(folder)) GTEST_SKIP();
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    try {
+      const auto wave = sources::load_wave(entry.path().string());
+      EXPECT_GT(wave->frames(), 0) << entry.path();
+    } catch (const io::exception& error) {
+      EXPECT_NE(error.message(), "Unexpected end of file") << entry.path();
+    }
+  }
+}
+
+}  // namespace
