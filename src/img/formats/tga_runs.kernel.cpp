@@ -47,39 +47,73 @@ void store(uint8_t* at, __m128i value) {
   _mm_storeu_si128(reinterpret_cast<__m128i*>(at), value);
 }
 
-// Sixteen pixels at a time, the last of them with samples behind `count` that the next packet overwrites.
-template <int bytes>
-void copy_literals_ahead(const uint8_t* pixels, uint8_t* const* planes, size_t at, size_t count) {
-  for (size_t i = 0; i < count; i += 16) {
-    const uint8_t* from = pixels + bytes * i;
-    if constexpr (bytes == 1) {
-      store(planes[0] + at + i, load(from));
-    } else if constexpr (bytes == 3) {
-      const __m128i p0 = load(from), p1 = load(from + 16), p2 = load(from + 32);
-      const auto part = [](__m128i value, int first) {
-        // Bytes first, first + 3, ... that lie in the 16 of `value`; zero elsewhere.
-        const __m128i index = _mm_add_epi8(_mm_setr_epi8(0, 3, 6, 9, 12, 15, 18, 21, 24, 27, 30, 33, 36, 39, 42, 45),
-                                           _mm_set1_epi8(static_cast<char>(first)));
-        const __m128i outside =
-            _mm_or_si128(_mm_cmpgt_epi8(index, _mm_set1_epi8(15)), _mm_cmpgt_epi8(_mm_setzero_si128(), index));
-        return _mm_shuffle_epi8(value, _mm_or_si128(index, outside));
-      };
+// For the 16 samples of a plane, which of the 16 loaded bytes each comes from; 0x80 makes zero. The second index of
+// `whole` and `thirds` is 0 for literals and 1 for a run, so that neither needs a branch: packets of real pictures come
+// in an order that no processor foresees.
+struct sample_order {
+  alignas(16) uint8_t single[2][16];
+  alignas(16) uint8_t thirds[2][3][3][16];  // by plane and by the third of 48 bytes
+  alignas(16) uint8_t whole[2][16];         // four pixels of four bytes become four samples of each plane
+
+  constexpr sample_order() : single(), thirds(), whole() {
+    for (int i = 0; i < 16; ++i) {
+      single[0][i] = static_cast<uint8_t>(i);
+      single[1][i] = 0;
+      whole[0][i] = static_cast<uint8_t>(4 * (i % 4) + i / 4);
+      whole[1][i] = static_cast<uint8_t>(i / 4);
       for (int plane = 0; plane < 3; ++plane) {
-        store(planes[plane] + at + i,
-              _mm_or_si128(_mm_or_si128(part(p0, plane), part(p1, plane - 16)), part(p2, plane - 32)));
+        for (int third = 0; third < 3; ++third) {
+          const int at = 3 * i + plane - 16 * third;
+          thirds[0][plane][third][i] = static_cast<uint8_t>(at >= 0 && at < 16 ? at : 0x80);
+          thirds[1][plane][third][i] = static_cast<uint8_t>(third == 0 ? plane : 0x80);
+        }
       }
-    } else {
-      const __m128i by_plane = _mm_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
-      const __m128i p0 = _mm_shuffle_epi8(load(from), by_plane), p1 = _mm_shuffle_epi8(load(from + 16), by_plane);
-      const __m128i p2 = _mm_shuffle_epi8(load(from + 32), by_plane), p3 = _mm_shuffle_epi8(load(from + 48), by_plane);
-      const __m128i bg0 = _mm_unpacklo_epi32(p0, p1), ra0 = _mm_unpackhi_epi32(p0, p1);
-      const __m128i bg1 = _mm_unpacklo_epi32(p2, p3), ra1 = _mm_unpackhi_epi32(p2, p3);
-      store(planes[0] + at + i, _mm_unpacklo_epi64(bg0, bg1));
-      store(planes[1] + at + i, _mm_unpackhi_epi64(bg0, bg1));
-      store(planes[2] + at + i, _mm_unpacklo_epi64(ra0, ra1));
-      store(planes[3] + at + i, _mm_unpackhi_epi64(ra0, ra1));
     }
   }
+};
+constexpr sample_order orders;
+
+// Sixteen pixels from `from` on, or (run 1) sixteen times the first.
+template <int bytes>
+void copy_sixteen(const uint8_t* from, int run, uint8_t* const* planes, size_t at) {
+  if constexpr (bytes == 1) {
+    store(planes[0] + at, _mm_shuffle_epi8(load(from), load(orders.single[run])));
+  } else if constexpr (bytes == 3) {
+    const __m128i p0 = load(from), p1 = load(from + 16), p2 = load(from + 32);
+    for (int plane = 0; plane < 3; ++plane) {
+      const auto& order = orders.thirds[run][plane];
+      store(planes[plane] + at,
+            _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(p0, load(order[0])), _mm_shuffle_epi8(p1, load(order[1]))),
+                         _mm_shuffle_epi8(p2, load(order[2]))));
+    }
+  } else {
+    const size_t step = run ? 0 : 16;
+    const __m128i order = load(orders.whole[run]);
+    const __m128i p0 = _mm_shuffle_epi8(load(from), order), p1 = _mm_shuffle_epi8(load(from + step), order);
+    const __m128i p2 = _mm_shuffle_epi8(load(from + 2 * step), order);
+    const __m128i p3 = _mm_shuffle_epi8(load(from + 3 * step), order);
+    const __m128i bg0 = _mm_unpacklo_epi32(p0, p1), ra0 = _mm_unpackhi_epi32(p0, p1);
+    const __m128i bg1 = _mm_unpacklo_epi32(p2, p3), ra1 = _mm_unpackhi_epi32(p2, p3);
+    store(planes[0] + at, _mm_unpacklo_epi64(bg0, bg1));
+    store(planes[1] + at, _mm_unpackhi_epi64(bg0, bg1));
+    store(planes[2] + at, _mm_unpacklo_epi64(ra0, ra1));
+    store(planes[3] + at, _mm_unpackhi_epi64(ra0, ra1));
+  }
+}
+
+// Unpacks whole packets of up to 16 pixels from x on, as far as they come and lie well within row and data. Each writes
+// 16 samples, of which the next packets overwrite what is too much.
+template <int bytes>
+size_t unpack_short(tga_packets& p, uint8_t* const* planes, size_t x, size_t count) {
+  while (x + 16 <= count && p.end - p.position > 16 * bytes) {
+    const int length = (*p.position & 127) + 1;
+    if (length > 16) break;
+    const int run = *p.position >> 7;
+    copy_sixteen<bytes>(p.position + 1, run, planes, x);
+    p.position += 1 + (run ? 1 : length) * bytes;
+    x += static_cast<size_t>(length);
+  }
+  return x;
 }
 
 #endif
@@ -90,6 +124,10 @@ size_t unpack(tga_packets* packets, uint8_t* const* planes, size_t count) {
   size_t x = 0;
   while (x < count) {
     if (p.left == 0) {
+#if defined(__AVX2__)
+      if constexpr (bytes != 2) x = unpack_short<bytes>(p, planes, x, count);
+      if (x == count) break;
+#endif
       if (p.position == p.end) break;
       const bool run = (*p.position & 128) != 0;
       if (run && p.end - p.position <= bytes) break;
@@ -105,29 +143,16 @@ size_t unpack(tga_packets* packets, uint8_t* const* planes, size_t count) {
       const size_t stored = static_cast<size_t>(p.end - p.position) / bytes;
       if (stored < take) take = stored;
       if (take == 0) break;
+      size_t done = 0;
 #if defined(__AVX2__)
       if constexpr (bytes != 2) {
-        if (((take + 15) & ~size_t{15}) <= count - x) {
-          copy_literals_ahead<bytes>(p.position, planes, x, take);
-        } else {
-          copy_literals<bytes>(p.position, planes, x, take);
-        }
-      } else {
-        copy_literals<bytes>(p.position, planes, x, take);
+        for (; done + 16 <= take; done += 16) copy_sixteen<bytes>(p.position + bytes * done, 0, planes, x + done);
       }
-#else
-      copy_literals<bytes>(p.position, planes, x, take);
 #endif
+      copy_literals<bytes>(p.position + bytes * done, planes, x + done, take - done);
       p.position += bytes * take;
     } else {
       for (int plane = 0; plane < planes_of<bytes>; ++plane) {
-#if defined(__AVX2__)
-        if (((take + 15) & ~size_t{15}) <= count - x) {
-          const __m128i value = _mm_set1_epi8(static_cast<char>(p.pixel[plane]));
-          for (size_t i = 0; i < take; i += 16) store(planes[plane] + x + i, value);
-          continue;
-        }
-#endif
         memset(planes[plane] + x, p.pixel[plane], take);
       }
     }
