@@ -7,8 +7,19 @@ namespace {
 
 simd_level best_level() {
 #if defined(KSN_X86_LEVELS)
-  if (__builtin_cpu_supports("x86-64-v4")) return simd_level::v4;
-  if (__builtin_cpu_supports("x86-64-v3")) return simd_level::v3;
+#if defined(__clang__) && __clang_major__ < 16
+  // This compiler does not know the levels by name. What it can't ask for, every processor with these has too.
+  const bool v3 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2") &&
+                  __builtin_cpu_supports("fma");
+  const bool v4 = v3 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+                  __builtin_cpu_supports("avx512cd") && __builtin_cpu_supports("avx512dq") &&
+                  __builtin_cpu_supports("avx512vl");
+#else
+  const bool v3 = __builtin_cpu_supports("x86-64-v3");
+  const bool v4 = __builtin_cpu_supports("x86-64-v4");
+#endif
+  if (v4) return simd_level::v4;
+  if (v3) return simd_level::v3;
 #endif
   return simd_level::baseline;
 }

@@ -35,8 +35,12 @@ int open_for_writing(const std::string& path) {
   // The file is emptied only once it is ours. Readers take no lock: on a network file system it would cost each frame
   // a round trip. A file system without locks is written as it is.
   const bool taken = flock(handle, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-  // Emptying fails with EINVAL for a pipe or a device, which has nothing to empty.
-  if (taken || (ftruncate(handle, 0) != 0 && errno != EINVAL)) {
+  // A new file is left as it is: ext4 writes a file that was emptied to the disk as soon as it is closed, and then a
+  // saved frame takes several times as long. Emptying fails with EINVAL for a pipe or a device, which has nothing to
+  // empty.
+  struct stat status;
+  const bool empty = fstat(handle, &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
+  if (taken || (!empty && ftruncate(handle, 0) != 0 && errno != EINVAL)) {
     close(handle);
     throw open_error(path, "CreateFile");
   }
