@@ -48,13 +48,17 @@ function(kestrin_kernels target)
   endforeach()
 endfunction()
 
-# kestrin_module(NAME FOLDER USES floor... LINKS library...)
+# kestrin_module(NAME FOLDERS folder... USES floor... LINKS library...)
 #
-# The sources of a folder as kestrin_NAME.so, beside the executable, which loads it on first need. It has its own copy of
+# The sources of some folders as kestrin_NAME.so, beside the executable, which loads it on first need. It has its own copy of
 # the few objects of the floors that it uses, and exports only what is marked so.
-function(kestrin_module name folder)
-  cmake_parse_arguments(ARG "" "" "USES;LINKS" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp")
+function(kestrin_module name)
+  cmake_parse_arguments(ARG "" "" "FOLDERS;USES;LINKS" ${ARGN})
+  set(sources)
+  foreach(folder ${ARG_FOLDERS})
+    file(GLOB found CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp")
+    list(APPEND sources ${found})
+  endforeach()
   set(kernels ${sources})
   list(FILTER sources EXCLUDE REGEX "\\.kernel\\.cpp$")
   list(FILTER kernels INCLUDE REGEX "\\.kernel\\.cpp$")

@@ -1,0 +1,164 @@
+// The window and all that a desktop gives beside it. The program without a window never loads an implementation.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "lib/point.h"
+#include "platform/audio_device.h"
+
+namespace platform {
+
+// Virtual keys with 0x10000 for Shift, 0x20000 for Ctrl, 0x40000 for Alt.
+constexpr int key_shift = 0x10000;
+constexpr int key_ctrl = 0x20000;
+constexpr int key_alt = 0x40000;
+
+enum class mouse_button { none, left, middle, right };
+enum class mouse_action { press, release, double_click, move, wheel, leave };
+
+struct mouse_event {
+  mouse_action action = mouse_action::move;
+  mouse_button button = mouse_button::none;
+  math::point position;  // in picture pixels of the window's content
+  int wheel = 0;         // steps of 120
+  int modifiers = 0;     // key_shift, key_ctrl, key_alt
+};
+
+enum class cursor_shape { arrow, hand, move, cross, size_horizontal, size_vertical, text, wait, hidden };
+
+// Where the window stood, as it is kept between runs.
+struct window_placement {
+  int flags = 0;
+  int show_command = 1;  // 1 normal, 2 minimised, 3 maximised
+  math::point min_position{-1, -1};
+  math::point max_position{-1, -1};
+  int left = 0, top = 0, right = 0, bottom = 0;
+  bool operator==(const window_placement&) const = default;
+};
+
+struct monitor {
+  std::string identifier;
+  std::string name;
+  int left = 0, top = 0, width = 0, height = 0;  // in pixels of the desktop
+  double scale = 1.0;
+};
+
+// One menu: actions by name, "-" for a separator.
+struct menu_description {
+  std::string title;
+  std::vector<std::string> entries;
+};
+// How an entry shows when its menu opens.
+struct menu_entry_state {
+  std::string text;
+  std::string key_text;
+  bool enabled = true;
+  bool checkable = false;
+  bool checked = false;
+  std::vector<std::string> items;  // texts of a sub-menu; run with their index
+};
+
+struct file_dialog {
+  std::string title;
+  std::string folder;
+  std::string file_name;
+  std::string filter;  // "name (*.a *.b)", entries separated by ";;"
+  bool save = false;
+  bool several = false;
+};
+
+enum class message_answer { ok, yes, no, cancel };
+
+// What the window tells. All are called on the main thread, from wait_events().
+struct window_events {
+  std::function<void(int key_code)> key;
+  std::function<void(const std::string& text)> text;
+  std::function<void(const mouse_event& event)> mouse;
+  std::function<void(const std::vector<std::string>& paths)> dropped;
+  std::function<void()> close_requested;
+  std::function<void()> focus_lost;
+  std::function<menu_entry_state(const std::string& action)> menu_state;
+  std::function<void(const std::string& action, int item)> menu_chosen;  // item -1 for the entry itself
+  // While a menu or a dialog runs its own loop: keeps picture and clock going.
+  std::function<void()> modal_tick;
+};
+
+struct window_options {
+  std::string title;
+  int width = 940;
+  int height = 800;
+  int min_client_width = 440;
+  int min_client_height = 330;
+  bool always_on_top = false;
+  const window_placement* placement = nullptr;  // null for the default
+  std::vector<menu_description> menus;
+};
+
+class desktop {
+ public:
+  virtual ~desktop() = default;
+
+  // --- the main window; at most one ---
+  virtual bool create_window(const window_options& options, window_events events) = 0;
+  virtual void destroy_window() = 0;
+  virtual bool window_exists() const = 0;
+  virtual void set_title(const std::string& title) = 0;
+  // In pixels: one pixel of a picture is one pixel of the screen, whatever the screen's scale.
+  virtual math::point client_size() const = 0;
+  virtual void set_client_size(math::point size) = 0;
+  virtual bool is_minimised() const = 0;
+  virtual bool is_foreground() const = 0;
+  virtual void bring_forward() = 0;
+  virtual void set_fullscreen(bool on) = 0;
+  virtual bool is_fullscreen() const = 0;
+  virtual void set_always_on_top(bool on) = 0;
+  virtual void set_cursor(cursor_shape shape) = 0;
+  virtual void set_menu_visible(bool visible) = 0;
+  virtual window_placement placement() const = 0;
+
+  // --- the way to the screen ---
+  // Shows one whole-window picture: rows of blue, green, red, unused bytes. 0, or an error number. Sizes other than the
+  // client size are an error. Main thread.
+  virtual int show_picture(const std::uint8_t* pixels, int width, int height) = 0;
+  // Waits for the next vertical blank where the display tells of it; false where it does not.
+  virtual bool wait_vertical_blank() = 0;
+
+  // Runs waiting events; without any, waits for one up to the time. False once the window was asked to end the program.
+  virtual void wait_events(int milliseconds) = 0;
+  // Makes a running or coming wait_events() return. Any thread.
+  virtual void wake() = 0;
+
+  // --- dialogs ---
+  virtual std::vector<std::string> ask_files(const file_dialog& dialog) = 0;
+  virtual message_answer show_message(const std::string& text, bool question) = 0;
+  // One line of progress; false once the user cancelled. `done` equal to `total` closes it.
+  virtual bool show_progress(const std::string& title, int done, int total) = 0;
+
+  // --- clipboard ---
+  virtual std::string clipboard_text() = 0;
+  virtual void set_clipboard_text(const std::string& text) = 0;
+  // Rows of blue, green, red, alpha; empty without a picture.
+  virtual bool clipboard_picture(std::vector<std::uint8_t>& pixels, int& width, int& height) = 0;
+  virtual void set_clipboard_picture(const std::uint8_t* pixels, int width, int height) = 0;
+
+  virtual std::vector<monitor> monitors() = 0;
+
+  // The sound output of this desktop. Lives as long as the desktop; may fail to open.
+  virtual audio_device& audio() = 0;
+};
+
+// Whether this session has a display at all, by its environment.
+bool has_display();
+
+// Loads the desktop module and connects to the display. Null, with the reason in `error`, without a display, the module
+// or its libraries.
+std::unique_ptr<desktop> open_desktop(std::string& error);
+
+// The function "kestrin_make_desktop" of the module "desktop".
+using make_desktop_function = desktop* (*)(std::string& error);
+
+}  // namespace platform

@@ -1,0 +1,310 @@
+#include "platform/desktop.h"
+
+#include <xcb/xcb.h>
+#include <QApplication>
+#include <QClipboard>
+#include <QEventLoop>
+#include <QFileDialog>
+#include <QGuiApplication>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QProgressDialog>
+#include <QScreen>
+#include <QTimer>
+#include <QWindow>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "platform/qt/main_window.h"
+#include "platform/sdl/ring_device.h"
+
+namespace platform {
+namespace {
+
+constexpr int error_no_window = 1400;
+constexpr int error_size = static_cast<int>(0x80049205u);
+
+Qt::CursorShape qt_cursor(cursor_shape shape) {
+  switch (shape) {
+    case cursor_shape::arrow:
+      return Qt::ArrowCursor;
+    case cursor_shape::hand:
+      return Qt::PointingHandCursor;
+    case cursor_shape::move:
+      return Qt::SizeAllCursor;
+    case cursor_shape::cross:
+      return Qt::CrossCursor;
+    case cursor_shape::size_horizontal:
+      return Qt::SizeHorCursor;
+    case cursor_shape::size_vertical:
+      return Qt::SizeVerCursor;
+    case cursor_shape::text:
+      return Qt::IBeamCursor;
+    case cursor_shape::wait:
+      return Qt::WaitCursor;
+    case cursor_shape::hidden:
+      return Qt::BlankCursor;
+  }
+  return Qt::ArrowCursor;
+}
+
+// Qt ends the process when it can't connect, so the connection is tried first.
+bool can_connect() {
+  if (const char* platform = std::getenv("QT_QPA_PLATFORM"); platform && *platform) return true;
+  if (const char* wayland = std::getenv("WAYLAND_DISPLAY"); wayland && *wayland) return true;
+  xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
+  const bool good = xcb_connection_has_error(connection) == 0;
+  xcb_disconnect(connection);
+  return good;
+}
+
+class qt_desktop : public desktop {
+ public:
+  qt_desktop() : application_(argument_count_, arguments_) {
+    QApplication::setQuitOnLastWindowClosed(false);
+    QApplication::setApplicationName("Kestrin");
+    QApplication::setDesktopFileName("kestrin");
+  }
+  ~qt_desktop() override { destroy_window(); }
+
+  bool create_window(const window_options& options, window_events events) override {
+    window_ = std::make_unique<main_window>(options, std::move(events));
+    if (options.placement) apply_placement(*options.placement);
+    if (options.placement && options.placement->show_command == 3) {
+      window_->showMaximized();
+    } else {
+      window_->show();
+    }
+    QApplication::processEvents();
+    return true;
+  }
+
+  void destroy_window() override {
+    if (!window_) return;
+    window_->may_close = true;
+    window_->close();
+    window_.reset();
+  }
+
+  bool window_exists() const override { return window_ != nullptr; }
+  void set_title(const std::string& title) override {
+    if (window_) window_->setWindowTitle(QString::fromStdString(title));
+  }
+  math::point client_size() const override { return window_ ? window_->canvas().pixel_size() : math::point{}; }
+
+  void set_client_size(math::point size) override {
+    if (!window_) return;
+    const double scale = window_->canvas().devicePixelRatioF();
+    const QSize frame = window_->size() - window_->canvas().size();
+    window_->resize(
+        frame + QSize(static_cast<int>(std::lround(size.x / scale)), static_cast<int>(std::lround(size.y / scale))));
+    QApplication::processEvents();
+  }
+
+  bool is_minimised() const override { return window_ && window_->isMinimized(); }
+  bool is_foreground() const override { return window_ && window_->isActiveWindow(); }
+  void bring_forward() override {
+    if (!window_) return;
+    if (window_->isMinimized()) window_->showNormal();
+    window_->raise();
+    window_->activateWindow();
+  }
+
+  void set_fullscreen(bool on) override {
+    if (!window_ || on == window_->isFullScreen()) return;
+    window_->menuBar()->setVisible(!on && menu_visible_);
+    if (on) {
+      window_->showFullScreen();
+    } else {
+      window_->showNormal();
+    }
+  }
+  bool is_fullscreen() const override { return window_ && window_->isFullScreen(); }
+
+  void set_always_on_top(bool on) override {
+    if (!window_) return;
+    window_->setWindowFlag(Qt::WindowStaysOnTopHint, on);
+    window_->show();  // a change of flags hides the window
+  }
+  void set_cursor(cursor_shape shape) override {
+    if (window_) window_->canvas().setCursor(qt_cursor(shape));
+  }
+  void set_menu_visible(bool visible) override {
+    menu_visible_ = visible;
+    if (window_ && !window_->isFullScreen()) window_->menuBar()->setVisible(visible);
+  }
+
+  window_placement placement() const override {
+    window_placement result;
+    if (!window_) return result;
+    const QRect normal =
+        window_->isMaximized() || window_->isFullScreen() ? window_->normalGeometry() : window_->geometry();
+    result.show_command = window_->isMaximized() ? 3 : 1;
+    result.left = normal.x();
+    result.top = normal.y();
+    result.right = normal.x() + normal.width();
+    result.bottom = normal.y() + normal.height();
+    return result;
+  }
+
+  int show_picture(const std::uint8_t* pixels, int width, int height) override {
+    if (!window_) return error_no_window;
+    if (client_size() != math::point{width, height}) return error_size;
+    const std::size_t bytes = static_cast<std::size_t>(width) * height * 4;
+    shown_.resize(bytes);
+    std::memcpy(shown_.data(), pixels, bytes);
+    window_->canvas().show_picture(shown_.data(), width, height);
+    return 0;
+  }
+  bool wait_vertical_blank() override { return false; }
+
+  void wait_events(int milliseconds) override {
+    QEventLoop::ProcessEventsFlags flags = QEventLoop::AllEvents;
+    if (milliseconds <= 0) {
+      QApplication::processEvents(flags);
+      return;
+    }
+    QTimer timer;
+    timer.setTimerType(Qt::PreciseTimer);
+    timer.setSingleShot(true);
+    timer.start(milliseconds);
+    QApplication::processEvents(flags | QEventLoop::WaitForMoreEvents);
+  }
+  void wake() override {
+    QMetaObject::invokeMethod(
+        &application_, [] {}, Qt::QueuedConnection);
+  }
+
+  std::vector<std::string> ask_files(const file_dialog& dialog) override {
+    const QString title = QString::fromStdString(dialog.title);
+    const QString filter = QString::fromStdString(dialog.filter);
+    const QString start =
+        QString::fromStdString(dialog.folder.empty() ? dialog.file_name : dialog.folder + "/" + dialog.file_name);
+    QStringList chosen;
+    if (dialog.save) {
+      chosen << QFileDialog::getSaveFileName(window_.get(), title, start, filter);
+    } else if (dialog.several) {
+      chosen = QFileDialog::getOpenFileNames(window_.get(), title, start, filter);
+    } else {
+      chosen << QFileDialog::getOpenFileName(window_.get(), title, start, filter);
+    }
+    std::vector<std::string> paths;
+    for (const QString& path : chosen) {
+      if (!path.isEmpty()) paths.push_back(path.toStdString());
+    }
+    return paths;
+  }
+
+  message_answer show_message(const std::string& text, bool question) override {
+    QMessageBox box(window_.get());
+    box.setText(QString::fromStdString(text));
+    box.setStandardButtons(question ? QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel
+                                    : QMessageBox::StandardButtons(QMessageBox::Ok));
+    switch (box.exec()) {
+      case QMessageBox::Yes:
+        return message_answer::yes;
+      case QMessageBox::No:
+        return message_answer::no;
+      case QMessageBox::Cancel:
+        return message_answer::cancel;
+      default:
+        return message_answer::ok;
+    }
+  }
+
+  bool show_progress(const std::string& title, int done, int total) override {
+    if (!progress_) {
+      progress_ = std::make_unique<QProgressDialog>(window_.get());
+      progress_->setWindowModality(Qt::ApplicationModal);
+      progress_->setAutoReset(false);
+    }
+    progress_->setLabelText(QString::fromStdString(title));
+    progress_->setMaximum(std::max(total, 1));
+    progress_->setValue(done);
+    QApplication::processEvents();
+    const bool go_on = !progress_->wasCanceled();
+    if (done >= total || !go_on) progress_.reset();
+    return go_on;
+  }
+
+  std::string clipboard_text() override { return QGuiApplication::clipboard()->text().toStdString(); }
+  void set_clipboard_text(const std::string& text) override {
+    QGuiApplication::clipboard()->setText(QString::fromStdString(text));
+  }
+  bool clipboard_picture(std::vector<std::uint8_t>& pixels, int& width, int& height) override {
+    const QImage image = QGuiApplication::clipboard()->image().convertToFormat(QImage::Format_ARGB32);
+    if (image.isNull()) return false;
+    width = image.width();
+    height = image.height();
+    pixels.resize(static_cast<std::size_t>(width) * height * 4);
+    for (int y = 0; y < height; ++y)
+      std::memcpy(pixels.data() + static_cast<std::size_t>(y) * width * 4, image.constScanLine(y),
+                  static_cast<std::size_t>(width) * 4);
+    return true;
+  }
+  void set_clipboard_picture(const std::uint8_t* pixels, int width, int height) override {
+    QGuiApplication::clipboard()->setImage(QImage(pixels, width, height, width * 4, QImage::Format_ARGB32).copy());
+  }
+
+  std::vector<monitor> monitors() override {
+    std::vector<monitor> result;
+    for (const QScreen* screen : QGuiApplication::screens()) {
+      const QRect area = screen->geometry();
+      const double scale = screen->devicePixelRatio();
+      result.push_back({screen->name().toStdString(),
+                        (screen->manufacturer() + " " + screen->model()).trimmed().toStdString(), area.x(), area.y(),
+                        static_cast<int>(std::lround(area.width() * scale)),
+                        static_cast<int>(std::lround(area.height() * scale)), scale});
+    }
+    return result;
+  }
+
+  audio_device& audio() override { return audio_; }
+
+ private:
+  int argument_count_ = 1;
+  char program_[8] = "kestrin";
+  char* arguments_[2] = {program_, nullptr};
+  QApplication application_;
+  std::unique_ptr<main_window> window_;
+  std::unique_ptr<QProgressDialog> progress_;
+  std::vector<std::uint8_t> shown_;
+  bool menu_visible_ = true;
+  sdl_ring_device audio_;
+
+  // A window that would lie outside every monitor keeps its size and takes the default place.
+  void apply_placement(const window_placement& placement) {
+    const QRect wanted(placement.left, placement.top, placement.right - placement.left,
+                       placement.bottom - placement.top);
+    if (wanted.width() < 1 || wanted.height() < 1) return;
+    bool on_screen = false;
+    for (const QScreen* screen : QGuiApplication::screens()) {
+      on_screen = on_screen || screen->availableGeometry().intersected(wanted).width() >= 64;
+    }
+    if (on_screen) {
+      window_->setGeometry(wanted);
+    } else {
+      window_->resize(wanted.size());
+    }
+  }
+};
+
+}  // namespace
+}  // namespace platform
+
+extern "C" __attribute__((visibility("default"))) platform::desktop* kestrin_make_desktop(std::string& error) {
+  if (!platform::can_connect()) {
+    error = "the display can't be reached";
+    return nullptr;
+  }
+  try {
+    return new platform::qt_desktop;
+  } catch (const std::exception& failure) {
+    error = failure.what();
+    return nullptr;
+  }
+}

@@ -1,0 +1,207 @@
+#include "platform/qt/main_window.h"
+
+#include <QCloseEvent>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QKeyEvent>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMimeData>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QTimer>
+#include <QUrl>
+#include <QWheelEvent>
+#include <cmath>
+
+#include "platform/qt/keys.h"
+
+namespace platform {
+namespace {
+
+constexpr int modal_tick_milliseconds = 20;
+
+int modifiers_of(Qt::KeyboardModifiers modifiers) {
+  return (modifiers & Qt::ShiftModifier ? key_shift : 0) | (modifiers & Qt::ControlModifier ? key_ctrl : 0) |
+         (modifiers & Qt::AltModifier ? key_alt : 0);
+}
+
+mouse_button button_of(Qt::MouseButton button) {
+  switch (button) {
+    case Qt::LeftButton:
+      return mouse_button::left;
+    case Qt::MiddleButton:
+      return mouse_button::middle;
+    case Qt::RightButton:
+      return mouse_button::right;
+    default:
+      return mouse_button::none;
+  }
+}
+
+}  // namespace
+
+canvas_widget::canvas_widget(const window_events& events) : events_(events) {
+  // Every picture covers the whole canvas: nothing is cleared behind it.
+  setAttribute(Qt::WA_OpaquePaintEvent);
+  setAttribute(Qt::WA_NoSystemBackground);
+  setFocusPolicy(Qt::StrongFocus);
+  setMouseTracking(true);
+  setAcceptDrops(true);
+}
+
+math::point canvas_widget::pixel_size() const {
+  const double scale = devicePixelRatioF();
+  return {static_cast<int>(std::lround(width() * scale)), static_cast<int>(std::lround(height() * scale))};
+}
+
+void canvas_widget::show_picture(const std::uint8_t* pixels, int width, int height) {
+  picture_ = QImage(pixels, width, height, width * 4, QImage::Format_RGB32);
+  picture_.setDevicePixelRatio(devicePixelRatioF());
+  repaint();
+}
+
+void canvas_widget::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  painter.setCompositionMode(QPainter::CompositionMode_Source);
+  if (picture_.isNull()) {
+    painter.fillRect(rect(), Qt::black);
+  } else {
+    painter.drawImage(QPointF(0, 0), picture_);
+  }
+}
+
+void canvas_widget::keyPressEvent(QKeyEvent* event) {
+  const int code = key_code_of(*event);
+  if (code != 0 && events_.key) events_.key(code);
+  const QString text = event->text();
+  if (events_.text && !text.isEmpty() && text[0].isPrint() &&
+      !(event->modifiers() & (Qt::ControlModifier | Qt::AltModifier)))
+    events_.text(text.toStdString());
+  event->accept();
+}
+
+void canvas_widget::tell(QMouseEvent* event, mouse_action action) {
+  if (!events_.mouse) return;
+  const QPointF position = event->position() * devicePixelRatioF();
+  events_.mouse({action,
+                 button_of(event->button()),
+                 {static_cast<int>(std::floor(position.x())), static_cast<int>(std::floor(position.y()))},
+                 0,
+                 modifiers_of(event->modifiers())});
+}
+
+void canvas_widget::mousePressEvent(QMouseEvent* event) {
+  tell(event, mouse_action::press);
+}
+void canvas_widget::mouseReleaseEvent(QMouseEvent* event) {
+  tell(event, mouse_action::release);
+}
+void canvas_widget::mouseDoubleClickEvent(QMouseEvent* event) {
+  tell(event, mouse_action::double_click);
+}
+void canvas_widget::mouseMoveEvent(QMouseEvent* event) {
+  tell(event, mouse_action::move);
+}
+
+void canvas_widget::wheelEvent(QWheelEvent* event) {
+  if (!events_.mouse) return;
+  const QPointF position = event->position() * devicePixelRatioF();
+  events_.mouse({mouse_action::wheel,
+                 mouse_button::none,
+                 {static_cast<int>(std::floor(position.x())), static_cast<int>(std::floor(position.y()))},
+                 event->angleDelta().y(),
+                 modifiers_of(event->modifiers())});
+}
+
+void canvas_widget::leaveEvent(QEvent*) {
+  if (events_.mouse) events_.mouse({mouse_action::leave, mouse_button::none, {-1, -1}, 0, 0});
+}
+
+void canvas_widget::focusOutEvent(QFocusEvent*) {
+  if (events_.focus_lost) events_.focus_lost();
+}
+
+void canvas_widget::dragEnterEvent(QDragEnterEvent* event) {
+  if (event->mimeData()->hasUrls()) event->acceptProposedAction();
+}
+
+void canvas_widget::dropEvent(QDropEvent* event) {
+  std::vector<std::string> paths;
+  for (const QUrl& url : event->mimeData()->urls()) {
+    if (url.isLocalFile()) paths.push_back(url.toLocalFile().toStdString());
+  }
+  event->acceptProposedAction();
+  if (events_.dropped && !paths.empty()) events_.dropped(paths);
+}
+
+main_window::main_window(const window_options& options, window_events events) : events_(std::move(events)) {
+  setWindowTitle(QString::fromStdString(options.title));
+  canvas_ = new canvas_widget(events_);
+  canvas_->setMinimumSize(options.min_client_width, options.min_client_height);
+  setCentralWidget(canvas_);
+  if (options.always_on_top) setWindowFlag(Qt::WindowStaysOnTopHint);
+  for (const menu_description& menu : options.menus) add_menu(menu);
+  resize(options.width, options.height);
+  canvas_->setFocus();
+}
+
+void main_window::add_menu(const menu_description& description) {
+  QMenu* menu = menuBar()->addMenu(QString::fromStdString(description.title));
+  // Something must be in it, or the menu bar does not open it.
+  menu->addAction(QString());
+  connect(menu, &QMenu::aboutToShow, this,
+          [this, menu, entries = description.entries] { refresh_menu(menu, entries); });
+  // A menu that is open runs a loop of its own: picture and clock go on through this timer.
+  auto* timer = new QTimer(menu);
+  timer->setInterval(modal_tick_milliseconds);
+  connect(timer, &QTimer::timeout, this, [this] {
+    if (events_.modal_tick) events_.modal_tick();
+  });
+  connect(menu, &QMenu::aboutToShow, timer, [timer] { timer->start(); });
+  connect(menu, &QMenu::aboutToHide, timer, [timer] { timer->stop(); });
+}
+
+void main_window::refresh_menu(QMenu* menu, const std::vector<std::string>& entries) {
+  menu->clear();
+  for (const std::string& entry : entries) {
+    if (entry == "-") {
+      menu->addSeparator();
+      continue;
+    }
+    const menu_entry_state state =
+        events_.menu_state ? events_.menu_state(entry) : menu_entry_state{entry, "", true, false, false, {}};
+    const auto choose = [this, entry](int item) {
+      if (events_.menu_chosen) events_.menu_chosen(entry, item);
+    };
+    // `&` would mark a letter as the entry's key.
+    const QString text = QString::fromStdString(state.text).replace("&", "&&");
+    if (!state.items.empty()) {
+      QMenu* sub = menu->addMenu(text);
+      for (std::size_t i = 0; i < state.items.size(); ++i) {
+        QAction* action = sub->addAction(QString::fromStdString(state.items[i]).replace("&", "&&"));
+        connect(action, &QAction::triggered, this, [choose, i] { choose(static_cast<int>(i)); });
+      }
+      continue;
+    }
+    QAction* action =
+        menu->addAction(state.key_text.empty() ? text : text + '\t' + QString::fromStdString(state.key_text));
+    action->setEnabled(state.enabled);
+    action->setCheckable(state.checkable);
+    action->setChecked(state.checked);
+    connect(action, &QAction::triggered, this, [choose] { choose(-1); });
+  }
+}
+
+void main_window::closeEvent(QCloseEvent* event) {
+  if (may_close) {
+    event->accept();
+    return;
+  }
+  // The program files the document first and then takes the window down itself.
+  event->ignore();
+  close_asked = true;
+  if (events_.close_requested) events_.close_requested();
+}
+
+}  // namespace platform

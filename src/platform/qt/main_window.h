@@ -1,0 +1,65 @@
+// The main window: a menu bar and one canvas that shows the picture.
+#pragma once
+
+#include <QImage>
+#include <QMainWindow>
+#include <QWidget>
+#include <vector>
+
+#include "platform/desktop.h"
+
+class QMenu;
+
+namespace platform {
+
+// Shows the last picture pixel for pixel, and turns Qt's events into those of window_events.
+class canvas_widget : public QWidget {
+ public:
+  explicit canvas_widget(const window_events& events);
+
+  // Size of the canvas in pixels of the screen.
+  math::point pixel_size() const;
+  // Copies nothing: `pixels` must stay until the next call or forget_picture().
+  void show_picture(const std::uint8_t* pixels, int width, int height);
+  void forget_picture() { picture_ = QImage(); }
+
+ protected:
+  void paintEvent(QPaintEvent*) override;
+  void keyPressEvent(QKeyEvent* event) override;
+  void mousePressEvent(QMouseEvent* event) override;
+  void mouseReleaseEvent(QMouseEvent* event) override;
+  void mouseDoubleClickEvent(QMouseEvent* event) override;
+  void mouseMoveEvent(QMouseEvent* event) override;
+  void wheelEvent(QWheelEvent* event) override;
+  void leaveEvent(QEvent* event) override;
+  void focusOutEvent(QFocusEvent* event) override;
+  void dragEnterEvent(QDragEnterEvent* event) override;
+  void dropEvent(QDropEvent* event) override;
+  bool focusNextPrevChild(bool) override { return false; }  // Tab is a key like any other
+
+ private:
+  const window_events& events_;
+  QImage picture_;
+  void tell(QMouseEvent* event, mouse_action action);
+};
+
+class main_window : public QMainWindow {
+ public:
+  main_window(const window_options& options, window_events events);
+
+  canvas_widget& canvas() { return *canvas_; }
+  bool close_asked = false;
+  // Set by the owner when the program itself takes the window down.
+  bool may_close = false;
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  window_events events_;
+  canvas_widget* canvas_;
+  void add_menu(const menu_description& description);
+  void refresh_menu(QMenu* menu, const std::vector<std::string>& entries);
+};
+
+}  // namespace platform
