@@ -16,6 +16,8 @@ scan_result scan_folder(const std::string& pattern_path, track_info& record, alp
 // Makes the record the frames that `range` lists. False for a text that is no range.
 bool make_range(const std::string& pattern_path, const std::string& range, track_info& record,
                 alpha_type default_alpha);
+// The name that a layer has from its source alone: of the file, the pattern or the folder.
+std::string name_of_source(const track_info& record);
 // Takes the names, with their number as the number of frames; nothing is known of the frames yet.
 void set_frame_names(track_info& record, std::vector<std::string> names);
 // Size, alpha mode and image layers from the header of a file; a file that can't be read leaves the defaults.

@@ -88,11 +88,6 @@ bool dense_enough(const found_files& found) {
   return found.numbered && found.all_fit && static_cast<double>(found.names.size()) / span >= least_density;
 }
 
-std::string name_of_folder(const std::string& folder) {
-  const std::string path = lib::remove_separator(folder);
-  return std::string(real_file_name(path));
-}
-
 void reset_timing(track_info& record) {
   record.begin = 0;
   record.retime = 1.0;
@@ -101,6 +96,13 @@ void reset_timing(track_info& record) {
 }
 
 }  // namespace
+
+std::string name_of_source(const track_info& record) {
+  if (record.source_type != source_type::sequence) return std::string(real_file_name(record.path));
+  if (record.mask != "*") return display_pattern(record.mask);
+  const std::string folder = lib::remove_separator(record.path);
+  return std::string(real_file_name(folder));
+}
 
 void set_frame_names(track_info& record, std::vector<std::string> names) {
   record.frames = static_cast<int>(names.size());
@@ -132,7 +134,7 @@ scan_result scan_folder(const std::string& pattern_path, track_info& record, alp
   record.mask = pattern;
   record.visible = true;
   record.source_type = ksn::source_type::sequence;
-  record.name = record.mask == "*" ? name_of_folder(record.path) : display_pattern(record.mask);
+  record.name = name_of_source(record);
   record.default_name = record.name;
   record.frames = 0;
   record.names.clear();
@@ -182,7 +184,7 @@ bool add_single_image(const std::string& path, track_info& record, alpha_type de
   reset_timing(record);
   record.source_type = ksn::source_type::image;
   record.path = path;
-  record.name = real_file_name(path);
+  record.name = name_of_source(record);
   record.default_name = record.name;
   record.mask.clear();
   record.range.clear();
@@ -213,10 +215,10 @@ bool make_range(const std::string& pattern_path, const std::string& range, track
   record.path = folder;
   record.mask = pattern;
   record.range = range;
-  record.name = display_pattern(record.mask);
+  record.source_type = ksn::source_type::sequence;
+  record.name = name_of_source(record);
   record.default_name = record.name;
   record.visible = true;
-  record.source_type = ksn::source_type::sequence;
   std::vector<std::string> names;
   names.reserve(numbers.size());
   for (const int number : numbers) names.push_back(name_for_number(record.mask, number));

@@ -6,8 +6,12 @@
 #include "composition/scan.h"
 #include "composition/sequence.h"
 #include "composition/state.h"
+#include "composition/stereo_pair.h"
+#include "composition/undo.h"
+#include "composition/versions.h"
 #include "img/format.h"
 #include "lib/paths.h"
+#include "platform/file_watch.h"
 
 namespace ksn {
 namespace {
@@ -32,7 +36,7 @@ std::string state::catalogue_text(std::string_view key) const {
   return hooks.text ? hooks.text(key) : std::string(key);
 }
 
-bool state::add(const std::string& path, bool single_image, bool after_selected, bool) {
+bool state::add(const std::string& path, bool single_image, bool after_selected, bool other_view) {
   after_selected = after_selected && selected_index() < track_count();
   const int previous_end = after_selected ? track_at(selected_index()).begin + track_at(selected_index()).out() : 0;
 
@@ -53,6 +57,7 @@ bool state::add(const std::string& path, bool single_image, bool after_selected,
       set_current_time(static_cast<double>(found - added.names.begin()) + added.begin + added.in());
     }
   }
+  if (other_view) add_other_stereo_view(*this);
   return true;
 }
 
@@ -88,6 +93,7 @@ void state::enter_stack(track_info record, bool apply_default_aspect) {
       hooks.drop_path(record.path + record.names.front());
     }
   }
+  record.version = version_of(record);
   tracks.insert(tracks.begin(), std::move(record));
   selection = {0};
   if (track_max < track_count()) ++track_max;
@@ -132,6 +138,7 @@ void state::layer_delete_all() {
   for (const track_info& track : tracks) {
     if (hooks.forget_layer) hooks.forget_layer(track.id);
   }
+  watcher.reset();
   tracks.clear();
   selection.clear();
   timeline_user_set = false;
@@ -143,6 +150,7 @@ void state::layer_delete_all() {
 void state::new_composition(bool file_among_unsaved) {
   if (file_among_unsaved && hooks.file_among_unsaved) hooks.file_among_unsaved();
   layer_delete_all();
+  set_undo_action(nullptr);
   pan_position = {};
   zoom_factor2 = 100;
   aspect_enabled = false;

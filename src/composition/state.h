@@ -12,9 +12,14 @@
 
 #include "composition/track_info.h"
 
+namespace platform {
+class folder_watcher;
+}
+
 namespace ksn {
 
 class state;
+class undo_action;
 
 // What a composition file stores and a new document starts from.
 struct composition_view {
@@ -101,8 +106,9 @@ struct state_hooks {
   // Pictures of a file, or of all files directly in a folder, leave the frame cache.
   std::function<void(const std::string& path)> drop_path;
   std::function<void(const std::string& folder)> drop_folder;
-  // The picture of a file leaves the cache when the file is newer.
+  // The picture of a file leaves the cache when the file is newer; the same for all files directly in a folder.
   std::function<void(const std::string& path)> drop_changed;
+  std::function<void(const std::string& folder)> drop_changed_in;
   std::function<void()> clear_cache;
   // A layer's picture changed or the layer goes away: what is kept for it outside the document is dropped.
   std::function<void(int layer_id)> forget_layer;
@@ -112,8 +118,6 @@ struct state_hooks {
   // The user's text for a key of the message catalogue.
   std::function<std::string(std::string_view key)> text;
 };
-
-class undo_action;
 
 // The one document of a process.
 class state : public composition_view {
@@ -161,6 +165,10 @@ class state : public composition_view {
   bool channel_lit(channel_type channel) const;
   void toggle_mask();
   void toggle_repeat();
+  // Hides the layer stack, or shows as much of it as before.
+  void toggle_layer_stack();
+  // To the tab behind or in front, from the last to the first.
+  void step_property_tab(int direction);
 
   // --- ways into the stack (operations.cpp) ---
   // Opens `path` into a fresh record. False after an error line.
@@ -177,8 +185,23 @@ class state : public composition_view {
   void layer_delete_all();
   void new_composition(bool file_among_unsaved);
 
-  // --- undo: one step ---
+  // --- undo: one step (undo.h) ---
   std::shared_ptr<undo_action> undo_stack;
+  void set_undo_action(std::shared_ptr<undo_action> action);
+  // Whether there is an action, and the composition still is as it left it.
+  bool can_undo() const;
+  void undo();
+
+  // --- run-time state that is never stored ---
+  // The main window fills the screen; then the fields that begin with `fs_` stand for their partners.
+  bool full_screen = false;
+  bool& shown_timeline() { return full_screen ? fs_timeline_visible : timeline_visible; }
+  bool& shown_infobar() { return full_screen ? fs_infobar_visible : infobar_visible; }
+  bool& shown_property_panel() { return full_screen ? fs_pp_visible : pp_visible; }
+  bool& shown_tooltip() { return full_screen ? fs_pv_tooltip_enabled : pv_tooltip_enabled; }
+  math::pointd& property_panel_position() { return full_screen ? fs_pp_pos : pp_pos; }
+  // The folders of watched sequences, by layer id; made with the first watch.
+  std::shared_ptr<platform::folder_watcher> watcher;
 
   // The catalogue text of a key, or the key itself without a catalogue.
   std::string catalogue_text(std::string_view key) const;

@@ -98,4 +98,18 @@ void state::toggle_repeat() {
   repeat = static_cast<repeat_type>((static_cast<int>(repeat) + 1) % 3);
 }
 
+void state::toggle_layer_stack() {
+  if (track_max > 0) {
+    prev_track_max = track_max;
+    track_max = 0;
+  } else {
+    track_max = prev_track_max > 0 ? prev_track_max : track_count();
+  }
+}
+
+void state::step_property_tab(int direction) {
+  constexpr int tabs = 8;
+  pp_tab = (pp_tab + direction + tabs) % tabs;
+}
+
 }  // namespace ksn

@@ -1,0 +1,70 @@
+#include "composition/layer_placement.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "composition/frame_numbers.h"
+#include "composition/undo.h"
+
+namespace ksn {
+namespace {
+
+// Positions stay as far from the ends of an int as frame numbers do.
+int moved(int value, int by) {
+  return clamped_frame(static_cast<long long>(value) + by);
+}
+
+int scaled_size(int size, double factor) {
+  return static_cast<int>(std::clamp<double>(std::trunc(size * std::nearbyint(factor * 1000) / 1000), 0, frame_limit));
+}
+
+// From a size of `old_size` to one of `new_size`.
+int rescaled(int value, int new_size, int old_size) {
+  return old_size == 0 ? value : rounded_frame(static_cast<double>(value) * new_size / old_size);
+}
+
+}  // namespace
+
+void move_position(track_info& track, math::point offset) {
+  track.pos = {moved(track.pos.x, offset.x), moved(track.pos.y, offset.y)};
+}
+
+math::point displayed_size(const track_info& track) {
+  return {scaled_size(track.width, track.scale_x * track.aspect / 100),
+          scaled_size(track.height, track.scale_y / 100.0)};
+}
+
+void move_selected_layers(state& composition, math::point offset) {
+  if (!composition.has_selection() || offset == math::point{}) return;
+  for (const int index : composition.selection) move_position(composition.track_at(index), offset);
+  composition.set_undo_action(std::make_shared<undo_layer_move>(composition, offset));
+}
+
+void reset_layer_position(state& composition) {
+  const int index = composition.selected_index();
+  if (index == composition.track_count()) return;
+  const math::point pos = composition.track_at(index).pos;
+  move_selected_layers(composition, {moved(0, -pos.x), moved(0, -pos.y)});
+}
+
+void move_by_half_size(state& composition, int direction_x, int direction_y) {
+  const int index = composition.selected_index();
+  if (index == composition.track_count()) return;
+  const math::point size = displayed_size(composition.track_at(index));
+  move_selected_layers(composition, {direction_x * (size.x / 2), direction_y * (size.y / 2)});
+}
+
+void layer_resize_to_mask(state& composition) {
+  for (const int index : composition.selection) {
+    track_info& track = composition.track_at(index);
+    if (track.source_type != source_type::adjustment && track.source_type != source_type::text) continue;
+    const math::point size = composition.mask_size;
+    track.crop_xy = {rescaled(track.crop_xy.x, size.x, track.width), rescaled(track.crop_xy.y, size.y, track.height)};
+    track.crop_wh = {rescaled(track.crop_wh.x, size.x, track.width), rescaled(track.crop_wh.y, size.y, track.height)};
+    track.width = size.x;
+    track.height = size.y;
+    if (composition.hooks.forget_layer) composition.hooks.forget_layer(track.id);
+  }
+}
+
+}  // namespace ksn

@@ -1,0 +1,277 @@
+#include "composition/layer_stack.h"
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+#include "composition/frame_numbers.h"
+#include "composition/layer_cache.h"
+#include "composition/undo.h"
+#include "img/format.h"
+#include "platform/file_watch.h"
+
+namespace ksn {
+namespace {
+
+// Sources that hold something open, which a deleted layer lets go of.
+bool holds_open_source(const track_info& track) {
+  switch (track.source_type) {
+    case source_type::avi:
+    case source_type::directshow:
+    case source_type::quicktime:
+    case source_type::ph_cine:
+    case source_type::video:
+    case source_type::r3d:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// The indices of layers after `inserted` (ascending, final) have come between them.
+std::set<int> shifted(const std::set<int>& selection, const std::vector<int>& inserted) {
+  std::set<int> result;
+  auto next = inserted.begin();
+  int before = 0;
+  for (const int index : selection) {
+    while (next != inserted.end() && *next <= index + before) {
+      ++next;
+      ++before;
+    }
+    result.insert(result.end(), index + before);
+  }
+  return result;
+}
+
+void raise_track_max(state& composition, int count) {
+  composition.track_max =
+      std::min(composition.track_max + count, std::max(composition.track_max, composition.track_count()));
+}
+
+// The copies of the layers at `originals`, each to stand right below its model.
+void insert_below(state& composition, const std::vector<int>& originals, std::vector<track_info> copies) {
+  std::vector<int> indices;
+  for (std::size_t i = 0; i < originals.size(); ++i) indices.push_back(originals[i] + static_cast<int>(i) + 1);
+  insert_layers(composition, indices, std::move(copies));
+}
+
+track_info duplicate_of(const track_info& track) {
+  track_info copy = copy_of(track);
+  copy.name += '\'';
+  return copy;
+}
+
+}  // namespace
+
+void insert_layers(state& composition, const std::vector<int>& indices, std::vector<track_info> records) {
+  std::vector<track_info> stack;
+  stack.reserve(composition.tracks.size() + records.size());
+  auto existing = composition.tracks.begin();
+  auto record = records.begin();
+  for (const int index : indices) {
+    while (static_cast<int>(stack.size()) < index && existing != composition.tracks.end()) {
+      stack.push_back(std::move(*existing++));
+    }
+    stack.push_back(std::move(*record++));
+  }
+  std::move(existing, composition.tracks.end(), std::back_inserter(stack));
+  composition.tracks = std::move(stack);
+  composition.selection = shifted(composition.selection, indices);
+  raise_track_max(composition, static_cast<int>(indices.size()));
+}
+
+std::vector<track_info> take_layers(state& composition, const std::set<int>& indices) {
+  std::vector<track_info> taken;
+  std::vector<track_info> kept;
+  std::set<int> selection;
+  taken.reserve(indices.size());
+  kept.reserve(composition.tracks.size());
+  for (int index = 0; index < composition.track_count(); ++index) {
+    track_info& track = composition.track_at(index);
+    if (indices.contains(index)) {
+      if (composition.watcher) composition.watcher->forget(track.id);
+      if (composition.hooks.forget_layer) composition.hooks.forget_layer(track.id);
+      taken.push_back(std::move(track));
+      continue;
+    }
+    if (composition.selection.contains(index)) selection.insert(selection.end(), static_cast<int>(kept.size()));
+    kept.push_back(std::move(track));
+  }
+  composition.tracks = std::move(kept);
+  composition.selection = std::move(selection);
+  composition.track_max = std::min(composition.track_max, composition.track_count());
+  composition.prev_track_max = std::min(composition.prev_track_max, composition.track_count());
+  return taken;
+}
+
+track_info copy_of(const track_info& track) {
+  track_info copy = track;
+  copy.id = next_layer_id();
+  copy.frame_states.clear();
+  return copy;
+}
+
+void drop_dangling_alpha_sources(state& composition) {
+  std::set<int> ids;
+  for (const track_info& track : composition.tracks) ids.insert(track.id);
+  for (track_info& track : composition.tracks) {
+    if (!ids.contains(track.alpha_source_id)) track.alpha_source_id = 0;
+  }
+}
+
+void reopen_source(state& composition, track_info& record) {
+  if (!record.is_clip() || record.clip) return;
+  record.clip =
+      sources::open_clip(static_cast<sources::clip_kind>(record.source_type), record.path, composition.fpcs).opened;
+}
+
+void layer_move_selected_up(state& composition) {
+  const int index = composition.selected_index();
+  if (index == composition.track_count() || index == 0) return;
+  std::swap(composition.track_at(index), composition.track_at(index - 1));
+  composition.selection = {index - 1};
+}
+
+void layer_move_selected_down(state& composition) {
+  const int index = composition.selected_index();
+  if (index >= composition.track_count() - 1) return;
+  std::swap(composition.track_at(index), composition.track_at(index + 1));
+  composition.selection = {index + 1};
+}
+
+void layer_delete_selected(state& composition) {
+  if (!composition.has_selection()) return;
+  const std::vector<int> indices(composition.selection.begin(), composition.selection.end());
+  std::vector<track_info> records = take_layers(composition, composition.selection);
+
+  std::set<std::pair<source_type, std::string>> remaining;
+  for (const track_info& track : composition.tracks) remaining.emplace(track.source_type, track.path);
+  std::set<int> deleted_ids;
+  for (track_info& record : records) {
+    deleted_ids.insert(record.id);
+    if (remaining.emplace(record.source_type, record.path).second) drop_from_cache(composition, record);
+    if (holds_open_source(record)) record.clip.reset();
+  }
+  std::vector<std::pair<int, int>> alpha_users;
+  for (track_info& track : composition.tracks) {
+    if (!deleted_ids.contains(track.alpha_source_id)) continue;
+    alpha_users.emplace_back(track.id, track.alpha_source_id);
+    track.alpha_source_id = 0;
+  }
+  composition.set_undo_action(
+      std::make_shared<undo_delete_layer>(composition, indices, std::move(records), std::move(alpha_users)));
+}
+
+void layer_duplicate(state& composition) {
+  const std::vector<int> originals(composition.selection.begin(), composition.selection.end());
+  std::vector<track_info> copies;
+  copies.reserve(originals.size());
+  for (const int index : originals) copies.push_back(duplicate_of(composition.track_at(index)));
+  insert_below(composition, originals, std::move(copies));
+}
+
+std::vector<int> layers_to_split(const state& composition) {
+  const long long t = static_cast<long long>(composition.tm_t);
+  std::vector<int> under;
+  const auto consider = [&](int index) {
+    const track_info& track = composition.track_at(index);
+    if (static_cast<long long>(track.begin) + track.in() < t && t < static_cast<long long>(track.begin) + track.out()) {
+      under.push_back(index);
+    }
+  };
+  if (composition.has_selection()) {
+    for (const int index : composition.selection) consider(index);
+    return under;
+  }
+  for (int index = 0; index < composition.track_count(); ++index) consider(index);
+  if (under.size() > 1) under.clear();
+  return under;
+}
+
+void layer_duplicate_and_split(state& composition) {
+  const std::vector<int> originals = layers_to_split(composition);
+  const int t = static_cast<int>(composition.tm_t);
+  std::vector<track_info> copies;
+  copies.reserve(originals.size());
+  for (const int index : originals) {
+    track_info& track = composition.track_at(index);
+    track_info copy = duplicate_of(track);
+    // The in point lies within one pass of the source, so a split in a later pass moves the copy by whole passes.
+    const int length = track.length();
+    const int relative = t - track.begin;
+    const int passes = relative / length;
+    copy.begin = clamped_frame(static_cast<long long>(copy.begin) + static_cast<long long>(passes) * length);
+    copy.set_in_out(relative - passes * length, track.out() - passes * length);
+    track.set_out(relative);
+    copies.push_back(std::move(copy));
+  }
+  insert_below(composition, originals, std::move(copies));
+}
+
+bool can_expand_into_layers(const state& composition) {
+  const int index = composition.selected_index();
+  if (index == composition.track_count()) return false;
+  const track_info& track = composition.track_at(index);
+  return track.layers.size() > 1 && track.layer.is_default();
+}
+
+void expand_into_layers(state& composition) {
+  if (!can_expand_into_layers(composition)) return;
+  const int index = composition.selected_index();
+  const track_info model = std::move(take_layers(composition, {index}).front());
+  std::vector<track_info> copies;
+  std::vector<int> indices;
+  for (const img::layer& layer : model.layers) {
+    track_info copy = copy_of(model);
+    copy.layer = layer;
+    indices.push_back(index + static_cast<int>(copies.size()));
+    copies.push_back(std::move(copy));
+  }
+  // Who took alpha from the whole takes it from the first part.
+  for (track_info& track : composition.tracks) {
+    if (track.alpha_source_id == model.id) track.alpha_source_id = copies.front().id;
+  }
+  insert_layers(composition, indices, std::move(copies));
+  composition.selection = std::set<int>(indices.begin(), indices.end());
+}
+
+bool can_embed_layer(const state& composition) {
+  const int index = composition.selected_index();
+  if (index == composition.track_count()) return false;
+  const track_info& track = composition.track_at(index);
+  return track.is_decoded() && track.frames == 1;
+}
+
+void embed_layer(state& composition) {
+  if (!can_embed_layer(composition)) return;
+  track_info& track = composition.track_at(composition.selected_index());
+  auto picture = std::make_shared<img::image>();
+  if (track.is_clip()) {
+    if (!track.clip || !track.clip->read(0, 0, *picture)) {
+      composition.report_error('"' + track.path + "\": Open error");
+      return;
+    }
+  } else {
+    img::load(*picture, track.frame_path(0), nullptr, &track.layer);
+  }
+  if (composition.watcher) composition.watcher->forget(track.id);
+  if (composition.hooks.cancel_preload) composition.hooks.cancel_preload(track);
+  track.source_type = source_type::clipboard_image;
+  track.width = picture->width;
+  track.height = picture->height;
+  track.clipboard_image = std::move(picture);
+  track.clip.reset();
+  track.path.clear();
+  track.mask.clear();
+  track.range.clear();
+  track.names.clear();
+  track.version.clear();
+  track.versions.clear();
+  track.layer = {};
+  track.layers.clear();
+  track.auto_update = false;
+  track.frame_states.clear();
+  if (composition.hooks.forget_layer) composition.hooks.forget_layer(track.id);
+}
+
+}  // namespace ksn

@@ -1,0 +1,131 @@
+#include "composition/stereo_pair.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "composition/file_paths.h"
+#include "composition/layer_stack.h"
+#include "composition/route.h"
+#include "composition/scan.h"
+#include "lib/paths.h"
+#include "platform/files.h"
+
+namespace ksn {
+namespace {
+
+constexpr std::string_view eye_words[2] = {"left", "right"};
+
+// `name` as the other eye has it: the whole name, or its ending behind a dot. `eye` becomes the eye of `name`.
+std::optional<std::string> other_layer_name(const std::string& name, int& eye) {
+  for (eye = 0; eye < 2; ++eye) {
+    const std::string_view word = eye_words[eye];
+    const std::string_view other = eye_words[1 - eye];
+    if (name == word) return std::string(other);
+    if (name.ends_with(word) && name.size() > word.size() && name[name.size() - word.size() - 1] == '.') {
+      return name.substr(0, name.size() - word.size()) + std::string(other);
+    }
+  }
+  return std::nullopt;
+}
+
+// `text` with every `from` become `to`, in the letters that it has: left, Left or LEFT.
+std::string replace_word(const std::string& text, std::string_view from, std::string_view to) {
+  const std::string low = lib::to_lower(text);
+  std::string result;
+  std::size_t copied = 0;
+  for (std::size_t at = low.find(from); at != std::string::npos; at = low.find(from, at + from.size())) {
+    result.append(text, copied, at - copied);
+    const auto is_upper = [&](std::size_t i) { return text[i] != low[i]; };
+    for (std::size_t i = 0; i < to.size(); ++i) {
+      const bool upper = is_upper(at) && (i == 0 || is_upper(at + 1));
+      result += static_cast<char>(upper ? to[i] - ('a' - 'A') : to[i]);
+    }
+    copied = at + from.size();
+  }
+  return result.append(text, copied);
+}
+
+// Turns `copy` to the source whose folder and names have the words replaced. False when it is not there.
+bool open_other_path(state& composition, track_info& copy, std::string path, std::string mask) {
+  if (path == copy.path && mask == copy.mask) return false;
+  if (copy.source_type != source_type::sequence) {
+    if (!platform::file_exists(path)) return false;
+    if (copy.is_clip()) {
+      auto result = sources::open_clip(static_cast<sources::clip_kind>(copy.source_type), path, composition.fpcs);
+      if (!result.opened) return false;
+      copy.clip = std::move(result.opened);
+      copy.frames = copy.clip->frames();
+    }
+    copy.path = std::move(path);
+    return true;
+  }
+  track_info found;
+  if (!copy.range.empty()) {
+    if (!make_range(path + mask, copy.range, found, copy.alpha_type)) return false;
+    if (!platform::file_exists(found.path + found.names.front())) return false;
+  } else if (scan_folder(path + mask, found, copy.alpha_type, false, {}) == scan_result::nothing) {
+    return false;
+  }
+  copy.path = std::move(found.path);
+  copy.mask = std::move(found.mask);
+  copy.frames = static_cast<int>(found.names.size());
+  copy.names = std::move(found.names);
+  return true;
+}
+
+// Tries the words in the file's name alone, in the folders alone and in both, in this order.
+bool find_other_path(state& composition, track_info& copy, std::string_view from, std::string_view to) {
+  const bool is_sequence = copy.source_type == source_type::sequence;
+  const auto [folder_view, name_view] = split_real_path(copy.path);
+  const std::string folder(folder_view);
+  const std::string name = is_sequence ? copy.mask : std::string(name_view);
+  const std::string other_folder = replace_word(folder, from, to);
+  const std::string other_name = replace_word(name, from, to);
+  const auto try_path = [&](const std::string& in, const std::string& file) {
+    return open_other_path(composition, copy, is_sequence ? in : in + file, is_sequence ? file : copy.mask);
+  };
+  return try_path(folder, other_name) || try_path(other_folder, name) || try_path(other_folder, other_name);
+}
+
+bool find_other_eye(state& composition, const track_info& original, track_info& copy, int& eye) {
+  if (!original.layers.empty()) {
+    const auto other = other_layer_name(original.layer.name, eye);
+    if (!other) return false;
+    const auto found = std::find_if(original.layers.begin(), original.layers.end(),
+                                    [&](const img::layer& layer) { return layer.name == *other; });
+    if (found == original.layers.end()) return false;
+    copy.layer = *found;
+    return true;
+  }
+  if (!original.is_decoded()) return false;
+  for (eye = 0; eye < 2; ++eye) {
+    if (find_other_path(composition, copy, eye_words[eye], eye_words[1 - eye])) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+bool add_other_stereo_view(state& composition) {
+  const int index = composition.selected_index();
+  if (index == composition.track_count()) return false;
+  track_info& original = composition.track_at(index);
+  track_info copy = original;
+  int eye = 0;
+  if (!find_other_eye(composition, original, copy, eye)) return false;
+  copy.id = next_layer_id();
+  copy.frame_states.clear();
+  if (copy.name == copy.default_name) copy.name = name_of_source(copy);
+  copy.default_name = name_of_source(copy);
+  original.target_view = eye == 0 ? target_view_type::left : target_view_type::right;
+  copy.target_view = eye == 0 ? target_view_type::right : target_view_type::left;
+  std::vector<track_info> records;
+  records.push_back(std::move(copy));
+  insert_layers(composition, {index}, std::move(records));
+  if (composition.automatic_preload && composition.hooks.request_preload) {
+    composition.hooks.request_preload(composition.track_at(index));
+  }
+  return true;
+}
+
+}  // namespace ksn

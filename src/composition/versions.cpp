@@ -1,0 +1,224 @@
+#include "composition/versions.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "composition/file_paths.h"
+#include "composition/layer_cache.h"
+#include "composition/route.h"
+#include "composition/scan.h"
+#include "composition/sequence.h"
+#include "composition/sequence_pattern.h"
+#include "lib/paths.h"
+#include "platform/file_watch.h"
+#include "platform/files.h"
+
+namespace ksn {
+namespace {
+
+bool is_word(char c) {
+  return is_digit(c) || (lowered(c) >= 'a' && lowered(c) <= 'z');
+}
+
+// End of `v` and digits at `first`, or `first` when there are none.
+std::size_t end_of_token(std::string_view text, std::size_t first) {
+  if (first >= text.size() || lowered(text[first]) != 'v') return first;
+  std::size_t end = first + 1;
+  while (end < text.size() && is_digit(text[end])) ++end;
+  return end == first + 1 ? first : end;
+}
+
+// Where the versioned component of a path stands, and the token in it.
+struct version_place {
+  std::string_view folder;  // the parent, with its separator
+  std::string_view prefix;  // of the component, in front of the token
+  std::string_view token;
+  std::string_view suffix;
+  bool is_file = false;
+};
+
+bool find_place(const track_info& track, version_place& place) {
+  const bool folder_only = track.source_type == source_type::sequence;
+  std::string_view rest = track.path;
+  for (bool is_file = !folder_only; !rest.empty(); is_file = false) {
+    if (!is_file && rest.back() == '/') rest.remove_suffix(1);
+    const auto [folder, name] = split_real_path(rest);
+    std::size_t first = 0;
+    std::size_t length = 0;
+    if (find_version_token(name, is_file, first, length)) {
+      place = {folder, name.substr(0, first), name.substr(first, length), name.substr(first + length), is_file};
+      return true;
+    }
+    rest = folder;
+    if (rest == "/") break;
+  }
+  return false;
+}
+
+// The source under another version: all tokens of the old one replaced, or when that is not there and `nearest_only`
+// is, the one in the nearest component alone.
+struct versioned_source {
+  std::string path;
+  std::string mask;
+  std::vector<std::string> names;
+};
+
+bool source_exists(const track_info& track, const versioned_source& source) {
+  if (track.source_type != source_type::sequence) return platform::file_exists(source.path);
+  if (!platform::is_folder(source.path)) return false;
+  if (!source.names.empty() && platform::file_exists(source.path + source.names.front())) return true;
+  bool found = false;
+  lib::visit_files(source.path, [&](std::string_view name) {
+    int number = 0;
+    bool fits = false;
+    found = found || (source.mask == "*" || match_frame(name, source.mask, number, fits));
+  });
+  return found;
+}
+
+bool find_version(const track_info& track, std::string_view version, versioned_source& source) {
+  version_place place;
+  if (!find_place(track, place)) return false;
+  const auto with_nearest_only = [&] {
+    std::string path(track.path);
+    const auto at = static_cast<std::size_t>(place.token.data() - track.path.data());
+    return path.replace(at, place.token.size(), version);
+  };
+  source.path = replace_version(track.path, place.token, version);
+  source.mask = replace_version(track.mask, place.token, version);
+  source.names.clear();
+  source.names.reserve(track.names.size());
+  for (const std::string& name : track.names) source.names.push_back(replace_version(name, place.token, version));
+  if (source_exists(track, source)) return true;
+
+  versioned_source nearest{with_nearest_only(), track.mask, track.names.list()};
+  if (!source_exists(track, nearest)) return false;
+  source = std::move(nearest);
+  return true;
+}
+
+// Reads again what the header of a still, or the clip itself, decides. The user's choices stay.
+void reopen(state& composition, track_info& track) {
+  if (track.is_clip()) {
+    sources::open_result result =
+        sources::open_clip(static_cast<sources::clip_kind>(track.source_type), track.path, composition.fpcs);
+    track.clip = std::move(result.opened);
+    if (!track.clip) return;
+    track.frames = track.clip->frames();
+    track.width = track.clip->width();
+    track.height = track.clip->height();
+    return;
+  }
+  const std::string first = track.frame_path(0);
+  if (first.empty() || !platform::file_exists(first)) return;
+  track_info fresh;
+  read_first_header(fresh, first, track.alpha_type);
+  if (fresh.width == 0) return;
+  track.width = fresh.width;
+  track.height = fresh.height;
+  track.layers = fresh.layers;
+}
+
+void step_version(state& composition, int direction) {
+  const int index = composition.selected_index();
+  if (index == composition.track_count()) return;
+  track_info& track = composition.track_at(index);
+  scan_versions(track);
+  const int count = static_cast<int>(track.versions.size());
+  const auto found = std::find(track.versions.begin(), track.versions.end(), track.version);
+  int at = static_cast<int>(found - track.versions.begin());
+  if (at == count) at = direction > 0 ? -1 : count;
+  for (int step = 0; step < count; ++step) {
+    at = (at + direction + count) % count;
+    const std::string candidate = track.versions[static_cast<std::size_t>(at)];
+    versioned_source source;
+    if (candidate == track.version || !find_version(track, candidate, source)) continue;
+    set_version(composition, track, candidate);
+    return;
+  }
+}
+
+}  // namespace
+
+bool find_version_token(std::string_view name, bool is_file, std::size_t& first, std::size_t& length) {
+  for (std::size_t at = 0; at < name.size(); ++at) {
+    if (at > 0 && name[at - 1] != '_') continue;
+    const std::size_t end = end_of_token(name, at);
+    if (end == at) continue;
+    if (end < name.size() && name[end] != '_' && !(is_file && name[end] == '.')) continue;
+    first = at;
+    length = end - at;
+    return true;
+  }
+  return false;
+}
+
+std::string replace_version(std::string_view text, std::string_view from, std::string_view to) {
+  std::string result;
+  std::size_t copied = 0;
+  for (std::size_t at = text.find(from); at != std::string_view::npos; at = text.find(from, at + 1)) {
+    const std::size_t end = at + from.size();
+    if ((at > 0 && is_word(text[at - 1])) || (end < text.size() && is_word(text[end]))) continue;
+    result.append(text.substr(copied, at - copied)).append(to);
+    copied = end;
+  }
+  return result.append(text.substr(copied));
+}
+
+std::string version_of(const track_info& track) {
+  version_place place;
+  if (track.source_type != source_type::image && track.source_type != source_type::sequence && !track.is_clip())
+    return {};
+  return find_place(track, place) ? std::string(place.token) : std::string();
+}
+
+void scan_versions(track_info& track) {
+  track.versions.clear();
+  track.version = version_of(track);
+  version_place place;
+  if (track.version.empty() || !find_place(track, place)) return;
+  std::vector<std::string> beside;
+  lib::list_folder(place.folder.empty() ? "." : std::string(place.folder), "*", place.is_file ? &beside : nullptr,
+                   place.is_file ? nullptr : &beside);
+  for (const std::string& name : beside) {
+    if (name.size() <= place.prefix.size() + place.suffix.size()) continue;
+    if (!name.starts_with(place.prefix) || !name.ends_with(place.suffix)) continue;
+    const std::string token = name.substr(place.prefix.size(), name.size() - place.prefix.size() - place.suffix.size());
+    if (end_of_token(token, 0) == token.size()) track.versions.push_back(token);
+  }
+  natural_sort(track.versions);
+}
+
+bool can_change_version(const state& composition) {
+  const int index = composition.selected_index();
+  return index != composition.track_count() && !version_of(composition.track_at(index)).empty();
+}
+
+void layer_next_version(state& composition) {
+  step_version(composition, 1);
+}
+
+void layer_previous_version(state& composition) {
+  step_version(composition, -1);
+}
+
+void set_version(state& composition, track_info& track, const std::string& version) {
+  const std::string present = version_of(track);
+  if (present.empty() || version == present || end_of_token(version, 0) != version.size()) return;
+  drop_from_cache(composition, track);
+  const bool named_by_file = track.name == name_of_source(track);
+  versioned_source source;
+  // One that is not there still becomes the source, by its most likely names.
+  find_version(track, version, source);
+  track.path = std::move(source.path);
+  track.mask = std::move(source.mask);
+  if (track.source_type == source_type::sequence) track.names = std::move(source.names);
+  track.frame_states.clear();
+  track.version = version;
+  track.default_name = name_of_source(track);
+  if (named_by_file) track.name = track.default_name;
+  reopen(composition, track);
+  if (composition.watcher && composition.watcher->watches(track.id)) composition.watcher->watch(track.id, track.path);
+}
+
+}  // namespace ksn
