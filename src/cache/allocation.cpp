@@ -42,6 +42,14 @@ void forget_allocation_fallback(frame_cache* cache) {
   fallback.compare_exchange_strong(cache, nullptr);
 }
 
+bool has_own_operators() {
+#if defined(KSN_SANITIZED)
+  return false;
+#else
+  return true;
+#endif
+}
+
 void* allocate_with_retries(std::size_t size, std::size_t alignment,
                             void* (*attempt)(std::size_t size, std::size_t alignment)) noexcept {
   for (int i = 0; i < allocation_attempts; ++i) {

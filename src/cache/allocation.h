@@ -13,6 +13,9 @@ class frame_cache;
 void set_allocation_fallback(frame_cache* cache);
 void forget_allocation_fallback(frame_cache* cache);
 
+// Whether this build has operators of its own.
+bool has_own_operators();
+
 constexpr int allocation_attempts = 16;
 
 // Calls `attempt` until it gives a block, at most 16 times, and evicts one image after each failure. Null at the end.
