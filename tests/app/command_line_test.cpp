@@ -1,0 +1,200 @@
+// The program from outside: command lines and files, what they print, and how they end.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "img/format.h"
+#include "support/pictures.h"
+#include "support/program.h"
+
+namespace {
+
+using strings = std::vector<std::string>;
+
+class command_line : public testing::Test {
+ protected:
+  support::temp_folder folder;
+
+  support::outcome run(strings arguments, std::map<std::string, std::string> environment = {}) {
+    return support::run_program(KESTRIN_BINARY, std::move(arguments), folder.path(), std::move(environment));
+  }
+  std::string path(const std::string& name) const { return folder / name; }
+  void picture(const std::string& name, int width = 4, int height = 3) {
+    support::write_file(path(name), "");
+    img::save(support::picture("BGR", width, height, {10, 20, 30}), path(name), nullptr, {});
+  }
+  // "PATH": text
+  std::string line(const std::string& name, const std::string& text) const { return "\"" + path(name) + "\": " + text; }
+};
+
+TEST_F(command_line, ends) {
+  struct row {
+    strings arguments;
+    int code;
+    bool prints;
+    std::size_t error_lines;
+  };
+  const row rows[] = {
+      {{"--exit"}, 0, false, 0},
+      {{"--exit=status"}, 0, false, 0},
+      {{"--nonsense", "--exit"}, 0, false, 1},
+      {{"--nonsense", "--exit=status"}, 1, false, 1},
+      {{"--exit=status", "--nonsense"}, 0, false, 0},
+      {{"--exit=state", "--exit"}, 0, false, 1},
+      {{"--exit", "--print_fields"}, 0, false, 0},
+      {{"--help"}, 0, true, 0},
+      {{"--version"}, 0, true, 0},
+      {{}, 0, true, 0},               // no display: how to begin
+      {{"--fps=24"}, 255, false, 1},  // no window can be opened
+      {{"none.tga"}, 255, false, 2},
+      {{"--attach", "--exit"}, 0, false, 1},
+  };
+  for (const row& r : rows) {
+    const support::outcome found = run(r.arguments);
+    const std::string shown = r.arguments.empty() ? "" : r.arguments[0];
+    EXPECT_EQ(found.code, r.code) << shown;
+    EXPECT_EQ(!found.out.empty(), r.prints) << shown << found.out;
+    EXPECT_EQ(found.error_lines().size(), r.error_lines) << shown << found.errors;
+  }
+}
+
+TEST_F(command_line, layers_and_their_fields) {
+  for (int i : {1, 2, 3, 4}) picture("s.000" + std::to_string(i) + ".tga");
+  picture("still.tga", 7, 5);
+  const support::outcome found =
+      run({"s.####.tga", "still.tga", "--alpha=normal", "--1:opacity=50", "---1:opacity=60", "--1,2:name=top,bottom",
+           "--print_field=1:name", "--print_field='bottom':length", "--print_field=1..2:opacity", "--print_field=alpha",
+           "--var:x=%{1:name}%{---1:name}", "--print_field=var:x", "--exit"});
+  EXPECT_EQ(found.error_lines(), strings{"\"%{---1:name}\": Invalid field"});
+  EXPECT_EQ(found.out_lines(),
+            (strings{"1:name=top", "'bottom':length=4", "1..2:opacity=50,60", "selected:alpha=normal", "var:x=top"}));
+}
+
+TEST_F(command_line, names_with_every_kind_of_character) {
+  const strings names = {
+      "a b.tga",      "it's.tga", "say \"hi\".tga",  "100%.tga",      "%%.tga",
+      "%PATH%.tga",   "{x}.tga",  "a,b.tga",         "a=b.tga",       "gr\xC3\xBC\xC3\x9F \xE6\x97\xA5\xE6\x9C\xAC.tga",
+      "\xFF\xFE.tga", "-x.tga",   "back\\slash.tga", "new\nline.tga", "folder.ksncomp/a.tga",
+      "#.tga",        "[1-2].tga"};
+  for (const std::string& name : names) {
+    picture(name);
+    const std::string file = name.substr(name.rfind('/') + 1);
+    const support::outcome found = run({name, "--still_image", "--print_field=1:name", "--exit=status"});
+    EXPECT_EQ(found.out, "1:name=" + file + "\n") << name;
+    EXPECT_EQ(found.errors, "") << name;
+    EXPECT_EQ(found.code, 0) << name;
+  }
+}
+
+TEST_F(command_line, sources_that_are_none) {
+  support::write_file(path("empty.tga"), "");
+  support::write_file(path("text.txt"), "text");
+  support::write_file(path("folder/readme"), "");
+  struct row {
+    strings arguments;
+    strings errors;
+  };
+  const row rows[] = {
+      {{"none.tga"}, {line("none.tga", "Open error 2 (0x00000002)")}},
+      {{"none/none.tga"}, {line("none/none.tga", "Open error 2 (0x00000002)")}},
+      {{"none.####.tga"}, {line("none.####.tga", "Path contains no images")}},
+      {{"folder"}, {line("folder", "Path contains no images")}},
+      {{"none.ksncmd"}, {line("none.ksncmd", "Open error")}},
+      {{"folder/../none.tga"}, {line("none.tga", "Open error 2 (0x00000002)")}},
+  };
+  for (const row& r : rows) {
+    strings arguments = r.arguments;
+    arguments.insert(arguments.end(), {"--print_field=1:name", "--exit"});
+    const support::outcome found = run(arguments);
+    strings errors = r.errors;
+    errors.push_back("\"{1:name}\": Invalid layer index 1");
+    EXPECT_EQ(found.error_lines(), errors) << r.arguments[0];
+    EXPECT_EQ(found.out, "") << r.arguments[0];
+    EXPECT_EQ(found.code, 0) << r.arguments[0];
+  }
+  // A file that is there and can't be understood is still one clean end.
+  for (const char* name : {"empty.tga", "text.txt"}) {
+    const support::outcome found = run({name, "--exit=status"});
+    EXPECT_LE(found.code, 1) << name;
+  }
+}
+
+TEST_F(command_line, command_files) {
+  support::write_file(path("self.ksncmd"),
+                      "\xEF\xBB\xBF// a comment\r\n--var:a=1\r\nself.ksncmd\r\n\"--var:b=2 3\"\r\n");
+  support::write_file(path("outer file.ksncmd"),
+                      "self.ksncmd --execute_cmdfile=self.ksncmd\n--print_fields=var\n--exit\n");
+  const support::outcome found = run({"outer file.ksncmd", "--print_fields"});
+  EXPECT_EQ(found.error_lines(),
+            (strings{line("self.ksncmd", "File includes itself"), line("self.ksncmd", "File includes itself")}));
+  EXPECT_EQ(found.out_lines(), (strings{"var:a=1", "var:b=2 3"}));
+  EXPECT_EQ(found.code, 0);
+  const support::outcome missing = run({"--execute_cmdfile=none.txt", "--exit=status"});
+  EXPECT_EQ(missing.error_lines(), strings{line("none.txt", "Open error")});
+  EXPECT_EQ(missing.code, 1);
+  const support::outcome endless = run({"--execute_cmdfile=/dev/zero", "--exit=status"});
+  EXPECT_EQ(endless.error_lines(), strings{"\"/dev/zero\": Open error"});
+}
+
+TEST_F(command_line, environment) {
+  const support::outcome found =
+      run({"--env:KESTRIN_SET=b", "--var:x=%{env:KESTRIN_GIVEN}%{env:KESTRIN_SET}", "--expand_env_vars=1",
+           "--var:y=%KESTRIN_GIVEN%%KESTRIN_SET%", "--print_fields=var", "--exit"},
+          {{"KESTRIN_GIVEN", "a %x%"}});
+  EXPECT_EQ(found.out_lines(), (strings{"var:x=a %x%b", "var:y=a %x%b"}));
+  EXPECT_EQ(found.errors, "");
+}
+
+TEST_F(command_line, ten_thousand_arguments) {
+  strings options;
+  for (int i = 0; i < 10000; ++i) options.push_back("--var:v" + std::to_string(i % 100) + "=" + std::to_string(i));
+  options.insert(options.end(), {"--print_field=var:v99", "--exit"});
+  const support::outcome set = run(options);
+  EXPECT_EQ(set.out, "var:v99=9999\n");
+  EXPECT_EQ(set.errors, "");
+
+  picture("a.tga");
+  strings layers;
+  for (int i = 0; i < 5000; ++i) layers.insert(layers.end(), {"a.tga", "--still_image"});
+  layers.insert(layers.end(), {"--5000:name=last", "--print_field=-1:name", "--exit"});
+  const support::outcome added = run(layers);
+  EXPECT_EQ(added.out, "-1:name=last\n");
+  EXPECT_EQ(added.errors, "");
+}
+
+TEST_F(command_line, arguments_of_ten_megabytes) {
+  const std::size_t size = 10 << 20;
+  const std::string long_text(size, 'x');
+  std::string commas;
+  std::string brackets;
+  while (commas.size() < size) commas += "1,";
+  while (brackets.size() < size) brackets += "%{";
+  struct row {
+    std::string text;
+    std::size_t error_lines;
+  };
+  const row rows[] = {
+      {"--var:v=" + long_text, 0},
+      {"--" + long_text, 1},
+      {"--" + long_text + ":opacity=1", 1},
+      {long_text, 1},
+      {"--" + commas + "1:opacity=1", 1},
+      {"--!1:opacity=" + commas, 1},
+      {"--var:v=" + brackets, 1},
+      {"--var:v=" + std::string(size, '%') + "{x", 0},
+      {"--var:v=\"" + std::string(size, '\\') + "\"", 0},
+      {"--'" + long_text + "':name=" + long_text, 1},
+      {std::string(size, '"'), 0},
+      {std::string(size, '\n'), 0},
+      {"--1:crop=" + commas, 1},
+  };
+  for (const row& r : rows) {
+    support::write_file(path("long.ksncmd"), r.text + "\n--print_field=fps --exit");
+    const support::outcome found = run({"long.ksncmd"});
+    EXPECT_EQ(found.code, 0) << r.text.substr(0, 20);
+    EXPECT_EQ(found.out, "global:fps=25\n") << r.text.substr(0, 20);
+    EXPECT_EQ(found.error_lines().size(), r.error_lines) << r.text.substr(0, 20) << found.errors.substr(0, 200);
+  }
+}
+
+}  // namespace

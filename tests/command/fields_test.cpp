@@ -1,0 +1,409 @@
+// Every field both ways.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "language.h"
+#include "support/temp_folder.h"
+
+namespace {
+
+TEST(fields, names_in_the_order_of_print_fields) {
+  const strings color = {"exposure",    "soft_clip",    "temperature", "lift", "gamma",
+                         "gain",        "brightness",   "contrast",    "hue",  "saturation",
+                         "color_space", "lookup_table", "disable_cc"};
+  strings global = {
+      "timeline",    "wa_begin",    "wa_end",       "time", "back_color", "safe_area",     "mask_type",
+      "mask_size",   "fps",         "zoom",         "pan",  "frame_base", "global_aspect", "apply_transforms_to_mask",
+      "stereo_view", "stereo_mode", "global_volume"};
+  strings layer = {"name",
+                   "group_id",
+                   "begin",
+                   "in_point",
+                   "out_point",
+                   "length",
+                   "position",
+                   "blend",
+                   "alpha",
+                   "depth",
+                   "opacity",
+                   "fade_in",
+                   "fade_out",
+                   "invert_color",
+                   "invert_alpha",
+                   "invert_depth",
+                   "auto_update",
+                   "disable_caching",
+                   "pixel_aspect",
+                   "scale_x",
+                   "scale_y",
+                   "flip_x",
+                   "flip_y",
+                   "border",
+                   "border_color",
+                   "layer_safe_area",
+                   "crop",
+                   "primary_color_key",
+                   "secondary_color_key",
+                   "image_layer_index",
+                   "image_layer",
+                   "layer_channels",
+                   "target_view",
+                   "volume",
+                   "alpha_source",
+                   "alpha_source_channel",
+                   "alpha_source_range",
+                   "alpha_source_invert",
+                   "alpha_source_stretch",
+                   "alpha_source_mode",
+                   "alpha_source_channel2"};
+  global.insert(global.end(), color.begin(), color.end());
+  layer.insert(layer.end(), color.begin(), color.end());
+  for (const char* name : {"text",
+                           "text_align_x",
+                           "text_align_y",
+                           "text_font",
+                           "text_size",
+                           "text_bold",
+                           "text_italic",
+                           "text_color",
+                           "text_outline_color",
+                           "text_shadow_color",
+                           "text_back_color",
+                           "text_back_cover_layer",
+                           "r3d_resolution",
+                           "r3d_track",
+                           "r3d_preset",
+                           "r3d_kelvin",
+                           "r3d_tint",
+                           "r3d_iso",
+                           "r3d_flut",
+                           "r3d_color_space",
+                           "r3d_gamma_curve"}) {
+    layer.push_back(name);
+  }
+  const language tried;
+  strings found;
+  for (const auto& field : tried.engine.global_field_table) found.push_back(field.name);
+  EXPECT_EQ(found, global);
+  found.clear();
+  for (const auto& field : tried.engine.layer_field_table) found.push_back(field.name);
+  EXPECT_EQ(found, layer);
+}
+
+// What a field reads back after each text; a text with a null behind it is refused and changes nothing.
+struct step {
+  const char* text;
+  const char* read;
+};
+struct row {
+  const char* field;
+  const char* initial;
+  std::vector<step> steps;
+};
+
+void check(const std::string& scope, const std::vector<row>& rows, const std::string& table) {
+  for (const row& r : rows) {
+    language tried({"a", "b"});
+    const std::string name = scope + ":" + r.field;
+    std::string before = r.initial;
+    EXPECT_EQ(tried.field(name), before) << name;
+    for (const step& s : r.steps) {
+      tried.run({"--" + name + "=" + s.text});
+      if (s.read) {
+        EXPECT_EQ(tried.errors, strings{}) << name << "=" << s.text;
+        before = s.read;
+      } else {
+        EXPECT_EQ(tried.errors,
+                  strings{"Invalid value \"" + std::string(s.text) + "\" for " + table + " field \"" + r.field + "\""});
+      }
+      EXPECT_EQ(tried.field(name), before) << name << "=" << s.text;
+      // What was read can be set again.
+      if (before.find("none") == before.npos) {
+        tried.run({"--" + name + "=" + before});
+        EXPECT_EQ(tried.errors, strings{}) << name << "=" << before;
+        EXPECT_EQ(tried.field(name), before) << name;
+      }
+    }
+  }
+}
+
+const std::vector<step> bool_steps = {{"1", "1"},        {"0", "0"},    {"2", nullptr},
+                                      {"true", nullptr}, {"", nullptr}, {"1x", nullptr}};
+
+const std::vector<row> color_rows = {
+    {"exposure",
+     "0",
+     {{"1.5", "1.5"},
+      {"1,2,-3", "1,2,-3"},
+      {"0.005", "0"},
+      {"0.015", "0.02"},
+      {"1,2", nullptr},
+      {"nan", nullptr},
+      {"1e300", nullptr}}},
+    {"soft_clip", "0", {{"0.25", "0.25"}, {"-1", nullptr}, {"1,1,1", nullptr}}},
+    {"temperature", "6600", {{"3200", "3200"}, {"5000.4", "5000"}, {"0", nullptr}, {"warm", nullptr}}},
+    {"lift", "0", {{"0.01", "0.01"}, {"-0.001,0,0.5", "-0.001,0,0.5"}, {"0.0004", "0"}}},
+    {"gamma", "1", {{"2.2", "2.2"}, {"1,1,1", "1"}, {"0.5,1,1", "0.5,1,1"}, {"0", nullptr}, {"-1", nullptr}}},
+    {"gain", "1", {{"1.25", "1.25"}, {"0", "0"}, {"2,1,0.5", "2,1,0.5"}}},
+    {"brightness", "0", {{"0.125", "0.125"}, {"-0.5", "-0.5"}}},
+    {"contrast", "0", {{"0.3", "0.3"}, {"-2,0,2", "-2,0,2"}}},
+    {"hue", "0", {{"180", "180"}, {"-90,0,90", "-90,0,90"}, {"12.5", "12"}}},
+    {"saturation", "100", {{"0", "0"}, {"120", "120"}, {"-1", nullptr}}},
+    {"color_space",
+     "default",
+     {{"linear", "linear"}, {"srgb", "srgb"}, {"default", "default"}, {"log", nullptr}, {"1", nullptr}}},
+    {"lookup_table", "none", {{"/no/such.cube", nullptr}, {"none", "none"}, {"", nullptr}}},
+    {"disable_cc", "0", bool_steps},
+};
+
+TEST(fields, of_the_composition) {
+  check("global",
+        {
+            {"timeline",
+             "250",
+             {{"100", "100"},
+              {"5", "10"},
+              {"-5", "10"},
+              {" 40", "40"},
+              {"40x", nullptr},
+              {"", nullptr},
+              {"1e3", nullptr},
+              {"99999999999", nullptr}}},
+            {"wa_begin", "0", {{"10", "10"}, {"-3", "0"}, {"249", "249"}, {"250", "249"}, {"900", "249"}}},
+            {"wa_end", "250", {{"20", "20"}, {"900", "250"}, {"2", "2"}, {"1", "1"}, {"-7", "1"}}},
+            {"time", "0", {{"12.5", "12.5"}, {"-1", "0"}, {"900", "250"}, {"inf", nullptr}}},
+            {"back_color",
+             "black",
+             {{"dark_grey", "dark_grey"},
+              {"transparent", "transparent"},
+              {"255,0,255", "magenta"},
+              {"255,255,255,7", "white"},
+              {"1,2,3", "1,2,3"},
+              {"0,0,0", "black"},
+              {"custom", "1,2,3"},
+              {"0,0", nullptr},
+              {"0,0,256", nullptr},
+              {"0,0,-1", nullptr},
+              {"grey", nullptr}}},
+            {"safe_area", "none", {{"blue", "blue"}, {"orange", "orange"}, {"none", "none"}, {"red", nullptr}}},
+            {"mask_type",
+             "transparent",
+             {{"none", "none"}, {"crop", "crop"}, {"crop_safe", "crop_safe"}, {"Crop", nullptr}}},
+            {"mask_size",
+             "720,576",
+             {{"1920,1080", "1920,1080"},
+              {"1,65535", "1,65535"},
+              {"0,5", nullptr},
+              {"5,-1", nullptr},
+              {"65536,1", nullptr},
+              {"5", nullptr},
+              {"5,5,5", nullptr},
+              {"5;5", nullptr}}},
+            {"fps",
+             "25",
+             {{"24", "24"},
+              {"23.976", "23.98"},
+              {"29.97", "29.97"},
+              {"0.01", "0.01"},
+              {"0", nullptr},
+              {"-5", nullptr},
+              {"1e99", nullptr}}},
+            {"zoom", "100", {{"1", "1"}, {"400", "400"}, {"0", nullptr}}},
+            {"pan", "0,0", {{"1.5,-2", "1.5,-2"}, {"1e-3,7", "0.001,7"}, {"1", nullptr}, {"1,nan", nullptr}}},
+            {"frame_base", "0", {{"1", "1"}, {"0", "0"}, {"2", nullptr}}},
+            {"global_aspect", "1.0666667", {{"1.5", "1.5"}, {"0.9", "1.5"}, {"x", nullptr}}},
+            {"apply_transforms_to_mask", "0", bool_steps},
+            {"stereo_view", "left", {{"right", "right"}, {"both", "both"}, {"middle", nullptr}}},
+            {"stereo_mode",
+             "anaglyph",
+             {{"interlaced", "interlaced"},
+              {"checkerboard", "checkerboard"},
+              {"anaglyph_gm", "anaglyph_gm"},
+              {"", nullptr}}},
+            {"global_volume", "100", {{"0", "0"}, {"50", "50"}, {"-1", nullptr}}},
+        },
+        "global");
+  check("global", color_rows, "global");
+}
+
+TEST(fields, of_layers) {
+  check("1",
+        {
+            {"name", "a", {{"x y, z=1:2", "x y, z=1:2"}, {"", "a"}}},
+            {"group_id", "0", {{"7", "7"}, {"-1", nullptr}}},
+            {"begin", "0", {{"-12", "-12"}, {"30", "30"}, {"3.5", nullptr}}},
+            {"length", "1", {{"50", "50"}, {"1", "1"}, {"0", nullptr}}},
+            {"out_point", "1", {{"24", "24"}, {"0", "1"}}},
+            {"in_point", "0", {{"5", "0"}, {"-5", "0"}}},  // of a still, which has one frame
+            {"position", "0,0", {{"-10,20", "-10,20"}, {"1,2,3", nullptr}, {"1.5,2", nullptr}}},
+            {"blend",
+             "normal",
+             {{"add", "add"},
+              {"multiply", "multiply"},
+              {"screen", "screen"},
+              {"difference", "difference"},
+              {"over", nullptr}}},
+            {"alpha", "ignore", {{"normal", "normal"}, {"pm", "pm"}, {"mask", "mask"}, {"none", nullptr}}},
+            {"depth", "replace", {{"ignore", "ignore"}, {"combine", "combine"}, {"", nullptr}}},
+            {"opacity", "100", {{"0", "0"}, {"55", "55"}, {"101", nullptr}, {"-1", nullptr}, {"50%", nullptr}}},
+            {"fade_in", "0", {{"10", "10"}, {"-1", nullptr}}},
+            {"fade_out", "0", {{"10", "10"}, {"-1", nullptr}}},
+            {"invert_color", "0", bool_steps},
+            {"invert_alpha", "0", bool_steps},
+            {"invert_depth", "0", bool_steps},
+            {"auto_update", "0", bool_steps},
+            {"disable_caching", "0", bool_steps},
+            {"pixel_aspect", "1", {{"1.0666667", "1.0666667"}, {"0", "0.001"}, {"-3", "0.001"}, {"1:1", nullptr}}},
+            {"scale_x", "100", {{"50", "50"}, {"1", "1"}, {"0", "1"}, {"-50", "1"}, {"x", nullptr}}},
+            {"scale_y", "100", {{"250", "250"}, {"-1", "1"}}},
+            {"flip_x", "0", bool_steps},
+            {"flip_y", "0", bool_steps},
+            {"border", "0", bool_steps},
+            {"border_color", "58,107,139", {{"1,2,3", "1,2,3"}, {"1,2,3,4", "1,2,3"}, {"red", nullptr}}},
+            {"layer_safe_area", "0", bool_steps},
+            {"crop", "none", {{"1,-2,30,40", "1,-2,30,40"}, {"none", "none"}, {"1,2,3", nullptr}}},
+            {"primary_color_key",
+             "none",
+             {{"0,255,0,48,6", "0,255,0,48,6"},
+              {"1,2,3,10.6,4", "1,2,3,11,4"},
+              {"none", "none"},
+              {"1,2,3", nullptr},
+              {"1,2,300,4,5", nullptr},
+              {"1,2,3,-4,5", nullptr},
+              {"1,2,3,4,5.5", nullptr}}},
+            {"secondary_color_key", "none", {{"9,8,7,6,5", "9,8,7,6,5"}}},
+            {"image_layer_index", "-1", {{"-1", "-1"}, {"3", nullptr}, {"-2", nullptr}}},
+            {"image_layer", "", {{"", ""}, {"left", nullptr}}},
+            {"layer_channels",
+             "rgb",
+             {{"alpha", "alpha"},
+              {"r_color", "r_color"},
+              {"b_grayscale", "b_grayscale"},
+              {"g_hidden", "g_hidden"},
+              {"red", nullptr}}},
+            {"target_view", "both", {{"left", "left"}, {"right", "right"}}},
+            {"volume", "100", {{"30", "30"}, {"-1", nullptr}}},
+            {"alpha_source",
+             "none",
+             {{"2", "2"},
+              {"'b'", "2"},
+              {"id(102)", "2"},
+              {"-1", "2"},
+              {"none", "none"},
+              {"3", nullptr},
+              {"1,2", nullptr},
+              {"x", nullptr}}},
+            {"alpha_source_channel", "alpha", {{"blue", "blue"}, {"luma", "luma"}, {"depth", "depth"}, {"3", nullptr}}},
+            {"alpha_source_range",
+             "none",
+             {{"shadows", "shadows"}, {"midtones", "midtones"}, {"highlights", "highlights"}, {"all", nullptr}}},
+            {"alpha_source_invert", "0", bool_steps},
+            {"alpha_source_stretch", "0", bool_steps},
+            {"alpha_source_mode", "replace", {{"combine", "combine"}, {"multiply", "multiply"}, {"add", nullptr}}},
+            {"alpha_source_channel2", "alpha", {{"red", "red"}, {"green", "green"}}},
+            {"text", "", {{"a\\nb\\\\c\\q", "a\\nb\\\\c\\q"}, {"\"", "\\q"}, {"\\x\\", "\\\\x\\\\"}, {"", ""}}},
+            {"text_align_x", "center", {{"left", "left"}, {"right", "right"}, {"top", nullptr}}},
+            {"text_align_y", "middle", {{"top", "top"}, {"bottom", "bottom"}, {"left", nullptr}}},
+            {"text_font", "Arial", {{"DejaVu Sans", "DejaVu Sans"}, {"", nullptr}}},
+            {"text_size", "32", {{"8", "8"}, {"0", nullptr}, {"99999999", nullptr}}},
+            {"text_bold", "0", bool_steps},
+            {"text_italic", "0", bool_steps},
+            {"text_color", "255,255,255", {{"1,2,3", "1,2,3"}, {"1,2,3,4", "1,2,3,4"}, {"1,2,3,255", "1,2,3"}}},
+            {"text_outline_color", "0,0,0", {{"9,9,9,0", "9,9,9,0"}}},
+            {"text_shadow_color", "0,0,0", {{"9,9,9,0", "9,9,9,0"}}},
+            {"text_back_color",
+             "none",
+             {{"1,2,3", "1,2,3"}, {"1,2,3,4", "1,2,3,4"}, {"none", "none"}, {"black", nullptr}}},
+            {"text_back_cover_layer", "0", bool_steps},
+            {"r3d_resolution",
+             "half",
+             {{"full", "full"},
+              {"half_premium", "half_premium"},
+              {"quarter", "quarter"},
+              {"eighth", "eighth"},
+              {"1", nullptr}}},
+            {"r3d_track", "0", {{"1", "1"}, {"-1", nullptr}}},
+            {"r3d_preset", "clip", {{"rmd", "rmd"}, {"baseline", "baseline"}, {"raw", "raw"}, {"none", nullptr}}},
+            {"r3d_kelvin", "5600", {{"3200", "3200"}, {"0", nullptr}}},
+            {"r3d_tint", "0", {{"-5", "-5"}}},
+            {"r3d_iso", "800", {{"320", "320"}, {"0", nullptr}}},
+            {"r3d_flut", "0", {{"3", "3"}}},
+            {"r3d_color_space", "0", {{"4", "4"}}},
+            {"r3d_gamma_curve", "0", {{"2", "2"}}},
+        },
+        "layer");
+  check("1", color_rows, "layer");
+}
+
+TEST(fields, in_and_out_count_from_begin) {
+  language tried({"a"});
+  tried.composition.tracks[0].frames = 100;
+  tried.composition.tracks[0].source_type = ksn::source_type::sequence;
+  tried.run({"--1:begin=1000", "--1:in_point=10", "--1:out_point=60"});
+  EXPECT_EQ(tried.field("1:length"), "50");
+  tried.run({"--1:length=20"});
+  EXPECT_EQ(tried.field("1:out_point"), "30");
+  EXPECT_EQ(tried.field("1:in_point"), "10");
+  tried.run({"--1:out_point=5"});
+  EXPECT_EQ(tried.field("1:out_point"), "11");
+}
+
+TEST(fields, picture_of_a_file_that_holds_several) {
+  language tried({"a"});
+  tried.composition.tracks[0].layers = {{}, {2, 1, "left"}, {2, 2, "right"}};
+  tried.run({"--image_layer=right"});
+  EXPECT_EQ(tried.field("1:image_layer_index"), "2");
+  tried.run({"--image_layer_index=1"});
+  EXPECT_EQ(tried.field("1:image_layer"), "left");
+  tried.run({"--image_layer_index=3", "--image_layer=middle"});
+  EXPECT_EQ(tried.errors.size(), 2u);
+  EXPECT_EQ(tried.composition.tracks[0].layer, (img::layer{2, 1, "left"}));
+  tried.run({"--image_layer="});
+  EXPECT_TRUE(tried.composition.tracks[0].layer.is_default());
+}
+
+TEST(fields, lookup_table_is_read_once_and_kept_by_name) {
+  const support::temp_folder folder;
+  const std::string path = folder.path() + "/film look.cube";
+  std::ofstream(path) << "LUT_3D_SIZE 2\n0 0 0\n1 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 1 1\n1 1 1\n";
+  language tried({"a", "b"});
+  tried.run({"--1:lookup_table=" + path});
+  EXPECT_EQ(tried.errors, strings{});
+  EXPECT_EQ(tried.field("1:lookup_table"), "film look.cube");
+  EXPECT_TRUE(tried.composition.tracks[0].tf.lookup_table.has_cube());
+  EXPECT_EQ(tried.composition.lookup_table_map.count("film look.cube"), 1u);
+  std::ofstream(path) << "rubbish";
+  tried.run({"--2:lookup_table=film look.cube", "--global:lookup_table=film look.cube"});
+  EXPECT_EQ(tried.errors, strings{});
+  EXPECT_TRUE(tried.composition.tracks[1].tf.lookup_table.has_cube());
+  EXPECT_EQ(tried.field("global:lookup_table"), "film look.cube");
+  tried.run({"--1:lookup_table=none"});
+  EXPECT_TRUE(tried.composition.tracks[0].tf.lookup_table.empty());
+  // A file that can't be read is one line with its path, and the layer keeps what it had.
+  tried.run({"--2:lookup_table=" + path});
+  EXPECT_EQ(tried.errors.size(), 1u);
+  EXPECT_EQ(tried.errors.at(0).find("\"" + path + "\": "), 0u);
+  EXPECT_TRUE(tried.composition.tracks[1].tf.lookup_table.has_cube());
+}
+
+TEST(fields, of_color_are_stored_in_their_own_units) {
+  language tried({"a"});
+  tried.run({"--exposure=0.5,-1,2", "--lift=0.012", "--gamma=1.5", "--gain=0.9", "--brightness=-0.25", "--contrast=0.1",
+             "--soft_clip=0.75", "--temperature=4300", "--hue=10,20,30", "--saturation=90"});
+  EXPECT_EQ(tried.errors, strings{});
+  img::correction expected;  // blue, green, red
+  expected.exposure = {200, -100, 50};
+  expected.lift = {12, 12, 12};
+  expected.gamma = {150, 150, 150};
+  expected.gain = {90, 90, 90};
+  expected.brightness = {-250, -250, -250};
+  expected.contrast = {10, 10, 10};
+  expected.soft_clip = 75;
+  expected.temperature = 4300;
+  expected.hue = {30, 20, 10};
+  expected.saturation = {90, 90, 90};
+  EXPECT_EQ(tried.composition.tracks[0].tf, expected);
+}
+
+}  // namespace
