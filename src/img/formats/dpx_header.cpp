@@ -380,7 +380,8 @@ void set_frame_rate(image_info& info, double rate) {
 
 int frame_rate_of(const image_info& info) {
   if (info.frame_rate_nm <= 0 || info.frame_rate_dn <= 0) return 0;
-  return static_cast<int>(std::lrint(100.0 * info.frame_rate_nm / info.frame_rate_dn));
+  const double rate = 100.0 * info.frame_rate_nm / info.frame_rate_dn;
+  return rate < 1e6 ? static_cast<int>(std::lrint(rate)) : 0;
 }
 
 }  // namespace img

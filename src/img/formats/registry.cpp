@@ -15,7 +15,7 @@
   planned(dds, "DDS", "dds")                                \
   planned(dng, "DNG", "dng")                                \
   built(dpx, "dpx", "cin")                                  \
-  planned(exr, "OpenEXR", "exr", "sxr")                     \
+  built(exr, "exr", "sxr")                                  \
   planned(hdr, "Radiance HDR", "hdr")                       \
   planned(iff, "IFF", "iff")                                \
   planned(jpeg, "JPEG", "jpg", "jpeg")                      \

@@ -1,0 +1,298 @@
+// Pixels of files without compression and of those with byte differences: run-length, ZIPS and ZIP. Chunks are decoded
+// on all threads straight into the planes. Layout of the chunks: "OpenEXR File Layout", openexr.com.
+#include <libdeflate.h>
+
+#include <atomic>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <mutex>
+
+#include "img/formats/exr_decode.h"
+#include "img/formats/exr_rows.h"
+#include "io/exceptions.h"
+#include "lib/parallel.h"
+
+namespace img {
+namespace {
+
+// Memory that grows and is never cleared.
+class scratch {
+ public:
+  std::uint8_t* get(std::size_t size) {
+    if (size > size_) {
+      bytes_ = std::make_unique_for_overwrite<std::uint8_t[]>(size);
+      size_ = size;
+    }
+    return bytes_.get();
+  }
+
+ private:
+  std::unique_ptr<std::uint8_t[]> bytes_;
+  std::size_t size_ = 0;
+};
+
+// Samples of a channel from `first` to `last` of the picture, when it keeps every `step`-th.
+long long sample_count(int step, long long first, long long last) {
+  const auto floor_of = [&](long long v) { return v >= 0 ? v / step : -((-v + step - 1) / step); };
+  return floor_of(last) - floor_of(first - 1);
+}
+
+struct channel_layout {
+  int x_step = 1;
+  int y_step = 1;
+  int bytes = 2;  // of a sample
+  exr_pixel_type_t type = EXR_PIXEL_HALF;
+  int plane = -1;  // where it goes, -1 for nowhere
+};
+
+// The part of the data window that a chunk holds.
+struct chunk_area {
+  int x = 0;
+  int y = 0;
+  int width = 0;
+  int height = 0;
+};
+
+// The bytes of a chunk's rows, channel by channel in each row. `split` bytes are as the differences leave them: those
+// at even places first, then those at odd places.
+struct chunk_bytes {
+  const std::uint8_t* data = nullptr;
+  std::size_t size = 0;
+  bool split = false;
+};
+
+class chunk_reader {
+ public:
+  chunk_reader(const exr_file& file, const std::vector<exr_channel_use>& uses, image& image)
+      : file_(file), image_(image), overlap_(overlap_of(file)) {
+    const exr_attr_chlist_t& list = file.channels();
+    for (int i = 0; i < list.num_channels; ++i) {
+      const exr_attr_chlist_entry_t& channel = list.entries[i];
+      if (channel.x_sampling < 1 || channel.y_sampling < 1) {
+        throw io::invalid_format(file.path(), "Unsupported sampling rate");
+      }
+      channel_layout layout{channel.x_sampling, channel.y_sampling, channel.pixel_type == EXR_PIXEL_HALF ? 2 : 4,
+                            channel.pixel_type, -1};
+      for (const exr_channel_use& use : uses) {
+        if (use.channel == i) layout.plane = use.plane;
+      }
+      channels_.push_back(layout);
+    }
+  }
+
+  void read_all() {
+    if (file_.is_tiled()) {
+      read_tiles();
+    } else {
+      read_lines();
+    }
+  }
+
+ private:
+  struct worker {
+    scratch packed, unpacked, runs, row;
+    std::unique_ptr<libdeflate_decompressor, void (*)(libdeflate_decompressor*)> inflater{
+        libdeflate_alloc_decompressor(), libdeflate_free_decompressor};
+  };
+
+  void read_lines() {
+    std::int32_t lines = 1;
+    file_.check(exr_get_scanlines_per_chunk(file_.context(), 0, &lines));
+    const exr_attr_box2i_t& data = file_.data_window();
+    const int first = (overlap_.top - data.min.y) / lines;
+    const int last = (overlap_.bottom - 1 - data.min.y) / lines;
+    in_parallel(last - first + 1, [&](int i, worker& own) {
+      chunk_area area;
+      area.x = data.min.x;
+      area.y = data.min.y + (first + i) * lines;
+      area.width = data.max.x - data.min.x + 1;
+      area.height = std::min(lines, data.max.y - area.y + 1);
+      exr_chunk_info_t info{};
+      file_.check(exr_read_scanline_chunk_info(file_.context(), 0, area.y, &info));
+      read_chunk(info, area, own);
+    });
+  }
+
+  void read_tiles() {
+    std::int32_t width = 1;
+    std::int32_t height = 1;
+    file_.check(exr_get_tile_sizes(file_.context(), 0, 0, 0, &width, &height));
+    if (width < 1 || height < 1) throw io::invalid_format(file_.path(), "Invalid tile size");
+    const exr_attr_box2i_t& data = file_.data_window();
+    const int left = (overlap_.left - data.min.x) / width;
+    const int across = (overlap_.right - 1 - data.min.x) / width - left + 1;
+    const int top = (overlap_.top - data.min.y) / height;
+    const int down = (overlap_.bottom - 1 - data.min.y) / height - top + 1;
+    in_parallel(across * down, [&](int i, worker& own) {
+      const int column = left + i % across;
+      const int row = top + i / across;
+      chunk_area area;
+      area.x = data.min.x + column * width;
+      area.y = data.min.y + row * height;
+      area.width = std::min(width, data.max.x - area.x + 1);
+      area.height = std::min(height, data.max.y - area.y + 1);
+      exr_chunk_info_t info{};
+      file_.check(exr_read_tile_chunk_info(file_.context(), 0, column, row, 0, 0, &info));
+      read_chunk(info, area, own);
+    });
+  }
+
+  // Calls body(i, worker) for 0 to count - 1 on all threads, which take the next when they are done with one: chunks of
+  // one file differ much in work. The failure of the lowest number is thrown.
+  template <class Body>
+  void in_parallel(int count, Body&& body) {
+    std::atomic<int> next{0};
+    std::atomic<int> failed{count};
+    std::exception_ptr failure;
+    std::mutex lock;
+    const int threads = std::min(count, lib::thread_count());
+    lib::parallel_chunks(threads, 1, [&](int, int) {
+      int i = 0;
+      try {
+        worker own;
+        while ((i = next++) < failed) body(i, own);
+      } catch (...) {
+        const std::lock_guard hold(lock);
+        if (i < failed) {
+          failed = i;
+          failure = std::current_exception();
+        }
+      }
+    });
+    if (failure) std::rethrow_exception(failure);
+  }
+
+  std::size_t row_bytes(const chunk_area& area, int y) const {
+    long long bytes = 0;
+    for (const channel_layout& c : channels_) {
+      if (y % c.y_step == 0) bytes += sample_count(c.x_step, area.x, area.x + area.width - 1LL) * c.bytes;
+    }
+    return static_cast<std::size_t>(bytes);
+  }
+
+  void read_chunk(const exr_chunk_info_t& info, const chunk_area& area, worker& own) {
+    chunk_bytes chunk;
+    for (int y = area.y; y < area.y + area.height; ++y) chunk.size += row_bytes(area, y);
+    const std::size_t packed_size = info.packed_size;
+    // Data that the coding would not make smaller is stored as it is.
+    const bool stored = packed_size == chunk.size;
+    if (!stored && file_.compression() == EXR_COMPRESSION_NONE) bad_chunk(area);
+    if (packed_size > chunk.size || chunk.size / static_cast<std::size_t>(file_.expansion()) > packed_size) {
+      bad_chunk(area);
+    }
+    file_.source().check_range(static_cast<std::int64_t>(info.data_offset), static_cast<std::int64_t>(packed_size));
+    std::uint8_t* packed = own.packed.get(packed_size);
+    file_.source().read(packed, packed_size, static_cast<std::int64_t>(info.data_offset));
+    chunk.data = packed;
+    if (!stored) {
+      std::uint8_t* unpacked = own.unpacked.get(chunk.size);
+      const bool whole = file_.compression() == EXR_COMPRESSION_RLE
+                             ? expand_runs(packed, packed_size, unpacked, chunk.size)
+                             : inflate(own, packed, packed_size, unpacked, chunk.size);
+      if (!whole) bad_chunk(area);
+      active_exr_rows().undo_differences(unpacked, chunk.size);
+      chunk.data = unpacked;
+      chunk.split = true;
+    }
+    scatter(chunk, area, own);
+  }
+
+  [[noreturn]] void bad_chunk(const chunk_area& area) const {
+    throw io::invalid_format(file_.path(), "Invalid chunk data at line " + std::to_string(area.y));
+  }
+
+  static bool inflate(worker& own, const std::uint8_t* in, std::size_t in_size, std::uint8_t* out, std::size_t size) {
+    if (!own.inflater) throw std::bad_alloc();
+    std::size_t got = 0;
+    return libdeflate_zlib_decompress(own.inflater.get(), in, in_size, out, size, &got) == LIBDEFLATE_SUCCESS &&
+           got == size;
+  }
+
+  // A count of 0 and up stands before one byte more than that of the same value, one below 0 before as many bytes.
+  static bool expand_runs(const std::uint8_t* in, std::size_t in_size, std::uint8_t* out, std::size_t size) {
+    std::size_t done = 0;
+    for (std::size_t i = 0; i < in_size;) {
+      const int count = static_cast<std::int8_t>(in[i++]);
+      const std::size_t length = static_cast<std::size_t>(count < 0 ? -count : count + 1);
+      const std::size_t taken = count < 0 ? length : 1;
+      if (taken > in_size - i || length > size - done) return false;
+      if (count < 0) {
+        std::memcpy(out + done, in + i, length);
+      } else {
+        std::memset(out + done, in[i], length);
+      }
+      done += length;
+      i += taken;
+    }
+    return done == size;
+  }
+
+  // `count` samples of 16 bits from an even place on.
+  static void copy16(std::uint16_t* out, const chunk_bytes& chunk, std::size_t at, std::size_t count) {
+    if (chunk.split) {
+      active_exr_rows().join_bytes(out, chunk.data + at / 2, chunk.data + chunk.size / 2 + at / 2, count);
+    } else {
+      std::memcpy(out, chunk.data + at, count * 2);
+    }
+  }
+
+  void scatter(const chunk_bytes& chunk, const chunk_area& area, worker& own) {
+    const exr_attr_v2i_t& origin = file_.display_window().min;
+    const int left = std::max(area.x, overlap_.left);
+    const int right = std::min(area.x + area.width, overlap_.right);
+    const std::size_t count = static_cast<std::size_t>(right - left);
+    std::size_t at = 0;
+    for (int y = area.y; y < area.y + area.height; ++y) {
+      const bool seen = y >= overlap_.top && y < overlap_.bottom;
+      for (const channel_layout& c : channels_) {
+        if (y % c.y_step != 0) continue;
+        if (seen && c.plane >= 0) {
+          std::uint16_t* out = image_.row<std::uint16_t>(c.plane, y - origin.y) + (left - origin.x);
+          const std::size_t from = at + static_cast<std::size_t>(left - area.x) * static_cast<std::size_t>(c.bytes);
+          if (c.type == EXR_PIXEL_HALF) {
+            copy16(out, chunk, from, count);
+          } else {
+            auto* wide = reinterpret_cast<std::uint32_t*>(own.row.get(count * 4));
+            copy16(reinterpret_cast<std::uint16_t*>(wide), chunk, from, count * 2);
+            to_halves(out, wide, count, c.type);
+          }
+        }
+        at += static_cast<std::size_t>(sample_count(c.x_step, area.x, area.x + area.width - 1LL) * c.bytes);
+      }
+    }
+  }
+
+  static void to_halves(std::uint16_t* out, std::uint32_t* samples, std::size_t count, exr_pixel_type_t type) {
+    if (type == EXR_PIXEL_UINT) {
+      for (std::size_t i = 0; i < count; ++i) {
+        const float value = static_cast<float>(samples[i]);
+        std::memcpy(&samples[i], &value, 4);
+      }
+    }
+    active_exr_rows().floats_to_halves(out, samples, count);
+  }
+
+  const exr_file& file_;
+  image& image_;
+  const exr_overlap overlap_;
+  std::vector<channel_layout> channels_;
+};
+
+}  // namespace
+
+bool read_chunks(const exr_file& file, const std::vector<exr_channel_use>& uses, image& image) {
+  switch (file.compression()) {
+    case EXR_COMPRESSION_NONE:
+    case EXR_COMPRESSION_RLE:
+    case EXR_COMPRESSION_ZIPS:
+    case EXR_COMPRESSION_ZIP:
+      break;
+    default:
+      return false;
+  }
+  chunk_reader(file, uses, image).read_all();
+  return true;
+}
+
+}  // namespace img

@@ -1,0 +1,62 @@
+#include "img/formats/exr_library.h"
+
+#include <ImfThreading.h>
+
+#include <cerrno>
+#include <mutex>
+
+#include "lib/parallel.h"
+
+namespace img {
+
+void set_exr_threads() {
+  static std::mutex lock;
+  const std::lock_guard hold(lock);
+  if (Imf::globalThreadCount() != lib::thread_count()) Imf::setGlobalThreadCount(lib::thread_count());
+}
+
+bool exr_input_stream::read(char bytes[], int count) {
+  source_.read(bytes, static_cast<std::size_t>(count), place_);
+  place_ += count;
+  return place_ < source_.size();
+}
+
+void exr_input_stream::seekg(std::uint64_t place) {
+  // What lies beyond the file is the end of it for the read that follows.
+  place_ = static_cast<std::int64_t>(std::min(place, static_cast<std::uint64_t>(source_.size())));
+}
+
+exr_output_stream::exr_output_stream(const std::string& path)
+    : OStream(path.c_str()), file_(std::fopen(path.c_str(), "wbe")) {
+  if (file_ == nullptr) throw io::open_error(path, errno);
+}
+
+exr_output_stream::~exr_output_stream() {
+  if (file_ != nullptr) std::fclose(file_);
+}
+
+void exr_output_stream::fail() {
+  if (error_ == 0) error_ = errno;
+  throw io::write_error(fileName(), error_);
+}
+
+void exr_output_stream::write(const char bytes[], int count) {
+  if (std::fwrite(bytes, 1, static_cast<std::size_t>(count), file_) != static_cast<std::size_t>(count)) fail();
+}
+
+std::uint64_t exr_output_stream::tellp() {
+  const off_t place = ftello(file_);
+  if (place < 0) fail();
+  return static_cast<std::uint64_t>(place);
+}
+
+void exr_output_stream::seekp(std::uint64_t place) {
+  if (fseeko(file_, static_cast<off_t>(place), SEEK_SET) != 0) fail();
+}
+
+void exr_output_stream::finish() {
+  if (error_ != 0) throw io::write_error(fileName(), error_);
+  if (std::fclose(std::exchange(file_, nullptr)) != 0) fail();
+}
+
+}  // namespace img
