@@ -84,6 +84,7 @@ void application::impl::bind() {
   hooks.drop_path = [this](const std::string& path) { frames.remove_path(path); };
   hooks.drop_folder = [this](const std::string& folder) { frames.remove_folder(folder); };
   hooks.drop_changed = [this](const std::string& path) { frames.remove_changed(path); };
+  hooks.drop_changed_in = [this](const std::string& folder) { frames.remove_changed_in(folder); };
   hooks.clear_cache = [this] {
     frames.clear();
     pipeline.forget_all();
@@ -95,6 +96,7 @@ void application::impl::bind() {
 void application::impl::register_actions() {
   command::register_fields(engine);
   command::register_language_actions(engine);
+  command::register_document_actions(engine);
 
   engine.value_action_table["exit"].execute = [this](const std::string& value) {
     if (value != "status") return false;

@@ -303,6 +303,22 @@ void frame_cache::remove_changed(const std::string& path) {
   remove_if([&](const img::image& image) { return image.path == path && image.mtime != time; });
 }
 
+void frame_cache::remove_changed_in(const std::string& folder) {
+  const std::string wanted = lib::remove_separator(folder);
+  std::unordered_map<std::string, int> times;  // of the files, by path
+  {
+    const lock guard(impl_->queue_lock);
+    for (const img::const_image_ptr& image : impl_->queue) {
+      if (folder_of_frame(image->path) == wanted) times.emplace(image->path, 0);
+    }
+  }
+  for (auto& [path, time] : times) time = platform::modification_time(path);
+  remove_if([&](const img::image& image) {
+    const auto found = times.find(image.path);
+    return found != times.end() && found->second != 0 && found->second != image.mtime;
+  });
+}
+
 void frame_cache::clear() {
   {
     image_list queue;

@@ -74,6 +74,8 @@ class frame_cache {
   void remove_folder(const std::string& folder);
   // Removes images of `path` whose file has another time.
   void remove_changed(const std::string& path);
+  // The same for every image whose file is directly in `folder`; asks the file system only for those.
+  void remove_changed_in(const std::string& folder);
   // Empties queue and index, gives memory back and sets changed_all. The caller stops preloading first.
   void clear();
 

@@ -395,14 +395,22 @@ TEST_F(cache_test, removal_by_path_and_folder) {
 
 TEST_F(cache_test, removal_of_changed_files) {
   support::temp_folder folder;
-  for (const char* name : {"a", "b", "c"}) support::write_file(folder / name, name);
-  for (const char* name : {"a", "b", "c"}) cache.touch(get(key(folder / name)));
-  const utimbuf times{1234, 1234};
-  ASSERT_EQ(utime((folder / "b").c_str(), &times), 0);
-  std::filesystem::remove(folder / "c");
-  for (const char* name : {"a", "b", "c"}) cache.remove_changed(folder / name);
-  EXPECT_EQ(cache.queue_size(), 2u);
-  EXPECT_EQ(cache.find(key(folder / "b")), nullptr);
+  for (const bool whole_folder : {false, true}) {
+    for (const char* name : {"a", "b", "c", "below/d"}) support::write_file(folder / name, name);
+    for (const char* name : {"a", "b", "c", "below/d"}) cache.touch(get(key(folder / name)));
+    const utimbuf times{1234 + whole_folder, 1234};
+    for (const char* name : {"b", "below/d"}) ASSERT_EQ(utime((folder / name).c_str(), &times), 0);
+    std::filesystem::remove(folder / "c");
+    if (whole_folder) {
+      cache.remove_changed_in(folder.path() + "/");
+    } else {
+      for (const char* name : {"a", "b", "c"}) cache.remove_changed(folder / name);
+    }
+    EXPECT_EQ(cache.queue_size(), 3u) << whole_folder;
+    EXPECT_EQ(cache.find(key(folder / "b")), nullptr) << whole_folder;
+    EXPECT_NE(cache.find(key(folder / "below/d")), nullptr) << whole_folder;
+    cache.clear();
+  }
 }
 
 TEST_F(cache_test, clearing) {
