@@ -1,12 +1,11 @@
 #include "render/compositor.h"
 
-#include <array>
 #include <cmath>
 #include <cstring>
+#include <span>
 
 #include "img/sampling.h"
 #include "lib/parallel.h"
-#include "render/blend.h"
 #include "render/overlays.h"
 #include "render/rows.h"
 
@@ -21,12 +20,18 @@ struct placed_layer {
   const ksn::track_info* track = nullptr;
   const img::image* image = nullptr;
   std::shared_ptr<const img::transfer> correction;  // of an adjustment layer
-  math::point position;                             // of the layer's centre in the picture
-  layer_geometry scale;
+  int opacity = 100;
   rectangle box;  // the scaled layer, unclipped
   rectangle crop;
-  blend_mode mode;
   bool show_outside = false;  // what the crop cuts off shows at half opacity
+  planned_blend half;         // for that
+};
+
+// What goes to one eye. A blend for each layer; that of an adjustment layer is not used.
+struct eye {
+  img::image* target = nullptr;
+  std::vector<placed_layer> layers;
+  std::vector<planned_blend> blends;
 };
 
 rectangle moved(const rectangle& box, math::point by) {
@@ -45,35 +50,49 @@ std::shared_ptr<const img::transfer> prepared_correction(const ksn::track_info& 
   return correction;
 }
 
-std::vector<placed_layer> place(const ksn::state& composition, const std::vector<prepared_layer>& layers,
-                                const frame_view& view, int width, int height) {
-  std::vector<placed_layer> placed;
-  placed.reserve(layers.size());
-  for (const prepared_layer& layer : layers) {
-    placed_layer out;
-    out.track = &composition.track_at(layer.index);
-    out.image = layer.image.get();
-    const ksn::track_info& track = *out.track;
-    const bool adjusts = track.source_type == ksn::source_type::adjustment;
-    if (!out.image && !adjusts) continue;
-    out.position.x = width / 2 + view.offset.x + static_cast<int>(std::rint(track.pos.x * view.zoom_x));
-    out.position.y = height / 2 + view.offset.y + static_cast<int>(std::rint(track.pos.y * view.zoom_y));
-    out.scale = layer_scale(track, view.zoom_x, view.zoom_y, layer.resolution);
-    if (adjusts) {
-      const rectangle size = placed_rectangle({}, track.width, track.height, {}, out.scale);
-      out.box = moved(size, {out.position.x - size.right / 2, out.position.y - size.bottom / 2});
-      out.correction = layer.correction ? layer.correction : prepared_correction(track);
-    } else {
-      out.box = placed_rectangle(out.position, out.image->width, out.image->height, out.image->user[0], out.scale);
-    }
-    if (track.crop) {
-      out.crop = moved(zoomed(crop_rect(track), view), out.position);
-      out.show_outside = view.crop_preview && composition.selected_index() == layer.index;
-    }
-    out.mode = {track.alpha_type, track.blend_type, track.depth_blend_type, layer.opacity};
-    placed.push_back(std::move(out));
+void place(eye& out, const ksn::state& composition, const prepared_layer& prepared, const frame_view& view) {
+  const ksn::track_info& track = composition.track_at(prepared.index);
+  const bool adjusts = track.source_type == ksn::source_type::adjustment;
+  if (!prepared.image && !adjusts) return;
+  placed_layer layer;
+  layer.track = &track;
+  layer.image = prepared.image.get();
+  layer.opacity = prepared.opacity;
+  const math::point position{
+      out.target->width / 2 + view.offset.x + static_cast<int>(std::rint(track.pos.x * view.zoom_x)),
+      out.target->height / 2 + view.offset.y + static_cast<int>(std::rint(track.pos.y * view.zoom_y))};
+  const layer_geometry scale = layer_scale(track, view.zoom_x, view.zoom_y, prepared.resolution);
+  if (track.crop) {
+    layer.crop = moved(zoomed(crop_rect(track), view), position);
+    layer.show_outside = view.crop_preview && !adjusts && composition.selected_index() == prepared.index;
   }
-  return placed;
+  planned_blend blend;
+  if (adjusts) {
+    const rectangle size = placed_rectangle({}, track.width, track.height, {}, scale);
+    layer.box = moved(size, {position.x - size.right / 2, position.y - size.bottom / 2});
+    layer.correction = prepared.correction ? prepared.correction : prepared_correction(track);
+  } else {
+    blend_mode mode{track.alpha_type, track.blend_type, track.depth_blend_type, prepared.opacity};
+    blend = plan_blend(*layer.image, position, mode, scale, track.flip_x, track.flip_y);
+    layer.box = blend.box;
+    mode.opacity /= 2;
+    if (layer.show_outside) layer.half = plan_blend(*layer.image, position, mode, scale, track.flip_x, track.flip_y);
+  }
+  out.layers.push_back(std::move(layer));
+  out.blends.push_back(blend);
+}
+
+eye place_all(img::image* target, ksn::target_view_type other, const ksn::state& composition,
+              const std::vector<prepared_layer>& layers, const frame_view& view) {
+  eye out;
+  out.target = target;
+  if (!target) return out;
+  out.layers.reserve(layers.size());
+  out.blends.reserve(layers.size());
+  for (const prepared_layer& layer : layers) {
+    if (composition.track_at(layer.index).target_view != other) place(out, composition, layer, view);
+  }
+  return out;
 }
 
 // The alpha source of an adjustment layer: a picture of the layer's size with an alpha plane.
@@ -89,16 +108,16 @@ void adjust_rect(const placed_layer& layer, img::image& target, const rectangle&
   if (visible.empty()) return;
   const int width = visible.right - visible.left;
   const int alpha = alpha_plane_of(layer.image);
-  if (layer.mode.opacity >= 100 && alpha < 0) {
+  if (layer.opacity >= 100 && alpha < 0) {
     for (int y = visible.top; y < visible.bottom; ++y) {
       layer.correction->apply_row(target.row(0, y) + visible.left, target.row(1, y) + visible.left,
                                   target.row(2, y) + visible.left, width);
     }
     return;
   }
-  const int opacity = layer.mode.opacity;
+  const int opacity = layer.opacity;
   const auto& family = opacity >= 100 ? current_rows().opaque : current_rows().scaled;
-  const auto alpha_type = alpha < 0 ? ksn::alpha_type::ignore : layer.mode.alpha;
+  const auto alpha_type = alpha < 0 ? ksn::alpha_type::ignore : layer.track->alpha_type;
   const row_operation operation = family[static_cast<int>(ksn::blend_type::normal)][static_cast<int>(alpha_type)];
   thread_local std::vector<std::uint8_t> scratch;
   scratch.resize(static_cast<std::size_t>(width) * 4);
@@ -109,19 +128,22 @@ void adjust_rect(const placed_layer& layer, img::image& target, const rectangle&
     lines = {layer.box.bottom - layer.box.top, layer.image->height, layer.image->height, false};
   }
   for (int y = visible.top; y < visible.bottom; ++y) {
-    row_planes planes{};
+    target_span below{};
+    source_span copy{};
+    std::uint8_t* planes[4];
     for (int p = 0; p < 4; ++p) {
-      if (target.has_plane(p)) planes.target[p] = target.row(p, y) + visible.left;
-      if (p < 3 || alpha >= 0) planes.source[p] = scratch.data() + p * width;
+      below.planes[p] = target.row(p, y) + visible.left;
+      planes[p] = scratch.data() + static_cast<std::size_t>(p) * width;
+      if (p < 3) std::memcpy(planes[p], below.planes[p], static_cast<std::size_t>(width));
+      if (p < 3 || alpha >= 0) copy.planes[p] = planes[p];
     }
-    std::uint8_t* copy = scratch.data();
-    for (int p = 0; p < 3; ++p) std::memcpy(copy + p * width, planes.target[p], static_cast<std::size_t>(width));
-    layer.correction->apply_row(copy, copy + width, copy + 2 * width, width);
+    layer.correction->apply_row(planes[0], planes[1], planes[2], width);
     if (alpha >= 0) {
-      img::sample_row(copy + 3 * width, layer.image->row(alpha, lines.row(y - layer.box.top)), columns,
+      img::sample_row(planes[3], layer.image->row(alpha, lines.row(y - layer.box.top)), columns,
                       visible.left - layer.box.left, visible.right - layer.box.left);
     }
-    operation(planes, width, opacity * 256 / 100);
+    copy.weight = opacity * 256 / 100;
+    operation(below, &copy, 1, width);
   }
 }
 
@@ -133,22 +155,17 @@ void draw_outside(const placed_layer& layer, img::image& target, const rectangle
                               {strip.left, kept.bottom, strip.right, strip.bottom},
                               {strip.left, kept.top, kept.left, kept.bottom},
                               {kept.right, kept.top, strip.right, kept.bottom}};
-  blend_mode half = layer.mode;
-  half.opacity /= 2;
-  for (const rectangle& part : around) {
-    blend_scaled(target, *layer.image, layer.position, half, layer.scale, &part, layer.track->flip_x,
-                 layer.track->flip_y);
-  }
+  for (const rectangle& part : around) draw_blends(target, {&layer.half, 1}, part, nullptr);
 }
 
-void draw_layer(const placed_layer& layer, img::image& target, const rectangle& strip) {
+void draw_layer(const placed_layer& layer, const planned_blend& blend, img::image& target, const rectangle& strip) {
   const ksn::track_info& track = *layer.track;
   const rectangle clip = track.crop ? intersect(strip, layer.crop) : strip;
   if (layer.correction) {
     adjust_rect(layer, target, clip);
   } else {
     if (layer.show_outside) draw_outside(layer, target, strip);
-    blend_scaled(target, *layer.image, layer.position, layer.mode, layer.scale, &clip, track.flip_x, track.flip_y);
+    draw_blends(target, {&blend, 1}, clip, nullptr);
   }
   if (track.border) draw_outline(target, layer.box, track.border_color, strip);
   if (track.safe_area) {
@@ -156,19 +173,40 @@ void draw_layer(const placed_layer& layer, img::image& target, const rectangle& 
   }
 }
 
+// A layer that is nothing but its blend, so that it may be drawn together with the next.
+bool is_plain(const placed_layer& layer) {
+  return !layer.correction && !layer.track->crop && !layer.track->border && !layer.track->safe_area;
+}
+
+void draw_strip(const eye& eye, const rectangle& strip, const background* below) {
+  const std::span<const planned_blend> blends = eye.blends;
+  std::size_t i = 0;
+  while (i < eye.layers.size() && is_plain(eye.layers[i])) ++i;
+  draw_blends(*eye.target, blends.first(i), strip, below);
+  while (i < eye.layers.size()) {
+    const std::size_t first = i;
+    while (i < eye.layers.size() && is_plain(eye.layers[i])) ++i;
+    if (first < i) {
+      draw_blends(*eye.target, blends.subspan(first, i - first), strip, nullptr);
+    } else {
+      draw_layer(eye.layers[i], blends[i], *eye.target, strip);
+      ++i;
+    }
+  }
+}
+
 }  // namespace
 
 void render_stereo_pair(img::image* left, img::image* right, const ksn::state& composition,
-                        const std::vector<prepared_layer>& layers, const frame_view& view, double) {
+                        const std::vector<prepared_layer>& layers, const frame_view& view, double,
+                        const background* below) {
+  const eye eyes[] = {place_all(left, ksn::target_view_type::right, composition, layers, view),
+                      place_all(right, ksn::target_view_type::left, composition, layers, view)};
   const img::image* any = left ? left : right;
   if (!any) return;
-  const std::vector<placed_layer> placed = place(composition, layers, view, any->width, any->height);
-  if (placed.empty()) return;
   lib::parallel_chunks(any->height, strip_rows, [&](int first, int last) {
-    const rectangle strip{0, first, any->width, last};
-    for (const placed_layer& layer : placed) {
-      if (left && layer.track->target_view != ksn::target_view_type::right) draw_layer(layer, *left, strip);
-      if (right && layer.track->target_view != ksn::target_view_type::left) draw_layer(layer, *right, strip);
+    for (const eye& eye : eyes) {
+      if (eye.target) draw_strip(eye, {0, first, any->width, last}, below);
     }
   });
 }

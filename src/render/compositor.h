@@ -6,6 +6,7 @@
 
 #include "composition/state.h"
 #include "img/image.h"
+#include "render/blend.h"
 #include "render/pipeline.h"
 
 namespace render {
@@ -46,11 +47,13 @@ std::vector<prepared_layer> prepare_layers(pipeline& pipeline, const ksn::state&
 img::const_image_ptr prepare_layer_picture(pipeline& pipeline, const ksn::state& composition, int index, double time,
                                            ksn::cache_resolution_type resolution = ksn::cache_resolution_type::full);
 
-// Composites into the left and the right eye's picture; both must have the same size and five planes, filled with the
-// background. Either may be null. A layer goes to the left picture unless its target view is `right`, and to the
-// right one unless it is `left`.
+// Composites into the left and maybe the right eye's picture, which have the same size and five planes of bytes. Either
+// may be null. A layer goes to the left picture unless its target view is `right`, and to the right one unless it is
+// `left`. With `below` the pictures start as that background, strip by strip, which saves the trip through memory that
+// filling them before costs; without it they hold what the layers go onto.
 void render_stereo_pair(img::image* left, img::image* right, const ksn::state& composition,
-                        const std::vector<prepared_layer>& layers, const frame_view& view, double time);
+                        const std::vector<prepared_layer>& layers, const frame_view& view, double time,
+                        const background* below = nullptr);
 
 // One whole frame: background, layers, stereo merge, frame number, time code and rate. `target` becomes BGRAZ at 8
 // bits.

@@ -235,17 +235,31 @@ void plane_row(uint8_t* target, const uint8_t* source, const uint8_t* alpha, int
   }
 }
 
-// The colours go through one operation and the target's alpha through another, with the source's alpha for s.
-template <template <class> class Colour, template <class> class Alpha>
-void colours_and_alpha(const row_planes& planes, int count, int weight) {
-  for (int p = 0; p < 3; ++p) plane_row<Colour>(planes.target[p], planes.source[p], planes.source[3], count, weight);
-  plane_row<Alpha>(planes.target[3], planes.source[3], planes.source[3], count, weight);
+void lay_background(const target_span& target, int count) {
+  for (int p = 0; p < 4; ++p) {
+    if (target.background && target.planes[p]) std::fill_n(target.planes[p], count, target.background[p]);
+  }
 }
 
 // The target's alpha stays.
 template <template <class> class Colour>
-void colours(const row_planes& planes, int count, int weight) {
-  for (int p = 0; p < 3; ++p) plane_row<Colour>(planes.target[p], planes.source[p], planes.source[3], count, weight);
+void colours(const target_span& target, const source_span* sources, int layers, int count) {
+  lay_background(target, count);
+  for (const source_span* source = sources; source != sources + layers; ++source) {
+    for (int p = 0; p < 3; ++p) {
+      plane_row<Colour>(target.planes[p], source->planes[p], source->planes[3], count, source->weight);
+    }
+  }
+}
+
+// The colours go through one operation and the target's alpha through another, with the source's alpha for s.
+template <template <class> class Colour, template <class> class Alpha>
+void colours_and_alpha(const target_span& target, const source_span* sources, int layers, int count) {
+  lay_background(target, count);
+  for (const source_span* source = sources; source != sources + layers; ++source) {
+    colours<Colour>({{target.planes[0], target.planes[1], target.planes[2]}, nullptr}, source, 1, count);
+    plane_row<Alpha>(target.planes[3], source->planes[3], source->planes[3], count, source->weight);
+  }
 }
 
 void keep_larger(uint8_t* target, const uint8_t* source, int count) {

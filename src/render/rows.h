@@ -1,23 +1,31 @@
-// The row operations of the compositor: one call blends one span of a source row into a target row, all planes at once.
-// Plain declarations only, so that the kernels of every instruction set can include it.
+// The row operations of the compositor: one call blends a span of one or more layers into a target row, all planes at
+// once. Plain declarations only, so that the kernels of every instruction set can include it.
 #pragma once
 
 #include <stdint.h>
 
 namespace render {
 
-// The planes of one span: blue, green, red, alpha. Samples are bytes; source and target do not overlap. A null target
-// plane is left out. A source without alpha has a null fourth plane and takes the `ignore` operations; a gray source
-// names its one plane three times.
-struct row_planes {
-  uint8_t* target[4];
-  const uint8_t* source[4];
+// One span of a target row: blue, green, red, alpha. A null plane is left out. With a background (a sample for each
+// plane) the target is not read but starts from that.
+struct target_span {
+  uint8_t* planes[4];
+  const uint8_t* background;
 };
 
-// Blends `count` samples of every plane and writes nothing behind them. The first count & ~7 samples use the bulk form
-// of the arithmetic, the rest the tail form. `weight` is the opacity on the 256 scale, 0 to 255; the opaque operations
-// do not read it.
-using row_operation = void (*)(const row_planes& planes, int count, int weight);
+// The same columns of a layer, which do not overlap the target. A gray layer names its one plane three times. The alpha
+// is read by the alpha modes other than `ignore` and may be null in that. `weight` is the opacity on the 256 scale, 0
+// to 253; the opaque operations do not read it. `ahead` bytes behind each sample lies one that is read soon, 0 for
+// none.
+struct source_span {
+  const uint8_t* planes[4];
+  int weight;
+  int ahead;
+};
+
+// Blends `count` samples of each of `layers` spans, the lowest layer first, and writes nothing behind them. The first
+// count & ~7 samples use the bulk form of the arithmetic, the rest the tail form.
+using row_operation = void (*)(const target_span& target, const source_span* sources, int layers, int count);
 
 constexpr int blend_count = 5;  // ksn::blend_type
 constexpr int alpha_count = 4;  // ksn::alpha_type

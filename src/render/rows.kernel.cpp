@@ -25,7 +25,8 @@ constexpr int vector_bytes = 16;
 typedef uint8_t bytes __attribute__((vector_size(vector_bytes)));
 typedef uint16_t words __attribute__((vector_size(vector_bytes)));
 
-// Saturating sum and difference, and the smaller of both.
+// What differs by instruction set: saturating sum and difference, the smaller of both, the upper half of a 16-bit
+// product, x + (x >> 7) modulo 256, and x with y taken off where s < d.
 #if defined(__AVX512BW__)
 bytes add(bytes x, bytes y) {
   return (bytes)_mm512_adds_epu8((__m512i)x, (__m512i)y);
@@ -36,7 +37,18 @@ bytes subtract(bytes x, bytes y) {
 bytes smaller(bytes x, bytes y) {
   return (bytes)_mm512_min_epu8((__m512i)x, (__m512i)y);
 }
-#elif defined(__AVX2__)
+words upper_product(words x, words y) {
+  return (words)_mm512_mulhi_epu16((__m512i)x, (__m512i)y);
+}
+bytes full_scale(bytes x) {
+  return (bytes)_mm512_mask_add_epi8((__m512i)x, _mm512_movepi8_mask((__m512i)x), (__m512i)x, _mm512_set1_epi8(1));
+}
+bytes minus_where_less(bytes x, bytes y, bytes s, bytes d) {
+  return (bytes)_mm512_mask_sub_epi8((__m512i)x, _mm512_cmplt_epu8_mask((__m512i)s, (__m512i)d), (__m512i)x,
+                                     (__m512i)y);
+}
+#else
+#if defined(__AVX2__)
 bytes add(bytes x, bytes y) {
   return (bytes)_mm256_adds_epu8((__m256i)x, (__m256i)y);
 }
@@ -45,6 +57,9 @@ bytes subtract(bytes x, bytes y) {
 }
 bytes smaller(bytes x, bytes y) {
   return (bytes)_mm256_min_epu8((__m256i)x, (__m256i)y);
+}
+words upper_product(words x, words y) {
+  return (words)_mm256_mulhi_epu16((__m256i)x, (__m256i)y);
 }
 #elif defined(__SSE2__)
 bytes add(bytes x, bytes y) {
@@ -56,6 +71,9 @@ bytes subtract(bytes x, bytes y) {
 bytes smaller(bytes x, bytes y) {
   return (bytes)_mm_min_epu8((__m128i)x, (__m128i)y);
 }
+words upper_product(words x, words y) {
+  return (words)_mm_mulhi_epu16((__m128i)x, (__m128i)y);
+}
 #else
 bytes add(bytes x, bytes y) {
   const bytes sum = x + y;
@@ -66,6 +84,19 @@ bytes subtract(bytes x, bytes y) {
 }
 bytes smaller(bytes x, bytes y) {
   return x - subtract(x, y);
+}
+words upper_product(words x, words y) {
+  words out;
+  for (int i = 0; i < vector_bytes / 2; ++i) out[i] = (uint16_t)((uint32_t)x[i] * y[i] >> 16);
+  return out;
+}
+#endif
+bytes full_scale(bytes x) {
+  typedef int8_t signed_bytes __attribute__((vector_size(vector_bytes)));
+  return x - (bytes)((signed_bytes)x < 0);
+}
+bytes minus_where_less(bytes x, bytes y, bytes s, bytes d) {
+  return x - (y & ~(bytes)(subtract(d, s) == 0));
 }
 #endif
 
@@ -79,36 +110,52 @@ lanes split(bytes v) {
   const words w = (words)v;
   return {w & 0xff, w >> 8};
 }
-// The bytes in the upper halves of the lanes.
-bytes upper_halves(lanes v) {
-  return (bytes)((v.even >> 8) | (v.odd & 0xff00));
-}
-lanes product(lanes x, lanes y) {
-  return {x.even * y.even, x.odd * y.odd};
-}
 // w + (w >> 7), 0 to 256
 lanes full_scale(lanes w) {
   return {w.even + (w.even >> 7), w.odd + (w.odd >> 7)};
 }
+// (w * y) >> 8 modulo 256. The shift is free: the even sample is multiplied in the upper byte of its lane and read from
+// the upper half of the product, the odd one stays in the upper byte of the lower half.
+bytes multiply(lanes w, bytes y) {
+  const words even = upper_product(w.even, (words)y << 8);
+  const words odd = w.odd * ((words)y >> 8);
+  return (bytes)(even | (odd & 0xff00));
+}
+
+// A weight in lanes, where 256 fits, and in bytes, where it is 0.
+struct lerp_weight {
+  lanes wide;
+  bytes narrow;
+};
 
 struct bulk_form {
-  static bytes mul(bytes x, bytes y) { return upper_halves(product(full_scale(split(x)), split(y))); }
-  static lanes weight(bytes w) { return full_scale(split(w)); }
+  static bytes mul(bytes x, bytes y) { return multiply(full_scale(split(x)), y); }
+  static bytes mul_inverse(bytes x, bytes y) {
+    // 255 - x on the full scale is 256 - x'; holds for x up to 254.
+    const lanes w = split(full_scale(x));
+    return multiply({256 - w.even, 256 - w.odd}, y);
+  }
+  static lerp_weight weight(bytes w) { return {full_scale(split(w)), full_scale(w)}; }
+  // For w up to 254.
+  static lerp_weight small_weight(bytes w) { return {split(full_scale(w)), full_scale(w)}; }
 };
 struct tail_form {
   // (t + 1 + (t >> 8)) >> 8 is floor(t / 255) for t up to 255 * 255
   static bytes mul(bytes x, bytes y) {
-    const lanes t = product(split(x), split(y));
-    return upper_halves({t.even + 1 + (t.even >> 8), t.odd + 1 + (t.odd >> 8)});
+    const lanes a = split(x);
+    const lanes b = split(y);
+    const words even = a.even * b.even;
+    const words odd = a.odd * b.odd;
+    return (bytes)(((even + 1 + (even >> 8)) >> 8) | ((odd + 1 + (odd >> 8)) & 0xff00));
   }
-  static lanes weight(bytes w) { return split(w); }
+  static bytes mul_inverse(bytes x, bytes y) { return mul(~x, y); }
+  static lerp_weight weight(bytes w) { return {split(w), w}; }
+  static lerp_weight small_weight(bytes w) { return weight(w); }
 };
 
-// The second byte of the difference times the weight is what has to be added to d, modulo 256.
-bytes lerp(lanes weight, bytes s, bytes d) {
-  const lanes from = split(d);
-  const lanes to = split(s);
-  return d + upper_halves(product(weight, {to.even - from.even, to.odd - from.odd}));
+// d + (w * (s - d) >> 8). Where s - d is negative its byte is 256 too large, which the product carries as w.
+bytes lerp(const lerp_weight& w, bytes s, bytes d) {
+  return minus_where_less(d + multiply(w.wide, s - d), w.narrow, s, d);
 }
 // min(255 + x - y, 255)
 bytes plus_white(bytes x, bytes y) {
@@ -195,7 +242,7 @@ struct difference_mask {
 
 template <class F>
 struct scaled_copy {
-  static bytes at(bytes s, bytes, bytes d, bytes c) { return lerp(split(c), s, d); }
+  static bytes at(bytes s, bytes, bytes d, bytes c) { return lerp({split(c), c}, s, d); }
 };
 template <class F>
 struct scaled_full {
@@ -203,11 +250,11 @@ struct scaled_full {
 };
 template <class F>
 struct scaled_blend {
-  static bytes at(bytes s, bytes a, bytes d, bytes c) { return lerp(F::weight(F::mul(a, c)), s, d); }
+  static bytes at(bytes s, bytes a, bytes d, bytes c) { return lerp(F::small_weight(F::mul(a, c)), s, d); }
 };
 template <class F>
 struct scaled_blend_pm {
-  static bytes at(bytes s, bytes a, bytes d, bytes c) { return add(F::mul(c, s), F::mul(~F::mul(c, a), d)); }
+  static bytes at(bytes s, bytes a, bytes d, bytes c) { return add(F::mul(c, s), F::mul_inverse(F::mul(c, a), d)); }
 };
 template <class F>
 struct scaled_blend_mask {
@@ -265,16 +312,38 @@ struct scaled_difference_mask {
   static bytes at(bytes s, bytes a, bytes d, bytes c) { return distance(F::mul(c, smaller(s, a)), d); }
 };
 
-// The first n samples of a vector; the others are 0 and are not stored.
+// The first n samples of a vector; with n 0 the first `few`, 1 to 7. The other samples are 0 and are not stored.
 template <int n>
-bytes load(const uint8_t* from) {
+bytes load(const uint8_t* from, int few) {
   bytes v{};
-  memcpy(&v, from, n);
+  if (n > 0) {
+    memcpy(&v, from, n);
+    return v;
+  }
+  uint64_t packed = from[0];
+  if (few >= 4) {
+    uint32_t low, high;
+    memcpy(&low, from, 4);
+    memcpy(&high, from + few - 4, 4);
+    packed = low | (uint64_t)high << 8 * (few - 4);
+  } else if (few >= 2) {
+    uint16_t low, high;
+    memcpy(&low, from, 2);
+    memcpy(&high, from + few - 2, 2);
+    packed = low | (uint32_t)high << 8 * (few - 2);
+  }
+  memcpy(&v, &packed, 8);
   return v;
 }
 template <int n>
-void store(uint8_t* to, bytes v) {
-  memcpy(to, &v, n);
+void store(uint8_t* to, bytes v, int few) {
+  if (n > 0) {
+    memcpy(to, &v, n);
+    return;
+  }
+  uint64_t packed;
+  memcpy(&packed, &v, 8);
+  for (int i = 0; i < few; ++i) to[i] = (uint8_t)(packed >> 8 * i);
 }
 
 // What an operation does with alpha besides its colours.
@@ -288,93 +357,124 @@ struct blends_alpha {
   static constexpr bool reads = true, writes = true;
 };
 
-// All planes of n samples at offset i. What the planes share is computed once, as the compiler sees all of it.
-template <class Colour, class Alpha, class Use, int n>
-void block(const row_planes& planes, int i, bytes c) {
-  bytes a{};
-  if (Use::reads) a = load<n>(planes.source[3] + i);
-  const bytes blue = Colour::at(load<n>(planes.source[0] + i), a, load<n>(planes.target[0] + i), c);
-  const bytes green = Colour::at(load<n>(planes.source[1] + i), a, load<n>(planes.target[1] + i), c);
-  const bytes red = Colour::at(load<n>(planes.source[2] + i), a, load<n>(planes.target[2] + i), c);
-  store<n>(planes.target[0] + i, blue);
-  store<n>(planes.target[1] + i, green);
-  store<n>(planes.target[2] + i, red);
-  if (Use::writes) store<n>(planes.target[3] + i, Alpha::at(a, a, load<n>(planes.target[3] + i), c));
-}
+// Where the samples of a target row come from and go to. A background repeats its one vector: `step` masks the offset.
+struct row_ends {
+  const uint8_t* from[4];
+  uint8_t* to[4];
+  int step;
+};
 
-// The last 1 to 7 samples, in a block of their own.
-template <class Colour, class Alpha, class Use>
-void tail(const row_planes& planes, int i, int count, bytes c) {
-  uint8_t source[4][8] = {};
-  uint8_t target[4][8] = {};
-  row_planes copies;
-  for (int p = 0; p < 4; ++p) {
-    copies.source[p] = source[p];
-    copies.target[p] = target[p];
-    for (int k = 0; k < count; ++k) {
-      if (p < 3 || Use::reads) source[p][k] = planes.source[p][i + k];
-      if (p < 3 || Use::writes) target[p][k] = planes.target[p][i + k];
+// All planes and layers of n samples at offset i. The target stays in registers from layer to layer, and what the
+// planes of a layer share is computed once, as the compiler sees all of it.
+template <class Colour, class Alpha, class Use, int n>
+void block(const row_ends& ends, const source_span* sources, int layers, int i, int few) {
+  const int at = i & ends.step;
+  bytes blue = load<n>(ends.from[0] + at, few);
+  bytes green = load<n>(ends.from[1] + at, few);
+  bytes red = load<n>(ends.from[2] + at, few);
+  bytes alpha{};
+  if (Use::writes) alpha = load<n>(ends.from[3] + at, few);
+  for (int l = 0; l < layers; ++l) {
+    const source_span& source = sources[l];
+    // The next row from main memory is on its way while this one is worked on. One line a block and plane; closer
+    // levels than the second would push the target row out.
+    if (n == vector_bytes) {
+      for (int p = 0; p < (Use::reads ? 4 : 3); ++p) __builtin_prefetch(source.planes[p] + i + source.ahead, 0, 2);
     }
+    const bytes c = bytes{} + (uint8_t)source.weight;
+    bytes a{};
+    if (Use::reads) a = load<n>(source.planes[3] + i, few);
+    blue = Colour::at(load<n>(source.planes[0] + i, few), a, blue, c);
+    green = Colour::at(load<n>(source.planes[1] + i, few), a, green, c);
+    red = Colour::at(load<n>(source.planes[2] + i, few), a, red, c);
+    if (Use::writes) alpha = Alpha::at(a, a, alpha, c);
   }
-  block<Colour, Alpha, Use, 8>(copies, 0, c);
-  for (int p = 0; p < (Use::writes ? 4 : 3); ++p) {
-    for (int k = 0; k < count; ++k) planes.target[p][i + k] = target[p][k];
-  }
+  store<n>(ends.to[0] + i, blue, few);
+  store<n>(ends.to[1] + i, green, few);
+  store<n>(ends.to[2] + i, red, few);
+  if (Use::writes) store<n>(ends.to[3] + i, alpha, few);
 }
 
 template <template <class> class Colour, template <class> class Alpha, class Use>
-void complete_row(const row_planes& row, int count, int weight) {
+void complete_row(const row_ends& row, const source_span* sources, int layers, int count) {
   using colour = Colour<bulk_form>;
   using alpha = Alpha<bulk_form>;
-  const row_planes planes = row;
-  const bytes c = bytes{} + (uint8_t)weight;
+  const row_ends ends = row;
   const int bulk = count & ~7;
   int i = 0;
-  for (; i + vector_bytes <= bulk; i += vector_bytes) block<colour, alpha, Use, vector_bytes>(planes, i, c);
+  for (; i + vector_bytes <= bulk; i += vector_bytes) {
+    block<colour, alpha, Use, vector_bytes>(ends, sources, layers, i, 0);
+  }
 #if defined(__AVX512BW__)
   if (bulk - i >= 32) {
-    block<colour, alpha, Use, 32>(planes, i, c);
+    block<colour, alpha, Use, 32>(ends, sources, layers, i, 0);
     i += 32;
   }
 #endif
 #if defined(__AVX2__)
   if (bulk - i >= 16) {
-    block<colour, alpha, Use, 16>(planes, i, c);
+    block<colour, alpha, Use, 16>(ends, sources, layers, i, 0);
     i += 16;
   }
 #endif
-  for (; i < bulk; i += 8) block<colour, alpha, Use, 8>(planes, i, c);
-  if (i < count) tail<Colour<tail_form>, Alpha<tail_form>, Use>(planes, i, count - i, c);
+  for (; i < bulk; i += 8) block<colour, alpha, Use, 8>(ends, sources, layers, i, 0);
+  if (i < count) block<Colour<tail_form>, Alpha<tail_form>, Use, 0>(ends, sources, layers, i, count - i);
 }
 
 // Target planes that are missing are written to a spare row, piece by piece.
 template <template <class> class Colour, template <class> class Alpha, class Use>
-void row(const row_planes& planes, int count, int weight) {
-  const int needed = Use::writes ? 4 : 3;
-  int missing = 0;
-  for (int p = 0; p < needed; ++p) missing += !planes.target[p];
-  if (missing == 0) {
-    complete_row<Colour, Alpha, Use>(planes, count, weight);
-    return;
-  }
+void incomplete_row(const row_ends& row, const source_span* sources, int layers, int count) {
   constexpr int piece = 512;
   uint8_t spare[piece] = {};
+  row_ends ends = row;
   for (int i = 0; i < count; i += piece) {
-    row_planes part = planes;
     for (int p = 0; p < 4; ++p) {
-      if (part.source[p]) part.source[p] += i;
-      part.target[p] = part.target[p] ? part.target[p] + i : spare;
+      ends.to[p] = row.to[p] ? row.to[p] + i : spare;
+      ends.from[p] = row.to[p] ? row.from[p] + (i & row.step) : spare;
     }
-    complete_row<Colour, Alpha, Use>(part, count - i < piece ? count - i : piece, weight);
+    const int length = count - i < piece ? count - i : piece;
+    for (int l = 0; l < layers; ++l) {
+      source_span part = sources[l];
+      for (int p = 0; p < 4; ++p) {
+        if (part.planes[p]) part.planes[p] += i;
+      }
+      complete_row<Colour, Alpha, Use>(ends, &part, 1, length);
+      for (int p = 0; p < 4; ++p) ends.from[p] = ends.to[p];
+      ends.step = ~0;
+    }
+    ends.step = row.step;
   }
+}
+
+template <template <class> class Colour, template <class> class Alpha, class Use>
+void row(const target_span& target, const source_span* sources, int layers, int count) {
+  bytes background[4];
+  row_ends ends;
+  ends.step = target.background ? 0 : ~0;
+  bool complete = true;
+  for (int p = 0; p < 4; ++p) {
+    ends.to[p] = target.planes[p];
+    ends.from[p] = target.planes[p];
+    if (target.background) {
+      background[p] = bytes{} + target.background[p];
+      ends.from[p] = (const uint8_t*)&background[p];
+    }
+    if (!target.planes[p] && (p < 3 || Use::writes)) complete = false;
+  }
+  if (complete) {
+    complete_row<Colour, Alpha, Use>(ends, sources, layers, count);
+  } else {
+    incomplete_row<Colour, Alpha, Use>(ends, sources, layers, count);
+  }
+  if (!Use::writes && target.background && target.planes[3]) memset(target.planes[3], target.background[3], count);
 }
 
 void keep_larger(uint8_t* target, const uint8_t* source, int count) {
   int i = 0;
   for (; i + vector_bytes <= count; i += vector_bytes) {
-    const bytes s = load<vector_bytes>(source + i);
-    const bytes d = load<vector_bytes>(target + i);
-    store<vector_bytes>(target + i, add(d, subtract(s, d)));
+    const bytes s = load<vector_bytes>(source + i, 0);
+    const bytes d = load<vector_bytes>(target + i, 0);
+    store<vector_bytes>(target + i, add(d, subtract(s, d)), 0);
   }
   for (; i < count; ++i) {
     if (target[i] < source[i]) target[i] = source[i];

@@ -20,6 +20,17 @@ render::row_operation operation_of(const render::row_operations& rows, int famil
   return family == opaque ? rows.opaque[blend][alpha] : rows.scaled[blend][alpha];
 }
 
+// Where two rows differ and how, empty when they are equal.
+std::string difference(const std::vector<std::uint8_t>& found, const std::vector<std::uint8_t>& expected) {
+  for (std::size_t x = 0; x < expected.size(); ++x) {
+    if (found[x] != expected[x]) {
+      return "column " + std::to_string(x) + ": " + std::to_string(found[x]) + ", expected " +
+             std::to_string(expected[x]);
+    }
+  }
+  return "";
+}
+
 class blend_rows : public testing::Test {
  protected:
   ~blend_rows() override { img::pin_simd_level(best_); }
@@ -101,11 +112,11 @@ TEST_F(blend_rows, bulk_and_tail_of_every_operation) {
         std::vector<std::uint8_t> s(width, pixel[0]), a(width, pixel[1]);
         std::vector<std::uint8_t> d[4];
         for (int p = 0; p < 4; ++p) d[p].assign(width, p < 3 ? pixel[2] : pixel[3]);
-        const render::row_planes planes{{d[0].data(), d[1].data(), d[2].data(), d[3].data()},
-                                        {s.data(), s.data(), s.data(), a.data()}};
+        const render::target_span target{{d[0].data(), d[1].data(), d[2].data(), d[3].data()}, nullptr};
+        const render::source_span source{{s.data(), s.data(), s.data(), a.data()}, pixel[4], 0};
         const int blend = static_cast<int>(test.blend);
         const int alpha = static_cast<int>(test.alpha);
-        operation_of(rows, test.family, blend, alpha)(planes, width, pixel[4]);
+        operation_of(rows, test.family, blend, alpha)(target, &source, 1, width);
         for (int x = 0; x < width; ++x) {
           for (int p = 0; p < 4; ++p) {
             EXPECT_EQ(d[p][x], test.expected[n][(x < 8 ? 0 : 2) + (p == 3)])
@@ -138,22 +149,23 @@ TEST_F(blend_rows, kernels_equal_the_plain_rows_for_all_pairs) {
                 d[x] = static_cast<std::uint8_t>(y);
                 A[x] = static_cast<std::uint8_t>(y ^ 0x55);
               }
-              const int weight = awkward[(y / 8) % 8];
+              const int weights[] = {0, 1, 127, 128, 129, 252, 253, y % 254};
+              const int weight = weights[(y / 8) % 8];
               for (int p = 0; p < 4; ++p) expected[p] = found[p] = p < 3 ? d : A;
               // Spans of 7 samples are all tail.
               const int span = round < 2 ? width : 7;
               auto run = [&](const render::row_operations& with, std::vector<std::uint8_t>* out) {
                 for (int x = 0; x < width; x += span) {
-                  const render::row_planes planes{
-                      {out[0].data() + x, out[1].data() + x, out[2].data() + x, out[3].data() + x},
-                      {s.data() + x, s.data() + x, s.data() + x, a.data() + x}};
-                  operation_of(with, family, blend, alpha)(planes, std::min(span, width - x), weight);
+                  const render::target_span target{
+                      {out[0].data() + x, out[1].data() + x, out[2].data() + x, out[3].data() + x}, nullptr};
+                  const render::source_span source{{s.data() + x, s.data() + x, s.data() + x, a.data() + x}, weight, 0};
+                  operation_of(with, family, blend, alpha)(target, &source, 1, std::min(span, width - x));
                 }
               };
               run(render::plain_rows(), expected);
               run(rows, found);
               for (int p = 0; p < 4; ++p) {
-                ASSERT_EQ(found[p], expected[p])
+                ASSERT_EQ(difference(found[p], expected[p]), "")
                     << level << " family " << family << " blend " << blend << " alpha " << alpha << " target " << y
                     << " weight " << weight << " round " << round << " plane " << p;
               }
@@ -165,8 +177,8 @@ TEST_F(blend_rows, kernels_equal_the_plain_rows_for_all_pairs) {
   });
 }
 
-// Random rows of every width up to a few vectors, at every misalignment of a small set, with planes left out, and guard
-// bytes that must stay.
+// Random rows of every width up to a few vectors: misaligned, one to three layers at a time, onto the target or a
+// background, with planes left out, and with guard bytes that must stay.
 TEST_F(blend_rows, kernels_equal_the_plain_rows_at_every_width) {
   constexpr int room = 256;
   constexpr int guard = 64;
@@ -182,31 +194,40 @@ TEST_F(blend_rows, kernels_equal_the_plain_rows_at_every_width) {
         for (int blend = 0; blend < render::blend_count; ++blend) {
           for (int alpha = 0; alpha < render::alpha_count; ++alpha) {
             const int offset = guard + static_cast<int>(random() >> 8) % 33;
-            // 0: all planes; 1: a gray source; 2: a target of one plane; 3: a target without alpha
+            // 0: all planes; 1: gray sources; 2: a target of one plane; 3: a target without alpha
             const int shape = static_cast<int>(random() >> 8) % 4;
-            std::vector<std::uint8_t> source[4], expected[4], found[4];
+            const int layers = 1 + static_cast<int>(random() >> 8) % 3;
+            const std::uint8_t samples[4] = {0, 90, 200, 255};
+            const bool from_background = (random() >> 8) % 2 == 0;
+            std::vector<std::uint8_t> source[3][4], expected[4], found[4];
             for (int p = 0; p < 4; ++p) {
-              noise(source[p]);
+              for (auto& layer : source) noise(layer[p]);
               noise(expected[p]);
               found[p] = expected[p];
             }
-            const int weight = static_cast<int>(random() >> 8) % 254;
+            render::source_span sources[3]{};
+            for (int l = 0; l < layers; ++l) {
+              for (int p = 0; p < (alpha == 0 ? 3 : 4); ++p) {
+                sources[l].planes[p] = source[l][shape == 1 && p < 3 ? 0 : p].data() + offset - p - l;
+              }
+              sources[l].weight = static_cast<int>(random() >> 8) % 254;
+            }
             auto run = [&](const render::row_operations& with, std::vector<std::uint8_t>* out) {
-              render::row_planes planes{};
+              render::target_span target{};
               for (int p = 0; p < 4; ++p) {
-                planes.source[p] = source[shape == 1 && p < 3 ? 0 : p].data() + offset - p;
                 if (shape == 2 && (p == 1 || p == 2)) continue;
                 if (shape == 3 && p == 3) continue;
-                planes.target[p] = out[p].data() + offset + p;
+                target.planes[p] = out[p].data() + offset + p;
               }
-              if (alpha == 0) planes.source[3] = nullptr;
-              operation_of(with, family, blend, alpha)(planes, width, weight);
+              if (from_background) target.background = samples;
+              operation_of(with, family, blend, alpha)(target, sources, layers, width);
             };
             run(render::plain_rows(), expected);
             run(rows, found);
             for (int p = 0; p < 4; ++p) {
-              ASSERT_EQ(found[p], expected[p]) << level << " width " << width << " family " << family << " blend "
-                                               << blend << " alpha " << alpha << " shape " << shape << " plane " << p;
+              ASSERT_EQ(difference(found[p], expected[p]), "")
+                  << level << " width " << width << " family " << family << " blend " << blend << " alpha " << alpha
+                  << " shape " << shape << " plane " << p;
             }
           }
         }
@@ -217,7 +238,7 @@ TEST_F(blend_rows, kernels_equal_the_plain_rows_at_every_width) {
       std::vector<std::uint8_t> found = expected;
       render::plain_rows().keep_larger(expected.data() + guard, source.data() + guard + 1, width);
       rows.keep_larger(found.data() + guard, source.data() + guard + 1, width);
-      ASSERT_EQ(found, expected) << level << " keep_larger, width " << width;
+      ASSERT_EQ(difference(found, expected), "") << level << " keep_larger, width " << width;
     }
   });
 }
@@ -228,9 +249,9 @@ TEST(blend_plain_rows, write_nothing_outside_the_span) {
     for (int blend = 0; blend < render::blend_count; ++blend) {
       for (int alpha = 0; alpha < render::alpha_count; ++alpha) {
         std::vector<std::uint8_t> source(40, 77), target(40, 201);
-        const render::row_planes planes{{target.data() + 10, nullptr, nullptr, nullptr},
-                                        {source.data(), source.data(), source.data(), source.data()}};
-        operation_of(render::plain_rows(), family, blend, alpha)(planes, 19, 100);
+        const render::target_span span{{target.data() + 10, nullptr, nullptr, nullptr}, nullptr};
+        const render::source_span layer{{source.data(), source.data(), source.data(), source.data()}, 100, 0};
+        operation_of(render::plain_rows(), family, blend, alpha)(span, &layer, 1, 19);
         for (int x = 0; x < 40; ++x) {
           if (x < 10 || x >= 29) {
             EXPECT_EQ(target[x], 201) << x;
