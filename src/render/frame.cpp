@@ -44,9 +44,9 @@ bool is_adjustment(const ksn::track_info& track) {
   return track.source_type == ksn::source_type::adjustment;
 }
 
-void fill_background(img::image& image, const ksn::state& composition) {
+background background_of(const ksn::state& composition) {
   const lib::color color = composition.resolved_back_color();
-  image.fill(color.b, color.g, color.r, 0, 0);
+  return {color.b, color.g, color.r, 0, 0};
 }
 
 bool any_layer_of_one_eye(const ksn::state& composition, const std::vector<prepared_layer>& layers) {
@@ -60,12 +60,12 @@ bool any_layer_of_one_eye(const ksn::state& composition, const std::vector<prepa
 void render_both_eyes(img::image& target, const ksn::state& composition, const std::vector<prepared_layer>& layers,
                       const frame_view& view, double time) {
   const img::image_ptr other = pooled_image(target.format, target.width, target.height);
+  const background below = background_of(composition);
   if (any_layer_of_one_eye(composition, layers)) {
-    fill_background(*other, composition);
-    render_stereo_pair(&target, other.get(), composition, layers, view, time);
+    render_stereo_pair(&target, other.get(), composition, layers, view, time, &below);
     if (composition.switch_views) target.swap(*other);
   } else {
-    render_stereo_pair(&target, nullptr, composition, layers, view, time);
+    render_stereo_pair(&target, nullptr, composition, layers, view, time, &below);
     *other = target;
   }
   merge_stereo(target, *other, composition.stereo_view, view.view_origin.x + view.view_origin.y);
@@ -132,14 +132,14 @@ void render_frame(pipeline& pipeline, const ksn::state& composition, img::image&
                   double time) {
   constexpr std::string_view letters = "BGRAZ";
   const img::image_ptr picture = pooled_image(letters, view.width, view.height);
-  fill_background(*picture, composition);
+  const background below = background_of(composition);
   const std::vector<prepared_layer> layers = prepare_layers(pipeline, composition, time, view.resolution);
   switch (composition.target_view) {
     case ksn::target_view_type::left:
-      render_stereo_pair(picture.get(), nullptr, composition, layers, view, time);
+      render_stereo_pair(picture.get(), nullptr, composition, layers, view, time, &below);
       break;
     case ksn::target_view_type::right:
-      render_stereo_pair(nullptr, picture.get(), composition, layers, view, time);
+      render_stereo_pair(nullptr, picture.get(), composition, layers, view, time, &below);
       break;
     case ksn::target_view_type::both:
       render_both_eyes(*picture, composition, layers, view, time);
