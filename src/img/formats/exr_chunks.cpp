@@ -69,9 +69,6 @@ class chunk_reader {
     const exr_attr_chlist_t& list = file.channels();
     for (int i = 0; i < list.num_channels; ++i) {
       const exr_attr_chlist_entry_t& channel = list.entries[i];
-      if (channel.x_sampling < 1 || channel.y_sampling < 1) {
-        throw io::invalid_format(file.path(), "Unsupported sampling rate");
-      }
       channel_layout layout{channel.x_sampling, channel.y_sampling, channel.pixel_type == EXR_PIXEL_HALF ? 2 : 4,
                             channel.pixel_type, -1};
       for (const exr_channel_use& use : uses) {
@@ -118,7 +115,6 @@ class chunk_reader {
     std::int32_t width = 1;
     std::int32_t height = 1;
     file_.check(exr_get_tile_sizes(file_.context(), 0, 0, 0, &width, &height));
-    if (width < 1 || height < 1) throw io::invalid_format(file_.path(), "Invalid tile size");
     const exr_attr_box2i_t& data = file_.data_window();
     const int left = (overlap_.left - data.min.x) / width;
     const int across = (overlap_.right - 1 - data.min.x) / width - left + 1;

@@ -32,14 +32,33 @@ void clear_around(image& image, int plane, const exr_file& file, const exr_overl
 }  // namespace
 
 void check_chunk_sizes(const exr_file& file) {
+  const exr_attr_box2i_t& data = file.data_window();
+  std::int32_t width = data.max.x - data.min.x + 1;
+  std::int32_t height = 1;
   std::int32_t chunks = 0;
-  std::uint64_t chunk_bytes = 0;
   file.check(exr_get_chunk_count(file.context(), 0, &chunks));
-  file.check(exr_get_chunk_unpacked_size(file.context(), 0, &chunk_bytes));
-  const std::uint64_t size = static_cast<std::uint64_t>(file.source().size());
+  if (file.is_tiled()) {
+    std::int32_t tile_width = 0;
+    file.check(exr_get_tile_sizes(file.context(), 0, 0, 0, &tile_width, &height));
+    width = std::min(width, tile_width);
+  } else {
+    file.check(exr_get_scanlines_per_chunk(file.context(), 0, &height));
+  }
+  height = std::min(height, data.max.y - data.min.y + 1);
+  if (width < 1 || height < 1) throw io::invalid_format(file.path(), "Invalid tile size");
+
+  double chunk_bytes = 0;
+  for (int i = 0; i < file.channels().num_channels; ++i) {
+    const exr_attr_chlist_entry_t& channel = file.channels().entries[i];
+    if (channel.x_sampling < 1 || channel.y_sampling < 1) {
+      throw io::invalid_format(file.path(), "Unsupported sampling rate");
+    }
+    chunk_bytes += (channel.pixel_type == EXR_PIXEL_HALF ? 2.0 : 4.0) * width * height /
+                   (static_cast<double>(channel.x_sampling) * channel.y_sampling);
+  }
+  const double size = static_cast<double>(file.source().size());
   // Each has a place in the table of offsets and a header of its own.
-  if (chunks < 0 || static_cast<std::uint64_t>(chunks) > size / 16) throw io::eof_error(file.path());
-  if (chunk_bytes / static_cast<unsigned>(file.expansion()) > size) throw io::eof_error(file.path());
+  if (chunks < 0 || chunks * 16.0 > size || chunk_bytes > size * file.expansion()) throw io::eof_error(file.path());
 }
 
 exr_overlap overlap_of(const exr_file& file) {

@@ -27,8 +27,8 @@ struct exr_overlap {
 };
 exr_overlap overlap_of(const exr_file& file);
 
-// Throws io::eof_error when the header tells of more chunks, or of larger ones, than the file can hold. Before anything
-// takes memory in proportion to them.
+// Throws io::eof_error when the header tells of more chunks, or of larger ones, than the file can hold, and
+// io::invalid_format for sizes and samplings below 1. Comes before all that takes memory in proportion to them.
 void check_chunk_sizes(const exr_file& file);
 
 // The ways that decode_channels() chooses from; each writes where the windows overlap.
