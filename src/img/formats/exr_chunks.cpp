@@ -16,6 +16,9 @@
 namespace img {
 namespace {
 
+// Waking the other threads costs as much as decoding a few thousand pixels.
+constexpr long long fewest_parallel_pixels = 8192;
+
 // Memory that grows and is never cleared.
 class scratch {
  public:
@@ -142,7 +145,8 @@ class chunk_reader {
     std::atomic<int> failed{count};
     std::exception_ptr failure;
     std::mutex lock;
-    const int threads = std::min(count, lib::thread_count());
+    const long long pixels = static_cast<long long>(overlap_.right - overlap_.left) * (overlap_.bottom - overlap_.top);
+    const int threads = pixels < fewest_parallel_pixels ? 1 : std::min(count, lib::thread_count());
     lib::parallel_chunks(threads, 1, [&](int, int) {
       int i = 0;
       try {
