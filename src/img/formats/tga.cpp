@@ -97,18 +97,19 @@ class piece_reader {
 
 void read_packed(piece_reader& reader, const tga_header& header, image& image) {
   const auto unpack = active_tga_kernels().unpack[header.bytes];
+  const int planes = image.plane_count();
   tga_packets packets{};
   for (int i = 0; i < header.height; ++i) {
     const int y = header.top_first ? i : header.height - 1 - i;
     std::uint8_t* rows[4] = {};
-    for (int p = 0; p < image.plane_count(); ++p) rows[p] = image.row(p, y);
+    for (int p = 0; p < planes; ++p) rows[p] = image.row(p, y);
     for (std::size_t left = static_cast<std::size_t>(header.width); left > 0;) {
       packets.position = reader.position();
       packets.end = reader.end();
       const std::size_t count = unpack(&packets, rows, left);
       reader.move_to(packets.position);
       left -= count;
-      for (auto& row : rows) row += count;
+      for (int p = 0; p < planes; ++p) rows[p] += count;
       if (left > 0) reader.more();
     }
   }
