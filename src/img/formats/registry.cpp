@@ -18,9 +18,9 @@
   built(exr, "exr", "sxr")                                  \
   planned(hdr, "Radiance HDR", "hdr")                       \
   planned(iff, "IFF", "iff")                                \
-  planned(jpeg, "JPEG", "jpg", "jpeg")                      \
+  built(jpeg, "jpg", "jpeg")                                 \
   planned(pic, "Softimage PIC", "pic")                      \
-  planned(png, "PNG", "png")                                \
+  built(png, "png")                                         \
   planned(psd, "PSD", "psd")                                \
   planned(qzimg, "Raw renderer", "qzimg")                   \
   planned(rla, "RLA and RPF", "rla", "rpf")                 \

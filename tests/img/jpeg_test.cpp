@@ -1,0 +1,198 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <jpeglib.h>
+
+#include "img/format.h"
+#include "io/exceptions.h"
+#include "support/temp_folder.h"
+
+namespace {
+
+using bytes = std::string;
+
+// A file of one colour by the library itself.
+bytes jpeg_of(int channels, J_COLOR_SPACE space, const std::vector<std::uint8_t>& colour, bool adobe_marker,
+              int width = 16, int height = 8) {
+  jpeg_compress_struct jpeg;
+  jpeg_error_mgr errors;
+  jpeg.err = jpeg_std_error(&errors);
+  jpeg_create_compress(&jpeg);
+  unsigned char* memory = nullptr;
+  unsigned long size = 0;
+  jpeg_mem_dest(&jpeg, &memory, &size);
+  jpeg.image_width = static_cast<JDIMENSION>(width);
+  jpeg.image_height = static_cast<JDIMENSION>(height);
+  jpeg.input_components = channels;
+  jpeg.in_color_space = space;
+  jpeg_set_defaults(&jpeg);
+  if (space == JCS_UNKNOWN) jpeg_set_colorspace(&jpeg, JCS_UNKNOWN);
+  jpeg_set_quality(&jpeg, 100, TRUE);
+  jpeg.write_Adobe_marker = adobe_marker;
+  jpeg_start_compress(&jpeg, TRUE);
+  std::vector<std::uint8_t> row;
+  for (int x = 0; x < width; ++x) row.insert(row.end(), colour.begin(), colour.end());
+  JSAMPROW rows = row.data();
+  for (int y = 0; y < height; ++y) jpeg_write_scanlines(&jpeg, &rows, 1);
+  jpeg_finish_compress(&jpeg);
+  jpeg_destroy_compress(&jpeg);
+  bytes file(reinterpret_cast<char*>(memory), size);
+  free(memory);
+  return file;
+}
+
+class jpeg : public ::testing::Test {
+ protected:
+  img::image read(const bytes& content) {
+    support::write_file(path, content);
+    img::image image;
+    img::load(image, path);
+    return image;
+  }
+  support::temp_folder folder;
+  std::string path = folder / "a.jpg";
+};
+
+TEST_F(jpeg, forms) {
+  struct row {
+    const char* what;
+    bytes file;
+    int blue, green, red;
+  };
+  const row rows[] = {
+      {"gray", jpeg_of(1, JCS_GRAYSCALE, {77}, false), 77, 77, 77},
+      {"colour", jpeg_of(3, JCS_RGB, {200, 100, 50}, false), 50, 100, 200},
+      // Light of an ink is (255 - ink) * (255 - black) / 255: red 155 * 205 / 255.
+      {"CMYK as ink", jpeg_of(4, JCS_CMYK, {100, 0, 255, 50}, false), 0, 205, 125},
+      {"CMYK as Adobe stores it", jpeg_of(4, JCS_CMYK, {155, 255, 0, 205}, true), 0, 205, 125},
+  };
+  for (const row& r : rows) {
+    const img::image image = read(r.file);
+    ASSERT_STREQ(image.format.data(), "BGR") << r.what;
+    EXPECT_EQ(image.width, 16);
+    EXPECT_EQ(image.height, 8);
+    EXPECT_EQ(image.path, path);
+    EXPECT_EQ(image.user[0], (math::point{8, 4}));
+    const int expected[] = {r.blue, r.green, r.red};
+    for (int p = 0; p < 3; ++p) {
+      for (std::size_t i = 0; i < image.data[p].size(); ++i) {
+        ASSERT_NEAR(image.data[p].data()[i], expected[p], 2) << r.what << " plane " << p;
+      }
+    }
+    const img::picture_header header = img::find_format(path)->read_header(path, {});
+    EXPECT_EQ(header.width, 16);
+    EXPECT_EQ(header.height, 8);
+    EXPECT_FALSE(header.has_alpha);
+  }
+}
+
+TEST_F(jpeg, bad_files_say_what_is_wrong) {
+  const bytes good = jpeg_of(3, JCS_RGB, {200, 100, 50}, false, 600, 400);
+  bytes large = good;  // the frame header holds marker, length, precision, height and width
+  const std::size_t frame = large.find("\xFF\xC0");
+  std::memcpy(large.data() + frame + 5, "\xFF\x00\xFF\x00", 4);
+  bytes no_height = good;
+  std::memcpy(no_height.data() + frame + 5, "\0\0", 2);
+  struct row {
+    const char* what;
+    bytes file;
+    const char* message;  // a part of it
+  };
+  const row rows[] = {
+      {"empty", "", "Unexpected end of file"},
+      {"not a JPEG", "GIF89a", "Not a JPEG file"},
+      {"cut in the header", good.substr(0, 100), "Unexpected end of file"},
+      {"cut in the data", good.substr(0, good.size() - 30), "Unexpected end of file"},
+      {"no end marker", good.substr(0, good.size() - 2), "Unexpected end of file"},
+      {"too large for the file", large, "Picture size 65280 x 65280"},
+      {"no height", no_height, "DNL not supported"},
+      {"two channels", jpeg_of(2, JCS_UNKNOWN, {1, 2}, false), "Invalid number of channels"},
+  };
+  for (const row& r : rows) {
+    try {
+      read(r.file);
+      FAIL() << r.what << " was read";
+    } catch (const io::exception& failure) {
+      EXPECT_EQ(failure.source(), path) << r.what;
+      EXPECT_NE(failure.message().find(r.message), bytes::npos) << r.what << ": " << failure.message();
+    }
+  }
+}
+
+TEST_F(jpeg, written_files_come_back) {
+  struct row {
+    const char* letters;
+    bool ignore_alpha;
+    int components;
+  };
+  const row rows[] = {{"L", false, 1}, {"LA", true, 1}, {"BGR", false, 3}, {"BGRA", false, 3}, {"BGRAZ", true, 3}};
+  for (const row& r : rows) {
+    img::image image(r.letters, 8, 65, 33);
+    for (int p = 0; p < image.plane_count(); ++p) {
+      for (int y = 0; y < image.height; ++y) {
+        for (int x = 0; x < image.width; ++x) image.row(p, y)[x] = static_cast<std::uint8_t>(60 + p * 40 + x + y);
+      }
+    }
+    img::save(image, path, nullptr, {0, 100, r.ignore_alpha});
+    const bytes file = support::read_file(path);
+    EXPECT_EQ(file[file.find("\xFF\xC0") + 9], r.components) << r.letters;
+    img::image again;
+    img::load(again, path);
+    for (int p = 0; p < 3; ++p) {
+      const int from = r.letters[0] == 'L' ? 0 : p;
+      for (std::size_t i = 0; i < again.data[p].size(); ++i) {
+        ASSERT_NEAR(again.data[p].data()[i], image.data[from].data()[i], 5) << r.letters << " plane " << p;
+      }
+    }
+  }
+}
+
+TEST_F(jpeg, writer_options_and_refusals) {
+  img::image noise("BGR", 8, 64, 64);
+  std::uint32_t state = 1;
+  for (int p = 0; p < 3; ++p) {
+    for (std::size_t i = 0; i < noise.data[p].size(); ++i) {
+      noise.data[p].data()[i] = static_cast<std::uint8_t>((state = state * 1664525u + 1013904223u) >> 24);
+    }
+  }
+  std::uintmax_t last = 0;
+  for (int quality : {1, 50, 90, 100}) {
+    img::save(noise, path, nullptr, {0, quality, false});
+    EXPECT_GT(std::filesystem::file_size(path), last) << quality;
+    last = std::filesystem::file_size(path);
+  }
+  struct row {
+    img::image image;
+    const char* message;
+  };
+  const row rows[] = {{img::image(), "Cannot export an empty image"},
+                      {img::image("LA", 8, 4, 4), "JPEG does not support two channel images"},
+                      {img::image("L", 8, 65501, 1), "Invalid picture size 65501 x 1, the format takes up to 65500"}};
+  for (const row& r : rows) {
+    try {
+      img::save(r.image, path, nullptr, {});
+      FAIL() << "written in spite of: " << r.message;
+    } catch (const io::invalid_format& failure) {
+      EXPECT_EQ(failure.message(), r.message);
+    }
+  }
+  EXPECT_THROW(img::save(noise, folder / "no/a.jpg", nullptr, {}), io::open_error);
+  if (std::filesystem::exists("/dev/full")) {
+    EXPECT_THROW(img::save(noise, "/dev/full", "jpg", {}), io::write_error);
+  }
+}
+
+TEST_F(jpeg, samples_of_others) {
+  const std::string samples = KESTRIN_SAMPLES_DIR "/jpg/";
+  if (!std::filesystem::exists(samples)) GTEST_SKIP() << "no sample files";
+  for (const char* name : {"hopper.jpg", "hopper_gray.jpg", "pil_sample_cmyk.jpg", "rotation_1.jpg", "sample.jpg"}) {
+    img::image image;
+    ASSERT_NO_THROW(img::load(image, samples + name)) << name;
+    EXPECT_STREQ(image.format.data(), "BGR") << name;
+  }
+}
+
+}  // namespace
