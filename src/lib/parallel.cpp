@@ -1,24 +1,125 @@
 #include "lib/parallel.h"
 
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
 namespace lib {
 namespace {
 
 std::atomic<int> wanted_threads{0};
+thread_local bool inside_a_loop = false;
+
+struct loop {
+  detail::chunk_function call;
+  void* body;
+  int count;
+  int chunk;
+  std::atomic<long long> next{0};  // first item that nobody has taken
+
+  void work() {
+    for (;;) {
+      const long long first = next.fetch_add(chunk, std::memory_order_relaxed);
+      if (first >= count) return;
+      call(body, static_cast<int>(first), static_cast<int>(std::min<long long>(count, first + chunk)));
+    }
+  }
+};
+
+// Threads that sleep between loops. An OpenMP runtime was the first choice here: its threads wait in a spin, which
+// costs a machine that runs more than one job dearly (with six other busy processes a composite took six times as
+// long), and neither the thread sanitizer nor a fork knows them.
+class thread_pool {
+ public:
+  // False when another loop has the threads.
+  bool run(loop& work, int helpers) {
+    if (!owner_.try_lock()) return false;
+    const std::lock_guard owned(owner_, std::adopt_lock);
+    {
+      const std::lock_guard guard(lock_);
+      for (; threads_ < helpers; ++threads_) std::thread([this] { serve(); }).detach();
+      current_ = &work;
+      places_ = helpers;
+      round_.fetch_add(1, std::memory_order_release);
+    }
+    started_.notify_all();
+    work.work();
+    std::unique_lock guard(lock_);
+    current_ = nullptr;
+    finished_.wait(guard, [this] { return active_ == 0; });
+    return true;
+  }
+
+ private:
+  std::mutex owner_;  // held by the thread whose loop runs
+  std::mutex lock_;   // guards what follows
+  std::condition_variable started_;
+  std::condition_variable finished_;
+  loop* current_ = nullptr;
+  int places_ = 0;  // helpers that may still join the current loop
+  int active_ = 0;  // helpers at work in it
+  int threads_ = 0;
+  std::atomic<unsigned> round_{0};
+
+  void serve() {
+    inside_a_loop = true;
+    unsigned seen = 0;
+    for (;;) {
+      // Loops of one frame follow each other closely: a short spin saves the sleep between them.
+      for (int i = 0; i < spins && round_.load(std::memory_order_acquire) == seen; ++i) {
+#if defined(__x86_64__)
+        __builtin_ia32_pause();
+#endif
+      }
+      std::unique_lock guard(lock_);
+      started_.wait(guard, [&] { return round_.load(std::memory_order_relaxed) != seen; });
+      seen = round_.load(std::memory_order_relaxed);
+      if (!current_ || places_ == 0) continue;
+      --places_;
+      ++active_;
+      loop* work = current_;
+      guard.unlock();
+      work->work();
+      guard.lock();
+      if (--active_ == 0) finished_.notify_one();
+    }
+  }
+
+  static constexpr int spins = 2000;  // some ten microseconds
+};
+
+thread_pool& pool() {
+  // Never destroyed: its threads sleep in it to the end of the process.
+  static auto* const threads = new thread_pool;
+  return *threads;
+}
 
 }  // namespace
 
 int thread_count() {
   const int wanted = wanted_threads.load(std::memory_order_relaxed);
   if (wanted > 0) return wanted;
-  static const int processors = std::max(1u, std::thread::hardware_concurrency());
+  static const int processors = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
   return processors;
 }
 
 void set_thread_count(int count) {
   wanted_threads.store(count, std::memory_order_relaxed);
+}
+
+void detail::run_chunks(int count, int chunk, chunk_function call, void* body) {
+  if (count <= 0) return;
+  loop work{call, body, count, std::max(chunk, 1)};
+  const int stretches = (count + work.chunk - 1) / work.chunk;
+  const int helpers = inside_a_loop ? 0 : std::min(thread_count(), stretches) - 1;
+  if (helpers > 0) {
+    inside_a_loop = true;
+    const bool shared = pool().run(work, helpers);
+    inside_a_loop = false;
+    if (shared) return;
+  }
+  work.work();
 }
 
 }  // namespace lib

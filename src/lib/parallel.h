@@ -1,61 +1,44 @@
-// Row loops on the OpenMP threads. All parallel pixel work of the program goes through here.
+// Row loops on all processors. All parallel pixel work of the program goes through here.
 #pragma once
 
 #include <algorithm>
-
-#if defined(KSN_PLAIN_THREADS)
-#include <thread>
-#include <vector>
-#else
-#include <omp.h>
-#endif
+#include <memory>
+#include <type_traits>
 
 namespace lib {
 
-// Number of threads that a parallel loop uses; at least 1. The start value is the number of processors.
+// Number of threads that a parallel loop uses, the calling one included; at least 1. The start value is the number of
+// processors.
 int thread_count();
 // Sets it for the loops that start from now on; 0 brings the number of processors back. Tests use it to show that
 // pictures do not depend on it.
 void set_thread_count(int count);
 
-// Calls body(first, last) for the half-open stretches of `chunk` items that cover 0 to `count`, dealt to the threads
-// by a static schedule: thread t takes stretches t, t + threads, and so on. Returns when all are done. A call from
-// inside a body runs on the calling thread. `body` must not throw.
+namespace detail {
+
+using chunk_function = void (*)(void* body, int first, int last);
+void run_chunks(int count, int chunk, chunk_function call, void* body);
+
+}  // namespace detail
+
+// Calls body(first, last) for the half-open stretches of `chunk` items that cover 0 to `count`, and returns when all
+// are done. The threads take stretches as they get to them, so that one that the system holds up costs the others
+// little; which thread takes which is left open, and no result may depend on it. A call from inside a body, or while
+// another loop has the threads, runs on the calling thread alone. `body` must not throw. Any thread may call.
 template <class Body>
 void parallel_chunks(int count, int chunk, Body&& body) {
-  if (count <= 0) return;
-  const int stretches = (count + chunk - 1) / chunk;
-#if defined(KSN_PLAIN_THREADS)
-  // Sanitizer builds: the OpenMP runtime's barriers are unknown to them, so plain threads follow the same schedule.
-  static thread_local bool nested = false;
-  const int threads = nested ? 1 : std::min(thread_count(), stretches);
-  auto run = [&](int t) {
-    nested = true;
-    for (int i = t; i < stretches; i += threads) body(i * chunk, std::min(count, (i + 1) * chunk));
-  };
-  const bool outer = nested;
-  std::vector<std::thread> others;
-  for (int t = 1; t < threads; ++t) others.emplace_back(run, t);
-  run(0);
-  nested = outer;
-  for (auto& other : others) other.join();
-#else
-  if (stretches == 1 || omp_in_parallel() || thread_count() == 1) {
-    for (int i = 0; i < stretches; ++i) body(i * chunk, std::min(count, (i + 1) * chunk));
-    return;
-  }
-#pragma omp parallel for schedule(static, 1) num_threads(thread_count())
-  for (int i = 0; i < stretches; ++i) body(i * chunk, std::min(count, (i + 1) * chunk));
-#endif
+  using body_type = std::remove_reference_t<Body>;
+  auto* address = const_cast<std::remove_const_t<body_type>*>(std::addressof(body));
+  detail::run_chunks(
+      count, chunk, [](void* self, int first, int last) { (*static_cast<body_type*>(self))(first, last); }, address);
 }
 
-// Divides 0 to `rows` into one contiguous stretch a thread and calls body(first, last) for each. Runs on the calling
-// thread alone when `items` (the samples that the loop will touch) is below 4096.
+// Divides 0 to `rows` into a few contiguous stretches a thread and calls body(first, last) for each. Runs on the
+// calling thread alone when `items` (the samples that the loop will touch) is below 4096.
 template <class Body>
 void parallel_rows(int rows, long long items, Body&& body) {
-  if (rows <= 0) return;
-  const int threads = items < 4096 ? 1 : std::max(1, thread_count());
-  parallel_chunks(rows, (rows + threads - 1) / threads, body);
+  const int stretches = items < 4096 || thread_count() == 1 ? 1 : 4 * thread_count();
+  parallel_chunks(rows, std::max(1, (rows + stretches - 1) / stretches), body);
 }
 
 }  // namespace lib
