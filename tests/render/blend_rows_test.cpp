@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "composition/enums.h"
-#include "img/simd_level.h"
 #include "render/rows.h"
+#include "support/levels.h"
 
 namespace {
 
@@ -31,24 +31,11 @@ std::string difference(const std::vector<std::uint8_t>& found, const std::vector
   return "";
 }
 
-class blend_rows : public testing::Test {
- protected:
-  ~blend_rows() override { img::pin_simd_level(best_); }
-
-  // Calls check(rows, name) with the plain rows and the kernels of every level that this machine has.
-  template <class Check>
-  void every_level(Check check) {
-    check(render::plain_rows(), "plain");
-    const char* names[] = {"baseline", "v3", "v4"};
-    for (int level = 0; level <= static_cast<int>(best_); ++level) {
-      img::pin_simd_level(static_cast<img::simd_level>(level));
-      check(render::current_rows(), names[level]);
-    }
-  }
-
- private:
-  img::simd_level best_ = img::current_simd_level();
-};
+// Calls check(rows, name) with the kernels of every level that this machine has.
+template <class Check>
+void every_kernel(Check check) {
+  support::every_level([&](const char* name) { check(render::current_rows(), name); });
+}
 
 // Two pixels through every operation: colour and alpha as the bulk of a row gives them, then as its tail does.
 struct operation_case {
@@ -101,11 +88,11 @@ const operation_case operation_cases[] = {
     {scaled, blend_type::difference, alpha_type::mask, {{5, 20, 5, 20}, {99, 6, 99, 6}}},
 };
 
-TEST_F(blend_rows, bulk_and_tail_of_every_operation) {
+TEST(blend_rows, bulk_and_tail_of_every_operation) {
   // source sample and alpha, target sample and alpha, weight of the scaled operations (50 % and 99 %)
   const int pixels[2][5] = {{200, 100, 55, 30, 128}, {220, 139, 236, 143, 253}};
   constexpr int width = 15;
-  every_level([&](const render::row_operations& rows, const char* level) {
+  const auto check = [&](const render::row_operations& rows, const char* level) {
     for (const operation_case& test : operation_cases) {
       for (int n = 0; n < 2; ++n) {
         const int* pixel = pixels[n];
@@ -126,16 +113,17 @@ TEST_F(blend_rows, bulk_and_tail_of_every_operation) {
         }
       }
     }
-  });
+  };
+  check(render::plain_rows(), "plain");
+  every_kernel(check);
 }
 
 // Every pair of two samples or of a sample and an alpha, with awkward thirds, through both forms of every operation.
-TEST_F(blend_rows, kernels_equal_the_plain_rows_for_all_pairs) {
+TEST(blend_rows, kernels_equal_the_plain_rows_for_all_pairs) {
   constexpr int width = 256;
   std::vector<std::uint8_t> s(width), a(width), A(width), d(width);
   std::vector<std::uint8_t> expected[4], found[4];
-  every_level([&](const render::row_operations& rows, const char* level) {
-    if (&rows == &render::plain_rows()) return;
+  every_kernel([&](const render::row_operations& rows, const char* level) {
     for (int family : {opaque, scaled}) {
       for (int blend = 0; blend < render::blend_count; ++blend) {
         for (int alpha = 0; alpha < render::alpha_count; ++alpha) {
@@ -179,7 +167,7 @@ TEST_F(blend_rows, kernels_equal_the_plain_rows_for_all_pairs) {
 
 // Random rows of every width up to a few vectors: misaligned, one to three layers at a time, onto the target or a
 // background, with planes left out, and with guard bytes that must stay.
-TEST_F(blend_rows, kernels_equal_the_plain_rows_at_every_width) {
+TEST(blend_rows, kernels_equal_the_plain_rows_at_every_width) {
   constexpr int room = 256;
   constexpr int guard = 64;
   std::minstd_rand random(7);
@@ -187,8 +175,7 @@ TEST_F(blend_rows, kernels_equal_the_plain_rows_at_every_width) {
     bytes.resize(room);
     for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random() >> 8);
   };
-  every_level([&](const render::row_operations& rows, const char* level) {
-    if (&rows == &render::plain_rows()) return;
+  every_kernel([&](const render::row_operations& rows, const char* level) {
     for (int width = 0; width <= 67 + 64; ++width) {
       for (int family : {opaque, scaled}) {
         for (int blend = 0; blend < render::blend_count; ++blend) {
@@ -244,7 +231,7 @@ TEST_F(blend_rows, kernels_equal_the_plain_rows_at_every_width) {
 }
 
 // The plain rows themselves leave what is behind and before the span.
-TEST(blend_plain_rows, write_nothing_outside_the_span) {
+TEST(blend_rows, plain_rows_write_nothing_outside_the_span) {
   for (int family : {opaque, scaled}) {
     for (int blend = 0; blend < render::blend_count; ++blend) {
       for (int alpha = 0; alpha < render::alpha_count; ++alpha) {
