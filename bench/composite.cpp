@@ -4,15 +4,11 @@
 //            runs it; the time of its start is taken out by a second, shorter run
 //   bare     a loop that reads every source sample once and writes every target sample once, with the same threads and
 //            strips: what the memory allows
-// Each row is the median of interleaved rounds in one run. A ratio to a peer above 1 means that many times its rate;
+// Each row is the median of interleaved rounds in one run; `--best` takes the shortest time instead, for a look at the
+// code on a machine that is busy with other work. A ratio to a peer above 1 means that many times its rate;
 // the ratio to the bare loop is the composite's time over the loop's.
-#include <stdio.h>
-
-#include <algorithm>
-#include <chrono>
-#include <cstdlib>
+#include <cstdio>
 #include <cstring>
-#include <functional>
 #include <random>
 #include <string>
 #include <thread>
@@ -21,6 +17,7 @@
 #include "img/simd_level.h"
 #include "lib/parallel.h"
 #include "render/compositor.h"
+#include "support.h"
 
 #if defined(HAVE_PIXMAN)
 #include <pixman.h>
@@ -30,18 +27,6 @@ namespace {
 
 constexpr int width = 1920;
 constexpr int height = 1080;
-constexpr int rounds = 15;
-
-double seconds_of(const std::function<void()>& work) {
-  const auto start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-double median(std::vector<double> values) {
-  std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2), values.end());
-  return values[values.size() / 2];
-}
 
 // Pictures with noise in every plane.
 img::image_ptr noise_picture(unsigned seed) {
@@ -213,50 +198,57 @@ double ffmpeg_run(int count, int frames) {
   }
   command += "\" -frames:v " + std::to_string(frames) + " -f null - >/dev/null 2>&1";
   int status = 0;
-  const double seconds = seconds_of([&] { status = std::system(command.c_str()); });
+  const double seconds = bench::seconds([&] { status = std::system(command.c_str()); });
   return status == 0 ? seconds : 0.0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const bool with_ffmpeg = !(argc > 1 && std::string(argv[1]) == "--no-ffmpeg");
-  printf("1920 x 1080, straight alpha, 50 %% opacity, %d threads, kernels of level %d\n", lib::thread_count(),
-         static_cast<int>(img::current_simd_level()));
-  printf("layers  composite ms  rate/pixman  rate/ffmpeg  time/bare\n");
+  int rounds = 31;
+  bool with_ffmpeg = bench::have("ffmpeg");
+  bool best = false;
+  for (int i = 1; i < argc; ++i) {
+    const std::string argument = argv[i];
+    if (argument == "--no-ffmpeg") with_ffmpeg = false;
+    if (argument == "--best") best = true;
+    if (argument.starts_with("--threads=")) lib::set_thread_count(std::atoi(argument.c_str() + 10));
+    if (argument.starts_with("--level=")) {
+      img::pin_simd_level(static_cast<img::simd_level>(std::atoi(argument.c_str() + 8)));
+    }
+    if (argument.starts_with("--rounds=")) rounds = std::max(1, std::atoi(argument.c_str() + 9));
+  }
+  std::printf("1920 x 1080, straight alpha, 50 %% opacity, %d threads, kernels of level %d\n", lib::thread_count(),
+              static_cast<int>(img::current_simd_level()));
+  const auto typical = [best](const bench::contender& c) {
+    return best ? *std::min_element(c.times.begin(), c.times.end()) : c.typical();
+  };
+  std::printf("layers  ms a frame  rate/pixman  rate/ffmpeg  time/bare\n");
   for (const int count : {2, 5, 10}) {
     stack ours(count);
+    std::vector<bench::contender> contenders;
+    contenders.push_back({"composite", [&] { ours.composite(); }, {}});
+    contenders.push_back({"bare", [&] { bare(ours); }, {}});
+    contenders.push_back({"bare by layer", [&] { bare_by_layer(ours); }, {}});
 #if defined(HAVE_PIXMAN)
     pixman_stack theirs(count);
+    contenders.push_back({"pixman", [&] { theirs.composite(); }, {}});
 #endif
-    std::vector<double> composite, bare_one, bare_two, pixman, ffmpeg;
-    for (int round = 0; round < rounds; ++round) {
-      composite.push_back(seconds_of([&] { ours.composite(); }));
-      bare_one.push_back(seconds_of([&] { bare(ours); }));
-      composite.push_back(seconds_of([&] { ours.composite(); }));
-      bare_two.push_back(seconds_of([&] { bare_by_layer(ours); }));
-#if defined(HAVE_PIXMAN)
-      pixman.push_back(seconds_of([&] { theirs.composite(); }));
-#endif
-      if (with_ffmpeg && round % 5 == 0) {
-        const double longer = ffmpeg_run(count, 60);
-        const double shorter = ffmpeg_run(count, 10);
-        if (longer > shorter) ffmpeg.push_back((longer - shorter) / 50);
-      }
-    }
-    const double own = median(composite);
-    printf("%6d  %12.2f", count, own * 1e3);
-    if (pixman.empty()) {
-      printf("  %11s", "-");
+    bench::run_in_turn(contenders, rounds);
+    const double own = typical(contenders[0]);
+    std::printf("%6d  %10.2f", count, own * 1e3);
+    if (contenders.size() > 3) {
+      std::printf("  %11.2f", typical(contenders[3]) / own);
     } else {
-      printf("  %11.2f", median(pixman) / own);
+      std::printf("  %11s", "-");
     }
-    if (ffmpeg.empty()) {
-      printf("  %11s", "-");
-    } else {
-      printf("  %11.2f", median(ffmpeg) / own);
+    std::vector<double> ffmpeg;
+    for (int i = 0; with_ffmpeg && i < 3; ++i) {
+      const double longer = ffmpeg_run(count, 60);
+      const double shorter = ffmpeg_run(count, 10);
+      ffmpeg.push_back((longer - shorter) / 50);
     }
-    printf("  %9.2f  (%.2f %.2f)\n", own / std::min(median(bare_one), median(bare_two)), median(bare_one) * 1e3,
-           median(bare_two) * 1e3);
+    std::printf("  %11s", ffmpeg.empty() ? "-" : std::to_string(bench::median(ffmpeg) / own).substr(0, 5).c_str());
+    std::printf("  %9.2f\n", own / std::min(typical(contenders[1]), typical(contenders[2])));
   }
 }
