@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 
+#include "cache/track_frame.h"
 #include "img/sampling.h"
 #include "io/exceptions.h"
 #include "platform/files.h"
@@ -124,7 +125,8 @@ img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& 
   const bool through_cache = !direct && !asked.force_reload;
   state.picture = guarded(state, track, asked.source_frame, [&]() -> img::const_image_ptr {
     img::const_image_ptr native =
-        load(track, asked.source_frame, through_cache ? &wanted.key : nullptr, track.auto_update);
+        through_cache ? cache::fetch_frame(cache_, track, asked.source_frame, wanted.key, track.auto_update)
+                      : cache::read_frame(track, asked.source_frame);
     if (!native) return nullptr;
     if (!through_cache && asked.resolution != cache_resolution_type::full) {
       auto reduced = std::make_shared<img::image>(*native);
@@ -136,34 +138,6 @@ img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& 
   state.made_from = std::move(wanted);
   state.last_stat_time = options_.milliseconds();
   return state.picture;
-}
-
-img::const_image_ptr pipeline::load(const ksn::track_info& track, int source_frame, const cache::frame_key* key,
-                                    bool revalidate) {
-  const std::string path = key ? key->path : track.frame_path(source_frame);
-  if (source_frame >= track.frames || path.empty()) return nullptr;
-  if (track.is_clip()) {
-    if (!track.clip) return nullptr;
-    if (key) {
-      img::const_image_ptr image = cache_.get_clip_frame(*key, *track.clip, source_frame, &track.tf.lookup_table);
-      if (image) cache_.touch(image);
-      return image;
-    }
-    auto image = std::make_shared<img::image>();
-    if (!track.clip->read(source_frame, 0, *image)) return nullptr;
-    image->path = path;
-    return image;
-  }
-  const img::format* format = img::find_format(path);
-  if (!format) throw io::invalid_format(path, "Unrecognized file type");
-  if (key) {
-    const img::const_image_ptr image = cache_.get_file_frame(*key, *format, revalidate, &track.tf.lookup_table);
-    if (image) cache_.touch(image);
-    return image;
-  }
-  auto image = std::make_shared<img::image>();
-  format->read(*image, path, track.layer);
-  return image;
 }
 
 // The source picture of a layer that is made inside the program, null where it has none.
@@ -221,8 +195,10 @@ img::const_image_ptr pipeline::native_frame(const ksn::track_info& track, int so
   cache::frame_key key = key_of_frame(track, source_frame, cache_resolution_type::full);
   key.has_lookup = false;
   key.lookup_hash = 0;
-  return guarded(state, track, source_frame,
-                 [&] { return load(track, source_frame, is_direct(track) ? nullptr : &key, track.auto_update); });
+  return guarded(state, track, source_frame, [&] {
+    return is_direct(track) ? cache::read_frame(track, source_frame)
+                            : cache::fetch_frame(cache_, track, source_frame, key, track.auto_update);
+  });
 }
 
 std::shared_ptr<const img::transfer> pipeline::row_correction(const ksn::track_info& track) {
@@ -289,30 +265,6 @@ int pipeline::render_count(int layer_id) const {
 bool pipeline::frame_failed(int layer_id, int source_frame) const {
   const auto found = layers_.find(layer_id);
   return found != layers_.end() && found->second->failures.count(source_frame) != 0;
-}
-
-cache::frame_key key_of_frame(const ksn::track_info& track, int source_frame, cache_resolution_type resolution) {
-  cache::frame_key key;
-  key.path = track.frame_path(source_frame);
-  key.layer_type = track.layer.type;
-  key.layer_index = track.layer.index;
-  key.layer_name = track.layer.name;
-  if (track.source_type == source_type::r3d) {
-    const ksn::r3d_color_settings& settings = track.rcs;
-    key.decoder_preset = static_cast<int>(track.rds);
-    key.r3d_color_settings = {static_cast<int>(settings.preset),
-                              settings.kelvin,
-                              settings.tint,
-                              settings.iso,
-                              settings.flut,
-                              settings.color_space,
-                              settings.gamma_curve,
-                              settings.track};
-  }
-  key.resolution = static_cast<int>(resolution);
-  key.has_lookup = track.tf.lookup_table.has_cube();
-  key.lookup_hash = track.tf.lookup_table.cube_hash();
-  return key;
 }
 
 img::timecode layer_timecode(pipeline& pipeline, const ksn::state& composition, const ksn::track_info& track) {

@@ -6,7 +6,7 @@
 #include <string>
 #include <unordered_map>
 
-#include "cache/frame_cache.h"
+#include "cache/track_frame.h"
 #include "composition/state.h"
 #include "img/image.h"
 
@@ -69,9 +69,6 @@ class pipeline {
   img::const_image_ptr decoded_frame(layer_state& state, const request& asked);
   img::const_image_ptr made_frame(layer_state& state, const request& asked);
   img::const_image_ptr canvas_of(layer_state& state, const request& asked) const;
-  // The native picture: through the cache under `key`, or read anew when `key` is null.
-  img::const_image_ptr load(const ksn::track_info& track, int source_frame, const cache::frame_key* key,
-                            bool revalidate);
   // Runs `attempt` under the rules for failures; null after one.
   img::const_image_ptr guarded(layer_state& state, const ksn::track_info& track, int source_frame,
                                const std::function<img::const_image_ptr()>& attempt);
@@ -88,8 +85,7 @@ img::timecode layer_timecode(pipeline& pipeline, const ksn::state& composition, 
 img::keycode layer_keycode(pipeline& pipeline, const ksn::state& composition, const ksn::track_info& track);
 int layer_frame_number(pipeline& pipeline, const ksn::state& composition, const ksn::track_info& track);
 
-// The load key of a layer's frame at a resolution.
-cache::frame_key key_of_frame(const ksn::track_info& track, int source_frame, ksn::cache_resolution_type resolution);
+using cache::key_of_frame;
 
 // The display scale of a layer as fractions of 1000ths, with the reduction of its picture made up for. `resolution` is
 // what the cache was asked for.

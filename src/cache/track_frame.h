@@ -1,0 +1,20 @@
+// A layer's source frame in terms of the cache, the same for display and for loading ahead.
+#pragma once
+
+#include "cache/frame_cache.h"
+#include "composition/track_info.h"
+
+namespace cache {
+
+// The load key of a layer's frame at a resolution.
+frame_key key_of_frame(const ksn::track_info& track, int source_frame, ksn::cache_resolution_type resolution);
+
+// The frame of that key through the cache, touched. `track` must be a decoded source. Null where the source has no such
+// frame or can't give it. Throws what the format or clip throws, and std::bad_alloc. Any thread; only reads `track`.
+img::const_image_ptr fetch_frame(frame_cache& cache, const ksn::track_info& track, int source_frame,
+                                 const frame_key& key, bool revalidate);
+
+// The same frame at full size past the cache, which is neither asked nor told.
+img::const_image_ptr read_frame(const ksn::track_info& track, int source_frame);
+
+}  // namespace cache

@@ -1,0 +1,54 @@
+// Holds threads back until the test lets them go on.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+namespace support {
+
+class gate {
+ public:
+  // Waits for a permit.
+  void pass() {
+    std::unique_lock guard(lock_);
+    ++waiting_;
+    changed_.wait(guard, [&] { return open_ || permits_ > 0; });
+    --waiting_;
+    if (!open_) --permits_;
+  }
+  void permit(int count) {
+    const std::lock_guard guard(lock_);
+    permits_ += count;
+    changed_.notify_all();
+  }
+  void open() {
+    const std::lock_guard guard(lock_);
+    open_ = true;
+    changed_.notify_all();
+  }
+  int waiting() {
+    const std::lock_guard guard(lock_);
+    return waiting_;
+  }
+
+ private:
+  std::mutex lock_;
+  std::condition_variable changed_;
+  int permits_ = 0;
+  int waiting_ = 0;
+  bool open_ = false;
+};
+
+// Waits for another thread to bring `condition` about. False when that has not happened after a long time.
+inline bool wait_until(const std::function<bool()>& condition) {
+  for (int i = 0; i < 30000; ++i) {
+    if (condition()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return condition();
+}
+
+}  // namespace support
