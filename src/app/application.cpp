@@ -8,6 +8,7 @@
 #include "app/console.h"
 #include "app/interrupt.h"
 #include "cache/frame_cache.h"
+#include "cache/preload.h"
 #include "command/engine.h"
 #include "command/messages.h"
 #include "command/reference.h"
@@ -47,6 +48,7 @@ struct application::impl {
   bool catalogue_loaded = false;
   ksn::state composition;
   cache::frame_cache frames;
+  cache::preloader preloader{frames};
   command::engine engine{composition};
   render::pipeline pipeline{frames, reporting(engine, true)};
   bool exit_with_status = false;
@@ -85,7 +87,14 @@ void application::impl::bind() {
   hooks.drop_folder = [this](const std::string& folder) { frames.remove_folder(folder); };
   hooks.drop_changed = [this](const std::string& path) { frames.remove_changed(path); };
   hooks.drop_changed_in = [this](const std::string& folder) { frames.remove_changed_in(folder); };
+  hooks.request_preload = [this](const ksn::track_info& track) {
+    preloader.set_resolution(composition.resolution);
+    preloader.preload_layer_over(track, composition.tm_f, composition.tm_l);
+  };
+  hooks.cancel_preload = [this](const ksn::track_info& track) { preloader.cancel_layer(track.id); };
+  hooks.stop_preload = [this] { preloader.stop(); };
   hooks.clear_cache = [this] {
+    preloader.stop();
     frames.clear();
     pipeline.forget_all();
   };
@@ -111,6 +120,7 @@ void application::impl::register_actions() {
     return true;
   };
   engine.action_table["cache_clear"].execute = [this] { composition.hooks.clear_cache(); };
+  engine.action_table["cache_stop_preload"].execute = [this] { composition.hooks.stop_preload(); };
   engine.action_table["help"].execute = [this] {
     console.print(product_title + std::string("\n") + command::help_text(engine));
     engine.quit_requested = true;
@@ -152,7 +162,13 @@ int application::application_main(const std::vector<std::string>& args) {
   impl_->bind();
   impl_->register_actions();
   impl_->engine.command_pass(args);
-  return impl_->run_step(args.size() > 1);
+  const int result = impl_->run_step(args.size() > 1);
+  if (!impl_->preloader.shutdown()) {
+    // A worker hangs in a read, perhaps of a file server that is gone. It ends with the process.
+    std::fflush(nullptr);
+    std::_Exit(result);
+  }
+  return result;
 }
 
 }  // namespace app
