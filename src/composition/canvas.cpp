@@ -50,10 +50,11 @@ void set_canvas(const state& composition, track_info& track, int frame, img::ima
   if (composition.hooks.forget_layer) composition.hooks.forget_layer(track.id);
 }
 
-img::image_ptr canvas_for_painting(const state& composition, track_info& track, int frame) {
+img::image* canvas_for_painting(const state& composition, track_info& track, int frame) {
+  // The renderer lets go of it, so that what remains are copies of the layer and undo.
+  if (composition.hooks.forget_layer) composition.hooks.forget_layer(track.id);
   img::image_ptr canvas = canvas_at(track, frame);
-  // The layer's own reference and the one at hand.
-  if (canvas && canvas.use_count() <= 2) return canvas;
+  if (canvas && canvas.use_count() == 2) return canvas.get();
   if (canvas) {
     canvas = std::make_shared<img::image>(*canvas);
   } else {
@@ -62,8 +63,9 @@ img::image_ptr canvas_for_painting(const state& composition, track_info& track, 
     canvas->fill(0, 0, 0, 0);
     canvas->set_centre_anchor();
   }
-  set_canvas(composition, track, frame, canvas);
-  return canvas;
+  img::image* result = canvas.get();
+  set_canvas(composition, track, frame, std::move(canvas));
+  return result;
 }
 
 void clear_canvas(state& composition) {

@@ -16,9 +16,9 @@ bool canvas_frame(const state& composition, const track_info& track, int& frame)
 img::image_ptr canvas_at(const track_info& track, int frame);
 // Puts a canvas there, or with null takes it away, and has the layer's picture made anew.
 void set_canvas(const state& composition, track_info& track, int frame, img::image_ptr canvas);
-// The canvas to paint on, which nobody else holds: made transparent when there is none, copied when it is shared with
-// a copy of the layer or with undo. Null for a layer without a size.
-img::image_ptr canvas_for_painting(const state& composition, track_info& track, int frame);
+// The canvas to paint on, which only the layer holds: made transparent when there is none, copied when it is shared
+// with a copy of the layer or with undo. Valid until the next change of the layer. Null for a layer without a size.
+img::image* canvas_for_painting(const state& composition, track_info& track, int frame);
 
 // Takes the canvas of the selected layer at the current time away. Undoable.
 void clear_canvas(state& composition);

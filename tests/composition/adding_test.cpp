@@ -1,0 +1,205 @@
+// Ways into the stack.
+#include <gtest/gtest.h>
+
+#include "composition/document.h"
+#include "composition/invariants.h"
+
+namespace {
+
+using ksn::source_type;
+using support::document;
+using support::tga;
+using support::write_file;
+
+class adding : public testing::Test {
+ protected:
+  support::temp_folder folder;
+  document c;
+
+  void files(const std::string& stem, int first, int last, bool alpha = false) {
+    for (int i = first; i <= last; ++i) write_file(folder / (stem + "." + std::to_string(i) + ".tga"), tga(alpha));
+  }
+  void TearDown() override { EXPECT_EQ(ksn::broken_invariant(c), ""); }
+};
+
+TEST_F(adding, first_layer_makes_the_timeline_and_later_ones_extend_it) {
+  files("a", 10, 49);
+  files("b", 100, 599);
+  ASSERT_TRUE(c.add(folder / "a.##.tga", false, false, false));
+  EXPECT_EQ(c.tm_n, 40);
+  EXPECT_EQ(c.tm_f, 0);
+  EXPECT_EQ(c.tm_l, 40);
+  EXPECT_EQ(c.tm_t, 0.0);
+  ASSERT_TRUE(c.add(folder / "b.###.tga", false, false, false));
+  EXPECT_EQ(c.tm_n, 500);
+  EXPECT_EQ(c.tm_l, 40);
+  EXPECT_EQ(c.stack(), "[b.###.tga] a.##.tga");
+  EXPECT_EQ(c.track_max, 2);
+  EXPECT_EQ(c.track_at(0).crop_wh, (math::point{4, 3}));
+}
+
+TEST_F(adding, short_layers_keep_the_least_timeline) {
+  files("a", 1, 3);
+  ASSERT_TRUE(c.add(folder / "a.#.tga", false, false, false));
+  EXPECT_EQ(c.tm_n, 10);
+  EXPECT_EQ(c.tm_f, 0);
+  EXPECT_EQ(c.tm_l, 3);
+}
+
+TEST_F(adding, timeline_set_by_hand_stays) {
+  files("a", 1, 3);
+  c.set_timeline_length(77, false);
+  ASSERT_TRUE(c.add(folder / "a.#.tga", false, false, false));
+  EXPECT_EQ(c.tm_n, 77);
+  EXPECT_EQ(c.tm_l, 77);
+  c.layer_delete_all();
+  ASSERT_TRUE(c.add(folder / "a.#.tga", false, false, false));
+  EXPECT_EQ(c.tm_n, 10) << "forgotten with all layers";
+}
+
+TEST_F(adding, one_frame_of_a_sequence_shows_that_frame) {
+  files("a", 10, 19);
+  ASSERT_TRUE(c.add(folder / "a.14.tga", false, false, false));
+  EXPECT_EQ(c.tm_t, 4.0);
+  ASSERT_TRUE(c.add(folder / "a.16.tga", false, false, false));
+  EXPECT_EQ(c.tm_t, 4.0) << "only with the first layer";
+  ASSERT_TRUE(c.add(folder / "a.16.tga", true, false, false));
+  EXPECT_EQ(c.track_at(0).source_type, source_type::image);
+  EXPECT_EQ(c.track_at(0).frames, 1);
+}
+
+TEST_F(adding, behind_the_selected_layer) {
+  files("a", 10, 39);
+  ASSERT_TRUE(c.add(folder / "a.##.tga", false, false, false));
+  c.track_at(0).set_in_out(5, 20);
+  ASSERT_TRUE(c.add(folder / "a.##.tga", false, true, false));
+  EXPECT_EQ(c.track_at(0).begin, 20);
+  EXPECT_EQ(c.tm_n, 50);
+  EXPECT_EQ(c.tm_l, 50);
+  c.selection.clear();
+  ASSERT_TRUE(c.add(folder / "a.##.tga", false, true, false));
+  EXPECT_EQ(c.track_at(0).begin, 0) << "nothing to stand behind";
+}
+
+TEST_F(adding, settings_of_new_layers) {
+  files("a", 1, 3, true);
+  c.default_alpha_type = ksn::alpha_type::normal;
+  c.default_aspect[{4, 3}] = 1.5;
+  c.disable_caching_by_default = true;
+  c.automatic_preload = true;
+  ASSERT_TRUE(c.add(folder / "a.#.tga", false, false, false));
+  const ksn::track_info& track = c.track_at(0);
+  EXPECT_EQ(track.alpha_type, ksn::alpha_type::normal);
+  EXPECT_EQ(track.aspect, 1.5);
+  EXPECT_TRUE(track.disable_cache);
+  EXPECT_EQ(c.dropped, std::vector{folder / "a.1.tga"});
+  EXPECT_EQ(c.preloaded, std::vector{track.id});
+  EXPECT_EQ(track.default_name, "a.#.tga");
+}
+
+TEST_F(adding, ranges) {
+  files("a", 1, 5);
+  ASSERT_TRUE(c.add_with_range(folder / "a.3.tga", "9,3-1"));
+  const ksn::track_info& track = c.track_at(0);
+  EXPECT_EQ(track.names.list(), (std::vector<std::string>{"a.9.tga", "a.3.tga", "a.2.tga", "a.1.tga"}));
+  EXPECT_EQ(track.range, "9,3-1");
+  EXPECT_EQ(track.mask, "a.?.tga");
+  EXPECT_EQ(c.tm_l, 4);
+  EXPECT_FALSE(c.add_with_range(folder / "a.3.tga", "1-"));
+  EXPECT_EQ(c.errors, std::vector<std::string>{"\"--range=1-\": Invalid option"});
+  EXPECT_EQ(c.track_count(), 1);
+}
+
+TEST_F(adding, forced_sequences) {
+  files("a", 1, 2);
+  files("a", 9, 9);
+  ASSERT_TRUE(c.add_forced_sequence(folder / "a.1.tga"));
+  EXPECT_EQ(c.track_at(0).frames, 3);
+  ASSERT_TRUE(c.add_forced_sequence(folder / "not.0001.tga"));
+  EXPECT_EQ(c.track_at(0).names.list(), std::vector<std::string>{"not.0001.tga"});
+  EXPECT_EQ(c.track_at(0).mask, "not.????.tga");
+}
+
+TEST_F(adding, what_does_not_open_is_one_line_and_no_layer) {
+  write_file(folder / "empty/readme.txt", "nothing to see");
+  write_file(folder / "rubbish.mov", "no movie");
+  write_file(folder / "a.ksncomp", "no source");
+  struct row {
+    std::string path, line;
+  };
+  const row rows[] = {
+      {folder / "gone.tga", "Open error 2 (0x00000002)"},
+      {folder / "gone.mov", "Open error 2 (0x00000002)"},
+      {folder / "gone.####.tga", "Path contains no images"},
+      {folder / "gone.0001.tga", "Path contains no images"},
+      {folder / "nowhere/a.#.tga", "Path contains no images"},
+      {folder / "empty", "Path contains no images"},
+      {folder / "a.ksncomp", "Open error"},
+      {"shm:/nobody", "Open error"},
+  };
+  for (const row& r : rows) {
+    c.errors.clear();
+    EXPECT_FALSE(c.add(r.path, false, false, false)) << r.path;
+    EXPECT_EQ(c.errors, std::vector{'"' + r.path + "\": " + r.line});
+  }
+  c.errors.clear();
+  EXPECT_FALSE(c.add(folder / "rubbish.mov", false, false, false));
+  ASSERT_EQ(c.errors.size(), 1u);
+  EXPECT_TRUE(c.errors[0].starts_with('"' + (folder / "rubbish.mov") + "\": Open error 0x")) << c.errors[0];
+  EXPECT_EQ(c.track_count(), 0);
+  EXPECT_EQ(c.tm_n, 250);
+}
+
+TEST_F(adding, layers_made_inside) {
+  c.mask_size = {200, 100};
+  c.hooks.text = [](std::string_view key) { return "<" + std::string(key) + ">"; };
+  c.default_text_attr.size = 99;
+  c.new_adjustment_layer();
+  c.new_brush_layer(20);
+  c.new_brush_sequence_layer(30);
+  c.new_text_layer();
+  EXPECT_EQ(c.stack(), "[<ti_text_name>] <ti_brush_sequence_name> <ti_brush_name> <ti_adjustment_name>");
+  const source_type types[] = {source_type::text, source_type::brush_sequence, source_type::brush,
+                               source_type::adjustment};
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_EQ(c.track_at(i).source_type, types[i]);
+    EXPECT_EQ(c.track_at(i).width, 200);
+    EXPECT_EQ(c.track_at(i).crop_wh, (math::point{200, 100}));
+    EXPECT_TRUE(c.track_at(i).visible);
+  }
+  EXPECT_EQ(c.track_at(0).text_attr.size, 99);
+  EXPECT_EQ(c.tm_n, 30);
+}
+
+TEST_F(adding, new_composition_takes_the_defaults) {
+  files("a", 1, 3);
+  ASSERT_TRUE(c.add(folder / "a.#.tga", false, false, false));
+  int filed = 0;
+  c.hooks.file_among_unsaved = [&] { filed = c.track_count(); };
+  c.default_cfps = 2400;
+  c.default_back_color = ksn::back_color_type::green;
+  c.default_frame_base = 1;
+  c.zoom_factor2 = 250;
+  c.pan_position = {3, 4};
+  c.set_view_aspect(2.0);
+  c.file_name = "/x.ksncomp";
+  c.tm_t = 2;
+  c.playing = true;
+  c.new_composition(true);
+  EXPECT_EQ(filed, 1);
+  EXPECT_EQ(c.track_count(), 0);
+  EXPECT_TRUE(c.selection.empty());
+  EXPECT_EQ(c.fpcs, 2400);
+  EXPECT_EQ(c.back_color, ksn::back_color_type::green);
+  EXPECT_EQ(c.frame_base, 1);
+  EXPECT_EQ(c.zoom(), 1.0);
+  EXPECT_EQ(c.pan_position, math::pointd());
+  EXPECT_EQ(c.file_name, "");
+  EXPECT_EQ(c.tm_t, 0.0);
+  EXPECT_EQ(c.tm_f, 0);
+  EXPECT_EQ(c.tm_l, c.tm_n);
+  EXPECT_FALSE(c.playing);
+  EXPECT_EQ(c.dropped, std::vector<std::string>{"all"});
+}
+
+}  // namespace

@@ -1,0 +1,84 @@
+// A document with its own hooks, and small picture files for it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "composition/state.h"
+#include "support/temp_folder.h"
+
+namespace support {
+
+// A TGA of one colour, 4 by 3 unless told otherwise.
+inline std::string tga(bool with_alpha = false, int width = 4, int height = 3) {
+  const auto low = [](int value) { return static_cast<char>(value & 255); };
+  std::string file(18, '\0');
+  file[2] = 2;
+  file[12] = low(width);
+  file[13] = low(width >> 8);
+  file[14] = low(height);
+  file[15] = low(height >> 8);
+  file[16] = with_alpha ? 32 : 24;
+  file[17] = with_alpha ? 0x28 : 0x20;
+  return file + std::string(static_cast<std::size_t>(width * height * (with_alpha ? 4 : 3)), '\x40');
+}
+
+// What the hooks of a document were asked for is noted down.
+struct document : ksn::state {
+  std::vector<std::string> errors;
+  std::vector<std::string> dropped;  // paths, folders with a closing separator, "all"
+  std::vector<int> forgotten;
+  std::vector<int> preloaded;
+
+  document() {
+    hooks.report_error = [this](const std::string& line) { errors.push_back(line); };
+    hooks.drop_path = [this](const std::string& path) { dropped.push_back(path); };
+    hooks.drop_folder = [this](const std::string& folder) { dropped.push_back(folder); };
+    hooks.drop_changed_in = [this](const std::string& folder) { dropped.push_back("changed in " + folder); };
+    hooks.drop_changed = [this](const std::string& path) { dropped.push_back("changed " + path); };
+    hooks.clear_cache = [this] { dropped.push_back("all"); };
+    hooks.forget_layer = [this](int id) { forgotten.push_back(id); };
+    hooks.request_preload = [this](const ksn::track_info& track) { preloaded.push_back(track.id); };
+  }
+  document(const document&) = delete;
+
+  // A layer of `frames` frames at the bottom of the stack.
+  ksn::track_info& put(const std::string& name, int begin = 0, int frames = 10) {
+    ksn::track_info track;
+    track.source_type = ksn::source_type::sequence;
+    std::vector<std::string> names;
+    for (int i = 0; i < frames; ++i) names.push_back(name + "." + std::to_string(i) + ".tga");
+    track.frames = frames;
+    track.names = std::move(names);
+    track.path = "/nowhere/" + name + "/";
+    track.mask = name + ".?.tga";
+    track.name = track.default_name = name;
+    track.begin = begin;
+    track.width = 40;
+    track.height = 30;
+    track.visible = true;
+    tracks.push_back(track);
+    track_max = track_count();
+    return tracks.back();
+  }
+  ksn::track_info& put_still(const std::string& name, ksn::source_type type = ksn::source_type::image) {
+    ksn::track_info& track = put(name, 0, 1);
+    track.source_type = type;
+    track.path = "/nowhere/" + name + ".tga";
+    track.names.clear();
+    track.mask.clear();
+    return track;
+  }
+
+  // The names of the layers from the top, those selected in brackets.
+  std::string stack() const {
+    std::string text;
+    for (int i = 0; i < track_count(); ++i) {
+      if (i > 0) text += ' ';
+      text += selection.contains(i) ? '[' + track_at(i).name + ']' : track_at(i).name;
+    }
+    return text;
+  }
+};
+
+}  // namespace support

@@ -1,0 +1,474 @@
+// Selection, time, placement and state of layers.
+#include <gtest/gtest.h>
+
+#include "composition/canvas.h"
+#include "composition/document.h"
+#include "composition/invariants.h"
+#include "composition/layer_cache.h"
+#include "composition/layer_placement.h"
+#include "composition/layer_stack.h"
+#include "composition/layer_state.h"
+#include "composition/layer_time.h"
+#include "composition/selection.h"
+#include "composition/transport.h"
+#include "composition/undo.h"
+
+namespace {
+
+using ksn::state;
+using ksn::track_info;
+using support::document;
+using operation = void (*)(state&);
+
+class editing : public testing::Test {
+ protected:
+  document c;
+  void TearDown() override { EXPECT_EQ(ksn::broken_invariant(c), ""); }
+};
+
+TEST(selection, moves) {
+  struct row {
+    operation run;
+    std::set<int> before, after;
+  };
+  // In a stack of four.
+  const row rows[] = {
+      {ksn::layer_select_up, {2}, {1}},       {ksn::layer_select_up, {0}, {0}},
+      {ksn::layer_select_up, {}, {3}},        {ksn::layer_select_down, {2}, {3}},
+      {ksn::layer_select_down, {3}, {3}},     {ksn::layer_select_down, {}, {0}},
+      {ksn::layer_select_up, {1, 3}, {0}},    {ksn::layer_select_down, {0, 2}, {3}},
+      {ksn::layer_select_first, {2, 3}, {0}}, {ksn::layer_select_last, {}, {3}},
+      {ksn::layer_select_none, {0, 1}, {}},   {ksn::layer_select_all, {1}, {0, 1, 2, 3}},
+  };
+  for (const row& r : rows) {
+    document c;
+    for (const char* name : {"a", "b", "c", "d"}) c.put(name);
+    c.selection = r.before;
+    r.run(c);
+    EXPECT_EQ(c.selection, r.after) << "row " << &r - rows;
+    document empty;
+    r.run(empty);
+    EXPECT_TRUE(empty.selection.empty());
+  }
+}
+
+TEST_F(editing, groups) {
+  for (const char* name : {"a", "b", "c", "d"}) c.put(name);
+  c.track_at(3).group_id = 5;
+  c.selection = {1};
+  ksn::layer_assign_group(c);
+  EXPECT_EQ(c.track_at(1).group_id, 0) << "one layer makes no group";
+  c.selection = {0, 1};
+  ksn::layer_assign_group(c);
+  EXPECT_EQ(c.track_at(0).group_id, 100);
+  EXPECT_EQ(c.track_at(1).group_id, 100);
+  c.selection = {2, 3};
+  ksn::layer_assign_group(c);
+  EXPECT_EQ(c.track_at(2).group_id, 101);
+  c.selection = {1};
+  ksn::layer_select_group(c);
+  EXPECT_EQ(c.selection, (std::set<int>{0, 1}));
+}
+
+TEST_F(editing, stack_order) {
+  for (const char* name : {"a", "b", "c"}) c.put(name);
+  c.selection = {1};
+  ksn::layer_move_selected_up(c);
+  EXPECT_EQ(c.stack(), "[b] a c");
+  ksn::layer_move_selected_up(c);
+  EXPECT_EQ(c.stack(), "[b] a c");
+  c.selection = {1};
+  ksn::layer_move_selected_down(c);
+  EXPECT_EQ(c.stack(), "b c [a]");
+  ksn::layer_move_selected_down(c);
+  EXPECT_EQ(c.stack(), "b c [a]");
+}
+
+TEST_F(editing, deleting) {
+  for (const char* name : {"a", "b", "c", "d"}) c.put(name);
+  c.track_at(3).path = c.track_at(1).path;  // one folder for b and d
+  c.track_at(0).alpha_source_id = c.track_at(2).id;
+  const int b = c.track_at(1).id;
+  const int deleted = c.track_at(2).id;
+  c.selection = {1, 2};
+  ksn::layer_delete_selected(c);
+  EXPECT_EQ(c.stack(), "a d");
+  EXPECT_EQ(c.dropped, std::vector<std::string>{"/nowhere/c/"}) << "b's folder is still in use";
+  EXPECT_EQ(std::count(c.forgotten.begin(), c.forgotten.end(), b), 1);
+  EXPECT_EQ(c.track_at(0).alpha_source_id, 0);
+  EXPECT_EQ(c.track_max, 2);
+  c.undo();
+  EXPECT_EQ(c.stack(), "a [b] [c] d");
+  EXPECT_EQ(c.track_at(0).alpha_source_id, deleted);
+  EXPECT_EQ(c.track_max, 4);
+}
+
+TEST_F(editing, duplicates_stand_below_their_models) {
+  for (const char* name : {"a", "b", "c"}) c.put(name);
+  c.selection = {0, 2};
+  ksn::layer_duplicate(c);
+  EXPECT_EQ(c.stack(), "[a] a' b [c] c'");
+  EXPECT_EQ(c.track_max, 5);
+  EXPECT_EQ(&c.track_at(0).names.list(), &c.track_at(1).names.list()) << "names are shared";
+}
+
+TEST_F(editing, go_to_and_set_points) {
+  track_info& track = c.put("a", 20, 30);
+  track.set_in_out(5, 40);  // the second pass is not finished
+  c.selection = {0};
+  c.set_timeline_length(100, true);
+  for (const auto& [run, time] : {std::pair{operation(ksn::layer_go_to_begin), 20.0},
+                                  {ksn::layer_go_to_end, 80.0},
+                                  {ksn::layer_go_to_in, 25.0},
+                                  {ksn::layer_go_to_out, 60.0}}) {
+    c.playing = true;
+    run(c);
+    EXPECT_EQ(c.tm_t, time);
+    EXPECT_FALSE(c.playing);
+  }
+  c.set_current_time(27.9);
+  ksn::layer_set_in_at_current(c);
+  EXPECT_EQ(c.track_at(0).in(), 7);
+  c.set_current_time(40.2);
+  ksn::layer_set_out_at_current(c);
+  EXPECT_EQ(c.track_at(0).out(), 20);
+  c.set_current_time(0);
+  ksn::layer_set_out_at_current(c);
+  EXPECT_EQ(c.track_at(0).out(), 8) << "at least one frame";
+}
+
+TEST_F(editing, align) {
+  struct row {
+    operation run;
+    int a, b;  // begin afterwards
+  };
+  // a: 10 frames from 3, shown 2 to 6; b: 20 frames from 50, shown whole. Current time 30.
+  const row rows[] = {{ksn::layer_align_begin, 30, 30},
+                      {ksn::layer_align_end, 20, 10},
+                      {ksn::layer_align_in, 28, 30},
+                      {ksn::layer_align_out, 24, 10}};
+  for (const row& r : rows) {
+    document d;
+    d.put("a", 3, 10).set_in_out(2, 6);
+    d.put("b", 50, 20);
+    d.put("c", 7, 5);
+    d.selection = {0, 1};
+    d.set_current_time(30.8);
+    r.run(d);
+    EXPECT_EQ(d.track_at(0).begin, r.a);
+    EXPECT_EQ(d.track_at(1).begin, r.b);
+    EXPECT_EQ(d.track_at(2).begin, 7);
+    d.undo();
+    EXPECT_EQ(d.track_at(0).begin, 3);
+    EXPECT_EQ(d.track_at(1).begin, 50);
+    d.undo();
+    EXPECT_EQ(d.track_at(0).begin, r.a);
+  }
+}
+
+TEST_F(editing, shift_may_leave_the_timeline) {
+  c.put("a", 0);
+  c.selection = {0};
+  ksn::layer_shift_left(c);
+  EXPECT_EQ(c.track_at(0).begin, -1);
+  ksn::layer_shift_right(c);
+  ksn::layer_shift_right(c);
+  EXPECT_EQ(c.track_at(0).begin, 1);
+  c.undo();
+  EXPECT_EQ(c.track_at(0).begin, 0);
+}
+
+TEST_F(editing, position_after_chains_the_selection) {
+  c.put("a", 0, 10).set_in_out(3, 10);
+  c.put("b", 90, 20);
+  c.put("c", 5, 40).set_in_out(0, 15);
+  c.set_timeline_length(30, true);
+  c.selection = {0, 1, 2};
+  ksn::layer_position_after(c);
+  EXPECT_EQ(c.track_at(2).begin, 5);
+  EXPECT_EQ(c.track_at(1).begin, 20);  // behind c, which ends at 5 + 15
+  EXPECT_EQ(c.track_at(0).begin, 37);  // its frame 3 stands at 40
+  EXPECT_EQ(c.tm_n, 47);
+  EXPECT_EQ(c.tm_l, 47);
+  c.undo();
+  EXPECT_EQ(c.track_at(0).begin, 0);
+  EXPECT_EQ(c.track_at(1).begin, 90);
+  EXPECT_EQ(c.tm_n, 30);
+  EXPECT_EQ(c.tm_l, 30);
+  c.selection = {1};
+  ksn::layer_position_after(c);
+  EXPECT_EQ(c.track_at(1).begin, 20) << "one alone follows the layer below it";
+  c.selection = {2};
+  c.undo_stack.reset();
+  ksn::layer_position_after(c);
+  EXPECT_EQ(c.track_at(2).begin, 5);
+  EXPECT_EQ(c.undo_stack, nullptr);
+}
+
+TEST_F(editing, split) {
+  struct row {
+    int begin, frames, in, out, at;
+    int first_end, second_begin, second_in, second_out;
+  };
+  const row rows[] = {
+      {10, 20, 0, 20, 15, 5, 10, 5, 20},
+      {10, 20, 4, 18, 15, 5, 10, 5, 18},
+      {0, 10, 0, 35, 23, 23, 20, 3, 15},  // in the third pass
+      {0, 1, 0, 50, 20, 20, 20, 0, 30},   // a still held for fifty frames
+  };
+  for (const row& r : rows) {
+    document d;
+    track_info& track = d.put("a", r.begin, r.frames);
+    track.set_in_out(r.in, r.out);
+    const track_info whole = track;
+    d.set_current_time(r.at);
+    ksn::layer_duplicate_and_split(d);
+    ASSERT_EQ(d.stack(), "a a'");
+    EXPECT_EQ(d.track_at(0).out(), r.first_end);
+    EXPECT_EQ(d.track_at(1).begin, r.second_begin);
+    EXPECT_EQ(d.track_at(1).in(), r.second_in);
+    EXPECT_EQ(d.track_at(1).out(), r.second_out);
+    for (double t = r.begin; t < r.begin + r.out + 2; t += 0.5) {
+      const track_info& shown = d.track_at(t < r.at ? 0 : 1);
+      const track_info& hidden = d.track_at(t < r.at ? 1 : 0);
+      EXPECT_EQ(shown.source_position(t), whole.source_position(t)) << "at " << t;
+      EXPECT_EQ(hidden.source_position(t), -1.0) << "at " << t;
+    }
+  }
+  document edges;
+  edges.put("a", 10, 20);
+  for (const int at : {9, 10, 30}) {
+    edges.set_current_time(at);
+    EXPECT_TRUE(ksn::layers_to_split(edges).empty()) << at;
+  }
+  edges.put("b", 0, 50);
+  edges.set_current_time(15);
+  EXPECT_TRUE(ksn::layers_to_split(edges).empty()) << "two under the time and none selected";
+  edges.selection = {1};
+  EXPECT_EQ(ksn::layers_to_split(edges), std::vector<int>{1});
+}
+
+TEST_F(editing, stills_take_any_time) {
+  c.put("a", 0, 50);
+  c.put_still("still").frames = 1;
+  c.new_adjustment_layer(7);  // more than one frame, of which one is shown
+  c.set_timeline_length(80, true);
+  c.tm_f = 20;
+  c.tm_l = 60;
+  for (const int index : {0, 2}) {
+    c.selection = {index};
+    ksn::layer_resize_to_workarea(c);
+    EXPECT_EQ(c.track_at(index).begin, 20);
+    EXPECT_EQ(c.track_at(index).in(), 0);
+    EXPECT_EQ(c.track_at(index).out(), 40);
+    EXPECT_EQ(c.track_at(index).layer_end(), 60);
+    ksn::layer_resize_to_timeline(c);
+    EXPECT_EQ(c.track_at(index).begin, 0);
+    EXPECT_EQ(c.track_at(index).out(), 80);
+  }
+  c.selection = {1};
+  EXPECT_FALSE(ksn::can_resize_in_time(c));
+  ksn::layer_resize_to_timeline(c);
+  EXPECT_EQ(c.track_at(1).length(), 50);
+}
+
+TEST_F(editing, work_area_of_the_selection) {
+  c.put("a", 10, 20).set_in(5);
+  c.put("b", 40, 20);
+  c.put("c", 0, 5);
+  c.selection = {0, 1};
+  ksn::workarea_set_to_selection(c);
+  EXPECT_EQ(c.tm_f, 15);
+  EXPECT_EQ(c.tm_l, 60);
+  c.selection = {2};
+  ksn::workarea_set_to_selection(c);
+  EXPECT_EQ(c.tm_f, 0);
+  EXPECT_EQ(c.tm_l, 5);
+}
+
+TEST_F(editing, transport) {
+  c.tm_f = 10;
+  c.tm_l = 20;
+  for (const auto& [run, from, to] : {std::tuple{operation(ksn::first_frame), 15.0, 10.0},
+                                      {ksn::last_frame, 15.0, 19.0},
+                                      {ksn::prev_frame, 15.6, 15.0},
+                                      {ksn::prev_frame, 0.4, 0.0},
+                                      {ksn::next_frame, 15.6, 17.0},
+                                      {ksn::next_frame, 248.0, 249.0},
+                                      {ksn::next_frame, 249.0, 249.0},
+                                      {ksn::prev_frame, 14.5, 13.0}}) {
+    c.playing = true;
+    c.tm_t = from;
+    run(c);
+    EXPECT_EQ(c.tm_t, to) << "from " << from;
+    EXPECT_FALSE(c.playing);
+  }
+}
+
+TEST_F(editing, positions) {
+  c.put("a");
+  c.put("b").pos = {7, 8};
+  c.selection = {0, 1};
+  ksn::move_selected_layers(c, {-1, 0});
+  EXPECT_EQ(c.track_at(0).pos, (math::point{-1, 0}));
+  EXPECT_EQ(c.track_at(1).pos, (math::point{6, 8}));
+  c.undo();
+  EXPECT_EQ(c.track_at(1).pos, (math::point{7, 8}));
+
+  c.selection = {1};
+  ksn::reset_layer_position(c);
+  EXPECT_EQ(c.track_at(1).pos, math::point());
+  c.undo();
+  EXPECT_EQ(c.track_at(1).pos, (math::point{7, 8}));
+  c.selection = {0};
+  c.undo_stack.reset();
+  ksn::reset_layer_position(c);
+  EXPECT_EQ(c.undo_stack, nullptr) << "it was there already";
+
+  // 40 by 30 at half width with pixels twice as wide, and a third of the height: 40 by 9.
+  track_info& track = c.track_at(0);
+  track.scale_x = 50;
+  track.aspect = 2.0;
+  track.scale_y = 33;
+  EXPECT_EQ(ksn::displayed_size(track), (math::point{40, 9}));
+  ksn::move_by_half_size(c, -1, 0);
+  ksn::move_by_half_size(c, 0, 1);
+  EXPECT_EQ(c.track_at(0).pos, (math::point{-20, 4}));
+}
+
+TEST_F(editing, made_layers_follow_the_mask) {
+  c.mask_size = {200, 100};
+  c.new_text_layer();
+  c.new_brush_layer();
+  track_info& text = c.track_at(1);
+  text.crop_xy = {10, -5};
+  text.crop_wh = {101, 50};
+  c.mask_size = {300, 50};
+  c.selection = {0, 1};
+  ksn::layer_resize_to_mask(c);
+  EXPECT_EQ(c.track_at(0).width, 200) << "a canvas has its size";
+  EXPECT_EQ(c.track_at(1).width, 300);
+  EXPECT_EQ(c.track_at(1).height, 50);
+  EXPECT_EQ(c.track_at(1).crop_xy, (math::point{15, -2}));   // -2.5 goes to the even
+  EXPECT_EQ(c.track_at(1).crop_wh, (math::point{152, 25}));  // 151.5 too
+}
+
+TEST_F(editing, switches_and_modes) {
+  c.put("a").blend_type = ksn::blend_type::screen;
+  c.put("b");
+  c.selection = {0, 1};
+  c.track_at(1).flip_x = true;
+  EXPECT_FALSE(ksn::on_in_selection(c, &track_info::flip_x));
+  ksn::toggle_in_selection(c, &track_info::flip_x);
+  EXPECT_TRUE(c.track_at(0).flip_x);
+  EXPECT_FALSE(c.track_at(1).flip_x);
+  ksn::layer_toggle_disable_cc(c);
+  EXPECT_TRUE(ksn::disable_cc_in_selection(c));
+  ksn::layer_toggle_difference(c);
+  EXPECT_EQ(c.track_at(0).blend_type, ksn::blend_type::screen);
+  EXPECT_EQ(c.track_at(1).blend_type, ksn::blend_type::difference);
+  ksn::layer_toggle_difference(c);
+  EXPECT_EQ(c.track_at(1).blend_type, ksn::blend_type::normal);
+  c.selection.clear();
+  EXPECT_FALSE(ksn::disable_cc_in_selection(c));
+}
+
+TEST_F(editing, cache_requests) {
+  c.put("a");
+  c.put_still("still");
+  c.new_text_layer();
+  c.set_current_time(4);
+  c.selection = {0, 1, 2};
+  ksn::layer_update_frame(c);
+  EXPECT_EQ(c.dropped, (std::vector<std::string>{"/nowhere/a/a.4.tga"})) << "the still has ended, the text has no file";
+  c.dropped.clear();
+  ksn::layer_update_modified(c);
+  EXPECT_EQ(c.dropped, (std::vector<std::string>{"changed in /nowhere/a/", "changed /nowhere/still.tga"}));
+  c.dropped.clear();
+  ksn::layer_remove_from_cache(c);
+  EXPECT_EQ(c.dropped, (std::vector<std::string>{"/nowhere/a/", "/nowhere/still.tga"}));
+  ksn::layer_preload_into_cache(c);
+  EXPECT_TRUE(c.preloaded.empty()) << "not with several selected";
+  c.selection = {1};
+  ksn::layer_preload_into_cache(c);
+  EXPECT_EQ(c.preloaded, std::vector{c.track_at(1).id});
+}
+
+TEST_F(editing, expanding_a_file_of_several_pictures) {
+  c.put("above").alpha_source_id = 0;
+  track_info& file = c.put_still("file");
+  file.layers = {{}, {2, 1, "diffuse"}, {2, 2, "shadow"}};
+  c.track_at(0).alpha_source_id = file.id;
+  c.put("below");
+  c.selection = {1};
+  ASSERT_TRUE(ksn::can_expand_into_layers(c));
+  ksn::expand_into_layers(c);
+  EXPECT_EQ(c.stack(), "above [file] [file] [file] below");
+  EXPECT_EQ(c.track_at(1).layer, img::layer());
+  EXPECT_EQ(c.track_at(2).layer.name, "diffuse");
+  EXPECT_EQ(c.track_at(3).layer.name, "shadow");
+  EXPECT_EQ(c.track_at(0).alpha_source_id, c.track_at(1).id);
+  c.selection = {2};
+  EXPECT_FALSE(ksn::can_expand_into_layers(c)) << "its picture is chosen";
+}
+
+TEST_F(editing, embedding_keeps_the_picture) {
+  support::temp_folder folder;
+  support::write_file(folder / "still.tga", support::tga(true, 8, 6));
+  ASSERT_TRUE(c.add(folder / "still.tga", true, false, false));
+  ksn::embed_layer(c);
+  const track_info& track = c.track_at(0);
+  EXPECT_EQ(track.source_type, ksn::source_type::clipboard_image);
+  ASSERT_TRUE(track.clipboard_image);
+  EXPECT_EQ(track.clipboard_image->width, 8);
+  EXPECT_EQ(track.path, "");
+  EXPECT_EQ(track.name, "still.tga");
+  EXPECT_FALSE(ksn::can_embed_layer(c));
+  c.put("sequence");
+  c.selection = {1};
+  EXPECT_FALSE(ksn::can_embed_layer(c));
+}
+
+TEST_F(editing, canvases) {
+  c.mask_size = {6, 4};
+  c.new_brush_sequence_layer(10);
+  track_info& track = c.track_at(0);
+  c.set_current_time(3.7);
+  int frame = 0;
+  ASSERT_TRUE(ksn::canvas_frame(c, track, frame));
+  EXPECT_EQ(frame, 3);
+  c.set_current_time(200);
+  ASSERT_TRUE(ksn::canvas_frame(c, track, frame)) << "behind the end it is the last frame";
+  EXPECT_EQ(frame, 9);
+  track.begin = 300;
+  EXPECT_FALSE(ksn::canvas_frame(c, track, frame));
+  track.begin = 0;
+
+  c.set_current_time(3);
+  ksn::clear_canvas(c);
+  EXPECT_EQ(c.undo_stack, nullptr) << "nothing was painted";
+  img::image* canvas = ksn::canvas_for_painting(c, track, 3);
+  EXPECT_EQ(canvas->width, 6);
+  EXPECT_EQ(canvas->user[0], (math::point{3, 2}));
+  EXPECT_EQ(canvas->row(3, 0)[0], 0);
+  EXPECT_EQ(track.frame_states.at(3), 2);
+  canvas->row(0, 0)[0] = 77;
+  EXPECT_EQ(ksn::canvas_for_painting(c, track, 3), canvas) << "nobody else holds it";
+
+  ksn::layer_duplicate(c);
+  track_info& copy = c.track_at(1);
+  const img::image* other = ksn::canvas_for_painting(c, copy, 3);
+  EXPECT_NE(other, canvas) << "painting on the copy leaves the original";
+  EXPECT_EQ(other->row(0, 0)[0], 77);
+
+  ksn::clear_canvas(c);
+  EXPECT_TRUE(c.track_at(0).brush_seq.empty());
+  EXPECT_EQ(c.undo_stack->text_key(), "undo_clear_canvas");
+  c.undo();
+  EXPECT_EQ(ksn::canvas_at(c.track_at(0), 3).get(), canvas);
+  EXPECT_EQ(c.undo_stack->text_key(), "redo_clear_canvas");
+  c.undo();
+  EXPECT_EQ(ksn::canvas_at(c.track_at(0), 3), nullptr);
+}
+
+}  // namespace
