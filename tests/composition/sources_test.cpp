@@ -1,0 +1,340 @@
+// Layers that change their source: versions, replacement, the other eye, scans and watches.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "composition/document.h"
+#include "composition/invariants.h"
+#include "composition/replace.h"
+#include "composition/stereo_pair.h"
+#include "composition/versions.h"
+#include "composition/watching.h"
+#include "platform/file_watch.h"
+
+namespace {
+
+using ksn::source_type;
+using ksn::track_info;
+using support::document;
+using support::tga;
+using support::write_file;
+namespace fs = std::filesystem;
+
+class source_changes : public testing::Test {
+ protected:
+  support::temp_folder folder;
+  document c;
+
+  void files(std::initializer_list<const char*> names) {
+    for (const char* name : names) write_file(folder / name, tga());
+  }
+  track_info& add(const std::string& path, bool single = false) {
+    EXPECT_TRUE(c.add(folder / path, single, false, false)) << path;
+    return c.track_at(0);
+  }
+  // Path below the test's folder, and pattern or nothing.
+  std::string source(int index = 0) const {
+    const track_info& track = c.track_at(index);
+    EXPECT_TRUE(track.path.starts_with(folder.path() + "/")) << track.path;
+    return track.path.substr(folder.path().size() + 1) + track.mask;
+  }
+  void TearDown() override { EXPECT_EQ(ksn::broken_invariant(c), ""); }
+};
+
+TEST(version_token, in_names) {
+  struct row {
+    const char* name;
+    bool is_file;
+    const char* token;  // empty for none
+  };
+  const row rows[] = {
+      {"shot_v2_comp", false, "v2"},
+      {"v012", false, "v012"},
+      {"V3_x", false, "V3"},
+      {"a_v1_v2", false, "v1"},
+      {"xv12", false, ""},
+      {"x_v12y", false, ""},
+      {"x_v", false, ""},
+      {"x_v_1", false, ""},
+      {"x_v1.tga", true, "v1"},
+      {"x_v1.tga", false, ""},
+      {"x_v1.0001.tga", true, "v1"},
+      {"", false, ""},
+      {"_v1", false, "v1"},
+      {"x-v1", false, ""},
+  };
+  for (const row& r : rows) {
+    std::size_t first = 0;
+    std::size_t length = 0;
+    const bool found = ksn::find_version_token(r.name, r.is_file, first, length);
+    EXPECT_EQ(found ? std::string(r.name).substr(first, length) : "", r.token) << r.name;
+  }
+  EXPECT_EQ(ksn::replace_version("/v2/a_v2.v2.xv2_v20_v2", "v2", "v10"), "/v10/a_v10.v10.xv2_v20_v10");
+}
+
+TEST_F(source_changes, versions_of_a_sequence) {
+  files({"shot_v2_comp/a_v2.1.tga", "shot_v2_comp/a_v2.2.tga", "shot_v10_comp/a_v10.1.tga", "shot_v10_comp/a_v10.2.tga",
+         "shot_v3_comp/b_v3.1.tga", "shot_v4_compX/a_v4.1.tga"});
+  track_info& track = add("shot_v2_comp/a_v2.#.tga");
+  EXPECT_EQ(track.version, "v2");
+  EXPECT_EQ(track.name, "a_v2.#.tga");
+  c.selection = {0};
+  ksn::layer_next_version(c);
+  EXPECT_EQ(track.versions, (std::vector<std::string>{"v2", "v3", "v10"})) << "in the order of their numbers";
+  EXPECT_EQ(source(), "shot_v10_comp/a_v10.?.tga") << "v3 has no such files";
+  EXPECT_EQ(track.names.list(), (std::vector<std::string>{"a_v10.1.tga", "a_v10.2.tga"}));
+  EXPECT_EQ(track.name, "a_v10.#.tga");
+  EXPECT_EQ(track.version, "v10");
+  EXPECT_EQ(c.dropped, std::vector{folder / "shot_v2_comp/"});
+  ksn::layer_next_version(c);
+  EXPECT_EQ(track.version, "v2") << "from the last to the first";
+  track.name = "mine";
+  ksn::layer_previous_version(c);
+  EXPECT_EQ(track.version, "v10");
+  EXPECT_EQ(track.name, "mine");
+
+  fs::remove_all(folder / "shot_v10_comp");
+  ksn::layer_next_version(c);
+  EXPECT_EQ(track.version, "v2");
+  ksn::layer_next_version(c);
+  EXPECT_EQ(track.version, "v2") << "nothing else is left";
+  ksn::set_version(c, track, "v77");
+  EXPECT_EQ(source(), "shot_v77_comp/a_v77.?.tga") << "asked for by name, though it is not there";
+  EXPECT_EQ(track.frames, 2);
+  ksn::set_version(c, track, "rubbish");
+  EXPECT_EQ(track.version, "v77");
+}
+
+TEST_F(source_changes, versions_of_stills) {
+  files({"a_v1.tga", "a_v2.tga", "a_v02.tga", "a_v3.png", "v1/b.tga", "v2/b.tga", "v1/c_v1.tga", "v2/c_v1.tga"});
+  add("a_v1.tga", true);
+  c.selection = {0};
+  ksn::layer_next_version(c);
+  EXPECT_EQ(source(), "a_v2.tga");
+  EXPECT_EQ(c.track_at(0).name, "a_v2.tga");
+  ksn::layer_next_version(c);
+  EXPECT_EQ(source(), "a_v02.tga");
+  ksn::layer_next_version(c);
+  EXPECT_EQ(source(), "a_v1.tga");
+
+  track_info& in_folder = add("v1/b.tga", true);
+  EXPECT_EQ(in_folder.version, "v1");
+  c.selection = {0};
+  ksn::layer_next_version(c);
+  EXPECT_EQ(source(), "v2/b.tga");
+
+  add("v1/c_v1.tga", true);
+  c.selection = {0};
+  ksn::layer_next_version(c);
+  EXPECT_EQ(source(), "v1/c_v1.tga") << "the file names the version, and there is no c_v2 nor v2/c_v2";
+  c.new_text_layer();
+  EXPECT_FALSE(ksn::can_change_version(c));
+}
+
+TEST_F(source_changes, replacing) {
+  files({"a.1.tga", "a.2.tga", "a.3.tga", "b.1.tga", "b.2.tga", "still.tga"});
+  track_info& track = add("a.#.tga");
+  track.set_in(1);
+  track.begin = 5;
+  track.opacity = 40;
+  const int id = track.id;
+  c.selection = {0};
+  EXPECT_TRUE(ksn::layer_replace_with(c, folder / "b.1.tga"));
+  EXPECT_EQ(source(), "b.?.tga") << "a numbered file is its sequence";
+  EXPECT_EQ(track.name, "b.#.tga");
+  EXPECT_EQ(track.frames, 2);
+  EXPECT_EQ(track.begin, 5);
+  EXPECT_EQ(track.in(), 1) << "a third of two frames";
+  EXPECT_EQ(track.opacity, 40);
+  EXPECT_EQ(track.id, id);
+  track.name = "mine";
+  EXPECT_TRUE(ksn::layer_replace_with(c, folder / "still.tga"));
+  EXPECT_EQ(track.source_type, source_type::image);
+  EXPECT_EQ(track.name, "mine");
+  EXPECT_EQ(track.default_name, "still.tga");
+  EXPECT_FALSE(ksn::layer_replace_with(c, folder / "gone.tga"));
+  EXPECT_EQ(source(), "still.tga");
+  EXPECT_EQ(c.errors.size(), 1u);
+}
+
+TEST_F(source_changes, neighbours_in_the_folder) {
+  files({"p1.tga", "p2.tga", "p10.tga"});
+  write_file(folder / "p3.txt", "no picture");
+  add("p2.tga", true);
+  c.selection = {0};
+  std::string visited;
+  for (int i = 0; i < 3; ++i) {
+    ksn::layer_replace_with_next(c);
+    visited += source() + " ";
+  }
+  ksn::layer_replace_with_previous(c);
+  EXPECT_EQ(visited + source(), "p10.tga p1.tga p2.tga p1.tga");
+  EXPECT_EQ(c.track_at(0).source_type, source_type::image);
+
+  files({"s/a.1.tga", "s/a.2.tga", "s/b.1.tga", "s/b.2.tga", "s/c.tga"});
+  add("s/a.#.tga");
+  visited.clear();
+  for (int i = 0; i < 2; ++i) {
+    ksn::layer_replace_with_next(c);
+    visited += source() + " ";
+  }
+  EXPECT_EQ(visited, "s/b.?.tga s/c.tga ");
+  ksn::layer_replace_with_next(c);
+  EXPECT_EQ(source(), "s/a.1.tga") << "from a still to the next still";
+
+  files({"alone/x.1.tga", "alone/x.2.tga"});
+  add("alone/x.#.tga");
+  ksn::layer_replace_with_next(c);
+  EXPECT_EQ(source(), "alone/x.?.tga");
+}
+
+TEST_F(source_changes, the_other_eye_by_path) {
+  struct row {
+    std::vector<const char*> files;
+    const char *path, *other;  // other is empty for none
+    bool original_is_left = true;
+  };
+  const row rows[] = {
+      {{"a_left.tga", "a_right.tga"}, "a_left.tga", "a_right.tga"},
+      {{"a_left.tga", "a_right.tga"}, "a_right.tga", "a_left.tga", false},
+      {{"a_Left.tga", "a_Right.tga"}, "a_Left.tga", "a_Right.tga"},
+      {{"LEFT.tga", "RIGHT.tga"}, "LEFT.tga", "RIGHT.tga"},
+      {{"left/a.1.tga", "left/a.2.tga", "right/a.1.tga", "right/a.2.tga"}, "left/a.#.tga", "right/a.?.tga"},
+      {{"left/left.1.tga", "left/left.2.tga", "right/right.1.tga", "right/right.2.tga"},
+       "left/left.#.tga",
+       "right/right.?.tga"},
+      {{"a_left.tga"}, "a_left.tga", ""},
+      {{"a.tga"}, "a.tga", ""},
+  };
+  for (const row& r : rows) {
+    support::temp_folder place;
+    document d;
+    for (const char* file : r.files) write_file(place / file, tga());
+    EXPECT_TRUE(d.add(place / r.path, false, false, true));
+    if (!*r.other) {
+      EXPECT_EQ(d.track_count(), 1) << r.path;
+      EXPECT_EQ(d.track_at(0).target_view, ksn::target_view_type::both);
+      continue;
+    }
+    ASSERT_EQ(d.track_count(), 2) << r.path;
+    EXPECT_EQ(d.track_at(0).path + d.track_at(0).mask, place / r.other);
+    const auto left = ksn::target_view_type::left;
+    const auto right = ksn::target_view_type::right;
+    EXPECT_EQ(d.track_at(1).target_view, r.original_is_left ? left : right) << r.path;
+    EXPECT_EQ(d.track_at(0).target_view, r.original_is_left ? right : left) << r.path;
+    EXPECT_EQ(d.selection, std::set<int>{1}) << "the original stays selected";
+    EXPECT_EQ(ksn::broken_invariant(d), "");
+  }
+}
+
+TEST_F(source_changes, the_other_eye_by_image_layer) {
+  track_info& track = c.put_still("exr");
+  track.layers = {{}, {2, 1, "left"}, {2, 2, "right"}, {2, 3, "depth.left"}, {2, 4, "depth.right"}, {2, 5, "x.right"}};
+  c.selection = {0};
+  EXPECT_FALSE(ksn::add_other_stereo_view(c)) << "no layer chosen";
+  c.track_at(0).layer = c.track_at(0).layers[5];
+  EXPECT_FALSE(ksn::add_other_stereo_view(c)) << "no x.left";
+  c.track_at(0).layer = c.track_at(0).layers[4];
+  EXPECT_TRUE(ksn::add_other_stereo_view(c));
+  EXPECT_EQ(c.track_at(0).layer.name, "depth.left");
+  EXPECT_EQ(c.track_at(0).target_view, ksn::target_view_type::left);
+  EXPECT_EQ(c.track_at(1).target_view, ksn::target_view_type::right);
+  EXPECT_NE(c.track_at(0).id, c.track_at(1).id);
+}
+
+TEST_F(source_changes, a_growing_sequence_takes_the_view_along) {
+  files({"r.01.tga", "r.02.tga", "r.03.tga", "r.04.tga"});
+  for (int n = 5; n <= 12; ++n)
+    write_file(folder / ("r." + std::string(n < 10 ? "0" : "") + std::to_string(n) + ".tga"), tga());
+  track_info& track = add("r.##.tga");
+  EXPECT_EQ(c.tm_n, 12);
+  c.set_current_time(11);
+  files({"r.13.tga", "r.14.tga"});
+  ksn::layer_rescan_sequence(c);
+  EXPECT_EQ(track.frames, 14);
+  EXPECT_EQ(track.out(), 14);
+  EXPECT_EQ(c.tm_n, 14);
+  EXPECT_EQ(c.tm_l, 14);
+  EXPECT_EQ(c.tm_t, 12.0) << "the last frame but one";
+
+  c.set_current_time(5);
+  c.set_workarea_end(9);
+  files({"r.15.tga"});
+  ksn::layer_rescan_sequence(c);
+  EXPECT_EQ(c.tm_n, 15);
+  EXPECT_EQ(c.tm_l, 9) << "the work area did not end with the layer";
+  EXPECT_EQ(c.tm_t, 5.0);
+
+  fs::remove(folder / "r.02.tga");
+  ksn::layer_rescan_sequence(c);
+  EXPECT_EQ(track.frames, 14) << "gaps close";
+  for (const auto& entry : fs::directory_iterator(folder.path())) fs::remove(entry);
+  ksn::layer_rescan_sequence(c);
+  EXPECT_EQ(track.names.list(), std::vector<std::string>{"r.01.tga"}) << "one frame stays";
+}
+
+TEST_F(source_changes, watching) {
+  files({"r/a.1.tga", "r/a.2.tga"});
+  track_info& track = add("r/a.#.tga");
+  EXPECT_FALSE(ksn::watches_selected(c));
+  ksn::layer_watch_sequence(c);
+  EXPECT_TRUE(ksn::watches_selected(c));
+  ksn::poll_watches(c);
+  EXPECT_EQ(track.frames, 2);
+  files({"r/a.3.tga"});
+  ksn::poll_watches(c);
+  EXPECT_EQ(track.frames, 3);
+  ksn::layer_watch_sequence(c);
+  EXPECT_FALSE(ksn::watches_selected(c));
+  files({"r/a.4.tga"});
+  ksn::poll_watches(c);
+  EXPECT_EQ(track.frames, 3);
+}
+
+TEST_F(source_changes, a_watch_ends_with_its_folder) {
+  for (const bool moved : {false, true}) {
+    files({"r/a.1.tga", "r/a.2.tga"});
+    add("r/a.#.tga");
+    c.selection = {0};
+    ksn::layer_watch_sequence(c);
+    ASSERT_TRUE(ksn::watches_selected(c));
+    if (moved) {
+      fs::rename(folder / "r", folder / "elsewhere");
+    } else {
+      fs::remove_all(folder / "r");
+    }
+    ksn::poll_watches(c);
+    EXPECT_FALSE(ksn::watches_selected(c)) << moved;
+    ksn::layer_watch_sequence(c);
+    EXPECT_FALSE(ksn::watches_selected(c)) << "it can't be started, which nobody is told";
+  }
+  EXPECT_TRUE(c.errors.empty());
+  c.selection = {1};
+  c.track_at(1).range = "1-2";
+  EXPECT_FALSE(ksn::can_watch_selected(c));
+}
+
+TEST(folder_watcher, many_keys_on_one_folder) {
+  support::temp_folder folder;
+  platform::folder_watcher watcher;
+  for (int key = 1; key <= 300; ++key) EXPECT_TRUE(watcher.watch(key, folder.path())) << "no limit of a user's queues";
+  fs::create_directories(folder / "other");
+  EXPECT_TRUE(watcher.watch(7, folder / "other"));
+  EXPECT_EQ(watcher.poll().size(), 299u);
+  EXPECT_TRUE(watcher.poll().empty());
+  for (int key = 2; key <= 300; ++key) {
+    if (key != 7) watcher.forget(key);
+  }
+  write_file(folder / "other/x", "");
+  write_file(folder / "y", "");
+  EXPECT_EQ(watcher.poll(), (std::vector<int>{1, 7}));
+  write_file(folder / "y", "rewritten");
+  EXPECT_TRUE(watcher.poll().empty()) << "names only";
+  EXPECT_FALSE(watcher.watch(1, folder / "y")) << "no folder";
+  EXPECT_FALSE(watcher.watches(1));
+  fs::remove_all(folder / "other");
+  EXPECT_TRUE(watcher.poll().empty());
+  EXPECT_TRUE(watcher.empty());
+}
+
+}  // namespace
