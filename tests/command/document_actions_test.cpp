@@ -9,6 +9,7 @@ namespace {
 struct document_language : language {
   explicit document_language(const strings& names = {}) : language(names) {
     command::register_document_actions(engine);
+    composition.hooks.report_error = [this](const std::string& line) { engine.report(line); };
   }
 };
 
@@ -110,7 +111,7 @@ TEST(document_actions, effect_as_read_by_fields) {
       {{"--time=20", "--workarea_set_begin", "--time=90", "--workarea_set_end", "--timeline_trim_to_workarea"},
        "global:timeline",
        "70"},
-      {{"--layer_resize_to_timeline", "--time=100", "--layer_duplicate_and_split"}, "2:begin", "100"},
+      {{"--layer_resize_to_timeline", "--time=100", "--layer_duplicate_and_split"}, "2:in_point", "100"},
       {{"--layer_duplicate"}, "2:name", "a'"},
       {{"--layer_move_selected_down"}, "2:name", "a"},
       {{"--layer_select_last", "--layer_move_selected_up"}, "2:name", "c"},
