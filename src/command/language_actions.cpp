@@ -38,29 +38,33 @@ void register_language_actions(engine& engine) {
 }
 
 void register_unavailable(engine& engine) {
+  std::map<std::string, action*> missing;
   for (const action_name& entry : action_names()) {
     const std::string name(entry.name);
     const std::string line = about("--" + name, not_available);
     if (!entry.value_form.empty()) {
       value_action& record = engine.value_action_table[name];
-      if (!record.execute) {
-        record.execute = [&engine, line](const std::string&) {
-          engine.report(line);
-          return true;
-        };
-      }
       record.value_form = entry.value_form;
       record.help = entry.help;
+      if (record.execute) {
+        // Where only the dialog is missing, the value form does the work.
+        if (const auto plain = missing.find(name); plain != missing.end()) {
+          const std::string hint = line + " without a value: --" + name + "=" + record.value_form;
+          plain->second->execute = [&engine, hint] { engine.report(hint); };
+        }
+        continue;
+      }
+      record.execute = [&engine, line](const std::string&) {
+        engine.report(line);
+        return true;
+      };
       continue;
     }
     action& record = engine.action_table[name];
-    if (!record.execute) {
-      // Where only the dialog is missing, the value form does the work.
-      const bool works_with_value = engine.value_action_table.contains(name);
-      const std::string hint = works_with_value ? " without a value: --" + name + "=VALUE" : "";
-      record.execute = [&engine, line = line + hint] { engine.report(line); };
-    }
     record.help = entry.help;
+    if (record.execute) continue;
+    missing[name] = &record;
+    record.execute = [&engine, line] { engine.report(line); };
   }
 }
 

@@ -44,7 +44,7 @@ TEST(option, error_lines) {
       {{"--fps=0"}, {"Invalid value \"0\" for global field \"fps\""}},
       {{"--undo"}, {"\"--undo\": Not available"}},
       {{"--open_composition=x"}, {"\"--open_composition\": Not available"}},
-      {{"--add_layer"}, {"\"--add_layer\": Not available without a value: --add_layer=VALUE"}},
+      {{"--add_layer"}, {"\"--add_layer\": Not available without a value: --add_layer=PATH"}},
       {{"--print_fields=nonsense"}, {"\"--print_fields=nonsense\": Invalid option"}},
       {{"--set_time=x"}, {"\"--set_time=x\": Invalid option"}},
   };
