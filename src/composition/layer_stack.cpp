@@ -64,8 +64,7 @@ track_info duplicate_of(const track_info& track) {
 }  // namespace
 
 void insert_layers(state& composition, const std::vector<int>& indices, std::vector<track_info> records) {
-  std::vector<track_info> stack;
-  stack.reserve(composition.tracks.size() + records.size());
+  std::deque<track_info> stack;
   auto existing = composition.tracks.begin();
   auto record = records.begin();
   for (const int index : indices) {
@@ -82,10 +81,9 @@ void insert_layers(state& composition, const std::vector<int>& indices, std::vec
 
 std::vector<track_info> take_layers(state& composition, const std::set<int>& indices) {
   std::vector<track_info> taken;
-  std::vector<track_info> kept;
+  std::deque<track_info> kept;
   std::set<int> selection;
   taken.reserve(indices.size());
-  kept.reserve(composition.tracks.size());
   for (int index = 0; index < composition.track_count(); ++index) {
     track_info& track = composition.track_at(index);
     if (indices.contains(index)) {

@@ -94,7 +94,7 @@ void state::enter_stack(track_info record, bool apply_default_aspect) {
     }
   }
   record.version = version_of(record);
-  tracks.insert(tracks.begin(), std::move(record));
+  tracks.push_front(std::move(record));
   selection = {0};
   if (track_max < track_count()) ++track_max;
 

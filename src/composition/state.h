@@ -2,6 +2,7 @@
 #pragma once
 
 #include <ctime>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -46,8 +47,8 @@ struct composition_view {
   double tm_t = 0.0;       // current time in timeline frames
   int zoom_factor2 = 100;  // percent
   math::pointd pan_position;
-  std::vector<track_info> tracks;  // index 0 is the top of the stack
-  std::set<int> selection;         // indices into tracks
+  std::deque<track_info> tracks;  // index 0 is the top of the stack, where layers enter
+  std::set<int> selection;        // indices into tracks
   int track_max = 0;
   int prev_track_max = 0;
   ksn::alpha_type default_alpha_type = ksn::alpha_type::mask;
