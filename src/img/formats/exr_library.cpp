@@ -2,7 +2,9 @@
 
 #include <ImfThreading.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <mutex>
 
 #include "lib/parallel.h"
@@ -16,7 +18,17 @@ void set_exr_threads() {
 }
 
 bool exr_input_stream::read(char bytes[], int count) {
-  source_.read(bytes, static_cast<std::size_t>(count), place_);
+  source_.check_range(place_, count);
+  if (count < static_cast<int>(buffer_.size()) / 2) {
+    if (place_ < buffer_place_ || place_ + count > buffer_place_ + buffered_) {
+      buffered_ = std::min<std::int64_t>(static_cast<std::int64_t>(buffer_.size()), source_.size() - place_);
+      source_.read(buffer_.data(), static_cast<std::size_t>(buffered_), place_);
+      buffer_place_ = place_;
+    }
+    std::memcpy(bytes, buffer_.data() + (place_ - buffer_place_), static_cast<std::size_t>(count));
+  } else {
+    source_.read(bytes, static_cast<std::size_t>(count), place_);
+  }
   place_ += count;
   return place_ < source_.size();
 }

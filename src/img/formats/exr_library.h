@@ -3,6 +3,7 @@
 
 #include <ImfIO.h>
 
+#include <array>
 #include <cstdio>
 #include <string>
 
@@ -25,6 +26,10 @@ class exr_input_stream : public Imf::IStream {
  private:
   const source_file& source_;
   std::int64_t place_ = 0;
+  // The library reads headers byte by byte.
+  std::array<char, 8192> buffer_;
+  std::int64_t buffer_place_ = 0;
+  std::int64_t buffered_ = 0;  // bytes of the file from buffer_place_ on
 };
 
 // A file to be written, which is made or emptied. Throws io::open_error, and io::write_error where the library lets
