@@ -16,6 +16,7 @@
 #include "lib/messages.h"
 #include "lib/paths.h"
 #include "platform/folders.h"
+#include "render/information.h"
 #include "render/pipeline.h"
 
 namespace app {
@@ -136,6 +137,7 @@ void application::impl::register_actions() {
     engine.quit_requested = true;
   };
   register_benchmarks(engine, pipeline);
+  render::register_information(engine, pipeline);
   command::register_unavailable(engine);
 }
 
