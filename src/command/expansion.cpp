@@ -42,7 +42,9 @@ std::string expand_environment(std::string_view text) {
   std::size_t i = 0;
   while (i < text.size()) {
     if (text[i] != '%') {
-      out += text[i++];
+      const std::size_t end = std::min(text.find('%', i), text.size());
+      out += text.substr(i, end - i);
+      i = end;
       continue;
     }
     std::size_t end = i + 1;

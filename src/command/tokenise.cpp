@@ -33,7 +33,9 @@ std::vector<std::string> tokenise(std::string_view text) {
         continue;
       }
       token.append(backslashes, '\\');
-      if (backslashes == 0) token += text[i++];
+      const std::size_t plain = i;
+      while (i < text.size() && text[i] != '"' && text[i] != '\\' && (quoted || !is_blank(text[i]))) ++i;
+      token += text.substr(plain, i - plain);
     }
     // Behind the last token an empty pair of quotes counts for nothing; elsewhere it is an empty token.
     if (i < text.size() || quoted || !token.empty()) tokens.push_back(std::move(token));
