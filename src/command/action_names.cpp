@@ -147,7 +147,7 @@ constexpr action_name names[] = {
     {view, "toggle_mask", "", "output mask shown"},
     {view, "toggle_grid", "", "grid shown"},
     {view, "toggle_vsync", "", "wait for the screen"},
-    {view, "toggle_spb_enabled", "", "bar shown"},
+    {view, "toggle_spb_enabled", "", "the spb setting"},
     {view, "toggle_automatic_preload", "", "load new layers ahead"},
     {view, "toggle_disable_caching_by_default", "", "new layers are not kept in memory"},
     {view, "toggle_continue_playback_after_drag", "", "a drag through time goes on playing"},
