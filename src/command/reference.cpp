@@ -47,7 +47,7 @@ std::string padded(std::string text, std::size_t width) {
 std::string help_line(const std::string& name, const std::string& help) {
   constexpr std::size_t column = 38;
   std::string line = "  " + padded(name, column - 2);
-  if (line.size() > column) line += "\n" + std::string(column, ' ');
+  if (name.size() + 2 >= column) line += "\n" + std::string(column, ' ');
   return line + help + "\n";
 }
 

@@ -29,7 +29,9 @@ TEST(reference, help_names_every_action_of_the_menus) {
     for (const std::string_view name : menu.entries) {
       EXPECT_EQ(command::action_of_identifier(identifier++), name == "-" ? "" : name);
       if (name == "-" || name == "add_recent" || name == "open_recent" || name == "open_unsaved") continue;
-      EXPECT_NE(help.find("  --" + std::string(name) + " "), help.npos) << name;
+      const std::size_t found = help.find("\n  --" + std::string(name));
+      ASSERT_NE(found, help.npos) << name;
+      EXPECT_NE(std::string(" \n").find(help[found + 5 + name.size()]), std::string::npos) << name;
       ++names;
     }
     EXPECT_EQ(command::action_of_identifier(identifier), "");
