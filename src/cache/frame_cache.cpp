@@ -243,6 +243,18 @@ void frame_cache::keep_alive(const frame_key& key) {
   if (const img::const_image_ptr image = impl_->find(key)) move_to_front(image);
 }
 
+void frame_cache::drop(const img::const_image_ptr& image) {
+  image_list dropped;
+  {
+    const lock guard(impl_->queue_lock);
+    const auto found = impl_->positions.find(image.get());
+    if (found == impl_->positions.end()) return;
+    dropped.splice(dropped.begin(), impl_->queue, found->second);
+    impl_->positions.erase(found);
+  }
+  impl_->note_changed(image->path);
+}
+
 void frame_cache::evict(int count) {
   for (const img::const_image_ptr& image : impl_->pop(count)) impl_->note_changed(image->path);
 }

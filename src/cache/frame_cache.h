@@ -60,6 +60,8 @@ class frame_cache {
   void touch(const img::const_image_ptr& image);
   // If the key resolves, moves its image to the front without trimming.
   void keep_alive(const frame_key& key);
+  // Takes the image out of the queue again; it lives as long as somebody else holds it. Constant time.
+  void drop(const img::const_image_ptr& image);
   // Drops the image touched longest ago; false on an empty queue.
   bool evict_oldest();
   // The same for operator new: notes that all changed in place of the path, which would ask for memory. False also

@@ -5,6 +5,6 @@
 namespace io {
 
 file_error::file_error(std::string source, int error_number)
-    : exception(std::move(source), std::strerror(error_number)) {}
+    : exception(std::move(source), std::strerror(error_number)), error_number_(error_number) {}
 
 }  // namespace io

@@ -21,12 +21,17 @@ class exception : public std::exception {
   std::string message_;
 };
 
-// A failed file operation: the text of an errno, or a given text.
+// A failed file operation: the text of an errno, or a given text with the errno behind it where there is one.
 class file_error : public exception {
  public:
   file_error(std::string source, int error_number);
-  using exception::exception;
+  file_error(std::string source, std::string message, int error_number = 0)
+      : exception(std::move(source), std::move(message)), error_number_(error_number) {}
+  int error_number() const { return error_number_; }  // 0 when there is none
   const char* what() const noexcept override { return "io::file_error"; }
+
+ private:
+  int error_number_;
 };
 
 #define KSN_IO_ERROR(name, base)                                        \

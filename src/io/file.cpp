@@ -20,10 +20,10 @@ bool is_folder(int handle) {
 
 int open_for_reading(const std::string& path) {
   const int handle = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (handle < 0) throw open_error(path, "CreateFile");
+  if (handle < 0) throw open_error(path, "CreateFile", errno);
   if (is_folder(handle)) {
     close(handle);
-    throw open_error(path, "CreateFile");
+    throw open_error(path, "CreateFile", EISDIR);
   }
   posix_fadvise(handle, 0, 0, POSIX_FADV_SEQUENTIAL);
   return handle;
@@ -31,7 +31,7 @@ int open_for_reading(const std::string& path) {
 
 int open_for_writing(const std::string& path) {
   const int handle = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-  if (handle < 0) throw open_error(path, "CreateFile");
+  if (handle < 0) throw open_error(path, "CreateFile", errno);
   // The file is emptied only once it is ours. Readers take no lock: on a network file system it would cost each frame
   // a round trip. A file system without locks is written as it is.
   const bool taken = flock(handle, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
@@ -41,8 +41,9 @@ int open_for_writing(const std::string& path) {
   struct stat status;
   const bool empty = fstat(handle, &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
   if (taken || (!empty && ftruncate(handle, 0) != 0 && errno != EINVAL)) {
+    const int reason = taken ? EWOULDBLOCK : errno;
     close(handle);
-    throw open_error(path, "CreateFile");
+    throw open_error(path, "CreateFile", reason);
   }
   return handle;
 }
@@ -100,7 +101,7 @@ int llfile::read(void* buffer, int count) {
   while (done < count) {
     const ssize_t size = ::read(handle_, static_cast<char*>(buffer) + done, static_cast<std::size_t>(count - done));
     if (size < 0 && errno == EINTR) continue;
-    if (size < 0) throw read_error(path_, "ReadFile");
+    if (size < 0) throw read_error(path_, "ReadFile", errno);
     if (size == 0) break;
     done += static_cast<int>(size);
   }
@@ -117,7 +118,7 @@ void llfile::write(const void* buffer, int count) {
     const ssize_t size =
         ::write(handle_, static_cast<const char*>(buffer) + done, static_cast<std::size_t>(count - done));
     if (size < 0 && errno == EINTR) continue;
-    if (size <= 0) throw write_error(path_, "WriteFile");
+    if (size <= 0) throw write_error(path_, "WriteFile", size < 0 ? errno : ENOSPC);
     done += static_cast<int>(size);
   }
 }

@@ -9,6 +9,7 @@ namespace lib {
 namespace {
 
 std::atomic<int> wanted_threads{0};
+thread_local bool on_one_thread = false;
 thread_local bool inside_a_loop = false;
 
 struct loop {
@@ -98,6 +99,7 @@ thread_pool& pool() {
 }  // namespace
 
 int thread_count() {
+  if (on_one_thread) return 1;
   const int wanted = wanted_threads.load(std::memory_order_relaxed);
   if (wanted > 0) return wanted;
   static const int processors = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
@@ -120,6 +122,14 @@ void detail::run_chunks(int count, int chunk, chunk_function call, void* body) {
     if (shared) return;
   }
   work.work();
+}
+
+single_thread_scope::single_thread_scope(bool active) : before_(on_one_thread) {
+  on_one_thread = on_one_thread || active;
+}
+
+single_thread_scope::~single_thread_scope() {
+  on_one_thread = before_;
 }
 
 }  // namespace lib

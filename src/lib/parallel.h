@@ -21,6 +21,19 @@ void run_chunks(int count, int chunk, chunk_function call, void* body);
 
 }  // namespace detail
 
+// While one lives, thread_count() is 1 on the thread that made it, so that its loops stay on it. For a thread that is
+// one of several which share the processors already.
+class single_thread_scope {
+ public:
+  explicit single_thread_scope(bool active = true);
+  ~single_thread_scope();
+  single_thread_scope(const single_thread_scope&) = delete;
+  single_thread_scope& operator=(const single_thread_scope&) = delete;
+
+ private:
+  bool before_;
+};
+
 // Calls body(first, last) for the half-open stretches of `chunk` items that cover 0 to `count`, and returns when all
 // are done. The threads take stretches as they get to them, so that one that the system holds up costs the others
 // little; which thread takes which is left open, and no result may depend on it. A call from inside a body, or while

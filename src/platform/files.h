@@ -14,7 +14,7 @@ bool file_exists(const std::string& path);
 // Size in bytes, -1 when the file can't be examined.
 std::int64_t file_size(const std::string& path);
 
-// Makes the folder and its missing parents; true when it exists afterwards.
+// Makes the folder and its missing parents; true when it exists afterwards, else errno says why not.
 bool make_folders(const std::string& path);
 
 // Renames over `to`. Throws nothing; returns 0 or the errno.

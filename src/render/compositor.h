@@ -37,6 +37,9 @@ struct prepared_layer {
   std::shared_ptr<const img::transfer> correction;
 };
 
+// Which layers take part in a frame: the visible ones and, through the chains of alpha sources, those that they need.
+std::vector<bool> layers_taking_part(const ksn::state& composition);
+
 // Fetches the pictures of all layers that take part at `time`, alpha sources included, and applies alpha sources and
 // inversions. Bottom of the stack first. Layers that have no picture are left out.
 std::vector<prepared_layer> prepare_layers(pipeline& pipeline, const ksn::state& composition, double time,

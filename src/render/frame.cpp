@@ -17,22 +17,6 @@ int reduction_of(cache_resolution_type resolution) {
   return resolution == cache_resolution_type::full ? 1 : resolution == cache_resolution_type::half ? 2 : 4;
 }
 
-// All visible layers and, through the chains of alpha sources, those that they need. A chain ends at a layer that is
-// marked already, so that a ring of sources ends too.
-std::vector<bool> marked_layers(const ksn::state& composition) {
-  std::vector<bool> marked(composition.tracks.size());
-  for (std::size_t i = 0; i < marked.size(); ++i) marked[i] = composition.tracks[i].visible;
-  for (int i = 0; i < composition.track_count(); ++i) {
-    if (!composition.track_at(i).visible) continue;
-    int next = composition.index_of_id(composition.track_at(i).alpha_source_id);
-    while (next >= 0 && !marked[static_cast<std::size_t>(next)]) {
-      marked[static_cast<std::size_t>(next)] = true;
-      next = composition.index_of_id(composition.track_at(next).alpha_source_id);
-    }
-  }
-  return marked;
-}
-
 layer_picture fetch(pipeline& pipeline, const ksn::state& composition, int index, double time,
                     cache_resolution_type resolution) {
   const ksn::track_info& track = composition.track_at(index);
@@ -92,9 +76,24 @@ void draw_checker(img::image& image, math::point origin) {
 
 }  // namespace
 
+// A chain ends at a layer that is marked already, so that a ring of sources ends too.
+std::vector<bool> layers_taking_part(const ksn::state& composition) {
+  std::vector<bool> marked(composition.tracks.size());
+  for (std::size_t i = 0; i < marked.size(); ++i) marked[i] = composition.tracks[i].visible;
+  for (int i = 0; i < composition.track_count(); ++i) {
+    if (!composition.track_at(i).visible) continue;
+    int next = composition.index_of_id(composition.track_at(i).alpha_source_id);
+    while (next >= 0 && !marked[static_cast<std::size_t>(next)]) {
+      marked[static_cast<std::size_t>(next)] = true;
+      next = composition.index_of_id(composition.track_at(next).alpha_source_id);
+    }
+  }
+  return marked;
+}
+
 std::vector<prepared_layer> prepare_layers(pipeline& pipeline, const ksn::state& composition, double time,
                                            cache_resolution_type resolution) {
-  const std::vector<bool> marked = marked_layers(composition);
+  const std::vector<bool> marked = layers_taking_part(composition);
   std::vector<layer_picture> pictures(marked.size());
   for (int i = composition.track_count() - 1; i >= 0; --i) {
     if (marked[static_cast<std::size_t>(i)]) {

@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
 
 namespace platform {
 
@@ -30,9 +29,17 @@ std::int64_t file_size(const std::string& path) {
 }
 
 bool make_folders(const std::string& path) {
-  std::error_code ignored;
-  std::filesystem::create_directories(path, ignored);
-  return is_folder(path);
+  if (is_folder(path)) return true;
+  if (path.empty()) {
+    errno = ENOENT;
+    return false;
+  }
+  const std::string here = path.back() == '/' ? path.substr(0, path.size() - 1) : path;
+  const std::size_t slash = here.rfind('/');
+  if (slash != std::string::npos && slash > 0 && !make_folders(here.substr(0, slash))) return false;
+  if (mkdir(here.c_str(), 0777) == 0 || is_folder(path)) return true;  // the second: another process was faster
+  if (errno == EEXIST) errno = ENOTDIR;
+  return false;
 }
 
 int rename_file(const std::string& from, const std::string& to) {

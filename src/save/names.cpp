@@ -1,0 +1,77 @@
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+
+#include "lib/paths.h"
+#include "save/save.h"
+
+namespace save {
+namespace {
+
+std::string with_digits(int number, std::size_t digits) {
+  char text[16];
+  const int length = std::snprintf(text, sizeof text, "%lld", std::abs(static_cast<long long>(number)));
+  std::string result = number < 0 ? "-" : "";
+  const auto size = static_cast<std::size_t>(length);
+  if (size < digits) result.append(digits - size, '0');
+  return result + text;
+}
+
+bool read_number(std::string_view text, int low, int high, int& number) {
+  int value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size() || value < low || value > high) return false;
+  number = value;
+  return true;
+}
+
+bool read_item(std::string_view item, img::save_options& options) {
+  const std::size_t equals = item.find('=');
+  if (equals == item.npos) return false;
+  const std::string_view name = item.substr(0, equals);
+  const std::string_view value = item.substr(equals + 1);
+  if (name == "quality") return read_number(value, 1, 100, options.quality);
+  if (name == "ignore_alpha") {
+    int flag = 0;
+    if (!read_number(value, 0, 1, flag)) return false;
+    options.ignore_alpha = flag == 1;
+    return true;
+  }
+  if (name != "compression") return false;
+  constexpr std::string_view words[] = {"uncompressed", "rle", "zip", "b44a"};
+  const auto* found = std::find(std::begin(words), std::end(words), value);
+  if (found == std::end(words)) return false;
+  options.compression = static_cast<int>(found - std::begin(words)) + 1;
+  return true;
+}
+
+}  // namespace
+
+std::string numbered_name(const std::string& path, int number) {
+  const lib::folder_and_name parts = lib::split_path(path);
+  const std::size_t end = parts.name.rfind('#');
+  if (end != std::string::npos) {
+    const std::size_t before = parts.name.find_last_not_of('#', end);
+    const std::size_t first = before == std::string::npos ? 0 : before + 1;
+    return parts.folder + parts.name.substr(0, first) + with_digits(number, end + 1 - first) +
+           parts.name.substr(end + 1);
+  }
+  const lib::stem_and_extension name = lib::split_extension(parts.name);
+  return parts.folder + name.stem + '_' + with_digits(number, 4) + name.extension;
+}
+
+bool parse_save_options(const std::string& text, img::save_options& options) {
+  img::save_options result;
+  std::string_view rest = text;
+  while (!rest.empty()) {
+    const std::size_t comma = rest.find(',');
+    if (!read_item(rest.substr(0, comma), result)) return false;
+    if (comma == rest.npos) break;
+    rest.remove_prefix(comma + 1);
+    if (rest.empty()) return false;
+  }
+  options = result;
+  return true;
+}
+
+}  // namespace save

@@ -1,0 +1,84 @@
+#include "save/picture_file.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <new>
+
+#include "command/messages.h"
+#include "io/exceptions.h"
+#include "io/part_file.h"
+#include "lib/paths.h"
+#include "platform/files.h"
+
+namespace save {
+namespace {
+
+bool is_movie(const std::string& extension) {
+  for (const char* movie : {"avi", "mov", "mp4", "mkv"}) {
+    if (extension == movie) return true;
+  }
+  return false;
+}
+
+std::string create_error(const std::string& path, int number) {
+  char text[64];
+  std::snprintf(text, sizeof text, "Create error %d (0x%08X)", number, static_cast<unsigned>(number));
+  return command::about(path, text);
+}
+
+// The fixed texts of streams say which call failed; the reason behind them says what to do.
+std::string file_error_line(const std::string& path, const io::file_error& failure) {
+  std::string text = failure.message();
+  if (failure.error_number() != 0) {
+    const char* reason = std::strerror(failure.error_number());
+    if (text != reason) text += std::string(": ") + reason;
+  }
+  return command::about(path, failure.what(), text);
+}
+
+void write(const picture& picture, const std::string& path, const img::format& format,
+           const img::save_options& options) {
+  io::part_file part(path);
+  if (picture.floats) {
+    format.write_float(*picture.floats, part.path(), options);
+  } else {
+    format.write(*picture.bytes, part.path(), options);
+  }
+  part.commit();
+}
+
+}  // namespace
+
+bool find_target(const std::string& path, target& result, std::string& line) {
+  const std::string full = lib::full_path(path);
+  const img::format* format = img::find_format(full);
+  if (!format) {
+    line = command::about(full, is_movie(lib::lower_extension(full)) ? command::not_available : "Invalid file type");
+    return false;
+  }
+  result = {full, format};
+  return true;
+}
+
+std::string write_picture(const picture& picture, const std::string& path, const img::format& format,
+                          const img::save_options& options) {
+  const std::string folder = lib::folder_of(path);
+  if (!folder.empty() && !platform::make_folders(folder)) return create_error(folder, errno);
+  try {
+    write(picture, path, format, options);
+    return {};
+  } catch (const io::open_error& failure) {
+    return failure.error_number() ? create_error(path, failure.error_number()) : file_error_line(path, failure);
+  } catch (const io::file_error& failure) {
+    return file_error_line(path, failure);
+  } catch (const io::exception& failure) {
+    return command::about(path, failure.what(), failure.message());
+  } catch (const std::bad_alloc&) {
+    return command::about(path, "Out of memory");
+  } catch (const std::exception& failure) {
+    return command::about(path, failure.what());
+  }
+}
+
+}  // namespace save

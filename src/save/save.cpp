@@ -1,0 +1,175 @@
+#include "save/save.h"
+
+#include <new>
+
+#include "command/messages.h"
+#include "img/transfer.h"
+#include "io/exceptions.h"
+#include "lib/paths.h"
+#include "render/image_pool.h"
+#include "save/picture_file.h"
+#include "save/screen.h"
+#include "save/sequence.h"
+
+namespace save {
+namespace {
+
+// The target of a save, or its error line.
+bool open_target(context& context, const std::string& path, target& target) {
+  std::string line;
+  if (find_target(path, target, line)) return true;
+  context.report_error(line);
+  return false;
+}
+
+// Whether a layer's file can hold its floats: the format takes them, and nothing in the layer's way works on bytes.
+bool takes_floats(const ksn::track_info& track, const target& target) {
+  return (target.format->has_native_float() || lib::lower_extension(target.path) == "ftif") &&
+         !track.ck_primary.enabled && !track.ck_secondary.enabled && track.channels == ksn::view_type::rgb &&
+         track.alpha_source_id == 0 && !track.invert_color && !track.invert_alpha && !track.invert_depth;
+}
+
+class layer_source {
+ public:
+  layer_source(context& context, int index, const target& target)
+      : context_(context),
+        index_(index),
+        floats_(takes_floats(context.composition.track_at(index), target)),
+        correction_(context.composition.track_at(index).tf) {}
+
+  picture make(double time) {
+    const ksn::track_info& track = context_.composition.track_at(index_);
+    if (floats_) {
+      const double position = track.source_position(time);
+      const img::const_image_ptr native =
+          position < 0.0 ? nullptr : context_.pipeline.native_frame(track, static_cast<int>(position));
+      if (!native) return {};
+      if (native->depth[0] != 8) {
+        const auto floats = std::make_shared<img::float_image>();
+        correction_.convert_float(*floats, *native, true);
+        return {nullptr, floats};
+      }
+    }
+    return {render::prepare_layer_picture(context_.pipeline, context_.composition, index_, time), nullptr};
+  }
+
+  std::vector<wanted_frame> sources(double time) const {
+    std::vector<wanted_frame> list;
+    wanted_frame wanted;
+    if (wanted_of(context_.composition.track_at(index_), time, floats_, wanted)) list.push_back(wanted);
+    const int source = context_.composition.index_of_id(context_.composition.track_at(index_).alpha_source_id);
+    if (source >= 0 && wanted_of(context_.composition.track_at(source), time, false, wanted)) list.push_back(wanted);
+    return list;
+  }
+
+ private:
+  context& context_;
+  int index_;
+  bool floats_;
+  img::transfer correction_;
+};
+
+picture composite_at(context& context, double time) {
+  const img::image_ptr image = render::pooled_image();
+  render::frame_view view;
+  view.width = context.composition.mask_size.x;
+  view.height = context.composition.mask_size.y;
+  render::render_frame(context.pipeline, context.composition, *image, view, time);
+  return {image, nullptr};
+}
+
+std::vector<wanted_frame> sources_of_composite(const ksn::state& composition, double time) {
+  std::vector<wanted_frame> list;
+  const std::vector<bool> taking_part = render::layers_taking_part(composition);
+  for (int i = 0; i < composition.track_count(); ++i) {
+    wanted_frame wanted;
+    if (taking_part[static_cast<std::size_t>(i)] && wanted_of(composition.track_at(i), time, false, wanted)) {
+      list.push_back(std::move(wanted));
+    }
+  }
+  return list;
+}
+
+// Runs what makes pictures under the rule for memory that runs out.
+template <class Work>
+bool guarded(context& context, const target& target, const Work& work) {
+  try {
+    return work();
+  } catch (const std::bad_alloc&) {
+    context.report_error(command::about(target.path, "Out of memory"));
+  } catch (const io::exception& failure) {
+    context.report_error(command::about(target.path, failure.what(), failure.message()));
+  }
+  return false;
+}
+
+bool save_one(context& context, const target& target, const picture& picture) {
+  if (!picture) {
+    context.report_error(command::about(target.path, missing_frame_text(context.composition)));
+    return false;
+  }
+  const std::string line = write_picture(picture, target.path, *target.format, context.options);
+  if (!line.empty()) {
+    context.report_error(line);
+    return false;
+  }
+  if (context.after_save) context.after_save(target.path);
+  return true;
+}
+
+bool has_layer(context& context, const char* command, const std::string& path) {
+  if (context.composition.selected_index() < context.composition.track_count()) return true;
+  context.report_error(command::about(std::string("--") + command + "=" + path, command::option_needs_layer));
+  return false;
+}
+
+}  // namespace
+
+bool save_frame_as(context& context, const std::string& path) {
+  target target;
+  if (!has_layer(context, "save_frame_as", path) || !open_target(context, path, target)) return false;
+  return guarded(context, target, [&] {
+    layer_source layer(context, context.composition.selected_index(), target);
+    return save_one(context, target, layer.make(context.composition.tm_t));
+  });
+}
+
+bool save_layer_as(context& context, const std::string& path) {
+  target target;
+  if (!has_layer(context, "save_layer_as", path) || !open_target(context, path, target)) return false;
+  return guarded(context, target, [&] {
+    layer_source layer(context, context.composition.selected_index(), target);
+    return save_walk(context, target,
+                     {[&](int frame) { return layer.make(frame); }, [&](int frame) { return layer.sources(frame); }});
+  });
+}
+
+bool save_mask_as_image(context& context, const std::string& path) {
+  target target;
+  if (!open_target(context, path, target)) return false;
+  return guarded(context, target,
+                 [&] { return save_one(context, target, composite_at(context, context.composition.tm_t)); });
+}
+
+bool save_mask_as_sequence(context& context, const std::string& path) {
+  target target;
+  if (!open_target(context, path, target)) return false;
+  return guarded(context, target, [&] {
+    return save_walk(context, target,
+                     {[&](int frame) { return composite_at(context, frame); },
+                      [&](int frame) { return sources_of_composite(context.composition, frame); }});
+  });
+}
+
+bool save_screen_as(context& context, const std::string& path, int client_width, int client_height) {
+  target target;
+  if (!open_target(context, path, target)) return false;
+  return guarded(context, target, [&] {
+    const img::image_ptr image = render::pooled_image();
+    render::render_frame(context.pipeline, context.composition, *image,
+                         screen_view(context.composition, client_width, client_height), context.composition.tm_t);
+    return save_one(context, target, {image, nullptr});
+  });
+}
+
+}  // namespace save

@@ -1,0 +1,39 @@
+#include "save/screen.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace save {
+namespace {
+
+constexpr int row_height = 20;       // of a layer
+constexpr int timeline_height = 74;  // with options and controls
+constexpr int bottom_strip = 3;      // of a window without a timeline
+
+// The height of the preview area.
+int split_line(const ksn::state& composition, int height) {
+  const bool timeline = composition.full_screen ? composition.fs_timeline_visible : composition.timeline_visible;
+  const int rows =
+      timeline ? std::min({(height - timeline_height) / row_height, composition.track_max, composition.track_count()})
+               : -1;
+  if (rows >= 0) return height - row_height * rows - timeline_height;
+  return composition.full_screen ? height : height - bottom_strip;
+}
+
+}  // namespace
+
+render::frame_view screen_view(const ksn::state& composition, int client_width, int client_height) {
+  render::frame_view view;
+  view.width = std::max(1, client_width);
+  view.height = std::max(1, split_line(composition, client_height));
+  view.zoom_y = composition.zoom();
+  view.zoom_x = view.zoom_y * composition.view_pixel_aspect();
+  view.offset = {static_cast<int>(std::rint(composition.pan_position.x * view.zoom_x)),
+                 static_cast<int>(std::rint(composition.pan_position.y * view.zoom_y))};
+  view.resolution = composition.resolution;
+  view.crop_preview = true;
+  view.for_display = true;
+  return view;
+}
+
+}  // namespace save

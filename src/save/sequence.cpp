@@ -1,0 +1,154 @@
+#include "save/sequence.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include "command/messages.h"
+#include "lib/parallel.h"
+#include "save/workers.h"
+#include "save/write_behind.h"
+
+namespace save {
+namespace {
+
+// Pictures that may be held for frames to come. The frame at hand and the next one are read whatever they take.
+constexpr std::size_t most_bytes_ahead = std::size_t{512} << 20;
+
+using seconds = std::chrono::duration<double>;
+
+class stopwatch {
+ public:
+  double read() const { return seconds(std::chrono::steady_clock::now() - start_).count(); }
+
+ private:
+  std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+class sequence_save {
+ public:
+  sequence_save(context& context, const target& target, const walk& walk)
+      : context_(context),
+        target_(target),
+        walk_(walk),
+        first_(context.composition.tm_f),
+        end_(context.composition.tm_l),
+        ahead_(context.pipeline.frame_cache()),
+        workers_(lib::thread_count()) {}
+
+  bool run() {
+    for (int frame = first_; frame < end_ && !failed_ && !is_cancelled(); ++frame) {
+      read_ahead_of(frame);
+      const stopwatch waiting;
+      collect(most_pending() - 1);
+      // Lines of this frame must not come before those of frames that are still being written.
+      if (!ahead_.wait(frame)) collect(0);
+      if (failed_) break;
+      save::picture picture = make(frame, waiting.read());
+      ahead_.release(frame);
+      if (picture) {
+        writes_.add(std::move(picture), name_of(frame), *target_.format, context_.options, workers_);
+      } else {
+        collect(0);
+        if (!failed_) report_missing(frame);
+      }
+    }
+    collect(0);
+    return written_ == end_ - first_;
+  }
+
+  bool wrote_any() const { return written_ > 0; }
+
+ private:
+  std::string name_of(int frame) const { return numbered_name(target_.path, frame + context_.composition.frame_base); }
+  bool is_cancelled() const { return context_.cancelled && context_.cancelled(); }
+  // One picture for each worker, and one that is ready for it.
+  static int most_pending() { return lib::thread_count() + 1; }
+
+  // The frame at hand and the next are read in any case, and one more for each worker when memory allows.
+  void read_ahead_of(int frame) {
+    const int end = std::min(end_, frame + 2 + lib::thread_count());
+    for (; next_read_ < end; ++next_read_) {
+      if (next_read_ > frame + 1 && ahead_.bytes() > most_bytes_ahead) return;
+      ahead_.want(next_read_, walk_.sources(next_read_), workers_);
+    }
+  }
+
+  // The workers fill the processors as long as this thread has to wait for them; it takes one processor then. When it
+  // never waits, compositing is what takes the time, and gets all of them.
+  save::picture make(int frame, double waited) {
+    const lib::single_thread_scope alone(waited > made_ / 10);
+    const stopwatch making;
+    save::picture picture = walk_.make(frame);
+    made_ = making.read();
+    return picture;
+  }
+
+  // Takes results until at most `left` are to come.
+  void collect(int left) {
+    write_behind::result result;
+    while (writes_.take(result, writes_.pending() > left)) {
+      if (result.written) {
+        ++written_;
+        show_progress();
+      } else if (!failed_) {
+        failed_ = true;
+        context_.report_error(result.line);
+        writes_.abandon();
+      }
+    }
+  }
+
+  void report_missing(int frame) {
+    context_.report_error(command::about(name_of(frame), missing_frame_text(context_.composition)));
+    ++missing_;
+    show_progress();
+  }
+
+  void show_progress() {
+    if (!context_.show_progress) return;
+    progress shown;
+    shown.done = written_ + missing_;
+    shown.total = end_ - first_;
+    const double time = since_start_.read();
+    shown.frames_per_second = time > 0 ? shown.done / time : 0.0;
+    shown.seconds_left = shown.done > 0 ? (shown.total - shown.done) * time / shown.done : 0.0;
+    context_.show_progress(shown);
+  }
+
+  context& context_;
+  const target& target_;
+  const walk& walk_;
+  int first_;
+  int end_;  // not part of it
+  int next_read_ = first_;
+  int written_ = 0;
+  int missing_ = 0;
+  bool failed_ = false;
+  double made_ = 0.0;  // seconds that the last frame took to make
+  stopwatch since_start_;
+  read_ahead ahead_;
+  write_behind writes_;
+  workers workers_;  // last, so that it ends before what its tasks use
+};
+
+}  // namespace
+
+std::string missing_frame_text(const ksn::state& composition) {
+  constexpr const char* key = "save_layer_as.missing_frame";
+  const std::string text = composition.catalogue_text(key);
+  return text == key ? "The frame is missing" : text;
+}
+
+bool save_walk(context& context, const target& target, const walk& walk) {
+  bool complete = false;
+  bool any = false;
+  {
+    sequence_save save(context, target, walk);
+    complete = save.run();
+    any = save.wrote_any();
+  }
+  if (any && context.after_save) context.after_save(target.path);
+  return complete;
+}
+
+}  // namespace save

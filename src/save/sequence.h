@@ -1,0 +1,28 @@
+// The walk over the frames of the work area: reading ahead, compositing and writing behind overlap.
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "save/picture_file.h"
+#include "save/read_ahead.h"
+#include "save/save.h"
+
+namespace save {
+
+// The catalogue's text for a frame that can't be had.
+std::string missing_frame_text(const ksn::state& composition);
+
+struct walk {
+  // The picture of a timeline frame, made on the main thread; none for a frame that can't be had.
+  std::function<picture(int frame)> make;
+  // The source frames that it needs.
+  std::function<std::vector<wanted_frame>(int frame)> sources;
+};
+
+// Writes one file for each frame of the work area. Lines come in the order of the frames. A frame without a picture is
+// reported and left out; the first file that can't be written ends the walk, as does the context's `cancelled`, which
+// keeps what is made so far. Returns whether every frame was written.
+bool save_walk(context& context, const target& target, const walk& walk);
+
+}  // namespace save

@@ -1,0 +1,53 @@
+#include "save/workers.h"
+
+#include <utility>
+
+#include "lib/parallel.h"
+
+namespace save {
+
+workers::workers(int count) {
+  for (int i = 0; i < count; ++i) threads_.emplace_back([this] { run(); });
+}
+
+workers::~workers() {
+  {
+    const std::lock_guard lock(mutex_);
+    ending_ = true;
+  }
+  wake_.notify_all();
+  for (std::thread& thread : threads_) thread.join();
+}
+
+bool workers::idle() {
+  const std::lock_guard lock(mutex_);
+  return busy_ == 0 && writes_.empty() && reads_.empty();
+}
+
+void workers::add(queue& to, std::function<void()> task) {
+  {
+    const std::lock_guard lock(mutex_);
+    to.push_back(std::move(task));
+  }
+  wake_.notify_one();
+}
+
+void workers::run() {
+  const lib::single_thread_scope alone;
+  std::unique_lock lock(mutex_);
+  for (;;) {
+    wake_.wait(lock, [this] { return ending_ || !writes_.empty() || !reads_.empty(); });
+    if (ending_) return;
+    queue& from = writes_.empty() ? reads_ : writes_;
+    std::function<void()> task = std::move(from.front());
+    from.pop_front();
+    ++busy_;
+    lock.unlock();
+    task();
+    task = nullptr;  // what it holds goes before the task counts as done
+    lock.lock();
+    --busy_;
+  }
+}
+
+}  // namespace save

@@ -1,0 +1,44 @@
+// Pictures that wait to be written, and their results in the order of the frames.
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "save/picture_file.h"
+#include "save/workers.h"
+
+namespace save {
+
+// Main thread but for the writing itself. The workers must end before this does.
+class write_behind {
+ public:
+  struct result {
+    bool written = false;
+    std::string line;  // of a failure
+  };
+
+  void add(picture picture, std::string path, const img::format& format, const img::save_options& options,
+           workers& workers);
+  // Takes the oldest result when it is there, or waits for it; false when none is there, or none will come.
+  bool take(result& result, bool wait);
+  int pending() const { return static_cast<int>(items_.size()); }
+  // What has not begun is not written any more; it has no result.
+  void abandon();
+
+ private:
+  struct item {
+    bool begun = false;
+    bool done = false;
+    bool abandoned = false;
+    result outcome;
+  };
+
+  std::mutex mutex_;  // guards the items themselves
+  std::condition_variable done_;
+  std::deque<std::shared_ptr<item>> items_;  // oldest first; main thread
+};
+
+}  // namespace save
