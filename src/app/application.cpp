@@ -18,6 +18,7 @@
 #include "platform/folders.h"
 #include "render/information.h"
 #include "render/pipeline.h"
+#include "save/actions.h"
 
 namespace app {
 
@@ -58,6 +59,7 @@ struct application::impl {
   void bind();
   void register_actions();
   int run_step(bool any_arguments);
+  void after_save(const std::string& path);
   // The user's text for a key, from messages.txt of the folders config, user and documents, read when first needed.
   std::string text(std::string_view key);
 };
@@ -138,7 +140,16 @@ void application::impl::register_actions() {
   };
   register_benchmarks(engine, pipeline);
   render::register_information(engine, pipeline);
+  save::register_save_actions(engine, pipeline,
+                              {[this](const save::progress& progress) { console.show(progress); }, interrupted,
+                               [this](const std::string& path) { after_save(path); }, nullptr});
   command::register_unavailable(engine);
+}
+
+void application::impl::after_save(const std::string& path) {
+  std::string folder;
+  if (!platform::get_folder(platform::folder_kind::after_save, false, folder)) return;
+  run_scripts(folder, path, [this](const std::string& line) { engine.report(line); });
 }
 
 int application::impl::run_step(bool any_arguments) {
