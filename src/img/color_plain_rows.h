@@ -16,20 +16,22 @@ inline void plain_map_halves(uint8_t* out, const uint16_t* in, const uint8_t* ta
 
 inline void plain_map_words(uint8_t* b, uint8_t* g, uint8_t* r, const uint32_t* words, const channel_bytes& tables,
                             bool swapped, size_t count) {
+  const uint8_t *blue = tables.of[0], *green = tables.of[1], *red = tables.of[2];
   for (size_t i = 0; i < count; ++i) {
     const uint32_t word = swapped ? __builtin_bswap32(words[i]) : words[i];
-    b[i] = tables.of[0][word >> 2 & 1023];
-    g[i] = tables.of[1][word >> 12 & 1023];
-    r[i] = tables.of[2][word >> 22];
+    b[i] = blue[word >> 2 & 1023];
+    g[i] = green[word >> 12 & 1023];
+    r[i] = red[word >> 22];
   }
 }
 
 inline void plain_map_nodes(uint8_t* b, uint8_t* g, uint8_t* r, const uint16_t* nodes, const channel_bytes& tables,
                             size_t count) {
+  const uint8_t *blue = tables.of[0], *green = tables.of[1], *red = tables.of[2];
   for (size_t i = 0; i < count; ++i) {
-    b[i] = tables.of[0][nodes[4 * i]];
-    g[i] = tables.of[1][nodes[4 * i + 1]];
-    r[i] = tables.of[2][nodes[4 * i + 2]];
+    b[i] = blue[nodes[4 * i]];
+    g[i] = green[nodes[4 * i + 1]];
+    r[i] = red[nodes[4 * i + 2]];
   }
 }
 
