@@ -25,6 +25,7 @@ struct channel {
   Imf::PixelType type = Imf::HALF;
   int x_step = 1;
   int y_step = 1;
+  bool linear = false;  // B44 codes its logarithm
 };
 
 struct shape {
@@ -56,7 +57,7 @@ inline void write(const std::string& path, const shape& s, Imf::Header header = 
   Imf::FrameBuffer source;
   for (std::size_t c = 0; c < s.channels.size(); ++c) {
     const channel& ch = s.channels[c];
-    header.channels().insert(ch.name, Imf::Channel(ch.type, ch.x_step, ch.y_step));
+    header.channels().insert(ch.name, Imf::Channel(ch.type, ch.x_step, ch.y_step, ch.linear));
     const std::size_t size = ch.type == Imf::HALF ? 2 : 4;
     planes.emplace_back(size * static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
     for (int y = 0; y < height; ++y) {

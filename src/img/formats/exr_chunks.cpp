@@ -1,13 +1,15 @@
-// Pixels of files without compression and of those with byte differences: run-length, ZIPS and ZIP. Chunks are decoded
-// on all threads straight into the planes. Layout of the chunks: "OpenEXR File Layout", openexr.com.
+// Pixels of files without compression and of those that are decoded here: run-length, ZIPS, ZIP, PXR24, B44 and B44A.
+// Chunks are decoded on all threads straight into the planes. Their layout: "OpenEXR File Layout", openexr.com.
 #include <libdeflate.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <exception>
 #include <memory>
 #include <mutex>
 
+#include "img/formats/exr_codecs.h"
 #include "img/formats/exr_decode.h"
 #include "img/formats/exr_rows.h"
 #include "io/exceptions.h"
@@ -91,7 +93,8 @@ class chunk_reader {
 
  private:
   struct worker {
-    scratch packed, unpacked, runs, row;
+    scratch packed, inflated, unpacked, row;
+    std::vector<exr_row> rows;  // of the chunk at hand
     std::unique_ptr<libdeflate_decompressor, void (*)(libdeflate_decompressor*)> inflater{
         libdeflate_alloc_decompressor(), libdeflate_free_decompressor};
   };
@@ -163,17 +166,25 @@ class chunk_reader {
     if (failure) std::rethrow_exception(failure);
   }
 
-  std::size_t row_bytes(const chunk_area& area, int y) const {
-    long long bytes = 0;
-    for (const channel_layout& c : channels_) {
-      if (y % c.y_step == 0) bytes += sample_count(c.x_step, area.x, area.x + area.width - 1LL) * c.bytes;
+  // Lists the rows of a chunk; returns the bytes that they take.
+  std::size_t list_rows(const chunk_area& area, std::vector<exr_row>& rows) const {
+    rows.clear();
+    std::size_t at = 0;
+    for (int y = area.y; y < area.y + area.height; ++y) {
+      for (std::size_t i = 0; i < channels_.size(); ++i) {
+        const channel_layout& c = channels_[i];
+        if (y % c.y_step != 0) continue;
+        const auto samples = static_cast<std::size_t>(sample_count(c.x_step, area.x, area.x + area.width - 1LL));
+        rows.push_back({static_cast<int>(i), y, c.type, at, samples});
+        at += samples * static_cast<std::size_t>(c.bytes);
+      }
     }
-    return static_cast<std::size_t>(bytes);
+    return at;
   }
 
   void read_chunk(const exr_chunk_info_t& info, const chunk_area& area, worker& own) {
     chunk_bytes chunk;
-    for (int y = area.y; y < area.y + area.height; ++y) chunk.size += row_bytes(area, y);
+    chunk.size = list_rows(area, own.rows);
     const std::size_t packed_size = info.packed_size;
     // Data that the coding would not make smaller is stored as it is.
     const bool stored = packed_size == chunk.size;
@@ -185,17 +196,36 @@ class chunk_reader {
     std::uint8_t* packed = own.packed.get(packed_size);
     file_.source().read(packed, packed_size, static_cast<std::int64_t>(info.data_offset));
     chunk.data = packed;
-    if (!stored) {
-      std::uint8_t* unpacked = own.unpacked.get(chunk.size);
-      const bool whole = file_.compression() == EXR_COMPRESSION_RLE
-                             ? expand_runs(packed, packed_size, unpacked, chunk.size)
-                             : inflate(own, packed, packed_size, unpacked, chunk.size);
-      if (!whole) bad_chunk(area);
-      active_exr_rows().undo_differences(unpacked, chunk.size);
-      chunk.data = unpacked;
-      chunk.split = true;
-    }
+    if (!stored) unpack(chunk, packed_size, area, own);
     scatter(chunk, area, own);
+  }
+
+  void unpack(chunk_bytes& chunk, std::size_t packed_size, const chunk_area& area, worker& own) {
+    std::uint8_t* out = own.unpacked.get(chunk.size);
+    bool whole = false;
+    switch (file_.compression()) {
+      case EXR_COMPRESSION_RLE:
+        whole = expand_exr_runs(chunk.data, packed_size, out, chunk.size);
+        chunk.split = true;
+        break;
+      case EXR_COMPRESSION_PXR24: {
+        const std::size_t size = pxr24_bytes(own.rows);
+        std::uint8_t* inflated = own.inflated.get(size);
+        whole = inflate(own, chunk.data, packed_size, inflated, size);
+        if (whole) unpack_pxr24(inflated, out, own.rows);
+        break;
+      }
+      case EXR_COMPRESSION_B44:
+      case EXR_COMPRESSION_B44A:
+        whole = unpack_b44(chunk.data, packed_size, out, own.rows);
+        break;
+      default:
+        whole = inflate(own, chunk.data, packed_size, out, chunk.size);
+        chunk.split = true;
+    }
+    if (!whole) bad_chunk(area);
+    if (chunk.split) active_exr_rows().undo_differences(out, chunk.size);
+    chunk.data = out;
   }
 
   [[noreturn]] void bad_chunk(const chunk_area& area) const {
@@ -207,25 +237,6 @@ class chunk_reader {
     std::size_t got = 0;
     return libdeflate_zlib_decompress(own.inflater.get(), in, in_size, out, size, &got) == LIBDEFLATE_SUCCESS &&
            got == size;
-  }
-
-  // A count of 0 and up stands before one byte more than that of the same value, one below 0 before as many bytes.
-  static bool expand_runs(const std::uint8_t* in, std::size_t in_size, std::uint8_t* out, std::size_t size) {
-    std::size_t done = 0;
-    for (std::size_t i = 0; i < in_size;) {
-      const int count = static_cast<std::int8_t>(in[i++]);
-      const std::size_t length = static_cast<std::size_t>(count < 0 ? -count : count + 1);
-      const std::size_t taken = count < 0 ? length : 1;
-      if (taken > in_size - i || length > size - done) return false;
-      if (count < 0) {
-        std::memcpy(out + done, in + i, length);
-      } else {
-        std::memset(out + done, in[i], length);
-      }
-      done += length;
-      i += taken;
-    }
-    return done == size;
   }
 
   // `count` samples of 16 bits from an even place on.
@@ -242,23 +253,17 @@ class chunk_reader {
     const int left = std::max(area.x, overlap_.left);
     const int right = std::min(area.x + area.width, overlap_.right);
     const std::size_t count = static_cast<std::size_t>(right - left);
-    std::size_t at = 0;
-    for (int y = area.y; y < area.y + area.height; ++y) {
-      const bool seen = y >= overlap_.top && y < overlap_.bottom;
-      for (const channel_layout& c : channels_) {
-        if (y % c.y_step != 0) continue;
-        if (seen && c.plane >= 0) {
-          std::uint16_t* out = image_.row<std::uint16_t>(c.plane, y - origin.y) + (left - origin.x);
-          const std::size_t from = at + static_cast<std::size_t>(left - area.x) * static_cast<std::size_t>(c.bytes);
-          if (c.type == EXR_PIXEL_HALF) {
-            copy16(out, chunk, from, count);
-          } else {
-            auto* wide = reinterpret_cast<std::uint32_t*>(own.row.get(count * 4));
-            copy16(reinterpret_cast<std::uint16_t*>(wide), chunk, from, count * 2);
-            to_halves(out, wide, count, c.type);
-          }
-        }
-        at += static_cast<std::size_t>(sample_count(c.x_step, area.x, area.x + area.width - 1LL) * c.bytes);
+    for (const exr_row& row : own.rows) {
+      const channel_layout& c = channels_[static_cast<std::size_t>(row.channel)];
+      if (c.plane < 0 || row.y < overlap_.top || row.y >= overlap_.bottom) continue;
+      std::uint16_t* out = image_.row<std::uint16_t>(c.plane, row.y - origin.y) + (left - origin.x);
+      const std::size_t from = row.at + static_cast<std::size_t>(left - area.x) * static_cast<std::size_t>(c.bytes);
+      if (c.type == EXR_PIXEL_HALF) {
+        copy16(out, chunk, from, count);
+      } else {
+        auto* wide = reinterpret_cast<std::uint32_t*>(own.row.get(count * 4));
+        copy16(reinterpret_cast<std::uint16_t*>(wide), chunk, from, count * 2);
+        to_halves(out, wide, count, c.type);
       }
     }
   }
@@ -287,7 +292,16 @@ bool read_chunks(const exr_file& file, const std::vector<exr_channel_use>& uses,
     case EXR_COMPRESSION_RLE:
     case EXR_COMPRESSION_ZIPS:
     case EXR_COMPRESSION_ZIP:
+    case EXR_COMPRESSION_PXR24:
       break;
+    case EXR_COMPRESSION_B44:
+    case EXR_COMPRESSION_B44A: {
+      // Channels that say that they are linear are coded as logarithms.
+      const exr_attr_chlist_t& list = file.channels();
+      const auto is_linear = [](const exr_attr_chlist_entry_t& channel) { return channel.p_linear != 0; };
+      if (std::any_of(list.entries, list.entries + list.num_channels, is_linear)) return false;
+      break;
+    }
     default:
       return false;
   }

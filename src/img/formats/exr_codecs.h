@@ -1,0 +1,34 @@
+// Codings of OpenEXR chunks, from their packed form to rows of samples. Nothing here throws or reads past its input.
+#pragma once
+
+#include <openexr.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace img {
+
+// One row of one channel and where it begins in the unpacked chunk. Rows of a chunk stand in the order of the lines,
+// and in each line in that of the channels.
+struct exr_row {
+  int channel = 0;
+  int y = 0;  // line of the picture
+  exr_pixel_type_t type = EXR_PIXEL_HALF;
+  std::size_t at = 0;       // bytes
+  std::size_t samples = 0;  // of 2 bytes for halves, else 4
+};
+
+// Run-length coding. False unless all of `in` gives just `size` bytes.
+bool expand_exr_runs(const std::uint8_t* in, std::size_t in_size, std::uint8_t* out, std::size_t size);
+
+// PXR24: what the deflated part holds, as running differences whose bytes stand apart, floats without their lowest.
+std::size_t pxr24_bytes(std::span<const exr_row> rows);
+void unpack_pxr24(const std::uint8_t* in, std::uint8_t* out, std::span<const exr_row> rows);
+
+// B44 and B44A: blocks of 4 x 4 halves in 14 bytes, flat ones in 3; other samples as they are. False when `in` is not
+// just as long as the blocks are.
+bool unpack_b44(const std::uint8_t* in, std::size_t in_size, std::uint8_t* out, std::span<const exr_row> rows);
+
+}  // namespace img
