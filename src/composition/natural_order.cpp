@@ -1,7 +1,6 @@
 // The order in which people read numbered names.
 #include <algorithm>
 #include <cstdint>
-#include <numeric>
 
 #include "composition/sequence.h"
 #include "composition/sequence_pattern.h"
@@ -15,28 +14,32 @@ struct numbered_name {
   std::uint32_t index;
 };
 
+constexpr int length_bits = 5;
 // Beyond this the key of value and length does not fit in 64 bits.
 constexpr std::size_t most_digits = 17;
 
+// How far the two texts agree from the front, of the first `limit` letters; from the back with the other.
+std::size_t common_prefix(std::string_view a, std::string_view b, std::size_t limit) {
+  if (a.substr(0, limit) == b.substr(0, limit)) return limit;
+  return static_cast<std::size_t>(
+      std::mismatch(a.begin(), a.begin() + static_cast<std::ptrdiff_t>(limit), b.begin()).first - a.begin());
+}
+std::size_t common_suffix(std::string_view a, std::string_view b, std::size_t limit) {
+  if (a.substr(a.size() - limit) == b.substr(b.size() - limit)) return limit;
+  return static_cast<std::size_t>(
+      std::mismatch(a.rbegin(), a.rbegin() + static_cast<std::ptrdiff_t>(limit), b.rbegin()).first - a.rbegin());
+}
+
 // Fills `keys` when all names are the same text in front of and behind one run of digits.
-bool number_keys(const std::vector<std::string>& names, std::vector<numbered_name>& keys) {
-  const std::string_view model = names.front();
+template <class Names>
+bool number_keys(const Names& names, std::vector<numbered_name>& keys) {
+  const std::string_view model = names[0];
   std::size_t prefix = model.size();
   std::size_t suffix = model.size();
-  for (const std::string& name : names) {
-    prefix = std::min(prefix, name.size());
-    suffix = std::min(suffix, name.size());
-    // Compared from the far end first: the text in front is nearly always the same as for the name before.
-    if (model.compare(0, prefix, name, 0, prefix) != 0) {
-      prefix = static_cast<std::size_t>(
-          std::mismatch(model.begin(), model.begin() + static_cast<std::ptrdiff_t>(prefix), name.begin()).first -
-          model.begin());
-    }
-    if (model.compare(model.size() - suffix, suffix, name, name.size() - suffix, suffix) != 0) {
-      suffix = static_cast<std::size_t>(
-          std::mismatch(model.rbegin(), model.rbegin() + static_cast<std::ptrdiff_t>(suffix), name.rbegin()).first -
-          model.rbegin());
-    }
+  for (std::size_t i = 1; i < names.size(); ++i) {
+    const std::string_view name = names[i];
+    prefix = common_prefix(model, name, std::min(prefix, name.size()));
+    suffix = common_suffix(model, name, std::min(suffix, name.size()));
   }
   // The shared text may have swallowed digits of the number.
   while (prefix > 0 && is_digit(model[prefix - 1])) --prefix;
@@ -44,7 +47,7 @@ bool number_keys(const std::vector<std::string>& names, std::vector<numbered_nam
 
   keys.reserve(names.size());
   for (std::size_t i = 0; i < names.size(); ++i) {
-    const std::string& name = names[i];
+    const std::string_view name = names[i];
     if (name.size() <= prefix + suffix || name.size() - prefix - suffix > most_digits) return false;
     const std::size_t digits = name.size() - prefix - suffix;
     std::uint64_t value = 0;
@@ -52,9 +55,52 @@ bool number_keys(const std::vector<std::string>& names, std::vector<numbered_nam
       if (!is_digit(name[at])) return false;
       value = value * 10 + static_cast<std::uint64_t>(name[at] - '0');
     }
-    keys.push_back({value * 32 + digits, static_cast<std::uint32_t>(i)});
+    keys.push_back({value << length_bits | digits, static_cast<std::uint32_t>(i)});
   }
   return true;
+}
+
+// Puts each name at the place of its number, when the numbers lie close together and none comes twice.
+bool place_by_number(const std::vector<numbered_name>& keys, std::vector<std::uint32_t>& order) {
+  const auto [least, most] = std::minmax_element(
+      keys.begin(), keys.end(), [](const numbered_name& a, const numbered_name& b) { return a.key < b.key; });
+  const std::uint64_t first = least->key >> length_bits;
+  const std::uint64_t span = (most->key >> length_bits) - first + 1;
+  if (span > keys.size() * 4) return false;
+  constexpr std::uint32_t nobody = 0xFFFFFFFFu;
+  std::vector<std::uint32_t> places(static_cast<std::size_t>(span), nobody);
+  for (const numbered_name& name : keys) {
+    std::uint32_t& place = places[static_cast<std::size_t>((name.key >> length_bits) - first)];
+    if (place != nobody) return false;
+    place = name.index;
+  }
+  for (const std::uint32_t index : places) {
+    if (index != nobody) order.push_back(index);
+  }
+  return true;
+}
+
+// The indices of the names in natural order.
+template <class Names>
+std::vector<std::uint32_t> order_of(const Names& names) {
+  std::vector<std::uint32_t> order;
+  order.reserve(names.size());
+  std::vector<numbered_name> keys;
+  if (names.size() > 1 && number_keys(names, keys)) {
+    if (place_by_number(keys, order)) return order;
+    order.clear();
+    std::sort(keys.begin(), keys.end(), [](const numbered_name& a, const numbered_name& b) { return a.key < b.key; });
+    for (const numbered_name& name : keys) order.push_back(name.index);
+    return order;
+  }
+  for (std::size_t i = 0; i < names.size(); ++i) order.push_back(static_cast<std::uint32_t>(i));
+  // Names that are equal without regard to case keep one order, whatever the order of the listing.
+  std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
+    if (natural_less(names[a], names[b])) return true;
+    if (natural_less(names[b], names[a])) return false;
+    return std::string_view(names[a]) < std::string_view(names[b]);
+  });
+  return order;
 }
 
 }  // namespace
@@ -86,23 +132,16 @@ bool natural_less(std::string_view a, std::string_view b) {
 }
 
 void natural_sort(std::vector<std::string>& names) {
-  if (names.size() < 2) return;
-  std::vector<numbered_name> keys;
-  if (!number_keys(names, keys)) {
-    // Names that are equal without regard to case keep one order, whatever the order of the listing.
-    std::sort(names.begin(), names.end(), [](const std::string& a, const std::string& b) {
-      if (natural_less(a, b)) return true;
-      if (natural_less(b, a)) return false;
-      return a < b;
-    });
-    return;
-  }
-  const auto before = [](const numbered_name& a, const numbered_name& b) { return a.key < b.key; };
-  if (std::is_sorted(keys.begin(), keys.end(), before)) return;
-  std::sort(keys.begin(), keys.end(), before);
   std::vector<std::string> sorted;
   sorted.reserve(names.size());
-  for (const numbered_name& key : keys) sorted.push_back(std::move(names[key.index]));
+  for (const std::uint32_t index : order_of(names)) sorted.push_back(std::move(names[index]));
+  names = std::move(sorted);
+}
+
+void natural_sort(name_list& names) {
+  name_list sorted;
+  sorted.reserve(names.size(), names.bytes());
+  for (const std::uint32_t index : order_of(names)) sorted.add(names[index]);
   names = std::move(sorted);
 }
 

@@ -77,7 +77,7 @@ void replace_with_neighbour(state& composition, bool forward) {
   const bool is_sequence = track.source_type == source_type::sequence;
   const std::string extension = lib::lower_extension(track.path);
   const auto [folder, file] = split_real_path(track.path);
-  const std::string present = is_sequence ? (forward ? track.names.back() : track.names.front()) : std::string(file);
+  const std::string present(!is_sequence ? file : forward ? track.names.back() : track.names.front());
   const auto next = neighbour(folder, present, forward, [&](std::string_view name) {
     int number = 0;
     bool fits = false;

@@ -103,7 +103,7 @@ bool state::route_source(track_info& record, const std::string& path, bool singl
       case scan_result::found:
         return true;
       case scan_result::one_file:
-        return add_single_image(record.path + record.names.front(), record, default_alpha, errors);
+        return add_single_image(record.file_of(0), record, default_alpha, errors);
       case scan_result::nothing:
         report_error(line(path, "Path contains no images"));
         return false;

@@ -2,6 +2,7 @@
 #include "composition/sequence.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <limits>
 #include <utility>
 
@@ -19,7 +20,7 @@ namespace {
 constexpr double least_density = 0.7;
 
 struct found_files {
-  std::vector<std::string> names;
+  name_list names;
   std::vector<int> numbers;  // of the names; only while every number fits
   int low = std::numeric_limits<int>::max();
   int high = -std::numeric_limits<int>::max();
@@ -52,10 +53,18 @@ found_files find_files(const std::string& folder, const std::string& pattern) {
   found_files found;
   found.numbered = pattern != "*" && has_wildcard(pattern);
   known_extension is_known;
+  // Nearly every name begins with the pattern's text as it stands.
+  const std::size_t fixed = found.numbered ? pattern.find_first_of("?*") : 0;
+  const std::string_view fixed_text = std::string_view(pattern).substr(0, fixed);
+  const std::string_view rest = std::string_view(pattern).substr(fixed);
+  const auto matches = [&](std::string_view name, int& number, bool& fits) {
+    if (name.starts_with(fixed_text)) return match_frame(name.substr(fixed), rest, number, fits);
+    return match_frame(name, pattern, number, fits);
+  };
   lib::visit_files(folder.empty() ? "." : folder, [&](std::string_view name) {
     int number = 0;
     bool fits = true;
-    if (pattern != "*" && !match_frame(name, pattern, number, fits)) return;
+    if (pattern != "*" && !matches(name, number, fits)) return;
     if (!is_known(name)) return;
     if (found.numbered) {
       found.low = std::min(found.low, fits ? number : found.low);
@@ -63,22 +72,29 @@ found_files find_files(const std::string& folder, const std::string& pattern) {
       found.all_fit = found.all_fit && fits;
       found.numbers.push_back(number);
     }
-    found.names.emplace_back(name);
+    found.names.add(name);
   });
   return found;
 }
 
 // The names of all numbers from the lowest to the highest; those that were found keep their own spelling.
-std::vector<std::string> fill_holes(found_files& found, const std::string& pattern) {
+name_list fill_holes(const found_files& found, const std::string& pattern) {
+  constexpr std::uint32_t nobody = 0xFFFFFFFFu;
   const std::size_t count = static_cast<std::size_t>(static_cast<long long>(found.high) - found.low + 1);
-  std::vector<std::string> names(count);
+  std::vector<std::uint32_t> places(count, nobody);
   for (std::size_t i = 0; i < found.names.size(); ++i) {
-    std::string& place = names[static_cast<std::size_t>(static_cast<long long>(found.numbers[i]) - found.low)];
+    std::uint32_t& place = places[static_cast<std::size_t>(static_cast<long long>(found.numbers[i]) - found.low)];
     // Of several spellings of one number the first in byte order stays, whatever the order of the listing.
-    if (place.empty() || found.names[i] < place) place = std::move(found.names[i]);
+    if (place == nobody || found.names[i] < found.names[place]) place = static_cast<std::uint32_t>(i);
   }
+  name_list names;
+  names.reserve(count, found.names.bytes());
   for (std::size_t i = 0; i < count; ++i) {
-    if (names[i].empty()) names[i] = name_for_number(pattern, static_cast<int>(found.low + static_cast<long long>(i)));
+    if (places[i] != nobody) {
+      names.add(found.names[places[i]]);
+    } else {
+      names.add(name_for_number(pattern, static_cast<int>(found.low + static_cast<long long>(i))));
+    }
   }
   return names;
 }
@@ -104,9 +120,9 @@ std::string name_of_source(const track_info& record) {
   return std::string(real_file_name(folder));
 }
 
-void set_frame_names(track_info& record, std::vector<std::string> names) {
+void set_frame_names(track_info& record, name_list names) {
   record.frames = static_cast<int>(names.size());
-  record.names = std::move(names);
+  record.names = frame_names(std::move(names));
   record.frame_states.clear();
 }
 
@@ -142,14 +158,16 @@ scan_result scan_folder(const std::string& pattern_path, track_info& record, alp
 
   found_files found = find_files(record.path, record.mask);
   if (found.names.empty() && forced) {
-    set_frame_names(record, std::vector{fallback_name});
+    name_list names;
+    names.add(fallback_name);
+    set_frame_names(record, std::move(names));
     record.alpha_type = default_alpha;
     record.blend_type = ksn::blend_type::normal;
     return scan_result::found;
   }
   if (found.names.empty()) return scan_result::nothing;
   if (found.names.size() == 1 && !forced) {
-    record.names = std::move(found.names);
+    record.names = frame_names(std::move(found.names));
     return scan_result::one_file;
   }
   if (!forced && dense_enough(found)) {
@@ -158,7 +176,7 @@ scan_result scan_folder(const std::string& pattern_path, track_info& record, alp
     natural_sort(found.names);
     set_frame_names(record, std::move(found.names));
   }
-  read_first_header(record, record.path + record.names.front(), default_alpha);
+  read_first_header(record, record.file_of(0), default_alpha);
   return scan_result::found;
 }
 
@@ -168,7 +186,7 @@ bool scan_sequence(const std::string& pattern_path, track_info& record, int, alp
     case scan_result::found:
       return true;
     case scan_result::one_file:
-      return add_single_image(record.path + record.names.front(), record, default_alpha, errors);
+      return add_single_image(record.file_of(0), record, default_alpha, errors);
     case scan_result::nothing:
       break;
   }
@@ -219,11 +237,10 @@ bool make_range(const std::string& pattern_path, const std::string& range, track
   record.name = name_of_source(record);
   record.default_name = record.name;
   record.visible = true;
-  std::vector<std::string> names;
-  names.reserve(numbers.size());
-  for (const int number : numbers) names.push_back(name_for_number(record.mask, number));
+  name_list names;
+  for (const int number : numbers) names.add(name_for_number(record.mask, number));
   set_frame_names(record, std::move(names));
-  read_first_header(record, record.path + record.names.front(), default_alpha);
+  read_first_header(record, record.file_of(0), default_alpha);
   return true;
 }
 

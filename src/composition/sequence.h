@@ -19,8 +19,9 @@ int match_number(std::string_view name, std::string_view pattern);
 // The order of file names: runs of digits by value, then the shorter run, then plain bytes; letters without regard to
 // case. A strict weak order; allocates nothing.
 bool natural_less(std::string_view a, std::string_view b);
-// Sorts names by natural_less.
+// Sorts names by natural_less, in linear time when they differ in one number that counts on.
 void natural_sort(std::vector<std::string>& names);
+void natural_sort(name_list& names);
 // The file name of frame n: wildcards from the right take the digits, the name widens when they do not suffice.
 std::string name_for_number(std::string_view pattern, int n);
 // Finds the frame number in a path's file name (the last run of digits of its stem, or the `#` that it holds) and

@@ -90,7 +90,7 @@ void state::enter_stack(track_info record, bool apply_default_aspect) {
     record.disable_cache = true;
     if (hooks.drop_path && record.source_type == ksn::source_type::image) hooks.drop_path(record.path);
     if (hooks.drop_path && record.source_type == ksn::source_type::sequence && !record.names.empty()) {
-      hooks.drop_path(record.path + record.names.front());
+      hooks.drop_path(record.file_of(0));
     }
   }
   record.version = version_of(record);

@@ -62,7 +62,7 @@ bool open_other_path(state& composition, track_info& copy, std::string path, std
   track_info found;
   if (!copy.range.empty()) {
     if (!make_range(path + mask, copy.range, found, copy.alpha_type)) return false;
-    if (!platform::file_exists(found.path + found.names.front())) return false;
+    if (!platform::file_exists(found.file_of(0))) return false;
   } else if (scan_folder(path + mask, found, copy.alpha_type, false, {}) == scan_result::nothing) {
     return false;
   }

@@ -131,7 +131,7 @@ std::string track_info::frame_path(int source_frame) const {
   if (source_type == ksn::source_type::image) return path;
   if (source_type == ksn::source_type::sequence) {
     if (source_frame < 0 || source_frame >= static_cast<int>(names.size())) return {};
-    return path + names[static_cast<std::size_t>(source_frame)];
+    return file_of(static_cast<std::size_t>(source_frame));
   }
   if (is_clip() && clip) return sources::clip_frame_name(*clip, path, source_frame);
   return {};

@@ -167,6 +167,8 @@ struct track_info {
   void set_scale_x(int value);
   void set_scale_y(int value);
 
+  // Path of a name of a sequence, which must have that many.
+  std::string file_of(std::size_t frame) const { return path + std::string(names[frame]); }
   // Path of the file of a source frame; for clips the per-frame name; empty for sources without files.
   std::string frame_path(int source_frame) const;
 };

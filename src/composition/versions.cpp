@@ -60,13 +60,13 @@ bool find_place(const track_info& track, version_place& place) {
 struct versioned_source {
   std::string path;
   std::string mask;
-  std::vector<std::string> names;
+  frame_names names;
 };
 
 bool source_exists(const track_info& track, const versioned_source& source) {
   if (track.source_type != source_type::sequence) return platform::file_exists(source.path);
   if (!platform::is_folder(source.path)) return false;
-  if (!source.names.empty() && platform::file_exists(source.path + source.names.front())) return true;
+  if (!source.names.empty() && platform::file_exists(source.path + std::string(source.names.front()))) return true;
   bool found = false;
   lib::visit_files(source.path, [&](std::string_view name) {
     int number = 0;
@@ -86,12 +86,12 @@ bool find_version(const track_info& track, std::string_view version, versioned_s
   };
   source.path = replace_version(track.path, place.token, version);
   source.mask = replace_version(track.mask, place.token, version);
-  source.names.clear();
-  source.names.reserve(track.names.size());
-  for (const std::string& name : track.names) source.names.push_back(replace_version(name, place.token, version));
+  name_list names;
+  for (const std::string_view name : track.names) names.add(replace_version(name, place.token, version));
+  source.names = frame_names(std::move(names));
   if (source_exists(track, source)) return true;
 
-  versioned_source nearest{with_nearest_only(), track.mask, track.names.list()};
+  versioned_source nearest{with_nearest_only(), track.mask, track.names};
   if (!source_exists(track, nearest)) return false;
   source = std::move(nearest);
   return true;

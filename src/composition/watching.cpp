@@ -29,7 +29,7 @@ void rescan(state& composition, track_info& track) {
   const long long old_end = static_cast<long long>(track.begin) + track.out();
   track_info fresh;
   scan_folder(track.path + track.mask, fresh, composition.default_alpha_type, true,
-              track.names.empty() ? std::string() : track.names.front());
+              track.names.empty() ? std::string() : std::string(track.names.front()));
   track.names = std::move(fresh.names);
   track.frames = fresh.frames;
   track.frame_states.resize(std::min(track.frame_states.size(), track.names.size()));

@@ -101,7 +101,7 @@ TEST_F(adding, ranges) {
   files("a", 1, 5);
   ASSERT_TRUE(c.add_with_range(folder / "a.3.tga", "9,3-1"));
   const ksn::track_info& track = c.track_at(0);
-  EXPECT_EQ(track.names.list(), (std::vector<std::string>{"a.9.tga", "a.3.tga", "a.2.tga", "a.1.tga"}));
+  EXPECT_EQ(track.names, (ksn::frame_names{"a.9.tga", "a.3.tga", "a.2.tga", "a.1.tga"}));
   EXPECT_EQ(track.range, "9,3-1");
   EXPECT_EQ(track.mask, "a.?.tga");
   EXPECT_EQ(c.tm_l, 4);
@@ -116,7 +116,7 @@ TEST_F(adding, forced_sequences) {
   ASSERT_TRUE(c.add_forced_sequence(folder / "a.1.tga"));
   EXPECT_EQ(c.track_at(0).frames, 3);
   ASSERT_TRUE(c.add_forced_sequence(folder / "not.0001.tga"));
-  EXPECT_EQ(c.track_at(0).names.list(), std::vector<std::string>{"not.0001.tga"});
+  EXPECT_EQ(c.track_at(0).names, ksn::frame_names{"not.0001.tga"});
   EXPECT_EQ(c.track_at(0).mask, "not.????.tga");
 }
 

@@ -11,9 +11,10 @@ namespace {
 using support::tga;
 using support::write_file;
 
-std::string joined(const std::vector<std::string>& names) {
+template <class Names>
+std::string joined(const Names& names) {
   std::string text;
-  for (const std::string& name : names) text += (text.empty() ? "" : " ") + name;
+  for (const auto& name : names) text.append(text.empty() ? "" : " ").append(name);
   return text;
 }
 

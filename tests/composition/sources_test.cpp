@@ -82,7 +82,7 @@ TEST_F(source_changes, versions_of_a_sequence) {
   ksn::layer_next_version(c);
   EXPECT_EQ(track.versions, (std::vector<std::string>{"v2", "v3", "v10"})) << "in the order of their numbers";
   EXPECT_EQ(source(), "shot_v10_comp/a_v10.?.tga") << "v3 has no such files";
-  EXPECT_EQ(track.names.list(), (std::vector<std::string>{"a_v10.1.tga", "a_v10.2.tga"}));
+  EXPECT_EQ(track.names, (ksn::frame_names{"a_v10.1.tga", "a_v10.2.tga"}));
   EXPECT_EQ(track.name, "a_v10.#.tga");
   EXPECT_EQ(track.version, "v10");
   EXPECT_EQ(c.dropped, std::vector{folder / "shot_v2_comp/"});
@@ -270,7 +270,7 @@ TEST_F(source_changes, a_growing_sequence_takes_the_view_along) {
   EXPECT_EQ(track.frames, 14) << "gaps close";
   for (const auto& entry : fs::directory_iterator(folder.path())) fs::remove(entry);
   ksn::layer_rescan_sequence(c);
-  EXPECT_EQ(track.names.list(), std::vector<std::string>{"r.01.tga"}) << "one frame stays";
+  EXPECT_EQ(track.names, ksn::frame_names{"r.01.tga"}) << "one frame stays";
 }
 
 TEST_F(source_changes, watching) {
