@@ -12,11 +12,6 @@ namespace {
 constexpr int alpha_plane = 3;
 constexpr int depth_plane = 4;
 
-// Layers that go through a row in one call, so that the target row is read and written once for them. Two at 1080p took
-// 0.9 of the time of one (and 0.8 at the memory's limit); three and four were slower, as their 12 and more streams of
-// source rows evict each other from the first cache level.
-constexpr int most_joined = 2;
-
 bool has_bytes(const img::image& image, int index) {
   return image.has_plane(index) && image.depth[index] == 8;
 }
@@ -88,7 +83,7 @@ void draw_depth(img::image& target, const planned_blend& blend, const rectangle&
 // Unscaled blends of one operation in one rectangle. `below` starts the target rows.
 void draw_joined(img::image& target, std::span<const planned_blend> blends, const rectangle& visible,
                  const background* below) {
-  source_span rows[most_joined];
+  source_span rows[most_layers];
   for (int y = visible.top; y < visible.bottom; ++y) {
     target_span to = target_row(target, y, visible.left);
     if (below) to.background = below->data();
@@ -235,7 +230,7 @@ void draw_blends(img::image& target, std::span<const planned_blend> blends, cons
     } else if (hinted(blend)) {
       draw_hinted(target, blend, visible);
     } else {
-      while (count < most_joined && count < blends.size() &&
+      while (count < most_layers && count < blends.size() &&
              joins(blend, blends[count], visible, intersect(blends[count].box, rows))) {
         ++count;
       }

@@ -23,10 +23,13 @@ struct source_span {
   int ahead;
 };
 
-// Blends `count` samples of each of `layers` spans, the lowest layer first, and writes nothing behind them. The first
-// count & ~7 samples use the bulk form of the arithmetic, the rest the tail form.
+// Blends `count` samples of each of 1 to most_layers spans, the lowest layer first, and writes nothing behind them. The
+// first count & ~7 samples use the bulk form of the arithmetic, the rest the tail form.
 using row_operation = void (*)(const target_span& target, const source_span* sources, int layers, int count);
 
+// Layers of one call share the trip of the target row. Ten layers of 1080p took 5.5 ms one by one, 4.7 in twos, 5.1 in
+// threes and 5.7 in fours: from 16 rows on, the lines of one column push each other out of an 8-way cache.
+constexpr int most_layers = 2;
 constexpr int blend_count = 5;  // ksn::blend_type
 constexpr int alpha_count = 4;  // ksn::alpha_type
 

@@ -122,6 +122,19 @@ bytes multiply(lanes w, bytes y) {
   return (bytes)(even | (odd & 0xff00));
 }
 
+// The opacity of a layer in the forms that products with it need; even and odd lanes are alike.
+struct opacity {
+  bytes narrow;
+  words wide;
+  words upper;  // in the upper byte of the lane
+  words full;   // wide + (wide >> 7)
+};
+
+opacity opacity_of(int weight) {
+  const words wide = words{} + (uint16_t)weight;
+  return {bytes{} + (uint8_t)weight, wide, wide << 8, wide + (wide >> 7)};
+}
+
 // A weight in lanes, where 256 fits, and in bytes, where it is 0.
 struct lerp_weight {
   lanes wide;
@@ -130,6 +143,11 @@ struct lerp_weight {
 
 struct bulk_form {
   static bytes mul(bytes x, bytes y) { return multiply(full_scale(split(x)), y); }
+  static bytes mul(bytes x, const opacity& c) {
+    const lanes w = full_scale(split(x));
+    return (bytes)(upper_product(w.even, c.upper) | ((w.odd * c.wide) & 0xff00));
+  }
+  static bytes mul(const opacity& c, bytes y) { return multiply({c.full, c.full}, y); }
   static bytes mul_inverse(bytes x, bytes y) {
     // 255 - x on the full scale is 256 - x'; holds for x up to 254.
     const lanes w = split(full_scale(x));
@@ -148,6 +166,8 @@ struct tail_form {
     const words odd = a.odd * b.odd;
     return (bytes)(((even + 1 + (even >> 8)) >> 8) | ((odd + 1 + (odd >> 8)) & 0xff00));
   }
+  static bytes mul(bytes x, const opacity& c) { return mul(x, c.narrow); }
+  static bytes mul(const opacity& c, bytes y) { return mul(c.narrow, y); }
   static bytes mul_inverse(bytes x, bytes y) { return mul(~x, y); }
   static lerp_weight weight(bytes w) { return {split(w), w}; }
   static lerp_weight small_weight(bytes w) { return weight(w); }
@@ -169,47 +189,47 @@ bytes distance(bytes x, bytes y) {
 
 template <class F>
 struct copy {
-  static bytes at(bytes s, bytes, bytes, bytes) { return s; }
+  static bytes at(bytes s, bytes, bytes, const opacity&) { return s; }
 };
 template <class F>
 struct full {
-  static bytes at(bytes, bytes, bytes d, bytes) { return d | 255; }
+  static bytes at(bytes, bytes, bytes d, const opacity&) { return d | 255; }
 };
 template <class F>
 struct blend {
-  static bytes at(bytes s, bytes a, bytes d, bytes) { return lerp(F::weight(a), s, d); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity&) { return lerp(F::weight(a), s, d); }
 };
 template <class F>
 struct blend_pm {
-  static bytes at(bytes s, bytes a, bytes d, bytes) { return add(s, F::mul(~a, d)); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity&) { return add(s, F::mul(~a, d)); }
 };
 template <class F>
 struct blend_mask {
-  static bytes at(bytes s, bytes a, bytes d, bytes) { return add(smaller(s, a), F::mul(~a, d)); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity&) { return add(smaller(s, a), F::mul(~a, d)); }
 };
 template <class F>
 struct add_plain {
-  static bytes at(bytes s, bytes, bytes d, bytes) { return add(s, d); }
+  static bytes at(bytes s, bytes, bytes d, const opacity&) { return add(s, d); }
 };
 template <class F>
 struct add_straight {
-  static bytes at(bytes s, bytes a, bytes d, bytes) { return add(d, F::mul(a, s)); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity&) { return add(d, F::mul(a, s)); }
 };
 template <class F>
 struct add_mask {
-  static bytes at(bytes s, bytes a, bytes d, bytes) { return add(d, smaller(s, a)); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity&) { return add(d, smaller(s, a)); }
 };
 template <class F>
 struct multiply_plain {
-  static bytes at(bytes s, bytes, bytes d, bytes) { return F::mul(s, d); }
+  static bytes at(bytes s, bytes, bytes d, const opacity&) { return F::mul(s, d); }
 };
 template <class F>
 struct multiply_straight {
-  static bytes at(bytes s, bytes a, bytes d, bytes) { return F::mul(plus_white(F::mul(a, s), a), d); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity&) { return F::mul(plus_white(F::mul(a, s), a), d); }
 };
 template <class F>
 struct multiply_pm {
-  static bytes at(bytes s, bytes a, bytes d, bytes) { return F::mul(plus_white(s, a), d); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity&) { return F::mul(plus_white(s, a), d); }
 };
 template <class F>
 bytes screen_over(bytes t, bytes d) {
@@ -217,134 +237,150 @@ bytes screen_over(bytes t, bytes d) {
 }
 template <class F>
 struct screen_plain {
-  static bytes at(bytes s, bytes, bytes d, bytes) { return ~F::mul(~s, ~d); }
+  static bytes at(bytes s, bytes, bytes d, const opacity&) { return ~F::mul(~s, ~d); }
 };
 template <class F>
 struct screen_straight {
-  static bytes at(bytes s, bytes a, bytes d, bytes) { return screen_over<F>(F::mul(a, s), d); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity&) { return screen_over<F>(F::mul(a, s), d); }
 };
 template <class F>
 struct screen_mask {
-  static bytes at(bytes s, bytes a, bytes d, bytes) { return screen_over<F>(smaller(s, a), d); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity&) { return screen_over<F>(smaller(s, a), d); }
 };
 template <class F>
 struct difference_plain {
-  static bytes at(bytes s, bytes, bytes d, bytes) { return distance(s, d); }
+  static bytes at(bytes s, bytes, bytes d, const opacity&) { return distance(s, d); }
 };
 template <class F>
 struct difference_straight {
-  static bytes at(bytes s, bytes a, bytes d, bytes) { return distance(F::mul(a, s), d); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity&) { return distance(F::mul(a, s), d); }
 };
 template <class F>
 struct difference_mask {
-  static bytes at(bytes s, bytes a, bytes d, bytes) { return distance(smaller(s, a), d); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity&) { return distance(smaller(s, a), d); }
 };
 
 template <class F>
 struct scaled_copy {
-  static bytes at(bytes s, bytes, bytes d, bytes c) { return lerp({split(c), c}, s, d); }
+  static bytes at(bytes s, bytes, bytes d, const opacity& c) { return lerp({{c.wide, c.wide}, c.narrow}, s, d); }
 };
 template <class F>
 struct scaled_full {
-  static bytes at(bytes, bytes, bytes d, bytes c) { return add(F::mul(~c, d), c); }
+  static bytes at(bytes, bytes, bytes d, const opacity& c) { return add(F::mul(~c.narrow, d), c.narrow); }
 };
 template <class F>
 struct scaled_blend {
-  static bytes at(bytes s, bytes a, bytes d, bytes c) { return lerp(F::small_weight(F::mul(a, c)), s, d); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity& c) { return lerp(F::small_weight(F::mul(a, c)), s, d); }
 };
 template <class F>
 struct scaled_blend_pm {
-  static bytes at(bytes s, bytes a, bytes d, bytes c) { return add(F::mul(c, s), F::mul_inverse(F::mul(c, a), d)); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity& c) {
+    return add(F::mul(c, s), F::mul_inverse(F::mul(c, a), d));
+  }
 };
 template <class F>
 struct scaled_blend_mask {
-  static bytes at(bytes s, bytes a, bytes d, bytes c) { return scaled_blend_pm<F>::at(smaller(s, a), a, d, c); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity& c) {
+    return scaled_blend_pm<F>::at(smaller(s, a), a, d, c);
+  }
 };
 template <class F>
 struct scaled_add {
-  static bytes at(bytes s, bytes, bytes d, bytes c) { return add(F::mul(c, s), d); }
+  static bytes at(bytes s, bytes, bytes d, const opacity& c) { return add(F::mul(c, s), d); }
 };
 template <class F>
 struct scaled_add_straight {
-  static bytes at(bytes s, bytes a, bytes d, bytes c) { return add(d, F::mul(F::mul(s, a), c)); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity& c) { return add(d, F::mul(F::mul(s, a), c)); }
 };
 template <class F>
 struct scaled_add_mask {
-  static bytes at(bytes s, bytes a, bytes d, bytes c) { return add(d, F::mul(c, smaller(s, a))); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity& c) { return add(d, F::mul(c, smaller(s, a))); }
 };
 template <class F>
 struct scaled_multiply {
-  static bytes at(bytes s, bytes, bytes d, bytes c) { return F::mul(plus_white(F::mul(s, c), c), d); }
+  static bytes at(bytes s, bytes, bytes d, const opacity& c) { return F::mul(plus_white(F::mul(s, c), c.narrow), d); }
 };
 template <class F>
 struct scaled_multiply_straight {
-  static bytes at(bytes s, bytes a, bytes d, bytes c) {
+  static bytes at(bytes s, bytes a, bytes d, const opacity& c) {
     const bytes a2 = F::mul(a, c);
     return F::mul(plus_white(F::mul(a2, s), a2), d);
   }
 };
 template <class F>
 struct scaled_multiply_pm {
-  static bytes at(bytes s, bytes a, bytes d, bytes c) { return F::mul(plus_white(F::mul(s, c), F::mul(a, c)), d); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity& c) {
+    return F::mul(plus_white(F::mul(s, c), F::mul(a, c)), d);
+  }
 };
 template <class F>
 struct scaled_screen {
-  static bytes at(bytes s, bytes, bytes d, bytes c) { return screen_over<F>(F::mul(c, s), d); }
+  static bytes at(bytes s, bytes, bytes d, const opacity& c) { return screen_over<F>(F::mul(c, s), d); }
 };
 template <class F>
 struct scaled_screen_straight {
-  static bytes at(bytes s, bytes a, bytes d, bytes c) { return screen_over<F>(F::mul(F::mul(a, s), c), d); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity& c) { return screen_over<F>(F::mul(F::mul(a, s), c), d); }
 };
 template <class F>
 struct scaled_screen_mask {
-  static bytes at(bytes s, bytes a, bytes d, bytes c) { return screen_over<F>(F::mul(c, smaller(s, a)), d); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity& c) { return screen_over<F>(F::mul(c, smaller(s, a)), d); }
 };
 template <class F>
 struct scaled_difference {
-  static bytes at(bytes s, bytes, bytes d, bytes c) { return distance(F::mul(c, s), d); }
+  static bytes at(bytes s, bytes, bytes d, const opacity& c) { return distance(F::mul(c, s), d); }
 };
 template <class F>
 struct scaled_difference_straight {
-  static bytes at(bytes s, bytes a, bytes d, bytes c) { return distance(F::mul(F::mul(s, a), c), d); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity& c) { return distance(F::mul(F::mul(s, a), c), d); }
 };
 template <class F>
 struct scaled_difference_mask {
-  static bytes at(bytes s, bytes a, bytes d, bytes c) { return distance(F::mul(c, smaller(s, a)), d); }
+  static bytes at(bytes s, bytes a, bytes d, const opacity& c) { return distance(F::mul(c, smaller(s, a)), d); }
 };
 
-// The first n samples of a vector; with n 0 the first `few`, 1 to 7. The other samples are 0 and are not stored.
-template <int n>
-bytes load(const uint8_t* from, int few) {
-  bytes v{};
-  if (n > 0) {
-    memcpy(&v, from, n);
-    return v;
-  }
-  uint64_t packed = from[0];
-  if (few >= 4) {
-    uint32_t low, high;
-    memcpy(&low, from, 4);
-    memcpy(&high, from + few - 4, 4);
-    packed = low | (uint64_t)high << 8 * (few - 4);
-  } else if (few >= 2) {
-    uint16_t low, high;
-    memcpy(&low, from, 2);
-    memcpy(&high, from + few - 2, 2);
-    packed = low | (uint32_t)high << 8 * (few - 2);
-  }
-  memcpy(&v, &packed, 8);
+bytes load(const uint8_t* from) {
+  bytes v;
+  memcpy(&v, from, vector_bytes);
   return v;
 }
-template <int n>
-void store(uint8_t* to, bytes v, int few) {
-  if (n > 0) {
-    memcpy(to, &v, n);
-    return;
-  }
-  uint64_t packed;
-  memcpy(&packed, &v, 8);
-  for (int i = 0; i < few; ++i) to[i] = (uint8_t)(packed >> 8 * i);
+void store(uint8_t* to, bytes v) {
+  memcpy(to, &v, vector_bytes);
 }
+
+// A part of a vector: 1 to 8 samples, 16, or with AVX-512 any number. The other samples are 0 and are not stored.
+#if defined(__AVX512BW__)
+bytes load_some(const uint8_t* from, int count) {
+  return (bytes)_mm512_maskz_loadu_epi8(~0ull >> (64 - count), from);
+}
+void store_some(uint8_t* to, bytes v, int count) {
+  _mm512_mask_storeu_epi8(to, ~0ull >> (64 - count), (__m512i)v);
+}
+#else
+typedef uint64_t quads __attribute__((vector_size(vector_bytes)));
+
+bytes load_some(const uint8_t* from, int count) {
+  uint64_t low = 0, high = 0;
+  if (count >= 8) {
+    memcpy(&low, from, 8);
+    if (count == 16) memcpy(&high, from + 8, 8);
+  } else {
+    for (int i = 0; i < count; ++i) low |= (uint64_t)from[i] << 8 * i;
+  }
+  quads v{};
+  v[0] = low;
+  v[1] = high;
+  return (bytes)v;
+}
+void store_some(uint8_t* to, bytes v, int count) {
+  const uint64_t low = ((quads)v)[0], high = ((quads)v)[1];
+  if (count >= 8) {
+    memcpy(to, &low, 8);
+    if (count == 16) memcpy(to + 8, &high, 8);
+  } else {
+    for (int i = 0; i < count; ++i) to[i] = (uint8_t)(low >> 8 * i);
+  }
+}
+#endif
 
 // What an operation does with alpha besides its colours.
 struct no_alpha {
@@ -364,61 +400,64 @@ struct row_ends {
   int step;
 };
 
-// All planes and layers of n samples at offset i. The target stays in registers from layer to layer, and what the
-// planes of a layer share is computed once, as the compiler sees all of it.
-template <class Colour, class Alpha, class Use, int n>
-void block(const row_ends& ends, const source_span* sources, int layers, int i, int few) {
+// All planes and layers of one vector at offset i, or of `some` samples. The target stays in registers from layer to
+// layer, and what the planes of a layer share is computed once, as the compiler sees all of it.
+template <class Colour, class Alpha, class Use, int layers, bool whole>
+void block(const row_ends& ends, const source_span* sources, const opacity* opacities, int i, int some) {
+  const auto get = [&](const uint8_t* from) { return whole ? load(from) : load_some(from, some); };
+  const auto put = [&](uint8_t* to, bytes v) { whole ? store(to, v) : store_some(to, v, some); };
   const int at = i & ends.step;
-  bytes blue = load<n>(ends.from[0] + at, few);
-  bytes green = load<n>(ends.from[1] + at, few);
-  bytes red = load<n>(ends.from[2] + at, few);
+  bytes blue = get(ends.from[0] + at);
+  bytes green = get(ends.from[1] + at);
+  bytes red = get(ends.from[2] + at);
   bytes alpha{};
-  if (Use::writes) alpha = load<n>(ends.from[3] + at, few);
+  if (Use::writes) alpha = get(ends.from[3] + at);
   for (int l = 0; l < layers; ++l) {
     const source_span& source = sources[l];
-    // The next row from main memory is on its way while this one is worked on. One line a block and plane; closer
-    // levels than the second would push the target row out.
-    if (n == vector_bytes) {
+    // The next row from main memory is on its way while this one is worked on. Into the second cache level: in the
+    // first it would push the target row out.
+    if (whole) {
       for (int p = 0; p < (Use::reads ? 4 : 3); ++p) __builtin_prefetch(source.planes[p] + i + source.ahead, 0, 2);
     }
-    const bytes c = bytes{} + (uint8_t)source.weight;
+    const opacity& c = opacities[l];
     bytes a{};
-    if (Use::reads) a = load<n>(source.planes[3] + i, few);
-    blue = Colour::at(load<n>(source.planes[0] + i, few), a, blue, c);
-    green = Colour::at(load<n>(source.planes[1] + i, few), a, green, c);
-    red = Colour::at(load<n>(source.planes[2] + i, few), a, red, c);
+    if (Use::reads) a = get(source.planes[3] + i);
+    blue = Colour::at(get(source.planes[0] + i), a, blue, c);
+    green = Colour::at(get(source.planes[1] + i), a, green, c);
+    red = Colour::at(get(source.planes[2] + i), a, red, c);
     if (Use::writes) alpha = Alpha::at(a, a, alpha, c);
   }
-  store<n>(ends.to[0] + i, blue, few);
-  store<n>(ends.to[1] + i, green, few);
-  store<n>(ends.to[2] + i, red, few);
-  if (Use::writes) store<n>(ends.to[3] + i, alpha, few);
+  put(ends.to[0] + i, blue);
+  put(ends.to[1] + i, green);
+  put(ends.to[2] + i, red);
+  if (Use::writes) put(ends.to[3] + i, alpha);
 }
 
-template <template <class> class Colour, template <class> class Alpha, class Use>
-void complete_row(const row_ends& row, const source_span* sources, int layers, int count) {
+template <template <class> class Colour, template <class> class Alpha, class Use, int layers>
+void complete_row(const row_ends& row, const source_span* spans, int count) {
   using colour = Colour<bulk_form>;
   using alpha = Alpha<bulk_form>;
   const row_ends ends = row;
+  source_span sources[layers];
+  opacity opacities[layers];
+  for (int l = 0; l < layers; ++l) {
+    sources[l] = spans[l];
+    opacities[l] = opacity_of(spans[l].weight);
+  }
   const int bulk = count & ~7;
   int i = 0;
   for (; i + vector_bytes <= bulk; i += vector_bytes) {
-    block<colour, alpha, Use, vector_bytes>(ends, sources, layers, i, 0);
+    block<colour, alpha, Use, layers, true>(ends, sources, opacities, i, 0);
   }
-#if defined(__AVX512BW__)
-  if (bulk - i >= 32) {
-    block<colour, alpha, Use, 32>(ends, sources, layers, i, 0);
-    i += 32;
+  while (i < bulk) {
+    int some = bulk - i;
+    if (vector_bytes < 64) some = some >= 16 && vector_bytes > 16 ? 16 : 8;
+    block<colour, alpha, Use, layers, false>(ends, sources, opacities, i, some);
+    i += some;
   }
-#endif
-#if defined(__AVX2__)
-  if (bulk - i >= 16) {
-    block<colour, alpha, Use, 16>(ends, sources, layers, i, 0);
-    i += 16;
+  if (i < count) {
+    block<Colour<tail_form>, Alpha<tail_form>, Use, layers, false>(ends, sources, opacities, i, count - i);
   }
-#endif
-  for (; i < bulk; i += 8) block<colour, alpha, Use, 8>(ends, sources, layers, i, 0);
-  if (i < count) block<Colour<tail_form>, Alpha<tail_form>, Use, 0>(ends, sources, layers, i, count - i);
 }
 
 // Target planes that are missing are written to a spare row, piece by piece.
@@ -438,7 +477,7 @@ void incomplete_row(const row_ends& row, const source_span* sources, int layers,
       for (int p = 0; p < 4; ++p) {
         if (part.planes[p]) part.planes[p] += i;
       }
-      complete_row<Colour, Alpha, Use>(ends, &part, 1, length);
+      complete_row<Colour, Alpha, Use, 1>(ends, &part, length);
       for (int p = 0; p < 4; ++p) ends.from[p] = ends.to[p];
       ends.step = ~0;
     }
@@ -461,8 +500,11 @@ void row(const target_span& target, const source_span* sources, int layers, int 
     }
     if (!target.planes[p] && (p < 3 || Use::writes)) complete = false;
   }
-  if (complete) {
-    complete_row<Colour, Alpha, Use>(ends, sources, layers, count);
+  static_assert(most_layers == 2);
+  if (complete && layers == 1) {
+    complete_row<Colour, Alpha, Use, 1>(ends, sources, count);
+  } else if (complete) {
+    complete_row<Colour, Alpha, Use, 2>(ends, sources, count);
   } else {
     incomplete_row<Colour, Alpha, Use>(ends, sources, layers, count);
   }
@@ -472,9 +514,8 @@ void row(const target_span& target, const source_span* sources, int layers, int 
 void keep_larger(uint8_t* target, const uint8_t* source, int count) {
   int i = 0;
   for (; i + vector_bytes <= count; i += vector_bytes) {
-    const bytes s = load<vector_bytes>(source + i, 0);
-    const bytes d = load<vector_bytes>(target + i, 0);
-    store<vector_bytes>(target + i, add(d, subtract(s, d)), 0);
+    const bytes d = load(target + i);
+    store(target + i, add(d, subtract(load(source + i), d)));
   }
   for (; i < count; ++i) {
     if (target[i] < source[i]) target[i] = source[i];

@@ -165,7 +165,7 @@ TEST(blend_rows, kernels_equal_the_plain_rows_for_all_pairs) {
   });
 }
 
-// Random rows of every width up to a few vectors: misaligned, one to three layers at a time, onto the target or a
+// Random rows of every width up to a few vectors: misaligned, one or two layers at a time, onto the target or a
 // background, with planes left out, and with guard bytes that must stay.
 TEST(blend_rows, kernels_equal_the_plain_rows_at_every_width) {
   constexpr int room = 256;
@@ -183,16 +183,16 @@ TEST(blend_rows, kernels_equal_the_plain_rows_at_every_width) {
             const int offset = guard + static_cast<int>(random() >> 8) % 33;
             // 0: all planes; 1: gray sources; 2: a target of one plane; 3: a target without alpha
             const int shape = static_cast<int>(random() >> 8) % 4;
-            const int layers = 1 + static_cast<int>(random() >> 8) % 3;
+            const int layers = 1 + static_cast<int>(random() >> 8) % render::most_layers;
             const std::uint8_t samples[4] = {0, 90, 200, 255};
             const bool from_background = (random() >> 8) % 2 == 0;
-            std::vector<std::uint8_t> source[3][4], expected[4], found[4];
+            std::vector<std::uint8_t> source[render::most_layers][4], expected[4], found[4];
             for (int p = 0; p < 4; ++p) {
               for (auto& layer : source) noise(layer[p]);
               noise(expected[p]);
               found[p] = expected[p];
             }
-            render::source_span sources[3]{};
+            render::source_span sources[render::most_layers]{};
             for (int l = 0; l < layers; ++l) {
               for (int p = 0; p < (alpha == 0 ? 3 : 4); ++p) {
                 sources[l].planes[p] = source[l][shape == 1 && p < 3 ? 0 : p].data() + offset - p - l;
