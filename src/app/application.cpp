@@ -79,10 +79,7 @@ std::string application::impl::text(std::string_view key) {
 void application::impl::bind() {
   engine.write_error = [this](const std::string& line) { console.report(line); };
   engine.write_output = [this](const std::string& line) { console.print(line); };
-  engine.add_source = [this, add = engine.add_source](const command::source_request& request) {
-    add(request);
-    engine.quit_requested |= interrupted();
-  };
+  engine.stop_requested = interrupted;
 
   ksn::state_hooks& hooks = composition.hooks;
   hooks.report_error = [this](const std::string& line) { engine.report(line); };

@@ -121,7 +121,7 @@ void engine::command_pass(const std::vector<std::string>& args) {
   }
   constexpr std::string_view expansion_switch = "--expand_env_vars=";
   bool expand = false;
-  while (i < args.size() && !quit_requested) {
+  while (i < args.size() && !quit_requested && !(stop_requested && stop_requested())) {
     if (args[i].starts_with(expansion_switch)) {
       expand = std::atoi(args[i].c_str() + expansion_switch.size()) != 0;
       ++i;

@@ -71,6 +71,8 @@ class engine {
   std::function<void(const source_request& request)> add_source;
   // Gives the bytes of a command file; false when it can't be opened. Starts as a reader of real files.
   std::function<bool(const std::string& path, std::string& text)> read_command_file;
+  // Looked at before each argument, like quit_requested. May be empty.
+  std::function<bool()> stop_requested;
 
   // Runs a token list; index 0 is skipped.
   void command_pass(const std::vector<std::string>& args);

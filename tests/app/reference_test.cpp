@@ -9,7 +9,7 @@
 namespace {
 
 support::outcome run(const std::string& argument) {
-  return support::run_program(KESTRIN_BINARY, {argument}, "/");
+  return support::run_program(KESTRIN_BINARY, {argument}, support::run_options{});
 }
 
 TEST(reference, commands_md_holds_the_tables_of_the_program) {

@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <stdexcept>
@@ -39,18 +41,24 @@ struct outcome {
   }
 };
 
-// Runs `binary` in `folder` and waits. There is no display; `environment` is added to that of the test. Variables of
-// an empty value are taken away.
-inline outcome run_program(const std::string& binary, std::vector<std::string> arguments, const std::string& folder,
-                           std::map<std::string, std::string> environment = {}) {
+struct run_options {
+  std::string folder = "/";  // to run in
+  // Added to that of the test; a variable of an empty value is taken away.
+  std::map<std::string, std::string> environment;
+  std::string interrupt_when;   // a file: the program gets SIGINT when it is there
+  bool error_terminal = false;  // the error stream is a terminal
+};
+
+// Runs `binary` without a display and waits for its end.
+inline outcome run_program(const std::string& binary, std::vector<std::string> arguments, run_options options) {
   const temp_folder output;
-  environment.insert({{"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}});
+  options.environment.insert({{"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}});
   std::vector<std::string> variables;
   for (char** variable = environ; *variable; ++variable) {
     const std::string text = *variable;
-    if (!environment.contains(text.substr(0, text.find('=')))) variables.push_back(text);
+    if (!options.environment.contains(text.substr(0, text.find('=')))) variables.push_back(text);
   }
-  for (const auto& [name, value] : environment) {
+  for (const auto& [name, value] : options.environment) {
     if (!value.empty()) variables.push_back(name + "=" + value);
   }
   arguments.insert(arguments.begin(), binary);
@@ -60,25 +68,54 @@ inline outcome run_program(const std::string& binary, std::vector<std::string> a
     result.push_back(nullptr);
     return result;
   };
+  std::string error_path = output / "errors";
+  int terminal = -1;
+  if (options.error_terminal) {
+    terminal = posix_openpt(O_RDWR | O_NOCTTY);
+    if (terminal < 0 || grantpt(terminal) != 0 || unlockpt(terminal) != 0) throw std::runtime_error("no terminal");
+    error_path = ptsname(terminal);
+  }
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
+  posix_spawn_file_actions_addchdir_np(&actions, options.folder.c_str());
   posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_addopen(&actions, 1, (output / "out").c_str(), O_WRONLY | O_CREAT, 0600);
-  posix_spawn_file_actions_addopen(&actions, 2, (output / "errors").c_str(), O_WRONLY | O_CREAT, 0600);
+  posix_spawn_file_actions_addopen(&actions, 2, error_path.c_str(), O_WRONLY | O_CREAT | O_NOCTTY, 0600);
   pid_t process = 0;
   const int failure =
       posix_spawn(&process, binary.c_str(), &actions, nullptr, pointers(arguments).data(), pointers(variables).data());
   posix_spawn_file_actions_destroy(&actions);
   if (failure) throw std::runtime_error("can't run " + binary + ": " + std::strerror(failure));
-  int status = 0;
-  while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
-  }
+
   outcome result;
+  int status = 0;
+  pid_t ended = 0;
+  while (!options.interrupt_when.empty() && (ended = waitpid(process, &status, WNOHANG)) == 0) {
+    if (access(options.interrupt_when.c_str(), F_OK) == 0) {
+      kill(process, SIGINT);
+      break;
+    }
+    usleep(200);
+  }
+  // A terminal holds only so much: it is read while the program runs.
+  char block[4096];
+  for (ssize_t count = 0; terminal >= 0 && (count = read(terminal, block, sizeof block)) > 0;) {
+    result.errors.append(block, static_cast<std::size_t>(count));
+  }
+  while (ended == 0 && (ended = waitpid(process, &status, 0)) < 0 && errno == EINTR) ended = 0;
+  if (terminal >= 0) close(terminal);
   result.code = WIFSIGNALED(status) ? 1000 + WTERMSIG(status) : WEXITSTATUS(status);
   result.out = read_file(output / "out");
-  result.errors = read_file(output / "errors");
+  if (terminal < 0) result.errors = read_file(error_path);
   return result;
+}
+
+inline outcome run_program(const std::string& binary, std::vector<std::string> arguments, std::string folder,
+                           std::map<std::string, std::string> environment = {}) {
+  run_options options;
+  options.folder = std::move(folder);
+  options.environment = std::move(environment);
+  return run_program(binary, std::move(arguments), std::move(options));
 }
 
 }  // namespace support

@@ -1,0 +1,180 @@
+// The program from outside: what it saves, the scripts behind a save, the progress line and Ctrl+C.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+
+#include "app/console.h"
+#include "img/format.h"
+#include "support/pictures.h"
+#include "support/program.h"
+
+namespace {
+
+using strings = std::vector<std::string>;
+
+class saving : public testing::Test {
+ protected:
+  support::temp_folder folder;
+
+  support::outcome run(const strings& arguments) { return run(arguments, {}, KESTRIN_BINARY); }
+  support::outcome run(const strings& arguments, support::run_options options, const std::string& binary) {
+    options.folder = folder.path();
+    return support::run_program(binary, arguments, options);
+  }
+  void picture(const std::string& name, int width, int height, const std::vector<int>& bgra) {
+    support::write_file(folder / name, "");
+    img::save(support::picture(bgra.size() == 4 ? "BGRA" : "BGR", width, height, bgra), folder / name, nullptr, {});
+  }
+  bool exists(const std::string& name) const { return std::filesystem::exists(folder / name); }
+};
+
+// Blue, green, red of a pixel of a file.
+std::vector<int> pixel(const std::string& path, int x, int y) {
+  img::image image;
+  img::load(image, path);
+  std::vector<int> values;
+  for (int plane = 0; plane < 3; ++plane) values.push_back(image.row(plane, y)[x]);
+  return values;
+}
+
+TEST_F(saving, a_stack_as_a_sequence) {
+  for (int i = 1; i <= 3; ++i) picture("back." + std::to_string(i) + ".tga", 8, 6, {10 * i, 20, 30});
+  picture("front.png", 4, 2, {0, 0, 255, 255});
+  const support::outcome found =
+      run({"back.#.tga", "front.png", "--length=3", "--alpha=normal", "--position=2,0", "--mask_size=8,6",
+           "--save_options=compression=rle", "--save_mask_as_sequence=new/deep/out.###.tga", "--exit=status"});
+  EXPECT_EQ(found.errors, "");
+  EXPECT_EQ(found.out, "");
+  EXPECT_EQ(found.code, 0);
+  for (int i = 0; i < 3; ++i) {
+    const std::string name = folder / ("new/deep/out.00" + std::to_string(i) + ".tga");
+    ASSERT_TRUE(std::filesystem::exists(name)) << name;
+    EXPECT_EQ(pixel(name, 0, 0), (std::vector<int>{10 * (i + 1), 20, 30})) << i;
+    // At the end of a row an opaque pixel may come out one lower.
+    const std::vector<int> front = pixel(name, 6, 3);
+    EXPECT_TRUE(front[0] == 0 && front[1] == 0 && front[2] >= 254) << front[2];
+  }
+  EXPECT_FALSE(exists("new/deep/out.003.tga"));
+}
+
+TEST_F(saving, failures_are_lines) {
+  picture("a.tga", 4, 4, {1, 2, 3});
+  support::write_file(folder / "file", "");
+  for (const strings& tail : std::vector<strings>{{"--save_frame_as=out.nonsense"},
+                                                  {"--save_frame_as=file/out.tga"},
+                                                  {"--layer_select_none", "--save_frame_as=out.tga"},
+                                                  {"--save_options=nonsense"},
+                                                  {"--save_mask_as_image=/dev/full/x.tga"}}) {
+    strings arguments = tail;
+    arguments.insert(arguments.begin(), "a.tga");
+    arguments.push_back("--exit=status");
+    const support::outcome found = run(arguments);
+    EXPECT_EQ(found.error_lines().size(), 1u) << tail.back() << found.errors;
+    EXPECT_EQ(found.code, 1) << tail.back();
+    EXPECT_FALSE(exists("out.tga")) << tail.back();
+  }
+}
+
+TEST_F(saving, scripts_run_behind_each_save) {
+  picture("a.tga", 4, 4, {1, 2, 3});
+  const std::string program = folder / "kestrin";
+  std::filesystem::copy_file(KESTRIN_BINARY, program);
+  const auto script = [&](const std::string& name, const std::string& text) {
+    support::write_file(folder / ("scripts/after_save/" + name), "#!/bin/sh\n" + text + "\n");
+    std::filesystem::permissions(folder / ("scripts/after_save/" + name), std::filesystem::perms::owner_all);
+  };
+  script("2 later", "echo \"later $1\" >>log");
+  script("10 last", "exit 3");
+  script("1 first", "echo \"first $1\" >>log");
+  support::write_file(folder / "scripts/after_save/readme", "not executable");
+  const support::outcome found =
+      run({"a.tga", "--save_frame_as=out one.tga", "--save_frame_as=two.tga", "--exit=status"}, {}, program);
+  const std::string one = folder / "out one.tga";
+  const std::string two = folder / "two.tga";
+  EXPECT_EQ(support::read_file(folder / "log"),
+            "first " + one + "\nlater " + one + "\nfirst " + two + "\nlater " + two + "\n");
+  const std::string line = "\"" + folder / "scripts/after_save/10 last" + "\": Exit code 3";
+  EXPECT_EQ(found.error_lines(), (strings{line, line}));
+  EXPECT_EQ(found.code, 1);
+}
+
+TEST_F(saving, interrupt_finishes_the_frame_and_keeps_what_is_written) {
+  picture("a.tga", 64, 64, {1, 2, 3});
+  support::run_options options;
+  options.interrupt_when = folder / "out.0001.tga";
+  const support::outcome found =
+      run({"a.tga", "--length=20000", "--timeline=20000", "--wa_end=20000", "--mask_size=640,480",
+           "--save_mask_as_sequence=out.####.tga", "--save_frame_as=never.tga", "--print_field=fps", "--exit"},
+          options, KESTRIN_BINARY);
+  EXPECT_EQ(found.code, 130);
+  EXPECT_EQ(found.out, "");
+  EXPECT_FALSE(exists("never.tga"));
+  int frames = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+    EXPECT_NE(entry.path().extension(), ".part") << entry.path();
+    frames += entry.path().filename().string().starts_with("out.") ? 1 : 0;
+  }
+  EXPECT_GT(frames, 1);
+  EXPECT_LT(frames, 20000);
+}
+
+TEST_F(saving, progress_is_shown_on_a_terminal_only) {
+  picture("a.tga", 8, 8, {1, 2, 3});
+  const strings arguments = {"a.tga",
+                             "--length=600",
+                             "--timeline=600",
+                             "--wa_end=600",
+                             "--mask_size=320,200",
+                             "--save_mask_as_sequence=out.####.tga",
+                             "--nonsense",
+                             "--exit"};
+  support::run_options options;
+  options.error_terminal = true;
+  const std::string shown = run(arguments, options, KESTRIN_BINARY).errors;
+  EXPECT_NE(shown.find("/600 frames"), shown.npos) << shown;
+  // The error line has a line of its own, and the progress line is gone before it.
+  const std::string tail = "\r\x1b[K\"--nonsense\": Invalid option\r\n";
+  EXPECT_TRUE(shown.ends_with(tail)) << shown;
+  EXPECT_EQ(run(arguments).errors, "\"--nonsense\": Invalid option\n");
+}
+
+TEST(progress, text) {
+  struct row {
+    save::progress progress;
+    const char* text;
+  };
+  const row rows[] = {
+      {{0, 48, 0, 0}, "0/48 frames, 0.0 a second, 0:00 left"},
+      {{12, 48, 23.96, 1.5}, "12/48 frames, 24.0 a second, 0:02 left"},
+      {{1, 9999, 0.5, 3599.2}, "1/9999 frames, 0.5 a second, 1:00:00 left"},
+      {{1, 2, 1, 75}, "1/2 frames, 1.0 a second, 1:15 left"},
+      {{1, 2, 1, 1e300}, "1/2 frames, 1.0 a second, 99:59:59 left"},
+      {{1, 2, 1, -5}, "1/2 frames, 1.0 a second, 0:00 left"},
+  };
+  for (const row& r : rows) EXPECT_EQ(app::progress_text(r.progress), r.text);
+}
+
+// From a folder of its own, and the same picture as the one in the documentation.
+TEST_F(saving, first_example) {
+  const support::outcome found = run({KESTRIN_SOURCE_DIR "/examples/first_look.ksncmd"});
+  EXPECT_EQ(found.errors, "");
+  EXPECT_EQ(found.out, "var:wrote=first_look.png\n");
+  EXPECT_EQ(found.code, 0);
+  img::image rendered;
+  img::image documented;
+  img::load(rendered, folder / "first_look.png");
+  img::load(documented, KESTRIN_SOURCE_DIR "/docs/first_look.png");
+  ASSERT_EQ(rendered.width, 640);
+  ASSERT_EQ(rendered.height, 360);
+  ASSERT_EQ(documented.data[0].size(), rendered.data[0].size());
+  double difference = 0;
+  for (int plane = 0; plane < 3; ++plane) {
+    for (std::size_t i = 0; i < rendered.data[0].size(); ++i) {
+      difference += std::abs(rendered.row(plane, 0)[i] - documented.row(plane, 0)[i]);
+    }
+  }
+  EXPECT_LT(difference / static_cast<double>(3 * rendered.data[0].size()), 1.0);
+}
+
+}  // namespace
