@@ -63,8 +63,7 @@ void blend_depth(const planned_blend& blend, img::image& target, int y, int x, c
 }
 
 bool blends_depth(const planned_blend& blend, const img::image& target) {
-  return blend.depth != ksn::depth_blend_type::ignore && blend.planes[depth_plane] >= 0 &&
-         has_bytes(target, depth_plane);
+  return has_depth(blend) && has_bytes(target, depth_plane);
 }
 
 bool hinted(const planned_blend& blend) {
@@ -202,11 +201,20 @@ planned_blend plan_blend(const img::image& source, math::point position, const b
   blend.reads_alpha = alpha != ksn::alpha_type::ignore;
   blend.depth = mode.depth;
   blend.resamples = scale.num_x != scale.den_x || scale.num_y != scale.den_y || flip_x || flip_y;
-  blend.copies = blend.resamples && opacity == 100 && mode.blend == ksn::blend_type::normal && !blend.reads_alpha &&
-                 blend.planes[1] > 0 && (mode.depth == ksn::depth_blend_type::replace || blend.planes[depth_plane] < 0);
+  blend.replaces = opacity == 100 && mode.blend == ksn::blend_type::normal && !blend.reads_alpha;
+  blend.copies = blend.resamples && blend.replaces && blend.planes[1] > 0 &&
+                 (mode.depth == ksn::depth_blend_type::replace || blend.planes[depth_plane] < 0);
   blend.columns = {scale.num_x, scale.den_x, source.width, flip_x};
   blend.lines = {scale.num_y, scale.den_y, source.height, flip_y};
   return blend;
+}
+
+bool has_depth(const planned_blend& blend) {
+  return blend.depth != ksn::depth_blend_type::ignore && blend.planes[depth_plane] >= 0;
+}
+
+bool hides(const planned_blend& blend, const rectangle& area) {
+  return blend.replaces && !hinted(blend) && intersect(blend.box, area) == area;
 }
 
 void draw_blends(img::image& target, std::span<const planned_blend> blends, const rectangle& clip,

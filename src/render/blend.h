@@ -46,6 +46,7 @@ struct planned_blend {
   int weight = 256;
   bool reads_alpha = false;
   ksn::depth_blend_type depth = ksn::depth_blend_type::ignore;
+  bool replaces = false;  // nothing shows through: colours are copied and alpha becomes 255
   bool resamples = false;
   bool copies = false;  // an opaque plate, resampled straight into the target
   img::axis_scale columns;
@@ -54,6 +55,11 @@ struct planned_blend {
 
 planned_blend plan_blend(const img::image& source, math::point position, const blend_mode& mode,
                          const layer_geometry& scale, bool flip_x, bool flip_y);
+
+// Whether the blend writes depth to a target that has it.
+bool has_depth(const planned_blend& blend);
+// Whether nothing of what lies below shows within `area`, its depth left aside.
+bool hides(const planned_blend& blend, const rectangle& area);
 
 // Draws the blends, lowest first, as far as they lie in `clip`, on the calling thread. With `below`, the rows of the
 // clip are set to that first, whatever they hold.

@@ -178,11 +178,22 @@ bool is_plain(const placed_layer& layer) {
   return !layer.correction && !layer.track->crop && !layer.track->border && !layer.track->safe_area;
 }
 
+// The lowest layer of which something shows in the strip, or whose depth counts.
+std::size_t lowest_shown(const eye& eye, const rectangle& strip) {
+  std::size_t lowest = 0;
+  for (std::size_t i = 1; i < eye.layers.size(); ++i) {
+    if (has_depth(eye.blends[i - 1])) break;
+    if (!eye.layers[i].correction && !eye.layers[i].track->crop && hides(eye.blends[i], strip)) lowest = i;
+  }
+  return lowest;
+}
+
 void draw_strip(const eye& eye, const rectangle& strip, const background* below) {
   const std::span<const planned_blend> blends = eye.blends;
-  std::size_t i = 0;
+  const std::size_t lowest = lowest_shown(eye, strip);
+  std::size_t i = lowest;
   while (i < eye.layers.size() && is_plain(eye.layers[i])) ++i;
-  draw_blends(*eye.target, blends.first(i), strip, below);
+  draw_blends(*eye.target, blends.subspan(lowest, i - lowest), strip, below);
   while (i < eye.layers.size()) {
     const std::size_t first = i;
     while (i < eye.layers.size() && is_plain(eye.layers[i])) ++i;

@@ -124,6 +124,27 @@ TEST_F(compositor_test, modes_and_opacity_come_from_the_layer) {
   for (int p = 0; p < 5; ++p) EXPECT_EQ(support::samples(frame, p), std::vector<int>(64, expected[p])) << p;
 }
 
+// What an opaque plate hides need not be drawn; what shows beside it, through its crop or in its depth must.
+TEST_F(compositor_test, hidden_layers) {
+  ksn::track_info& lower = add(support::picture("BGRAZ", 12, 9, {1, 1, 1, 1, 90}));
+  lower.border = true;
+  add_adjustment(12, 9);
+  ksn::track_info& plate = add(support::picture("BGR", 12, 9, {7, 8, 9}));
+  const int expected[] = {7, 8, 9, 255, 90};
+  const render::background below{};
+  for (const bool fill : {false, true}) {
+    img::image frame = support::picture("BGRAZ", 12, 9);
+    render::render_stereo_pair(&frame, nullptr, composition, layers, view, 0.0, fill ? &below : nullptr);
+    for (int p = 0; p < 5; ++p) EXPECT_EQ(support::samples(frame, p), std::vector<int>(108, expected[p])) << p;
+  }
+  plate.pos = {2, 1};
+  EXPECT_EQ(text(where(render(12, 9), 0, 7)), "2,1 12,9");
+  plate.pos = {0, 0};
+  plate.crop = true;
+  plate.crop_wh = {4, 4};
+  EXPECT_EQ(text(where(render(12, 9), 0, 7)), "4,2 8,6");
+}
+
 TEST_F(compositor_test, eyes) {
   for (const auto eye : {target_view_type::left, target_view_type::right, target_view_type::both}) {
     composition.tracks.clear();
