@@ -244,6 +244,46 @@ void bench_half_to_bytes() {
               all[1].typical() / all[0].typical());
 }
 
+// Scans under rendered pictures with alpha, from files to files, each side as a process of its own.
+void bench_whole_process(const std::string& folder) {
+  if (!bench::have("ffmpeg")) return;
+  constexpr int frames = 48;
+  const std::string in = folder + "/whole";
+  std::filesystem::create_directory(in);
+  for (int i = 0; i < frames; ++i) {
+    if (i < scans) {
+      write_scan(name_of(in, "dpx", i), bench::test_picture("BGR", scan_width, scan_height, i));
+      img::save(bench::test_picture("BGRA", scan_width, scan_height, i), name_of(in, "tga", i), nullptr,
+                {1, 90, false});
+    } else if (link(name_of(in, "dpx", i % scans).c_str(), name_of(in, "dpx", i).c_str()) != 0 ||
+               link(name_of(in, "tga", i % scans).c_str(), name_of(in, "tga", i).c_str()) != 0) {
+      std::exit(1);
+    }
+  }
+  const std::string out = folder + "/out";
+  const std::string empty = "rm -rf " + out + " && mkdir " + out + " && ";
+  std::vector<bench::contender> all = {
+      {"ours",
+       [&] {
+         bench::run(empty + KESTRIN_BINARY + " " + in + "/f_####.dpx " + in +
+                    "/f_####.tga --alpha=normal --save_mask_as_sequence=" + out + "/o_####.tga --exit=status");
+       },
+       {}},
+      {"ffmpeg",
+       [&] {
+         bench::run(empty + "ffmpeg -v error -nostdin -f image2 -i " + in + "/f_%04d.dpx -f image2 -i " + in +
+                    "/f_%04d.tga -filter_complex '[0:v]format=gbrp[a];[1:v]format=gbrap[b];[a][b]overlay=format=gbrp' "
+                    "-pix_fmt bgr24 -rle 0 " +
+                    out + "/o_%04d.tga");
+       },
+       {}},
+      {"emptying", [&] { bench::run(empty + "true"); }, {}},
+  };
+  bench::run_in_turn(all, 5);
+  std::printf("%-44s %-40s %5.2f\n", "48 DPX under 48 TGA to 48 TGA, whole process",
+              "ffmpeg: overlay in gbrp, default threads", all[1].typical() / all[0].typical());
+}
+
 }  // namespace
 
 int main() {
@@ -266,4 +306,5 @@ int main() {
   bench_exr(folder.path(), "DWAA", Imf::DWAA_COMPRESSION, 1920, 1080);
   bench_exr(folder.path(), "DWAB", Imf::DWAB_COMPRESSION, 1920, 1080);
   bench_half_to_bytes();
+  bench_whole_process(folder.path());
 }

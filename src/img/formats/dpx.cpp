@@ -5,15 +5,13 @@
 #include <array>
 #include <bit>
 #include <cstring>
-#include <exception>
-#include <memory>
-#include <mutex>
+#include <vector>
 
 #include "img/formats/dpx_header.h"
 #include "img/formats/film_codes.h"
+#include "img/formats/parallel_tasks.h"
 #include "img/formats/source_file.h"
 #include "io/exceptions.h"
-#include "lib/parallel.h"
 
 namespace img {
 namespace {
@@ -69,33 +67,28 @@ void read_rows(const source_file& file, const film_header& header, image& image)
   const std::int64_t used = row_bytes(header);
   const std::int64_t stride = used + header.line_padding;
   const bool packed = header.bit_depth == 10 && header.descriptor == 50;
-  const int block = static_cast<int>(std::clamp<std::int64_t>((256 << 10) / used, 1, 4096));
-  std::mutex lock;
-  std::exception_ptr failure;
-  lib::parallel_chunks(header.height, block, [&](int first, int last) {
-    try {
-      const auto buffer = std::make_unique_for_overwrite<std::uint8_t[]>(static_cast<std::size_t>(used * block));
-      if (header.line_padding == 0) {
-        file.read(buffer.get(), static_cast<std::size_t>(used * (last - first)), header.data_offset + first * stride);
+  const int lines = static_cast<int>(std::clamp<std::int64_t>((256 << 10) / used, 1, 4096));
+  const int blocks = (header.height + lines - 1) / lines;
+  parallel_tasks<std::vector<std::uint8_t>>(blocks, lib::thread_count(), [&](int block, auto& buffer) {
+    const int first = block * lines;
+    const int last = std::min(first + lines, header.height);
+    buffer.resize(static_cast<std::size_t>(used * lines));
+    if (header.line_padding == 0) {
+      file.read(buffer.data(), static_cast<std::size_t>(used * (last - first)), header.data_offset + first * stride);
+    }
+    for (int y = first; y < last; ++y) {
+      std::uint8_t* row = buffer.data() + (y - first) * used;
+      if (header.line_padding != 0) file.read(row, static_cast<std::size_t>(used), header.data_offset + y * stride);
+      std::uint32_t* out = image.row<std::uint32_t>(0, y);
+      if (packed) {
+        std::memcpy(out, row, static_cast<std::size_t>(used));
+      } else if (header.bit_depth == 10) {
+        pack_row10_rgba(out, row, header.width, header.big_endian);
+      } else {
+        pack_row16(out, row, header.width, header.descriptor == 51 ? 8 : 6, header.big_endian);
       }
-      for (int y = first; y < last; ++y) {
-        std::uint8_t* row = buffer.get() + (y - first) * used;
-        if (header.line_padding != 0) file.read(row, static_cast<std::size_t>(used), header.data_offset + y * stride);
-        std::uint32_t* out = image.row<std::uint32_t>(0, y);
-        if (packed) {
-          std::memcpy(out, row, static_cast<std::size_t>(used));
-        } else if (header.bit_depth == 10) {
-          pack_row10_rgba(out, row, header.width, header.big_endian);
-        } else {
-          pack_row16(out, row, header.width, header.descriptor == 51 ? 8 : 6, header.big_endian);
-        }
-      }
-    } catch (...) {
-      const std::lock_guard hold(lock);
-      if (!failure) failure = std::current_exception();
     }
   });
-  if (failure) std::rethrow_exception(failure);
 }
 
 void turn_upside_down(image& image) {

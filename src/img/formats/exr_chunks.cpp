@@ -3,17 +3,14 @@
 #include <libdeflate.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
-#include <exception>
 #include <memory>
-#include <mutex>
 
 #include "img/formats/exr_codecs.h"
 #include "img/formats/exr_decode.h"
 #include "img/formats/exr_rows.h"
+#include "img/formats/parallel_tasks.h"
 #include "io/exceptions.h"
-#include "lib/parallel.h"
 
 namespace img {
 namespace {
@@ -105,7 +102,7 @@ class chunk_reader {
     const exr_attr_box2i_t& data = file_.data_window();
     const int first = (overlap_.top - data.min.y) / lines;
     const int last = (overlap_.bottom - 1 - data.min.y) / lines;
-    in_parallel(last - first + 1, [&](int i, worker& own) {
+    parallel_tasks<worker>(last - first + 1, threads(), [&](int i, worker& own) {
       chunk_area area;
       area.x = data.min.x;
       area.y = data.min.y + (first + i) * lines;
@@ -126,7 +123,7 @@ class chunk_reader {
     const int across = (overlap_.right - 1 - data.min.x) / width - left + 1;
     const int top = (overlap_.top - data.min.y) / height;
     const int down = (overlap_.bottom - 1 - data.min.y) / height - top + 1;
-    in_parallel(across * down, [&](int i, worker& own) {
+    parallel_tasks<worker>(across * down, threads(), [&](int i, worker& own) {
       const int column = left + i % across;
       const int row = top + i / across;
       chunk_area area;
@@ -140,30 +137,9 @@ class chunk_reader {
     });
   }
 
-  // Calls body(i, worker) for 0 to count - 1 on all threads, which take the next when they are done with one: chunks of
-  // one file differ much in work. The failure of the lowest number is thrown.
-  template <class Body>
-  void in_parallel(int count, Body&& body) {
-    std::atomic<int> next{0};
-    std::atomic<int> failed{count};
-    std::exception_ptr failure;
-    std::mutex lock;
+  int threads() const {
     const long long pixels = static_cast<long long>(overlap_.right - overlap_.left) * (overlap_.bottom - overlap_.top);
-    const int threads = pixels < fewest_parallel_pixels ? 1 : std::min(count, lib::thread_count());
-    lib::parallel_chunks(threads, 1, [&](int, int) {
-      int i = 0;
-      try {
-        worker own;
-        while ((i = next++) < failed) body(i, own);
-      } catch (...) {
-        const std::lock_guard hold(lock);
-        if (i < failed) {
-          failed = i;
-          failure = std::current_exception();
-        }
-      }
-    });
-    if (failure) std::rethrow_exception(failure);
+    return pixels < fewest_parallel_pixels ? 1 : lib::thread_count();
   }
 
   // Lists the rows of a chunk; returns the bytes that they take.

@@ -2,14 +2,10 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
-#include <exception>
-#include <memory>
-#include <mutex>
 
 #include "img/formats/exr_decode.h"
+#include "img/formats/parallel_tasks.h"
 #include "io/exceptions.h"
-#include "lib/parallel.h"
 
 namespace img {
 namespace {
@@ -83,38 +79,38 @@ bool read_uncompressed(const exr_file& file, const std::vector<exr_channel_use>&
   if (static_cast<std::int64_t>(last.data_offset) - line_header != begin + (lines - 1) * stride) return false;
   file.source().check_range(begin, lines * stride);
 
-  std::mutex lock;
-  std::exception_ptr failure;
-  lib::parallel_chunks(static_cast<int>(lines), lines_at_once, [&](int from, int to) {
-    try {
-      std::array<iovec, most_pieces> vectors;
-      const auto headers = std::make_unique_for_overwrite<std::int32_t[]>(static_cast<std::size_t>(lines_at_once) * 2);
-      const auto nowhere = std::make_unique_for_overwrite<std::uint8_t[]>(unused);
-      int count = 0;
-      for (int line = from; line < to; ++line) {
-        vectors[static_cast<std::size_t>(count++)] = {&headers[static_cast<std::size_t>(line - from) * 2], line_header};
-        const int y = overlap.top + line - file.display_window().min.y;
-        for (const line_piece& piece : pieces) {
-          void* target = nowhere.get();
-          if (piece.plane >= 0) target = image.row<std::uint16_t>(piece.plane, y) + piece.column;
-          vectors[static_cast<std::size_t>(count++)] = {target, piece.bytes};
-        }
+  struct worker {
+    std::array<iovec, most_pieces> vectors;
+    std::vector<std::int32_t> headers;  // of the lines
+    std::vector<std::uint8_t> nowhere;  // what is not wanted lands here
+  };
+  const int blocks = (static_cast<int>(lines) + lines_at_once - 1) / lines_at_once;
+  parallel_tasks<worker>(blocks, lib::thread_count(), [&](int block, worker& own) {
+    const int from = block * lines_at_once;
+    const int to = std::min(from + lines_at_once, static_cast<int>(lines));
+    own.headers.resize(static_cast<std::size_t>(lines_at_once) * 2);
+    own.nowhere.resize(unused);
+    int count = 0;
+    for (int line = from; line < to; ++line) {
+      own.vectors[static_cast<std::size_t>(count++)] = {&own.headers[static_cast<std::size_t>(line - from) * 2],
+                                                        line_header};
+      const int y = overlap.top + line - file.display_window().min.y;
+      for (const line_piece& piece : pieces) {
+        void* target = own.nowhere.data();
+        if (piece.plane >= 0) target = image.row<std::uint16_t>(piece.plane, y) + piece.column;
+        own.vectors[static_cast<std::size_t>(count++)] = {target, piece.bytes};
       }
-      const std::int64_t got = file.source().raw().read_pieces(vectors.data(), count, begin + from * stride);
-      if (got < 0) throw io::read_error(file.path(), errno);
-      if (got != (to - from) * stride) throw io::eof_error(file.path());
-      for (int line = from; line < to; ++line) {
-        const std::int32_t* header = &headers[static_cast<std::size_t>(line - from) * 2];
-        if (header[0] != overlap.top + line || header[1] != line_bytes) {
-          throw io::invalid_format(file.path(), "Invalid chunk data at line " + std::to_string(overlap.top + line));
-        }
+    }
+    const std::int64_t got = file.source().raw().read_pieces(own.vectors.data(), count, begin + from * stride);
+    if (got < 0) throw io::read_error(file.path(), errno);
+    if (got != (to - from) * stride) throw io::eof_error(file.path());
+    for (int line = from; line < to; ++line) {
+      const std::int32_t* header = &own.headers[static_cast<std::size_t>(line - from) * 2];
+      if (header[0] != overlap.top + line || header[1] != line_bytes) {
+        throw io::invalid_format(file.path(), "Invalid chunk data at line " + std::to_string(overlap.top + line));
       }
-    } catch (...) {
-      const std::lock_guard hold(lock);
-      if (!failure) failure = std::current_exception();
     }
   });
-  if (failure) std::rethrow_exception(failure);
   return true;
 }
 
