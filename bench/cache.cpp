@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "cache/frame_cache.h"
+#include "support.h"
 
 namespace {
 
@@ -65,11 +66,6 @@ double measure(filled_cache& filled, std::size_t& at, int calls, Body&& body) {
   return std::chrono::duration<double, std::nano>(clock_type::now() - start).count() / calls;
 }
 
-double median(std::vector<double> values) {
-  std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2), values.end());
-  return values[values.size() / 2];
-}
-
 void report(const char* what, bool shuffled) {
   constexpr int rounds = 25, calls = 2400;
   const int counts[] = {10, 1000, 100000};
@@ -104,9 +100,9 @@ void report(const char* what, bool shuffled) {
   std::printf("%s\n%10s %12s %14s %12s %14s %14s\n", what, "frames", "touch ns", "to 10 frames", "find ns",
               "std::map ns", "find to map");
   for (int c = 0; c < 3; ++c)
-    std::printf("%10d %12.0f %14.2f %12.0f %14.0f %14.2f\n", counts[c], median(touches[c]),
-                median(touches[c]) / median(touches[0]), median(finds[c]), median(searches[c]),
-                median(finds[c]) / median(searches[c]));
+    std::printf("%10d %12.0f %14.2f %12.0f %14.0f %14.2f\n", counts[c], bench::median(touches[c]),
+                bench::median(touches[c]) / bench::median(touches[0]), bench::median(finds[c]),
+                bench::median(searches[c]), bench::median(finds[c]) / bench::median(searches[c]));
 }
 
 }  // namespace
@@ -124,5 +120,5 @@ int main() {
     rounds.push_back(std::chrono::duration<double, std::nano>(clock_type::now() - start).count() / 40);
   }
   std::printf("one reading of the memory load (part of every touch, replaced above): %.0f ns, load %d %%\n",
-              median(rounds), load / 1000);
+              bench::median(rounds), load / 1000);
 }

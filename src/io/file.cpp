@@ -29,23 +29,39 @@ int open_for_reading(const std::string& path) {
   return handle;
 }
 
+bool is_file_at(int handle, const std::string& path) {
+  struct stat opened, present;
+  return fstat(handle, &opened) == 0 && stat(path.c_str(), &present) == 0 && opened.st_dev == present.st_dev &&
+         opened.st_ino == present.st_ino;
+}
+
+// Takes the lock of an opened file. Readers take none: on a network file system it would cost each frame a round trip.
+// A file system without locks counts as locked.
+bool lock_for_writing(int handle) {
+  return flock(handle, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+}
+
 int open_for_writing(const std::string& path) {
-  const int handle = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-  if (handle < 0) throw open_error(path, "CreateFile", errno);
-  // The file is emptied only once it is ours. Readers take no lock: on a network file system it would cost each frame
-  // a round trip. A file system without locks is written as it is.
-  const bool taken = flock(handle, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-  // A new file is left as it is: ext4 writes a file that was emptied to the disk as soon as it is closed, and then a
-  // saved frame takes several times as long. Emptying fails with EINVAL for a pipe or a device, which has nothing to
-  // empty.
-  struct stat status;
-  const bool empty = fstat(handle, &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
-  if (taken || (!empty && ftruncate(handle, 0) != 0 && errno != EINVAL)) {
-    const int reason = taken ? EWOULDBLOCK : errno;
-    close(handle);
-    throw open_error(path, "CreateFile", reason);
+  for (;;) {
+    const int handle = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+    if (handle < 0) throw open_error(path, "CreateFile", errno);
+    const bool locked = lock_for_writing(handle);
+    if (locked && !is_file_at(handle, path)) {
+      close(handle);  // the writer before us has renamed it since we opened it
+      continue;
+    }
+    // Emptied only now that it is ours. A new file is left as it is: ext4 writes a file that was emptied to the disk as
+    // soon as it is closed, and then a saved frame takes several times as long. A pipe or a device has nothing to empty
+    // and says EINVAL.
+    struct stat status;
+    const bool empty = fstat(handle, &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
+    if (!locked || (!empty && ftruncate(handle, 0) != 0 && errno != EINVAL)) {
+      const int reason = locked ? errno : EWOULDBLOCK;
+      close(handle);
+      throw open_error(path, "CreateFile", reason);
+    }
+    return handle;
   }
-  return handle;
 }
 
 }  // namespace
@@ -121,6 +137,10 @@ void llfile::write(const void* buffer, int count) {
     if (size <= 0) throw write_error(path_, "WriteFile", size < 0 ? errno : ENOSPC);
     done += static_cast<int>(size);
   }
+}
+
+void llfile::flush_to_disk() {
+  if (fsync(handle_) != 0 && errno != EINVAL) throw write_error(path_, "WriteFile");
 }
 
 void llfile::seek(int offset, int origin) {

@@ -34,7 +34,8 @@ class file : public binary_reader, public binary_writer {
 // beyond it fails. Plain reading and writing goes on past it.
 class llfile : public binary_reader, public binary_writer {
  public:
-  // Reading needs an existing file. Writing creates or empties it, and fails while another llfile writes to it.
+  // Reading needs an existing file. Writing creates or empties it, and fails while another llfile,
+  // of any process, writes to it.
   // Throws io::open_error.
   llfile(const std::string& path, bool write);
   ~llfile() override;
@@ -47,6 +48,8 @@ class llfile : public binary_reader, public binary_writer {
   void read_exact(void* buffer, int count);
   void write(const void* buffer, int count) override;
   void flush() override {}
+  // Returns when the written bytes are on the disk.
+  void flush_to_disk();
   const char* name() const override { return path_.c_str(); }
 
   // `origin` is SEEK_SET, SEEK_CUR or SEEK_END. Throws io::seek_error.
