@@ -64,7 +64,7 @@ bool find_target(const std::string& path, target& result, std::string& line) {
 std::string write_picture(const picture& picture, const std::string& path, const img::format& format,
                           const img::save_options& options) {
   const std::string folder = lib::folder_of(path);
-  if (!folder.empty() && !platform::make_folders(folder)) return create_error(folder, errno);
+  if (!folder.empty() && !platform::make_folders(folder)) return create_error(lib::remove_separator(folder), errno);
   try {
     write(picture, path, format, options);
     return {};

@@ -66,6 +66,15 @@ void read_ahead::want(int frame, const std::vector<wanted_frame>& list, workers&
   }
 }
 
+bool read_ahead::is_ready(int frame) {
+  const std::lock_guard lock(mutex_);
+  for (const auto& [key, entry] : entries_) {
+    const bool needed = frame >= entry->first_frame && frame <= entry->last_frame;
+    if (needed && entry->state == entry::progress::reading) return false;
+  }
+  return true;
+}
+
 bool read_ahead::wait(int frame) {
   bool all_read = true;
   std::unique_lock lock(mutex_);

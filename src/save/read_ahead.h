@@ -35,6 +35,8 @@ class read_ahead {
 
   // Begins to read what frame `frame` needs. Call it for the frames in their order.
   void want(int frame, const std::vector<wanted_frame>& list, workers& workers);
+  // Whether all for `frame` has been read, or can't be.
+  bool is_ready(int frame);
   // Waits until all for `frame` has been read; false when some of it could not be read.
   bool wait(int frame);
   // Frames up to `frame` need nothing any more. What was not in the cache before leaves it.

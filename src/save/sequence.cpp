@@ -41,7 +41,7 @@ class sequence_save {
       const stopwatch waiting;
       collect(most_pending() - 1);
       // Lines of this frame must not come before those of frames that are still being written.
-      if (!ahead_.wait(frame)) collect(0);
+      if (!wait_for_sources(frame)) collect(0);
       if (failed_) break;
       save::picture picture = make(frame, waiting.read());
       ahead_.release(frame);
@@ -61,16 +61,25 @@ class sequence_save {
  private:
   std::string name_of(int frame) const { return numbered_name(target_.path, frame + context_.composition.frame_base); }
   bool is_cancelled() const { return context_.cancelled && context_.cancelled(); }
-  // One picture for each worker, and one that is ready for it.
-  static int most_pending() { return lib::thread_count() + 1; }
+  static int most_pending() { return lib::thread_count(); }  // pictures, one for each worker
 
-  // The frame at hand and the next are read in any case, and one more for each worker when memory allows.
+  // The frame at hand and the next are read in any case, further ones when memory allows.
   void read_ahead_of(int frame) {
-    const int end = std::min(end_, frame + 2 + lib::thread_count());
+    const int end = std::min(end_, frame + 1 + frames_ahead_);
     for (; next_read_ < end; ++next_read_) {
       if (next_read_ > frame + 1 && ahead_.bytes() > most_bytes_ahead) return;
       ahead_.want(next_read_, walk_.sources(next_read_), workers_);
     }
+  }
+
+  // False when some could not be read. Reading goes further ahead only when that would have spared a wait: pictures
+  // that lie ready for long leave the processor's cache.
+  bool wait_for_sources(int frame) {
+    if (frames_ahead_ < lib::thread_count() && !ahead_.is_ready(frame) && workers_.any_idle()) {
+      ++frames_ahead_;
+      read_ahead_of(frame);
+    }
+    return ahead_.wait(frame);
   }
 
   // The workers fill the processors as long as this thread has to wait for them; it takes one processor then. When it
@@ -121,6 +130,7 @@ class sequence_save {
   int first_;
   int end_;  // not part of it
   int next_read_ = first_;
+  int frames_ahead_ = 1;  // behind the frame at hand
   int written_ = 0;
   int missing_ = 0;
   bool failed_ = false;

@@ -19,9 +19,9 @@ workers::~workers() {
   for (std::thread& thread : threads_) thread.join();
 }
 
-bool workers::idle() {
+bool workers::any_idle() {
   const std::lock_guard lock(mutex_);
-  return busy_ == 0 && writes_.empty() && reads_.empty();
+  return static_cast<std::size_t>(busy_) + writes_.size() + reads_.size() < threads_.size();
 }
 
 void workers::add(queue& to, std::function<void()> task) {

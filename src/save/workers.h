@@ -22,8 +22,8 @@ class workers {
 
   void add_write(std::function<void()> task) { add(writes_, std::move(task)); }
   void add_read(std::function<void()> task) { add(reads_, std::move(task)); }
-  // Nothing waits and nothing runs.
-  bool idle();
+  // Whether a worker has nothing to do.
+  bool any_idle();
 
  private:
   using queue = std::deque<std::function<void()>>;

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "img/formats/tga_runs.h"
-#include "support/simd_levels.h"
+#include "support/levels.h"
 
 namespace {
 
@@ -80,7 +80,7 @@ std::vector<guarded> results_of(const img::row_kernels& kernels, std::size_t cou
 TEST(row_kernels, every_level_equals_the_plain_form) {
   for (std::size_t count = 0; count <= 131; ++count) {
     const std::vector<guarded> plain = results_of(img::plain_row_kernels(), count);
-    support::for_each_simd_level([&](const char* level) {
+    support::every_level([&](const char* level) {
       const std::vector<guarded> fast = results_of(img::active_row_kernels(), count);
       for (std::size_t i = 0; i < plain.size(); ++i) {
         ASSERT_TRUE(fast[i].intact()) << level << " result " << i << " of " << count << " pixels";
@@ -148,7 +148,7 @@ TEST(tga_kernels, packets_across_rows_and_pieces) {
       }
     }
     const std::size_t total = expected[0].size();
-    support::for_each_simd_level([&](const char* level) {
+    support::every_level([&](const char* level) {
       for (std::size_t row : {1u, 7u, 64u, 301u, 20000u}) {
         for (std::size_t piece : {std::size_t{1}, std::size_t{5}, std::size_t{1000}, packed.size()}) {
           std::vector<guarded> out(4, guarded(row));
@@ -194,7 +194,7 @@ TEST(tga_kernels, equal_neighbours) {
     // Few values, so that neighbours are often equal.
     for (std::size_t i = 0; i < 300; ++i) planes[p].push_back(source[p * 300 + i] < 40 ? 1 : 0);
   }
-  support::for_each_simd_level([&](const char* level) {
+  support::every_level([&](const char* level) {
     for (int count : {1, 3, 4}) {
       for (std::size_t width = 1; width <= 300; ++width) {
         const std::uint8_t* rows[4];

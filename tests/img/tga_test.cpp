@@ -5,7 +5,7 @@
 
 #include "img/format.h"
 #include "io/exceptions.h"
-#include "support/simd_levels.h"
+#include "support/levels.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -287,7 +287,7 @@ TEST_F(tga, packets_have_the_longest_lengths) {
                                               "a"},
       {"x", bytes("\x00x", 2)},
   };
-  support::for_each_simd_level([&](const char* level) {
+  support::every_level([&](const char* level) {
     for (const row& r : rows) {
       const int width = static_cast<int>(r.pixels.size());
       const bytes file = written(image_of("L", width, 1, {r.pixels}), {2, 90, false});

@@ -1,0 +1,70 @@
+// The whole program as a batch tool: 48 TGA pictures with alpha over 48 others, out as 48 TGA pictures, 1080p, against
+// ffmpeg doing the same job.
+#include "img/format.h"
+#include "support.h"
+#include "test_picture.h"
+
+namespace {
+
+constexpr int frames = 48;
+
+void make_sequence(const std::string& folder, const char* name, const char* letters, int shift) {
+  for (int i = 0; i < frames; ++i) {
+    char file[32];
+    std::snprintf(file, sizeof file, "/%s.%04d.tga", name, i);
+    img::save(bench::test_picture(letters, 1920, 1080, (i + shift) % 30), folder + file, nullptr, {1, 90, false});
+  }
+}
+
+}  // namespace
+
+int main() {
+  const bench::work_folder work;
+  const std::string folder = work.path();
+  make_sequence(folder, "back", "BGR", 11);
+  make_sequence(folder, "front", "BGRA", 0);
+  const std::string out = folder + "/out";
+  auto fresh = [out] {
+    std::filesystem::remove_all(out);
+    std::filesystem::create_directory(out);
+  };
+
+  std::vector<bench::contender> all = {
+      {"kestrin",
+       [&] {
+         bench::run(std::string(KESTRIN_BINARY) + " '" + folder + "/back.####.tga' '" + folder +
+                    "/front.####.tga' --alpha=normal --mask_size=1920,1080 --save_mask_as_sequence='" + out +
+                    "/o.####.tga' --exit=status");
+       },
+       {}},
+      {"page cache",
+       [&] { bench::run("cat " + folder + "/back.*.tga " + folder + "/front.*.tga > " + out + "/all"); },
+       {}},
+  };
+  if (bench::have("ffmpeg")) {
+    // The overlay that keeps red, green and blue as they are, and the one that ffmpeg chooses when nothing is said,
+    // which goes through subsampled YUV and is not the same picture.
+    for (const char* format : {"gbrp", "auto"}) {
+      const std::string command = "ffmpeg -v error -nostdin -f image2 -i '" + folder +
+                                  "/back.%04d.tga' -f image2 -i '" + folder +
+                                  "/front.%04d.tga' -filter_complex overlay=format=" + format +
+                                  " -pix_fmt bgra -rle 0 '" + out + "/o.%04d.tga'";
+      all.push_back({std::string("ffmpeg, overlay=format=") + format, [command] { bench::run(command); }, {}});
+    }
+  }
+  for (bench::contender& c : all) {
+    c.work = [fresh, work = c.work] {
+      fresh();
+      work();
+    };
+  }
+  bench::run_in_turn(all, 5);
+  std::printf("%d TGA files with alpha over %d, out as %d TGA files of 32 bits, 1920 x 1080, uncompressed, whole\n",
+              frames, frames, frames);
+  std::printf(
+      "processes with two layers, in a folder that was just emptied. \"page cache\" is `cat` of all input files\n");
+  std::printf("into one file. Ratios of medians of %zu rounds.\n\n", all[0].times.size());
+  for (std::size_t i = 1; i < all.size(); ++i) {
+    std::printf("rate of kestrin against %-32s %6.2f\n", all[i].name.c_str(), all[i].typical() / all[0].typical());
+  }
+}

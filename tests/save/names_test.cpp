@@ -1,0 +1,109 @@
+#include <gtest/gtest.h>
+
+#include "save/save.h"
+#include "save/screen.h"
+
+namespace {
+
+TEST(names, numbered) {
+  struct row {
+    const char* path;
+    int number;
+    const char* name;
+  };
+  const row rows[] = {
+      {"out.####.tga", 7, "out.0007.tga"},
+      {"out.#.tga", 12, "out.12.tga"},
+      {"out.##.tga", 123, "out.123.tga"},
+      {"/a/b/out.####.tga", 0, "/a/b/out.0000.tga"},
+      {"/a.##/out.tga", 5, "/a.##/out_0005.tga"},  // only the file part counts
+      {"out.tga", 12345, "out_12345.tga"},
+      {"/a/out.v2.tga", 1, "/a/out.v2_0001.tga"},
+      {"####.tga", 3, "0003.tga"},
+      {"v#.shot.###.tga", 3, "v#.shot.003.tga"},  // the last run
+      {"out.####", 3, "out.0003"},
+      {"out.####.tga", -3, "out.-0003.tga"},
+      {"out 100%.##.tga", 3, "out 100%.03.tga"},
+  };
+  for (const row& r : rows) EXPECT_EQ(save::numbered_name(r.path, r.number), r.name) << r.path;
+}
+
+TEST(names, save_options) {
+  struct row {
+    const char* text;
+    bool taken;
+    img::save_options options;  // when taken
+  };
+  const row rows[] = {
+      {"", true, {0, 90, false}},
+      {"compression=uncompressed", true, {1, 90, false}},
+      {"compression=rle", true, {2, 90, false}},
+      {"compression=zip,quality=1", true, {3, 1, false}},
+      {"ignore_alpha=1,quality=100,compression=b44a", true, {4, 100, true}},
+      {"quality=50", true, {0, 50, false}},  // what is not listed goes back to its default
+      {"ignore_alpha=0", true, {0, 90, false}},
+      {"quality=50,quality=60", true, {0, 60, false}},
+      {"compression=lzw", false, {}},
+      {"compression", false, {}},
+      {"compression=", false, {}},
+      {"quality=0", false, {}},
+      {"quality=101", false, {}},
+      {"quality=5x", false, {}},
+      {"quality= 5", false, {}},
+      {"ignore_alpha=2", false, {}},
+      {"ignore_alpha=yes", false, {}},
+      {"quality=50,", false, {}},
+      {",quality=50", false, {}},
+      {"speed=1", false, {}},
+      {"quality=50,speed=1", false, {}},
+  };
+  const img::save_options before{2, 33, true};
+  for (const row& r : rows) {
+    img::save_options options = before;
+    EXPECT_EQ(save::parse_save_options(r.text, options), r.taken) << r.text;
+    EXPECT_EQ(options, r.taken ? r.options : before) << r.text;
+  }
+}
+
+TEST(screen, the_preview_lies_above_timeline_and_layer_rows) {
+  struct row {
+    bool timeline, full_screen, fs_timeline;
+    int layers, track_max, height, preview;
+  };
+  const row rows[] = {
+      {true, false, false, 0, 5, 800, 726},   // the strip of 74 pixels
+      {true, false, false, 3, 5, 800, 666},   // and 20 for each layer
+      {true, false, false, 9, 5, 800, 626},   // no more than the user wants
+      {true, false, false, 9, 50, 100, 6},    // no more than there is room for: (100 - 74) / 20
+      {false, false, false, 3, 5, 800, 797},  // the thin strip of a window without a timeline
+      {true, true, false, 3, 5, 800, 800},   {false, true, true, 0, 5, 800, 726},
+      {true, false, false, 0, 5, 20, 17},  // no room for the strip: as if it were hidden
+      {true, false, false, 0, 5, 70, 1},
+  };
+  for (const row& r : rows) {
+    ksn::state composition;
+    composition.timeline_visible = r.timeline;
+    composition.full_screen = r.full_screen;
+    composition.fs_timeline_visible = r.fs_timeline;
+    composition.track_max = r.track_max;
+    composition.tracks.resize(static_cast<std::size_t>(r.layers));
+    const render::frame_view view = save::screen_view(composition, 940, r.height);
+    EXPECT_EQ(view.width, 940);
+    EXPECT_EQ(view.height, r.preview) << r.layers << " layers, height " << r.height;
+    EXPECT_TRUE(view.for_display);
+  }
+}
+
+TEST(screen, zoom_aspect_and_pan) {
+  ksn::state composition;
+  composition.zoom_factor2 = 200;
+  composition.aspect_enabled = true;
+  composition.aspect = 1.5;
+  composition.pan_position = {10.0, -4.25};
+  const render::frame_view view = save::screen_view(composition, 100, 100);
+  EXPECT_DOUBLE_EQ(view.zoom_y, 2.0);
+  EXPECT_DOUBLE_EQ(view.zoom_x, 3.0);
+  EXPECT_EQ(view.offset, (math::point{30, -8}));  // -8.5 goes to the even
+}
+
+}  // namespace
