@@ -80,7 +80,7 @@ bool read_ahead::wait(int frame) {
   std::unique_lock lock(mutex_);
   for (const auto& [key, entry] : entries_) {
     if (frame < entry->first_frame || frame > entry->last_frame) continue;
-    read_.wait(lock, [&] { return entry->state != entry::progress::reading; });
+    read_.wait(lock, [&entry = entry] { return entry->state != entry::progress::reading; });
     all_read = all_read && entry->state == entry::progress::read;
   }
   return all_read;
