@@ -62,6 +62,10 @@ void sample_row(std::uint8_t* out, const std::uint8_t* source, const axis_scale&
     for (int i = 0; i < count; ++i, position += step) out[i] = end[-(position >> 16)];
   } else if (step == 65536) {
     std::memcpy(out, source + first, static_cast<std::size_t>(std::max(count, 0)));
+  } else if (step == 2 * 65536) {
+    active_row_kernels().every_2nd_8(source + 2 * first, out, static_cast<std::size_t>(std::max(count, 0)));
+  } else if (step == 4 * 65536) {
+    active_row_kernels().every_4th_8(source + 4 * first, out, static_cast<std::size_t>(std::max(count, 0)));
   } else {
     for (int i = 0; i < count; ++i, position += step) out[i] = source[position >> 16];
   }
