@@ -7,6 +7,7 @@
 #include "app/benchmarks.h"
 #include "app/console.h"
 #include "app/interrupt.h"
+#include "cache/allocation.h"
 #include "cache/frame_cache.h"
 #include "cache/preload.h"
 #include "command/engine.h"
@@ -164,7 +165,9 @@ int application::impl::run_step(bool any_arguments) {
   return -1;
 }
 
-application::application() : impl_(std::make_unique<impl>()) {}
+application::application() : impl_(std::make_unique<impl>()) {
+  cache::set_allocation_fallback(&impl_->frames);
+}
 application::~application() = default;
 
 int application::application_main(const std::vector<std::string>& args) {
