@@ -48,6 +48,8 @@ class preload_test : public testing::Test {
   preload_test() {
     frames.memory_load = [this] { return load.load(); };
   }
+  // A test that failed half way must not leave the workers waiting.
+  ~preload_test() override { gate.open(); }
 
   ksn::track_info layer_of(std::shared_ptr<support::fake_clip> clip) {
     return support::clip_layer(std::move(clip), 8, 8, "/clips/" + std::to_string(++clips) + ".avi");

@@ -11,17 +11,18 @@ namespace support {
 
 class gate {
  public:
-  // Waits for a permit.
+  // Waits for a permit. Permits go in the order of arrival, so that a thread which passed does not take that of one
+  // which is still asleep.
   void pass() {
     std::unique_lock guard(lock_);
+    const int turn = arrived_++;
     ++waiting_;
-    changed_.wait(guard, [&] { return open_ || permits_ > 0; });
+    changed_.wait(guard, [&] { return open_ || turn < permitted_; });
     --waiting_;
-    if (!open_) --permits_;
   }
   void permit(int count) {
     const std::lock_guard guard(lock_);
-    permits_ += count;
+    permitted_ += count;
     changed_.notify_all();
   }
   void open() {
@@ -37,7 +38,8 @@ class gate {
  private:
   std::mutex lock_;
   std::condition_variable changed_;
-  int permits_ = 0;
+  int arrived_ = 0;
+  int permitted_ = 0;  // the arrivals before this one may go on
   int waiting_ = 0;
   bool open_ = false;
 };
