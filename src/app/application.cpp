@@ -12,7 +12,9 @@
 #include "cache/preload.h"
 #include "command/engine.h"
 #include "command/messages.h"
+#include "command/persistence_actions.h"
 #include "command/reference.h"
+#include "composition/persistence.h"
 #include "composition/state.h"
 #include "lib/messages.h"
 #include "lib/paths.h"
@@ -54,8 +56,11 @@ struct application::impl {
   cache::preloader preloader{frames};
   command::engine engine{composition};
   render::pipeline pipeline{frames, reporting(engine, true)};
+  command::recent_notes recent{[](bool create, std::string& folder) {
+    return platform::get_folder(platform::folder_kind::local_data, create, folder);
+  }};
   bool exit_with_status = false;
-  bool transient = false;  // save no settings at the end
+  bool transient = false;  // save neither settings nor recent lists at the end
 
   void bind();
   void register_actions();
@@ -107,6 +112,7 @@ void application::impl::register_actions() {
   command::register_fields(engine);
   command::register_language_actions(engine);
   command::register_document_actions(engine);
+  recent.register_actions(engine);
 
   engine.value_action_table["exit"].execute = [this](const std::string& value) {
     if (value != "status") return false;
@@ -173,9 +179,11 @@ application::~application() = default;
 int application::application_main(const std::vector<std::string>& args) {
   watch_interrupt();
   impl_->bind();
+  ksn::load_settings(impl_->composition);
   impl_->register_actions();
   impl_->engine.command_pass(args);
   const int result = impl_->run_step(args.size() > 1);
+  if (!impl_->transient) impl_->recent.write();
   if (!impl_->preloader.shutdown()) {
     // A worker hangs in a read, perhaps of a file server that is gone. It ends with the process.
     std::fflush(nullptr);

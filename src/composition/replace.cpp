@@ -43,8 +43,7 @@ bool replace_source(state& composition, track_info& track, const std::string& pa
   track.clipboard_image.reset();
   track.brush_image.reset();
   track.brush_seq.clear();
-  track.wcp_format.clear();
-  track.wcp_data.clear();
+  track.smcp.clear();
   track.layers = std::move(fresh.layers);
   track.version = version_of(track);
   track.versions.clear();

@@ -109,12 +109,11 @@ struct track_info {
   int width = 0;        // of the picture at full resolution
   int height = 0;
   std::shared_ptr<sources::clip> clip;                 // open clip of a clip source type
-  std::shared_ptr<const sources::wave_context> audio;  // sound of the source, in memory
+  std::shared_ptr<const sources::wave_context> audio;  // sound of the source or of an embedded_audio layer
   img::image_ptr clipboard_image;                      // picture of a clipboard_image layer
   img::image_ptr brush_image;                          // canvas of a brush layer
   std::map<int, img::image_ptr> brush_seq;             // canvases of a brush_sequence layer by source frame
-  std::string wcp_format;                              // format record of embedded audio, as bytes
-  std::vector<std::uint8_t> wcp_data;                  // its samples
+  std::vector<std::uint8_t> smcp;                      // contents of a shmem layer as the document stored them
   r3d_resolution_type rds = r3d_resolution_type::half;
   r3d_color_settings rcs;
   std::string vdev;  // device of a video layer

@@ -49,10 +49,12 @@ struct run_options {
   bool error_terminal = false;  // the error stream is a terminal
 };
 
-// Runs `binary` without a display and waits for its end.
+// Runs `binary` without a display, with empty folders of the user unless given, and waits for its end.
 inline outcome run_program(const std::string& binary, std::vector<std::string> arguments, run_options options) {
   const temp_folder output;
-  options.environment.insert({{"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}});
+  const temp_folder user;
+  options.environment.insert(
+      {{"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}, {"XDG_CONFIG_HOME", user.path()}, {"XDG_DATA_HOME", user.path()}});
   std::vector<std::string> variables;
   for (char** variable = environ; *variable; ++variable) {
     const std::string text = *variable;

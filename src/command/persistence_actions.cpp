@@ -1,0 +1,126 @@
+#include "command/persistence_actions.h"
+
+#include "command/guard.h"
+#include "composition/invariants.h"
+#include "composition/persistence.h"
+#include "composition/recent_items.h"
+#include "lib/from_string.h"
+#include "lib/paths.h"
+#include "platform/files.h"
+
+namespace command {
+
+void recent_notes::note_opened(const std::string& path) {
+  std::string folder;
+  if (!folder_(true, folder)) return;
+  // The lists are a convenience: what was opened or saved stands without them.
+  try {
+    ksn::note_recent(folder, ksn::opened_items, {path});
+  } catch (const std::exception&) {
+  }
+}
+
+void recent_notes::write() {
+  std::string folder;
+  if (added_.empty() || !folder_(true, folder)) return;
+  try {
+    ksn::note_recent(folder, ksn::added_items, added_);
+  } catch (const std::exception&) {
+  }
+  added_.clear();
+}
+
+void recent_notes::open(engine& engine, const std::string& path, bool remember) {
+  ksn::state& composition = engine.composition();
+  const bool whole = guarded(engine, path, [&] { ksn::load_composition(composition, path, true); });
+  ksn::check_invariants(composition, "open_composition");
+  if (!whole) return;
+  composition.file_name = remember ? path : std::string();
+  if (composition.hooks.refresh_caption) composition.hooks.refresh_caption();
+  if (remember) note_opened(path);
+}
+
+void recent_notes::save(engine& engine, const std::string& path) {
+  ksn::state& composition = engine.composition();
+  const bool whole = guarded(engine, path, [&] {
+    platform::make_folders(lib::folder_of(path));
+    ksn::save_composition(composition, path);
+  });
+  if (!whole) return;
+  composition.file_name = path;
+  if (composition.hooks.refresh_caption) composition.hooks.refresh_caption();
+  note_opened(path);
+}
+
+bool recent_notes::item(engine& engine, const char* kind, const std::string& number, std::string& path) {
+  write();
+  std::size_t n = 0;
+  std::string folder;
+  ksn::recent_lists lists;
+  if (folder_(false, folder)) lists = ksn::read_recent(folder);
+  const std::vector<ksn::recent_item>& items = lists[kind];
+  if (!lib::parse_value(number, n) || n < 1 || n > items.size()) {
+    engine.report(about(engine.current_option(), "No such item"));
+    return false;
+  }
+  path = items[n - 1].path;
+  return true;
+}
+
+void recent_notes::register_actions(engine& engine) {
+  ksn::state& composition = engine.composition();
+  composition.hooks.file_among_unsaved = [this, &composition] {
+    std::string folder;
+    if (composition.track_count() > 0 && folder_(true, folder)) ksn::file_unsaved(folder, composition);
+  };
+  engine.add_source = [this, &composition, add = engine.add_source](const source_request& request) {
+    const int before = composition.track_count();
+    add(request);
+    if (composition.track_count() > before) added_.push_back(request.path);
+  };
+
+  const auto with_value = [&engine](const char* name, std::function<void(const std::string&)> run) {
+    engine.value_action_table[name].execute = [run = std::move(run)](const std::string& value) {
+      run(value);
+      return true;
+    };
+  };
+  const auto listed = [&](const char* name, std::function<void(const std::string&)> run) {
+    engine.action_table[name].execute = [run] { run("1"); };
+    with_value(name, std::move(run));
+  };
+
+  with_value("open_composition",
+             [this, &engine](const std::string& path) { open(engine, lib::full_path(path), true); });
+  with_value("save_composition_as", [this, &engine](const std::string& value) {
+    std::string path = lib::full_path(value);
+    if (lib::lower_extension(path).empty()) path += ".ksncomp";
+    save(engine, path);
+  });
+  engine.action_table["save_composition"].execute = [this, &engine, &composition] {
+    if (composition.file_name.empty()) {
+      engine.report(about(engine.current_option(), "The composition has no name yet"));
+    } else {
+      save(engine, composition.file_name);
+    }
+  };
+  listed("open_recent", [this, &engine](const std::string& number) {
+    std::string path;
+    if (item(engine, ksn::opened_items, number, path)) open(engine, path, true);
+  });
+  listed("open_unsaved", [this, &engine](const std::string& number) {
+    std::string path;
+    if (item(engine, ksn::unsaved_items, number, path)) open(engine, path, false);
+  });
+  listed("add_recent", [this, &engine](const std::string& number) {
+    std::string path;
+    if (!item(engine, ksn::added_items, number, path)) return;
+    guarded(engine, path, [&] {
+      source_request request;
+      request.path = path;
+      engine.add_source(request);
+    });
+  });
+}
+
+}  // namespace command

@@ -1,0 +1,113 @@
+#include "composition/recent_items.h"
+
+#include <stdlib.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+
+#include "composition/file_paths.h"
+#include "composition/persistence.h"
+#include "io/document.h"
+#include "lib/paths.h"
+#include "platform/file_lock.h"
+#include "platform/files.h"
+
+namespace io {
+template <>
+inline constexpr int record_version<ksn::recent_item> = 0;
+}  // namespace io
+
+namespace ksn {
+
+template <class A>
+void serialize(A& ar, recent_item& v, int) {
+  ar.field("path", v.path);
+  ar.field("flags", v.flags);
+}
+
+namespace {
+
+constexpr const char* root_key = "recent";
+constexpr int longest_wait = 2000;  // milliseconds
+
+std::string list_path(const std::string& folder) {
+  return lib::add_separator(folder) + recent_file_name;
+}
+std::string lock_path(const std::string& folder) {
+  return lib::add_separator(folder) + "kestrin.recent.lock";
+}
+
+// Returns the items that fell off the end.
+std::vector<recent_item> put_in_front(std::vector<recent_item>& items, const std::string& path) {
+  std::erase_if(items, [&](const recent_item& item) { return item.path == path; });
+  items.insert(items.begin(), {path, 0});
+  std::vector<recent_item> dropped;
+  if (items.size() > most_recent_items) {
+    const auto end = items.begin() + static_cast<std::ptrdiff_t>(most_recent_items);
+    dropped.assign(end, items.end());
+    items.erase(end, items.end());
+  }
+  return dropped;
+}
+
+// The name under which a document is filed: always of the binary form, which holds all of it.
+std::string unsaved_name(const std::string& file_name) {
+  if (file_name.empty()) return "unnamed.ksncomp";
+  return lib::split_extension(real_file_name(file_name)).stem + ".ksncomp";
+}
+
+// Only files that were put below the folder are removed.
+void remove_unsaved(const std::string& folder, const std::string& path) {
+  const std::string below = lib::add_separator(folder) + "unsaved/";
+  if (!path.starts_with(below) || path.find("/../") != path.npos) return;
+  std::error_code ignored;
+  std::filesystem::remove(path, ignored);
+  std::filesystem::remove(std::filesystem::path(path).parent_path(), ignored);
+}
+
+}  // namespace
+
+recent_lists read_recent(const std::string& folder) {
+  recent_lists lists;
+  try {
+    io::load_document(list_path(folder), root_key, lists);
+  } catch (const std::exception&) {
+    return {};
+  }
+  for (auto& [kind, items] : lists) {
+    if (items.size() > most_recent_items) items.resize(most_recent_items);
+  }
+  return lists;
+}
+
+bool note_recent(const std::string& folder, const char* kind, const std::vector<std::string>& paths) {
+  const platform::file_lock lock(lock_path(folder), longest_wait);
+  if (!lock.held()) return false;
+  recent_lists lists = read_recent(folder);
+  for (const std::string& path : paths) put_in_front(lists[kind], path);
+  io::save_document(list_path(folder), root_key, lists);
+  return true;
+}
+
+void file_unsaved(const std::string& folder, const state& composition) {
+  const std::string parent = lib::add_separator(folder) + "unsaved";
+  std::string place = parent + "/XXXXXX";
+  if (!platform::make_folders(parent) || !mkdtemp(place.data())) throw io::open_error(parent, errno);
+  const std::string path = place + "/" + unsaved_name(composition.file_name);
+  const auto forget = [&] { remove_unsaved(folder, path); };
+  try {
+    save_composition(composition, path);
+    const platform::file_lock lock(lock_path(folder), longest_wait);
+    if (!lock.held()) throw io::open_error(lock_path(folder), EBUSY);
+    recent_lists lists = read_recent(folder);
+    const std::vector<recent_item> dropped = put_in_front(lists[unsaved_items], path);
+    io::save_document(list_path(folder), root_key, lists);
+    for (const recent_item& item : dropped) remove_unsaved(folder, item.path);
+  } catch (...) {
+    forget();
+    throw;
+  }
+}
+
+}  // namespace ksn

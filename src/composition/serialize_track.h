@@ -1,0 +1,257 @@
+// How a layer stands in archives.
+#pragma once
+
+#include <utility>
+
+#include "composition/serialize_image.h"
+#include "composition/track_info.h"
+
+namespace io {
+template <>
+inline constexpr int record_version<ksn::track_info> = 21;
+template <>
+inline constexpr int record_version<ksn::text_attributes> = 1;
+}  // namespace io
+
+namespace ksn {
+
+// Sources whose pictures or sound stand in the document itself, and so in binary files only.
+inline bool is_embedded(source_type type) {
+  return type == source_type::clipboard_image || type == source_type::brush || type == source_type::brush_sequence ||
+         type == source_type::embedded_audio;
+}
+
+template <class A>
+void serialize(A& ar, color_key& v, int) {
+  ar.field("enabled", v.enabled);
+  ar.field("key", v.key);
+  ar.field("slope", v.slope);
+  ar.field("tolerance", v.tolerance);
+}
+
+template <class A>
+void serialize(A& ar, text_attributes& v, int version) {
+  ar.ranged("align_x", v.align_x, 0, 2, 1);
+  ar.ranged("align_y", v.align_y, 0, 2, 1);
+  ar.field("font", v.font);
+  ar.field("size", v.size);
+  ar.field("bold", v.bold);
+  ar.field("italic", v.italic);
+  ar.field("color", v.color);
+  ar.field("outline_color", v.outline_color);
+  ar.field("shadow_color", v.shadow_color);
+  ar.field("back_enabled", v.back_enabled);
+  ar.field("back_color", v.back_color);
+  if (version >= 1) ar.field("back_cover_layer", v.back_cover_layer);
+}
+
+template <class A>
+void serialize(A& ar, r3d_color_settings& v, int) {
+  ar.ranged("preset", v.preset, 0, 3, 3);
+  ar.field("kelvin", v.kelvin);
+  ar.field("tint", v.tint);
+  ar.field("iso", v.iso);
+  ar.field("compensation", v.flut);
+  ar.field("color_space", v.color_space);
+  ar.field("gamma_curve", v.gamma_curve);
+  ar.field("video_track", v.track);
+}
+
+template <class A>
+void serialize_names(A& ar, frame_names& names) {
+  if constexpr (A::reading) {
+    name_list list;
+    const int count = ar.open_list(0, "names");
+    std::string name;
+    for (int i = 0; i < count; ++i) {
+      ar.scalar(ar.element(i), name);
+      list.add(name);
+    }
+    names = frame_names(std::move(list));
+  } else {
+    ar.open_list(static_cast<int>(names.size()), "names");
+    std::string text;
+    int i = 0;
+    for (const std::string_view name : names) {
+      text = name;
+      ar.scalar(ar.element(i++), text);
+    }
+  }
+  ar.close_list();
+}
+
+// A map from names to layers, which keeps the order of the file's list.
+template <class A>
+void serialize_layers(A& ar, std::vector<img::layer>& layers) {
+  const int count = ar.open_map_of(static_cast<int>(layers.size()), "layers");
+  if constexpr (A::reading) layers.clear();
+  for (int i = 0; i < count; ++i) {
+    if constexpr (A::reading) layers.emplace_back();
+    img::layer& layer = layers[static_cast<std::size_t>(i)];
+    std::string name = layer.name;
+    io::detail::put_entry(ar, i, name, layer);
+  }
+  ar.close_map_of();
+}
+
+template <class A>
+void serialize_canvases(A& ar, std::map<int, img::image_ptr>& canvases) {
+  if constexpr (A::reading) {
+    std::map<int, image_record> records;
+    ar.field("brush_seq", records);
+    canvases.clear();
+    for (auto& [frame, record] : records) {
+      if (record.picture) canvases[frame] = std::move(record.picture);
+    }
+  } else {
+    ar.open_map_of(static_cast<int>(canvases.size()), "brush_seq");
+    int i = 0;
+    for (auto& [frame, picture] : canvases) {
+      int key = frame;
+      image_record record{picture};
+      io::detail::put_entry(ar, i++, key, record);
+    }
+    ar.close_map_of();
+  }
+}
+
+template <class A>
+void serialize_picture(A& ar, const char* key, img::image_ptr& picture) {
+  image_record record{picture};
+  ar.field(key, record);
+  if constexpr (A::reading) picture = std::move(record.picture);
+}
+
+template <class A>
+void serialize_sound(A& ar, std::shared_ptr<const sources::wave_context>& sound) {
+  sound_format format;
+  if constexpr (A::reading) {
+    auto read = std::make_shared<sources::wave_context>();
+    ar.field("wcp_format", format);
+    ar.field("wcp_data", read->data);
+    const bool known_bits = format.bits == 8 || format.bits == 16 || format.bits == 24 || format.bits == 32;
+    if (format.sample_rate < 1 || format.channels < 1 || format.channels > 64 || !known_bits) return;
+    read->sample_rate = static_cast<std::uint32_t>(format.sample_rate);
+    read->bits = format.bits;
+    read->channels = static_cast<std::uint32_t>(format.channels);
+    sound = std::move(read);
+  } else {
+    if (sound) {
+      format = {static_cast<int>(sound->sample_rate), sound->bits, static_cast<int>(sound->channels)};
+    }
+    const std::vector<std::uint8_t> none;
+    ar.field("wcp_format", format);
+    ar.field("wcp_data", sound ? sound->data : none);
+  }
+}
+
+template <class A>
+void serialize(A& ar, track_info& v, int version) {
+  ar.field("id", v.id);
+  ar.ranged("source_type", v.source_type, 0, 18, 0);
+  ar.field("frames", v.frames);
+  ar.field("width", v.width);
+  ar.field("height", v.height);
+  ar.field("fpcs", v.fpcs);
+  if (version >= 5) ar.field("fpcs2", v.fpcs2);
+  ar.field("path", v.path);
+  ar.field("mask", v.mask);
+  if (version >= 7) ar.field("range", v.range);
+  serialize_names(ar, v.names);
+  if (version >= 9) ar.field("vdev", v.vdev);
+  if constexpr (A::binary) {
+    if (version >= 6 && v.source_type == source_type::shmem) ar.field("smcp", v.smcp);
+  }
+  ar.field("begin", v.begin);
+  ar.field("retime", v.retime);
+  ar.field("sbegin_f", v.sbegin_f);
+  ar.field("send_f", v.send_f);
+  ar.field("name", v.name);
+  ar.field("pos", v.pos);
+  ar.ranged("alpha_type", v.alpha_type, 0, 3, 0);
+  ar.ranged("blend_type", v.blend_type, 0, 4, 0);
+  ar.ranged("depth_blend_type", v.depth_blend_type, 0, 2, 0);
+  ar.field("visible", v.visible);
+  ar.field("opacity", v.opacity);
+  ar.field("invert_color", v.invert_color);
+  ar.field("invert_alpha", v.invert_alpha);
+  ar.field("invert_depth", v.invert_depth);
+  ar.field("alpha_source_id", v.alpha_source_id);
+  ar.ranged("alpha_source_channel", v.alpha_source_channel, 0, 7, 3);
+  if (version >= 21) ar.ranged("alpha_source_range", v.alpha_source_range, 0, 3, 0);
+  ar.field("alpha_source_invert", v.alpha_source_invert);
+  ar.field("alpha_source_stretch", v.alpha_source_stretch);
+  ar.ranged("alpha_source_mode", v.alpha_source_mode, 0, 2, 0);
+  ar.ranged("alpha_source_channel2", v.alpha_source_channel2, 0, 7, 3);
+  ar.field("tf", v.tf);
+  ar.field("auto_update", v.auto_update);
+  ar.field("disable_cache", v.disable_cache);
+  ar.field("aspect", v.aspect);
+  ar.field("scale_x", v.scale_x);
+  if (version >= 2) {
+    ar.field("scale_y", v.scale_y);
+  } else {
+    v.scale_y = v.scale_x;
+  }
+  if (version >= 1) {
+    ar.field("flip_x", v.flip_x);
+    ar.field("flip_y", v.flip_y);
+  }
+  if (version >= 3) {
+    ar.field("border", v.border);
+    ar.field("border_color", v.border_color);
+  }
+  if (version >= 4) {
+    ar.field("crop", v.crop);
+    ar.field("crop_xy", v.crop_xy);
+    ar.field("crop_wh", v.crop_wh);
+  } else {
+    v.crop_wh = {v.width, v.height};
+  }
+  if constexpr (A::binary) {
+    if (v.source_type == source_type::clipboard_image) serialize_picture(ar, "clipboard_image", v.clipboard_image);
+    if (v.source_type == source_type::brush) serialize_picture(ar, "brush_image", v.brush_image);
+    if (v.source_type == source_type::brush_sequence) serialize_canvases(ar, v.brush_seq);
+    if (v.source_type == source_type::embedded_audio) serialize_sound(ar, v.audio);
+  }
+  if (version >= 8) {
+    ar.field("text", io::wide(v.text));
+    ar.field("text_attr", v.text_attr);
+  }
+  if (version >= 10) {
+    ar.field("ck_primary", v.ck_primary);
+    ar.field("ck_secondary", v.ck_secondary);
+  }
+  if (version >= 11) {
+    ar.field("fade_in", v.fade_in);
+    ar.field("fade_out", v.fade_out);
+    ar.field("blur_radius", v.blur_radius);
+  }
+  if (version >= 12) {
+    ar.field("layer", v.layer);
+    serialize_layers(ar, v.layers);
+  }
+  if (version >= 13) {
+    ar.field("version", v.version);
+    ar.field("versions", v.versions);
+  }
+  if (version >= 14) ar.ranged("target_view", v.target_view, 0, 2, 2);
+  if (version >= 15) ar.field("safe_area", v.safe_area);
+  if (version >= 16) ar.ranged("channels", v.channels, 0, 12, 9);
+  if (version >= 17) {
+    ar.ranged("rds", v.rds, 0, 5, 2);
+    ar.field("rcs", v.rcs);
+  }
+  if (version >= 18) ar.field("group_id", v.group_id);
+  if (version >= 19) {
+    ar.field("audible", v.audible);
+    ar.field("volume", v.volume);
+  }
+  if (version >= 20) ar.field("default_name", v.default_name);
+  if constexpr (A::reading) {
+    v.border_color.a = 255;
+    if (!A::binary && is_embedded(v.source_type)) v.source_type = source_type::none;
+  }
+}
+
+}  // namespace ksn
