@@ -92,7 +92,9 @@ std::string without_comments(std::string_view text) {
 }  // namespace
 
 engine::engine(ksn::state& composition)
-    : add_source([this](const source_request& request) { add_to_composition(composition_, request); }),
+    : write_error([](const std::string&) {}),
+      write_output([](const std::string&) {}),
+      add_source([this](const source_request& request) { add_to_composition(composition_, request); }),
       read_command_file(read_whole_file),
       composition_(composition) {}
 
@@ -109,7 +111,7 @@ const layer_field* engine::find_layer_field(std::string_view name) const {
 }
 
 void engine::report(const std::string& line) {
-  if (command_depth > 0 && write_error) write_error(line);
+  if (command_depth > 0) write_error(line);
 }
 
 void engine::command_pass(const std::vector<std::string>& args) {
@@ -127,15 +129,17 @@ void engine::command_pass(const std::vector<std::string>& args) {
       ++i;
       continue;
     }
-    std::string text = expand ? expand_environment(args[i]) : expand_fields(args[i], 0);
-    ++i;
-    if (is_option(text)) {
-      run_option(text);
-    } else if (lib::lower_extension(text) == "ksncmd") {
-      run_command_file(text);
-    } else if (!text.empty()) {
-      i = take_source(args, i, std::move(text), expand);
-    }
+    const std::string& argument = args[i++];
+    guarded(*this, argument, [&] {
+      std::string text = expand ? expand_environment(argument) : expand_fields(argument, 0);
+      if (is_option(text)) {
+        run_option(text);
+      } else if (lib::lower_extension(text) == "ksncmd") {
+        run_command_file(text);
+      } else if (!text.empty()) {
+        i = take_source(args, i, std::move(text), expand);
+      }
+    });
   }
 }
 
@@ -192,7 +196,7 @@ void engine::run_command_file(const std::string& relative_path) {
   if (args.size() > 1 && args[1] == "--ksncmd") args.erase(args.begin() + 1);
   include_stack.insert(path);
   include_order_.push_back(path);
-  command_pass(args);
+  command_pass(args);  // reports whatever goes wrong inside
   include_order_.pop_back();
   include_stack.erase(path);
 }
@@ -200,13 +204,14 @@ void engine::run_command_file(const std::string& relative_path) {
 void engine::run_option(const std::string& text) {
   const depth_guard depth(command_depth);
   const std::string outer = std::exchange(current_option_, text);
-  const std::string stripped = is_option(text) ? text.substr(2) : text;
-  if (!execute_action(stripped)) {
+  guarded(*this, text, [&] {
+    const std::string stripped = is_option(text) ? text.substr(2) : text;
+    if (execute_action(stripped)) return;
     const std::size_t equals = stripped.find('=');
     if (equals == stripped.npos || !set_field(stripped.substr(0, equals), stripped.substr(equals + 1))) {
       report(about(text, invalid_option));
     }
-  }
+  });
   current_option_ = outer;
 }
 

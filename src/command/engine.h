@@ -64,7 +64,7 @@ class engine {
   const global_field* find_global_field(std::string_view name) const;
   const layer_field* find_layer_field(std::string_view name) const;
 
-  // --- what the owner binds ---
+  // --- what the owner binds; the two writers start as ones that drop the line ---
   std::function<void(const std::string& line)> write_error;   // one line, without line feed
   std::function<void(const std::string& line)> write_output;  // the same, for print_field
   // Puts a source on the stack. Starts as the document's own operations.

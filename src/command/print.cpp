@@ -10,7 +10,7 @@ namespace command {
 void engine::print_field(const std::string& name) {
   const auto print = [&](const std::string& scoped) {
     std::string value;
-    if (read_field(scoped, value) == field_read::value && write_output) write_output(scoped + "=" + value);
+    if (read_field(scoped, value) == field_read::value) write_output(scoped + "=" + value);
   };
   if (name.find(':') != name.npos) {
     print(name);
