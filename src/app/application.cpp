@@ -31,18 +31,27 @@ constexpr const char* product_title = "Kestrin 32 " KESTRIN_VERSION;
 
 constexpr const char* short_usage =
     "Usage: kestrin [PATH | OPTION | FILE.ksncmd]...\n"
-    "There is no display to open a window on. To see what it does without one, from the project's folder:\n"
+    "\n"
+    "To see what it does without a window, from the project's folder:\n"
     "  ./run examples/first_look.ksncmd\n"
-    "or put one sequence over another and save the result:\n"
+    "To put one sequence over another and save the result:\n"
     "  kestrin back.####.tga front.####.tga --alpha=normal --save_mask_as_sequence=out.####.tga --exit\n"
     "kestrin --help lists every option.\n";
 
-bool has_display() {
+// Why there can be no window.
+std::string no_window() {
   for (const char* variable : {"DISPLAY", "WAYLAND_DISPLAY"}) {
     const char* value = std::getenv(variable);
-    if (value && *value) return true;
+    if (value && *value) return "No window can be opened: this build has none";
   }
-  return false;
+  return "No window can be opened: there is no display";
+}
+
+render::pipeline_options reporting(command::engine& engine, bool use_cache) {
+  render::pipeline_options options;
+  options.use_cache = use_cache;
+  options.report_error = [&engine](const std::string& line) { engine.report(line); };
+  return options;
 }
 
 }  // namespace
@@ -142,7 +151,7 @@ void application::impl::register_actions() {
     console.print(product_title);
     engine.quit_requested = true;
   };
-  register_benchmarks(engine, pipeline);
+  register_benchmarks(engine, pipeline, reporting(engine, false));
   render::register_information(engine, pipeline);
   save::register_save_actions(engine, pipeline,
                               {[this](const save::progress& progress) { console.show(progress); }, interrupted,
@@ -161,13 +170,10 @@ int application::impl::run_step(bool any_arguments) {
   if (interrupted()) return 130;
   if (engine.quit_requested) return exit_with_status && console.any_error() ? 1 : 0;
   if (!any_arguments) {
-    std::fputs(short_usage, stdout);
+    std::printf("%s.\n%s", no_window().c_str(), short_usage);
     return 0;
   }
-  console.report(has_display() ? "No window can be opened: the desktop module is not installed; end the arguments with "
-                                 "--exit to work without a window"
-                               : "No window can be opened: there is no display; end the arguments with --exit to work "
-                                 "without a window");
+  console.report(no_window() + "; end the arguments with --exit to work without one");
   return -1;
 }
 

@@ -24,14 +24,14 @@ void measure(command::engine& engine, const std::string& name, Frame frame) {
   engine.write_output(name + "_fps=" + command::write_double(time.count() > 0 ? frames / time.count() : 0));
 }
 
-void bench_decode(command::engine& engine, cache::frame_cache& frames) {
+void bench_decode(command::engine& engine, cache::frame_cache& frames, const render::pipeline_options& options) {
   const ksn::state& composition = engine.composition();
   const int index = composition.selected_index();
   if (index >= composition.track_count()) {
     engine.report(command::about("--bench_decode", command::option_needs_layer));
     return;
   }
-  render::pipeline uncached(frames, reporting(engine, false));
+  render::pipeline uncached(frames, options);
   measure(engine, "bench_decode", [&](int t) {
     return uncached.layer_image(composition, composition.track_at(index), t, ksn::cache_resolution_type::full) !=
            nullptr;
@@ -52,15 +52,11 @@ void bench_composite(command::engine& engine, render::pipeline& pipeline) {
 
 }  // namespace
 
-render::pipeline_options reporting(command::engine& engine, bool use_cache) {
-  render::pipeline_options options;
-  options.use_cache = use_cache;
-  options.report_error = [&engine](const std::string& line) { engine.report(line); };
-  return options;
-}
-
-void register_benchmarks(command::engine& engine, render::pipeline& pipeline) {
-  engine.action_table["bench_decode"].execute = [&] { bench_decode(engine, pipeline.frame_cache()); };
+void register_benchmarks(command::engine& engine, render::pipeline& pipeline,
+                         const render::pipeline_options& uncached) {
+  engine.action_table["bench_decode"].execute = [&engine, &pipeline, uncached] {
+    bench_decode(engine, pipeline.frame_cache(), uncached);
+  };
   engine.action_table["bench_composite"].execute = [&] { bench_composite(engine, pipeline); };
 }
 

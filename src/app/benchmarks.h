@@ -6,10 +6,7 @@
 
 namespace app {
 
-// Options of a pipeline whose failures become error lines.
-render::pipeline_options reporting(command::engine& engine, bool use_cache);
-
-// bench_decode works without the cache of `pipeline`.
-void register_benchmarks(command::engine& engine, render::pipeline& pipeline);
+// `uncached`: how bench_decode makes a pipeline of its own on the cache of `pipeline`.
+void register_benchmarks(command::engine& engine, render::pipeline& pipeline, const render::pipeline_options& uncached);
 
 }  // namespace app
