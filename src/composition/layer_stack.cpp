@@ -105,7 +105,6 @@ std::vector<track_info> take_layers(state& composition, const std::set<int>& ind
 track_info copy_of(const track_info& track) {
   track_info copy = track;
   copy.id = next_layer_id();
-  copy.frame_states.clear();
   return copy;
 }
 
@@ -259,6 +258,7 @@ void embed_layer(state& composition) {
   track.height = picture->height;
   track.clipboard_image = std::move(picture);
   track.clip.reset();
+  track.audio.reset();
   track.path.clear();
   track.mask.clear();
   track.range.clear();

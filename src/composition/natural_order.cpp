@@ -139,10 +139,7 @@ void natural_sort(std::vector<std::string>& names) {
 }
 
 void natural_sort(name_list& names) {
-  name_list sorted;
-  sorted.reserve(names.size(), names.bytes());
-  for (const std::uint32_t index : order_of(names)) sorted.add(names[index]);
-  names = std::move(sorted);
+  names.reorder(order_of(names));
 }
 
 }  // namespace ksn

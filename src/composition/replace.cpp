@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "composition/file_paths.h"
-#include "composition/layer_cache.h"
+#include "composition/scan.h"
 #include "composition/sequence.h"
 #include "composition/sequence_pattern.h"
 #include "composition/versions.h"
@@ -15,9 +15,8 @@
 namespace ksn {
 namespace {
 
-bool replace_source(state& composition, track_info& track, const std::string& path, bool single_image) {
-  track_info fresh;
-  if (!composition.route_source(fresh, path, single_image, composition.default_alpha_type)) return false;
+// The source of `fresh` becomes that of the layer.
+void take_source(state& composition, track_info& track, track_info fresh) {
   if (composition.watcher) composition.watcher->forget(track.id);
   if (composition.hooks.cancel_preload) composition.hooks.cancel_preload(track);
   if (track.name.empty() || track.name == track.default_name) track.name = fresh.name;
@@ -40,6 +39,8 @@ bool replace_source(state& composition, track_info& track, const std::string& pa
   track.width = fresh.width;
   track.height = fresh.height;
   track.clip = std::move(fresh.clip);
+  if (!track.has_audio()) track.audible = fresh.audible;
+  track.audio = std::move(fresh.audio);
   track.clipboard_image.reset();
   track.brush_image.reset();
   track.brush_seq.clear();
@@ -51,46 +52,91 @@ bool replace_source(state& composition, track_info& track, const std::string& pa
   track.set_in_out(track.in(), track.out());
   if (composition.hooks.forget_layer) composition.hooks.forget_layer(track.id);
   if (composition.automatic_preload && composition.hooks.request_preload) composition.hooks.request_preload(track);
-  return true;
 }
 
-// The name in `folder` that stands next to `present` in the given direction among those that `counts` takes.
-template <class Counts>
-std::optional<std::string> neighbour(std::string_view folder, std::string_view present, bool forward, Counts counts) {
-  const auto before = [&](std::string_view a, std::string_view b) {
-    return forward ? natural_less(a, b) : natural_less(b, a);
-  };
-  std::optional<std::string> next;   // the nearest behind `present`
-  std::optional<std::string> first;  // where the walk begins again
-  lib::visit_files(folder.empty() ? "." : std::string(folder), [&](std::string_view name) {
-    if (name == present || !counts(name)) return;
-    if (!first || before(name, *first)) first = name;
-    if (before(present, name) && (!next || before(name, *next))) next = name;
+// Of names that are visited in any order, the one that stands next to `present` in the given direction.
+class neighbour_search {
+ public:
+  neighbour_search(std::string_view present, bool forward) : present_(present), forward_(forward) {}
+  void consider(std::string_view name) {
+    if (name == present_) return;
+    if (!first_ || before(name, *first_)) first_ = name;
+    if (before(present_, name) && (!next_ || before(name, *next_))) next_ = name;
+  }
+  // From the end the search begins again at the start.
+  const std::optional<std::string>& found() const { return next_ ? next_ : first_; }
+
+ private:
+  bool before(std::string_view a, std::string_view b) const {
+    return forward_ ? natural_less(a, b) : natural_less(b, a);
+  }
+  std::string_view present_;
+  bool forward_;
+  std::optional<std::string> next_;
+  std::optional<std::string> first_;
+};
+
+void replace_sequence(state& composition, track_info& track, bool forward) {
+  neighbour_search search(forward ? track.names.back() : track.names.front(), forward);
+  const name_matcher own_frames(track.mask);
+  name_list others;
+  lib::visit_files(track.path.empty() ? "." : track.path, [&](std::string_view name) {
+    int number = 0;
+    bool fits = false;
+    if (track.mask == "*" || own_frames(name, number, fits) || !img::is_image_file(std::string(name))) return;
+    search.consider(name);
+    others.add(name);
   });
-  return next ? next : first;
+  if (!search.found()) return;
+  const std::string path = track.path + *search.found();
+  std::string pattern;
+  track_info fresh;
+  const bool is_sequence = build_pattern(path, pattern) && scan_folder(pattern, fresh, composition.default_alpha_type,
+                                                                       false, {}, &others) == scan_result::found;
+  if (!is_sequence) {
+    fresh = track_info();
+    if (!composition.route_source(fresh, path, true, composition.default_alpha_type)) return;
+  }
+  take_source(composition, track, std::move(fresh));
+}
+
+void replace_file(state& composition, track_info& track, bool forward) {
+  const auto [folder, file] = split_real_path(track.path);
+  neighbour_search search(file, forward);
+  const std::string extension = lib::lower_extension(track.path);
+  lib::visit_files(folder.empty() ? "." : std::string(folder), [&](std::string_view name) {
+    const bool counts =
+        track.is_clip() ? lib::lower_extension(name) == extension : img::is_image_file(std::string(name));
+    if (counts) search.consider(name);
+  });
+  if (!search.found()) return;
+  track_info fresh;
+  const std::string path = std::string(folder) + *search.found();
+  if (!composition.route_source(fresh, path, true, composition.default_alpha_type)) return;
+  take_source(composition, track, std::move(fresh));
 }
 
 void replace_with_neighbour(state& composition, bool forward) {
   if (!can_replace_with_neighbour(composition)) return;
   track_info& track = composition.track_at(composition.selected_index());
-  const bool is_sequence = track.source_type == source_type::sequence;
-  const std::string extension = lib::lower_extension(track.path);
-  const auto [folder, file] = split_real_path(track.path);
-  const std::string present(!is_sequence ? file : forward ? track.names.back() : track.names.front());
-  const auto next = neighbour(folder, present, forward, [&](std::string_view name) {
-    int number = 0;
-    bool fits = false;
-    if (is_sequence && (track.mask == "*" || match_frame(name, track.mask, number, fits))) return false;
-    return track.is_clip() ? lib::lower_extension(name) == extension : img::is_image_file(std::string(name));
-  });
-  if (next) replace_source(composition, track, std::string(folder) + *next, !is_sequence);
+  if (track.source_type == source_type::sequence) {
+    replace_sequence(composition, track, forward);
+  } else {
+    replace_file(composition, track, forward);
+  }
 }
 
 }  // namespace
 
 bool layer_replace_with(state& composition, const std::string& path) {
   const int index = composition.selected_index();
-  return index != composition.track_count() && replace_source(composition, composition.track_at(index), path, false);
+  track_info fresh;
+  if (index == composition.track_count() ||
+      !composition.route_source(fresh, path, false, composition.default_alpha_type)) {
+    return false;
+  }
+  take_source(composition, composition.track_at(index), std::move(fresh));
+  return true;
 }
 
 bool can_replace_with_neighbour(const state& composition) {

@@ -1,15 +1,21 @@
 // From a path to an open source.
 #include "composition/route.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
+#include <new>
 
 #include "composition/file_paths.h"
+#include "composition/frame_numbers.h"
 #include "composition/scan.h"
 #include "composition/sequence.h"
 #include "composition/state.h"
 #include "img/format.h"
+#include "io/exceptions.h"
 #include "lib/paths.h"
 #include "platform/files.h"
+#include "sources/wave.h"
 
 namespace ksn {
 namespace {
@@ -26,18 +32,48 @@ std::string hexadecimal(int code) {
   return text;
 }
 
-bool open_kind(track_info& record, clip_kind kind, const std::string& path, int rate, int& error) {
-  const sources::open_result result = sources::open_clip(kind, path, rate);
+bool open_kind(state& composition, track_info& record, clip_kind kind, const std::string& path, int& error) {
+  const sources::open_result result = sources::open_clip(kind, path, composition.fpcs);
   error = result.error;
   if (!result.opened) return false;
-  take_clip(record, result.opened, path, rate);
+  take_clip(record, result.opened, path, composition.fpcs);
+  try {
+    record.audio = record.clip->read_audio();
+  } catch (const std::bad_alloc&) {
+    composition.report_error(line(path, "Could not get audio for work area (out of memory?)"));
+  }
+  record.audible = record.has_audio();
+  return true;
+}
+
+// A layer of sound alone, as long as its samples last. False for a file that is no such wave.
+bool open_wave(track_info& record, const std::string& path, int rate) {
+  std::shared_ptr<const sources::wave_context> sound;
+  try {
+    sound = sources::load_wave(path);
+  } catch (const io::exception&) {
+    return false;
+  }
+  if (!sound || sound->sample_rate == 0) return false;
+  record = track_info();
+  record.source_type = source_type::wave;
+  record.frames =
+      std::clamp(rounded_frame(std::ceil(static_cast<double>(sound->frames()) / sound->sample_rate * rate / 100.0)), 1,
+                 frame_limit);
+  record.fpcs = rate;
+  record.path = path;
+  record.name = name_of_source(record);
+  record.default_name = record.name;
+  record.visible = true;
+  record.audible = true;
+  record.audio = std::move(sound);
   return true;
 }
 
 // Kinds that are known by their extension and never fall through to another reader.
 bool open_camera_clip(state& composition, track_info& record, clip_kind kind, const std::string& path) {
   int error = 0;
-  if (open_kind(record, kind, path, composition.fpcs, error)) return true;
+  if (open_kind(composition, record, kind, path, error)) return true;
   composition.report_error(line(path, "Open error " + std::to_string(error) + " (" + hexadecimal(error) + ")"));
   return false;
 }
@@ -46,9 +82,7 @@ bool open_movie(state& composition, track_info& record, const std::string& path,
   int avi_error = 0;
   int directshow_error = 0;
   int quicktime_error = 0;
-  const auto try_kind = [&](clip_kind kind, int& error) {
-    return open_kind(record, kind, path, composition.fpcs, error);
-  };
+  const auto try_kind = [&](clip_kind kind, int& error) { return open_kind(composition, record, kind, path, error); };
   if (try_kind(clip_kind::avi, avi_error)) return true;
   if (is_avi && try_kind(clip_kind::directshow, directshow_error)) return true;
   if (try_kind(clip_kind::quicktime, quicktime_error)) return true;
@@ -113,6 +147,7 @@ bool state::route_source(track_info& record, const std::string& path, bool singl
     report_error(line(path, "Open error 2 (0x00000002)"));
     return false;
   }
+  if (extension == "wav" && open_wave(record, path, fpcs)) return true;
   return open_movie(*this, record, path, extension == "avi");
 }
 

@@ -9,9 +9,10 @@ namespace ksn {
 
 enum class scan_result { found, one_file, nothing };
 
-// scan_sequence() without error lines. For one_file the record holds the folder and, in `names`, the file.
+// scan_sequence() without error lines. For one_file the record holds the folder and, in `names`, the file. A
+// folder that was read already is given as its names in `listed`.
 scan_result scan_folder(const std::string& pattern_path, track_info& record, alpha_type default_alpha, bool forced,
-                        const std::string& fallback_name);
+                        const std::string& fallback_name, const name_list* listed = nullptr);
 // Makes the record the frames that `range` lists. False for a text that is no range.
 bool make_range(const std::string& pattern_path, const std::string& range, track_info& record,
                 alpha_type default_alpha);

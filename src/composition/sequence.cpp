@@ -21,11 +21,12 @@ constexpr double least_density = 0.7;
 
 struct found_files {
   name_list names;
-  std::vector<int> numbers;  // of the names; only while every number fits
+  std::vector<int> numbers;  // of the names, when the pattern has wildcards
   int low = std::numeric_limits<int>::max();
   int high = -std::numeric_limits<int>::max();
-  bool all_fit = true;
-  bool numbered = false;
+  bool numbered = false;  // the pattern has wildcards
+  bool all_fit = true;    // every number is an int
+  bool any_sign = false;
 };
 
 // Asks the image library once for each run of names with the same extension.
@@ -48,20 +49,14 @@ class known_extension {
   bool asked_ = false;
 };
 
-// The files of `folder` that the image library knows and that match `pattern`; `*` alone takes all.
-found_files find_files(const std::string& folder, const std::string& pattern) {
+// The files that the image library knows and that match `pattern`, of those in `folder` or of those in `listed` when
+// that is given; `*` alone takes all.
+found_files find_files(const std::string& folder, const std::string& pattern, const name_list* listed) {
   found_files found;
   found.numbered = pattern != "*" && has_wildcard(pattern);
   known_extension is_known;
-  // Nearly every name begins with the pattern's text as it stands.
-  const std::size_t fixed = found.numbered ? pattern.find_first_of("?*") : 0;
-  const std::string_view fixed_text = std::string_view(pattern).substr(0, fixed);
-  const std::string_view rest = std::string_view(pattern).substr(fixed);
-  const auto matches = [&](std::string_view name, int& number, bool& fits) {
-    if (name.starts_with(fixed_text)) return match_frame(name.substr(fixed), rest, number, fits);
-    return match_frame(name, pattern, number, fits);
-  };
-  lib::visit_files(folder.empty() ? "." : folder, [&](std::string_view name) {
+  const name_matcher matches(pattern);
+  const auto take = [&](std::string_view name) {
     int number = 0;
     bool fits = true;
     if (pattern != "*" && !matches(name, number, fits)) return;
@@ -70,33 +65,59 @@ found_files find_files(const std::string& folder, const std::string& pattern) {
       found.low = std::min(found.low, fits ? number : found.low);
       found.high = std::max(found.high, fits ? number : found.high);
       found.all_fit = found.all_fit && fits;
+      found.any_sign = found.any_sign || matches.has_sign(name);
       found.numbers.push_back(number);
     }
     found.names.add(name);
-  });
+  };
+  if (listed) {
+    for (std::size_t i = 0; i < listed->size(); ++i) take((*listed)[i]);
+  } else {
+    lib::visit_files(folder.empty() ? "." : folder, take);
+  }
   return found;
 }
 
-// The names of all numbers from the lowest to the highest; those that were found keep their own spelling.
-name_list fill_holes(const found_files& found, const std::string& pattern) {
-  constexpr std::uint32_t nobody = 0xFFFFFFFFu;
-  const std::size_t count = static_cast<std::size_t>(static_cast<long long>(found.high) - found.low + 1);
-  std::vector<std::uint32_t> places(count, nobody);
+constexpr std::uint32_t nobody = 0xFFFFFFFFu;
+
+// The indices of the names by their numbers, from the lowest number to the highest; `nobody` in the holes. Of several
+// spellings of one number the first in byte order stays, whatever the order of the listing, and `unique` becomes false.
+std::vector<std::uint32_t> by_number(const found_files& found, bool& unique) {
+  std::vector<std::uint32_t> places(static_cast<std::size_t>(static_cast<long long>(found.high) - found.low + 1),
+                                    nobody);
   for (std::size_t i = 0; i < found.names.size(); ++i) {
     std::uint32_t& place = places[static_cast<std::size_t>(static_cast<long long>(found.numbers[i]) - found.low)];
-    // Of several spellings of one number the first in byte order stays, whatever the order of the listing.
+    unique = unique && place == nobody;
     if (place == nobody || found.names[i] < found.names[place]) place = static_cast<std::uint32_t>(i);
   }
-  name_list names;
-  names.reserve(count, found.names.bytes());
-  for (std::size_t i = 0; i < count; ++i) {
-    if (places[i] != nobody) {
-      names.add(found.names[places[i]]);
-    } else {
-      names.add(name_for_number(pattern, static_cast<int>(found.low + static_cast<long long>(i))));
+  return places;
+}
+
+// The names become those of all numbers from the lowest to the highest; those that were found keep their own spelling.
+void fill_holes(found_files& found, const std::string& pattern) {
+  bool unique = true;
+  std::vector<std::uint32_t> places = by_number(found, unique);
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    if (places[i] != nobody) continue;
+    places[i] = static_cast<std::uint32_t>(found.names.size());
+    found.names.add(name_for_number(pattern, static_cast<int>(found.low + static_cast<long long>(i))));
+  }
+  found.names.reorder(places);
+}
+
+// Puts the names in natural order. Numbers without a sign that lie close together are that order already.
+void sort_found(found_files& found) {
+  const double span = static_cast<double>(found.high) - found.low + 1;
+  if (found.numbered && found.all_fit && !found.any_sign && span <= static_cast<double>(found.names.size()) * 4) {
+    bool unique = true;
+    std::vector<std::uint32_t> places = by_number(found, unique);
+    if (unique) {
+      std::erase(places, nobody);
+      found.names.reorder(places);
+      return;
     }
   }
-  return names;
+  natural_sort(found.names);
 }
 
 bool dense_enough(const found_files& found) {
@@ -143,7 +164,7 @@ void read_first_header(track_info& record, const std::string& path, alpha_type d
 }
 
 scan_result scan_folder(const std::string& pattern_path, track_info& record, alpha_type default_alpha, bool forced,
-                        const std::string& fallback_name) {
+                        const std::string& fallback_name, const name_list* listed) {
   reset_timing(record);
   const auto [folder, pattern] = split_real_path(pattern_path);
   record.path = folder;
@@ -156,7 +177,7 @@ scan_result scan_folder(const std::string& pattern_path, track_info& record, alp
   record.names.clear();
   record.range.clear();
 
-  found_files found = find_files(record.path, record.mask);
+  found_files found = find_files(record.path, record.mask, listed);
   if (found.names.empty() && forced) {
     name_list names;
     names.add(fallback_name);
@@ -171,11 +192,11 @@ scan_result scan_folder(const std::string& pattern_path, track_info& record, alp
     return scan_result::one_file;
   }
   if (!forced && dense_enough(found)) {
-    set_frame_names(record, fill_holes(found, record.mask));
+    fill_holes(found, record.mask);
   } else {
-    natural_sort(found.names);
-    set_frame_names(record, std::move(found.names));
+    sort_found(found);
   }
+  set_frame_names(record, std::move(found.names));
   read_first_header(record, record.file_of(0), default_alpha);
   return scan_result::found;
 }

@@ -113,7 +113,7 @@ void state::enter_stack(track_info record, bool apply_default_aspect) {
     extend_timeline_to(end);
   }
   if (automatic_preload && hooks.request_preload) hooks.request_preload(added);
-  if (added.audible && hooks.start_audio) hooks.start_audio();
+  if (added.has_audio() && hooks.start_audio) hooks.start_audio();
 }
 
 void state::new_adjustment_layer(int frames) {

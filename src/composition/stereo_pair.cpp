@@ -114,7 +114,6 @@ bool add_other_stereo_view(state& composition) {
   int eye = 0;
   if (!find_other_eye(composition, original, copy, eye)) return false;
   copy.id = next_layer_id();
-  copy.frame_states.clear();
   if (copy.name == copy.default_name) copy.name = name_of_source(copy);
   copy.default_name = name_of_source(copy);
   original.target_view = eye == 0 ? target_view_type::left : target_view_type::right;

@@ -56,6 +56,22 @@ struct r3d_color_settings {
   bool operator==(const r3d_color_settings&) const = default;
 };
 
+// What is known of the frames of a layer, one byte for each source frame: 1 stored, 2 drawn on, 3 the load failed, 0
+// unknown. May be shorter than the source: what is not there is unknown. A copy of a layer starts without knowledge, so
+// that copying one of 100,000 frames costs nothing.
+class frame_table : public std::vector<std::uint8_t> {
+ public:
+  using vector::vector;
+  frame_table() = default;
+  frame_table(const frame_table&) : vector() {}
+  frame_table(frame_table&&) noexcept = default;
+  frame_table& operator=(const frame_table&) {
+    clear();
+    return *this;
+  }
+  frame_table& operator=(frame_table&&) noexcept = default;
+};
+
 // A new value of a process-wide counter that starts at 1.
 int next_layer_id();
 // Makes sure that the counter goes on behind `id`.
@@ -136,9 +152,7 @@ struct track_info {
   std::string text;  // of a text layer, UTF-8, fields included
   text_attributes text_attr;
 
-  // One byte for each source frame: 1 stored, 2 drawn on, 3 the load failed, 0 unknown. May be shorter than the source:
-  // what is not there is unknown.
-  std::vector<std::uint8_t> frame_states;
+  frame_table frame_states;
 
   // A source whose frames are decoded from a file.
   bool is_decoded() const;

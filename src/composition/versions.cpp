@@ -68,10 +68,11 @@ bool source_exists(const track_info& track, const versioned_source& source) {
   if (!platform::is_folder(source.path)) return false;
   if (!source.names.empty() && platform::file_exists(source.path + std::string(source.names.front()))) return true;
   bool found = false;
+  const name_matcher matches(source.mask);
   lib::visit_files(source.path, [&](std::string_view name) {
     int number = 0;
     bool fits = false;
-    found = found || (source.mask == "*" || match_frame(name, source.mask, number, fits));
+    found = found || source.mask == "*" || matches(name, number, fits);
   });
   return found;
 }
@@ -119,6 +120,21 @@ void reopen(state& composition, track_info& track) {
   track.layers = fresh.layers;
 }
 
+// The source as it is under `version` becomes that of the layer.
+void take_version(state& composition, track_info& track, const std::string& version, versioned_source source) {
+  drop_from_cache(composition, track);
+  const bool named_by_file = track.name == name_of_source(track);
+  track.path = std::move(source.path);
+  track.mask = std::move(source.mask);
+  track.names = std::move(source.names);
+  track.frame_states.clear();
+  track.version = version;
+  track.default_name = name_of_source(track);
+  if (named_by_file) track.name = track.default_name;
+  reopen(composition, track);
+  if (composition.watcher && composition.watcher->watches(track.id)) composition.watcher->watch(track.id, track.path);
+}
+
 void step_version(state& composition, int direction) {
   const int index = composition.selected_index();
   if (index == composition.track_count()) return;
@@ -133,7 +149,7 @@ void step_version(state& composition, int direction) {
     const std::string candidate = track.versions[static_cast<std::size_t>(at)];
     versioned_source source;
     if (candidate == track.version || !find_version(track, candidate, source)) continue;
-    set_version(composition, track, candidate);
+    take_version(composition, track, candidate, std::move(source));
     return;
   }
 }
@@ -205,20 +221,10 @@ void layer_previous_version(state& composition) {
 void set_version(state& composition, track_info& track, const std::string& version) {
   const std::string present = version_of(track);
   if (present.empty() || version == present || end_of_token(version, 0) != version.size()) return;
-  drop_from_cache(composition, track);
-  const bool named_by_file = track.name == name_of_source(track);
   versioned_source source;
   // One that is not there still becomes the source, by its most likely names.
   find_version(track, version, source);
-  track.path = std::move(source.path);
-  track.mask = std::move(source.mask);
-  if (track.source_type == source_type::sequence) track.names = std::move(source.names);
-  track.frame_states.clear();
-  track.version = version;
-  track.default_name = name_of_source(track);
-  if (named_by_file) track.name = track.default_name;
-  reopen(composition, track);
-  if (composition.watcher && composition.watcher->watches(track.id)) composition.watcher->watch(track.id, track.path);
+  take_version(composition, track, version, std::move(source));
 }
 
 }  // namespace ksn

@@ -150,6 +150,32 @@ TEST_F(adding, what_does_not_open_is_one_line_and_no_layer) {
   EXPECT_EQ(c.tm_n, 250);
 }
 
+TEST_F(adding, sound_alone) {
+  // 8-bit mono at 8,000 Hz: 12,001 samples are a little more than 37.5 frames.
+  const auto number = [](std::uint32_t value, int bytes) {
+    std::string text;
+    for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> 8 * i);
+    return text;
+  };
+  const std::string samples(12001, '\x80');
+  write_file(folder / "a.wav", "RIFF" + number(36 + 12001, 4) + "WAVEfmt " + number(16, 4) + number(1, 2) +
+                                   number(1, 2) + number(8000, 4) + number(8000, 4) + number(1, 2) + number(8, 2) +
+                                   "data" + number(12001, 4) + samples);
+  int started = 0;
+  c.hooks.start_audio = [&] { ++started; };
+  ASSERT_TRUE(c.add(folder / "a.wav", false, false, false));
+  const ksn::track_info& track = c.track_at(0);
+  EXPECT_EQ(track.source_type, source_type::wave);
+  EXPECT_EQ(track.frames, 38);
+  EXPECT_TRUE(track.audible);
+  EXPECT_TRUE(track.has_audio());
+  EXPECT_EQ(track.name, "a.wav");
+  EXPECT_EQ(started, 1);
+  write_file(folder / "b.wav", "no wave");
+  EXPECT_FALSE(c.add(folder / "b.wav", false, false, false));
+  EXPECT_EQ(c.errors.size(), 1u);
+}
+
 TEST_F(adding, layers_made_inside) {
   c.mask_size = {200, 100};
   c.hooks.text = [](std::string_view key) { return "<" + std::string(key) + ">"; };
