@@ -71,7 +71,7 @@ void read_in_blocks(Imf::InputFile& input, const exr_file& file, const std::vect
 }  // namespace
 
 void read_by_library(const exr_file& file, const std::vector<exr_channel_use>& uses, image& image) {
-  set_exr_threads();
+  start_exr_threads();
   with_exr_errors(file.path(), [&] {
     exr_input_stream stream(file.source());
     Imf::InputFile input(stream);
@@ -89,7 +89,7 @@ void decode_chroma(const exr_file& file, image& image) {
   const exr_overlap overlap = overlap_of(file);
   if (overlap.empty()) return;
   check_chunk_sizes(file);
-  set_exr_threads();
+  start_exr_threads();
   with_exr_errors(file.path(), [&] {
     exr_input_stream stream(file.source());
     Imf::RgbaInputFile input(stream);

@@ -6,15 +6,14 @@
 #include <cerrno>
 #include <cstring>
 #include <mutex>
-
-#include "lib/parallel.h"
+#include <thread>
 
 namespace img {
 
-void set_exr_threads() {
-  static std::mutex lock;
-  const std::lock_guard hold(lock);
-  if (Imf::globalThreadCount() != lib::thread_count()) Imf::setGlobalThreadCount(lib::thread_count());
+void start_exr_threads() {
+  static std::once_flag once;
+  std::call_once(
+      once, [] { Imf::setGlobalThreadCount(static_cast<int>(std::max(1u, std::thread::hardware_concurrency()))); });
 }
 
 bool exr_input_stream::read(char bytes[], int count) {

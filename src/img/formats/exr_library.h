@@ -11,9 +11,9 @@
 
 namespace img {
 
-// Gives the library's thread pool as many threads as parallel loops have. Before each use of the library that decodes
-// or encodes.
-void set_exr_threads();
+// Gives the library's thread pool a thread for each processor. Before each use of the library that decodes or encodes;
+// only the first call does something, since the pool must not change while another thread decodes.
+void start_exr_threads();
 
 // A file to be read. The library keeps its place in it, so each open picture needs one of its own.
 class exr_input_stream : public Imf::IStream {

@@ -62,7 +62,7 @@ void write_planes(const std::string& path, const image_info& info, int width, in
     source.insert(names[i], Imf::Slice(Imf::HALF, samples, 2, row));
   }
   add_information(header, info);
-  set_exr_threads();
+  start_exr_threads();
   exr_output_stream stream(path);
   with_exr_errors(path, [&] {
     Imf::OutputFile output(stream, header);
