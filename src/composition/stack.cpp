@@ -135,6 +135,7 @@ void state::new_text_layer(int frames) {
 }
 
 void state::layer_delete_all() {
+  if (hooks.stop_preload) hooks.stop_preload();
   for (const track_info& track : tracks) {
     if (hooks.forget_layer) hooks.forget_layer(track.id);
   }
