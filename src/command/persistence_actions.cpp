@@ -1,5 +1,8 @@
 #include "command/persistence_actions.h"
 
+#include <filesystem>
+#include <system_error>
+
 #include "command/guard.h"
 #include "composition/invariants.h"
 #include "composition/persistence.h"
@@ -36,6 +39,9 @@ void recent_notes::open(engine& engine, const std::string& path, bool remember) 
   ksn::check_invariants(composition, "open_composition");
   if (!whole) return;
   composition.file_name = remember ? path : std::string();
+  // Relative paths are those of the opened composition from now on.
+  std::error_code ignored;
+  if (remember) std::filesystem::current_path(lib::folder_of(path), ignored);
   if (composition.hooks.refresh_caption) composition.hooks.refresh_caption();
   if (remember) note_opened(path);
 }

@@ -17,26 +17,34 @@ void save_composition(const state& composition, const std::string& path);
 
 // Replaces the document by that of the file. The document is left alone when the file can't be opened; a file that is
 // broken further on gives what was read up to there, and the exception. The present document is filed first
-// (state_hooks::file_among_unsaved) when it has layers and `file_present` is set. Clips are opened again; one that
-// can't be opened leaves a layer without a source. Does not set the document's file name.
+// (state_hooks::file_among_unsaved) when it has layers and `file_present` is set. Sources that moved along with the
+// file are found again (composition/relink.h). Clips are opened again; one that can't be opened leaves a layer without
+// a source. Sets neither the document's file name nor the working folder.
 void load_composition(state& composition, const std::string& path, bool file_present);
 
-// What is read is stored field by field, then put within the bounds of the document; nothing is opened. For files in
-// memory; load_composition() is made of it.
+// The bodies of those two, for archives in memory, without header and footer. What is read is stored field by field as
+// it stands; nothing is opened.
 void read_composition(io::binary_iarchive& archive, composition_view& view);
 void read_composition(io::xml_iarchive& archive, composition_view& view);
+void write_composition(io::binary_oarchive& archive, const composition_view& view);
+void write_composition(io::xml_oarchive& archive, const composition_view& view);
 // What holds for the document (composition/invariants.h) holds then, whatever `view` was read from.
 void put_within_bounds(composition_view& view);
 
 constexpr const char* settings_file_name = "kestrin.settings.dat";
 
-// The settings of the user's configuration folder, read at start and written at the end of a run with a window.
-// Reading swallows every failure and returns false: the defaults stand, but for what was read before it. Writing throws
-// as save_composition(), and does nothing where there is no such folder.
-bool load_settings(state& composition);
-void save_settings(const state& composition);
-// The same for a file of any name; reading throws.
+// The settings of the user's configuration folder, read at start and written at the end of a run with a window. Both
+// swallow every failure and return false. After a failed read the defaults stand, but for what was read before it;
+// after a failed write the old file stands. Instances that end at the same time write one after the other.
+bool load_settings(composition_view& view);
+bool save_settings(const composition_view& view);
+// The same for a file of any name; they throw.
 void load_settings_file(composition_view& view, const std::string& path);
 void save_settings_file(const composition_view& view, const std::string& path);
+// The bodies, for archives in memory.
+void read_settings(io::binary_iarchive& archive, composition_view& view);
+void read_settings(io::xml_iarchive& archive, composition_view& view);
+void write_settings(io::binary_oarchive& archive, const composition_view& view);
+void write_settings(io::xml_oarchive& archive, const composition_view& view);
 
 }  // namespace ksn

@@ -29,7 +29,8 @@ void serialize(A& ar, recent_item& v, int) {
 namespace {
 
 constexpr const char* root_key = "recent";
-constexpr int longest_wait = 2000;  // milliseconds
+constexpr int longest_wait = 2000;      // milliseconds, for a document that would be lost
+constexpr int longest_note_wait = 500;  // for a note; many programs of a farm may share the lists
 
 std::string list_path(const std::string& folder) {
   return lib::add_separator(folder) + recent_file_name;
@@ -40,8 +41,11 @@ std::string lock_path(const std::string& folder) {
 
 // Returns the items that fell off the end.
 std::vector<recent_item> put_in_front(std::vector<recent_item>& items, const std::string& path) {
+  recent_item newest{path, 0};
+  const auto known = std::find_if(items.begin(), items.end(), [&](const auto& item) { return item.path == path; });
+  if (known != items.end()) newest = *known;
   std::erase_if(items, [&](const recent_item& item) { return item.path == path; });
-  items.insert(items.begin(), {path, 0});
+  items.insert(items.begin(), std::move(newest));
   std::vector<recent_item> dropped;
   if (items.size() > most_recent_items) {
     const auto end = items.begin() + static_cast<std::ptrdiff_t>(most_recent_items);
@@ -68,6 +72,12 @@ void remove_unsaved(const std::string& folder, const std::string& path) {
 
 }  // namespace
 
+recent_lists read_recent(io::xml_iarchive& archive) {
+  recent_lists lists;
+  archive.field(root_key, lists);
+  return lists;
+}
+
 recent_lists read_recent(const std::string& folder) {
   recent_lists lists;
   try {
@@ -82,11 +92,15 @@ recent_lists read_recent(const std::string& folder) {
 }
 
 bool note_recent(const std::string& folder, const char* kind, const std::vector<std::string>& paths) {
-  const platform::file_lock lock(lock_path(folder), longest_wait);
+  const auto with_notes = [&](recent_lists lists) {
+    for (const std::string& path : paths) put_in_front(lists[kind], path);
+    return lists;
+  };
+  // Most often it is the same again: then nothing is locked and written.
+  if (const recent_lists present = read_recent(folder); with_notes(present) == present) return true;
+  const platform::file_lock lock(lock_path(folder), longest_note_wait);
   if (!lock.held()) return false;
-  recent_lists lists = read_recent(folder);
-  for (const std::string& path : paths) put_in_front(lists[kind], path);
-  io::save_document(list_path(folder), root_key, lists);
+  io::save_document(list_path(folder), root_key, with_notes(read_recent(folder)));
   return true;
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "composition/state.h"
+#include "io/xml_archive.h"
 
 namespace ksn {
 
@@ -27,6 +28,8 @@ constexpr const char* unsaved_items = "unsaved";  // compositions in files of th
 
 // A file that is missing or can't be understood gives no items.
 recent_lists read_recent(const std::string& folder);
+// The body of the file, for an archive in memory. Throws as the archive.
+recent_lists read_recent(io::xml_iarchive& archive);
 
 // Puts paths in front of a list, the last of them first; a path that is there already moves. False when another
 // instance holds the lists too long. Throws the io family.

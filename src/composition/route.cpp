@@ -37,11 +37,7 @@ bool open_kind(state& composition, track_info& record, clip_kind kind, const std
   error = result.error;
   if (!result.opened) return false;
   take_clip(record, result.opened, path, composition.fpcs);
-  try {
-    record.audio = record.clip->read_audio();
-  } catch (const std::bad_alloc&) {
-    composition.report_error(line(path, "Could not get audio for work area (out of memory?)"));
-  }
+  read_sound(composition, record);
   record.audible = record.has_audio();
   return true;
 }
@@ -93,6 +89,14 @@ bool open_movie(state& composition, track_info& record, const std::string& path,
 }
 
 }  // namespace
+
+void read_sound(const state& composition, track_info& record) {
+  try {
+    record.audio = record.clip->read_audio();
+  } catch (const std::bad_alloc&) {
+    composition.report_error(line(record.path, "Could not get audio for work area (out of memory?)"));
+  }
+}
 
 void take_clip(track_info& record, std::shared_ptr<sources::clip> clip, const std::string& path, int rate) {
   record.source_type = static_cast<ksn::source_type>(clip->kind());

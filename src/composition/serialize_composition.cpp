@@ -6,6 +6,8 @@
 #include "composition/frame_numbers.h"
 #include "composition/layer_stack.h"
 #include "composition/persistence.h"
+#include "composition/relink.h"
+#include "composition/route.h"
 #include "composition/serialize_track.h"
 #include "io/document.h"
 #include "io/file.h"
@@ -118,6 +120,12 @@ void serialize(A& ar, composition_record& record, int version) {
 namespace {
 
 constexpr const char* root_key = "composition";
+
+// A writer changes nothing.
+composition_record record_to_write(const composition_view& view) {
+  return {const_cast<composition_view&>(view)};
+}
+
 // Identities above it are replaced, so that there is always a next one.
 constexpr int largest_layer_id = 1'000'000'000;
 constexpr int most_text_pixels = 10'000;
@@ -248,6 +256,7 @@ void open_source(state& composition, track_info& track) {
     track.source_type = source_type::none;
     return;
   }
+  read_sound(composition, track);
   track.frames = track.clip->frames();
   track.width = track.clip->width();
   track.height = track.clip->height();
@@ -295,10 +304,17 @@ void read_composition(io::xml_iarchive& archive, composition_view& view) {
   archive.field(root_key, record);
 }
 
+void write_composition(io::binary_oarchive& archive, const composition_view& view) {
+  archive.field(root_key, record_to_write(view));
+}
+
+void write_composition(io::xml_oarchive& archive, const composition_view& view) {
+  archive.field(root_key, record_to_write(view));
+}
+
 void save_composition(const state& composition, const std::string& path) {
-  // A writer changes nothing.
-  composition_record record{const_cast<state&>(composition)};
-  io::save_document(path, root_key, record);
+  const auto body = [&](auto& archive) { write_composition(archive, composition); };
+  io::write_document(path, body, body);
 }
 
 void load_composition(state& composition, const std::string& path, bool file_present) {
@@ -309,6 +325,7 @@ void load_composition(state& composition, const std::string& path, bool file_pre
   composition_view view = with_settings_of(composition);
   const auto take = [&] {
     put_within_bounds(view);
+    relink(view.tracks, path);
     adopt(composition, std::move(view));
   };
   try {

@@ -6,6 +6,7 @@
 #include "composition/serialize_track.h"
 #include "io/document.h"
 #include "lib/paths.h"
+#include "platform/file_lock.h"
 #include "platform/folders.h"
 
 namespace ksn {
@@ -103,6 +104,12 @@ void serialize(A& ar, settings_record& record, int version) {
 namespace {
 
 constexpr const char* root_key = "kestrin.settings";
+constexpr int longest_wait = 2000;  // milliseconds
+
+// A writer changes nothing.
+settings_record record_to_write(const composition_view& view) {
+  return {const_cast<composition_view&>(view)};
+}
 
 bool settings_path(bool create, std::string& path) {
   if (!platform::get_folder(platform::folder_kind::roaming_data, create, path)) return false;
@@ -126,9 +133,9 @@ void settle(composition_view& view) {
 }  // namespace
 
 void load_settings_file(composition_view& view, const std::string& path) {
-  settings_record record{view};
   try {
-    io::load_document(path, root_key, record);
+    const auto body = [&](auto& archive) { read_settings(archive, view); };
+    io::read_document(path, body, body);
   } catch (...) {
     settle(view);
     throw;
@@ -137,25 +144,50 @@ void load_settings_file(composition_view& view, const std::string& path) {
 }
 
 void save_settings_file(const composition_view& view, const std::string& path) {
-  // A writer changes nothing.
-  settings_record record{const_cast<composition_view&>(view)};
-  io::save_document(path, root_key, record);
+  const auto body = [&](auto& archive) { write_settings(archive, view); };
+  io::write_document(path, body, body);
 }
 
-bool load_settings(state& composition) {
-  std::string path;
-  if (!settings_path(false, path)) return false;
+void read_settings(io::binary_iarchive& archive, composition_view& view) {
+  settings_record record{view};
+  archive.field(root_key, record);
+}
+
+void read_settings(io::xml_iarchive& archive, composition_view& view) {
+  settings_record record{view};
+  archive.field(root_key, record);
+}
+
+void write_settings(io::binary_oarchive& archive, const composition_view& view) {
+  archive.field(root_key, record_to_write(view));
+}
+
+void write_settings(io::xml_oarchive& archive, const composition_view& view) {
+  archive.field(root_key, record_to_write(view));
+}
+
+bool load_settings(composition_view& view) {
   try {
-    load_settings_file(composition, path);
+    std::string path;
+    if (!settings_path(false, path)) return false;
+    load_settings_file(view, path);
     return true;
   } catch (const std::exception&) {
     return false;
   }
 }
 
-void save_settings(const state& composition) {
-  std::string path;
-  if (settings_path(true, path)) save_settings_file(composition, path);
+bool save_settings(const composition_view& view) {
+  try {
+    std::string path;
+    if (!settings_path(true, path)) return false;
+    const platform::file_lock lock(path + ".lock", longest_wait);
+    if (!lock.held()) return false;
+    save_settings_file(view, path);
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
 }
 
 }  // namespace ksn

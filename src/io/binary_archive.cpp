@@ -95,6 +95,13 @@ int binary_iarchive::read_sequence_size() {
   return count;
 }
 
+int binary_iarchive::read_element_count() {
+  const int count = read_sequence_size();
+  if (count > elements_left_) throw invalid_format(reader_.name(), "More elements than a file of its size can hold");
+  elements_left_ -= count;
+  return count;
+}
+
 void binary_iarchive::read_block(void* data, int count) {
   if (count > 0 && reader_.read(data, count) < count) throw eof_error(reader_.name());
 }

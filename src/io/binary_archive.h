@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -98,6 +99,9 @@ class binary_iarchive : public describable<binary_iarchive> {
 
   void read_header();
   int version() const { return version_; }
+  // Refuses lists and maps of more than `count` elements in all with io::invalid_format. A packed file of a few bytes
+  // can claim and deliver billions of empty texts; its own size tells how many it may reasonably hold.
+  void limit_elements(long long count) { elements_left_ = count; }
   // The version of the type of the record that begins here: that of the file less 4 for files of versions 0 to 3.
   int read_version(const void* tag);
   int read_sequence_size();
@@ -127,20 +131,21 @@ class binary_iarchive : public describable<binary_iarchive> {
   int open_versioned(const void* tag, int, std::string_view) { return read_version(tag); }
   void open_plain(std::string_view) {}
   void close_record() {}
-  int open_list(int, std::string_view) { return read_sequence_size(); }
+  int open_list(int, std::string_view) { return read_element_count(); }
   void close_list() {}
-  int open_map_of(int, std::string_view) { return read_sequence_size(); }
+  int open_map_of(int, std::string_view) { return read_element_count(); }
   void close_map_of() {}
   std::string_view element(int) { return {}; }
 
  private:
-  void expect_sequence_mark();
+  int read_element_count();
   // Reads `count` items in stretches, so that a lie about the count ends at the end of the data.
   template <class Container>
   void read_values(Container& values, int count);
 
   binary_reader& reader_;
   int version_ = archive_version;
+  long long elements_left_ = std::numeric_limits<long long>::max();
   type_versions versions_;
 };
 

@@ -1,8 +1,10 @@
 #include "io/document.h"
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string_view>
+#include <system_error>
 
 #include "io/buffered.h"
 #include "io/exceptions.h"
@@ -13,6 +15,15 @@
 #include "lib/paths.h"
 
 namespace io {
+namespace {
+
+long long file_bytes(const std::string& path) {
+  std::error_code ignored;
+  const auto size = std::filesystem::file_size(path, ignored);
+  return ignored ? 0 : static_cast<long long>(size);
+}
+
+}  // namespace
 
 bool is_xml_document(const std::string& path) {
   return path.size() >= 4 && lib::to_lower(path.substr(path.size() - 4)) == ".xml";
@@ -56,6 +67,8 @@ void read_document(const std::string& path, const std::function<void(binary_iarc
     unpacker unpacked(source);
     buffered_reader buffer(unpacked);
     binary_iarchive archive(buffer);
+    // The names of long sequences pack to some three bytes each.
+    archive.limit_elements((1 << 20) + 16 * file_bytes(path));
     archive.read_header();
     binary(archive);
     return;
