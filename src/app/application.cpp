@@ -19,6 +19,8 @@
 #include "lib/messages.h"
 #include "lib/paths.h"
 #include "platform/folders.h"
+#include "playback/actions.h"
+#include "playback/clock.h"
 #include "render/information.h"
 #include "render/pipeline.h"
 #include "save/actions.h"
@@ -65,6 +67,7 @@ struct application::impl {
   cache::preloader preloader{frames};
   command::engine engine{composition};
   render::pipeline pipeline{frames, reporting(engine, true)};
+  playback::clock clock{composition, frames};
   command::recent_notes recent{[](bool create, std::string& folder) {
     return platform::get_folder(platform::folder_kind::local_data, create, folder);
   }};
@@ -153,6 +156,7 @@ void application::impl::register_actions() {
   };
   register_benchmarks(engine, pipeline, reporting(engine, false));
   render::register_information(engine, pipeline);
+  playback::register_playback_actions(engine, clock);
   save::register_save_actions(engine, pipeline,
                               {[this](const save::progress& progress) { console.show(progress); }, interrupted,
                                [this](const std::string& path) { after_save(path); }, nullptr});

@@ -7,7 +7,7 @@
 namespace playback {
 namespace {
 
-constexpr int audio_stall_permille = 900;  // from here on the ring may have wrapped, and plain time is kept
+constexpr double audio_stall = 0.9;  // seconds; from here on the ring may have wrapped, and plain time is kept
 
 }  // namespace
 
@@ -35,13 +35,15 @@ void clock::tick(double elapsed, bool modal_busy) {
     cursors = audio->get_cursors(play, write);
   }
   const bool audio_locked = sound && c.forward && any_audible();
-  if (audio_locked && elapsed * 1000.0 < audio_stall_permille) {
-    if (cursors) {
-      const int moved = (write - last_write_cursor_ + platform::audio_ring_bytes) % platform::audio_ring_bytes;
+  // An output's counter is read in any case, so that it is up to date when the sound falls silent.
+  const std::optional<double> device = device_clock ? device_clock(elapsed) : std::nullopt;
+  if (audio_locked && elapsed < audio_stall) {
+    if (cursors && last_write_cursor_) {
+      const int moved = (write - *last_write_cursor_ + platform::audio_ring_bytes) % platform::audio_ring_bytes;
       elapsed = static_cast<double>(moved) / platform::audio_ring_bytes;
     }
-  } else if (device_clock) {
-    if (const auto device = device_clock(elapsed)) elapsed = *device;
+  } else if (device) {
+    elapsed = *device;
   }
   if (cursors) last_write_cursor_ = write;
 
@@ -54,7 +56,7 @@ void clock::tick(double elapsed, bool modal_busy) {
 
 double clock::advance(double elapsed, bool audio_locked) {
   ksn::state& c = composition_;
-  if (c.tm_t < c.tm_f || c.tm_t > c.tm_l) c.tm_t = c.forward ? c.tm_f : c.tm_l;
+  bring_into_work_area();
   const int before = static_cast<int>(c.tm_t);
   double amount = c.fpcs * elapsed / 100.0;
   double speed = 1.0;
@@ -67,9 +69,16 @@ double clock::advance(double elapsed, bool audio_locked) {
   } else {
     step_backward(amount);
   }
+  // A stall longer than the work area leads past its other end.
+  bring_into_work_area();
   const int now = static_cast<int>(c.tm_t);
   if (now != before && c.playing && c.forward) ahead_touch(now);
   return speed;
+}
+
+void clock::bring_into_work_area() {
+  ksn::state& c = composition_;
+  if (c.tm_t < c.tm_f || c.tm_t > c.tm_l) c.tm_t = c.forward ? c.tm_f : c.tm_l;
 }
 
 void clock::step_forward(double amount) {
@@ -82,7 +91,6 @@ void clock::step_forward(double amount) {
       c.playing = false;
       break;
     case ksn::repeat_type::ping_pong:
-      // A stall longer than the work area reflects to before its start; the next tick brings it back in.
       c.tm_t = 2.0 * c.tm_l - c.tm_t;
       c.forward = false;
       break;

@@ -23,7 +23,8 @@ class clock {
 
   // May be null: no sound. Not owned.
   platform::audio_device* audio = nullptr;
-  // Replaces the elapsed seconds while an external output runs; nothing when none does.
+  // Replaces the elapsed seconds while an external output runs; nothing when none does. Asked once a tick, also while
+  // the sound is the master.
   std::function<std::optional<double>(double elapsed)> device_clock;
 
   // One turn: advances, wraps or ends the position, keeps coming frames in the cache, mixes and writes the sound.
@@ -46,10 +47,11 @@ class clock {
   ksn::state& composition_;
   cache::frame_cache& cache_;
   mixer mixer_;
-  int last_write_cursor_ = 0;
+  std::optional<int> last_write_cursor_;  // nothing before the device gave one
 
   bool any_audible() const;
   double advance(double elapsed, bool audio_locked);
+  void bring_into_work_area();
   void step_forward(double amount);
   void step_backward(double amount);
   void ahead_touch(int frame);

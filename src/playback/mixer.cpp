@@ -12,12 +12,6 @@ std::int16_t saturate(int value) {
   return static_cast<std::int16_t>(std::clamp(value, -32768, 32767));
 }
 
-// The fractional source frame of a position, in the layer's range or outside it.
-double source_frame(const ksn::track_info& track, double position) {
-  const double active = track.source_position(position);
-  return active >= 0.0 ? active : (position - track.begin) * track.frames / track.length();
-}
-
 }  // namespace
 
 bool render_layer(const ksn::track_info& track, double position, int fpcs, double speed, std::span<std::int16_t> out) {
@@ -27,7 +21,8 @@ bool render_layer(const ksn::track_info& track, double position, int fpcs, doubl
   // The rate that the source declares, else the one it was opened with.
   const int clip_rate = track.fpcs2 > 0 ? track.fpcs2 : track.fpcs > 0 ? track.fpcs : fpcs;
   if (clip_rate <= 0) return true;
-  const double start = source_frame(track, position) * 100.0 / clip_rate;
+  // Outside the layer's range the source position is negative.
+  const double start = track.source_position(position) * 100.0 / clip_rate;
   if (start < 0.0) return true;
   const double step = fpcs * speed / clip_rate;
   const long long frames = wave.frames();
@@ -45,7 +40,8 @@ bool render_layer(const ksn::track_info& track, double position, int fpcs, doubl
 
 void add_saturated(std::span<std::int16_t> mix, std::span<const std::int16_t> samples, int volume, int global_volume) {
   const int global = std::clamp(global_volume, 0, 100);
-  const int k = volume == 100 && global == 100 ? 256 : volume * global * 256 / 10000;
+  // Volumes have no upper limit.
+  const int k = static_cast<int>(std::clamp(volume * 256LL * global / 10000, 0LL, 256LL));
   const std::size_t count = std::min(mix.size(), samples.size());
   if (k >= 256) {
     for (std::size_t i = 0; i < count; ++i) mix[i] = saturate(mix[i] + samples[i]);

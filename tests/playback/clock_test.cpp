@@ -6,7 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "cache/track_frame.h"
+#include "playback/actions.h"
 #include "sources/wave.h"
+#include "support/fake_clip.h"
 
 namespace {
 
@@ -90,6 +93,24 @@ TEST(clock, fractions_at_the_ends) {
   EXPECT_NEAR(drops.composition.tm_t, 2.5, 1e-9);
 }
 
+TEST(clock, a_stall_longer_than_the_work_area_stays_inside) {
+  struct row {
+    ksn::repeat_type repeat;
+    bool forward;
+    double expected;
+  };
+  for (const row& r : {row{ksn::repeat_type::loop, true, 10.0}, row{ksn::repeat_type::loop, false, 20.0},
+                       row{ksn::repeat_type::ping_pong, true, 20.0}, row{ksn::repeat_type::ping_pong, false, 10.0},
+                       row{ksn::repeat_type::none, true, 20.0}, row{ksn::repeat_type::none, false, 10.0}}) {
+    stage s(2500, 10, 20, r.repeat);
+    s.composition.can_drop_frames = true;
+    s.composition.forward = r.forward;
+    s.composition.tm_t = 12.0;
+    s.tick(60.0);
+    EXPECT_EQ(s.composition.tm_t, r.expected) << static_cast<int>(r.repeat) << r.forward;
+  }
+}
+
 TEST(clock, stands_still) {
   stage s(2500, 0, 100, ksn::repeat_type::loop);
   s.playback.tick(0.04, true);
@@ -142,6 +163,7 @@ TEST(clock, output_counter) {
 // A ring that the test moves by hand.
 struct made_up_device : platform::audio_device {
   bool running = true;
+  bool readable = true;
   int play = 0;
   std::vector<char> ring = std::vector<char>(platform::audio_ring_bytes, 0);
   int written_at = -1;
@@ -150,6 +172,7 @@ struct made_up_device : platform::audio_device {
   bool open() override { return running = true; }
   bool is_open() const override { return running; }
   bool get_cursors(int& p, int& w) override {
+    if (!readable) return false;
     p = play;
     w = (play + platform::audio_lead_bytes) % platform::audio_ring_bytes;
     return true;
@@ -181,6 +204,96 @@ ksn::track_info sounding_layer(int frames, std::int16_t level) {
   track.audio = wave;
   track.audible = true;
   return track;
+}
+
+TEST(clock, who_gives_the_time) {
+  // 0.2 s of the ring, 0.08 s of the output and the timer's own: five, two and so many frames of 25 a second.
+  struct row {
+    const char* what;
+    bool device, cursors, audible, forward, output;
+    double timer;
+    double frames;
+  };
+  const row rows[] = {
+      {"sound", true, true, true, true, false, 0.04, 5.0},
+      {"sound goes before the output", true, true, true, true, true, 0.04, 5.0},
+      {"no device, timer", false, true, true, true, false, 0.04, 1.0},
+      {"no device, output", false, true, true, true, true, 0.04, 2.0},
+      {"nothing audible", true, true, false, true, false, 0.04, 1.0},
+      {"nothing audible, output", true, true, false, true, true, 0.04, 2.0},
+      {"backward", true, true, true, false, false, 0.04, -1.0},
+      {"cursors can't be read", true, false, true, true, false, 0.04, 1.0},
+      {"just below a stall", true, true, true, true, false, 0.899, 5.0},
+      {"a stall", true, true, true, true, false, 0.9, 22.5},
+      {"a stall with an output", true, true, true, true, true, 0.9, 2.0},
+  };
+  for (const row& r : rows) {
+    stage s(2500, 0, 250, ksn::repeat_type::loop);
+    s.composition.can_drop_frames = true;
+    s.composition.forward = r.forward;
+    s.composition.tm_t = 100.0;
+    made_up_device device;
+    if (r.device) s.playback.audio = &device;
+    int asked = 0;
+    if (r.output) s.playback.device_clock = [&](double) { return ++asked, 0.08; };
+    s.composition.tracks.push_back(sounding_layer(250, 1000));
+    s.composition.tracks[0].audible = r.audible;
+    s.tick(0.0);
+    s.composition.tm_t = 100.0;
+    device.readable = r.cursors;
+    device.play = platform::audio_ring_bytes / 5;
+    s.tick(r.timer);
+    EXPECT_NEAR(s.composition.tm_t - 100.0, r.frames, 1e-6) << r.what;
+    EXPECT_EQ(asked, r.output ? 2 : 0) << r.what;
+  }
+}
+
+TEST(clock, sound_holds_its_rate_whatever_may_be_dropped) {
+  for (const bool drop : {false, true}) {
+    stage s(2500, 0, 250, ksn::repeat_type::loop);
+    s.composition.can_drop_frames = drop;
+    made_up_device device;
+    s.playback.audio = &device;
+    s.composition.tracks.push_back(sounding_layer(250, 1000));
+    s.tick(0.0);
+    device.play = platform::audio_ring_bytes / 2;
+    s.tick(0.04);
+    EXPECT_NEAR(s.composition.tm_t, 12.5, 1e-6);
+  }
+}
+
+TEST(clock, a_device_that_was_just_opened_makes_no_jump) {
+  stage s(2500, 0, 250, ksn::repeat_type::loop);
+  made_up_device device;
+  device.play = 100000;
+  s.playback.audio = &device;
+  s.composition.tracks.push_back(sounding_layer(250, 1000));
+  s.tick(0.04);
+  EXPECT_NEAR(s.composition.tm_t, 1.0, 1e-6);
+}
+
+TEST(clock, silence_flows_while_the_position_stands) {
+  struct row {
+    const char* what;
+    bool playing, modal;
+    double elapsed;
+    bool written;
+  };
+  for (const row& r : {row{"stopped", false, false, 0.04, true}, row{"a gesture", true, true, 0.04, true},
+                       row{"no time went by", true, false, 0.0, false}}) {
+    stage s(2500, 0, 250, ksn::repeat_type::loop);
+    made_up_device device;
+    s.playback.audio = &device;
+    s.composition.tracks.push_back(sounding_layer(250, 1000));
+    s.tick(0.02);
+    ASSERT_EQ(device.sample(20000), 1000);
+    device.written = 0;
+    s.composition.playing = r.playing;
+    if (r.elapsed != 0.0) device.play = 4000;
+    s.playback.tick(r.elapsed, r.modal);
+    EXPECT_EQ(device.written != 0, r.written) << r.what;
+    EXPECT_EQ(device.sample(20000), r.written ? 0 : 1000) << r.what;
+  }
 }
 
 TEST(clock, the_device_is_the_master) {
@@ -219,6 +332,114 @@ TEST(clock, sound_reaches_the_ring_behind_the_lead) {
   device.play += 4000;
   s.tick(0.04);
   EXPECT_EQ(device.sample(60000), 0) << "backward play is silent";
+}
+
+// A clip whose frames all are in the cache, oldest first.
+struct cached_loop {
+  stage s;
+  ksn::track_info& track;
+
+  cached_loop(int first, int end)
+      : s(2500, first, end, ksn::repeat_type::loop),
+        track(s.composition.tracks.emplace_back(support::plain_layer(end, "BGR", 1, 1, {1, 2, 3}))) {
+    for (int i = 0; i < end; ++i) {
+      s.cache.touch(s.cache.get_clip_frame(key(i), *track.clip, i, nullptr));
+    }
+  }
+  cache::frame_key key(int frame) const { return cache::key_of_frame(track, frame, ksn::cache_resolution_type::full); }
+  // The frames in the order in which they would be given up.
+  std::string order() {
+    std::string out;
+    std::vector<bool> gone(static_cast<std::size_t>(track.frames));
+    while (s.cache.evict_oldest()) {
+      for (int i = 0; i < track.frames; ++i) {
+        if (gone[static_cast<std::size_t>(i)] || s.cache.find(key(i))) continue;
+        gone[static_cast<std::size_t>(i)] = true;
+        out += std::to_string(i) + " ";
+      }
+    }
+    return out;
+  }
+};
+
+TEST(clock, sweep_and_ahead_touch) {
+  struct row {
+    const char* what;
+    int first, end, current;
+    const char* order;
+  };
+  // Touched last stands last.
+  const row sweeps[] = {
+      {"from the start", 0, 8, 0, "6 7 5 4 3 2 1 0 "},
+      {"around the end", 0, 12, 6, "3 2 1 0 4 11 10 9 5 8 7 6 "},
+      {"a part of the layer", 2, 8, 3, "0 1 7 6 2 5 4 3 "},
+      {"one frame", 3, 4, 3, "0 1 2 3 "},
+      {"outside", 2, 6, 0, "0 1 2 3 4 5 "},
+  };
+  for (const row& r : sweeps) {
+    cached_loop loop(r.first, r.end);
+    loop.s.composition.tm_t = r.current;
+    loop.s.playback.keep_alive_sweep();
+    EXPECT_EQ(loop.order(), r.order) << r.what;
+  }
+  // Work area of 12: a third, a sixth and a twelfth ahead of the new frame.
+  const row touches[] = {
+      {"inside", 0, 12, 2, "0 1 2 3 6 8 9 10 11 7 5 4 "},
+      {"around the end", 0, 12, 8, "0 2 3 4 5 6 7 8 9 1 11 10 "},
+  };
+  for (const row& r : touches) {
+    cached_loop loop(r.first, r.end);
+    loop.s.composition.tm_t = r.current;
+    loop.s.tick(0.04);
+    EXPECT_EQ(loop.order(), r.order) << r.what;
+  }
+}
+
+TEST(clock, what_is_not_cached_is_not_touched) {
+  const auto change = [](cached_loop& loop, int which) {
+    if (which == 0) loop.track.visible = false;
+    if (which == 1) loop.track.disable_cache = true;
+    if (which == 2) loop.track.begin = 100;
+  };
+  for (const int which : {0, 1, 2}) {
+    cached_loop loop(0, 8);
+    change(loop, which);
+    loop.s.playback.keep_alive_sweep();
+    loop.track.begin = 0;
+    EXPECT_EQ(loop.order(), "0 1 2 3 4 5 6 7 ") << which;
+  }
+}
+
+TEST(clock, actions_of_the_transport) {
+  stage s(2500, 3, 4, ksn::repeat_type::loop);
+  command::engine engine(s.composition);
+  playback::register_playback_actions(engine, s.playback);
+  auto& c = s.composition;
+  c.playing = false;
+  c.tracks.push_back(sounding_layer(10, 0));
+  c.tracks.push_back(sounding_layer(10, 0));
+  c.tracks[1].source_type = ksn::source_type::brush_sequence;
+  const auto state_after = [&](const char* action) {
+    for (ksn::track_info& track : c.tracks) track.frame_states.assign(4, 2);
+    EXPECT_TRUE(engine.action_enabled(action));
+    engine.execute_action(action);
+    std::string out = !c.playing ? "stopped" : c.forward ? "forward" : "backward";
+    if (c.tracks[0].frame_states.empty()) out += " swept";
+    EXPECT_EQ(c.tracks[1].frame_states.size(), 4u) << "painted frames are known without the cache";
+    return out;
+  };
+  c.tm_t = 3;
+  EXPECT_EQ(state_after("play_forward"), "forward swept");
+  EXPECT_EQ(state_after("play_forward"), "stopped");
+  EXPECT_EQ(state_after("toggle_pause"), "forward swept");
+  EXPECT_EQ(state_after("reverse_playback_direction"), "backward");
+  EXPECT_EQ(state_after("toggle_pause"), "stopped");
+  EXPECT_EQ(state_after("toggle_pause"), "backward");
+  EXPECT_EQ(state_after("play_backward"), "stopped");
+  EXPECT_EQ(state_after("play_backward"), "backward");
+  EXPECT_EQ(state_after("play_forward"), "forward swept");
+  EXPECT_EQ(state_after("reverse_playback_direction"), "backward");
+  EXPECT_EQ(state_after("reverse_playback_direction"), "forward");
 }
 
 }  // namespace

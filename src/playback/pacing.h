@@ -1,0 +1,55 @@
+// How a turn of the main loop gives time back, and the rate that it reaches as the user reads it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "lib/color.h"
+
+namespace playback {
+
+enum class pacing_wait {
+  none,          // the next turn follows at once
+  events,        // until something happens, at most the time
+  present_done,  // until the picture is on the screen or something happens, at most the time
+  device,        // until the external output asks for a frame, at most the time
+};
+
+struct pacing {
+  pacing_wait wait = pacing_wait::none;
+  int milliseconds = 0;
+};
+
+struct turn {
+  int fpcs = 2500;               // rate of the composition in hundredths
+  int spent = 0;                 // milliseconds that the turn took so far
+  bool device_runs = false;      // an external output
+  bool device_is_asked = false;  // one that has to be asked every millisecond
+  int present_mode = 0;
+  bool foreground = false;
+  bool throttled = true;  // the wait option of the composition
+};
+
+// The rest of one frame time, at most 100 ms, so that even the slowest rate leaves ten turns a second.
+pacing pace(const turn& turn);
+
+// What the rate field shows: the rate that is wanted, or the one that is reached when that is less.
+struct rate_reading {
+  int fpcs = 0;
+  std::string text;
+  lib::color color;
+};
+
+// Measures over the last two draws of the field. Main thread.
+class rate_field {
+ public:
+  // `now` is a millisecond counter of 32 bits.
+  rate_reading draw(std::uint32_t now, int fpcs, bool can_drop_frames);
+
+ private:
+  std::uint32_t last_ = 0;
+  std::uint32_t before_last_ = 0;
+  int draws_ = 0;
+};
+
+}  // namespace playback
