@@ -7,6 +7,7 @@
 #include "app/benchmarks.h"
 #include "app/console.h"
 #include "app/interrupt.h"
+#include "app/window_run.h"
 #include "cache/allocation.h"
 #include "cache/frame_cache.h"
 #include "cache/preload.h"
@@ -18,6 +19,7 @@
 #include "composition/state.h"
 #include "lib/messages.h"
 #include "lib/paths.h"
+#include "platform/desktop.h"
 #include "platform/folders.h"
 #include "playback/actions.h"
 #include "playback/clock.h"
@@ -39,15 +41,6 @@ constexpr const char* short_usage =
     "To put one sequence over another and save the result:\n"
     "  kestrin back.####.tga front.####.tga --alpha=normal --save_mask_as_sequence=out.####.tga --exit\n"
     "kestrin --help lists every option.\n";
-
-// Why there can be no window.
-std::string no_window() {
-  for (const char* variable : {"DISPLAY", "WAYLAND_DISPLAY"}) {
-    const char* value = std::getenv(variable);
-    if (value && *value) return "No window can be opened: this build has none";
-  }
-  return "No window can be opened: there is no display";
-}
 
 render::pipeline_options reporting(command::engine& engine, bool use_cache) {
   render::pipeline_options options;
@@ -71,12 +64,19 @@ struct application::impl {
   command::recent_notes recent{[](bool create, std::string& folder) {
     return platform::get_folder(platform::folder_kind::local_data, create, folder);
   }};
+  // The desktop goes last: the window's parts refer to it.
+  std::unique_ptr<platform::desktop> desktop;
+  app::window_run window{{composition, engine, pipeline, frames, preloader, clock, product_title,
+                          [this](std::string_view key) { return text(key); },
+                          [this](const std::string& line) { console.report(line); }}};
   bool exit_with_status = false;
   bool transient = false;  // save neither settings nor recent lists at the end
 
   void bind();
   void register_actions();
   int run_step(bool any_arguments);
+  // 1 in place of 0 when the process is to tell of error lines.
+  int exit_code(int code) const { return code == 0 && exit_with_status && console.any_error() ? 1 : code; }
   void after_save(const std::string& path);
   // The user's text for a key, from messages.txt of the folders config, user and documents, read when first needed.
   std::string text(std::string_view key);
@@ -129,9 +129,11 @@ void application::impl::register_actions() {
   engine.value_action_table["exit"].execute = [this](const std::string& value) {
     if (value != "status") return false;
     exit_with_status = true;
-    engine.quit_requested = true;
+    engine.execute_action("exit");
     return true;
   };
+  window.register_actions();
+  window.is_transient = [this] { return transient; };
   engine.action_table["transient"].execute = [this] { transient = true; };
   engine.value_action_table["transient"].execute = [this](const std::string& value) {
     if (value != "0" && value != "1") return false;
@@ -159,7 +161,8 @@ void application::impl::register_actions() {
   playback::register_playback_actions(engine, clock);
   save::register_save_actions(engine, pipeline,
                               {[this](const save::progress& progress) { console.show(progress); }, interrupted,
-                               [this](const std::string& path) { after_save(path); }, nullptr});
+                               [this](const std::string& path) { after_save(path); },
+                               [this](int& width, int& height) { return window.client_area(width, height); }});
   command::register_unavailable(engine);
 }
 
@@ -172,12 +175,17 @@ void application::impl::after_save(const std::string& path) {
 int application::impl::run_step(bool any_arguments) {
   console.clear_progress();
   if (interrupted()) return 130;
-  if (engine.quit_requested) return exit_with_status && console.any_error() ? 1 : 0;
+  if (engine.quit_requested) return exit_code(0);
+  std::string error;
+  desktop = platform::open_desktop(error);
+  if (desktop) return exit_code(window.run(*desktop));
+
+  const std::string no_window = "No window can be opened: " + (platform::has_display() ? error : "there is no display");
   if (!any_arguments) {
-    std::printf("%s.\n%s", no_window().c_str(), short_usage);
+    std::printf("%s.\n%s", no_window.c_str(), short_usage);
     return 0;
   }
-  console.report(no_window() + "; end the arguments with --exit to work without one");
+  console.report(no_window + "; end the arguments with --exit to work without one");
   return -1;
 }
 

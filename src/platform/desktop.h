@@ -85,6 +85,8 @@ struct window_events {
   std::function<void(const std::string& action, int item)> menu_chosen;  // item -1 for the entry itself
   // While a menu or a dialog runs its own loop: keeps picture and clock going.
   std::function<void()> modal_tick;
+  // The connection to the display broke. The process is about to end; nothing of the desktop works any more.
+  std::function<void()> display_lost;
 };
 
 struct window_options {
@@ -121,13 +123,19 @@ class desktop {
   virtual window_placement placement() const = 0;
 
   // --- the way to the screen ---
-  // Shows one whole-window picture: rows of blue, green, red, unused bytes. 0, or an error number. Sizes other than the
-  // client size are an error. Main thread.
-  virtual int show_picture(const std::uint8_t* pixels, int width, int height) = 0;
-  // Waits for the next vertical blank where the display tells of it; false where it does not.
-  virtual bool wait_vertical_blank() = 0;
+  // Gets the way to the screen ready; 0, or an error number below 0.
+  virtual int start_presenting() = 0;
+  // Shows one whole-window picture: rows of blue, green, red, unused bytes. 0, or an error number. The pixels are read
+  // when the window is painted, also again later, and let go with the next picture. Any thread: on the main thread the
+  // picture is painted at once, and another size than the client's is an error; from another thread it is painted as
+  // soon as the main thread runs events. `no_tearing`: where the display offers it.
+  virtual int show_picture(std::shared_ptr<const std::uint8_t> pixels, int width, int height, bool no_tearing) = 0;
+  // Whether this display tells of its vertical blank. Waiting for the next one returns at once where it does not; any
+  // thread.
+  virtual bool knows_vertical_blank() const = 0;
+  virtual void wait_vertical_blank() = 0;
 
-  // Runs waiting events; without any, waits for one up to the time. False once the window was asked to end the program.
+  // Runs waiting events; without any, waits for one up to the time.
   virtual void wait_events(int milliseconds) = 0;
   // Makes a running or coming wait_events() return. Any thread.
   virtual void wake() = 0;

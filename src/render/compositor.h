@@ -58,9 +58,15 @@ void render_stereo_pair(img::image* left, img::image* right, const ksn::state& c
                         const std::vector<prepared_layer>& layers, const frame_view& view, double time,
                         const background* below = nullptr);
 
+// What the two halves of a frame took, in nanoseconds.
+struct frame_times {
+  long long fetch = 0;      // the pictures of the layers
+  long long composite = 0;  // all behind it
+};
+
 // One whole frame: background, layers, stereo merge, frame number, time code and rate. `target` becomes BGRAZ at 8
-// bits.
+// bits. `times` may be null.
 void render_frame(pipeline& pipeline, const ksn::state& composition, img::image& target, const frame_view& view,
-                  double time);
+                  double time, frame_times* times = nullptr);
 
 }  // namespace render

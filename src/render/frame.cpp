@@ -1,3 +1,4 @@
+#include <chrono>
 #include <cmath>
 
 #include "lib/parallel.h"
@@ -128,11 +129,13 @@ img::const_image_ptr prepare_layer_picture(pipeline& pipeline, const ksn::state&
 }
 
 void render_frame(pipeline& pipeline, const ksn::state& composition, img::image& target, const frame_view& view,
-                  double time) {
+                  double time, frame_times* times) {
   constexpr std::string_view letters = "BGRAZ";
+  const auto start = std::chrono::steady_clock::now();
   const img::image_ptr picture = pooled_image(letters, view.width, view.height);
   const background below = background_of(composition);
   const std::vector<prepared_layer> layers = prepare_layers(pipeline, composition, time, view.resolution);
+  const auto fetched = std::chrono::steady_clock::now();
   switch (composition.target_view) {
     case ksn::target_view_type::left:
       render_stereo_pair(picture.get(), nullptr, composition, layers, view, time, &below);
@@ -153,6 +156,7 @@ void render_frame(pipeline& pipeline, const ksn::state& composition, img::image&
   picture->frame_rate_nm = composition.fpcs;
   picture->frame_rate_dn = 100;
   target.swap(*picture);
+  if (times) *times = {(fetched - start).count(), (std::chrono::steady_clock::now() - fetched).count()};
 }
 
 }  // namespace render

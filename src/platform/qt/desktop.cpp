@@ -10,6 +10,7 @@
 #include <QMessageBox>
 #include <QProgressDialog>
 #include <QScreen>
+#include <QThread>
 #include <QTimer>
 #include <QWindow>
 
@@ -151,16 +152,24 @@ class qt_desktop : public desktop {
     return result;
   }
 
-  int show_picture(const std::uint8_t* pixels, int width, int height) override {
-    if (!window_) return error_no_window;
-    if (client_size() != math::point{width, height}) return error_size;
-    const std::size_t bytes = static_cast<std::size_t>(width) * height * 4;
-    shown_.resize(bytes);
-    std::memcpy(shown_.data(), pixels, bytes);
-    window_->canvas().show_picture(shown_.data(), width, height);
+  int start_presenting() override { return window_ ? 0 : error_no_window; }
+  int show_picture(std::shared_ptr<const std::uint8_t> pixels, int width, int height, bool) override {
+    if (QThread::currentThread() == application_.thread()) {
+      if (!window_) return error_no_window;
+      if (client_size() != math::point{width, height}) return error_size;
+      window_->canvas().show_picture(std::move(pixels), width, height, true);
+      return 0;
+    }
+    QMetaObject::invokeMethod(
+        &application_,
+        [this, pixels = std::move(pixels), width, height]() mutable {
+          if (window_) window_->canvas().show_picture(std::move(pixels), width, height, false);
+        },
+        Qt::QueuedConnection);
     return 0;
   }
-  bool wait_vertical_blank() override { return false; }
+  bool knows_vertical_blank() const override { return false; }
+  void wait_vertical_blank() override {}
 
   void wait_events(int milliseconds) override {
     QEventLoop::ProcessEventsFlags flags = QEventLoop::AllEvents;
@@ -272,7 +281,6 @@ class qt_desktop : public desktop {
   QApplication application_;
   std::unique_ptr<main_window> window_;
   std::unique_ptr<QProgressDialog> progress_;
-  std::vector<std::uint8_t> shown_;
   bool menu_visible_ = true;
   sdl_ring_device audio_;
 

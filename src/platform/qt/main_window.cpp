@@ -55,10 +55,14 @@ math::point canvas_widget::pixel_size() const {
   return {static_cast<int>(std::lround(width() * scale)), static_cast<int>(std::lround(height() * scale))};
 }
 
-void canvas_widget::show_picture(const std::uint8_t* pixels, int width, int height) {
-  picture_ = QImage(pixels, width, height, width * 4, QImage::Format_RGB32);
-  picture_.setDevicePixelRatio(devicePixelRatioF());
-  repaint();
+void canvas_widget::show_picture(std::shared_ptr<const std::uint8_t> pixels, int width, int height, bool now) {
+  picture_ = QImage(pixels.get(), width, height, width * 4, QImage::Format_RGB32);
+  pixels_ = std::move(pixels);
+  if (now) {
+    repaint();
+  } else {
+    update();
+  }
 }
 
 void canvas_widget::paintEvent(QPaintEvent*) {
@@ -67,7 +71,15 @@ void canvas_widget::paintEvent(QPaintEvent*) {
   if (picture_.isNull()) {
     painter.fillRect(rect(), Qt::black);
   } else {
+    picture_.setDevicePixelRatio(devicePixelRatioF());
     painter.drawImage(QPointF(0, 0), picture_);
+    const QRectF shown(QPointF(0, 0), QSizeF(picture_.size()) / picture_.devicePixelRatio());
+    if (!shown.contains(QRectF(rect()))) {
+      // A window that grew shows its last picture until the next one.
+      QRegion rest(rect());
+      rest -= shown.toAlignedRect();
+      for (const QRect& part : rest) painter.fillRect(part, Qt::black);
+    }
   }
 }
 

@@ -4,6 +4,7 @@
 #include <QImage>
 #include <QMainWindow>
 #include <QWidget>
+#include <memory>
 #include <vector>
 
 #include "platform/desktop.h"
@@ -19,9 +20,8 @@ class canvas_widget : public QWidget {
 
   // Size of the canvas in pixels of the screen.
   math::point pixel_size() const;
-  // Copies nothing: `pixels` must stay until the next call or forget_picture().
-  void show_picture(const std::uint8_t* pixels, int width, int height);
-  void forget_picture() { picture_ = QImage(); }
+  // The pixels are held until the next call, for paints that the window system asks for. `now` paints at once.
+  void show_picture(std::shared_ptr<const std::uint8_t> pixels, int width, int height, bool now);
 
  protected:
   void paintEvent(QPaintEvent*) override;
@@ -39,6 +39,7 @@ class canvas_widget : public QWidget {
 
  private:
   const window_events& events_;
+  std::shared_ptr<const std::uint8_t> pixels_;  // of picture_
   QImage picture_;
   void tell(QMouseEvent* event, mouse_action action);
 };

@@ -1,0 +1,316 @@
+#include "app/window_run.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+
+#include "app/interrupt.h"
+#include "composition/persistence.h"
+#include "composition/watching.h"
+#include "composition/window_file.h"
+#include "lib/paths.h"
+#include "platform/folders.h"
+#include "playback/pacing.h"
+#include "render/image_pool.h"
+#include "ui/screen.h"
+
+namespace app {
+namespace {
+
+constexpr int longest_sleep = 960;    // milliseconds, of a stopped window in the background
+constexpr int longest_redraw = 1000;  // milliseconds between two pictures of a window that nothing happens to
+constexpr int lost_display_code = 1;  // of the process
+constexpr const char* unnamed_composition = "unnamed.ksncomp";
+
+using steady = std::chrono::steady_clock;
+
+std::uint32_t milliseconds() {
+  return static_cast<std::uint32_t>(
+      std::chrono::duration_cast<std::chrono::milliseconds>(steady::now().time_since_epoch()).count());
+}
+long long since(steady::time_point start) {
+  return std::chrono::nanoseconds(steady::now() - start).count();
+}
+
+// Shows other pictures from moment to moment without any command.
+bool is_live(const ksn::track_info& track) {
+  return track.visible &&
+         (track.source_type == ksn::source_type::shmem || track.source_type == ksn::source_type::video);
+}
+
+// Frames until the shown one changes.
+double frames_left(const ksn::state& composition) {
+  const double part = composition.tm_t - std::floor(composition.tm_t);
+  return composition.forward ? 1.0 - part : part;
+}
+
+}  // namespace
+
+std::string slowest_part(const tick_times& times) {
+  struct row {
+    const char* name;
+    long long nanoseconds;
+  };
+  const row rows[] = {{"advance", times.advance},
+                      {"fetch", times.fetch},
+                      {"composite", times.composite},
+                      {"draw", times.draw},
+                      {"present", times.present}};
+  long long sum = 0;
+  for (const row& part : rows) sum += part.nanoseconds;
+  const row& slowest = *std::max_element(std::begin(rows), std::end(rows),
+                                         [](const row& a, const row& b) { return a.nanoseconds < b.nanoseconds; });
+  char text[96];
+  std::snprintf(text, sizeof text, "%s %.1f ms of %.1f ms", slowest.name,
+                static_cast<double>(slowest.nanoseconds) / 1e6, static_cast<double>(sum) / 1e6);
+  return text;
+}
+
+// The window as the presenter sees it.
+class window_run::window_display : public ui::display {
+ public:
+  explicit window_display(platform::desktop& desktop) : desktop_(desktop) {}
+  int create() override { return desktop_.start_presenting(); }
+  int restore() override { return 0; }
+  bool window_exists() override { return desktop_.window_exists(); }
+  bool is_minimised() override { return desktop_.is_minimised(); }
+  int blit(const std::shared_ptr<const ui::surface>& picture, bool no_tearing) override {
+    return desktop_.show_picture({picture, picture->pixels.get()}, picture->width, picture->height, no_tearing);
+  }
+  bool knows_blank() override { return desktop_.knows_vertical_blank(); }
+  void wait_vertical_blank() override { desktop_.wait_vertical_blank(); }
+  std::optional<int> scan_line() override { return std::nullopt; }
+  void wait_events(int milliseconds) override { desktop_.wait_events(milliseconds); }
+  void wake() override { desktop_.wake(); }
+
+ private:
+  platform::desktop& desktop_;
+};
+
+window_run::window_run(window_parts parts) : parts_(std::move(parts)) {}
+window_run::~window_run() = default;
+
+int window_run::run(platform::desktop& desktop) {
+  desktop_ = &desktop;
+  const int result = open() ? loop() : -1;
+  presenter_.reset();
+  display_.reset();
+  desktop.destroy_window();
+  desktop_ = nullptr;
+  return result;
+}
+
+bool window_run::open() {
+  for (const platform::folder_kind kind :
+       {platform::folder_kind::config, platform::folder_kind::user, platform::folder_kind::documents}) {
+    std::string folder;
+    if (platform::get_folder(kind, false, folder)) keys_.load_file(lib::add_separator(folder) + "keydefs.txt");
+  }
+  parts_.composition.hooks.refresh_caption = [this] { refresh_caption(); };
+
+  platform::window_options options;
+  options.title = parts_.product_title;
+  options.always_on_top = always_on_top_;
+  options.menus = menus();
+  platform::window_placement placement;
+  if (ksn::load_window_placement(placement)) options.placement = &placement;
+  if (!desktop_->create_window(options, events())) {
+    desktop_->show_message("Unable to create the main window.", false);
+    return false;
+  }
+  if (pending_client_size_.x > 0 && pending_client_size_.y > 0) desktop_->set_client_size(pending_client_size_);
+  refresh_caption();
+
+  display_ = std::make_unique<window_display>(*desktop_);
+  presenter_ = std::make_unique<ui::presenter>(*display_);
+  if (const int error = presenter_->start(); error < 0) {
+    char text[80];
+    std::snprintf(text, sizeof text, "Unable to initialize DirectDraw (Error code: %08X).",
+                  static_cast<unsigned>(error));
+    desktop_->show_message(text, false);
+    return false;
+  }
+  return true;
+}
+
+int window_run::loop() {
+  last_tick_ = milliseconds();
+  while (!closed_) {
+    desktop_->wait_events(0);
+    if (poll_handover) poll_handover();
+    // Only the exit action asks for the close; the others that end a command line leave the window alone.
+    if (parts_.engine.quit_requested && !close_requested_) parts_.engine.quit_requested = false;
+    if (close_requested_ || interrupted()) {
+      close();
+      break;
+    }
+    const std::uint32_t start = milliseconds();
+    const bool may_sleep = main_tick();
+    if (may_sleep && !parts_.composition.playing) {
+      parts_.frames.trim(parts_.frames.memory_reserve_percent);
+      desktop_->wait_events(longest_sleep);
+    } else {
+      pace(start);
+    }
+  }
+  return interrupted() ? 130 : 0;
+}
+
+bool window_run::main_tick() {
+  ksn::state& composition = parts_.composition;
+  in_tick_ = true;
+  const int http = poll_http ? poll_http() : 1;
+  if (http == 0) redraw_ = true;
+
+  const auto start = steady::now();
+  const std::uint32_t now = milliseconds();
+  const double elapsed = playback::elapsed_seconds(now, last_tick_);
+  last_tick_ = now;
+  tick_times times;
+  const bool was_playing = composition.playing;
+  parts_.clock.tick(elapsed, false);
+  times.advance = since(start);
+  times.playing = was_playing;
+  parts_.preloader.set_resolution(composition.resolution);
+
+  if (!desktop_->window_exists() || desktop_->is_minimised()) {
+    redraw_ = true;
+    in_tick_ = false;
+    if (observer) observer(times);
+    return true;
+  }
+  ksn::poll_watches(composition);
+
+  const bool live = std::any_of(composition.tracks.begin(), composition.tracks.end(), is_live);
+  if (redraw_ || was_playing || live || now - last_draw_ >= longest_redraw ||
+      desktop_->client_size() != surface_size_) {
+    redraw_ = false;
+    last_draw_ = now;
+    draw_and_present(times);
+    times.lateness = since(start);
+    if (was_playing) {
+      const double gone = 1.0 - frames_left(composition);
+      times.lateness += static_cast<long long>(gone * 1e11 / std::max(composition.fpcs, 1));
+    }
+  }
+  foreground_ = desktop_->is_foreground();
+  in_tick_ = false;
+  if (observer) observer(times);
+  return http == 1 && !foreground_;
+}
+
+void window_run::draw_and_present(tick_times& times) {
+  const ksn::state& composition = parts_.composition;
+  const math::point size = desktop_->client_size();
+  if (size.x <= 0 || size.y <= 0) return;
+  if (size != surface_size_) {
+    presenter_->resize(size.x, size.y);
+    surface_size_ = size;
+  }
+  auto start = steady::now();
+  render::frame_times frame;
+  const img::image_ptr picture = render::pooled_image();
+  try {
+    ui::draw_screen(parts_.pipeline, composition, *picture, size.x, size.y, &frame);
+  } catch (const std::bad_alloc&) {
+    // The picture before stays until memory is there again.
+    parts_.frames.trim(parts_.frames.memory_reserve_percent);
+    return;
+  }
+  times.fetch = frame.fetch;
+  times.composite = frame.composite;
+  times.draw = since(start) - frame.fetch - frame.composite;
+  start = steady::now();
+  presenter_->present_picture(*picture, turn_mode());
+  times.present = since(start);
+  times.drawn = true;
+  times.frame = static_cast<int>(composition.tm_t);
+  times.new_frame = times.frame != last_frame_;
+  last_frame_ = times.frame;
+}
+
+ui::present_mode window_run::turn_mode() const {
+  return ui::mode_for(parts_.composition.vsync, parts_.composition.vsync_mode);
+}
+
+void window_run::pace(std::uint32_t tick_start) {
+  const ksn::state& composition = parts_.composition;
+  playback::turn turn;
+  turn.fpcs = composition.fpcs;
+  turn.spent = static_cast<int>(milliseconds() - tick_start);
+  turn.present_mode = static_cast<int>(turn_mode());
+  turn.foreground = foreground_;
+  turn.throttled = composition.vsync_parameter != 0;
+  playback::pacing rest = playback::pace(turn);
+  if (composition.playing) {
+    // A picture goes out when it is due: a turn that came a little before would make it late by a whole turn.
+    const double due = std::ceil(frames_left(composition) * 1e5 / std::max(composition.fpcs, 1));
+    rest.milliseconds = static_cast<int>(std::min<double>(rest.milliseconds, due - turn.spent));
+  }
+  if (rest.milliseconds < 1) return;
+  switch (rest.wait) {
+    case playback::pacing_wait::none:
+      return;
+    case playback::pacing_wait::present_done:
+      // A display that does not tell of its blank is done at once: the turn's time is waited for then.
+      if (display_->knows_blank()) {
+        presenter_->wait_done(rest.milliseconds);
+        return;
+      }
+      [[fallthrough]];
+    case playback::pacing_wait::events:
+    case playback::pacing_wait::device:
+      desktop_->wait_events(rest.milliseconds);
+      return;
+  }
+}
+
+void window_run::modal_tick() {
+  if (in_tick_ || closed_ || !presenter_) return;
+  if (poll_handover) poll_handover();
+  main_tick();
+}
+
+void window_run::close() {
+  if (closed_) return;
+  closed_ = true;
+  parts_.composition.new_composition(true);
+  presenter_->shut_down();
+  set_fullscreen(false);
+  save_state();
+  desktop_->destroy_window();
+}
+
+void window_run::save_state() {
+  if (is_transient && is_transient()) return;
+  ksn::save_window_placement(desktop_->placement());
+  if (!ksn::save_settings(parts_.composition)) parts_.report("The settings can't be saved");
+}
+
+void window_run::lose_display() {
+  parts_.report("The display is gone");
+  if (!closed_ && parts_.composition.hooks.file_among_unsaved) parts_.composition.hooks.file_among_unsaved();
+  if (!(is_transient && is_transient())) ksn::save_settings(parts_.composition);
+  std::fflush(nullptr);
+  // The toolkit has begun to end the process from inside a call: nothing of it can be used or taken down any more.
+  std::_Exit(lost_display_code);
+}
+
+void window_run::refresh_caption() {
+  if (!desktop_ || !desktop_->window_exists()) return;
+  const std::string name = lib::file_name(parts_.composition.file_name);
+  desktop_->set_title(parts_.product_title + " - " + (name.empty() ? unnamed_composition : name));
+}
+
+bool window_run::client_area(int& width, int& height) const {
+  const math::point size = desktop_ && desktop_->window_exists() ? desktop_->client_size() : pending_client_size_;
+  if (size.x <= 0 || size.y <= 0) return false;
+  width = size.x;
+  height = size.y;
+  return true;
+}
+
+}  // namespace app

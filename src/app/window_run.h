@@ -1,0 +1,123 @@
+// The main window's part of a run: its start, the main loop with its ticks, and its close.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "cache/frame_cache.h"
+#include "cache/preload.h"
+#include "command/engine.h"
+#include "command/keys.h"
+#include "platform/desktop.h"
+#include "playback/clock.h"
+#include "render/pipeline.h"
+#include "ui/presenter.h"
+
+namespace app {
+
+// What one tick did and what it took, in nanoseconds.
+struct tick_times {
+  long long advance = 0;    // clock and sound
+  long long fetch = 0;      // pictures of the layers, from the cache or from their files
+  long long composite = 0;  // blending them
+  long long draw = 0;       // the rest of the window's picture
+  long long present = 0;    // on its way to the screen
+  bool drawn = false;       // a picture was drawn and presented; the last four are 0 without one
+  bool playing = false;
+  bool new_frame = false;  // `frame` is another one than in the picture before
+  int frame = 0;           // timeline frame that is shown
+  long long lateness = 0;  // while playing: from the moment when the frame was due to the end of the present
+};
+
+// The part that took the most, for a report: "fetch 31.2 ms of 35.0 ms".
+std::string slowest_part(const tick_times& times);
+
+// What the window works on. All of it outlives the window.
+struct window_parts {
+  ksn::state& composition;
+  command::engine& engine;
+  render::pipeline& pipeline;
+  cache::frame_cache& frames;
+  cache::preloader& preloader;
+  playback::clock& clock;
+  std::string product_title;
+  std::function<std::string(std::string_view key)> text;  // of the message catalogue
+  std::function<void(const std::string& line)> report;    // to the console
+};
+
+// Main thread.
+class window_run {
+ public:
+  explicit window_run(window_parts parts);
+  ~window_run();
+
+  // Registers the actions that belong to a window. They can be called before there is one.
+  void register_actions();
+
+  // Opens the window, runs the main loop and closes the window. Returns the exit code: 0, 130 after an interrupt, -1
+  // after a message when there is no window or no way to the screen.
+  int run(platform::desktop& desktop);
+  // Null outside run().
+  platform::desktop* desktop() const { return desktop_; }
+
+  // The client area of the window, or of the one that would be opened when that is known.
+  bool client_area(int& width, int& height) const;
+
+  // --- bound by their owners; each may be empty ---
+  // Carries out what other instances hand over. Called in each pass of the loop; platform::desktop::wake() ends a wait.
+  std::function<void()> poll_handover;
+  // 0 when a request was taken, 1 when none waited.
+  std::function<int()> poll_http;
+  // Called at the end of each tick, before it waits.
+  std::function<void(const tick_times& times)> observer;
+  // Saves neither settings nor placement at the close while it gives true.
+  std::function<bool()> is_transient;
+
+ private:
+  class window_display;
+
+  window_parts parts_;
+  platform::desktop* desktop_ = nullptr;
+  std::unique_ptr<window_display> display_;
+  std::unique_ptr<ui::presenter> presenter_;
+  command::key_table keys_;
+  math::point pending_client_size_;
+  math::point surface_size_;
+  bool always_on_top_ = false;
+  bool close_requested_ = false;
+  bool closed_ = false;
+  bool in_tick_ = false;
+  // Something happened that may change the picture. Without it a tick draws at most once a second.
+  bool redraw_ = true;
+  std::uint32_t last_draw_ = 0;
+  std::uint32_t last_tick_ = 0;
+  bool foreground_ = false;
+  int last_frame_ = -1;
+  int wheel_rest_ = 0;
+
+  bool open();
+  void close();
+  void save_state();
+  [[noreturn]] void lose_display();
+  int loop();
+  // One tick; true when the loop may sleep.
+  bool main_tick();
+  // A tick from inside a loop of the toolkit.
+  void modal_tick();
+  void draw_and_present(tick_times& times);
+  void pace(std::uint32_t tick_start);
+  ui::present_mode turn_mode() const;
+  void refresh_caption();
+  void set_fullscreen(bool on);
+  platform::window_events events();
+  std::vector<platform::menu_description> menus() const;
+  platform::menu_entry_state menu_state(const std::string& action) const;
+  void choose(const std::string& action, int item);
+  void on_mouse(const platform::mouse_event& event);
+  void drop(const std::vector<std::string>& paths);
+};
+
+}  // namespace app

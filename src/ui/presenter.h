@@ -1,0 +1,113 @@
+// The way of a finished picture to the screen.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include "img/image.h"
+#include "lib/point.h"
+
+namespace ui {
+
+// How a present deals with the vertical blank.
+enum class present_mode {
+  immediate,            // not at all
+  no_tearing,           // as the display does it by itself
+  wait_blank,           // waits for the blank
+  poll_blank,           // asks for the blank again and again
+  threaded_wait_blank,  // as wait_blank, on the present thread
+  threaded_poll_blank,  // as poll_blank, on the present thread
+};
+constexpr bool is_threaded(present_mode mode) {
+  return mode >= present_mode::threaded_wait_blank;
+}
+
+// The mode for the user's choice: `vsync` on or off, and the sub-mode 0 to 2.
+present_mode mode_for(bool vsync, int sub_mode);
+
+constexpr int error_not_ready = static_cast<int>(0x80049200u);
+constexpr int error_no_primary = static_cast<int>(0x80049202u);
+constexpr int error_no_offscreen = static_cast<int>(0x80049203u);
+constexpr int error_size = static_cast<int>(0x80049205u);
+constexpr int error_no_window = 1400;
+
+// A whole-window picture as a display takes it: rows of blue, green, red, unused bytes without padding.
+struct surface {
+  int width = 0;
+  int height = 0;
+  std::unique_ptr<std::uint8_t[]> pixels;
+};
+
+// What the presenter needs of a display. Main thread, but for the functions that say otherwise.
+class display {
+ public:
+  virtual ~display() = default;
+  // 0, or an error number.
+  virtual int create() = 0;
+  virtual int restore() = 0;
+  virtual bool window_exists() = 0;
+  virtual bool is_minimised() = 0;
+  // Any thread; the main thread's picture is on its way to the screen on return. The surface is not written to before
+  // the next picture is shown on the main thread.
+  virtual int blit(const std::shared_ptr<const surface>& picture, bool no_tearing) = 0;
+  // Whether the display tells of its vertical blank.
+  virtual bool knows_blank() = 0;
+  // Any thread. Without such knowledge the first returns at once, and the second gives nothing, as it does during the
+  // blank.
+  virtual void wait_vertical_blank() = 0;
+  virtual std::optional<int> scan_line() = 0;
+  // Runs waiting window events; without any, waits for one or for wake(), up to the time.
+  virtual void wait_events(int milliseconds) = 0;
+  // Any thread.
+  virtual void wake() = 0;
+};
+
+// One per window. Main thread, with one thread of its own for the modes that wait elsewhere.
+class presenter {
+ public:
+  // Milliseconds of a steady counter; a test moves it by hand.
+  using millisecond_clock = std::function<std::uint32_t()>;
+
+  explicit presenter(display& display, millisecond_clock milliseconds = {});
+  ~presenter() { shut_down(); }
+  presenter(const presenter&) = delete;
+  presenter& operator=(const presenter&) = delete;
+
+  // Connects to the display; 0 or an error number. Before it every present fails.
+  int start();
+  // A surface of this size, at least one pixel either way, in place of the one before.
+  void resize(int width, int height);
+  // Copies the picture, 8-bit planes that begin with B, G, R, to the surface and shows it. 0 or an error number; an
+  // image of another size than the surface is `error_size` for this turn alone.
+  int present_picture(const img::image& image, present_mode mode);
+  // Shows the surface again.
+  int present(present_mode mode);
+
+  // Waits until a present is done, window events have run, or the time is over; true when a present is done.
+  bool wait_done(int milliseconds);
+  // When the last present was finished, in milliseconds.
+  std::uint32_t last_present();
+
+  // Ends the thread, which gets 400 ms for the present that it is in, and gives the display up.
+  void shut_down();
+
+ private:
+  // What the thread shares with its owner, alive for a thread that outlives its 400 ms.
+  struct shared;
+
+  display& display_;
+  millisecond_clock milliseconds_;
+  bool ready_ = false;
+  std::shared_ptr<shared> shared_;
+  std::thread thread_;
+
+  static int wait_and_blit(display& display, shared& shared, present_mode mode);
+  static void run(display& display, const std::shared_ptr<shared>& shared);
+};
+
+}  // namespace ui

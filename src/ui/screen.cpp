@@ -1,0 +1,59 @@
+#include "ui/screen.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "render/image_pool.h"
+#include "save/screen.h"
+
+namespace ui {
+namespace {
+
+constexpr std::uint8_t strip_gray = 48;
+
+int scaled(int size, double factor) {
+  return static_cast<int>(std::min(std::ceil(size * factor), 65535.0));
+}
+
+}  // namespace
+
+void draw_screen(render::pipeline& pipeline, const ksn::state& composition, img::image& target, int client_width,
+                 int client_height, render::frame_times* times) {
+  const render::frame_view view = save::screen_view(composition, client_width, client_height);
+  const img::image_ptr preview = render::pooled_image();
+  render::render_frame(pipeline, composition, *preview, view, composition.tm_t, times);
+  if (view.height >= client_height) {
+    target.swap(*preview);
+    return;
+  }
+  const img::image_ptr whole = render::pooled_image("BGRAZ", view.width, client_height);
+  const std::size_t above = img::plane_bytes(8, view.width, view.height);
+  const std::size_t below = img::plane_bytes(8, view.width, client_height - view.height);
+  for (int plane = 0; plane < 3; ++plane) {
+    std::memcpy(whole->row(plane, 0), preview->row(plane, 0), above);
+    std::memset(whole->row(plane, view.height), strip_gray, below);
+  }
+  target.swap(*whole);
+}
+
+math::point client_size_to_fit(const ksn::state& composition) {
+  math::point size;
+  for (const ksn::track_info& track : composition.tracks) {
+    if (!track.visible || track.width <= 0 || track.height <= 0) continue;
+    const render::layer_geometry scale = render::layer_scale(
+        track, composition.zoom(), composition.zoom_factor2 / 100.0, ksn::cache_resolution_type::full);
+    size.x = std::max(size.x, scaled(track.width, static_cast<double>(scale.num_x) / std::max(scale.den_x, 1)));
+    size.y = std::max(size.y, scaled(track.height, static_cast<double>(scale.num_y) / std::max(scale.den_y, 1)));
+  }
+  if (size.x == 0 || size.y == 0) {
+    size = {scaled(composition.mask_size.x, composition.zoom()),
+            scaled(composition.mask_size.y, composition.zoom_factor2 / 100.0)};
+  }
+  // The strip's height depends on the client's.
+  int height = size.y;
+  while (save::screen_view(composition, size.x, height).height < size.y && height < 2 * 65535) ++height;
+  return {size.x, height};
+}
+
+}  // namespace ui
