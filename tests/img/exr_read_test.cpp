@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
+#include <random>
 
 #include "exr_files.h"
 #include "img/format.h"
@@ -110,6 +112,42 @@ TEST(ExrRead, EverySetOfChannels) {
         expect_reference(path, what + compression_names[compression] + ", tile " + std::to_string(tile));
       }
     }
+  }
+}
+
+// Pictures of one value, of two, of noise in few and in all 16 bits: runs, short and long codes.
+TEST(ExrRead, EveryKindOfContent) {
+  const support::temp_folder folder;
+  const std::string path = folder / "a.exr";
+  std::mt19937 random(5);
+  const std::function<unsigned()> contents[] = {
+      [] { return 0u; },
+      [] { return 0x3C00u; },
+      [&] { return random() % 50 == 0 ? 0x3C00u : 0u; },
+      [&] { return 0x3800u + random() % 7; },
+      [&] { return 0x3000u + static_cast<unsigned>(std::exponential_distribution<>(0.01)(random)); },
+      [&] { return static_cast<unsigned>(random() & 0xFFFFu); },
+  };
+  int number = 0;
+  for (const auto& content : contents) {
+    std::vector<unsigned short> samples(200 * 150);
+    for (auto& sample : samples) sample = static_cast<unsigned short>(std::min(content(), 0xFFFFu));
+    for (int compression = 0; compression < 10; ++compression) {
+      // Lossy codings of values that are no numbers are left to themselves.
+      if (number == 5 && compression > 5) continue;
+      Imf::Header header(200, 150);
+      header.compression() = static_cast<Imf::Compression>(compression);
+      header.channels().insert("G", Imf::Channel(Imf::HALF));
+      Imf::FrameBuffer source;
+      source.insert("G", Imf::Slice(Imf::HALF, reinterpret_cast<char*>(samples.data()), 2, 400));
+      {
+        Imf::OutputFile file(path.c_str(), header);
+        file.setFrameBuffer(source);
+        file.writePixels(150);
+      }
+      expect_reference(path, "content " + std::to_string(number) + ", " + compression_names[compression]);
+    }
+    ++number;
   }
 }
 

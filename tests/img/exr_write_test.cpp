@@ -209,6 +209,16 @@ TEST(ExrRows, LevelsAgree) {
         fast.floats_to_halves(c.data() + offset, floats.data() + offset, count);
         plain.floats_to_halves(d.data() + offset, floats.data() + offset, count);
         ASSERT_EQ(c, d) << "floats_to_halves " << count;
+
+        for (const bool wide : {false, true}) {
+          for (std::size_t i = 0; i < 200; ++i) c[i] = d[i] = static_cast<std::uint16_t>(random());
+          std::vector<std::uint16_t> e = c;
+          std::vector<std::uint16_t> f = d;
+          fast.join_wavelet(c.data() + offset, e.data() + offset, count, wide);
+          plain.join_wavelet(d.data() + offset, f.data() + offset, count, wide);
+          ASSERT_EQ(c, d) << "join_wavelet " << count << wide;
+          ASSERT_EQ(e, f) << "join_wavelet " << count << wide;
+        }
       }
     }
   }

@@ -1,5 +1,6 @@
-// Pixels of files without compression and of those that are decoded here: run-length, ZIPS, ZIP, PXR24, B44 and B44A.
-// Chunks are decoded on all threads straight into the planes. Their layout: "OpenEXR File Layout", openexr.com.
+// Pixels of files without compression and of those that are decoded here: run-length, ZIPS, ZIP, PIZ, PXR24, B44
+// and B44A.// Chunks are decoded on all threads straight into the planes. Their layout: "OpenEXR File Layout",
+// openexr.com.
 #include <libdeflate.h>
 
 #include <algorithm>
@@ -8,6 +9,7 @@
 
 #include "img/formats/exr_codecs.h"
 #include "img/formats/exr_decode.h"
+#include "img/formats/exr_piz.h"
 #include "img/formats/exr_rows.h"
 #include "img/formats/parallel_tasks.h"
 #include "io/exceptions.h"
@@ -17,6 +19,9 @@ namespace {
 
 // Waking the other threads costs as much as decoding a few thousand pixels.
 constexpr long long fewest_parallel_pixels = 8192;
+
+// The readers of Huffman codes take 8 bytes at a time.
+constexpr std::size_t readable_behind = 8;
 
 // Memory that grows and is never cleared.
 class scratch {
@@ -92,6 +97,7 @@ class chunk_reader {
   struct worker {
     scratch packed, inflated, unpacked, row;
     std::vector<exr_row> rows;  // of the chunk at hand
+    piz_memory piz;
     std::unique_ptr<libdeflate_decompressor, void (*)(libdeflate_decompressor*)> inflater{
         libdeflate_alloc_decompressor(), libdeflate_free_decompressor};
   };
@@ -169,7 +175,7 @@ class chunk_reader {
       bad_chunk(area);
     }
     file_.source().check_range(static_cast<std::int64_t>(info.data_offset), static_cast<std::int64_t>(packed_size));
-    std::uint8_t* packed = own.packed.get(packed_size);
+    std::uint8_t* packed = own.packed.get(packed_size + readable_behind);
     file_.source().read(packed, packed_size, static_cast<std::int64_t>(info.data_offset));
     chunk.data = packed;
     if (!stored) unpack(chunk, packed_size, area, own);
@@ -191,6 +197,9 @@ class chunk_reader {
         if (whole) unpack_pxr24(inflated, out, own.rows);
         break;
       }
+      case EXR_COMPRESSION_PIZ:
+        whole = unpack_piz(chunk.data, packed_size, out, own.rows, own.piz);
+        break;
       case EXR_COMPRESSION_B44:
       case EXR_COMPRESSION_B44A:
         whole = unpack_b44(chunk.data, packed_size, out, own.rows);
@@ -268,6 +277,7 @@ bool read_chunks(const exr_file& file, const std::vector<exr_channel_use>& uses,
     case EXR_COMPRESSION_RLE:
     case EXR_COMPRESSION_ZIPS:
     case EXR_COMPRESSION_ZIP:
+    case EXR_COMPRESSION_PIZ:
     case EXR_COMPRESSION_PXR24:
       break;
     case EXR_COMPRESSION_B44:

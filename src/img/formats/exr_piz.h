@@ -1,0 +1,27 @@
+// PIZ, the wavelet coding of OpenEXR chunks: a table of the values that occur, an integer Haar wavelet of their places
+// in it, Huffman codes with runs.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "img/formats/exr_codecs.h"
+
+namespace img {
+
+// Memory that one thread keeps from chunk to chunk.
+struct piz_memory {
+  std::vector<std::uint16_t> samples;  // of the chunk, channel by channel
+  std::vector<std::uint16_t> values;   // by place, 65536
+  std::vector<std::uint32_t> lookup;   // by the next bits of the code
+  std::vector<std::uint8_t> lengths;   // of the codes, by symbol
+  std::vector<std::uint32_t> symbols;  // by length, then by number
+};
+
+// False for damaged data. Reads up to 8 bytes behind `in_size`, which must be there and may hold anything.
+bool unpack_piz(const std::uint8_t* in, std::size_t in_size, std::uint8_t* out, std::span<const exr_row> rows,
+                piz_memory& memory);
+
+}  // namespace img
