@@ -10,6 +10,7 @@
 
 #include "exr_files.h"
 #include "img/format.h"
+#include "img/formats/exr_huffman.h"
 #include "io/exceptions.h"
 #include "support/temp_folder.h"
 
@@ -162,6 +163,56 @@ TEST(ExrBroken, DamagedChunksNeverCrash) {
       failure_of(path);
     }
   }
+}
+
+// Huffman codes as a PIZ chunk holds them, for symbols from 0 on; `data` is in whole bytes.
+std::vector<std::uint8_t> huffman_codes(const std::vector<int>& lengths, const std::vector<std::uint8_t>& data) {
+  std::vector<std::uint8_t> bytes(20);
+  const auto put = [&](std::size_t at, std::size_t value) {
+    for (std::size_t i = 0; i < 4; ++i) bytes[at + i] = static_cast<std::uint8_t>(value >> (8 * i));
+  };
+  put(4, lengths.size() - 1);
+  put(12, data.size() * 8);
+  int free_bits = 0;
+  for (const int length : lengths) {
+    for (int bit = 5; bit >= 0; --bit) {
+      if (free_bits == 0) {
+        bytes.push_back(0);
+        free_bits = 8;
+      }
+      bytes.back() = static_cast<std::uint8_t>(bytes.back() | (length >> bit & 1) << --free_bits);
+    }
+  }
+  bytes.insert(bytes.end(), data.begin(), data.end());
+  return bytes;
+}
+
+struct decoded_samples {
+  bool whole;
+  std::vector<std::uint16_t> samples;
+};
+
+decoded_samples decode_huffman(std::vector<std::uint8_t> bytes, std::size_t count) {
+  img::piz_memory memory;
+  decoded_samples out{false, std::vector<std::uint16_t>(count)};
+  const std::size_t size = bytes.size();
+  bytes.resize(size + 8, 0xFF);
+  out.whole = img::decode_exr_huffman(bytes.data(), size, out.samples.data(), count, memory);
+  return out;
+}
+
+// Zeros behind the data are the code of a run here, and 0 its length.
+TEST(ExrBroken, RunsOfNothingEnd) {
+  EXPECT_FALSE(decode_huffman(huffman_codes({1, 1, 2}, {0x80}), 100).whole);
+}
+
+// Codes of 14 bits, the highest of them all ones, and two of 15; nothing that the lookup table of 12 bits holds.
+TEST(ExrBroken, LongCodesOfOnesAlone) {
+  std::vector<int> lengths(16383, 14);
+  lengths.insert(lengths.end(), {15, 15});
+  const decoded_samples got = decode_huffman(huffman_codes(lengths, std::vector<std::uint8_t>(9, 0xFF)), 5);
+  EXPECT_TRUE(got.whole);
+  EXPECT_EQ(got.samples, std::vector<std::uint16_t>(5, 16382));
 }
 
 TEST(ExrBroken, EmptySpaceIsBelievedUpToACommonSize) {

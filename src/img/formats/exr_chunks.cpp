@@ -1,6 +1,5 @@
-// Pixels of files without compression and of those that are decoded here: run-length, ZIPS, ZIP, PIZ, PXR24, B44
-// and B44A.// Chunks are decoded on all threads straight into the planes. Their layout: "OpenEXR File Layout",
-// openexr.com.
+// Pixels of files without compression and of those that are decoded here: run-length, ZIPS, ZIP, PIZ, PXR24, B44 and
+// B44A. Chunks are decoded on all threads straight into the planes. Their layout: "OpenEXR File Layout", openexr.com.
 #include <libdeflate.h>
 
 #include <algorithm>

@@ -63,7 +63,7 @@ constexpr int bits_of(std::uint32_t entry) {
 
 class decoder {
  public:
-  decoder(piz_memory& memory) : memory_(memory) {}
+  explicit decoder(piz_memory& memory) : memory_(memory) {}
 
   // Lengths in 6 bits each: 59 to 62 stand for 2 to 5 symbols without a code, 63 for 6 and the next 8 bits. Returns
   // where the data begins, null for damage.
@@ -102,6 +102,7 @@ class decoder {
       count_[at] = static_cast<std::uint32_t>(counts[at]);
       first_place_[at] = place;
       place += count_[at];
+      if (counts[at] != 0 && length > lookup_bits) shortest_long_ = at;
       code = (code + counts[at]) >> 1;
     }
     memory_.symbols.resize(place);
@@ -157,6 +158,8 @@ class decoder {
       }
       bits.refill();
       const std::uint32_t length = bits.take(8);
+      // Behind the data zeros may stand for runs of no samples without end.
+      if (bits.bytes_begun(in) > end - in) return false;
       if (out == begin || length > static_cast<std::size_t>(stop - out)) return false;
       std::fill_n(out, length, out[-1]);
       out += length;
@@ -168,7 +171,7 @@ class decoder {
   // A code that is not in the lookup table. Codes of a length are all above those of greater lengths, when both are
   // shifted to the top of a word.
   bool decode_symbol(bit_reader& bits, std::uint32_t& symbol) const {
-    std::size_t length = lookup_bits + 1;
+    std::size_t length = shortest_long_;
     while (bits.window() < top_code_[length]) ++length;
     const std::uint64_t place = (bits.window() - top_code_[length]) >> (64 - length);
     if (place >= count_[length]) return false;
@@ -183,6 +186,7 @@ class decoder {
   std::array<std::uint32_t, longest_code + 2> count_{};
   std::array<std::uint32_t, longest_code + 2> first_place_{};  // in memory_.symbols
   std::uint32_t run_symbol_ = 0;
+  std::size_t shortest_long_ = longest_code + 1;  // length of the codes that the lookup table does not hold
 };
 
 }  // namespace

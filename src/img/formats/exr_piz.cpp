@@ -89,11 +89,17 @@ bool read_values(const std::uint8_t* in, std::size_t in_size, std::vector<std::u
 
 bool unpack_piz(const std::uint8_t* in, std::size_t in_size, std::uint8_t* out, std::span<const exr_row> rows,
                 piz_memory& memory) {
+  auto& channels = memory.channels;
+  channels.clear();
   std::size_t total = 0;
-  int channels = 0;
   for (const exr_row& row : rows) {
-    total += row.samples * (row.type == EXR_PIXEL_HALF ? 1 : 2);
-    channels = std::max(channels, row.channel + 1);
+    const auto index = static_cast<std::size_t>(row.channel);
+    if (index >= channels.size()) channels.resize(index + 1);
+    piz_channel& channel = channels[index];
+    channel.step = row.type == EXR_PIXEL_HALF ? 1 : 2;
+    channel.width = row.samples;
+    ++channel.height;
+    total += row.samples * channel.step;
   }
   std::uint32_t largest = 0;
   std::size_t taken = 0;
@@ -106,28 +112,25 @@ bool unpack_piz(const std::uint8_t* in, std::size_t in_size, std::uint8_t* out, 
   if (!decode_exr_huffman(in + taken, coded, memory.samples.data(), total, memory)) return false;
 
   const bool wide = largest > largest_narrow;
-  const std::uint16_t* const values = memory.values.data();
   std::uint16_t* samples = memory.samples.data();
-  for (int channel = 0; channel < channels; ++channel) {
-    // The rows of the channel lie one behind the other; samples of 32 bits are pairs of planes.
-    std::size_t height = 0;
-    const exr_row* first = nullptr;
-    for (const exr_row& row : rows) {
-      if (row.channel != channel) continue;
-      if (height++ == 0) first = &row;
+  for (piz_channel& channel : channels) {
+    // The rows of a channel lie one behind the other; samples of 32 bits are pairs of planes.
+    const std::size_t stride = channel.width * channel.step;
+    for (std::size_t i = 0; i < channel.step; ++i) {
+      join_plane({samples + i, channel.width, channel.height, channel.step, stride}, wide);
     }
-    if (first == nullptr) continue;
-    const std::size_t step = first->type == EXR_PIXEL_HALF ? 1 : 2;
-    const std::size_t stride = first->samples * step;
-    for (std::size_t i = 0; i < step; ++i) join_plane({samples + i, first->samples, height, step, stride}, wide);
-    for (const exr_row& row : rows) {
-      if (row.channel != channel) continue;
-      for (std::size_t i = 0; i < stride; ++i) {
-        const std::uint16_t value = values[samples[i]];
-        std::memcpy(out + row.at + 2 * i, &value, 2);
-      }
-      samples += stride;
+    channel.next_row = samples;
+    samples += stride * channel.height;
+  }
+  const std::uint16_t* const values = memory.values.data();
+  for (const exr_row& row : rows) {
+    piz_channel& channel = channels[static_cast<std::size_t>(row.channel)];
+    const std::size_t stride = channel.width * channel.step;
+    for (std::size_t i = 0; i < stride; ++i) {
+      const std::uint16_t value = values[channel.next_row[i]];
+      std::memcpy(out + row.at + 2 * i, &value, 2);
     }
+    channel.next_row += stride;
   }
   return true;
 }

@@ -11,8 +11,17 @@
 
 namespace img {
 
+// A channel of the chunk at hand.
+struct piz_channel {
+  std::size_t step = 1;   // words of 16 bits in a sample
+  std::size_t width = 0;  // samples in a row
+  std::size_t height = 0;
+  const std::uint16_t* next_row = nullptr;  // that is still to be written
+};
+
 // Memory that one thread keeps from chunk to chunk.
 struct piz_memory {
+  std::vector<piz_channel> channels;
   std::vector<std::uint16_t> samples;  // of the chunk, channel by channel
   std::vector<std::uint16_t> values;   // by place, 65536
   std::vector<std::uint32_t> lookup;   // by the next bits of the code
