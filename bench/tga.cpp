@@ -36,7 +36,7 @@ int main() {
               names, pictures);
   std::printf(
       "ffmpeg: whole process, image2 demuxer, `-pix_fmt gbrp` or `gbrap` into the null muxer, default threads.\n");
-  std::printf("page cache: read() of the same files in pieces of 256 KiB.  ours: img::load on one thread.\n");
+  std::printf("page cache: read() of the same files in pieces of 256 KiB.  ours: img::load on all threads.\n");
   std::printf("write, of a copy: img::save to a new file against write() of as many bytes from one small buffer.\n\n");
   std::printf("%-22s %8s %18s %22s %16s\n", "files", "MB each", "times ffmpeg's rate", "of the page cache's rate",
               "write, of a copy");

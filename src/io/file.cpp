@@ -124,6 +124,19 @@ int llfile::read(void* buffer, int count) {
   return done;
 }
 
+int llfile::read_at(void* buffer, int count, std::int64_t offset) const {
+  int done = 0;
+  while (done < count) {
+    const ssize_t size =
+        pread(handle_, static_cast<char*>(buffer) + done, static_cast<std::size_t>(count - done), offset + done);
+    if (size < 0 && errno == EINTR) continue;
+    if (size < 0) throw read_error(path_, "ReadFile", errno);
+    if (size == 0) break;
+    done += static_cast<int>(size);
+  }
+  return done;
+}
+
 void llfile::read_exact(void* buffer, int count) {
   if (read(buffer, count) < count) throw eof_error(path_);
 }

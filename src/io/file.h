@@ -46,6 +46,9 @@ class llfile : public binary_reader, public binary_writer {
   int read(void* buffer, int count) override;
   // read(), which throws io::eof_error unless all came.
   void read_exact(void* buffer, int count);
+  // Reads at a place of the file and leaves the position alone. Fewer bytes than `count` come only at the end of the
+  // file. Any number of threads may do so at once.
+  int read_at(void* buffer, int count, std::int64_t offset) const;
   void write(const void* buffer, int count) override;
   void flush() override {}
   // Returns when the written bytes are on the disk.

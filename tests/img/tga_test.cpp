@@ -311,13 +311,21 @@ TEST_F(tga, large_pictures_come_back) {
         }
       }
       for (int compression : {1, 2}) {
-        written(image, {compression, 90, false});
-        img::image again;
-        img::load(again, path);
-        ASSERT_EQ(again.format, image.format);
-        for (int p = 0; p < image.plane_count(); ++p) {
-          ASSERT_TRUE(again.data[p] == image.data[p]) << letters << " " << width << " compression " << compression;
-        }
+        const std::size_t size = written(image, {compression, 90, false}).size();
+        support::every_thread_count([&](int threads) {
+          img::image again;
+          img::load(again, path);
+          ASSERT_EQ(again.format, image.format);
+          for (int p = 0; p < image.plane_count(); ++p) {
+            ASSERT_TRUE(again.data[p] == image.data[p])
+                << letters << " " << width << " compression " << compression << " threads " << threads;
+          }
+        });
+        std::filesystem::resize_file(path, size - size / 3);
+        support::every_thread_count([&](int threads) {
+          img::image cut;
+          EXPECT_THROW(img::load(cut, path), io::eof_error) << letters << " " << width << " threads " << threads;
+        });
       }
     }
   }

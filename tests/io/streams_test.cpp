@@ -162,6 +162,11 @@ TEST(llfile, reads_writes_and_seeks) {
   EXPECT_EQ(in.try_seek(-2, SEEK_END), 8);
   EXPECT_EQ(in.try_seek(-1, SEEK_SET), -1);
   EXPECT_EQ(in.tell(), 8);
+  EXPECT_EQ(in.read_at(c, 4, 3), 4);
+  EXPECT_EQ(std::string(c, 4), "3456");
+  EXPECT_EQ(in.read_at(c, 4, 9), 1);
+  EXPECT_EQ(in.read_at(c, 4, 10), 0);
+  EXPECT_EQ(in.tell(), 8) << "reading at a place moves nothing";
 
   const std::string seek_failure = "io::seek_error|" + path + "|SetFilePointer";
   EXPECT_EQ(failure([&] { in.seek(-100, SEEK_CUR); }), seek_failure);

@@ -5,6 +5,8 @@
 
 #include "img/format.h"
 #include "img/formats/export_planes.h"
+#include "img/formats/parallel_tasks.h"
+#include "img/formats/read_ahead_stream.h"
 #include "img/formats/tga_runs.h"
 #include "img/row_kernels.h"
 #include "io/exceptions.h"
@@ -28,6 +30,7 @@ struct tga_header {
   bool packed = false;
   bool top_first = false;
 
+  std::int64_t data_offset() const { return header_size + id_length; }
   const char* letters() const { return bytes == 1 ? "L" : bytes == 4 ? "BGRA" : "BGR"; }
 };
 
@@ -35,7 +38,10 @@ int word_at(const std::uint8_t* bytes) {
   return bytes[0] | bytes[1] << 8;
 }
 
-tga_header parse_header(const std::uint8_t* bytes, const std::string& path, std::int64_t file_size) {
+tga_header read_tga_header(const io::llfile& file) {
+  const std::string path = file.name();
+  std::uint8_t bytes[header_size];
+  if (file.read_at(bytes, header_size, 0) < header_size) throw io::eof_error(path);
   const int colour_map = bytes[1];
   const int type = bytes[2];
   const int bits = bytes[16];
@@ -54,89 +60,99 @@ tga_header parse_header(const std::uint8_t* bytes, const std::string& path, std:
   // A file that can't hold the picture is short, however much of it is there. A packet of 1 + n bytes gives at most
   // 128 pixels.
   const std::int64_t pixels = static_cast<std::int64_t>(header.width) * header.height;
-  const std::int64_t available = file_size - header_size - header.id_length;
+  const std::int64_t available = file.size() - header.data_offset();
   const std::int64_t most =
       header.packed ? (available + header.bytes) / (1 + header.bytes) * 128 : available / header.bytes;
   if (pixels > most) throw io::eof_error(path);
   return header;
 }
 
-// The file in pieces, with room behind the data that kernels may read.
-class piece_reader {
- public:
-  piece_reader(io::llfile& file, std::size_t size) : file_(file), size_(size), block_(size + tga_read_ahead) {
-    position_ = end_ = block_.data();
-  }
+// Waking the other threads costs as much as converting this many pixels.
+constexpr long long fewest_parallel_pixels = 32768;
 
-  // Makes at least `count` bytes available; throws io::eof_error when the file has no more.
-  const std::uint8_t* need(std::size_t count) {
-    while (available() < count) more();
-    return position_;
-  }
-  // Reads on behind the unread bytes. Throws io::eof_error at the end of the file.
-  void more() {
-    const std::size_t kept = available();
-    std::memmove(block_.data(), position_, kept);
-    position_ = block_.data();
-    const int count = file_.read(block_.data() + kept, static_cast<int>(size_ - kept));
-    end_ = position_ + kept + count;
-    if (count == 0) throw io::eof_error(file_.name());
-  }
-  std::size_t available() const { return static_cast<std::size_t>(end_ - position_); }
-  const std::uint8_t* position() const { return position_; }
-  const std::uint8_t* end() const { return end_; }
-  void move_to(const std::uint8_t* position) { position_ = position; }
+int threads_for(const tga_header& header) {
+  return static_cast<long long>(header.width) * header.height < fewest_parallel_pixels ? 1 : lib::thread_count();
+}
 
- private:
-  io::llfile& file_;
-  std::size_t size_;
-  plane block_;
-  const std::uint8_t* position_;
-  const std::uint8_t* end_;
-};
+int picture_row(const tga_header& header, int stored) {
+  return header.top_first ? stored : header.height - 1 - stored;
+}
 
-void read_packed(piece_reader& reader, const tga_header& header, image& image) {
+// One thread unpacks, since only the packets tell where the next one begins; another brings the bytes.
+void unpack_rows(read_ahead_stream& stream, const tga_header& header, image& image) {
   const auto unpack = active_tga_kernels().unpack[header.bytes];
   const int planes = image.plane_count();
   tga_packets packets{};
   for (int i = 0; i < header.height; ++i) {
-    const int y = header.top_first ? i : header.height - 1 - i;
+    const int y = picture_row(header, i);
     std::uint8_t* rows[4] = {};
     for (int p = 0; p < planes; ++p) rows[p] = image.row(p, y);
     for (std::size_t left = static_cast<std::size_t>(header.width); left > 0;) {
-      packets.position = reader.position();
-      packets.end = reader.end();
+      packets.position = stream.position();
+      packets.end = stream.end();
       const std::size_t count = unpack(&packets, rows, left);
-      reader.move_to(packets.position);
+      stream.move_to(packets.position);
       left -= count;
       for (int p = 0; p < planes; ++p) rows[p] += count;
-      if (left > 0) reader.more();
+      if (left > 0) stream.more();
     }
   }
 }
 
-void read_plain(piece_reader& reader, const tga_header& header, image& image) {
+void read_packed(const io::llfile& file, const tga_header& header, image& image) {
+  // A packet of one pixel takes a byte more than the pixel.
+  const std::int64_t most = static_cast<std::int64_t>(header.width) * header.height * (header.bytes + 1);
+  read_ahead_stream stream(file, header.data_offset(), std::min(file.size(), header.data_offset() + most));
+  struct nothing {};
+  parallel_tasks<nothing>(2, threads_for(header), [&](int role, nothing&) {
+    if (role == 1) return stream.read_ahead();
+    try {
+      unpack_rows(stream, header, image);
+    } catch (...) {
+      stream.stop();
+      throw;
+    }
+    stream.stop();
+  });
+}
+
+// A row of interleaved pixels to row y of the planes.
+void split_row(const std::uint8_t* row, const tga_header& header, image& image, int y) {
   const row_kernels& kernels = active_row_kernels();
   const auto width = static_cast<std::size_t>(header.width);
-  const std::size_t row_bytes = width * static_cast<std::size_t>(header.bytes);
-  for (int i = 0; i < header.height; ++i) {
-    const int y = header.top_first ? i : header.height - 1 - i;
-    const std::uint8_t* row = reader.need(row_bytes);
-    switch (header.bytes) {
-      case 1:
-        std::memcpy(image.row(0, y), row, width);
-        break;
-      case 2:
-        kernels.split555(row, image.row(0, y), image.row(1, y), image.row(2, y), width);
-        break;
-      case 3:
-        kernels.split3(row, image.row(0, y), image.row(1, y), image.row(2, y), width);
-        break;
-      default:
-        kernels.split4(row, image.row(0, y), image.row(1, y), image.row(2, y), image.row(3, y), width);
-    }
-    reader.move_to(row + row_bytes);
+  switch (header.bytes) {
+    case 1:
+      std::memcpy(image.row(0, y), row, width);
+      break;
+    case 2:
+      kernels.split555(row, image.row(0, y), image.row(1, y), image.row(2, y), width);
+      break;
+    case 3:
+      kernels.split3(row, image.row(0, y), image.row(1, y), image.row(2, y), width);
+      break;
+    default:
+      kernels.split4(row, image.row(0, y), image.row(1, y), image.row(2, y), image.row(3, y), width);
   }
+}
+
+void read_plain(const io::llfile& file, const tga_header& header, image& image) {
+  const int row_bytes = header.width * header.bytes;
+  const int most_rows = std::clamp(piece_size / row_bytes, 1, header.height);
+  const int pieces = (header.height + most_rows - 1) / most_rows;
+  struct worker {
+    plane block;
+  };
+  parallel_tasks<worker>(pieces, threads_for(header), [&](int piece, worker& own) {
+    const int first = piece * most_rows;
+    const int rows = std::min(most_rows, header.height - first);
+    if (own.block.empty()) own.block = plane(static_cast<std::size_t>(most_rows * row_bytes));
+    const std::int64_t offset = header.data_offset() + static_cast<std::int64_t>(first) * row_bytes;
+    if (file.read_at(own.block.data(), rows * row_bytes, offset) < rows * row_bytes) throw io::eof_error(file.name());
+    for (int i = 0; i < rows; ++i) {
+      split_row(own.block.data() + static_cast<std::size_t>(i) * static_cast<std::size_t>(row_bytes), header, image,
+                picture_row(header, first + i));
+    }
+  });
 }
 
 class tga : public format {
@@ -144,23 +160,16 @@ class tga : public format {
   const char* name() const override { return "tga"; }
 
   void read(image& image, const std::string& path, const layer&) const override {
-    io::llfile file(path, false);
-    const std::int64_t size = file.size();
-    piece_reader reader(file, static_cast<std::size_t>(std::clamp<std::int64_t>(size, 4096, piece_size)));
-    const tga_header header = parse_header(reader.need(header_size), path, size);
-    reader.move_to(reader.position() + header_size);
-    reader.move_to(reader.need(static_cast<std::size_t>(header.id_length)) + header.id_length);
+    const io::llfile file(path, false);
+    const tga_header header = read_tga_header(file);
     image.reset(header.letters(), 8, header.width, header.height);
     image.set_path(path);
     image.set_centre_anchor();
-    header.packed ? read_packed(reader, header, image) : read_plain(reader, header, image);
+    header.packed ? read_packed(file, header, image) : read_plain(file, header, image);
   }
 
   picture_header read_header(const std::string& path, const layer&) const override {
-    io::llfile file(path, false);
-    std::uint8_t bytes[header_size];
-    file.read_exact(bytes, header_size);
-    const tga_header header = parse_header(bytes, path, file.size());
+    const tga_header header = read_tga_header(io::llfile(path, false));
     return {header.width, header.height, header.bytes == 4, {layer()}};
   }
 
