@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "app/after_save.h"
+#include "app/attach.h"
 #include "app/benchmarks.h"
 #include "app/console.h"
 #include "app/interrupt.h"
@@ -61,6 +62,7 @@ struct application::impl {
   command::engine engine{composition};
   render::pipeline pipeline{frames, reporting(engine, true)};
   playback::clock clock{composition, frames};
+  app::attach attach{engine};
   command::recent_notes recent{[](bool create, std::string& folder) {
     return platform::get_folder(platform::folder_kind::local_data, create, folder);
   }};
@@ -195,6 +197,7 @@ application::application() : impl_(std::make_unique<impl>()) {
 application::~application() = default;
 
 int application::application_main(const std::vector<std::string>& args) {
+  if (impl_->attach.hand_over(args)) return 0;
   watch_interrupt();
   impl_->bind();
   ksn::load_settings(impl_->composition);

@@ -15,7 +15,7 @@ class application {
   application(const application&) = delete;
   application& operator=(const application&) = delete;
 
-  // Everything from the folder lookups to the end of the run step; returns the process exit code: 0, 1 after
+  // Everything from the hand-over of the line to the end of the run step; returns the process exit code: 0, 1 after
   // `--exit=status` with an error line, 130 after an interrupt, -1 when no window can be opened. `args` is UTF-8,
   // index 0 the program.
   int application_main(const std::vector<std::string>& args);

@@ -1,0 +1,43 @@
+// Command lines that go to an instance that runs already, and those that come from later ones.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "command/engine.h"
+#include "platform/handover.h"
+
+namespace app {
+
+// Main thread.
+class attach {
+ public:
+  // Without an address the one of this display is taken when it is first needed.
+  explicit attach(command::engine& engine, std::string address = {});
+
+  // For each argument --attach, --use_existing_window or --attach_nf: gives the line to the instance that serves on
+  // this display and waits until it has been carried out there; what it prints and reports is written here too. True
+  // when that was done and this process ends with 0. Otherwise this instance goes on, and unless its line shows that it
+  // will have no window, later ones wait for it.
+  bool hand_over(const std::vector<std::string>& args);
+
+  // Serves from now on. `wake` makes the main loop call poll(), from any thread; `bring_forward` shows the window.
+  void serve(std::function<void()> wake, std::function<void()> bring_forward);
+  // Between two events: carries out the lines that have come, each in its sender's folder. Does nothing while a command
+  // is under execution, which may run a loop of events of its own.
+  void poll();
+  void stop();
+
+ private:
+  command::engine& engine_;
+  std::string address_;
+  std::unique_ptr<platform::handover> line_;  // made when it is first needed
+  std::function<void()> bring_forward_;
+
+  platform::handover& line();
+  bool carry_out(const platform::handover_message& message, std::string& answer);
+};
+
+}  // namespace app

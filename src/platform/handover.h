@@ -1,0 +1,60 @@
+// The line between the instances of one user on one display: a later one hands its command line over to the first.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/file_lock.h"
+#include "platform/handover_message.h"
+
+namespace platform {
+
+// The path, without its extension, of the socket and the lock file that the instances on this display share: in
+// $XDG_RUNTIME_DIR, or without a usable one in a folder of its own, closed to others, under the temporary folder. Empty
+// without a display or such a folder.
+std::string handover_address();
+
+// What the receiver does with one message: adds lines to the answer, and gives false when it does not carry it out.
+using carry_out_function = std::function<bool(const handover_message& message, std::string& answer)>;
+
+// One instance's end of the line. Main thread, with one thread of its own while it serves: that one reads messages and
+// writes answers, so that a peer that is slow, silent or talks nonsense never holds up the main thread.
+class handover {
+ public:
+  explicit handover(std::string address);
+  ~handover();
+  handover(const handover&) = delete;
+  handover& operator=(const handover&) = delete;
+
+  // Gives the message to the instance that serves and waits until it has been carried out; lines of the answer go to
+  // `show`. False when there is nobody, or nobody who takes it. With `claim` this instance is then the one that later
+  // senders find: they wait until it serves or ends, so that of several that start at once just one stays.
+  bool send(const handover_message& message, bool claim, const std::function<void(const answer_record&)>& show);
+
+  // Starts to serve, or goes on trying with each poll() while another instance does. `wake` is called from another
+  // thread when a message waits for poll().
+  void serve(std::function<void()> wake);
+  bool serving() const { return server_ != nullptr; }
+  // Carries out the messages that wait. A call from within `carry_out` does nothing.
+  void poll(const carry_out_function& carry_out);
+  // Ends serving and gives the claim up. Senders that wait without an answer find the next instance, or nobody.
+  void stop();
+
+ private:
+  class server;
+
+  bool claim();
+  void try_to_serve();
+
+  std::string address_;
+  std::unique_ptr<file_lock> lock_;  // held by the instance that owns the socket
+  int socket_ = -1;                  // listening; owned
+  std::function<void()> wake_;
+  std::unique_ptr<server> server_;
+  long long next_try_ = 0;  // milliseconds of a steady clock
+  bool wants_to_serve_ = false;
+  bool polling_ = false;
+};
+
+}  // namespace platform

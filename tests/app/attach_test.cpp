@@ -1,0 +1,156 @@
+// Lines that one instance hands to another.
+#include "app/attach.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <future>
+
+#include "support/program.h"
+
+namespace {
+
+// A running instance without a window; run() polls until the sender has its answer.
+struct receiver {
+  support::temp_folder folder;
+  ksn::state composition;
+  command::engine engine{composition};
+  app::attach attach{engine, folder / "line"};
+  std::vector<std::string> sources;
+  std::vector<std::string> lines;
+  std::atomic<int> woken = 0;
+  int forward = 0;
+
+  receiver() {
+    engine.write_error = engine.write_output = [this](const std::string& line) { lines.push_back(line); };
+    engine.add_source = [this](const command::source_request& request) { sources.push_back(request.path); };
+    command::register_fields(engine);
+    command::register_language_actions(engine);
+    command::register_document_actions(engine);
+    attach.serve([this] { ++woken; }, [this] { ++forward; });
+  }
+
+  // Whether a sender of this line may end.
+  bool run(std::vector<std::string> args) {
+    args.insert(args.begin(), "kestrin");
+    std::future<bool> sender = std::async(std::launch::async, [&] {
+      ksn::state other;
+      command::engine none(other);
+      return app::attach(none, folder / "line").hand_over(args);
+    });
+    while (sender.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) attach.poll();
+    return sender.get();
+  }
+};
+
+TEST(attach, lines_that_are_handed_over) {
+  receiver r;
+  struct row {
+    std::vector<std::string> args;
+    bool handed_over;
+    std::size_t sources;
+    bool forward;
+  };
+  const row rows[] = {
+      {{"--attach", "a.tga"}, true, 1, true},
+      {{"a.tga", "b.tga", "--use_existing_window"}, true, 2, true},
+      {{"--attach_nf", "a.tga"}, true, 1, false},
+      {{"--attach", "a.tga", "--attach_nf"}, true, 1, false},
+      {{"a.tga"}, false, 0, false},
+      {{"--attach=1", "a.tga"}, false, 0, false},
+      {{"attach", "--Attach"}, false, 0, false},
+      {{"--attach"}, true, 0, true},
+  };
+  for (const row& row : rows) {
+    r.sources.clear();
+    r.forward = 0;
+    EXPECT_EQ(r.run(row.args), row.handed_over) << row.args[0];
+    EXPECT_EQ(r.sources.size(), row.sources) << row.args[0];
+    EXPECT_EQ(r.forward, row.forward ? 1 : 0) << row.args[0];
+    EXPECT_TRUE(r.lines.empty()) << r.lines[0];
+  }
+  EXPECT_GE(r.woken, 5);
+  EXPECT_FALSE(r.engine.action_table.contains("attach")) << "elsewhere the option stays unknown";
+}
+
+TEST(attach, relative_paths_mean_the_senders_folder) {
+  receiver r;
+  const std::string before = std::filesystem::current_path();
+  const support::temp_folder elsewhere;
+  platform::handover line(r.folder / "line");
+  const auto send = [&](const std::string& folder) {
+    std::future<bool> sender = std::async(std::launch::async, [&] {
+      return line.send({folder, {"kestrin", "--attach", "shot.tga", "/abs/b.tga"}}, false,
+                       [](const platform::answer_record&) {});
+    });
+    while (sender.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) r.attach.poll();
+    return sender.get();
+  };
+  EXPECT_TRUE(send(elsewhere.path()));
+  EXPECT_EQ(r.sources, (std::vector<std::string>{elsewhere / "shot.tga", "/abs/b.tga"}));
+  EXPECT_EQ(std::filesystem::current_path(), before);
+  EXPECT_FALSE(send(elsewhere / "missing")) << "the paths would mean something else";
+  EXPECT_EQ(r.sources.size(), 2u);
+}
+
+TEST(attach, not_while_a_command_runs) {
+  receiver r;
+  bool polled = false;
+  r.engine.action_table["dialog"].execute = [&] {
+    // A loop of events inside an action.
+    r.attach.poll();
+    polled = true;
+  };
+  platform::handover line(r.folder / "line");
+  std::future<bool> sender = std::async(std::launch::async, [&] {
+    return line.send({"", {"kestrin", "--attach", "a.tga"}}, false, [](const platform::answer_record&) {});
+  });
+  while (r.woken == 0) usleep(1000);
+  r.engine.run_option("--dialog");
+  EXPECT_TRUE(polled);
+  EXPECT_TRUE(r.sources.empty());
+  while (sender.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) r.attach.poll();
+  EXPECT_EQ(r.sources.size(), 1u);
+}
+
+// The real program as the sender: what the receiver prints and reports comes to its console.
+TEST(attach, the_program_hands_over_and_prints_the_answer) {
+  const support::temp_folder runtime;
+  setenv("XDG_RUNTIME_DIR", runtime.path().c_str(), 1);
+  setenv("DISPLAY", ":77", 1);
+  const std::string address = platform::handover_address();
+  unsetenv("DISPLAY");
+  unsetenv("XDG_RUNTIME_DIR");
+  ASSERT_FALSE(address.empty());
+
+  receiver r;
+  app::attach attach(r.engine, address);
+  attach.serve([] {}, [] {});
+  const auto run = [&](std::vector<std::string> args, std::map<std::string, std::string> environment) {
+    std::future<support::outcome> sender = std::async(
+        std::launch::async, [&] { return support::run_program(KESTRIN_BINARY, args, runtime.path(), environment); });
+    while (sender.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) attach.poll();
+    return sender.get();
+  };
+  const std::map<std::string, std::string> here{{"XDG_RUNTIME_DIR", runtime.path()}, {"DISPLAY", ":77"}};
+  const std::vector<std::string> args{"--attach",           "x.####.tga", "--time=7",
+                                      "--print_field=time", "--nonsense", std::string(100000, 'x')};
+  const support::outcome outcome = run(args, here);
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_EQ(outcome.out, "global:time=7\n");
+  EXPECT_EQ(outcome.errors, "\"--nonsense\": Invalid option\n");
+  EXPECT_EQ(r.sources, (std::vector<std::string>{runtime / "x.####.tga", runtime / std::string(100000, 'x')}));
+
+  // With nobody there it goes on by itself, and says that it does not know the option.
+  attach.stop();
+  for (const char* option : {"--attach", "--use_existing_window", "--attach_nf"}) {
+    const support::outcome alone = run({option, "--print_field=time", "--exit"}, here);
+    EXPECT_EQ(alone.code, 0);
+    EXPECT_EQ(alone.out, "global:time=0\n");
+    EXPECT_EQ(alone.errors, "\"" + std::string(option) + "\": Invalid option\n");
+  }
+}
+
+}  // namespace
