@@ -8,6 +8,7 @@
 #include "app/benchmarks.h"
 #include "app/console.h"
 #include "app/interrupt.h"
+#include "app/sound_start.h"
 #include "app/window_run.h"
 #include "cache/allocation.h"
 #include "cache/frame_cache.h"
@@ -62,6 +63,7 @@ struct application::impl {
   command::engine engine{composition};
   render::pipeline pipeline{frames, reporting(engine, true)};
   playback::clock clock{composition, frames};
+  app::sound_start sound{composition, clock};
   app::attach attach{engine};
   command::recent_notes recent{[](bool create, std::string& folder) {
     return platform::get_folder(platform::folder_kind::local_data, create, folder);
@@ -77,6 +79,7 @@ struct application::impl {
   void bind();
   void register_actions();
   int run_step(bool any_arguments);
+  int run_window();
   // 1 in place of 0 when the process is to tell of error lines.
   int exit_code(int code) const { return code == 0 && exit_with_status && console.any_error() ? 1 : code; }
   void after_save(const std::string& path);
@@ -118,6 +121,7 @@ void application::impl::bind() {
     frames.clear();
     pipeline.forget_all();
   };
+  hooks.start_audio = [this] { sound.retry(); };
   hooks.forget_layer = [this](int id) { pipeline.forget_layer(id); };
   hooks.text = [this](std::string_view key) { return text(key); };
 }
@@ -180,7 +184,7 @@ int application::impl::run_step(bool any_arguments) {
   if (engine.quit_requested) return exit_code(0);
   std::string error;
   desktop = platform::open_desktop(error);
-  if (desktop) return exit_code(window.run(*desktop));
+  if (desktop) return exit_code(run_window());
 
   const std::string no_window = "No window can be opened: " + (platform::has_display() ? error : "there is no display");
   if (!any_arguments) {
@@ -189,6 +193,22 @@ int application::impl::run_step(bool any_arguments) {
   }
   console.report(no_window + "; end the arguments with --exit to work without one");
   return -1;
+}
+
+int application::impl::run_window() {
+  attach.serve([this] { desktop->wake(); }, [this] { desktop->bring_forward(); });
+  sound.use(&desktop->audio());
+  bool shown = false;
+  window.poll_handover = [this, &shown] {
+    if (attach.poll()) window.redraw();
+    // The first picture does not wait for the sound device.
+    if (std::exchange(shown, true)) sound.poll();
+  };
+  const int result = window.run(*desktop);
+  window.poll_handover = nullptr;
+  sound.use(nullptr);
+  attach.stop();
+  return result;
 }
 
 application::application() : impl_(std::make_unique<impl>()) {

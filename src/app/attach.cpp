@@ -79,10 +79,14 @@ void attach::stop() {
   if (line_) line_->stop();
 }
 
-void attach::poll() {
-  if (!line_ || engine_.command_depth > 0) return;
-  line_->poll(
-      [this](const platform::handover_message& message, std::string& answer) { return carry_out(message, answer); });
+bool attach::poll() {
+  if (!line_ || engine_.command_depth > 0) return false;
+  bool any = false;
+  line_->poll([&](const platform::handover_message& message, std::string& answer) {
+    any = true;
+    return carry_out(message, answer);
+  });
+  return any;
 }
 
 bool attach::carry_out(const platform::handover_message& message, std::string& answer) {
@@ -105,6 +109,8 @@ bool attach::carry_out(const platform::handover_message& message, std::string& a
   for (const char* name : attach_options) engine_.action_table.erase(name);
   engine_.write_output = std::move(write_output);
   engine_.write_error = std::move(write_error);
+  // Whoever reads this instance's output has it when the sender ends.
+  std::fflush(stdout);
 
   const auto& args = message.arguments;
   if (!args.empty() && std::find(args.begin() + 1, args.end(), "--attach_nf") == args.end() && bring_forward_) {

@@ -26,8 +26,8 @@ class attach {
   // Serves from now on. `wake` makes the main loop call poll(), from any thread; `bring_forward` shows the window.
   void serve(std::function<void()> wake, std::function<void()> bring_forward);
   // Between two events: carries out the lines that have come, each in its sender's folder. Does nothing while a command
-  // is under execution, which may run a loop of events of its own.
-  void poll();
+  // is under execution, which may run a loop of events of its own. True when a line came.
+  bool poll();
   void stop();
 
  private:

@@ -63,6 +63,9 @@ class window_run {
   // Null outside run().
   platform::desktop* desktop() const { return desktop_; }
 
+  // The next tick draws: something changed that no event of the window told of.
+  void redraw() { redraw_ = true; }
+
   // The client area of the window, or of the one that would be opened when that is known.
   bool client_area(int& width, int& height) const;
 

@@ -5,16 +5,24 @@
 
 namespace platform {
 
+namespace {
+
+// A device that asked for nothing for so long has stopped, or is gone.
+constexpr double longest_block_seconds = 2.0;
+
+}  // namespace
+
 sdl_ring_device::~sdl_ring_device() {
   if (device_) SDL_CloseAudioDevice(device_);
-  SDL_QuitSubSystem(SDL_INIT_AUDIO);
+  if (started_) SDL_QuitSubSystem(SDL_INIT_AUDIO);
 }
 
 bool sdl_ring_device::open() {
   if (device_) return true;
   // Kestrin handles its own signals.
   SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
-  if (SDL_InitSubSystem(SDL_INIT_AUDIO) != 0) return false;
+  if (!started_ && SDL_InitSubSystem(SDL_INIT_AUDIO) != 0) return false;
+  started_ = true;
   ring_.assign(audio_ring_bytes, 0);
   SDL_AudioSpec wanted{};
   wanted.freq = audio_rate;
@@ -25,6 +33,7 @@ bool sdl_ring_device::open() {
   wanted.userdata = this;
   device_ = SDL_OpenAudioDevice(nullptr, 0, &wanted, nullptr, 0);
   if (!device_) return false;
+  taken_at_ = SDL_GetPerformanceCounter();
   SDL_PauseAudioDevice(device_, 0);
   return true;
 }
@@ -35,7 +44,10 @@ void sdl_ring_device::fill(void* self, Uint8* stream, int length) {
   device.taken_at_ = SDL_GetPerformanceCounter();
   for (int done = 0; done < length;) {
     const int step = std::min(length - done, audio_ring_bytes - device.position_);
-    std::memcpy(stream + done, device.ring_.data() + device.position_, static_cast<std::size_t>(step));
+    std::uint8_t* from = device.ring_.data() + device.position_;
+    std::memcpy(stream + done, from, static_cast<std::size_t>(step));
+    // Sound is heard once: a main thread that stands still for more than a second leaves silence, no loop.
+    std::memset(from, 0, static_cast<std::size_t>(step));
     done += step;
     device.position_ = (device.position_ + step) % audio_ring_bytes;
   }
@@ -50,12 +62,10 @@ bool sdl_ring_device::get_cursors(int& play, int& write) {
   SDL_UnlockAudioDevice(device_);
   // Between two callbacks the block that was taken plays: the cursor moves through it with the time, so that the clock
   // does not step in blocks.
-  int moved = block;
-  if (block > 0) {
-    const double seconds = static_cast<double>(SDL_GetPerformanceCounter() - taken_at) /
-                           static_cast<double>(SDL_GetPerformanceFrequency());
-    moved = std::min(block, static_cast<int>(seconds * audio_rate) * 4);
-  }
+  const double seconds =
+      static_cast<double>(SDL_GetPerformanceCounter() - taken_at) / static_cast<double>(SDL_GetPerformanceFrequency());
+  if (seconds > longest_block_seconds) return false;
+  const int moved = std::min(block, static_cast<int>(seconds * audio_rate) * 4);
   play = (position - block + moved + audio_ring_bytes) % audio_ring_bytes;
   write = (play + audio_lead_bytes) % audio_ring_bytes;
   return true;

@@ -3,7 +3,6 @@
 
 #include <SDL.h>
 
-#include <atomic>
 #include <cstdint>
 #include <vector>
 
@@ -22,10 +21,11 @@ class sdl_ring_device : public audio_device {
 
  private:
   SDL_AudioDeviceID device_ = 0;
+  bool started_ = false;
   std::vector<std::uint8_t> ring_;  // guarded by the device's lock
   int position_ = 0;                // next byte that the device takes; guarded by the device's lock
-  int block_bytes_ = 0;             // of the last callback
-  std::uint64_t taken_at_ = 0;      // performance counter of the last callback
+  int block_bytes_ = 0;             // of the last callback; the same lock
+  std::uint64_t taken_at_ = 0;      // performance counter of the last callback; the same lock
 
   static void fill(void* self, Uint8* stream, int length);
 };
