@@ -104,7 +104,8 @@ platform::menu_entry_state window_run::menu_state(const std::string& name) const
   if (const char* kind = list_of(name)) {
     std::string folder;
     if (platform::get_folder(platform::folder_kind::local_data, false, folder)) {
-      for (const ksn::recent_item& item : ksn::read_recent(folder)[kind]) state.items.push_back(item.path);
+      ksn::recent_lists lists = ksn::read_recent(folder);
+      for (const ksn::recent_item& item : lists[kind]) state.items.push_back(item.path);
     }
     state.enabled = !state.items.empty();
   }
