@@ -96,7 +96,10 @@ void serialize(A& ar, composition_record& record, int version) {
     ar.field("brush_spacing", v.brush_spacing);
     ar.field("brush_color", v.brush_color);
   }
-  if (version >= 5) ar.field("back_custom_color", v.back_custom_color);
+  if (version >= 5) {
+    ar.field("back_custom_color", v.back_custom_color);
+    if constexpr (A::reading) v.back_custom_color.a = 255;
+  }
   if (version >= 6) {
     ar.field("timeline_visible", v.timeline_visible);
     ar.field("pv_tooltip_enabled", v.pv_tooltip_enabled);

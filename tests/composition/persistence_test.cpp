@@ -1,292 +1,305 @@
+// Documents as files: whole round trips, what stays of layers, and several programs at once.
 #include "composition/persistence.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
-#include <sstream>
+#include <cstdlib>
 
 #include "composition/document.h"
 #include "composition/invariants.h"
 #include "composition/recent_items.h"
+#include "composition/window_file.h"
 #include "io/exceptions.h"
-#include "io/memory_reader.h"
-#include "lib/from_string.h"
 
 namespace {
 
 using support::document;
+using support::read_file;
 using support::temp_folder;
-
-struct byte_writer : io::binary_writer {
-  std::string bytes;
-  void write(const void* buffer, int count) override {
-    bytes.append(static_cast<const char*>(buffer), static_cast<std::size_t>(count));
-  }
-  void flush() override {}
-  const char* name() const override { return "bytes"; }
-  byte_writer& number(int value) {
-    write(&value, 4);
-    return *this;
-  }
-  byte_writer& real(double value) {
-    write(&value, 8);
-    return *this;
-  }
-  byte_writer& flags(int count, char value = 0) {
-    bytes.append(static_cast<std::size_t>(count), value);
-    return *this;
-  }
-  byte_writer& list(int count) {
-    bytes += "[n]\x1a";
-    return number(count);
-  }
-};
-
-void read(const std::string& bytes, ksn::composition_view& view) {
-  io::memory_reader reader(bytes.data(), bytes.size());
-  io::binary_iarchive archive(reader);
-  archive.read_header();
-  ksn::read_composition(archive, view);
-}
-
-// A composition without layers as an older writer left it, up to where versions begin to differ.
-byte_writer old_head(int version, int view = 9) {
-  byte_writer w;
-  w.bytes = "LSB\x1a";
-  w.number(4).number(version);
-  w.number(view).number(4).flags(1, 1).number(2).number(3).number(640).number(480);
-  w.flags(1, 1).number(6).flags(2, 0).number(1).number(2400).flags(1, 1);
-  w.number(100).number(5).number(50).real(7.5).number(200).real(1.5).real(-2.5);
-  w.list(0);
-  if (version >= 4) {
-    w.list(0);
-  } else {
-    w.number(0);
-  }
-  return w.number(3).flags(1, 1).real(0.25).real(0.75).number(2).number(1).flags(1, 0);
-}
+using support::write_file;
 
 void fill(document& d) {
   d.view = ksn::view_type::luma;
   d.back_color = ksn::back_color_type::custom;
   d.back_custom_color = {255, 1, 2, 3};
-  d.mask_size = {640, 480};
-  d.grid = d.can_drop_frames = d.pp_visible = d.aspect_enabled = true;
-  d.forward = d.infobar_visible = d.timeline_visible = false;
-  d.repeat = ksn::repeat_type::ping_pong;
-  d.fpcs = 2997;
   d.tm_n = 300;
-  d.tm_f = 3;
-  d.tm_l = 200;
   d.tm_t = 12.5;
-  d.zoom_factor2 = 50;
-  d.pan_position = {1.5, -2.25};
-  d.vars = {{"shot", "a < b & \"c\""}};
-  d.stereo_view = ksn::stereo_view_type::checkerboard;
+  d.aspect = 1.25;  // six digits hold it
+  d.vars = {{"shot", "a < b & \"c\"\n'"}, {"", ""}};
   std::vector<double> curve(img::lookup_table::curve_entries, 0.5);
+  std::vector<std::uint16_t> cube(img::lookup_table::cube_entries, 16383);
   d.lookup_table_map["warm.lut"].set_1d(curve, true);
+  d.lookup_table_map["cold.cube"].set_3d(cube, false);
   ksn::track_info& first = d.put("plate", 5, 4);
-  first.tf.exposure = {1, 2, 3};
-  first.tf.soft_clip = 40;
-  first.tf.lookup = "warm.lut";
-  first.tf.lookup_table.set_1d(curve, true);
+  first.tf.lookup_table = d.lookup_table_map["cold.cube"];
   first.text = "H\xC3\xA9 \xF0\x9F\x8E\xAC";
+  first.path = "/no wh\xC3\xA9re/a\"b<c>&d/";
   first.layers = {{0, -1, "main"}, {2, 1, "Z"}, {2, 2, "A"}};
   first.layer = {2, 2, "A"};
-  first.versions = {"v1", "v2"};
-  first.version = "v2";
-  first.retime = 0.5;
-  first.crop_wh = {10, 20};
-  first.rcs.kelvin = 3200;
-  first.volume = 70;
-  const int first_id = first.id;
   ksn::track_info& second = d.put_still("matte");
-  second.alpha_source_id = first_id;
-  second.alpha_source_range = ksn::alpha_source_range_type::midtones;
-  second.ck_primary = {true, {255, 9, 8, 7}, 11, 12};
+  second.alpha_source_id = d.track_at(0).id;
   d.selection = {1};
-  d.track_max = 2;
 }
 
-void expect_same(const ksn::state& a, const ksn::state& b) {
-  EXPECT_EQ(a.view, b.view);
-  EXPECT_EQ(a.back_color, b.back_color);
-  EXPECT_EQ(a.back_custom_color, b.back_custom_color);
-  EXPECT_EQ(a.mask_size, b.mask_size);
-  EXPECT_EQ(a.grid, b.grid);
-  EXPECT_EQ(a.forward, b.forward);
-  EXPECT_EQ(a.repeat, b.repeat);
-  EXPECT_EQ(a.fpcs, b.fpcs);
-  EXPECT_EQ(a.tm_n, b.tm_n);
-  EXPECT_EQ(a.tm_f, b.tm_f);
-  EXPECT_EQ(a.tm_l, b.tm_l);
-  EXPECT_EQ(a.tm_t, b.tm_t);
-  EXPECT_EQ(a.pan_position, b.pan_position);
-  EXPECT_EQ(a.selection, b.selection);
-  EXPECT_EQ(a.vars, b.vars);
-  EXPECT_EQ(a.stereo_view, b.stereo_view);
-  EXPECT_EQ(a.lookup_table_map, b.lookup_table_map);
-  EXPECT_EQ(a.infobar_visible, b.infobar_visible);
-  ASSERT_EQ(a.track_count(), b.track_count());
-  for (int i = 0; i < a.track_count(); ++i) {
-    const ksn::track_info& x = a.track_at(i);
-    const ksn::track_info& y = b.track_at(i);
-    EXPECT_EQ(x.id, y.id);
-    EXPECT_EQ(x.source_type, y.source_type);
-    EXPECT_EQ(x.path, y.path);
-    EXPECT_EQ(x.names, y.names);
-    EXPECT_EQ(x.begin, y.begin);
-    EXPECT_EQ(x.retime, y.retime);
-    EXPECT_EQ(x.tf, y.tf);
-    EXPECT_EQ(x.text, y.text);
-    EXPECT_EQ(x.layer, y.layer);
-    EXPECT_EQ(x.layers, y.layers);
-    EXPECT_EQ(x.versions, y.versions);
-    EXPECT_EQ(x.crop_wh, y.crop_wh);
-    EXPECT_EQ(x.rcs, y.rcs);
-    EXPECT_EQ(x.volume, y.volume);
-    EXPECT_EQ(x.alpha_source_id, y.alpha_source_id);
-    EXPECT_EQ(x.alpha_source_range, y.alpha_source_range);
-    EXPECT_EQ(x.ck_primary, y.ck_primary);
-    EXPECT_EQ(x.default_name, y.default_name);
+TEST(persistence, a_composition_comes_back_the_same) {
+  const temp_folder folder;
+  document written;
+  fill(written);
+  const std::string binary = folder / "shot.ksncomp";
+  const std::string xml = folder / "shot.XML";
+  ksn::save_composition(written, binary);
+  ksn::save_composition(written, xml);
+  for (const std::string& path : {binary, xml}) {
+    document found;
+    ksn::load_composition(found, path, false);
+    EXPECT_EQ(ksn::broken_invariant(found), "");
+    EXPECT_EQ(found.stack(), written.stack());
+    EXPECT_EQ(found.vars, written.vars);
+    ksn::save_composition(found, folder / "again.ksncomp");
+    EXPECT_TRUE(read_file(folder / "again.ksncomp") == read_file(binary)) << path;
+    ksn::save_composition(found, folder / "again.xml");
+    EXPECT_TRUE(read_file(folder / "again.xml") == read_file(xml)) << path;
   }
 }
 
-TEST(persistence, a_composition_comes_back_the_same_in_both_forms) {
-  for (const char* name : {"/shot.ksncomp", "/shot.XML"}) {
-    SCOPED_TRACE(name);
+// What the layer holds in a document of its own, read back from both forms.
+TEST(persistence, pictures_and_sound_are_in_binary_files_only) {
+  using ksn::source_type;
+  const auto canvas = [](int blue) {
+    const auto picture = std::make_shared<img::image>("BGRA", 8, 40, 30);
+    picture->fill(static_cast<std::uint8_t>(blue), 20, 30, 40);
+    picture->metadata["a"] = "b";
+    return picture;
+  };
+  const auto sound = std::make_shared<sources::wave_context>();
+  sound->sample_rate = 44100;
+  sound->bits = 16;
+  sound->channels = 2;
+  sound->data = {1, 2, 3, 4, 5, 6, 7, 8};
+  for (const source_type type :
+       {source_type::clipboard_image, source_type::brush, source_type::brush_sequence, source_type::embedded_audio}) {
+    SCOPED_TRACE(static_cast<int>(type));
     const temp_folder folder;
     document written;
-    fill(written);
-    ksn::save_composition(written, folder.path() + name);
+    ksn::track_info& layer = written.put_still("kept", type);
+    layer.frames = 3;
+    layer.opacity = 40;
+    if (type == source_type::clipboard_image) layer.clipboard_image = canvas(1);
+    if (type == source_type::brush) layer.brush_image = canvas(2);
+    if (type == source_type::brush_sequence) layer.brush_seq = {{0, canvas(3)}, {2, canvas(4)}};
+    if (type == source_type::embedded_audio) layer.audio = sound;
+    for (const char* name : {"a.ksncomp", "a.xml"}) ksn::save_composition(written, folder / name);
+
     document found;
-    ksn::load_composition(found, folder.path() + name, false);
-    expect_same(written, found);
-    EXPECT_EQ(ksn::broken_invariant(found), "");
-  }
-}
-
-TEST(persistence, pictures_are_in_binary_files_only) {
-  const temp_folder folder;
-  document written;
-  ksn::track_info& layer = written.put_still("kept", ksn::source_type::clipboard_image);
-  layer.clipboard_image = std::make_shared<img::image>("BGR", 8, 2, 1);
-  layer.clipboard_image->fill(10, 20, 30, 0);
-  layer.clipboard_image->metadata["a"] = "b";
-  for (const char* name : {"/a.ksncomp", "/a.xml"}) ksn::save_composition(written, folder.path() + name);
-  document found;
-  ksn::load_composition(found, folder.path() + "/a.ksncomp", false);
-  ASSERT_TRUE(found.track_at(0).clipboard_image);
-  EXPECT_EQ(*found.track_at(0).clipboard_image->row(2, 0), 30);
-  EXPECT_EQ(found.track_at(0).clipboard_image->metadata, layer.clipboard_image->metadata);
-  ksn::load_composition(found, folder.path() + "/a.xml", false);
-  EXPECT_EQ(found.track_at(0).source_type, ksn::source_type::none);
-  EXPECT_FALSE(found.track_at(0).clipboard_image);
-}
-
-TEST(persistence, older_compositions_have_the_values_of_their_version) {
-  ksn::composition_view view;
-  read(old_head(0, 13).bytes, view);
-  EXPECT_EQ(view.view, ksn::view_type::rgb) << "13 is no view";
-  EXPECT_EQ(view.tm_l, 50);
-  EXPECT_EQ(view.pan_position, (math::pointd{1.5, -2.5}));
-  EXPECT_FALSE(view.aspect_enabled);
-  EXPECT_EQ(view.selection, std::set<int>{0});
-
-  // Version 7 has a bool behind the aspect and two at its end, version 8 has none of them.
-  for (const int version : {7, 8}) {
-    byte_writer w = old_head(version);
-    w.flags(1, 1).real(1.5);
-    if (version == 7) w.flags(1, 0);
-    w.number(2).number(11).number(12).number(13);
-    w.number(0).flags(4, 20);  // the first colour of the file states its version, 0
-    w.flags(4, 30);
-    w.flags(5, 1).real(0.5).real(0.5).flags(1, 1).flags(1, 1);
-    if (version == 7) w.flags(2, 0);
-    ksn::composition_view found;
-    read(w.bytes, found);
-    EXPECT_EQ(found.resolution, ksn::cache_resolution_type::quarter);
-    EXPECT_EQ(found.brush_spacing, 13);
-    EXPECT_EQ(found.brush_color, (lib::color{20, 20, 20, 20}));
-    EXPECT_TRUE(found.mask_transforms_enabled);
-    w.bytes.pop_back();
-    EXPECT_THROW(read(w.bytes, found), io::eof_error) << version;
-  }
-}
-
-// Every prefix and every changed bit is refused with an error of the family or gives a document that holds together.
-TEST(persistence, broken_files_cost_one_exception) {
-  document written;
-  written.put("plate", 0, 2);
-  written.put_still("matte").layers = {{0, -1, "main"}};
-  {
-    const temp_folder folder;
-    ksn::save_composition(written, folder.path() + "/a.xml");
-    const std::string xml = support::read_file(folder / "a.xml");
-    for (std::size_t size = 0; size < xml.size(); size += 7) {
-      std::istringstream text(xml.substr(0, size));
-      ksn::composition_view view;
-      try {
-        io::xml_iarchive reader(text, "a.xml");
-        reader.read_header();
-        ksn::read_composition(reader, view);
-        reader.read_footer();
-      } catch (const io::exception&) {
-      } catch (const lib::from_string_failed&) {
-      } catch (const std::ios_base::failure&) {
-      }
-      document held;
-      ksn::put_within_bounds(view);
-      static_cast<ksn::composition_view&>(held) = view;
-      ASSERT_EQ(ksn::broken_invariant(held), "") << size;
+    ksn::load_composition(found, folder / "a.ksncomp", false);
+    const ksn::track_info& kept = found.track_at(0);
+    EXPECT_EQ(kept.source_type, type);
+    const auto blue = [](const img::image_ptr& picture) {
+      return picture && picture->metadata.contains("a") ? *picture->row(0, 29) : -1;
+    };
+    EXPECT_EQ(blue(kept.clipboard_image), type == source_type::clipboard_image ? 1 : -1);
+    EXPECT_EQ(blue(kept.brush_image), type == source_type::brush ? 2 : -1);
+    if (type == source_type::brush_sequence) {
+      ASSERT_EQ(kept.brush_seq.size(), 2u);
+      EXPECT_EQ(blue(kept.brush_seq.at(2)), 4);
     }
+    if (type == source_type::embedded_audio) {
+      ASSERT_TRUE(kept.audio);
+      EXPECT_EQ(kept.audio->data, sound->data);
+      EXPECT_EQ(kept.audio->sample_rate, 44100u);
+    }
+    ksn::load_composition(found, folder / "a.xml", false);
+    const ksn::track_info& empty = found.track_at(0);
+    EXPECT_EQ(empty.source_type, source_type::none);
+    EXPECT_EQ(empty.opacity, 40);
+    EXPECT_FALSE(empty.clipboard_image || empty.brush_image || empty.audio || !empty.brush_seq.empty());
   }
-  std::string whole = old_head(12).bytes;
-  for (std::size_t size = 0; size < whole.size(); ++size) {
-    ksn::composition_view view;
-    EXPECT_THROW(read(whole.substr(0, size), view), io::exception) << size;
-  }
-  // A count of two billion layers, of which none is there.
-  byte_writer huge = old_head(12);
-  const std::size_t at = huge.bytes.find("[n]") + 4;
-  huge.bytes.replace(at, 4, std::string("\xff\xff\xff\x7f", 4));
-  ksn::composition_view view;
-  EXPECT_THROW(read(huge.bytes, view), io::exception);
 }
 
-TEST(persistence, a_file_that_cannot_be_written_leaves_the_old_one) {
+TEST(persistence, sources_are_found_where_they_moved) {
   const temp_folder folder;
-  document d;
-  d.put("plate");
-  const std::string path = folder.path() + "/a.ksncomp";
-  ksn::save_composition(d, path);
-  const std::string before = support::read_file(folder / "a.ksncomp");
-  std::filesystem::create_directory(path + ".part");
-  d.put("more");
-  EXPECT_THROW(ksn::save_composition(d, path), io::exception);
-  EXPECT_EQ(support::read_file(folder / "a.ksncomp"), before);
+  const struct {
+    const char* what;
+    const char* composition;  // where it stands now
+    const char* source;       // where the frames stand now
+    const char* stored;       // what the document says
+    const char* found;
+  } rows[] = {
+      {"nothing moved", "show/comp/a.ksncomp", "show/plates/s/", "=show/plates/s/", "show/plates/s/"},
+      {"the whole show", "show/comp/a.ksncomp", "show/plates/s/", "/old/show/plates/s/", "show/plates/s/"},
+      {"beside the composition", "show/comp/a.ksncomp", "show/comp/s/", "/old/deep/s/", "show/comp/s/"},
+      {"frames right beside it", "show/comp/a.ksncomp", "show/comp/", "/old/s/", "show/comp/"},
+      {"the longest part wins", "show/a.ksncomp", "show/plates/s/", "/old/plates/s/", "show/plates/s/"},
+      {"a relative path", "show/comp/a.xml", "show/plates/s/", "../plates/s/", "show/plates/s/"},
+      {"too far away", "1/2/3/4/5/a.ksncomp", "s/", "/old/s/", "/old/s/"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    std::filesystem::remove_all(folder.path());
+    write_file(folder / (row.source + std::string("p.1.tga")), "");
+    write_file(folder / (row.source + std::string("still.tga")), "");
+    const bool whole_path = row.stored[0] == '=';
+    const std::string stored = whole_path ? folder / (row.stored + 1) : std::string(row.stored);
+    document written;
+    written.put("p", 0, 3).path = stored;  // of its frames 0 to 2 only the second is there
+    written.track_at(0).names = {"p.1.tga", "p.2.tga", "p.3.tga"};
+    written.put_still("still").path = stored + "still.tga";
+    written.put_still("gone").path = "/old/gone.tga";
+    const std::string path = folder / row.composition;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    ksn::save_composition(written, path);
+    document found;
+    ksn::load_composition(found, path, false);
+    const std::string expected = row.found[0] == '/' ? std::string(row.found) : folder / row.found;
+    EXPECT_EQ(found.track_at(0).path, expected);
+    EXPECT_EQ(found.track_at(1).path, expected + "still.tga");
+    EXPECT_EQ(found.track_at(2).path, "/old/gone.tga");
+  }
 }
 
-TEST(persistence, settings_come_back) {
+TEST(persistence, settings_start_the_first_document) {
   const temp_folder folder;
   ksn::composition_view written;
   written.default_cfps = 2398;
-  written.default_aspect = {{{720, 576}, 1.5}};
-  written.default_text_attr.font = "Mono";
-  written.ext_device = 5;
-  written.switch_views = true;
-  written.aspect = 1.25;
-  for (const char* name : {"/kestrin.settings.dat", "/kestrin.settings.xml"}) {
-    ksn::save_settings_file(written, folder.path() + name);
+  written.default_frame_base = 1;
+  written.default_back_custom_color = {255, 1, 2, 3};
+  written.default_aspect = {{{720, 576}, 1.5}, {{1, 1}, 0.0}};
+  for (const char* name : {"a.dat", "a.xml"}) {
+    ksn::save_settings_file(written, folder / name);
     ksn::composition_view found;
-    ksn::load_settings_file(found, folder.path() + name);
-    EXPECT_EQ(found.default_cfps, 2398);
+    ksn::load_settings_file(found, folder / name);
     EXPECT_EQ(found.fpcs, 2398);
-    EXPECT_EQ(found.default_aspect, written.default_aspect);
-    EXPECT_EQ(found.default_text_attr, written.default_text_attr);
-    EXPECT_EQ(found.ext_device, 5);
-    EXPECT_TRUE(found.switch_views);
-    EXPECT_EQ(found.aspect, 1.25);
+    EXPECT_EQ(found.frame_base, 1);
+    EXPECT_EQ(found.back_custom_color, (lib::color{255, 1, 2, 3}));
+    EXPECT_EQ(found.default_aspect, (std::map<std::pair<int, int>, double>{{{720, 576}, 1.5}})) << "0 is no aspect";
   }
+  // What a file holds in front of its broken place is taken.
+  std::string text = read_file(folder / "a.xml");
+  text.resize(text.find("default_frame_base"));
+  write_file(folder / "a.xml", text);
+  ksn::composition_view found;
+  EXPECT_THROW(ksn::load_settings_file(found, folder / "a.xml"), io::exception);
+  EXPECT_EQ(found.default_cfps, 2398);
+  EXPECT_EQ(found.default_frame_base, 0);
+}
+
+// The folders of the user's documents are in a fresh place while it lives.
+class user_folders {
+ public:
+  user_folders() {
+    setenv("XDG_DATA_HOME", (folder_ / "data").c_str(), 1);
+    setenv("XDG_CONFIG_HOME", (folder_ / "config").c_str(), 1);
+  }
+  ~user_folders() {
+    unsetenv("XDG_DATA_HOME");
+    unsetenv("XDG_CONFIG_HOME");
+  }
+  std::string data() const { return folder_ / "data/Kestrin"; }
+  std::string config() const { return folder_ / "config/Kestrin"; }
+
+ private:
+  temp_folder folder_;
+};
+
+TEST(persistence, the_window_comes_back_where_it_was) {
+  const user_folders user;
+  platform::window_placement found;
+  EXPECT_FALSE(ksn::load_window_placement(found));
+  const platform::window_placement written{2, 3, {-1, -2}, {-3, -4}, 10, 20, 950, 820};
+  EXPECT_TRUE(ksn::save_window_placement(written));
+  EXPECT_EQ(read_file(user.data() + "/kestrin.window.xml"),
+            R"(<?xml version="1.0" encoding="utf-8" standalone="yes"?>
+
+<stream version="4">
+
+<r name="windowPlacement">
+  <f name="flags">2</f>
+  <f name="showCmd">3</f>
+  <r name="ptMinPosition">
+    <f name="x">-1</f>
+    <f name="y">-2</f>
+  </r>
+  <r name="ptMaxPosition">
+    <f name="x">-3</f>
+    <f name="y">-4</f>
+  </r>
+  <r name="rcNormalPosition">
+    <f name="left">10</f>
+    <f name="top">20</f>
+    <f name="right">950</f>
+    <f name="bottom">820</f>
+  </r>
+</r>
+
+</stream>
+)");
+  EXPECT_TRUE(ksn::load_window_placement(found));
+  EXPECT_EQ(found, written);
+  write_file(user.data() + "/kestrin.window.xml", "<?xml?><stream version=\"4\"><r><f>1</f>");
+  found = {};
+  EXPECT_FALSE(ksn::load_window_placement(found));
+  EXPECT_EQ(found, platform::window_placement());
+}
+
+// Several programs end at the same moment, each with notes and settings of its own.
+TEST(persistence, programs_that_end_at_once) {
+  const user_folders user;
+  constexpr int programs = 4;
+  std::filesystem::create_directories(user.data());
+  std::vector<pid_t> children;
+  for (int program = 0; program < programs; ++program) {
+    const pid_t child = fork();
+    if (child == 0) {
+      ksn::composition_view settings;
+      settings.volume = program;
+      bool good = true;
+      for (int i = 0; i < 5; ++i) {
+        good = ksn::save_settings(settings) && good;
+        good = ksn::save_window_placement({program, 1, {}, {}, 0, 0, 9, 9}) && good;
+        const std::string item = "/" + std::to_string(program) + "/" + std::to_string(i);
+        while (!ksn::note_recent(user.data(), ksn::added_items, {item})) {
+        }
+      }
+      _exit(good ? 0 : 1);
+    }
+    children.push_back(child);
+  }
+  for (const pid_t child : children) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+  std::set<std::string> items;
+  const ksn::recent_lists lists = ksn::read_recent(user.data());
+  for (const ksn::recent_item& item : lists.at("add")) items.insert(item.path);
+  EXPECT_EQ(items.size(), 20u) << "no program undoes what another noted";
+  ksn::composition_view settings;
+  EXPECT_TRUE(ksn::load_settings(settings));
+  EXPECT_LT(settings.volume, programs);
+  platform::window_placement placement;
+  EXPECT_TRUE(ksn::load_window_placement(placement));
+  for (const std::string& folder : {user.data(), user.config()}) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+      EXPECT_NE(entry.path().extension(), ".part") << entry.path();
+    }
+  }
+}
+
+TEST(persistence, settings_that_cannot_be_read_or_written_are_silent) {
+  const user_folders user;
+  ksn::composition_view view;
+  EXPECT_FALSE(ksn::load_settings(view)) << "there are none";
+  EXPECT_FALSE(std::filesystem::exists(user.config())) << "reading makes no folder";
+  write_file(user.config() + "/kestrin.settings.dat", "no settings");
+  EXPECT_FALSE(ksn::load_settings(view));
+  std::filesystem::create_directory(user.config() + "/kestrin.settings.dat.part");
+  EXPECT_FALSE(ksn::save_settings(view));
+  EXPECT_EQ(read_file(user.config() + "/kestrin.settings.dat"), "no settings");
+  std::filesystem::remove(user.config() + "/kestrin.settings.dat.part");
+  EXPECT_TRUE(ksn::save_settings(view));
+  EXPECT_TRUE(ksn::load_settings(view));
 }
 
 TEST(recent_items, newest_first_twenty_at_most_each_once) {
@@ -301,6 +314,13 @@ TEST(recent_items, newest_first_twenty_at_most_each_once) {
   EXPECT_EQ(lists["add"][1].path, "/21");
   EXPECT_EQ(lists["add"][19].path, "/2");
   EXPECT_EQ(lists["open"], (std::vector<ksn::recent_item>{{"/b", 0}, {"/a", 0}}));
+
+  // The same again writes nothing.
+  const std::string file = folder / "kestrin.recent.xml";
+  const auto written = std::filesystem::last_write_time(file) - std::chrono::hours(1);
+  std::filesystem::last_write_time(file, written);
+  EXPECT_TRUE(ksn::note_recent(folder.path(), ksn::opened_items, {"/b"}));
+  EXPECT_EQ(std::filesystem::last_write_time(file), written);
 }
 
 TEST(recent_items, unsaved_documents_come_back_and_the_oldest_goes) {

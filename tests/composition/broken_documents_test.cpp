@@ -1,0 +1,217 @@
+// Documents that lie, end early or cannot be written.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <csignal>
+
+#include "composition/document.h"
+#include "composition/document_kinds.h"
+#include "composition/invariants.h"
+#include "io/exceptions.h"
+#include "io/file.h"
+#include "io/packer.h"
+#include "lib/from_string.h"
+
+namespace {
+
+using namespace support;
+
+// Reads, and puts within bounds what came of it. Any failure that the readers of archives may have will do, and is
+// true.
+template <class Kind>
+bool expect_error_or_document(const std::string& bytes, bool xml, std::size_t at) {
+  ksn::state held;
+  bool failed = true;
+  try {
+    read_document<Kind>(bytes, xml, held);
+    failed = false;
+  } catch (const io::exception&) {
+  } catch (const lib::from_string_failed&) {
+    EXPECT_TRUE(xml) << at;
+  } catch (const std::ios_base::failure&) {
+    EXPECT_TRUE(xml) << at;
+  }
+  ksn::put_within_bounds(held);
+  EXPECT_EQ(ksn::broken_invariant(held), "") << at;
+  return failed;
+}
+
+template <class Kind>
+void break_everywhere(const value& tree, bool xml) {
+  const std::string whole = xml ? xml_form(tree, Kind::key, 4).text() : binary_form(tree, 4).bytes();
+  const std::size_t step = xml ? 7 : 1;
+  for (std::size_t size = 0; size < whole.size(); size += step) {
+    EXPECT_TRUE(expect_error_or_document<Kind>(whole.substr(0, size), xml, size)) << size;
+  }
+  std::string bytes = whole;
+  for (std::size_t at = 0; at < whole.size(); at += step) {
+    bytes[at] = static_cast<char>(whole[at] ^ 1 << at * 5 % 8);
+    expect_error_or_document<Kind>(bytes, xml, at);
+    bytes[at] = whole[at];
+  }
+}
+
+TEST(broken_documents, cut_off_and_changed_anywhere) {
+  break_everywhere<composition_kind>(document_rows{}.composition({2, 12, 17}), false);
+  break_everywhere<composition_kind>(document_rows{{}, false, true}.composition({2}), true);
+  for (const bool xml : {false, true}) break_everywhere<settings_kind>(document_rows{{}, false, xml}.settings(), xml);
+}
+
+TEST(broken_documents, counts_that_nothing_backs) {
+  const auto most_memory = [] {
+    rusage usage;
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss >> 10;  // megabytes
+  };
+  const long before = most_memory();
+  const std::string whole = binary_form(composition_kind::tree({}), 4).bytes();
+  int lists = 0;
+  for (std::size_t at = 0; (at = whole.find("[n]\x1a", at)) != whole.npos; at += 4, ++lists) {
+    ksn::composition_view view;
+    std::string bytes = whole;
+    bytes.replace(at + 4, 4, std::string("\xff\xff\xff\x7f", 4));
+    EXPECT_THROW(read_document<composition_kind>(bytes, false, view), io::exception) << at;
+    bytes.replace(at + 4, 4, std::string("\xff\xff\xff\xff", 4));
+    EXPECT_THROW(read_document<composition_kind>(bytes, false, view), io::invalid_count) << at;
+  }
+  EXPECT_GT(lists, 100);
+  EXPECT_LT(most_memory() - before, 500) << "megabytes";
+}
+
+// A few bytes of a packed file give millions of empty names.
+TEST(broken_documents, counts_that_only_the_packing_backs) {
+  const temp_folder folder;
+  const std::string path = folder / "a.ksncomp";
+  const std::string whole = binary_form(composition_kind::tree({}), 4).bytes();
+  const std::size_t names = whole.find("[n]\x1a\x3", whole.find("1-3"));
+  ASSERT_NE(names, whole.npos);
+  constexpr int count = 20'000'000;
+  {
+    io::file file(path, "wb");
+    io::packer packed(file);
+    packed.write(whole.data(), static_cast<int>(names + 4));
+    packed.write(&count, 4);
+    std::string empty_names;
+    for (int i = 0; i < 100'000; ++i) empty_names.append("[n]\x1a\0\0\0\0", 8);
+    for (int i = 0; i < count / 100'000; ++i) packed.write(empty_names.data(), static_cast<int>(empty_names.size()));
+    packed.flush();
+  }
+  document found;
+  try {
+    ksn::load_composition(found, path, false);
+    FAIL() << "taken for a document of " << std::filesystem::file_size(path) << " bytes";
+  } catch (const io::invalid_format& failure) {
+    EXPECT_EQ(failure.message(), "More elements than a file of its size can hold");
+  }
+}
+
+TEST(broken_documents, text_that_is_no_document) {
+  const temp_folder folder;
+  const std::string path = folder / "a.xml";
+  const std::string head = "<?xml?><stream version=\"4\">";
+  const std::string record = head + "<r v=\"12\" name=\"composition\">";
+  const auto times = [](int count, const std::string& text) {
+    std::string all;
+    for (int i = 0; i < count; ++i) all += text;
+    return all;
+  };
+  const struct {
+    const char* what;
+    std::string text;
+  } rows[] = {
+      {"nothing", ""},
+      {"another tongue", "<html><body>no</body></html>"},
+      {"an entity without an end", record + "<f>&#57"},
+      {"entities without ends", record + "<f>" + times(100'000, "&#")},
+      {"a field within a field", record + "<f>1<f>2</f></f>"},
+      {"a record where a field should be", record + "<r><f>1</f></r>"},
+      {"depth", head + times(100'000, "<r v=\"12\">")},
+      {"a field that never ends", record + "<f>" + std::string(1 << 20, '1')},
+      {"a tag that never ends", record + "<f " + std::string(1 << 20, 'x')},
+      {"blanks", record + std::string(1 << 20, ' ')},
+      {"a later stream", "<?xml?><stream version=\"2000000000\">"},
+      {"a number too large", record + "<f>99999999999999999999</f>"},
+  };
+  for (const auto& row : rows) {
+    write_file(path, row.text);
+    document found;
+    try {
+      ksn::load_composition(found, path, false);
+      ADD_FAILURE() << row.what;
+    } catch (const io::exception& failure) {
+      EXPECT_EQ(failure.source(), path) << row.what;
+    }
+    EXPECT_EQ(ksn::broken_invariant(found), "") << row.what;
+  }
+}
+
+TEST(broken_documents, packed_files_changed_anywhere) {
+  const temp_folder folder;
+  const std::string path = folder / "a.ksncomp";
+  document written;
+  for (int i = 0; i < 5; ++i) written.put("plate" + std::to_string(i), i, 20);
+  ksn::save_composition(written, path);
+  const std::string whole = read_file(path);
+  for (std::size_t at = 0; at < whole.size(); at += 5) {
+    std::string bytes = whole;
+    bytes[at] = static_cast<char>(bytes[at] ^ 1 << at % 8);
+    for (const std::string& changed : {bytes, whole.substr(0, at)}) {
+      write_file(path, changed);
+      document found;
+      try {
+        ksn::load_composition(found, path, false);
+      } catch (const io::exception&) {
+      }
+      ASSERT_EQ(ksn::broken_invariant(found), "") << at;
+    }
+  }
+}
+
+// No file may grow beyond a size meanwhile.
+class full_disk {
+ public:
+  explicit full_disk(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit now{bytes, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &now);
+  }
+  ~full_disk() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    std::signal(SIGXFSZ, handler_);
+  }
+
+ private:
+  void (*handler_)(int);
+  rlimit before_;
+};
+
+TEST(broken_documents, a_full_disk_leaves_the_old_file) {
+  for (const char* name : {"a.ksncomp", "a.xml"}) {
+    const temp_folder folder;
+    const std::string path = folder / name;
+    document d;
+    d.put("plate");
+    ksn::save_composition(d, path);
+    const std::string before = read_file(path);
+    // Names that hardly pack, so that every size below is too small.
+    unsigned noise = 1;
+    for (int i = 0; i < 50; ++i) {
+      noise = noise * 1664525 + 1013904223;
+      d.put(std::to_string(noise), 0, 30).text = std::string(200, static_cast<char>('a' + noise % 26));
+    }
+    for (const rlim_t room : {0, 1, 100, 4096}) {
+      {
+        const full_disk full(room);
+        EXPECT_THROW(ksn::save_composition(d, path), io::write_error) << name << room;
+      }
+      EXPECT_TRUE(read_file(path) == before) << name << room;
+    }
+    ksn::save_composition(d, path);
+    document found;
+    ksn::load_composition(found, path, false);
+    EXPECT_EQ(found.track_count(), 51);
+    EXPECT_THROW(ksn::save_composition(d, "/dev/full"), io::write_error);
+  }
+}
+
+}  // namespace
