@@ -1,0 +1,134 @@
+// Documents and lists over several runs of the program.
+#include <gtest/gtest.h>
+
+#include "composition/persistence.h"
+#include "img/format.h"
+#include "support/pictures.h"
+#include "support/program.h"
+
+namespace {
+
+using strings = std::vector<std::string>;
+
+// One user with a home of its own, over all runs of a test.
+class documents : public testing::Test {
+ protected:
+  support::temp_folder folder;
+  support::temp_folder home;
+
+  support::outcome run(strings arguments, const std::string& below = "") {
+    arguments.push_back("--exit=status");
+    support::run_options options;
+    options.folder = below.empty() ? folder.path() : folder / below;
+    options.environment = {{"XDG_CONFIG_HOME", home / "config"}, {"XDG_DATA_HOME", home / "data"}};
+    return support::run_program(KESTRIN_BINARY, std::move(arguments), std::move(options));
+  }
+  void picture(const std::string& name) {
+    support::write_file(folder / name, "");
+    img::save(support::picture("BGR", 4, 3, {10, 20, 30}), folder / name, nullptr, {});
+  }
+  static std::string shown(const support::outcome& found) { return found.out + found.errors; }
+};
+
+TEST_F(documents, a_composition_opens_with_its_sequence) {
+  for (const char* name : {"shot/s.1.tga", "shot/s.2.tga", "shot/s.3.tga", "shot/other.tga"}) picture(name);
+  const strings fields = {"--print_fields=global", "--print_fields=1", "--print_fields=var"};
+  for (const char* name : {"shot/a.ksncomp", "shot/a.xml"}) {
+    strings arguments = {"shot/s.#.tga",         "--opacity=40", "--in_point=1",
+                         "--exposure=0.5",       "--text=a <b>", "--fps=24",
+                         "--global_aspect=1.25", "--var:x= y ",  std::string("--save_composition_as=") + name};
+    arguments.insert(arguments.end(), fields.begin(), fields.end());
+    const support::outcome saved = run(arguments);
+    EXPECT_EQ(saved.errors, "");
+    arguments = {std::string("--open_composition=") + name};
+    if (std::string(name).ends_with(".ksncomp")) arguments = {name};
+    arguments.insert(arguments.end(), fields.begin(), fields.end());
+    const support::outcome opened = run(arguments);
+    EXPECT_EQ(opened.out, saved.out) << name;
+    EXPECT_EQ(opened.errors, "") << name;
+  }
+  // Relative paths are those of the composition from then on, and its frames moved with it.
+  std::filesystem::rename(folder / "shot", folder / "moved");
+  const support::outcome found =
+      run({"moved/a.ksncomp", "other.tga", "--still_image", "--print_field=1:name", "--2:opacity=100",
+           "--save_mask_as_sequence=out.#.tga", "--print_field=2:length"});
+  EXPECT_EQ(shown(found), "1:name=other.tga\n2:length=2\n");
+  EXPECT_TRUE(std::filesystem::exists(folder / "moved/out.1.tga"));
+}
+
+TEST_F(documents, a_broken_file_costs_one_line) {
+  picture("a.tga");
+  ASSERT_EQ(shown(run({"a.tga", "--opacity=40", "--save_composition_as=whole.ksncomp"})), "");
+  ASSERT_EQ(shown(run({"whole.ksncomp", "--save_composition_as=whole.xml"})), "");
+  const std::string binary = support::read_file(folder / "whole.ksncomp");
+  const std::string xml = support::read_file(folder / "whole.xml");
+  support::write_file(folder / "cut.ksncomp", binary.substr(0, binary.size() / 2));
+  support::write_file(folder / "empty.ksncomp", "");
+  support::write_file(folder / "cut.xml", xml.substr(0, xml.find("<f name=\"opacity\"")));
+  support::write_file(folder / "nested.xml", xml.substr(0, xml.find("<f name=\"grid\"")) + "<r><r><r>");
+  for (const char* name : {"cut.ksncomp", "empty.ksncomp", "cut.xml", "nested.xml", "none.ksncomp"}) {
+    const support::outcome found =
+        run({"a.tga", "--name=kept", "--opacity=30", std::string("--open_composition=") + name, "--open_unsaved=1",
+             "--print_field=1:name", "--print_field=1:opacity"});
+    EXPECT_EQ(found.error_lines().size(), 1u) << found.errors;
+    EXPECT_TRUE(found.errors.starts_with("\"" + folder / name + "\": ")) << found.errors;
+    EXPECT_EQ(found.out, "1:name=kept\n1:opacity=30\n") << name;
+  }
+}
+
+TEST_F(documents, lists_outlast_the_runs) {
+  for (const char* name : {"a.tga", "b.tga", "c.tga"}) picture(name);
+  const auto still = [&](const char* name) { return run({name, "--still_image", "--print_field=1:name"}); };
+  for (const char* name : {"a.tga", "b.tga", "c.tga", "a.tga"}) EXPECT_EQ(still(name).errors, "");
+  EXPECT_EQ(shown(run({"--add_recent=1", "--print_field=1:name"})), "1:name=a.tga\n");
+  EXPECT_EQ(shown(run({"--add_recent=3", "--print_field=1:name"})), "1:name=b.tga\n");
+  EXPECT_EQ(shown(run({"--add_recent", "--print_field=1:name"})), "1:name=b.tga\n") << "it came again";
+  EXPECT_EQ(run({"--add_recent=4"}).errors, "\"--add_recent=4\": No such item\n");
+  EXPECT_EQ(run({"--open_unsaved=1"}).errors, "\"--open_unsaved=1\": No such item\n");
+  EXPECT_EQ(run({"--open_recent=x"}).errors, "\"--open_recent=x\": No such item\n");
+
+  EXPECT_EQ(shown(run({"a.tga", "--name=one", "--save_composition_as=1.ksncomp"})), "");
+  EXPECT_EQ(shown(run({"b.tga", "--name=two", "--save_composition_as=2.xml"})), "");
+  EXPECT_EQ(shown(run({"--open_recent=1", "--print_field=1:name"})), "1:name=two\n");
+  EXPECT_EQ(shown(run({"--open_recent=2", "--print_field=1:name"})), "1:name=one\n");
+  EXPECT_EQ(shown(run({"--open_recent=1", "--print_field=1:name"})), "1:name=one\n");
+
+  // What a run replaces can be had back in a later one.
+  EXPECT_EQ(shown(run({"c.tga", "--name=lost", "--new_composition"})), "");
+  EXPECT_EQ(shown(run({"--open_unsaved=1", "--print_field=1:name"})), "1:name=lost\n");
+
+  // A transient run leaves no trace in the lists.
+  EXPECT_EQ(shown(run({"--transient", "b.tga"})), "");
+  EXPECT_EQ(shown(run({"--add_recent=1", "--print_field=1:name"})), "1:name=c.tga\n");
+}
+
+TEST_F(documents, settings_are_read_and_not_written_without_a_window) {
+  ksn::composition_view settings;
+  settings.default_cfps = 3000;
+  settings.volume = 40;
+  const std::string path = home / "config/Kestrin/kestrin.settings.dat";
+  std::filesystem::create_directories(home / "config/Kestrin");
+  ksn::save_settings_file(settings, path);
+  const std::string before = support::read_file(path);
+  EXPECT_EQ(shown(run({"--print_field=fps", "--print_field=global_volume", "--global_volume=10"})),
+            "global:fps=30\nglobal:global_volume=40\n");
+  EXPECT_TRUE(support::read_file(path) == before);
+  support::write_file(path, before.substr(0, before.size() / 2));
+  EXPECT_EQ(run({"--print_field=fps"}).errors, "");
+}
+
+// A home that can't be written costs a note. A document that can't be filed away is not replaced.
+TEST_F(documents, a_home_that_cannot_be_written) {
+  picture("a.tga");
+  ASSERT_EQ(shown(run({"--transient", "a.tga", "--name=filed", "--save_composition_as=a.ksncomp"})), "");
+  std::filesystem::remove_all(home / "data/Kestrin");
+  std::filesystem::create_directories(home / "data/Kestrin/kestrin.recent.xml");
+  support::write_file(home / "data/Kestrin/unsaved", "no folder");
+  EXPECT_EQ(shown(run({"a.ksncomp", "--print_field=1:name", "--save_composition_as=b.ksncomp"})), "1:name=filed\n");
+  const support::outcome found =
+      run({"a.tga", "--name=present", "--open_composition=a.ksncomp", "--print_field=1:name"});
+  EXPECT_EQ(found.out, "1:name=present\n");
+  EXPECT_EQ(found.error_lines().size(), 1u) << found.errors;
+}
+
+}  // namespace
