@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <functional>
 #include <memory>
 
 #include "img/format.h"
@@ -174,6 +175,22 @@ void write_exr(const std::string& path, Imf::Compression compression, int width,
   file.writePixels(height);
 }
 
+void write_by_library(const std::string& path, Imf::Compression compression, const img::image& picture) {
+  Imf::Header header(picture.width, picture.height);
+  header.compression() = compression;
+  Imf::FrameBuffer buffer;
+  const char* const names[] = {"B", "G", "R", "A"};
+  for (int p = 0; p < 4; ++p) {
+    header.channels().insert(names[p], Imf::Channel(Imf::HALF));
+    // The library only reads.
+    buffer.insert(names[p], Imf::Slice(Imf::HALF, const_cast<char*>(picture.row<char>(p, 0)), 2,
+                                       static_cast<std::size_t>(picture.width) * 2));
+  }
+  Imf::OutputFile file(path.c_str(), header);
+  file.setFrameBuffer(buffer);
+  file.writePixels(picture.height);
+}
+
 void read_by_library(const std::string& path, img::image& out) {
   Imf::InputFile file(path.c_str(), 2);
   Imf::FrameBuffer buffer;
@@ -206,6 +223,37 @@ void bench_exr(const std::string& folder, const char* name, Imf::Compression com
   char text[64];
   std::snprintf(text, sizeof text, "%d x %d half EXR, %s (%.0f %%)", width, height, name, share * 100);
   std::printf("%-44s %-40s %5.2f\n", text, "the library's scan-line reader", all[1].typical() / all[0].typical());
+  std::filesystem::remove(path);
+}
+
+// The picture that write_exr() makes, from memory to a file.
+void bench_exr_writing(const std::string& folder, const char* name, Imf::Compression compression, int option, int width,
+                       int height) {
+  const std::string path = folder + "/a.exr";
+  write_exr(path, compression, width, height);
+  img::image picture;
+  img::load(picture, path);
+  std::filesystem::remove(path);
+  img::save_options options;
+  options.compression = option;
+  const auto to_new_file = [&](const std::function<void()>& write) {
+    std::filesystem::remove(path);
+    write();
+  };
+  std::vector<bench::contender> all = {
+      {"ours", [&] { to_new_file([&] { img::save(picture, path, nullptr, options); }); }, {}},
+      {"library", [&] { to_new_file([&] { write_by_library(path, compression, picture); }); }, {}},
+  };
+  all[1].work();
+  const auto library_size = static_cast<double>(std::filesystem::file_size(path));
+  all[0].work();
+  const double size = static_cast<double>(std::filesystem::file_size(path)) / library_size;
+  bench::run_in_turn(all, 9);
+  char text[64];
+  std::snprintf(text, sizeof text, "%d x %d half EXR, %s, written", width, height, name);
+  char peer[64];
+  std::snprintf(peer, sizeof peer, "the library's writer (file size %.2f)", size);
+  std::printf("%-44s %-40s %5.2f\n", text, peer, all[1].typical() / all[0].typical());
   std::filesystem::remove(path);
 }
 
@@ -305,6 +353,9 @@ int main() {
   bench_exr(folder.path(), "B44A", Imf::B44A_COMPRESSION, 1920, 1080);
   bench_exr(folder.path(), "DWAA", Imf::DWAA_COMPRESSION, 1920, 1080);
   bench_exr(folder.path(), "DWAB", Imf::DWAB_COMPRESSION, 1920, 1080);
+  bench_exr_writing(folder.path(), "uncompressed", Imf::NO_COMPRESSION, 1, 1920, 1080);
+  bench_exr_writing(folder.path(), "RLE", Imf::RLE_COMPRESSION, 2, 1920, 1080);
+  bench_exr_writing(folder.path(), "ZIP", Imf::ZIP_COMPRESSION, 3, 1920, 1080);
   bench_half_to_bytes();
   bench_whole_process(folder.path());
 }

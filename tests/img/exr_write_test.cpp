@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
 #include <random>
 
 #include "exr_files.h"
@@ -10,6 +11,7 @@
 #include "img/simd_level.h"
 #include "img/transfer.h"
 #include "io/exceptions.h"
+#include "support/levels.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -45,6 +47,52 @@ TEST(ExrWrite, HalvesReadBackTheSame) {
       EXPECT_EQ(back.keycode, image.keycode);
       EXPECT_EQ(back.frame_rate_nm, 24000);
       EXPECT_EQ(back.frame_rate_dn, 1001);
+    }
+  }
+}
+
+// Pictures of few and of many chunks, in part such that no coding makes them smaller, read by the library.
+TEST(ExrWrite, OtherProgramsReadIt) {
+  const support::temp_folder folder;
+  const std::string path = folder / "a.exr";
+  std::mt19937 random(7);
+  const std::pair<int, int> sizes[] = {{1, 1}, {3, 15}, {130, 16}, {67, 33}, {700, 331}};
+  for (const auto& [width, height] : sizes) {
+    for (const char* letters : {"BGR", "BGRA"}) {
+      img::image image(letters, 16, width, height);
+      for (int p = 0; p < image.plane_count(); ++p) {
+        for (int y = 0; y < height; ++y) {
+          for (int x = 0; x < width; ++x) {
+            // Finite noise, a flat part, and runs of all lengths.
+            unsigned bits = random() & 0x7BFFu;
+            if (y % 48 >= 16) bits = 0x3C00u + static_cast<unsigned>(p);
+            if (y % 48 >= 32) bits = static_cast<unsigned>(x * x / 97 * (p + 1)) & 0x3FFFu;
+            image.row<std::uint16_t>(p, y)[x] = static_cast<std::uint16_t>(bits);
+          }
+        }
+      }
+      for (const int compression : {1, 2, 3}) {
+        support::every_thread_count([&](int threads) {
+          img::save_options options;
+          options.compression = compression;
+          img::save(image, path, nullptr, options);
+          const exr_files::reference back = exr_files::read_reference(path);
+          ASSERT_EQ(back.width, width);
+          ASSERT_EQ(back.height, height);
+          for (std::size_t p = 0; p < static_cast<std::size_t>(image.plane_count()); ++p) {
+            ASSERT_EQ(std::memcmp(back.planes[p].data(), image.data[p].data(), image.data[p].size()), 0)
+                << width << " x " << height << ", plane " << p << ", compression " << compression << ", threads "
+                << threads;
+          }
+        });
+        const std::size_t plain = static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 2 *
+                                  static_cast<std::size_t>(image.plane_count());
+        const std::size_t size = std::filesystem::file_size(path);
+        EXPECT_LT(size, plain + 2000 + 16 * static_cast<std::size_t>(height));
+        if (compression != 1 && height > 300) {
+          EXPECT_LT(size, plain * 3 / 4);
+        }
+      }
     }
   }
 }
@@ -174,7 +222,14 @@ TEST(ExrWrite, FloatsAreNotCut) {
 }
 
 TEST(ExrWrite, FullDeviceIsAFailure) {
-  EXPECT_THROW(img::save(half_image("BGR", 64, 64), "/dev/full", "exr", {}), io::exception);
+  for (const int compression : {1, 2, 3, 4}) {
+    for (const int size : {64, 1000}) {
+      img::save_options options;
+      options.compression = compression;
+      EXPECT_THROW(img::save(half_image("BGR", size, size), "/dev/full", "exr", options), io::exception)
+          << compression << ' ' << size;
+    }
+  }
 }
 
 // Every level gives the bits of the portable rows, and writes nothing behind them.
@@ -205,6 +260,21 @@ TEST(ExrRows, LevelsAgree) {
         fast.join_bytes(c.data() + offset, bytes.data() + offset, bytes.data() + 300, count);
         plain.join_bytes(d.data() + offset, bytes.data() + offset, bytes.data() + 300, count);
         ASSERT_EQ(c, d) << "join_bytes " << count;
+
+        std::vector<std::uint8_t> low(200, 0xEE);
+        std::vector<std::uint8_t> high = low;
+        fast.split_bytes(low.data() + offset, high.data() + offset, d.data() + offset, count);
+        for (std::size_t i = 0; i < 200; ++i) {
+          const bool inside = i >= offset && i < offset + count;
+          ASSERT_EQ(low[i], inside ? bytes[i] : 0xEE) << "split_bytes " << count;
+          ASSERT_EQ(high[i], inside ? bytes[300 + i - offset] : 0xEE) << "split_bytes " << count;
+        }
+        std::fill(low.begin(), low.end(), std::uint8_t{0xEE});
+        fast.take_differences(low.data() + offset, a.data() + offset, count);
+        fast.undo_differences(low.data() + offset, count);
+        for (std::size_t i = 0; i < 200; ++i) {
+          ASSERT_EQ(low[i], i >= offset && i < offset + count ? a[i] : 0xEE) << "take_differences " << count;
+        }
 
         fast.floats_to_halves(c.data() + offset, floats.data() + offset, count);
         plain.floats_to_halves(d.data() + offset, floats.data() + offset, count);

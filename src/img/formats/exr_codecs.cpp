@@ -96,6 +96,31 @@ bool expand_exr_runs(const std::uint8_t* in, std::size_t in_size, std::uint8_t* 
   return done == size;
 }
 
+std::size_t pack_exr_runs(const std::uint8_t* in, std::size_t in_size, std::uint8_t* out, std::size_t room) {
+  constexpr std::size_t longest_run = 128;
+  constexpr std::size_t longest_literal = 127;
+  std::size_t used = 0;
+  for (std::size_t i = 0; i < in_size;) {
+    std::size_t end = i + 1;
+    while (end < in_size && end - i < longest_run && in[end] == in[i]) ++end;
+    if (end - i >= 3) {
+      if (room - used < 2) return 0;
+      out[used++] = static_cast<std::uint8_t>(end - i - 1);
+      out[used++] = in[i];
+    } else {
+      const std::size_t limit = std::min(in_size, i + longest_literal);
+      while (end < limit && !(end + 2 < in_size && in[end] == in[end + 1] && in[end] == in[end + 2])) ++end;
+      const std::size_t size = end - i;
+      if (room - used < size + 1) return 0;
+      out[used++] = static_cast<std::uint8_t>(-static_cast<int>(size));
+      std::memcpy(out + used, in + i, size);
+      used += size;
+    }
+    i = end;
+  }
+  return used;
+}
+
 std::size_t pxr24_bytes(std::span<const exr_row> rows) {
   std::size_t bytes = 0;
   for (const exr_row& row : rows) {

@@ -1,4 +1,4 @@
-// Codings of OpenEXR chunks, from their packed form to rows of samples. Nothing here throws or reads past its input.
+// Codings of OpenEXR chunks. Nothing here throws or reads past its input.
 #pragma once
 
 #include <openexr.h>
@@ -22,6 +22,9 @@ struct exr_row {
 
 // Run-length coding. False unless all of `in` gives just `size` bytes.
 bool expand_exr_runs(const std::uint8_t* in, std::size_t in_size, std::uint8_t* out, std::size_t size);
+
+// The reverse. Returns the packed size, 0 when it would be more than `room` bytes.
+std::size_t pack_exr_runs(const std::uint8_t* in, std::size_t in_size, std::uint8_t* out, std::size_t room);
 
 // PXR24: what the deflated part holds, as running differences whose bytes stand apart, floats without their lowest.
 std::size_t pxr24_bytes(std::span<const exr_row> rows);

@@ -16,6 +16,19 @@ inline void plain_join_bytes(uint16_t* __restrict out, const uint8_t* __restrict
   for (size_t i = 0; i < count; ++i) out[i] = static_cast<uint16_t>(low[i] | high[i] << 8);
 }
 
+inline void plain_take_differences(uint8_t* __restrict out, const uint8_t* __restrict bytes, size_t count) {
+  if (count > 0) out[0] = bytes[0];
+  for (size_t i = 1; i < count; ++i) out[i] = static_cast<uint8_t>(bytes[i] - bytes[i - 1] + 128);
+}
+
+inline void plain_split_bytes(uint8_t* __restrict low, uint8_t* __restrict high, const uint16_t* __restrict samples,
+                              size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    low[i] = static_cast<uint8_t>(samples[i]);
+    high[i] = static_cast<uint8_t>(samples[i] >> 8);
+  }
+}
+
 inline uint16_t plain_half_of(uint32_t bits) {
   const uint32_t sign = bits >> 16 & 0x8000u;
   const uint32_t magnitude = bits & 0x7FFFFFFFu;

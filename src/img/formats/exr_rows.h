@@ -1,4 +1,4 @@
-// Row functions of the OpenEXR reader, built once for each instruction set. Plain declarations only: the kernel file
+// Row functions of OpenEXR pictures, built once for each instruction set. Plain declarations only: the kernel file
 // includes this.
 #pragma once
 
@@ -14,6 +14,9 @@ struct exr_row_kernels {
   void (*undo_differences)(uint8_t* bytes, size_t count);
   // Puts `count` samples of 16 bits together from their low and high bytes. No overlap.
   void (*join_bytes)(uint16_t* out, const uint8_t* low, const uint8_t* high, size_t count);
+  // The reverse of both. A copy for the differences; no overlap.
+  void (*take_differences)(uint8_t* out, const uint8_t* bytes, size_t count);
+  void (*split_bytes)(uint8_t* low, uint8_t* high, const uint16_t* samples, size_t count);
   // Bits of IEEE singles to halves, rounded to the nearest, ties to even. Beyond 65504, the largest half, infinite.
   // NaNs keep the upper bits of their payload. No overlap.
   void (*floats_to_halves)(uint16_t* out, const uint32_t* floats, size_t count);

@@ -145,6 +145,8 @@ void join_wavelet(uint16_t* upper, uint16_t* lower, size_t count, bool wide) {
 
 }  // namespace
 
-extern const exr_row_kernels exr_rows = {undo_differences, join_bytes, floats_to_halves, join_wavelet};
+// Where the portable loop is named, the compiler vectorises it.
+extern const exr_row_kernels exr_rows = {undo_differences,  join_bytes,       plain_take_differences,
+                                         plain_split_bytes, floats_to_halves, join_wavelet};
 
 }  // namespace img::KSN_SIMD_LEVEL

@@ -7,10 +7,12 @@
 
 #include <array>
 #include <cmath>
+#include <vector>
 
 #include "img/formats/exr.h"
 #include "img/formats/exr_library.h"
 #include "img/formats/exr_rows.h"
+#include "img/formats/exr_write_chunks.h"
 #include "img/transfer.h"
 #include "io/exceptions.h"
 #include "lib/parallel.h"
@@ -20,6 +22,7 @@ namespace {
 
 // Planes of halves that go into a file: red, green, blue and maybe alpha, by reference.
 using half_planes = std::array<const std::uint16_t*, 4>;
+constexpr const char* channel_names[] = {"R", "G", "B", "A"};
 
 Imf::Compression compression_of(const save_options& options) {
   switch (options.compression) {
@@ -48,26 +51,39 @@ void add_information(Imf::Header& header, const image_info& info) {
   }
 }
 
-void write_planes(const std::string& path, const image_info& info, int width, int height, const half_planes& planes,
-                  const save_options& options) {
-  static constexpr const char* names[] = {"R", "G", "B", "A"};
-  Imf::Header header(width, height, 1.0F, Imath::V2f(0, 0), 1.0F, Imf::INCREASING_Y, compression_of(options));
+void write_by_library(exr_output_stream& stream, const Imf::Header& header, const half_planes& planes, int width,
+                      int height) {
+  start_exr_threads();
   Imf::FrameBuffer source;
-  const std::size_t row = static_cast<std::size_t>(width) * 2;
   for (std::size_t i = 0; i < planes.size(); ++i) {
     if (planes[i] == nullptr) continue;
-    header.channels().insert(names[i], Imf::Channel(Imf::HALF));
     // The library only reads.
     char* samples = const_cast<char*>(reinterpret_cast<const char*>(planes[i]));
-    source.insert(names[i], Imf::Slice(Imf::HALF, samples, 2, row));
+    source.insert(channel_names[i], Imf::Slice(Imf::HALF, samples, 2, static_cast<std::size_t>(width) * 2));
+  }
+  Imf::OutputFile output(stream, header);
+  output.setFrameBuffer(source);
+  output.writePixels(height);
+}
+
+void write_planes(const std::string& path, const image_info& info, int width, int height, const half_planes& planes,
+                  const save_options& options) {
+  Imf::Header header(width, height, 1.0F, Imath::V2f(0, 0), 1.0F, Imf::INCREASING_Y, compression_of(options));
+  for (std::size_t i = 0; i < planes.size(); ++i) {
+    if (planes[i] != nullptr) header.channels().insert(channel_names[i], Imf::Channel(Imf::HALF));
   }
   add_information(header, info);
-  start_exr_threads();
   exr_output_stream stream(path);
   with_exr_errors(path, [&] {
-    Imf::OutputFile output(stream, header);
-    output.setFrameBuffer(source);
-    output.writePixels(height);
+    if (writes_exr_chunks(header)) {
+      // Files hold channels in the order of their names.
+      std::vector<const std::uint16_t*> in_order;
+      if (planes[3] != nullptr) in_order.push_back(planes[3]);
+      in_order.insert(in_order.end(), {planes[2], planes[1], planes[0]});
+      write_exr_chunks(stream, header, in_order);
+    } else {
+      write_by_library(stream, header, planes, width, height);
+    }
   });
   stream.finish();
 }
