@@ -1,15 +1,45 @@
 #include "playback/mixer.h"
 
 #include <algorithm>
-#include <cmath>
+#include <array>
+#include <bit>
+#include <cstring>
 
+#include "playback/sound_kernels.h"
 #include "sources/wave.h"
 
 namespace playback {
 namespace {
 
-std::int16_t saturate(int value) {
-  return static_cast<std::int16_t>(std::clamp(value, -32768, 32767));
+// Output frames whose places in the source are found together, in a loop that the compiler makes vectors of.
+constexpr int block_frames = 1024;
+// A double below 2^31 plus this holds the nearest integer, the even one of two, in its lowest bits.
+constexpr double rounding_bias = 6755399441055744.0;
+constexpr double farthest_sample = 2147480000.0;
+
+struct place {
+  double start;  // seconds
+  double step;   // source seconds for one of the output
+  double rate;
+};
+
+void nearest_samples(const place& at, int first, std::array<std::int32_t, block_frames>& index) {
+  for (int i = 0; i < block_frames; ++i) {
+    const double t = ((first + i) * at.step / platform::audio_rate + at.start) * at.rate;
+    index[static_cast<std::size_t>(i)] = static_cast<std::int32_t>(std::bit_cast<std::int64_t>(t + rounding_bias));
+  }
+}
+
+struct sample_pair {
+  std::int16_t left, right;
+};
+
+// The common form: two channels of 16 bits are copied as they lie there.
+void copy_pairs(const sources::wave_context& wave, const std::int32_t* index, std::size_t count, std::int16_t* out) {
+  const std::uint8_t* data = wave.data.data();
+  for (std::size_t i = 0; i < count; ++i) {
+    std::memcpy(out + 2 * i, data + static_cast<std::size_t>(index[i]) * sizeof(sample_pair), sizeof(sample_pair));
+  }
 }
 
 }  // namespace
@@ -24,16 +54,29 @@ bool render_layer(const ksn::track_info& track, double position, int fpcs, doubl
   // Outside the layer's range the source position is negative.
   const double start = track.source_position(position) * 100.0 / clip_rate;
   if (start < 0.0) return true;
-  const double step = fpcs * speed / clip_rate;
-  const long long frames = wave.frames();
+  const place at{start, fpcs * speed / clip_rate, static_cast<double>(wave.sample_rate)};
+  const auto frames = static_cast<double>(wave.frames());
   const int right = wave.channels > 1 ? 1 : 0;
-  for (std::size_t i = 0; i < out.size() / 2; ++i) {
-    const double t = (static_cast<double>(i) * step / platform::audio_rate + start) * wave.sample_rate;
-    if (t > static_cast<double>(frames)) break;
-    const long long index = std::llrint(t);
-    if (index >= frames) break;
-    out[2 * i] = static_cast<std::int16_t>(wave.sample(index, 0));
-    out[2 * i + 1] = static_cast<std::int16_t>(wave.sample(index, right));
+  const bool pairs = std::endian::native == std::endian::little && wave.bits == 16 && wave.channels == 2;
+  const int wanted = static_cast<int>(out.size() / 2);
+  std::array<std::int32_t, block_frames> index;
+  for (int first = 0; first < wanted; first += block_frames) {
+    const int last = first + block_frames;
+    if ((last * at.step / platform::audio_rate + at.start) * at.rate > farthest_sample) break;
+    nearest_samples(at, first, index);
+    // Behind the data there is silence. The places only ever rise.
+    const auto end = std::lower_bound(index.begin(), index.begin() + std::min(block_frames, wanted - first), frames);
+    const auto count = static_cast<std::size_t>(end - index.begin());
+    std::int16_t* to = out.data() + 2 * static_cast<std::size_t>(first);
+    if (pairs) {
+      copy_pairs(wave, index.data(), count, to);
+    } else {
+      for (std::size_t i = 0; i < count; ++i) {
+        to[2 * i] = static_cast<std::int16_t>(wave.sample(index[i], 0));
+        to[2 * i + 1] = static_cast<std::int16_t>(wave.sample(index[i], right));
+      }
+    }
+    if (count < block_frames) break;
   }
   return true;
 }
@@ -44,9 +87,9 @@ void add_saturated(std::span<std::int16_t> mix, std::span<const std::int16_t> sa
   const int k = static_cast<int>(std::clamp(volume * 256LL * global / 10000, 0LL, 256LL));
   const std::size_t count = std::min(mix.size(), samples.size());
   if (k >= 256) {
-    for (std::size_t i = 0; i < count; ++i) mix[i] = saturate(mix[i] + samples[i]);
+    sound_rows().add(mix.data(), samples.data(), count);
   } else {
-    for (std::size_t i = 0; i < count; ++i) mix[i] = saturate(mix[i] + (samples[i] * k >> 8));
+    sound_rows().add_scaled(mix.data(), samples.data(), count, k);
   }
 }
 

@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <vector>
 
+#include "playback/sound_kernels.h"
 #include "sources/wave.h"
+#include "support/levels.h"
 
 namespace {
 
@@ -69,14 +72,77 @@ TEST(mixer, rate_speed_and_place) {
   EXPECT_FALSE(playback::render_layer(track, 60.0, 2500, 1.0, out));
 }
 
+// The formula for each output frame, in plain form.
+TEST(mixer, every_sample_of_a_second) {
+  struct row {
+    int bits, channels, rate, fpcs, frames;
+    double position, speed;
+  };
+  const row rows[] = {
+      {16, 2, 44100, 2500, 200000, 0.0, 1.0},  {16, 2, 48000, 2500, 200000, 1.0 / 3, 1.0},
+      {16, 2, 48000, 2397, 60000, 7.77, 1.0},  {16, 1, 22050, 3000, 200000, 12.5, 0.4},
+      {24, 6, 96000, 2500, 100000, 0.01, 1.0}, {8, 1, 8000, 2500, 8001, 1.0, 1.0},
+      {32, 2, 11025, 100, 5000, 0.25, 1.0},    {16, 2, 44100, 2500, 44101, 0.0, 1.0},
+      {16, 2, 192000, 12000, 1000, 0.0, 1.0},
+  };
+  for (const row& r : rows) {
+    std::vector<std::uint8_t> data(static_cast<std::size_t>(r.frames) * r.channels * (r.bits / 8));
+    for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<std::uint8_t>(i * 2654435761u >> 13);
+    const ksn::track_info track = layer_of(data, r.bits, r.channels, r.rate);
+    std::vector<std::int16_t> out(2 * 44100, 77);
+    ASSERT_TRUE(playback::render_layer(track, r.position, r.fpcs, r.speed, out));
+    const double start = r.position * 100.0 / 2500;
+    const double step = r.fpcs * r.speed / 2500;
+    for (int i = 0; i < 44100; ++i) {
+      const double t = (i * step / 44100.0 + start) * r.rate;
+      const bool inside = std::nearbyint(t) < r.frames;
+      const auto index = static_cast<long long>(std::nearbyint(t));
+      const int left = inside ? track.audio->sample(index, 0) : 0;
+      const int right = inside ? track.audio->sample(index, r.channels > 1 ? 1 : 0) : 0;
+      ASSERT_EQ(out[2 * i], left) << r.rate << " frame " << i;
+      ASSERT_EQ(out[2 * i + 1], right) << r.rate << " frame " << i;
+    }
+  }
+}
+
+TEST(mixer, an_absurd_rate_is_silence) {
+  const ksn::track_info track = layer_of({1, 2, 3, 4}, 16, 2, 2147483647);
+  std::vector<std::int16_t> out(2 * 44100, 77);
+  ASSERT_TRUE(playback::render_layer(track, 99.0, 1000000000, 1.0, out));
+  EXPECT_EQ(out, std::vector<std::int16_t>(out.size()));
+}
+
+TEST(mixer, rows_of_every_instruction_set) {
+  std::vector<std::int16_t> values;
+  for (int i = -32768; i < 32768; i += 37) values.push_back(static_cast<std::int16_t>(i));
+  support::every_level([&](const char* level) {
+    for (const std::size_t n : {0, 1, 7, 8, 15, 16, 31, 33, 64, 1771}) {
+      for (const int k : {-1, 0, 1, 128, 255}) {
+        std::vector<std::int16_t> plain(values.rbegin(), values.rend());
+        for (std::size_t i = 0; i < plain.size(); i += 3) plain[i] = values[i];
+        std::vector<std::int16_t> fast = plain;
+        if (k < 0) {
+          playback::plain_sound_rows().add(plain.data(), values.data(), n);
+          playback::sound_rows().add(fast.data(), values.data(), n);
+        } else {
+          playback::plain_sound_rows().add_scaled(plain.data(), values.data(), n, k);
+          playback::sound_rows().add_scaled(fast.data(), values.data(), n, k);
+        }
+        ASSERT_EQ(fast, plain) << level << ' ' << n << ' ' << k;
+      }
+    }
+  });
+}
+
 TEST(mixer, volumes_and_saturation) {
   struct row {
     int mix, sample, volume, global, expected;
   };
   const row rows[] = {
-      {0, 1000, 100, 100, 1000}, {30000, 10000, 100, 100, 32767}, {-30000, -10000, 100, 100, -32768},
-      {0, 1000, 50, 100, 500},   {0, -1000, 50, 50, -250},        {5, 1000, 100, 0, 5},
-      {0, 1000, 100, 400, 1000}, {0, 1000, 100, -3, 0},           {32767, 32767, 50, 100, 32767},
+      {0, 1000, 100, 100, 1000},        {30000, 10000, 100, 100, 32767}, {-30000, -10000, 100, 100, -32768},
+      {0, 1000, 50, 100, 500},          {0, -1000, 50, 50, -250},        {5, 1000, 100, 0, 5},
+      {0, 1000, 100, 400, 1000},        {0, 1000, 100, -3, 0},           {32767, 32767, 50, 100, 32767},
+      {0, 1000, 2000000000, 100, 1000}, {0, 1000, 150, 50, 750},
   };
   for (const row& r : rows) {
     std::vector<std::int16_t> mix{static_cast<std::int16_t>(r.mix)};

@@ -1,0 +1,233 @@
+// The real window on a display of its own: how many frames of a cached sequence are shown in time and what a turn of
+// the main loop costs, what a stopped window costs, how soon the first picture is there, and whether looping takes
+// memory.
+//
+// bench_realtime [--seconds=20] [--loop=60] [WIDTHxHEIGHT@RATE...]: the seconds of each rate, and those of the loop for
+// memory (600 for ten minutes). Frames are named by size and rate; without any, 1080p and 4K at 24, 30 and 60.
+#include <sys/resource.h>
+
+#include <cmath>
+#include <cstring>
+#include <fstream>
+
+#include "app/window_run.h"
+#include "img/format.h"
+#include "platform/desktop.h"
+#include "support.h"
+#include "test_picture.h"
+#include "x_display.h"
+
+namespace {
+
+struct job {
+  std::string kind;  // play, loop or idle
+  int width = 0;
+  int height = 0;
+  int rate = 0;
+  int frames = 0;
+  double seconds = 0;
+  std::string pattern;
+};
+
+double processor_seconds() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  const auto seconds = [](const timeval& t) { return static_cast<double>(t.tv_sec) + t.tv_usec / 1e6; };
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+double resident_megabytes() {
+  std::ifstream file("/proc/self/statm");
+  long size = 0;
+  long resident = 0;
+  file >> size >> resident;
+  return static_cast<double>(resident) * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1e6;
+}
+
+double milliseconds(long long nanoseconds) {
+  return static_cast<double>(nanoseconds) / 1e6;
+}
+
+double percentile(std::vector<double> values, double share) {
+  if (values.empty()) return 0;
+  std::sort(values.begin(), values.end());
+  return values[std::min(static_cast<std::size_t>(static_cast<double>(values.size()) * share), values.size() - 1)];
+}
+
+// What the observer of the main loop gathers once the sequence is in the cache.
+struct record {
+  std::vector<double> lateness;  // of each new frame
+  std::vector<double> parts[5];
+  int in_time = 0;
+  app::tick_times worst;
+};
+
+void print_play(const job& job, const record& r, double seconds) {
+  const double due = seconds * job.rate;
+  std::printf("%4d x %4d at %2d  %6.1f %%  %6.1f ms   ", job.width, job.height, job.rate, 100.0 * r.in_time / due,
+              percentile(r.lateness, 0.99));
+  for (const auto& part : r.parts) std::printf(" %6.2f", percentile(part, 0.5));
+  std::printf("   worst: %.1f ms late, %s\n", milliseconds(r.worst.lateness), app::slowest_part(r.worst).c_str());
+}
+
+// One window in this process, which the parent made for it.
+int run_window(const job& job) {
+  ksn::state composition;
+  cache::frame_cache frames;
+  cache::preloader preloader(frames);
+  command::engine engine(composition);
+  render::pipeline pipeline(frames, {});
+  playback::clock clock(composition, frames);
+  const auto to_console = [](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); };
+  engine.write_error = to_console;
+  app::window_run window({composition, engine, pipeline, frames, preloader, clock, "bench",
+                          [](std::string_view key) { return std::string(key); }, to_console});
+  command::register_fields(engine);
+  command::register_language_actions(engine);
+  command::register_document_actions(engine);
+  window.register_actions();
+  window.is_transient = [] { return true; };
+  engine.command_pass({"bench", job.pattern, "--fps=" + std::to_string(job.rate), "--resize_window_to_fit"});
+  composition.can_drop_frames = true;
+  composition.playing = job.kind != "idle";
+
+  using steady = std::chrono::steady_clock;
+  const auto since = [](steady::time_point start) {
+    return std::chrono::duration<double>(steady::now() - start).count();
+  };
+  record r;
+  int shown = 0;
+  bool measuring = false;
+  steady::time_point start;
+  double used = 0;
+  double resident = 0;
+  window.observer = [&](const app::tick_times& times) {
+    if (times.new_frame) ++shown;
+    if (!measuring) {
+      // Twice around, and the queue holds every frame; a stopped window has drawn its picture.
+      if (job.kind != "idle" && shown < 3 * job.frames) return;
+      measuring = true;
+      start = steady::now();
+      used = processor_seconds();
+      resident = resident_megabytes();
+      return;
+    }
+    if (times.new_frame) {
+      r.lateness.push_back(milliseconds(times.lateness));
+      r.in_time += times.lateness < 1000000000LL / job.rate;
+      const long long parts[] = {times.advance, times.fetch, times.composite, times.draw, times.present};
+      for (int i = 0; i < 5; ++i) r.parts[i].push_back(milliseconds(parts[i]));
+      if (times.lateness > r.worst.lateness) r.worst = times;
+    }
+    const double seconds = since(start);
+    if (seconds < job.seconds) return;
+    engine.execute_action("exit");
+    window.observer = nullptr;
+    if (job.kind == "play") print_play(job, r, seconds);
+    if (job.kind == "idle") {
+      std::printf("stopped window in the background: %.2f %% of one processor\n",
+                  100.0 * (processor_seconds() - used) / seconds);
+    }
+    if (job.kind == "loop") {
+      std::printf("%.0f s of looping, %d frames shown: %.1f MB resident at first, %+.1f MB at the end\n", seconds,
+                  static_cast<int>(r.lateness.size()), resident, resident_megabytes() - resident);
+    }
+    std::fflush(stdout);
+  };
+  std::string error;
+  const std::unique_ptr<platform::desktop> desktop = platform::open_desktop(error);
+  if (!desktop) {
+    to_console("no window: " + error);
+    return 1;
+  }
+  return window.run(*desktop);
+}
+
+void run_apart(const job& job) {
+  const pid_t child = bench::start_process({"/proc/self/exe", "--job", job.kind, std::to_string(job.width),
+                                            std::to_string(job.height), std::to_string(job.rate),
+                                            std::to_string(job.frames), std::to_string(job.seconds), job.pattern});
+  int status = 0;
+  waitpid(child, &status, 0);
+  if (status != 0) std::exit(1);
+}
+
+// A shot of frames that differ, in the folder.
+std::string make_shot(const std::string& folder, int width, int height, int frames) {
+  const std::string stem = folder + "/" + std::to_string(height);
+  for (int i = 0; i < frames; ++i) {
+    char name[16];
+    std::snprintf(name, sizeof name, ".%04d.tga", i);
+    if (std::ifstream(stem + name)) continue;
+    img::save(bench::test_picture("BGR", width, height, i), stem + name, nullptr, {});
+  }
+  return stem + ".####.tga";
+}
+
+// From the start of the process to the picture on the screen, for a shot of one colour.
+void first_picture(bench::x_display& display, const std::string& folder) {
+  std::vector<double> times;
+  for (int i = 0; i < 7; ++i) {
+    img::image plain("BGR", 8, 1920, 1080);
+    const int level = 100 + i;
+    for (int plane = 0; plane < 3; ++plane) {
+      for (int y = 0; y < plain.height; ++y)
+        std::memset(plain.row(plane, y), level, static_cast<std::size_t>(plain.width));
+    }
+    const std::string path = folder + "/plain.tga";
+    img::save(plain, path, nullptr, {});
+    const std::uint32_t color = static_cast<std::uint32_t>(level) * 0x10101u;
+    pid_t program = 0;
+    times.push_back(bench::seconds([&] {
+      program = bench::start_process({KESTRIN_BINARY, path, "--transient"});
+      while (display.pixel(400, 300) != color) usleep(200);
+    }));
+    kill(program, SIGINT);
+    waitpid(program, nullptr, 0);
+  }
+  std::printf("start to first picture, 1920 x 1080 TGA: %.0f ms (median of %zu, of the fastest %.0f ms)\n",
+              bench::median(times) * 1e3, times.size(), *std::min_element(times.begin(), times.end()) * 1e3);
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  if (count == 9 && std::strcmp(arguments[1], "--job") == 0) {
+    return run_window({arguments[2], std::atoi(arguments[3]), std::atoi(arguments[4]), std::atoi(arguments[5]),
+                       std::atoi(arguments[6]), std::atof(arguments[7]), arguments[8]});
+  }
+  double seconds = 20;
+  double loop_seconds = 60;
+  std::vector<job> jobs;
+  for (int i = 1; i < count; ++i) {
+    job j{"play", 0, 0, 0, 0, 0, {}};
+    if (std::sscanf(arguments[i], "--seconds=%lf", &seconds) == 1) continue;
+    if (std::sscanf(arguments[i], "--loop=%lf", &loop_seconds) == 1) continue;
+    if (std::sscanf(arguments[i], "%dx%d@%d", &j.width, &j.height, &j.rate) == 3) jobs.push_back(j);
+  }
+  if (jobs.empty()) {
+    for (const int height : {1080, 2160}) {
+      for (const int rate : {24, 30, 60}) jobs.push_back({"play", height * 16 / 9, height, rate, 0, 0, {}});
+    }
+  }
+
+  const bench::work_folder folder;
+  setenv("XDG_CONFIG_HOME", folder.path().c_str(), 1);
+  setenv("XDG_DATA_HOME", folder.path().c_str(), 1);
+  setenv("XDG_RUNTIME_DIR", folder.path().c_str(), 1);
+  bench::x_display display(folder.path(), 4096, 2400);
+  std::printf("%-18s %9s  %9s   %s\n%-18s %9s  %9s    %6s %6s %6s %6s %6s\n", "cached sequence", "shown", "lateness",
+              "cost of a turn with a new frame, median ms", "", "in time", "99th", "advnce", "fetch", "compos", "draw",
+              "presnt");
+  std::fflush(stdout);
+  for (job& j : jobs) {
+    j.frames = j.height > 1200 ? 12 : 24;
+    j.seconds = seconds;
+    j.pattern = make_shot(folder.path(), j.width, j.height, j.frames);
+    run_apart(j);
+  }
+  const std::string shot = make_shot(folder.path(), 1920, 1080, 24);
+  run_apart({"idle", 1920, 1080, 24, 24, std::min(seconds, 20.0), shot});
+  first_picture(display, folder.path());
+  if (loop_seconds > 0) run_apart({"loop", 1920, 1080, 24, 24, loop_seconds, shot});
+}
