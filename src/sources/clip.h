@@ -7,6 +7,7 @@
 
 #include "img/image.h"
 #include "sources/wave.h"
+#include "sources/yuv.h"
 
 namespace sources {
 
@@ -41,11 +42,23 @@ struct open_result {
   bool available = true;  // false when this build or machine has no reader for the kind
 };
 
-// The function "kestrin_open_clip" of the module "media". It never throws.
-using open_clip_function = void (*)(clip_kind kind, const std::string& path, int rate, open_result& result);
+// What the module borrows from the program instead of its own copies: warm picture memory, row threads and the pinned
+// instruction set are one per process.
+struct module_host {
+  void (*reset_image)(img::image& image, const char* letters, int bits, int width, int height);
+  // Calls call(body, first, last) for stretches of 0 to `rows`; `items` samples will be touched.
+  void (*parallel_rows)(int rows, long long items, void (*call)(void* body, int first, int last), void* body);
+  int (*thread_count)();
+  yuv_row_function (*yuv_row)();
+};
+
+// The function "kestrin_open_clip" of the module "media". It never throws. `host` lives as long as the process.
+using open_clip_function = void (*)(const module_host& host, clip_kind kind, const std::string& path, int rate,
+                                    open_result& result);
 
 // Opens `path` as one kind, with the media module, which is loaded at the first call; `rate` serves a clip that
-// declares none. Never throws for a file that can't be opened.
+// declares none. A kind that has no reader here (RTV, or all of them without the module) gives error -1. Never throws
+// for a file that can't be opened.
 open_result open_clip(clip_kind kind, const std::string& path, int rate);
 
 // The per-frame name that stands for a clip's frame where a file path is expected: "clip.avi\A,120".

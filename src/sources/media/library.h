@@ -1,7 +1,9 @@
-// Owners for the objects of the FFmpeg libraries.
+// Owners for the objects of the FFmpeg libraries, and what the program lends to the module.
 #pragma once
 
 #include <memory>
+
+#include "sources/clip.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -40,5 +42,17 @@ using frame_ptr = std::unique_ptr<AVFrame, frame_freer>;
 using packet_ptr = std::unique_ptr<AVPacket, packet_freer>;
 using scaler_ptr = std::unique_ptr<SwsContext, scaler_freer>;
 using resampler_ptr = std::unique_ptr<SwrContext, resampler_freer>;
+
+// Set before anything is opened.
+const sources::module_host& host();
+
+// lib::parallel_rows() on the program's threads.
+template <class Body>
+void parallel_rows(int rows, long long items, Body&& body) {
+  host().parallel_rows(
+      rows, items,
+      [](void* self, int first, int last) { (*static_cast<std::remove_reference_t<Body>*>(self))(first, last); },
+      &body);
+}
 
 }  // namespace media

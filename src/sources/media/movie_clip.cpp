@@ -133,6 +133,7 @@ bool movie_clip::read(int frame, int resolution, img::image& image) {
   const auto reduced = [shift](int size) { return (size + (1 << shift) - 1) >> shift; };
   bool good = picture && picture->width == reduced(width_) && picture->height == reduced(height_);
   if (good) {
+    position->decode_ahead();
     try {
       picture_converter converter;
       good = converter.convert(*picture, image);

@@ -3,9 +3,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "img/simd_level.h"
-#include "lib/parallel.h"
-#include "sources/media/yuv.h"
+#include "sources/yuv.h"
 
 namespace media {
 namespace {
@@ -45,45 +43,10 @@ bool is_full_range(const AVFrame& picture) {
   }
 }
 
-yuv_weights weights_of(const AVFrame& picture, int bits) {
-  const auto [red, blue] = matrix_of(picture);
-  const double green = 1.0 - red - blue;
-  const bool full = is_full_range(picture);
-  const double scale = 1 << (bits - 8);
-  const double luma_range = full ? (1 << bits) - 1 : 219.0 * scale;
-  const double chroma_range = full ? (1 << bits) - 1 : 224.0 * scale;
-  yuv_weights w{};
-  w.shift = 14 + (bits - 8);
-  const double one = std::ldexp(255.0, w.shift);
-  const auto weight = [](double value) { return static_cast<int>(std::lrint(value)); };
-  w.luma_zero = full ? 0 : static_cast<int>(16 * scale);
-  w.chroma_zero = 1 << (bits - 1);
-  w.luma = weight(one / luma_range);
-  w.red_v = weight(one * 2.0 * (1.0 - red) / chroma_range);
-  w.blue_u = weight(one * 2.0 * (1.0 - blue) / chroma_range);
-  w.green_u = weight(one * 2.0 * (1.0 - blue) * blue / green / chroma_range);
-  w.green_v = weight(one * 2.0 * (1.0 - red) * red / green / chroma_range);
-  return w;
-}
-
-yuv_row_function row_function() {
-#if defined(KSN_X86_LEVELS)
-  switch (img::current_simd_level()) {
-    case img::simd_level::v4:
-      return v4::convert_yuv_row;
-    case img::simd_level::v3:
-      return v3::convert_yuv_row;
-    case img::simd_level::baseline:
-      break;
-  }
-#endif
-  return baseline::convert_yuv_row;
-}
-
 // Samples of a plane of `bits` to bytes, rounded to nearest.
 void plane_to_bytes(const AVFrame& picture, int plane, int bits, img::image& image, int target) {
   const int max = (1 << bits) - 1;
-  lib::parallel_rows(image.height, static_cast<long long>(image.width) * image.height, [&](int first, int last) {
+  parallel_rows(image.height, static_cast<long long>(image.width) * image.height, [&](int first, int last) {
     for (int y = first; y < last; ++y) {
       const std::uint8_t* from = picture.data[plane] + static_cast<std::ptrdiff_t>(y) * picture.linesize[plane];
       std::uint8_t* to = image.row(target, y);
@@ -128,11 +91,11 @@ bool picture_converter::convert(const AVFrame& picture, img::image& image) {
     const int bits = form->comp[0].depth;
     if (form->flags & AV_PIX_FMT_FLAG_RGB) return convert_planar_rgb(picture, *form, image);
     if (form->nb_components == 1) {
-      image.reset("L", 8, picture.width, picture.height);
+      host().reset_image(image, "L", 8, picture.width, picture.height);
       plane_to_bytes(picture, 0, bits, image, 0);
       return true;
     }
-    if (form->nb_components >= 3 && bits <= 12 && form->log2_chroma_w <= 1) return convert_yuv(picture, *form, image);
+    if (form->nb_components >= 3 && bits <= 14 && form->log2_chroma_w <= 1) return convert_yuv(picture, *form, image);
   }
   return convert_by_scaler(picture, *form, image);
 }
@@ -140,10 +103,11 @@ bool picture_converter::convert(const AVFrame& picture, img::image& image) {
 bool picture_converter::convert_yuv(const AVFrame& picture, const AVPixFmtDescriptor& form, img::image& image) {
   const int bits = form.comp[0].depth;
   const bool alpha = form.nb_components == 4;
-  image.reset(alpha ? "BGRA" : "BGR", 8, picture.width, picture.height);
-  const yuv_weights weights = weights_of(picture, bits);
-  const yuv_row_function convert_row = row_function();
-  lib::parallel_rows(image.height, static_cast<long long>(image.width) * image.height, [&](int first, int last) {
+  host().reset_image(image, alpha ? "BGRA" : "BGR", 8, picture.width, picture.height);
+  const auto [red, blue] = matrix_of(picture);
+  const sources::yuv_weights weights = sources::make_yuv_weights(red, blue, is_full_range(picture), bits);
+  const sources::yuv_row_function convert_row = host().yuv_row();
+  parallel_rows(image.height, static_cast<long long>(image.width) * image.height, [&](int first, int last) {
     for (int y = first; y < last; ++y) {
       const auto line = [&](int component, int row) {
         const int plane = form.comp[component].plane;
@@ -162,7 +126,7 @@ bool picture_converter::convert_yuv(const AVFrame& picture, const AVPixFmtDescri
 bool picture_converter::convert_planar_rgb(const AVFrame& picture, const AVPixFmtDescriptor& form, img::image& image) {
   const int bits = form.comp[0].depth;
   const bool alpha = form.nb_components == 4;
-  image.reset(alpha ? "BGRA" : "BGR", 8, picture.width, picture.height);
+  host().reset_image(image, alpha ? "BGRA" : "BGR", 8, picture.width, picture.height);
   // Components are red, green, blue, alpha.
   for (int c = 0; c < form.nb_components; ++c)
     plane_to_bytes(picture, form.comp[c].plane, bits, image, c < 3 ? 2 - c : 3);
@@ -182,7 +146,7 @@ bool picture_converter::convert_by_scaler(const AVFrame& picture, const AVPixFmt
   const bool bt2020 = std::lrint(matrix_of(picture).red * 1e4) == 2627;
   const int* coefficients = sws_getCoefficients(bt2020 ? SWS_CS_BT2020 : bt709 ? SWS_CS_ITU709 : SWS_CS_ITU601);
   sws_setColorspaceDetails(scaler_.get(), coefficients, is_full_range(picture), coefficients, 1, 0, 1 << 16, 1 << 16);
-  image.reset(gray ? "L" : alpha ? "BGRA" : "BGR", 8, picture.width, picture.height);
+  host().reset_image(image, gray ? "L" : alpha ? "BGRA" : "BGR", 8, picture.width, picture.height);
   // The library's plane order is green, blue, red.
   std::uint8_t* planes[4] = {};
   int strides[4] = {image.width, image.width, image.width, image.width};

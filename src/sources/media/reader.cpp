@@ -2,15 +2,14 @@
 
 #include <algorithm>
 #include <cstring>
-
-#include "lib/parallel.h"
+#include <system_error>
 
 namespace media {
 std::unique_ptr<reader> reader::open(sources::clip_kind kind, const std::string& path, const timing& timing,
                                      int lowres) {
   auto result = std::make_unique<reader>();
   if (open_container(kind, path, AVMEDIA_TYPE_VIDEO, result->input_) < 0) return nullptr;
-  result->decoder_ = open_decoder(result->input_, lib::thread_count(), lowres);
+  result->decoder_ = open_decoder(result->input_, host().thread_count(), lowres);
   if (!result->decoder_) return nullptr;
   result->timing_ = timing;
   result->kind_ = kind;
@@ -31,6 +30,21 @@ bool reader::first_picture(long long& time) {
 }
 
 const AVFrame* reader::read(int frame) {
+  if (ahead_.valid()) ahead_.get();
+  in_order_ = frame == next_ ? in_order_ + 1 : 0;
+  return find(frame);
+}
+
+void reader::decode_ahead() {
+  if (in_order_ < 2 || pending_number_ >= 0 || !input_.file) return;
+  try {
+    ahead_ = std::async(std::launch::async, [this] { decode_pending(); });
+  } catch (const std::system_error&) {
+    // No thread to be had: the next read decodes.
+  }
+}
+
+const AVFrame* reader::find(int frame) {
   if (!input_.file) return nullptr;
   const bool ahead =
       next_ >= 0 && frame >= next_ - 1 && frame <= next_ + walk_ahead && (held_number_ < 0 || frame >= held_number_);
@@ -112,12 +126,20 @@ const AVFrame* reader::advance_to(int frame) {
       pending_number_ = -1;
       continue;
     }
-    int number = 0;
-    if (!decode(pending_.get(), number)) return nullptr;
+    if (!decode_pending()) return nullptr;
+  }
+}
+
+// The picture behind the held one. False at the end.
+bool reader::decode_pending() {
+  int number = 0;
+  while (decode(pending_.get(), number)) {
     if (number < 0) continue;
     if (held_number_ >= 0 && number <= held_number_) continue;  // two pictures in one slot: the first is shown
     pending_number_ = number;
+    return true;
   }
+  return false;
 }
 
 }  // namespace media

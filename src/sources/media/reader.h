@@ -1,6 +1,7 @@
 // One decoding position in a movie.
 #pragma once
 
+#include <future>
 #include <string>
 
 #include "sources/media/container.h"
@@ -21,6 +22,9 @@ class reader {
   bool first_picture(long long& time);
   // The picture of a frame, valid until the next call; null when it can't be had.
   const AVFrame* read(int frame);
+  // After two reads in order, begins to decode the next picture on a thread of its own, so that the caller's work on
+  // this one costs the decoder no time. The picture at hand stays valid.
+  void decode_ahead();
   // The frame that comes next without seeking.
   int next() const { return next_; }
   int lowres() const { return lowres_; }
@@ -40,9 +44,13 @@ class reader {
   int decoded_number_ = -1;  // of the last picture that came from the decoder
   packet_ptr packet_;
   bool draining_ = false;
+  int in_order_ = 0;         // reads that followed each other
+  std::future<void> ahead_;  // uses what stands above, but not the held picture; the last member, it ends first
 
+  const AVFrame* find(int frame);
   bool seek(int frame, long long before);
   bool decode(AVFrame* out, int& number);
+  bool decode_pending();
   const AVFrame* advance_to(int frame);
 };
 

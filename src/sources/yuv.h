@@ -1,0 +1,59 @@
+// Rows of luma and chroma samples to blue, green and red bytes.
+#pragma once
+
+#include <stdint.h>
+
+namespace sources {
+
+// A matrix and range for samples of one depth (ITU-T H.273 matrix coefficients), scaled so that a sum shifted right by
+// `shift` and clamped is a byte: blue = (y * luma + u * blue_u + blue_bias) >> shift and so on. The biases hold the
+// zero levels of luma and chroma and the half that rounds.
+struct yuv_weights {
+  int luma;
+  int blue_u;
+  int green_u;
+  int green_v;
+  int red_v;
+  int blue_bias;
+  int green_bias;
+  int red_bias;
+  int shift;
+};
+
+// The weights for samples of 8 to 14 `bits`. `red` and `blue` are the parts of these primaries in luma (Kr and Kb);
+// `full` says that samples use their whole range.
+yuv_weights make_yuv_weights(double red, double blue, bool full, int bits);
+
+// One row of `width` pixels from samples of `bytes` (1 or 2, host order; words count as signed) each; `half` says that
+// two pixels share a chroma sample. The targets may not overlap the sources; nothing is written past the width.
+struct yuv_row {
+  const void* y;
+  const void* u;
+  const void* v;
+  int bytes;
+  int half;
+  uint8_t* b;
+  uint8_t* g;
+  uint8_t* r;
+  int width;
+};
+
+using yuv_row_function = void (*)(const yuv_row& row, const yuv_weights& weights);
+
+// The row for the instruction set in use.
+yuv_row_function current_yuv_row();
+
+// The same, pixel by pixel.
+void convert_yuv_row_plainly(const yuv_row& row, const yuv_weights& weights);
+
+namespace baseline {
+void convert_yuv_row(const yuv_row& row, const yuv_weights& weights);
+}
+namespace v3 {
+void convert_yuv_row(const yuv_row& row, const yuv_weights& weights);
+}
+namespace v4 {
+void convert_yuv_row(const yuv_row& row, const yuv_weights& weights);
+}
+
+}  // namespace sources

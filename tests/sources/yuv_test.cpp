@@ -1,0 +1,105 @@
+// Luma and chroma to bytes: against the formulas of ITU-T H.273 in doubles, and every instruction set against the plain
+// row.
+#include "sources/yuv.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "support/levels.h"
+
+namespace {
+
+constexpr std::uint8_t guard = 0xA5;
+
+struct matrix {
+  const char* name;
+  double red, blue;
+};
+constexpr matrix matrices[] = {{"BT.601", 0.299, 0.114}, {"BT.709", 0.2126, 0.0722}, {"BT.2020", 0.2627, 0.0593}};
+
+// One pixel of full-size chroma through the plain row.
+std::array<int, 3> converted(const sources::yuv_weights& weights, int y, int u, int v) {
+  const std::uint16_t samples[3] = {static_cast<std::uint16_t>(y), static_cast<std::uint16_t>(u),
+                                    static_cast<std::uint16_t>(v)};
+  std::uint8_t b = 0;
+  std::uint8_t g = 0;
+  std::uint8_t r = 0;
+  sources::convert_yuv_row_plainly({&samples[0], &samples[1], &samples[2], 2, 0, &b, &g, &r, 1}, weights);
+  return {b, g, r};
+}
+
+TEST(yuv, is_the_formula_to_half_a_byte) {
+  for (const matrix& m : matrices) {
+    for (const bool full : {false, true}) {
+      for (const int bits : {8, 10, 12, 14}) {
+        const auto weights = sources::make_yuv_weights(m.red, m.blue, full, bits);
+        const double scale = 1 << (bits - 8);
+        const double top = (1 << bits) - 1;
+        const int steps = bits == 8 ? 17 : 37;
+        const auto sample = [&](int i) { return static_cast<int>(top * i / steps); };
+        for (int i = 0; i <= steps; ++i) {
+          for (int j = 0; j <= steps; ++j) {
+            for (int k = 0; k <= steps; ++k) {
+              const double y = full ? sample(i) / top : (sample(i) - 16 * scale) / (219 * scale);
+              const double middle = 1 << (bits - 1);
+              const double u = (sample(j) - middle) / (full ? top : 224 * scale);
+              const double v = (sample(k) - middle) / (full ? top : 224 * scale);
+              const double r = y + 2 * (1 - m.red) * v;
+              const double b = y + 2 * (1 - m.blue) * u;
+              const double g = (y - m.red * r - m.blue * b) / (1 - m.red - m.blue);
+              const auto found = converted(weights, sample(i), sample(j), sample(k));
+              const double wanted[3] = {b, g, r};
+              for (int c = 0; c < 3; ++c) {
+                ASSERT_NEAR(found[c], std::clamp(wanted[c] * 255.0, 0.0, 255.0), 0.54)
+                    << m.name << (full ? " full " : " limited ") << bits << " bits, channel " << c << " of "
+                    << sample(i) << ' ' << sample(j) << ' ' << sample(k);
+              }
+            }
+          }
+        }
+        // Black and white exactly.
+        const int black = full ? 0 : static_cast<int>(16 * scale);
+        const int white = full ? static_cast<int>(top) : static_cast<int>(235 * scale);
+        const int gray = 1 << (bits - 1);
+        EXPECT_EQ(converted(weights, black, gray, gray), (std::array<int, 3>{0, 0, 0}));
+        EXPECT_EQ(converted(weights, white, gray, gray), (std::array<int, 3>{255, 255, 255}));
+      }
+    }
+  }
+}
+
+TEST(yuv, every_level_is_the_plain_row) {
+  std::mt19937 random(5);
+  constexpr int most = 1100;
+  std::vector<std::uint8_t> samples(3 * 2 * (most + 8));
+  for (std::uint8_t& byte : samples) byte = static_cast<std::uint8_t>(random());
+  std::vector<int> widths;
+  for (int width = 0; width <= 140; ++width) widths.push_back(width);
+  for (const int width : {511, 512, 513, 1023, 1025, most}) widths.push_back(width);
+  for (const int bytes : {1, 2}) {
+    for (const int half : {0, 1}) {
+      const auto weights = sources::make_yuv_weights(0.2126, 0.0722, false, bytes == 1 ? 8 : 10);
+      for (const int width : widths) {
+        const int offset = width % 5 * bytes;
+        const auto plane = [&](int index) { return samples.data() + index * 2 * (most + 8) + offset; };
+        const auto run = [&](sources::yuv_row_function convert) {
+          std::vector<std::uint8_t> out(3 * (width + 64), guard);
+          const auto target = [&](int index) { return out.data() + index * (width + 64) + 32; };
+          convert({plane(0), plane(1), plane(2), bytes, half, target(0), target(1), target(2), width}, weights);
+          return out;
+        };
+        const auto expected = run(sources::convert_yuv_row_plainly);
+        EXPECT_EQ(std::count(expected.begin(), expected.begin() + 32, guard), 32);
+        support::every_level([&](const char* level) {
+          ASSERT_EQ(run(sources::current_yuv_row()), expected) << level << ' ' << bytes << ' ' << half << ' ' << width;
+        });
+      }
+    }
+  }
+}
+
+}  // namespace
