@@ -43,11 +43,15 @@ bool open_kind(state& composition, track_info& record, clip_kind kind, const std
 }
 
 // A layer of sound alone, as long as its samples last. False for a file that is no such wave.
-bool open_wave(track_info& record, const std::string& path, int rate) {
+bool open_wave(state& composition, track_info& record, const std::string& path, int rate) {
   std::shared_ptr<const sources::wave_context> sound;
   try {
     sound = sources::load_wave(path);
-  } catch (const io::exception&) {
+  } catch (const io::exception& failure) {
+    composition.report_error(line(path, failure.what() + std::string(": ") + failure.message()));
+    return false;
+  } catch (const std::bad_alloc&) {
+    composition.report_error(line(path, "Not enough memory"));
     return false;
   }
   if (!sound || sound->sample_rate == 0) return false;
@@ -131,6 +135,11 @@ bool state::route_source(track_info& record, const std::string& path, bool singl
     report_error(line(path, "Open error"));
     return false;
   }
+  const bool is_camera_clip = extension == "rtv" || extension == "cine" || extension == "r3d";
+  if (is_camera_clip && !platform::file_exists(path)) {
+    report_error(line(path, "Open error 2 (0x00000002)"));
+    return false;
+  }
   if (extension == "rtv") return open_camera_clip(*this, record, clip_kind::rtv, path);
   if (extension == "cine") return open_camera_clip(*this, record, clip_kind::phantom_cine, path);
   if (extension == "r3d") return open_camera_clip(*this, record, clip_kind::r3d, path);
@@ -151,7 +160,7 @@ bool state::route_source(track_info& record, const std::string& path, bool singl
     report_error(line(path, "Open error 2 (0x00000002)"));
     return false;
   }
-  if (extension == "wav" && open_wave(record, path, fpcs)) return true;
+  if (extension == "wav" && open_wave(*this, record, path, fpcs)) return true;
   return open_movie(*this, record, path, extension == "avi");
 }
 

@@ -141,11 +141,12 @@ bool measure(const stream_choice& choice, int fallback_rate, timing& result) {
   result.time_base = stream->time_base;
   result.rate = av_guess_frame_rate(file, stream, nullptr);
   const double rate = result.rate.den > 0 ? av_q2d(result.rate) : 0.0;
-  // A rate beyond any camera is the tick of the clock of a file with a variable rate.
-  if (!(rate > 0.0 && rate < 1001.0)) {
+  // Outside files of high-speed cameras, such a rate is the tick of the clock of a file with a variable rate.
+  const double most = is_of_kind(file->iformat, sources::clip_kind::phantom_cine) ? 2e7 : 1001.0;
+  if (!(rate > 0.0 && rate < most)) {
     const double average = stream->avg_frame_rate.den > 0 ? av_q2d(stream->avg_frame_rate) : 0.0;
     result.rate =
-        average > 0.0 && average < 1001.0 ? stream->avg_frame_rate : AVRational{std::max(fallback_rate, 1), 100};
+        average > 0.0 && average < most ? stream->avg_frame_rate : AVRational{std::max(fallback_rate, 1), 100};
   }
 
   packet_span head;

@@ -32,10 +32,16 @@ int frame_of_timecode(const img::timecode& code, int rate) {
 }  // namespace
 
 void movie_clip::open(sources::clip_kind kind, const std::string& path, int rate, sources::open_result& result) {
+  auto clip = std::make_shared<movie_clip>();
+  if (kind == sources::clip_kind::phantom_cine) {
+    // Before the library makes an index as long as the header asks for.
+    clip->cine_ = sources::cine_file::open(path);
+    result.error = AVERROR_INVALIDDATA;
+    if (!clip->cine_) return;
+  }
   stream_choice input;
   result.error = open_container(kind, path, AVMEDIA_TYPE_VIDEO, input);
   if (result.error < 0) return;
-  auto clip = std::make_shared<movie_clip>();
   clip->kind_ = kind;
   clip->path_ = path;
   const AVCodecParameters* picture = input.file->streams[input.stream]->codecpar;
@@ -74,6 +80,8 @@ long long movie_clip::address_of(int frame) const {
       return static_cast<long long>(frame) * std::llrint(1e7 / av_q2d(timing_.rate));
     case sources::clip_kind::quicktime:
       return timing_.time_of(frame);
+    case sources::clip_kind::phantom_cine:
+      return static_cast<long long>(cine_->first_image()) + frame;
     default:
       return frame;
   }
@@ -148,6 +156,7 @@ bool movie_clip::read(int frame, int resolution, img::image& image) {
   image.frame = frame;
   image.frame_rate_nm = static_cast<int>(av_q2d(timing_.rate) * 100.0 + 0.5);
   image.frame_rate_dn = 100;
+  if (cine_) cine_->describe(frame, image);
   if (start_.is_valid()) image.timecode = img::timecode_of_frame(frame_of_timecode(start_, rate()) + frame, rate());
   return true;
 }

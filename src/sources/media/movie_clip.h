@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "sources/cine.h"
 #include "sources/clip.h"
 #include "sources/media/reader.h"
 
@@ -40,7 +41,8 @@ class movie_clip : public sources::clip {
   int height_ = 0;
   bool alpha_ = false;
   bool reduces_ = false;
-  img::timecode start_;  // of frame 0, null without a time code
+  img::timecode start_;                     // of frame 0, null without a time code
+  std::optional<sources::cine_file> cine_;  // of a Cine only
 
   std::mutex lock_;  // guards what follows; never held while decoding
   std::condition_variable returned_;
