@@ -123,6 +123,7 @@ TEST_F(adding, forced_sequences) {
 TEST_F(adding, what_does_not_open_is_one_line_and_no_layer) {
   write_file(folder / "empty/readme.txt", "nothing to see");
   write_file(folder / "rubbish.mov", "no movie");
+  write_file(folder / "rubbish.rtv", "a kind without a reader");
   write_file(folder / "a.ksncomp", "no source");
   struct row {
     std::string path, line;
@@ -130,6 +131,8 @@ TEST_F(adding, what_does_not_open_is_one_line_and_no_layer) {
   const row rows[] = {
       {folder / "gone.tga", "Open error 2 (0x00000002)"},
       {folder / "gone.mov", "Open error 2 (0x00000002)"},
+      {folder / "gone.cine", "Open error 2 (0x00000002)"},
+      {folder / "rubbish.rtv", "Open error -1 (0xFFFFFFFF)"},
       {folder / "gone.####.tga", "Path contains no images"},
       {folder / "gone.0001.tga", "Path contains no images"},
       {folder / "nowhere/a.#.tga", "Path contains no images"},
@@ -173,7 +176,9 @@ TEST_F(adding, sound_alone) {
   EXPECT_EQ(started, 1);
   write_file(folder / "b.wav", "no wave");
   EXPECT_FALSE(c.add(folder / "b.wav", false, false, false));
-  EXPECT_EQ(c.errors.size(), 1u);
+  ASSERT_EQ(c.errors.size(), 2u) << "why it is no wave file, and that it is no movie";
+  EXPECT_EQ(c.errors[0], '"' + (folder / "b.wav") + "\": io::invalid_format: Invalid RIFF signature");
+  EXPECT_TRUE(c.errors[1].starts_with('"' + (folder / "b.wav") + "\": Open error 0x")) << c.errors[1];
 }
 
 TEST_F(adding, layers_made_inside) {
