@@ -1,9 +1,16 @@
 #!/bin/sh
-# update_commands.sh KESTRIN: puts the tables of the program into docs/commands.md.
+# update_commands.sh KESTRIN: puts the tables of the program into docs/commands.md and docs/keyboard.md.
 set -eu
 cd "$(dirname "$0")/.."
-tables=$(mktemp)
-"${1:-build/release/bin/kestrin}" --help=markdown >"$tables"
-sed -i -e "/^<!-- tables -->\$/,/^<!-- end of tables -->\$/{/^<!-- tables -->\$/{p;r $tables
-};/^<!-- end of tables -->\$/!d}" docs/commands.md
-rm "$tables"
+program=${1:-build/release/bin/kestrin}
+tables=$(mktemp -d)
+# Without anything of the user's.
+export XDG_CONFIG_HOME="$tables" XDG_DATA_HOME="$tables" HOME="$tables"
+put() {
+  "$program" "--help=$1" >"$tables/$1"
+  sed -i -e "/^<!-- tables -->\$/,/^<!-- end of tables -->\$/{/^<!-- tables -->\$/{p;r $tables/$1
+};/^<!-- end of tables -->\$/!d}" "$2"
+}
+put markdown docs/commands.md
+put keys docs/keyboard.md
+rm -r "$tables"

@@ -153,8 +153,15 @@ void application::impl::register_actions() {
     engine.quit_requested = true;
   };
   engine.value_action_table["help"].execute = [this](const std::string& value) {
-    if (value != "markdown") return false;
-    console.print(command::reference_markdown(engine));
+    if (value == "markdown") {
+      console.print(command::reference_markdown(engine));
+    } else if (value == "keys") {
+      command::key_table keys;
+      keys.load_folders();
+      console.print(command::keyboard_markdown(keys));
+    } else {
+      return false;
+    }
     engine.quit_requested = true;
     return true;
   };

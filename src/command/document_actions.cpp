@@ -15,6 +15,7 @@
 #include "composition/selection.h"
 #include "composition/stereo_pair.h"
 #include "composition/transport.h"
+#include "composition/undo.h"
 #include "composition/versions.h"
 #include "composition/watching.h"
 #include "lib/paths.h"
@@ -272,6 +273,9 @@ void register_document_actions(engine& engine) {
   register_rows(engine, placement_rows);
   register_rows(engine, layer_rows);
   register_rows(engine, other_rows);
+  engine.action_table["undo"].title = [&composition = engine.composition()] {
+    return composition.catalogue_text(composition.can_undo() ? composition.undo_stack->text_key() : "undo");
+  };
   register_new_layer(engine, "new_adjustment_layer", &state::new_adjustment_layer);
   register_new_layer(engine, "new_brush_layer", &state::new_brush_layer);
   register_new_layer(engine, "new_brush_sequence_layer", &state::new_brush_sequence_layer);

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "lib/paths.h"
+#include "platform/folders.h"
 
 namespace command {
 namespace {
@@ -149,6 +150,14 @@ void key_table::load_file(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) return;
   load(std::string(std::istreambuf_iterator<char>(file), {}));
+}
+
+void key_table::load_folders() {
+  using platform::folder_kind;
+  for (const folder_kind kind : {folder_kind::config, folder_kind::user, folder_kind::documents}) {
+    std::string folder;
+    if (platform::get_folder(kind, false, folder)) load_file(lib::add_separator(folder) + "keydefs.txt");
+  }
 }
 
 std::string key_table::key_text_of_action(const std::string& command) const {

@@ -26,6 +26,8 @@ class key_table {
   void load(std::string_view text);
   // The same from a file; one that can't be read is passed over.
   void load_file(const std::string& path);
+  // keydefs.txt of the folders config, user and documents, in this order.
+  void load_folders();
 
   bool key_bound(key_code code) const { return key_bindings_.contains(code); }
   // The key that runs just this command; empty when none does.

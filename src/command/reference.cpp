@@ -117,4 +117,27 @@ std::string reference_markdown(const engine& engine) {
   return text;
 }
 
+std::string keyboard_markdown(const key_table& keys) {
+  std::map<std::vector<std::string>, std::string> keys_of;  // by what they run
+  for (const auto& [code, commands] : keys.bindings()) {
+    std::string& texts = keys_of[commands];
+    texts += (texts.empty() ? "" : ", ") + in_code(key_text(code));
+  }
+  std::string text;
+  std::string_view group;
+  const auto add = [&](std::string_view of_group, const std::vector<std::string>& commands, std::string_view help) {
+    const auto found = keys_of.find(commands);
+    if (found == keys_of.end()) return;
+    if (of_group != group) text += "\n### " + std::string(of_group) + "\n\n| key | does | commands |\n|---|---|---|\n";
+    group = of_group;
+    std::string written;
+    for (const std::string& command : commands) written += (written.empty() ? "--" : " --") + command;
+    text += "| " + found->second + " | " + plain_cell(std::string(help)) + " | " + in_code(written) + " |\n";
+    keys_of.erase(found);
+  };
+  for (const action_name& listed : action_names()) add(listed.group, {std::string(listed.name)}, listed.help);
+  while (!keys_of.empty()) add("Several commands and values", std::vector(keys_of.begin()->first), "as written");
+  return text;
+}
+
 }  // namespace command

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "command/engine.h"
+#include "command/keys.h"
 
 namespace command {
 
@@ -11,5 +12,7 @@ namespace command {
 std::string help_text(const engine& engine);
 // The same as tables, which docs/commands.md holds between its two marker lines.
 std::string reference_markdown(const engine& engine);
+// The bindings as tables in the order of the reference, which docs/keyboard.md holds in the same way.
+std::string keyboard_markdown(const key_table& keys);
 
 }  // namespace command
