@@ -6,7 +6,9 @@
 #include "app/after_save.h"
 #include "app/attach.h"
 #include "app/benchmarks.h"
+#include "app/clipboard_actions.h"
 #include "app/console.h"
+#include "app/dialog_actions.h"
 #include "app/interrupt.h"
 #include "app/sound_start.h"
 #include "app/window_run.h"
@@ -173,9 +175,17 @@ void application::impl::register_actions() {
   render::register_information(engine, pipeline);
   playback::register_playback_actions(engine, clock);
   save::register_save_actions(engine, pipeline,
-                              {[this](const save::progress& progress) { console.show(progress); }, interrupted,
+                              {[this](const save::progress& progress) {
+                                 console.show(progress);
+                                 window.show_progress(progress_text(progress), progress.done, progress.total);
+                               },
+                               [this] { return interrupted() || window.progress_cancelled(); },
                                [this](const std::string& path) { after_save(path); },
                                [this](int& width, int& height) { return window.client_area(width, height); }});
+  const auto current_desktop = [this] { return window.desktop(); };
+  register_dialog_actions(
+      {engine, current_desktop, [this](std::string_view key) { return text(key); }, [this] { window.refresh(); }});
+  register_clipboard_actions({engine, pipeline, current_desktop});
   command::register_unavailable(engine);
 }
 

@@ -1,15 +1,22 @@
 // What keys, menus, mouse and dropped files do, and the actions that belong to the window itself.
 #include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <unordered_set>
 
+#include "app/dialog_actions.h"
 #include "app/window_run.h"
 #include "command/menu.h"
 #include "composition/recent_items.h"
 #include "lib/paths.h"
 #include "platform/folders.h"
+#include "save/screen.h"
 #include "ui/screen.h"
 
 namespace app {
 namespace {
+
+constexpr std::chrono::milliseconds progress_interval(50);
 
 // The list behind a menu entry that opens one.
 const char* list_of(const std::string& action) {
@@ -29,7 +36,6 @@ void window_run::register_actions() {
   };
   command::action& fullscreen = engine.action_table["toggle_fullscreen"];
   fullscreen.execute = [this] { set_fullscreen(!parts_.composition.full_screen); };
-  fullscreen.enabled = [this] { return desktop_ != nullptr; };
   fullscreen.checked = [this] { return parts_.composition.full_screen; };
   command::action& on_top = engine.action_table["toggle_always_on_top"];
   on_top.execute = [this] {
@@ -48,20 +54,18 @@ void window_run::register_actions() {
 }
 
 void window_run::set_fullscreen(bool on) {
-  if (!desktop_ || on == parts_.composition.full_screen) return;
-  desktop_->set_fullscreen(on);
+  if (on == parts_.composition.full_screen) return;
+  if (desktop_) desktop_->set_fullscreen(on);
   parts_.composition.full_screen = on;
   redraw_ = true;
 }
 
 platform::window_events window_run::events() {
   platform::window_events events;
-  events.key = [this](int code) {
-    redraw_ = true;
-    keys_.run_key(code, parts_.engine);
-  };
+  events.key = [this](int code) { on_key(code); };
   events.mouse = [this](const platform::mouse_event& event) { on_mouse(event); };
   events.dropped = [this](const std::vector<std::string>& paths) { drop(paths); };
+  events.focus_lost = [this] { pan_button_.reset(); };
   events.close_requested = [this] { close_requested_ = true; };
   events.menu_state = [this](const std::string& action) { return menu_state(action); };
   events.menu_chosen = [this](const std::string& action, int item) { choose(action, item); };
@@ -70,15 +74,77 @@ platform::window_events window_run::events() {
   return events;
 }
 
-// The wheel zooms in the steps of the zoom actions.
-void window_run::on_mouse(const platform::mouse_event& event) {
-  if (event.action != platform::mouse_action::wheel) return;
-  for (wheel_rest_ += event.wheel; std::abs(wheel_rest_) >= 120;) {
-    const bool up = wheel_rest_ > 0;
-    wheel_rest_ -= up ? 120 : -120;
-    up ? parts_.composition.increase_zoom_factor() : parts_.composition.decrease_zoom_factor();
-    redraw_ = true;
+void window_run::on_key(int code) {
+  redraw_ = true;
+  if (!pan_button_) {
+    keys_.run_key(code, parts_.engine);
+  } else if (code == command::parse_key("escape")) {
+    parts_.composition.pan_position = pan_before_;
+    pan_button_.reset();
   }
+}
+
+// The middle button, or the left one with Alt, moves the picture. A double click asks for a layer.
+void window_run::on_mouse(const platform::mouse_event& event) {
+  using platform::mouse_action;
+  using platform::mouse_button;
+  const bool shift = (event.modifiers & platform::key_shift) != 0;
+  const bool ctrl = (event.modifiers & platform::key_ctrl) != 0;
+  const bool alt = (event.modifiers & platform::key_alt) != 0;
+  switch (event.action) {
+    case mouse_action::wheel:
+      return on_wheel(event);
+    case mouse_action::press:
+      if (!pan_button_ && !shift &&
+          ((event.button == mouse_button::middle && !alt) || (event.button == mouse_button::left && alt && !ctrl))) {
+        pan_button_ = event.button;
+        pan_from_ = event.position;
+        pan_before_ = parts_.composition.pan_position;
+      }
+      return;
+    case mouse_action::move:
+      if (pan_button_) move_pan(event.position);
+      return;
+    case mouse_action::release:
+      if (pan_button_ != event.button) return;
+      move_pan(event.position);
+      pan_button_.reset();
+      return;
+    case mouse_action::double_click:
+      if (event.button == mouse_button::left && !shift && !alt) choose("add_layer", -1);
+      return;
+    case mouse_action::leave:
+      return;
+  }
+}
+
+void window_run::move_pan(math::point position) {
+  ksn::state& composition = parts_.composition;
+  composition.pan_position = {pan_before_.x + (position.x - pan_from_.x) / composition.zoom(),
+                              pan_before_.y + (position.y - pan_from_.y) * 100.0 / composition.zoom_factor2};
+  redraw_ = true;
+}
+
+// The wheel zooms in the steps of the zoom actions; with Ctrl the point under the pointer stays where it is.
+void window_run::on_wheel(const platform::mouse_event& event) {
+  constexpr int step = 120;
+  ksn::state& composition = parts_.composition;
+  wheel_rest_ += event.wheel;
+  const int steps = wheel_rest_ / step;
+  if (steps == 0 || pan_button_) return;
+  wheel_rest_ %= step;
+  const math::point size = desktop_->client_size();
+  const render::frame_view view = save::screen_view(composition, size.x, size.y);
+  const math::point from_centre{event.position.x - view.width / 2, event.position.y - view.height / 2};
+  const math::pointd before{from_centre.x / view.zoom_x, from_centre.y / view.zoom_y};
+  for (int i = 0; i < std::abs(steps); ++i) {
+    steps > 0 ? composition.increase_zoom_factor() : composition.decrease_zoom_factor();
+  }
+  if (event.modifiers & platform::key_ctrl) {
+    composition.pan_position.x += from_centre.x / composition.zoom() - before.x;
+    composition.pan_position.y += from_centre.y * 100.0 / composition.zoom_factor2 - before.y;
+  }
+  redraw_ = true;
 }
 
 std::vector<platform::menu_description> window_run::menus() const {
@@ -121,15 +187,35 @@ void window_run::choose(const std::string& action, int item) {
   }
 }
 
+// A dropped frame of a sequence brings the whole sequence: its other frames, dropped with it, are in it already.
 void window_run::drop(const std::vector<std::string>& paths) {
   redraw_ = true;
   command::engine& engine = parts_.engine;
+  const ksn::state& composition = parts_.composition;
   if (paths.size() == 1 && lib::lower_extension(paths[0]) == "ksncomp") {
-    engine.run_option("open_composition=" + paths[0]);
+    run_and_tell(engine, *desktop_, [&] { engine.run_option("--open_composition=" + paths[0]); });
   } else {
-    for (const std::string& path : paths) {
-      engine.run_option((lib::lower_extension(path) == "ksncmd" ? "execute_cmdfile=" : "add_layer=") + path);
-    }
+    run_and_tell(engine, *desktop_, [&] {
+      std::unordered_set<std::string> taken;
+      auto told = std::chrono::steady_clock::now();
+      for (std::size_t i = 0; i < paths.size() && !progress_cancelled_; ++i) {
+        if (const auto now = std::chrono::steady_clock::now(); now - told > progress_interval) {
+          told = now;
+          show_progress(paths[i], static_cast<int>(i), static_cast<int>(paths.size()));
+        }
+        if (lib::lower_extension(paths[i]) == "ksncmd") {
+          engine.run_option("--execute_cmdfile=" + paths[i]);
+          continue;
+        }
+        if (taken.contains(paths[i])) continue;
+        const int before = composition.track_count();
+        engine.run_option("--add_layer=" + paths[i]);
+        if (composition.track_count() == before || composition.tracks.front().names.size() < 2) continue;
+        const ksn::track_info& added = composition.tracks.front();
+        for (int frame = 0; frame < static_cast<int>(added.names.size()); ++frame) taken.insert(added.file_of(frame));
+      }
+      end_progress();
+    });
   }
   desktop_->bring_forward();
 }

@@ -12,6 +12,7 @@
 #include "composition/watching.h"
 #include "composition/window_file.h"
 #include "lib/paths.h"
+#include "platform/files.h"
 #include "platform/folders.h"
 #include "playback/pacing.h"
 #include "render/image_pool.h"
@@ -27,10 +28,8 @@ constexpr const char* unnamed_composition = "unnamed.ksncomp";
 
 using steady = std::chrono::steady_clock;
 
-std::uint32_t milliseconds() {
-  return static_cast<std::uint32_t>(
-      std::chrono::duration_cast<std::chrono::milliseconds>(steady::now().time_since_epoch()).count());
-}
+using platform::milliseconds;
+
 long long since(steady::time_point start) {
   return std::chrono::nanoseconds(steady::now() - start).count();
 }
@@ -122,6 +121,7 @@ bool window_run::open() {
     return false;
   }
   if (pending_client_size_.x > 0 && pending_client_size_.y > 0) desktop_->set_client_size(pending_client_size_);
+  if (parts_.composition.full_screen) desktop_->set_fullscreen(true);
   refresh_caption();
 
   display_ = std::make_unique<window_display>(*desktop_);
@@ -141,6 +141,7 @@ int window_run::loop() {
   while (!closed_) {
     desktop_->wait_events(0);
     if (poll_handover) poll_handover();
+    end_progress();
     // Only the exit action asks for the close; the others that end a command line leave the window alone.
     if (parts_.engine.quit_requested && !close_requested_) parts_.engine.quit_requested = false;
     if (close_requested_ || interrupted()) {
@@ -171,7 +172,7 @@ bool window_run::main_tick() {
   last_tick_ = now;
   tick_times times;
   const bool was_playing = composition.playing;
-  parts_.clock.tick(elapsed, false);
+  parts_.clock.tick(elapsed, pan_button_.has_value());
   times.advance = since(start);
   times.playing = was_playing;
   parts_.preloader.set_resolution(composition.resolution);
@@ -303,6 +304,19 @@ void window_run::refresh_caption() {
   if (!desktop_ || !desktop_->window_exists()) return;
   const std::string name = lib::file_name(parts_.composition.file_name);
   desktop_->set_title(parts_.product_title + " - " + (name.empty() ? unnamed_composition : name));
+}
+
+void window_run::show_progress(const std::string& text, int done, int total) {
+  if (!desktop()) return;
+  progress_shown_ = done < total;
+  if (!desktop_->show_progress(text, done, total)) progress_cancelled_ = true;
+}
+
+// Work that ended before its last step leaves its dialog.
+void window_run::end_progress() {
+  if (progress_shown_) desktop_->show_progress({}, 1, 1);
+  progress_shown_ = false;
+  progress_cancelled_ = false;
 }
 
 bool window_run::client_area(int& width, int& height) const {

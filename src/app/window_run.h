@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -60,8 +61,13 @@ class window_run {
   // Opens the window, runs the main loop and closes the window. Returns the exit code: 0, 130 after an interrupt, -1
   // after a message when there is no window or no way to the screen.
   int run(platform::desktop& desktop);
-  // Null outside run().
-  platform::desktop* desktop() const { return desktop_; }
+  // Null while there is no window.
+  platform::desktop* desktop() const { return desktop_ && desktop_->window_exists() ? desktop_ : nullptr; }
+  // For long work on the main thread: shows how far it is where there is a window, and remembers when the user cancels.
+  void show_progress(const std::string& text, int done, int total);
+  bool progress_cancelled() const { return progress_cancelled_; }
+  // Draws the window anew with the next tick: something changed the document that was not one of the window's events.
+  void refresh() { redraw_ = true; }
 
   // The next tick draws: something changed that no event of the window told of.
   void redraw() { redraw_ = true; }
@@ -99,7 +105,13 @@ class window_run {
   std::uint32_t last_tick_ = 0;
   bool foreground_ = false;
   int last_frame_ = -1;
+  bool progress_shown_ = false;
+  bool progress_cancelled_ = false;
   int wheel_rest_ = 0;
+  // A drag that moves the picture: which button began it, where, and the pan at that moment.
+  std::optional<platform::mouse_button> pan_button_;
+  math::point pan_from_;
+  math::pointd pan_before_;
 
   bool open();
   void close();
@@ -119,7 +131,11 @@ class window_run {
   std::vector<platform::menu_description> menus() const;
   platform::menu_entry_state menu_state(const std::string& action) const;
   void choose(const std::string& action, int item);
+  void on_key(int code);
   void on_mouse(const platform::mouse_event& event);
+  void on_wheel(const platform::mouse_event& event);
+  void move_pan(math::point position);
+  void end_progress();
   void drop(const std::vector<std::string>& paths);
 };
 

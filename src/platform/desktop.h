@@ -149,7 +149,8 @@ class desktop {
   // --- clipboard ---
   virtual std::string clipboard_text() = 0;
   virtual void set_clipboard_text(const std::string& text) = 0;
-  // Rows of blue, green, red, alpha; empty without a picture.
+  virtual bool has_clipboard_picture() = 0;
+  // Rows of blue, green, red, alpha, straight; false without a picture.
   virtual bool clipboard_picture(std::vector<std::uint8_t>& pixels, int& width, int& height) = 0;
   virtual void set_clipboard_picture(const std::uint8_t* pixels, int width, int height) = 0;
 

@@ -4,11 +4,14 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QEventLoop>
+#include <QFile>
 #include <QFileDialog>
 #include <QGuiApplication>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QMimeData>
 #include <QProgressDialog>
+#include <QProxyStyle>
 #include <QScreen>
 #include <QThread>
 #include <QTimer>
@@ -26,6 +29,7 @@
 namespace platform {
 namespace {
 
+constexpr int progress_patience = 500;  // milliseconds of work that shows no progress dialog
 constexpr int error_no_window = 1400;
 constexpr int error_size = static_cast<int>(0x80049205u);
 
@@ -63,16 +67,38 @@ bool can_connect() {
   return good;
 }
 
+// Alt alone, and with a key, belongs to the key definitions and not to the menu bar.
+class program_style : public QProxyStyle {
+ public:
+  int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                QStyleHintReturn* data) const override {
+    if (hint == SH_MenuBar_AltKeyNavigation) return 0;
+    return QProxyStyle::styleHint(hint, option, widget, data);
+  }
+};
+
+// The desktop whose connection may break: Qt then ends the process, and this is the only way to hear of it.
+desktop* connected = nullptr;
+
 class qt_desktop : public desktop {
  public:
   qt_desktop() : application_(argument_count_, arguments_) {
+    QApplication::setStyle(new program_style);
+    connected = this;
+    std::atexit([] {
+      if (connected) static_cast<qt_desktop*>(connected)->tell_lost();
+    });
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setApplicationName("Kestrin");
     QApplication::setDesktopFileName("kestrin");
   }
-  ~qt_desktop() override { destroy_window(); }
+  ~qt_desktop() override {
+    destroy_window();
+    connected = nullptr;
+  }
 
   bool create_window(const window_options& options, window_events events) override {
+    display_lost_ = events.display_lost;
     window_ = std::make_unique<main_window>(options, std::move(events));
     if (options.placement) apply_placement(*options.placement);
     if (options.placement && options.placement->show_command == 3) {
@@ -189,6 +215,7 @@ class qt_desktop : public desktop {
   }
 
   std::vector<std::string> ask_files(const file_dialog& dialog) override {
+    const modal_loop loop(window_.get());
     const QString title = QString::fromStdString(dialog.title);
     const QString filter = QString::fromStdString(dialog.filter);
     const QString start =
@@ -203,13 +230,15 @@ class qt_desktop : public desktop {
     }
     std::vector<std::string> paths;
     for (const QString& path : chosen) {
-      if (!path.isEmpty()) paths.push_back(path.toStdString());
+      if (!path.isEmpty()) paths.push_back(QFile::encodeName(path).toStdString());
     }
     return paths;
   }
 
   message_answer show_message(const std::string& text, bool question) override {
+    const modal_loop loop(window_.get());
     QMessageBox box(window_.get());
+    box.setTextFormat(Qt::PlainText);
     box.setText(QString::fromStdString(text));
     box.setStandardButtons(question ? QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel
                                     : QMessageBox::StandardButtons(QMessageBox::Ok));
@@ -227,8 +256,11 @@ class qt_desktop : public desktop {
 
   bool show_progress(const std::string& title, int done, int total) override {
     if (!progress_) {
+      if (done >= total) return true;
       progress_ = std::make_unique<QProgressDialog>(window_.get());
       progress_->setWindowModality(Qt::ApplicationModal);
+      progress_->setMinimumDuration(progress_patience);
+      progress_->setAutoClose(false);
       progress_->setAutoReset(false);
     }
     progress_->setLabelText(QString::fromStdString(title));
@@ -243,6 +275,10 @@ class qt_desktop : public desktop {
   std::string clipboard_text() override { return QGuiApplication::clipboard()->text().toStdString(); }
   void set_clipboard_text(const std::string& text) override {
     QGuiApplication::clipboard()->setText(QString::fromStdString(text));
+  }
+  bool has_clipboard_picture() override {
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData();
+    return data && data->hasImage();
   }
   bool clipboard_picture(std::vector<std::uint8_t>& pixels, int& width, int& height) override {
     const QImage image = QGuiApplication::clipboard()->image().convertToFormat(QImage::Format_ARGB32);
@@ -281,8 +317,14 @@ class qt_desktop : public desktop {
   QApplication application_;
   std::unique_ptr<main_window> window_;
   std::unique_ptr<QProgressDialog> progress_;
+  std::function<void()> display_lost_;
   bool menu_visible_ = true;
   sdl_ring_device audio_;
+
+  void tell_lost() {
+    connected = nullptr;
+    if (window_ && display_lost_) display_lost_();
+  }
 
   // A window that would lie outside every monitor keeps its size and takes the default place.
   void apply_placement(const window_placement& placement) {

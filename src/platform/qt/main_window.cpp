@@ -141,7 +141,9 @@ void canvas_widget::dragEnterEvent(QDragEnterEvent* event) {
 void canvas_widget::dropEvent(QDropEvent* event) {
   std::vector<std::string> paths;
   for (const QUrl& url : event->mimeData()->urls()) {
-    if (url.isLocalFile()) paths.push_back(url.toLocalFile().toStdString());
+    // Names of files are bytes and need not be text.
+    if (url.isLocalFile())
+      paths.push_back(QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1()).toStdString());
   }
   event->acceptProposedAction();
   if (events_.dropped && !paths.empty()) events_.dropped(paths);
@@ -153,6 +155,11 @@ main_window::main_window(const window_options& options, window_events events) : 
   canvas_->setMinimumSize(options.min_client_width, options.min_client_height);
   setCentralWidget(canvas_);
   if (options.always_on_top) setWindowFlag(Qt::WindowStaysOnTopHint);
+  modal_timer_ = new QTimer(this);
+  modal_timer_->setInterval(modal_tick_milliseconds);
+  connect(modal_timer_, &QTimer::timeout, this, [this] {
+    if (events_.modal_tick) events_.modal_tick();
+  });
   for (const menu_description& menu : options.menus) add_menu(menu);
   resize(options.width, options.height);
   canvas_->setFocus();
@@ -164,14 +171,15 @@ void main_window::add_menu(const menu_description& description) {
   menu->addAction(QString());
   connect(menu, &QMenu::aboutToShow, this,
           [this, menu, entries = description.entries] { refresh_menu(menu, entries); });
-  // A menu that is open runs a loop of its own: picture and clock go on through this timer.
-  auto* timer = new QTimer(menu);
-  timer->setInterval(modal_tick_milliseconds);
-  connect(timer, &QTimer::timeout, this, [this] {
-    if (events_.modal_tick) events_.modal_tick();
-  });
-  connect(menu, &QMenu::aboutToShow, timer, [timer] { timer->start(); });
-  connect(menu, &QMenu::aboutToHide, timer, [timer] { timer->stop(); });
+  connect(menu, &QMenu::aboutToShow, this, &main_window::start_modal_ticks);
+  connect(menu, &QMenu::aboutToHide, this, &main_window::stop_modal_ticks);
+}
+
+void main_window::start_modal_ticks() {
+  if (modal_loops_++ == 0) modal_timer_->start();
+}
+void main_window::stop_modal_ticks() {
+  if (--modal_loops_ == 0) modal_timer_->stop();
 }
 
 void main_window::refresh_menu(QMenu* menu, const std::vector<std::string>& entries) {

@@ -10,6 +10,7 @@
 #include "platform/desktop.h"
 
 class QMenu;
+class QTimer;
 
 namespace platform {
 
@@ -49,6 +50,9 @@ class main_window : public QMainWindow {
   main_window(const window_options& options, window_events events);
 
   canvas_widget& canvas() { return *canvas_; }
+  // Keeps picture and clock going from now on until the matching call; for loops that do not end at once.
+  void start_modal_ticks();
+  void stop_modal_ticks();
   bool close_asked = false;
   // Set by the owner when the program itself takes the window down.
   bool may_close = false;
@@ -59,8 +63,26 @@ class main_window : public QMainWindow {
  private:
   window_events events_;
   canvas_widget* canvas_;
+  QTimer* modal_timer_;
+  int modal_loops_ = 0;
   void add_menu(const menu_description& description);
   void refresh_menu(QMenu* menu, const std::vector<std::string>& entries);
+};
+
+// A loop of the toolkit's own, for the time of a scope.
+class modal_loop {
+ public:
+  explicit modal_loop(main_window* window) : window_(window) {
+    if (window_) window_->start_modal_ticks();
+  }
+  ~modal_loop() {
+    if (window_) window_->stop_modal_ticks();
+  }
+  modal_loop(const modal_loop&) = delete;
+  modal_loop& operator=(const modal_loop&) = delete;
+
+ private:
+  main_window* window_;
 };
 
 }  // namespace platform

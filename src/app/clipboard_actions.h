@@ -1,0 +1,23 @@
+// Pictures to the clipboard, and commands, files and pictures from it.
+#pragma once
+
+#include <functional>
+
+#include "command/engine.h"
+#include "platform/desktop.h"
+#include "render/pipeline.h"
+
+namespace app {
+
+struct clipboard_parts {
+  command::engine& engine;
+  render::pipeline& pipeline;
+  std::function<platform::desktop*()> desktop;  // null while there is no window
+};
+
+// Registers clipboard_copy_mask, clipboard_copy_screen, clipboard_paste and its three kinds: a command text, whose
+// first line is `--ksncmd`; files, by their paths or addresses one a line; a picture, which becomes a layer that holds
+// it. The parts are copied; engine and pipeline must outlive the table.
+void register_clipboard_actions(const clipboard_parts& parts);
+
+}  // namespace app

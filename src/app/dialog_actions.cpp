@@ -1,0 +1,130 @@
+#include "app/dialog_actions.h"
+
+#include <cstddef>
+#include <vector>
+
+#include "command/action_names.h"
+#include "command/messages.h"
+#include "lib/paths.h"
+
+namespace app {
+namespace {
+
+constexpr std::size_t most_lines = 20;  // of one message box
+
+enum class enabled_when { always, one_layer };
+
+struct dialog_row {
+  const char* action;
+  const char* title;      // key of its title; null for the action's own text
+  const char* file_name;  // that a save dialog begins with; null for a dialog that opens files
+  const char* filter;
+  bool several = false;
+  enabled_when enabled = enabled_when::always;
+};
+
+constexpr const char* any_file = "*";
+constexpr const char* picture_files = "*.exr *.dpx *.tga *.png *.jpg *.tif *.tiff *";
+constexpr const char* movie_or_picture_files = "*.exr *.dpx *.tga *.png *.jpg *.tif *.tiff *.mov *.mp4 *.avi *.mkv *";
+
+constexpr dialog_row rows[] = {
+    {"add_layer", "add_layer_title", nullptr, any_file, true},
+    {"open_composition", "open_composition_title", nullptr, "*.ksncomp *.xml"},
+    {"save_composition_as", nullptr, "unnamed.ksncomp", "*.ksncomp *.xml"},
+    {"export_composition_as", nullptr, "unnamed.nk", "*.nk *.jsx *.ksncmd"},
+    {"execute_cmdfile", nullptr, nullptr, "*.ksncmd"},
+    {"save_screen_as", "save_screen_as_title", "screen.png", picture_files},
+    {"save_frame_as", "save_frame_as_title", "frame.exr", picture_files, false, enabled_when::one_layer},
+    {"save_mask_as_image", "save_mask_as_image.title", "composite.png", picture_files},
+    {"save_layer_as", nullptr, "layer.####.exr", movie_or_picture_files, false, enabled_when::one_layer},
+    {"save_mask_as_sequence", nullptr, "composite.####.exr", movie_or_picture_files},
+    {"layer_replace_with", "layer_replace_with_title", nullptr, any_file, false, enabled_when::one_layer},
+};
+
+// A menu text without the dots that promise the dialog.
+std::string title_of(const dialog_parts& parts, const dialog_row& row) {
+  std::string title = parts.text(row.title ? row.title : row.action);
+  if (title.ends_with("...")) title.resize(title.size() - 3);
+  return title;
+}
+
+std::string value_form_of(const std::string& action) {
+  for (const command::action_name& entry : command::action_names()) {
+    if (entry.name == action && !entry.value_form.empty()) return std::string(entry.value_form);
+  }
+  return "PATH";
+}
+
+// Each dialog begins where the last one of its kind ended.
+void ask_and_run(const dialog_parts& parts, const dialog_row& row, std::string& folder) {
+  const std::string action = row.action;
+  platform::desktop* desktop = parts.desktop();
+  if (!desktop) {
+    parts.engine.report(command::about("--" + action, command::not_available) + " without a value: --" + action + "=" +
+                        value_form_of(action));
+    return;
+  }
+  platform::file_dialog dialog;
+  dialog.title = title_of(parts, row);
+  dialog.folder = folder.empty() ? lib::folder_of(lib::full_path("x")) : folder;
+  dialog.save = row.file_name != nullptr;
+  if (dialog.save) dialog.file_name = row.file_name;
+  dialog.several = row.several;
+  dialog.filter = dialog.title + " (" + row.filter + ")";
+  const std::vector<std::string> paths = desktop->ask_files(dialog);
+  if (paths.empty()) return;
+  folder = lib::folder_of(paths.front());
+  run_and_tell(parts.engine, *desktop, [&] {
+    for (const std::string& path : paths) parts.engine.run_option("--" + action + "=" + path);
+  });
+  if (parts.done) parts.done();
+}
+
+}  // namespace
+
+void run_and_tell(command::engine& engine, platform::desktop& desktop, const std::function<void()>& work) {
+  std::vector<std::string> lines;
+  const auto write_error = engine.write_error;
+  engine.write_error = [&](const std::string& line) {
+    lines.push_back(line);
+    write_error(line);
+  };
+  ++engine.command_depth;
+  work();
+  --engine.command_depth;
+  engine.write_error = write_error;
+  if (lines.empty()) return;
+  std::string text;
+  for (std::size_t i = 0; i < lines.size() && i < most_lines; ++i) text += (i == 0 ? "" : "\n") + lines[i];
+  if (lines.size() > most_lines) text += "\n... (" + std::to_string(lines.size()) + ")";
+  desktop.show_message(text, false);
+}
+
+void register_dialog_actions(const dialog_parts& parts) {
+  command::engine& engine = parts.engine;
+  for (const dialog_row& row : rows) {
+    command::action& action = engine.action_table[row.action];
+    action.execute = [parts, &row, folder = std::string()]() mutable { ask_and_run(parts, row, folder); };
+    if (row.enabled == enabled_when::one_layer) {
+      action.enabled = [parts] {
+        const ksn::state& composition = parts.engine.composition();
+        // Without a window the line about the value form is of more use than silence.
+        return !parts.desktop() || composition.selected_index() != composition.track_count();
+      };
+    }
+  }
+  // A document without a name is saved under a new one.
+  command::action& save = engine.action_table["save_composition"];
+  save.execute = [parts, save_as_is = save.execute] {
+    platform::desktop* desktop = parts.desktop();
+    if (!desktop) {
+      save_as_is();
+    } else if (parts.engine.composition().file_name.empty()) {
+      parts.engine.execute_action("save_composition_as");
+    } else {
+      run_and_tell(parts.engine, *desktop, save_as_is);
+    }
+  };
+}
+
+}  // namespace app
