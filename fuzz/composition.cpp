@@ -1,35 +1,28 @@
-// The first byte tells the form: 'x' the XML one, any other the binary one. The rest is the document.
-#include <cstdlib>
-#include <sstream>
-#include <string>
-
+// Whatever is read holds together within its bounds, and comes out of a second round the same.
 #include "composition/invariants.h"
-#include "composition/persistence.h"
-#include "io/exceptions.h"
-#include "io/memory_reader.h"
-#include "lib/from_string.h"
+#include "document.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size == 0) return 0;
-  ksn::state document;
-  try {
-    if (data[0] == 'x') {
-      std::istringstream text(std::string(reinterpret_cast<const char*>(data) + 1, size - 1));
-      io::xml_iarchive archive(text, "fuzz.xml");
-      archive.read_header();
-      ksn::read_composition(archive, document);
-      archive.read_footer();
-    } else {
-      io::memory_reader reader(data + 1, size - 1);
-      io::binary_iarchive archive(reader);
-      archive.read_header();
-      ksn::read_composition(archive, document);
-    }
-  } catch (const io::exception&) {
-  } catch (const lib::from_string_failed&) {
-  } catch (const std::ios_base::failure&) {
-  }
+namespace {
+
+bool read(const std::uint8_t* data, std::size_t size, ksn::state& document) {
+  const bool whole = fuzz::read_document(data, size, [&](auto& archive) { ksn::read_composition(archive, document); });
   ksn::put_within_bounds(document);
   if (!ksn::broken_invariant(document).empty()) std::abort();
+  return whole;
+}
+
+std::string written(const ksn::state& document) {
+  return fuzz::written_document([&](auto& archive) { ksn::write_composition(archive, document); });
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  ksn::state document;
+  if (!read(data, size, document)) return 0;
+  const std::string once = written(document);
+  ksn::state again;
+  if (!read(reinterpret_cast<const std::uint8_t*>(once.data()), once.size(), again)) std::abort();
+  if (written(again) != once) std::abort();
   return 0;
 }

@@ -36,8 +36,10 @@ void binary_oarchive::write_version(const void* tag, int version) {
 }
 
 void binary_oarchive::write_sequence_size(int count) {
-  write_block(sequence_mark, sizeof sequence_mark);
-  write(std::int32_t{count});
+  char header[8];
+  std::memcpy(header, sequence_mark, 4);
+  std::memcpy(header + 4, &count, 4);
+  write_block(header, sizeof header);
 }
 
 void binary_oarchive::write_block(const void* data, int count) {
@@ -86,13 +88,16 @@ int binary_iarchive::read_version(const void* tag) {
 }
 
 int binary_iarchive::read_sequence_size() {
-  char found[4];
-  read_block(found, sizeof found);
-  if (std::memcmp(found, sequence_mark, sizeof found) != 0) throw invalid_signature(reader_.name());
-  std::int32_t count = 0;
-  read(count);
-  if (count < 0) throw invalid_count(reader_.name());
-  return count;
+  struct {
+    char mark[4];
+    std::int32_t count;
+  } found;
+  const int size = reader_.read(&found, sizeof found);
+  if (size < static_cast<int>(sizeof found.mark)) throw eof_error(reader_.name());
+  if (std::memcmp(found.mark, sequence_mark, sizeof found.mark) != 0) throw invalid_signature(reader_.name());
+  if (size < static_cast<int>(sizeof found)) throw eof_error(reader_.name());
+  if (found.count < 0) throw invalid_count(reader_.name());
+  return found.count;
 }
 
 int binary_iarchive::read_element_count() {
@@ -133,7 +138,13 @@ template void binary_iarchive::read_values(std::vector<std::int32_t>&, int);
 template void binary_iarchive::read_values(std::vector<std::uint32_t>&, int);
 
 void binary_iarchive::read(std::string& value) {
-  read_values(value, read_sequence_size());
+  const int count = read_sequence_size();
+  if (count > stretch_bytes) {
+    read_values(value, count);
+    return;
+  }
+  value.resize(static_cast<std::size_t>(count));
+  read_block(value.data(), count);
 }
 
 void binary_iarchive::read(std::u16string& value) {

@@ -27,6 +27,11 @@ int buffered_reader::take_buffered(std::uint8_t* buffer, int count) {
 }
 
 int buffered_reader::read(void* buffer, int count) {
+  if (buffer && count > 0 && count <= available()) {
+    std::memcpy(buffer, position_, static_cast<std::size_t>(count));
+    position_ += count;
+    return count;
+  }
   auto* target = static_cast<std::uint8_t*>(buffer);
   int done = 0;
   while (done < count && fill()) done += take_buffered(target ? target + done : nullptr, count - done);

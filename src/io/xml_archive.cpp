@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <istream>
 #include <ostream>
 
@@ -166,15 +167,37 @@ xml_iarchive::xml_iarchive(std::istream& in, std::string source) : in_(in), sour
   in_.exceptions(std::ios::badbit | std::ios::failbit);
 }
 
+bool xml_iarchive::fill() {
+  if (position_ != end_) return true;
+  position_ = 0;
+  end_ = static_cast<std::size_t>(in_.rdbuf()->sgetn(buffer_.data(), static_cast<std::streamsize>(buffer_.size())));
+  return end_ > 0;
+}
+
+void xml_iarchive::need_more() {
+  if (!fill()) in_.setstate(std::ios::eofbit | std::ios::failbit);
+}
+
 int xml_iarchive::get() {
-  // Straight from the buffer: the stream's own get() builds a guard object for each byte.
-  const int byte = in_.rdbuf()->sbumpc();
-  if (byte == std::istream::traits_type::eof()) in_.setstate(std::ios::eofbit | std::ios::failbit);
-  return byte;
+  if (position_ == end_) need_more();
+  return static_cast<unsigned char>(buffer_[position_++]);
+}
+
+void xml_iarchive::append_until(std::string& text, char last) {
+  for (;;) {
+    need_more();
+    const char* const from = buffer_.data() + position_;
+    const void* const found = std::memchr(from, last, end_ - position_);
+    const std::size_t count =
+        found ? static_cast<std::size_t>(static_cast<const char*>(found) - from) : end_ - position_;
+    text.append(from, count);
+    position_ += count;
+    if (found) return;
+  }
 }
 
 void xml_iarchive::read_header() {
-  if (in_.rdbuf()->sgetc() == 0xEF) {
+  if (fill() && buffer_[position_] == '\xEF') {
     for (const int expected : {0xEF, 0xBB, 0xBF})
       if (get() != expected) throw invalid_format(source_, "'<' expected.");
   }
@@ -188,14 +211,16 @@ std::string_view xml_iarchive::read_tag(std::string_view word) {
   int byte = get();
   while (byte == ' ' || (byte >= '\t' && byte <= '\r')) byte = get();
   if (byte != '<') throw invalid_format(source_, "'<' expected.");
-  tag_.clear();
-  while ((byte = get()) != '>') {
-    tag_ += static_cast<char>(byte);
-    // A wrong tag is refused before the rest of the file is taken for its text.
-    if (tag_.size() <= word.size() && tag_.back() != word[tag_.size() - 1]) break;
+  // A wrong tag is refused before the rest of the file is taken for its text.
+  for (const char expected : word) {
+    if (get() != static_cast<unsigned char>(expected)) {
+      throw invalid_format(source_, "'<" + std::string(word) + ">' expected.");
+    }
   }
-  if (tag_.compare(0, word.size(), word) != 0) throw invalid_format(source_, "'<" + std::string(word) + ">' expected.");
-  return std::string_view(tag_).substr(word.size());
+  tag_.clear();
+  append_until(tag_, '>');
+  ++position_;
+  return tag_;
 }
 
 int xml_iarchive::read_tag_with(std::string_view word, std::string_view attribute) {
@@ -232,7 +257,7 @@ int xml_iarchive::open_map() {
 const std::string& xml_iarchive::read_text() {
   read_tag("f");
   text_.clear();
-  while (in_.rdbuf()->sgetc() != '<') text_ += static_cast<char>(get());
+  append_until(text_, '<');
   read_tag("/f");
   if (text_.find('&') != text_.npos) text_ = unescaped(text_);
   return text_;

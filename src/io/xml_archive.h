@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <vector>
 
 #include "io/serialize.h"
 
@@ -84,7 +85,7 @@ class xml_oarchive : public describable<xml_oarchive> {
 };
 
 // Lives for one document. Throws io::invalid_format, io::invalid_version, io::invalid_count, io::invalid_array_size,
-// lib::from_string_failed, and at the end of the text the stream's std::ios_base::failure.
+// lib::from_string_failed, and at the end of the text the stream's std::ios_base::failure. Reads ahead of the document.
 class xml_iarchive : public describable<xml_iarchive> {
  public:
   static constexpr bool reading = true;
@@ -142,7 +143,11 @@ class xml_iarchive : public describable<xml_iarchive> {
   std::string_view element(int) { return {}; }
 
  private:
-  int get();  // the next byte; at the end of the text the stream throws
+  bool fill();       // false at the end of the text
+  void need_more();  // at the end of the text the stream throws
+  int get();         // the next byte
+  // Appends what stands in front of the next `last`, which stays.
+  void append_until(std::string& text, char last);
   // Reads a tag that begins with `word` and returns what stands behind the word; valid until the next tag.
   std::string_view read_tag(std::string_view word);
   int read_tag_with(std::string_view word, std::string_view attribute);
@@ -153,6 +158,9 @@ class xml_iarchive : public describable<xml_iarchive> {
   std::istream& in_;
   std::string source_;
   int version_ = xml_stream_version;
+  std::vector<char> buffer_ = std::vector<char>(32768);
+  std::size_t position_ = 0;
+  std::size_t end_ = 0;
   std::string tag_;
   std::string text_;
 };
