@@ -236,15 +236,11 @@ composition_view with_settings_of(const composition_view& present) {
   return view;
 }
 
-// Opens what the layer reads from again. A source that is gone leaves a layer without one.
+// Opens what the layer reads from again. A source that is gone leaves a layer without one, or throws.
 void open_source(state& composition, track_info& track) {
   switch (track.source_type) {
     case source_type::wave:
-      try {
-        track.audio = sources::load_wave(track.path);
-      } catch (const io::exception&) {
-        track.source_type = source_type::none;
-      }
+      track.audio = sources::load_wave(track.path);
       return;
     case source_type::shmem:
     case source_type::video:
@@ -269,7 +265,13 @@ void adopt(state& composition, composition_view&& view) {
   composition.layer_delete_all();
   composition.set_undo_action(nullptr);
   static_cast<composition_view&>(composition) = std::move(view);
-  for (track_info& track : composition.tracks) open_source(composition, track);
+  for (track_info& track : composition.tracks) {
+    try {
+      open_source(composition, track);
+    } catch (const std::exception&) {
+      track.source_type = source_type::none;
+    }
+  }
   for (const track_info& track : composition.tracks) {
     if (composition.automatic_preload && composition.hooks.request_preload) composition.hooks.request_preload(track);
   }
