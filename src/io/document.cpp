@@ -1,5 +1,6 @@
 #include "io/document.h"
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -33,6 +34,13 @@ void write_document(const std::string& path, const std::function<void(binary_oar
                     const std::function<void(xml_oarchive&)>& xml) {
   part_file part(path);
   llfile file(part.path(), true);
+  // What is not whole goes away again, while it is still open and so nobody else's.
+  struct remover {
+    std::string path;
+    ~remover() {
+      if (!path.empty()) std::remove(path.c_str());
+    }
+  } unfinished{part.path() == path ? std::string() : part.path()};
   if (is_xml_document(path)) {
     std::ostringstream text;
     xml_oarchive archive(text);
@@ -58,6 +66,7 @@ void write_document(const std::string& path, const std::function<void(binary_oar
   // Renamed while it is still open and so locked: nobody else can get hold of the file under its old name.
   file.flush_to_disk();
   part.commit();
+  unfinished.path.clear();
 }
 
 void read_document(const std::string& path, const std::function<void(binary_iarchive&)>& binary,

@@ -12,7 +12,8 @@ namespace io {
 // Whether the name ends in ".xml", letters without regard to case: XML then, else binary inside a zlib stream.
 bool is_xml_document(const std::string& path);
 
-// Writes `NAME.part`, has it on the disk and renames it, so that a crash or a full disk leaves the old file whole.
+// Writes `NAME.part`, has it on the disk and renames it, so that a crash or a full disk leaves the old file whole. What
+// could not be finished is removed.
 // Fails while another process writes the same document. Throws the io family and std::ios_base::failure.
 void write_document(const std::string& path, const std::function<void(binary_oarchive&)>& binary,
                     const std::function<void(xml_oarchive&)>& xml);

@@ -117,6 +117,23 @@ TEST_F(documents, settings_are_read_and_not_written_without_a_window) {
   EXPECT_EQ(run({"--print_field=fps"}).errors, "");
 }
 
+TEST_F(documents, a_limit_on_files_leaves_the_old_one) {
+  picture("a.tga");
+  for (const char* name : {"a.ksncomp", "a.xml"}) {
+    const std::string save = std::string("--save_composition_as=") + name;
+    ASSERT_EQ(shown(run({"a.tga", "--name=old", save})), "");
+    const std::string before = support::read_file(folder / name);
+    strings arguments = {"-c", "ulimit -f 1; exec \"$0\" \"$@\"", KESTRIN_BINARY};
+    for (int i = 0; i < 300; ++i)
+      arguments.push_back("--var:v" + std::to_string(i * 7919) + "=" + std::to_string(i * i));
+    arguments.insert(arguments.end(), {save, "--transient", "--exit=status"});
+    const support::outcome found = support::run_program("/bin/sh", arguments, folder.path());
+    EXPECT_EQ(found.code, 1);
+    EXPECT_EQ(found.errors, "\"" + folder / name + ".part\": io::write_error: WriteFile\n");
+    EXPECT_TRUE(support::read_file(folder / name) == before);
+  }
+}
+
 // A home that can't be written costs a note. A document that can't be filed away is not replaced.
 TEST_F(documents, a_home_that_cannot_be_written) {
   picture("a.tga");

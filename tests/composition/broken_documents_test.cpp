@@ -205,6 +205,7 @@ TEST(broken_documents, a_full_disk_leaves_the_old_file) {
         EXPECT_THROW(ksn::save_composition(d, path), io::write_error) << name << room;
       }
       EXPECT_TRUE(read_file(path) == before) << name << room;
+      EXPECT_FALSE(std::filesystem::exists(path + ".part"));
     }
     ksn::save_composition(d, path);
     document found;
