@@ -37,13 +37,14 @@ void recent_notes::open(engine& engine, const std::string& path, bool remember) 
   ksn::state& composition = engine.composition();
   const bool whole = guarded(engine, path, [&] { ksn::load_composition(composition, path, true); });
   ksn::check_invariants(composition, "open_composition");
-  if (!whole) return;
-  composition.file_name = remember ? path : std::string();
+  const bool named = whole && remember;
+  if (named) composition.file_name = path;
+  if (composition.hooks.refresh_caption) composition.hooks.refresh_caption();
+  if (!named) return;
   // Relative paths are those of the opened composition from now on.
   std::error_code ignored;
-  if (remember) std::filesystem::current_path(lib::folder_of(path), ignored);
-  if (composition.hooks.refresh_caption) composition.hooks.refresh_caption();
-  if (remember) note_opened(path);
+  std::filesystem::current_path(lib::folder_of(path), ignored);
+  note_opened(path);
 }
 
 void recent_notes::save(engine& engine, const std::string& path) {

@@ -19,7 +19,7 @@ void save_composition(const state& composition, const std::string& path);
 // broken further on gives what was read up to there, and the exception. The present document is filed first
 // (state_hooks::file_among_unsaved) when it has layers and `file_present` is set. Sources that moved along with the
 // file are found again (composition/relink.h). Clips are opened again; one that can't be opened leaves a layer without
-// a source. Sets neither the document's file name nor the working folder.
+// a source. A document that was replaced has no file name; the working folder stays.
 void load_composition(state& composition, const std::string& path, bool file_present);
 
 // The bodies of those two, for archives in memory, without header and footer. What is read is stored field by field as

@@ -265,6 +265,8 @@ void adopt(state& composition, composition_view&& view) {
   composition.layer_delete_all();
   composition.set_undo_action(nullptr);
   static_cast<composition_view&>(composition) = std::move(view);
+  // Half a document must not be saved over the one before it.
+  composition.file_name.clear();
   for (track_info& track : composition.tracks) {
     try {
       open_source(composition, track);

@@ -76,6 +76,23 @@ TEST_F(documents, a_broken_file_costs_one_line) {
   }
 }
 
+// Half a document has no name, so that it is saved over nothing.
+TEST_F(documents, a_broken_file_is_not_saved_over_another) {
+  picture("a.tga");
+  ASSERT_EQ(shown(run({"a.tga", "--save_composition_as=whole.ksncomp"})), "");
+  const std::string before = support::read_file(folder / "whole.ksncomp");
+  support::write_file(folder / "cut.ksncomp", before.substr(0, before.size() / 2));
+  const support::outcome broken = run({"whole.ksncomp", "--open_composition=cut.ksncomp", "--save_composition"});
+  EXPECT_EQ(broken.error_lines().size(), 2u);
+  EXPECT_TRUE(broken.errors.ends_with("\"--save_composition\": The composition has no name yet\n")) << broken.errors;
+  EXPECT_TRUE(support::read_file(folder / "whole.ksncomp") == before);
+  // A file that isn't there changes nothing.
+  const support::outcome gone =
+      run({"whole.ksncomp", "--fps=30", "--open_composition=none.ksncomp", "--save_composition"});
+  EXPECT_EQ(gone.error_lines().size(), 1u);
+  EXPECT_EQ(shown(run({"whole.ksncomp", "--print_field=fps"})), "global:fps=30\n");
+}
+
 TEST_F(documents, lists_outlast_the_runs) {
   for (const char* name : {"a.tga", "b.tga", "c.tga"}) picture(name);
   const auto still = [&](const char* name) { return run({name, "--still_image", "--print_field=1:name"}); };
