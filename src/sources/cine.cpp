@@ -16,7 +16,6 @@ constexpr int header_size = 44;
 // Within the setup block.
 constexpr int rate_16_offset = 0;
 constexpr int mark_offset = 140;
-constexpr int length_offset = 142;
 constexpr int rate_offset = 768;
 
 constexpr int block_header_size = 8;
