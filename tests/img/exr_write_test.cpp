@@ -57,7 +57,9 @@ TEST(ExrWrite, OtherProgramsReadIt) {
   const std::string path = folder / "a.exr";
   std::mt19937 random(7);
   const std::pair<int, int> sizes[] = {{1, 1}, {3, 15}, {130, 16}, {67, 33}, {700, 331}};
-  for (const auto& [width, height] : sizes) {
+  for (const auto& size_of_picture : sizes) {
+    const int width = size_of_picture.first;
+    const int height = size_of_picture.second;
     for (const char* letters : {"BGR", "BGRA"}) {
       img::image image(letters, 16, width, height);
       for (int p = 0; p < image.plane_count(); ++p) {
