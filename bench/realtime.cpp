@@ -2,8 +2,9 @@
 // the main loop costs, what a stopped window costs, how soon the first picture is there, and whether looping takes
 // memory.
 //
-// bench_realtime [--seconds=20] [--loop=60] [WIDTHxHEIGHT@RATE...]: the seconds of each rate, and those of the loop for
-// memory (600 for ten minutes). Frames are named by size and rate; without any, 1080p and 4K at 24, 30 and 60.
+// bench_realtime [--seconds=20] [--loop=600] [--only=play|idle|start|loop] [WIDTHxHEIGHT@RATE...]: the seconds of each
+// rate, and those of the loop that looks for growth. Sequences are named by size and rate; without any, 1080p and 4K at
+// 24, 30 and 60.
 #include <sys/resource.h>
 
 #include <cmath>
@@ -197,12 +198,14 @@ int main(int count, char** arguments) {
                        std::atoi(arguments[6]), std::atof(arguments[7]), arguments[8]});
   }
   double seconds = 20;
-  double loop_seconds = 60;
+  double loop_seconds = 600;
+  char only[8] = "";
   std::vector<job> jobs;
   for (int i = 1; i < count; ++i) {
     job j{"play", 0, 0, 0, 0, 0, {}};
     if (std::sscanf(arguments[i], "--seconds=%lf", &seconds) == 1) continue;
     if (std::sscanf(arguments[i], "--loop=%lf", &loop_seconds) == 1) continue;
+    if (std::sscanf(arguments[i], "--only=%7s", only) == 1) continue;
     if (std::sscanf(arguments[i], "%dx%d@%d", &j.width, &j.height, &j.rate) == 3) jobs.push_back(j);
   }
   if (jobs.empty()) {
@@ -216,18 +219,20 @@ int main(int count, char** arguments) {
   setenv("XDG_DATA_HOME", folder.path().c_str(), 1);
   setenv("XDG_RUNTIME_DIR", folder.path().c_str(), 1);
   bench::x_display display(folder.path(), 4096, 2400);
-  std::printf("%-18s %9s  %9s   %s\n%-18s %9s  %9s    %6s %6s %6s %6s %6s\n", "cached sequence", "shown", "lateness",
-              "cost of a turn with a new frame, median ms", "", "in time", "99th", "advnce", "fetch", "compos", "draw",
-              "presnt");
-  std::fflush(stdout);
-  for (job& j : jobs) {
-    j.frames = j.height > 1200 ? 12 : 24;
-    j.seconds = seconds;
-    j.pattern = make_shot(folder.path(), j.width, j.height, j.frames);
-    run_apart(j);
+  const auto asked = [&](const char* kind) { return only[0] == 0 || std::strcmp(only, kind) == 0; };
+  if (asked("play")) {
+    std::printf("%-18s %9s  %9s   %s\n%-18s %9s  %9s    %6s %6s %6s %6s %6s\n", "cached sequence", "shown", "lateness",
+                "cost of a turn with a new frame, median ms", "", "in time", "99th", "advnce", "fetch", "compos",
+                "draw", "presnt");
+    std::fflush(stdout);
+    for (job& j : jobs) {
+      j.frames = j.height > 1200 ? 12 : 24;
+      j.seconds = seconds;
+      j.pattern = make_shot(folder.path(), j.width, j.height, j.frames);
+      run_apart(j);
+    }
   }
-  const std::string shot = make_shot(folder.path(), 1920, 1080, 24);
-  run_apart({"idle", 1920, 1080, 24, 24, std::min(seconds, 20.0), shot});
-  first_picture(display, folder.path());
-  if (loop_seconds > 0) run_apart({"loop", 1920, 1080, 24, 24, loop_seconds, shot});
+  if (asked("idle")) run_apart({"idle", 1920, 1080, 24, 24, seconds, make_shot(folder.path(), 1920, 1080, 24)});
+  if (asked("start")) first_picture(display, folder.path());
+  if (asked("loop")) run_apart({"loop", 1920, 1080, 24, 24, loop_seconds, make_shot(folder.path(), 1920, 1080, 24)});
 }

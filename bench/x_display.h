@@ -44,7 +44,7 @@ class x_display {
     if (pipe2(ends, O_CLOEXEC) != 0) std::exit(1);
     server_ = start_process(
         {"Xvfb", "-displayfd", "9", "-screen", "0", std::to_string(width) + "x" + std::to_string(height) + "x24",
-         "-nolisten", "tcp", "-fbdir", folder},
+         "-noreset", "-nolisten", "tcp", "-fbdir", folder},
         ends[1]);
     close(ends[1]);
     std::string number;
