@@ -57,15 +57,27 @@ Qt::CursorShape qt_cursor(cursor_shape shape) {
   return Qt::ArrowCursor;
 }
 
-// Qt ends the process when it can't connect, so the connection is tried first.
-bool can_connect() {
-  if (const char* platform = std::getenv("QT_QPA_PLATFORM"); platform && *platform) return true;
-  if (const char* wayland = std::getenv("WAYLAND_DISPLAY"); wayland && *wayland) return true;
-  xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
-  const bool good = xcb_connection_has_error(connection) == 0;
-  xcb_disconnect(connection);
-  return good;
-}
+// Qt ends the process when it can't connect to an X display, so that is tried first. The connection stays until Qt has
+// its own: some servers begin anew, and refuse connections meanwhile, when their last one is closed.
+class display_probe {
+ public:
+  display_probe() {
+    const char* platform = std::getenv("QT_QPA_PLATFORM");
+    const char* wayland = std::getenv("WAYLAND_DISPLAY");
+    const bool chosen = platform && *platform;
+    if (chosen ? std::strcmp(platform, "xcb") == 0 : !(wayland && *wayland))
+      connection_ = xcb_connect(nullptr, nullptr);
+  }
+  ~display_probe() {
+    if (connection_) xcb_disconnect(connection_);
+  }
+  display_probe(const display_probe&) = delete;
+  display_probe& operator=(const display_probe&) = delete;
+  bool good() const { return !connection_ || xcb_connection_has_error(connection_) == 0; }
+
+ private:
+  xcb_connection_t* connection_ = nullptr;
+};
 
 // Alt alone, and with a key, belongs to the key definitions and not to the menu bar.
 class program_style : public QProxyStyle {
@@ -347,7 +359,8 @@ class qt_desktop : public desktop {
 }  // namespace platform
 
 extern "C" __attribute__((visibility("default"))) platform::desktop* kestrin_make_desktop(std::string& error) {
-  if (!platform::can_connect()) {
+  const platform::display_probe probe;
+  if (!probe.good()) {
     error = "the display can't be reached";
     return nullptr;
   }
