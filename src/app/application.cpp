@@ -184,7 +184,7 @@ void application::impl::register_actions() {
                                [this](int& width, int& height) { return window.client_area(width, height); }});
   const auto current_desktop = [this] { return window.desktop(); };
   register_dialog_actions(
-      {engine, current_desktop, [this](std::string_view key) { return text(key); }, [this] { window.refresh(); }});
+      {engine, current_desktop, [this](std::string_view key) { return text(key); }, [this] { window.redraw(); }});
   register_clipboard_actions({engine, pipeline, current_desktop});
   command::register_unavailable(engine);
 }

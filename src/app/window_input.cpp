@@ -199,7 +199,7 @@ void window_run::drop(const std::vector<std::string>& paths) {
       std::unordered_set<std::string> taken;
       auto told = std::chrono::steady_clock::now();
       for (std::size_t i = 0; i < paths.size() && !progress_cancelled_; ++i) {
-        if (const auto now = std::chrono::steady_clock::now(); now - told > progress_interval) {
+        if (const auto now = std::chrono::steady_clock::now(); i % 500 == 499 || now - told > progress_interval) {
           told = now;
           show_progress(paths[i], static_cast<int>(i), static_cast<int>(paths.size()));
         }

@@ -94,6 +94,9 @@ window_run::~window_run() = default;
 
 int window_run::run(platform::desktop& desktop) {
   desktop_ = &desktop;
+  close_requested_ = closed_ = false;
+  redraw_ = true;
+  surface_size_ = {};
   const int result = open() ? loop() : -1;
   presenter_.reset();
   display_.reset();

@@ -66,9 +66,6 @@ class window_run {
   // For long work on the main thread: shows how far it is where there is a window, and remembers when the user cancels.
   void show_progress(const std::string& text, int done, int total);
   bool progress_cancelled() const { return progress_cancelled_; }
-  // Draws the window anew with the next tick: something changed the document that was not one of the window's events.
-  void refresh() { redraw_ = true; }
-
   // The next tick draws: something changed that no event of the window told of.
   void redraw() { redraw_ = true; }
 

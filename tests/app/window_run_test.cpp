@@ -1,0 +1,421 @@
+// The main loop on a desktop that is made up.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+
+#include "app/clipboard_actions.h"
+#include "app/dialog_actions.h"
+#include "app/window_run.h"
+#include "command/action_names.h"
+#include "command/menu.h"
+#include "composition/state.h"
+#include "img/format.h"
+#include "save/actions.h"
+#include "support/made_up_desktop.h"
+#include "support/pictures.h"
+#include "support/temp_folder.h"
+
+namespace {
+
+using strings = std::vector<std::string>;
+
+class window_run : public testing::Test {
+ protected:
+  support::temp_folder folder;
+  support::made_up_desktop desktop;
+  ksn::state composition;
+  cache::frame_cache frames;
+  cache::preloader preloader{frames};
+  command::engine engine{composition};
+  render::pipeline pipeline{frames, {}};
+  playback::clock clock{composition, frames};
+  strings lines;
+  app::window_run window{{composition, engine, pipeline, frames, preloader, clock, "Title",
+                          [](std::string_view key) { return "<" + std::string(key) + ">"; },
+                          [this](const std::string& line) { lines.push_back(line); }}};
+  std::vector<app::tick_times> ticks;
+
+  void SetUp() override {
+    for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME"}) setenv(name, folder.path().c_str(), 1);
+    engine.write_error = [this](const std::string& line) { lines.push_back(line); };
+    composition.hooks.report_error = [this](const std::string& line) { engine.report(line); };
+    command::register_fields(engine);
+    command::register_language_actions(engine);
+    command::register_document_actions(engine);
+    const auto current = [this] { return window.desktop(); };
+    window.register_actions();
+    window.is_transient = [] { return true; };
+    window.observer = [this](const app::tick_times& times) { ticks.push_back(times); };
+    save::register_save_actions(engine, pipeline, {});
+    app::register_dialog_actions({engine, current, [](std::string_view key) { return std::string(key); }, nullptr});
+    app::register_clipboard_actions({engine, pipeline, current});
+    command::register_unavailable(engine);
+  }
+
+  std::string picture(const std::string& name, int width = 8, int height = 6) {
+    support::write_file(folder / name, "");
+    img::save(support::random_picture("BGR", width, height), folder / name, nullptr, {});
+    return folder / name;
+  }
+  void step(std::function<void()> action, int passes = 1) {
+    desktop.script.push_back(std::move(action));
+    // One turn waits for events at its begin and at its end.
+    for (int i = 1; i < 2 * passes; ++i) desktop.script.push_back({});
+  }
+  int drawn() const {
+    return static_cast<int>(std::count_if(ticks.begin(), ticks.end(), [](const auto& tick) { return tick.drawn; }));
+  }
+};
+
+TEST_F(window_run, draws_when_something_happened) {
+  composition.new_adjustment_layer();
+  step({}, 20);
+  EXPECT_EQ(window.run(desktop), 0);
+  EXPECT_EQ(ticks.size(), 20u);
+  EXPECT_EQ(drawn(), 1);
+
+  ticks.clear();
+  desktop.script.clear();
+  step({}, 5);
+  step([&] { desktop.events.key(command::parse_key("F7")); }, 5);
+  step([&] { desktop.size.x = 500; }, 5);
+  step([&] { desktop.events.menu_chosen("channel_r", -1); }, 5);
+  EXPECT_EQ(window.run(desktop), 0);
+  EXPECT_EQ(drawn(), 4);
+}
+
+TEST_F(window_run, waits_as_long_as_its_state_allows) {
+  struct row {
+    const char* name;
+    bool foreground;
+    bool playing;
+    bool minimised;
+    int throttle;
+    int fpcs;
+    int least;  // of the wait at the end of a turn
+    int most;
+  };
+  const row rows[] = {{"stopped in the background", false, false, false, 1, 2500, 960, 960},
+                      {"stopped in front", true, false, false, 1, 2500, 1, 40},
+                      {"the slowest rate", true, false, false, 1, 100, 41, 100},
+                      {"minimised", true, false, true, 1, 2500, 960, 960},
+                      {"minimised while it plays", true, true, true, 1, 2500, 1, 40},
+                      {"playing in the background", false, true, false, 1, 2500, 1, 40},
+                      {"playing in front", true, true, false, 1, 5000, 1, 20},
+                      {"a throttle of 0 in front", true, false, false, 0, 2500, 0, 0},
+                      {"a throttle of 0 in the background", false, false, false, 0, 2500, 960, 960}};
+  for (const row& r : rows) {
+    desktop.foreground = r.foreground;
+    desktop.minimised = r.minimised;
+    desktop.waits.clear();
+    const int pictures = desktop.pictures;
+    step(
+        [&, r] {
+          composition.playing = r.playing;
+          composition.vsync_parameter = r.throttle;
+          composition.fpcs = r.fpcs;
+        },
+        3);
+    window.run(desktop);
+    // The waits of 0 are the begins of turns.
+    desktop.waits.erase(std::remove(desktop.waits.begin(), desktop.waits.end(), 0), desktop.waits.end());
+    if (r.most == 0) {
+      EXPECT_TRUE(desktop.waits.empty()) << r.name;
+    } else {
+      ASSERT_FALSE(desktop.waits.empty()) << r.name;
+    }
+    for (const int wait : desktop.waits) {
+      EXPECT_GE(wait, r.least) << r.name;
+      EXPECT_LE(wait, r.most) << r.name;
+    }
+    EXPECT_EQ(desktop.pictures == pictures, r.minimised) << r.name;
+    ticks.clear();
+  }
+}
+
+TEST_F(window_run, closes_in_order) {
+  composition.hooks.file_among_unsaved = [&] {
+    desktop.calls.push_back("file " + std::to_string(composition.track_count()));
+  };
+  window.is_transient = [&] {
+    desktop.calls.push_back("save");
+    return true;
+  };
+  struct row {
+    const char* name;
+    std::function<void()> end;
+  };
+  const row rows[] = {{"button", [&] { desktop.events.close_requested(); }},
+                      {"action", [&] { desktop.events.menu_chosen("exit", -1); }}};
+  for (const row& r : rows) {
+    desktop.calls.clear();
+    engine.quit_requested = false;
+    step([&] {
+      composition.new_adjustment_layer();
+      desktop.events.menu_chosen("toggle_fullscreen", -1);
+    });
+    step(r.end);
+    EXPECT_EQ(window.run(desktop), 0);
+    EXPECT_EQ(desktop.calls, (strings{"fullscreen", "file 1", "window", "save", "destroy"})) << r.name;
+    EXPECT_EQ(composition.track_count(), 0);
+    desktop.script.clear();
+  }
+}
+
+TEST_F(window_run, reports_what_does_not_start) {
+  desktop.window_opens = false;
+  EXPECT_EQ(window.run(desktop), -1);
+  desktop.window_opens = true;
+  desktop.presenting_error = static_cast<int>(0x80049202u);
+  EXPECT_EQ(window.run(desktop), -1);
+  EXPECT_EQ(desktop.messages,
+            (strings{"Unable to create the main window.", "Unable to initialize DirectDraw (Error code: 80049202)."}));
+}
+
+TEST_F(window_run, opens_as_it_was_told_before) {
+  composition.mask_size = {600, 400};
+  composition.timeline_visible = false;
+  engine.execute_action("resize_window_to_fit");
+  engine.execute_action("toggle_always_on_top");
+  engine.execute_action("toggle_fullscreen");
+  composition.full_screen = false;
+  int width = 0;
+  int height = 0;
+  EXPECT_TRUE(window.client_area(width, height));
+  EXPECT_EQ(width, 600);
+  EXPECT_EQ(height, 403) << "three rows below the preview";
+  window.run(desktop);
+  EXPECT_EQ(desktop.size, (math::point{600, 403}));
+  EXPECT_TRUE(desktop.options.always_on_top);
+  EXPECT_EQ(desktop.title, "Title - unnamed.ksncomp");
+}
+
+TEST_F(window_run, shows_the_table_as_its_menu) {
+  step([&] {
+    ASSERT_EQ(desktop.options.menus.size(), 5u);
+    EXPECT_EQ(desktop.options.menus[0].title, "<mi_file>");
+    std::size_t entries = 0;
+    for (const platform::menu_description& menu : desktop.options.menus) entries += menu.entries.size();
+    std::size_t expected = 0;
+    for (const command::menu& menu : command::main_menu()) expected += menu.entries.size();
+    EXPECT_EQ(entries, expected);
+
+    struct row {
+      const char* action;
+      bool enabled;
+      bool checkable;
+      bool checked;
+    };
+    composition.grid = true;
+    const row rows[] = {{"exit", true, false, false},
+                        {"toggle_grid", true, true, true},
+                        {"toggle_vsync", true, true, false},
+                        {"layer_move_left", false, false, false},
+                        {"open_recent", false, false, false},
+                        {"clipboard_paste", false, false, false},
+                        {"toggle_fullscreen", true, true, false},
+                        {"save_frame_as", false, false, false}};
+    for (const row& r : rows) {
+      const platform::menu_entry_state state = desktop.events.menu_state(r.action);
+      EXPECT_EQ(state.enabled, r.enabled) << r.action;
+      EXPECT_EQ(state.checkable, r.checkable) << r.action;
+      EXPECT_EQ(state.checked, r.checked) << r.action;
+      EXPECT_EQ(state.text, "<" + std::string(r.action) + ">");
+    }
+  });
+  window.run(desktop);
+}
+
+TEST_F(window_run, asks_for_files) {
+  const std::string a = picture("a.tga");
+  const std::string b = picture("b.tga");
+  step([&] {
+    desktop.answers = {{a, b}, {folder / "c.ksncomp"}, {folder / "out/x.tga"}, {}, {folder / "x.none"}};
+    desktop.events.menu_chosen("add_layer", -1);
+    EXPECT_EQ(composition.track_count(), 2);
+    desktop.events.menu_chosen("layer_replace_with", -1);
+    desktop.events.menu_chosen("save_mask_as_image", -1);
+    EXPECT_TRUE(std::filesystem::exists(folder / "out/x.tga"));
+    desktop.events.menu_chosen("save_mask_as_image", -1);
+    EXPECT_TRUE(desktop.messages.size() == 1) << "the replacement can't be opened";
+    desktop.events.menu_chosen("save_mask_as_image", -1);
+    ASSERT_EQ(desktop.messages.size(), 2u);
+    EXPECT_NE(desktop.messages[1].find("x.none\": Invalid file type"), std::string::npos) << desktop.messages[1];
+    ASSERT_EQ(desktop.dialogs.size(), 5u);
+    EXPECT_TRUE(desktop.dialogs[0].several);
+    EXPECT_FALSE(desktop.dialogs[0].save);
+    EXPECT_TRUE(desktop.dialogs[2].save);
+    EXPECT_EQ(desktop.dialogs[3].folder, folder / "out/") << "where the last one ended";
+  });
+  window.run(desktop);
+}
+
+TEST_F(window_run, says_without_a_window_what_needs_a_value) {
+  engine.run_option("--save_mask_as_image");
+  engine.run_option("--clipboard_copy_mask");
+  EXPECT_EQ(lines, (strings{"\"--save_mask_as_image\": Not available without a value: --save_mask_as_image=PATH",
+                            "\"--clipboard_copy_mask\": Not available without a window"}));
+}
+
+TEST_F(window_run, copies_and_pastes) {
+  const std::string a = picture("a b.tga", 5, 4);
+  step([&] {
+    composition.mask_size = {7, 3};
+    composition.back_color = ksn::back_color_type::custom;
+    composition.back_custom_color = {255, 10, 20, 30};
+    desktop.events.menu_chosen("clipboard_copy_mask", -1);
+    EXPECT_EQ(desktop.board_size, (math::point{7, 3}));
+    EXPECT_EQ(desktop.board_pixels[0], 30);
+    EXPECT_EQ(desktop.board_pixels[1], 20);
+    EXPECT_EQ(desktop.board_pixels[2], 10);
+
+    // Blue, green, red, alpha of a picture one pixel wide.
+    desktop.board_pixels = {1, 2, 3, 4, 5, 6, 7, 8};
+    desktop.board_size = {1, 2};
+    desktop.events.menu_chosen("clipboard_paste", -1);
+    ASSERT_EQ(composition.track_count(), 1);
+    const ksn::track_info& pasted = composition.track_at(0);
+    EXPECT_EQ(pasted.source_type, ksn::source_type::clipboard_image);
+    EXPECT_EQ(support::samples(*pasted.clipboard_image, 2), (std::vector<int>{3, 7}));
+
+    desktop.board_text = "file://" + folder.path() + "/a%20b.tga\r\n";
+    desktop.events.menu_chosen("clipboard_paste", -1);
+    ASSERT_EQ(composition.track_count(), 2);
+    EXPECT_EQ(composition.track_at(0).width, 5);
+
+    desktop.board_text = "--ksncmd\n--zoom=300 --1:opacity=7\n";
+    desktop.events.menu_chosen("clipboard_paste", -1);
+    EXPECT_EQ(composition.zoom_factor2, 300);
+    EXPECT_EQ(composition.track_at(0).opacity, 7);
+
+    for (const char* text : {"--ksncmdx\n--zoom=1", "just words", "/no/such/file", "file://%zz%"}) {
+      desktop.board_text = text;
+      desktop.board_pixels.clear();
+      EXPECT_FALSE(desktop.events.menu_state("clipboard_paste").enabled) << text;
+      desktop.events.menu_chosen("clipboard_paste", -1);
+    }
+    EXPECT_EQ(composition.track_count(), 2);
+    EXPECT_EQ(composition.zoom_factor2, 300);
+  });
+  window.run(desktop);
+}
+
+TEST_F(window_run, takes_what_is_dropped) {
+  strings sequence;
+  for (int i = 0; i < 30; ++i) sequence.push_back(picture("shot." + std::to_string(1000 + i) + ".tga"));
+  const std::string still = picture("still.tga");
+  support::write_file(folder / "zoom.ksncmd", "--zoom=450\n");
+  support::write_file(folder / "junk.exr", "no picture");
+  step([&] {
+    // Its frames are in the sequence that the first one brought.
+    desktop.events.dropped(sequence);
+    EXPECT_EQ(composition.track_count(), 1);
+    EXPECT_EQ(composition.track_at(0).frames, 30);
+    desktop.events.dropped({still, folder / "zoom.ksncmd", folder / "junk.exr", "/no/such.tga", "", "\xFF\xFE"});
+    EXPECT_EQ(composition.zoom_factor2, 450);
+    EXPECT_EQ(desktop.messages.size(), 1u);
+    EXPECT_EQ(desktop.calls, (strings{"forward", "forward"}));
+    EXPECT_EQ(composition.tracks.back().frames, 30);
+  });
+  window.run(desktop);
+}
+
+TEST_F(window_run, is_at_ease_with_ten_thousand_dropped_files) {
+  strings paths;
+  for (int i = 0; i < 10000; ++i) paths.push_back(folder / ("gone." + std::to_string(i) + ".nothing"));
+  step([&] {
+    desktop.events.dropped(paths);
+    ASSERT_EQ(desktop.messages.size(), 1u);
+    EXPECT_LT(desktop.messages[0].size(), 10000u) << "not all the lines";
+    EXPECT_EQ(lines.size(), 10000u);
+    lines.clear();
+    desktop.cancel_progress_at = 1;
+    desktop.events.dropped(paths);
+    EXPECT_LT(lines.size(), 10000u) << "cancelled";
+  });
+  step({});
+  window.run(desktop);
+}
+
+TEST_F(window_run, zooms_and_pans_with_the_mouse) {
+  using platform::mouse_action;
+  using platform::mouse_button;
+  struct row {
+    const char* name;
+    std::vector<platform::mouse_event> events;
+    int zoom;
+    math::pointd pan;
+  };
+  const int alt = platform::key_alt;
+  const int ctrl = platform::key_ctrl;
+  const auto wheel = [](int by, int modifiers = 0, math::point at = {}) {
+    return platform::mouse_event{mouse_action::wheel, mouse_button::none, at, by, modifiers};
+  };
+  const auto drag = [](mouse_button button, int modifiers, math::point to) {
+    return std::vector<platform::mouse_event>{{mouse_action::press, button, {100, 100}, 0, modifiers},
+                                              {mouse_action::move, mouse_button::none, {120, 90}, 0, modifiers},
+                                              {mouse_action::release, button, to, 0, modifiers}};
+  };
+  // The area is 940 by 706: its centre is 470, 353.
+  const row rows[] = {
+      {"wheel", {wheel(120)}, 200, {0, 0}},
+      {"wheel back", {wheel(-240)}, 40, {0, 0}},
+      {"parts of a step", {wheel(40), wheel(40), wheel(40)}, 200, {0, 0}},
+      {"the point stays", {wheel(120, ctrl, {570, 303})}, 200, {-50, 25}},
+      {"middle button", drag(mouse_button::middle, 0, {130, 80}), 100, {30, -20}},
+      {"left button with Alt", drag(mouse_button::left, alt, {130, 80}), 100, {30, -20}},
+      {"left button", drag(mouse_button::left, 0, {130, 80}), 100, {0, 0}},
+      {"zoomed",
+       [&] {
+         std::vector<platform::mouse_event> all = drag(mouse_button::middle, 0, {130, 80});
+         all.insert(all.begin(), wheel(120));
+         return all;
+       }(),
+       200,
+       {15, -10}},
+  };
+  for (const row& r : rows) {
+    step([&, r] {
+      composition.zoom_factor2 = 100;
+      composition.pan_position = {};
+      for (const platform::mouse_event& event : r.events) desktop.events.mouse(event);
+      EXPECT_EQ(composition.zoom_factor2, r.zoom) << r.name;
+      EXPECT_EQ(composition.pan_position, r.pan) << r.name << " " << composition.pan_position.x;
+    });
+  }
+  step([&] {
+    composition.pan_position = {1, 2};
+    desktop.events.mouse({mouse_action::press, mouse_button::middle, {0, 0}, 0, 0});
+    desktop.events.mouse({mouse_action::move, mouse_button::none, {50, 50}, 0, 0});
+    desktop.events.key(command::parse_key("escape"));
+    EXPECT_EQ(composition.pan_position, (math::pointd{1, 2})) << "Escape takes a drag back";
+  });
+  window.run(desktop);
+}
+
+TEST_F(window_run, tells_what_a_tick_took) {
+  picture("shot.1.tga");
+  engine.run_option("--add_layer=" + picture("shot.2.tga"));
+  composition.tm_l = 2;
+  composition.fpcs = 100000;  // a thousand frames a second: each turn shows another one
+  step([&] { composition.playing = true; }, 50);
+  window.run(desktop);
+  int news = 0;
+  for (const app::tick_times& tick : ticks) {
+    EXPECT_GE(tick.frame, 0);
+    EXPECT_LT(tick.frame, 2);
+    if (!tick.drawn) continue;
+    news += tick.new_frame;
+    EXPECT_GT(tick.composite + tick.fetch, 0);
+    EXPECT_GE(tick.lateness, tick.fetch + tick.composite + tick.draw + tick.present);
+  }
+  EXPECT_GE(news, 2);
+  app::tick_times times;
+  times.composite = 3'000'000;
+  times.present = 1'500'000;
+  EXPECT_EQ(app::slowest_part(times), "composite 3.0 ms of 4.5 ms");
+}
+
+}  // namespace

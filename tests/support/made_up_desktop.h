@@ -1,0 +1,136 @@
+// A desktop without a display: a script of events, and notes of what was asked of it.
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/desktop.h"
+
+namespace support {
+
+class made_up_desktop : public platform::desktop {
+ public:
+  // Run one by one as the program waits for events; behind the last one the window is asked to close.
+  std::deque<std::function<void()>> script;
+
+  bool window_opens = true;
+  int presenting_error = 0;
+  math::point size{940, 780};
+  bool minimised = false;
+  bool foreground = true;
+  bool fullscreen = false;
+  bool on_top = false;
+  std::string board_text;
+  std::vector<std::uint8_t> board_pixels;
+  math::point board_size;
+  std::deque<std::vector<std::string>> answers;  // of file dialogs
+  int cancel_progress_at = -1;
+
+  platform::window_options options;
+  platform::window_events events;
+  std::vector<std::string> calls;     // of what matters in its order
+  std::vector<int> waits;             // milliseconds
+  std::vector<std::string> messages;  // of message boxes
+  std::vector<platform::file_dialog> dialogs;
+  std::string title;
+  int pictures = 0;
+  std::vector<std::uint8_t> pixels;  // of the last picture
+
+  bool create_window(const platform::window_options& wanted, platform::window_events told) override {
+    options = wanted;
+    events = std::move(told);
+    exists_ = window_opens;
+    return window_opens;
+  }
+  void destroy_window() override {
+    if (std::exchange(exists_, false)) calls.push_back("destroy");
+  }
+  bool window_exists() const override { return exists_; }
+  void set_title(const std::string& text) override { title = text; }
+  math::point client_size() const override { return size; }
+  void set_client_size(math::point wanted) override { size = wanted; }
+  bool is_minimised() const override { return minimised; }
+  bool is_foreground() const override { return foreground; }
+  void bring_forward() override { calls.push_back("forward"); }
+  void set_fullscreen(bool on) override {
+    calls.push_back(on ? "fullscreen" : "window");
+    fullscreen = on;
+  }
+  bool is_fullscreen() const override { return fullscreen; }
+  void set_always_on_top(bool on) override { on_top = on; }
+  void set_cursor(platform::cursor_shape) override {}
+  void set_menu_visible(bool) override {}
+  platform::window_placement placement() const override {
+    platform::window_placement placement;
+    placement.right = size.x;
+    placement.bottom = size.y;
+    return placement;
+  }
+  int start_presenting() override { return presenting_error; }
+  int show_picture(std::shared_ptr<const std::uint8_t> shown, int width, int height, bool) override {
+    ++pictures;
+    pixels.assign(shown.get(), shown.get() + static_cast<std::size_t>(width) * height * 4);
+    return 0;
+  }
+  bool knows_vertical_blank() const override { return false; }
+  void wait_vertical_blank() override {}
+  void wait_events(int milliseconds) override {
+    waits.push_back(milliseconds);
+    if (script.empty()) {
+      if (events.close_requested) events.close_requested();
+      return;
+    }
+    const std::function<void()> step = std::move(script.front());
+    script.pop_front();
+    if (step) step();
+  }
+  void wake() override {}
+  std::vector<std::string> ask_files(const platform::file_dialog& dialog) override {
+    dialogs.push_back(dialog);
+    if (answers.empty()) return {};
+    const std::vector<std::string> answer = answers.front();
+    answers.pop_front();
+    return answer;
+  }
+  platform::message_answer show_message(const std::string& text, bool) override {
+    messages.push_back(text);
+    return platform::message_answer::ok;
+  }
+  bool show_progress(const std::string&, int done, int) override {
+    ++progress_steps;
+    return cancel_progress_at < 0 || done < cancel_progress_at;
+  }
+  std::string clipboard_text() override { return board_text; }
+  void set_clipboard_text(const std::string& text) override { board_text = text; }
+  bool has_clipboard_picture() override { return !board_pixels.empty(); }
+  bool clipboard_picture(std::vector<std::uint8_t>& into, int& width, int& height) override {
+    into = board_pixels;
+    width = board_size.x;
+    height = board_size.y;
+    return !into.empty();
+  }
+  void set_clipboard_picture(const std::uint8_t* from, int width, int height) override {
+    board_pixels.assign(from, from + static_cast<std::size_t>(width) * height * 4);
+    board_size = {width, height};
+  }
+  std::vector<platform::monitor> monitors() override { return {}; }
+  platform::audio_device& audio() override { return silence_; }
+
+  int progress_steps = 0;
+
+ private:
+  class no_sound : public platform::audio_device {
+   public:
+    bool open() override { return false; }
+    bool is_open() const override { return false; }
+    bool get_cursors(int&, int&) override { return false; }
+    void write(int, const void*, int) override {}
+  };
+  bool exists_ = false;
+  no_sound silence_;
+};
+
+}  // namespace support

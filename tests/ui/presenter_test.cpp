@@ -1,0 +1,220 @@
+// The presenter on a display that is made up.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <deque>
+#include <thread>
+
+#include "support/pictures.h"
+#include "ui/presenter.h"
+
+namespace {
+
+using ui::present_mode;
+
+// Notes what is asked of it. The present thread comes in here too.
+class made_up_display : public ui::display {
+ public:
+  struct shown {
+    std::vector<std::uint8_t> pixels;
+    bool no_tearing;
+    bool other_thread;
+    int waits;  // for the blank, before it
+    int polls;
+  };
+
+  int create_error = 0;
+  int restore_error = 0;
+  int blit_error = 0;
+  bool exists = true;
+  bool minimised = false;
+  bool blank = true;
+  std::deque<std::optional<int>> lines;  // that the beam is asked for; then the blank
+
+  int create() override { return create_error; }
+  int restore() override { return restore_error; }
+  bool window_exists() override { return exists; }
+  bool is_minimised() override { return minimised; }
+  int blit(const std::shared_ptr<const ui::surface>& picture, bool no_tearing) override {
+    const std::lock_guard guard(lock_);
+    const std::size_t bytes = static_cast<std::size_t>(picture->width) * picture->height * 4;
+    shown_.push_back({{picture->pixels.get(), picture->pixels.get() + bytes},
+                      no_tearing,
+                      std::this_thread::get_id() != main_,
+                      waits_,
+                      polls_});
+    return blit_error;
+  }
+  bool knows_blank() override { return blank; }
+  void wait_vertical_blank() override {
+    const std::lock_guard guard(lock_);
+    ++waits_;
+  }
+  std::optional<int> scan_line() override {
+    const std::lock_guard guard(lock_);
+    ++polls_;
+    if (lines.empty()) return std::nullopt;
+    const std::optional<int> line = lines.front();
+    lines.pop_front();
+    return line;
+  }
+  void wait_events(int) override {
+    std::unique_lock guard(lock_);
+
+    woken_.wait_for(guard, std::chrono::seconds(30), [this] { return wakes_ > 0; });
+    wakes_ = 0;
+  }
+  void wake() override {
+    const std::lock_guard guard(lock_);
+    ++wakes_;
+    woken_.notify_all();
+  }
+
+  std::vector<shown> all_shown() {
+    const std::lock_guard guard(lock_);
+    return shown_;
+  }
+
+ private:
+  std::mutex lock_;
+  std::condition_variable woken_;
+  std::vector<shown> shown_;
+  int waits_ = 0;
+  int polls_ = 0;
+  int wakes_ = 0;
+
+  std::thread::id main_ = std::this_thread::get_id();
+};
+
+TEST(presenter, picks_the_mode_of_a_turn) {
+  struct row {
+    bool vsync;
+    int sub_mode;
+    int mode;
+  };
+  const row rows[] = {{false, 0, 0}, {false, 1, 0}, {false, 2, 0}, {true, 0, 1},
+                      {true, 1, 4},  {true, 2, 5},  {true, 3, 1},  {true, -1, 1}};
+  for (const row& r : rows) EXPECT_EQ(static_cast<int>(ui::mode_for(r.vsync, r.sub_mode)), r.mode) << r.sub_mode;
+}
+
+TEST(presenter, shows_in_each_mode) {
+  struct row {
+    present_mode mode;
+    bool no_tearing;
+    bool other_thread;
+    int waits;
+    int polls;
+  };
+  // The beam is at 700 and 800, then at 10: it has begun anew.
+  const row rows[] = {
+      {present_mode::immediate, false, false, 0, 0},          {present_mode::no_tearing, true, false, 0, 0},
+      {present_mode::wait_blank, false, false, 1, 0},         {present_mode::poll_blank, false, false, 0, 3},
+      {present_mode::threaded_wait_blank, false, true, 1, 0}, {present_mode::threaded_poll_blank, false, true, 0, 3}};
+  // Blue, green, red and alpha planes; the fourth byte is free.
+  const img::image picture = support::picture("BGRA", 3, 2, {1, 2, 3, 4});
+  for (const row& r : rows) {
+    made_up_display display;
+    display.lines = {700, 800, 10, 20};
+    std::uint32_t now = 4'000'000'000u;
+    ui::presenter presenter(display, [&] { return now; });
+    ASSERT_EQ(presenter.start(), 0);
+    presenter.resize(3, 2);
+    EXPECT_EQ(presenter.present_picture(picture, r.mode), 0);
+    EXPECT_TRUE(presenter.wait_done(1000)) << static_cast<int>(r.mode);
+    EXPECT_EQ(presenter.last_present(), now);
+    const std::vector<made_up_display::shown> shown = display.all_shown();
+    ASSERT_EQ(shown.size(), 1u);
+    EXPECT_EQ(shown[0].no_tearing, r.no_tearing);
+    EXPECT_EQ(shown[0].other_thread, r.other_thread);
+    EXPECT_EQ(shown[0].waits, r.waits);
+    EXPECT_EQ(shown[0].polls, r.polls);
+    ASSERT_EQ(shown[0].pixels.size(), 24u);
+    for (std::size_t i = 0; i < 24; i += 4) {
+      EXPECT_EQ(shown[0].pixels[i], 1);
+      EXPECT_EQ(shown[0].pixels[i + 1], 2);
+      EXPECT_EQ(shown[0].pixels[i + 2], 3);
+    }
+  }
+}
+
+TEST(presenter, polls_until_the_blank) {
+  made_up_display display;
+  display.lines = {5, 6, std::nullopt, 7};
+  ui::presenter presenter(display);
+  presenter.start();
+  presenter.resize(1, 1);
+  EXPECT_EQ(presenter.present(present_mode::poll_blank), 0);
+  EXPECT_EQ(display.all_shown()[0].polls, 3);
+}
+
+TEST(presenter, gives_errors_back) {
+  constexpr int not_ready = static_cast<int>(0x80049200u);
+  constexpr int no_primary = static_cast<int>(0x80049202u);
+  constexpr int no_offscreen = static_cast<int>(0x80049203u);
+  constexpr int other_size = static_cast<int>(0x80049205u);
+  const img::image picture = support::picture("BGRAZ", 4, 4);
+
+  for (int mode = 0; mode < 6; ++mode) {
+    const auto in_mode = static_cast<present_mode>(mode);
+    made_up_display display;
+    display.create_error = -7;
+    ui::presenter presenter(display);
+    EXPECT_EQ(presenter.start(), -7);
+    EXPECT_EQ(presenter.present_picture(picture, in_mode), not_ready);
+    EXPECT_EQ(presenter.present(in_mode), no_primary);
+
+    display.create_error = 0;
+    EXPECT_EQ(presenter.start(), 0);
+    EXPECT_EQ(presenter.present_picture(picture, in_mode), no_offscreen);
+    EXPECT_EQ(presenter.present(in_mode), no_offscreen);
+
+    presenter.resize(4, 5);
+    EXPECT_EQ(presenter.present_picture(picture, in_mode), other_size);
+    presenter.resize(4, 4);
+    display.restore_error = -9;
+    EXPECT_EQ(presenter.present_picture(picture, in_mode), -9);
+    display.restore_error = 0;
+    display.exists = false;
+    EXPECT_EQ(presenter.present_picture(picture, in_mode), 1400);
+    display.minimised = true;
+    EXPECT_EQ(presenter.present_picture(picture, in_mode), 0);
+    EXPECT_TRUE(display.all_shown().empty());
+
+    presenter.shut_down();
+    EXPECT_EQ(presenter.present_picture(picture, in_mode), not_ready);
+  }
+}
+
+TEST(presenter, gives_the_error_of_a_blit_and_counts_it_as_done) {
+  made_up_display display;
+  display.blit_error = -3;
+  ui::presenter presenter(display);
+  presenter.start();
+  presenter.resize(0, -5);  // at least one pixel
+  EXPECT_EQ(presenter.present_picture(support::picture("BGR", 1, 1), present_mode::immediate), -3);
+  EXPECT_TRUE(presenter.wait_done(0));
+}
+
+TEST(presenter, goes_on_while_the_thread_waits_and_shows_the_last_picture) {
+  made_up_display display;
+  ui::presenter presenter(display);
+  presenter.start();
+  presenter.resize(64, 64);
+  for (int i = 0; i < 500; ++i) {
+    ASSERT_EQ(presenter.present_picture(support::picture("BGR", 64, 64, {i % 256, i % 256, i % 256}),
+                                        present_mode::threaded_wait_blank),
+              0);
+  }
+  // Each picture that went out is whole, and the last one comes.
+  const int last = 499 % 256;
+  while (display.all_shown().empty() || display.all_shown().back().pixels[0] != last) presenter.wait_done(1000);
+  for (const made_up_display::shown& shown : display.all_shown()) {
+    for (std::size_t i = 0; i < shown.pixels.size(); ++i) {
+      if (i % 4 != 3) {
+        ASSERT_EQ(shown.pixels[i], shown.pixels[0]);
+      }
+    }
+  }
+}
+
+}  // namespace
