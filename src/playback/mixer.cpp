@@ -15,6 +15,9 @@ namespace {
 constexpr int block_frames = 1024;
 // A double below 2^31 plus this holds the nearest integer, the even one of two, in its lowest bits.
 constexpr double rounding_bias = 6755399441055744.0;
+// Sound that starts between two samples, just in the middle, always takes the later one: without it the noise of the
+// last bits would choose anew in each tick, and the sound would step to and fro.
+constexpr double tie_bias = 1.0 / 1024;
 constexpr double farthest_sample = 2147480000.0;
 
 struct place {
@@ -26,7 +29,8 @@ struct place {
 void nearest_samples(const place& at, int first, std::array<std::int32_t, block_frames>& index) {
   for (int i = 0; i < block_frames; ++i) {
     const double t = ((first + i) * at.step / platform::audio_rate + at.start) * at.rate;
-    index[static_cast<std::size_t>(i)] = static_cast<std::int32_t>(std::bit_cast<std::int64_t>(t + rounding_bias));
+    index[static_cast<std::size_t>(i)] =
+        static_cast<std::int32_t>(std::bit_cast<std::int64_t>(t + tie_bias + rounding_bias));
   }
 }
 

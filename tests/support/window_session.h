@@ -133,7 +133,7 @@ class x_server {
     if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
     server_ = process(
         {"Xvfb", "-displayfd", "9", "-screen", "0", std::to_string(width) + "x" + std::to_string(height) + "x24",
-         "-nolisten", "tcp", "-nocursor", "-fbdir", folder_.path()},
+         "-nolisten", "tcp", "-noreset", "-nocursor", "-fbdir", folder_.path()},
         {}, folder_.path(), folder_ / "xvfb", ends[1]);
     close(ends[1]);
     std::string number;
