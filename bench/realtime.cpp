@@ -59,14 +59,15 @@ double percentile(std::vector<double> values, double share) {
 struct record {
   std::vector<double> lateness;  // of each new frame
   std::vector<double> parts[5];
+  std::vector<double> turns;  // the sums of the parts
   int in_time = 0;
   app::tick_times worst;
 };
 
 void print_play(const job& job, const record& r, double seconds) {
   const double due = seconds * job.rate;
-  std::printf("%4d x %4d at %2d  %6.1f %%  %6.1f ms   ", job.width, job.height, job.rate, 100.0 * r.in_time / due,
-              percentile(r.lateness, 0.99));
+  std::printf("%4d x %4d at %2d  %6.1f %%  %6.1f ms  %5.0f %%  ", job.width, job.height, job.rate,
+              100.0 * r.in_time / due, percentile(r.lateness, 0.99), percentile(r.turns, 0.5) * job.rate / 10.0);
   for (const auto& part : r.parts) std::printf(" %6.2f", percentile(part, 0.5));
   std::printf("   worst: %.1f ms late, %s\n", milliseconds(r.worst.lateness), app::slowest_part(r.worst).c_str());
 }
@@ -118,6 +119,7 @@ int run_window(const job& job) {
       r.in_time += times.lateness < 1000000000LL / job.rate;
       const long long parts[] = {times.advance, times.fetch, times.composite, times.draw, times.present};
       for (int i = 0; i < 5; ++i) r.parts[i].push_back(milliseconds(parts[i]));
+      r.turns.push_back(milliseconds(times.advance + times.fetch + times.composite + times.draw + times.present));
       if (times.lateness > r.worst.lateness) r.worst = times;
     }
     const double seconds = since(start);
@@ -221,9 +223,9 @@ int main(int count, char** arguments) {
   bench::x_display display(folder.path(), 4096, 2400);
   const auto asked = [&](const char* kind) { return only[0] == 0 || std::strcmp(only, kind) == 0; };
   if (asked("play")) {
-    std::printf("%-18s %9s  %9s   %s\n%-18s %9s  %9s    %6s %6s %6s %6s %6s\n", "cached sequence", "shown", "lateness",
-                "cost of a turn with a new frame, median ms", "", "in time", "99th", "advnce", "fetch", "compos",
-                "draw", "presnt");
+    std::printf("%-18s %8s %10s %8s    %s\n%-18s %8s %10s %8s  %6s %6s %6s %6s %6s\n", "cached sequence", "shown",
+                "lateness", "turn of", "of that, medians in ms", "", "in time", "99th", "a frame", "advnce", "fetch",
+                "compos", "draw", "presnt");
     std::fflush(stdout);
     for (job& j : jobs) {
       j.frames = j.height > 1200 ? 12 : 24;
