@@ -77,7 +77,11 @@ std::string help_text(const engine& engine) {
       "  --1,3:name=a,b            of several; also 1..4, selection, group(N), id(N), !1 for all but\n"
       "  --global:, --var:, --env: set a field of the composition, a variable, an environment variable\n"
       "  %{1:name}                 in any argument: the value of a field\n"
-      "  --expand_env_vars=1       from here on %NAME% is an environment variable instead\n";
+      "  --expand_env_vars=1       from here on %NAME% is an environment variable instead\n"
+      "\n"
+      "With --attach among them all arguments go to the Kestrin that runs on this display, if one does, and its "
+      "window\n"
+      "comes to the front; with --attach_nf it stays where it is.\n";
   std::string_view group;
   for (const entry& entry : actions_of(engine)) {
     if (entry.group != group) text += "\n" + std::string(entry.group) + "\n";

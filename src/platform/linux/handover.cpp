@@ -292,6 +292,19 @@ handover::~handover() {
   stop();
 }
 
+namespace {
+
+// A connection to whoever listens.
+descriptor connect_to(const std::string& address) {
+  sockaddr_un name;
+  descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const bool connected = socket && to_address(socket_path(address), name) &&
+                         connect(socket.get(), reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0;
+  return connected ? std::move(socket) : descriptor();
+}
+
+}  // namespace
+
 bool handover::claim() {
   if (address_.empty()) return false;
   if (!lock_) {
@@ -300,7 +313,12 @@ bool handover::claim() {
     lock_ = std::move(lock);
   }
   if (socket_ >= 0) return true;
-  // Whoever left this socket behind is gone, since the lock was free.
+  // A file system without locks gives the lock to everybody.
+  if (connect_to(address_)) {
+    lock_.reset();
+    return false;
+  }
+  // Whoever left this socket behind is gone.
   const std::string path = socket_path(address_);
   unlink(path.c_str());
   sockaddr_un address;
@@ -317,15 +335,13 @@ bool handover::claim() {
 
 bool handover::send(const handover_message& message, bool claim_if_alone,
                     const std::function<void(const answer_record&)>& show) {
-  sockaddr_un address;
-  if (address_.empty() || !to_address(socket_path(address_), address)) return false;
+  if (address_.empty()) return false;
   const std::string bytes = encode_handover(message);
   if (bytes.size() > longest_handover) return false;
   const long long give_up = now() + owner_milliseconds;
   for (int broken_lines = 0; broken_lines < most_broken_lines;) {
-    const descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (!socket) return false;
-    if (connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    const descriptor socket = connect_to(address_);
+    if (!socket) {
       if (claim_if_alone ? claim() : file_lock(address_ + ".lock", 0).held()) return false;
       // An instance has just claimed the line and comes to listen in a moment, or the last one is about to end.
       if (now() >= give_up) return false;
