@@ -34,6 +34,8 @@ template <class A>
 void serialize_tracks(A& ar, std::deque<track_info>& tracks) {
   const int count = ar.open_list(static_cast<int>(tracks.size()), "tracks");
   if constexpr (A::reading) tracks.clear();
+  // A layer takes thousands of bytes, and packed with others like it less than ten.
+  if constexpr (A::reading && A::binary) ar.claim_elements(63LL * count);
   for (int i = 0; i < count; ++i) {
     if constexpr (A::reading) tracks.emplace_back();
     io::detail::put(ar, ar.element(i), tracks[static_cast<std::size_t>(i)]);

@@ -102,9 +102,13 @@ int binary_iarchive::read_sequence_size() {
 
 int binary_iarchive::read_element_count() {
   const int count = read_sequence_size();
+  claim_elements(count);
+  return count;
+}
+
+void binary_iarchive::claim_elements(long long count) {
   if (count > elements_left_) throw invalid_format(reader_.name(), "More elements than a file of its size can hold");
   elements_left_ -= count;
-  return count;
 }
 
 void binary_iarchive::read_block(void* data, int count) {

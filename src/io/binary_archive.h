@@ -102,6 +102,8 @@ class binary_iarchive : public describable<binary_iarchive> {
   // Refuses lists and maps of more than `count` elements in all with io::invalid_format. A packed file of a few bytes
   // can claim and deliver billions of empty texts; its own size tells how many it may reasonably hold.
   void limit_elements(long long count) { elements_left_ = count; }
+  // For elements that are large when read: each counts as this many more.
+  void claim_elements(long long count);
   // The version of the type of the record that begins here: that of the file less 4 for files of versions 0 to 3.
   int read_version(const void* tag);
   int read_sequence_size();

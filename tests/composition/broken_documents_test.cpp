@@ -78,30 +78,40 @@ TEST(broken_documents, counts_that_nothing_backs) {
   EXPECT_LT(most_memory() - before, 500) << "megabytes";
 }
 
-// A few bytes of a packed file give millions of empty names.
+// Counts that a packed file of a few bytes backs with millions of names or layers.
 TEST(broken_documents, counts_that_only_the_packing_backs) {
   const temp_folder folder;
   const std::string path = folder / "a.ksncomp";
   const std::string whole = binary_form(composition_kind::tree({}), 4).bytes();
   const std::size_t names = whole.find("[n]\x1a\x3", whole.find("1-3"));
-  ASSERT_NE(names, whole.npos);
-  constexpr int count = 20'000'000;
-  {
-    io::file file(path, "wb");
-    io::packer packed(file);
-    packed.write(whole.data(), static_cast<int>(names + 4));
-    packed.write(&count, 4);
-    std::string empty_names;
-    for (int i = 0; i < 100'000; ++i) empty_names.append("[n]\x1a\0\0\0\0", 8);
-    for (int i = 0; i < count / 100'000; ++i) packed.write(empty_names.data(), static_cast<int>(empty_names.size()));
-    packed.flush();
-  }
-  document found;
-  try {
-    ksn::load_composition(found, path, false);
-    FAIL() << "taken for a document of " << std::filesystem::file_size(path) << " bytes";
-  } catch (const io::invalid_format& failure) {
-    EXPECT_EQ(failure.message(), "More elements than a file of its size can hold");
+  const std::string layers = binary_form(document_rows{}.composition({}), 4).bytes();
+  const struct {
+    std::string head;  // up to a list
+    int count;
+    std::string element;
+  } rows[] = {
+      {whole.substr(0, names), 20'000'000, std::string("[n]\x1a\0\0\0\0", 8)},
+      {layers.substr(0, layers.find("[n]")), 100'000, std::string(600, '\0')},
+  };
+  for (const auto& row : rows) {
+    {
+      io::file file(path, "wb");
+      io::packer packed(file);
+      packed.write(row.head.data(), static_cast<int>(row.head.size()));
+      packed.write("[n]\x1a", 4);
+      packed.write(&row.count, 4);
+      std::string elements;
+      for (int i = 0; i < 1000; ++i) elements += row.element;
+      for (int i = 0; i < row.count / 1000; ++i) packed.write(elements.data(), static_cast<int>(elements.size()));
+      packed.flush();
+    }
+    document found;
+    try {
+      ksn::load_composition(found, path, false);
+      FAIL() << "taken for a document of " << std::filesystem::file_size(path) << " bytes";
+    } catch (const io::invalid_format& failure) {
+      EXPECT_EQ(failure.message(), "More elements than a file of its size can hold");
+    }
   }
 }
 
