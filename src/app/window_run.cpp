@@ -11,6 +11,7 @@
 #include "composition/persistence.h"
 #include "composition/watching.h"
 #include "composition/window_file.h"
+#include "io/exceptions.h"
 #include "lib/paths.h"
 #include "platform/files.h"
 #include "platform/folders.h"
@@ -147,10 +148,7 @@ int window_run::loop() {
     end_progress();
     // Only the exit action asks for the close; the others that end a command line leave the window alone.
     if (parts_.engine.quit_requested && !close_requested_) parts_.engine.quit_requested = false;
-    if (close_requested_ || interrupted()) {
-      close();
-      break;
-    }
+    if ((close_requested_ || interrupted()) && close()) break;
     const std::uint32_t start = milliseconds();
     const bool may_sleep = main_tick();
     if (may_sleep && !parts_.composition.playing) {
@@ -278,14 +276,38 @@ void window_run::modal_tick() {
   main_tick();
 }
 
-void window_run::close() {
-  if (closed_) return;
+bool window_run::close() {
+  if (closed_) return true;
+  if (!file_document()) {
+    close_requested_ = parts_.engine.quit_requested = false;
+    return false;
+  }
   closed_ = true;
-  parts_.composition.new_composition(true);
   presenter_->shut_down();
   set_fullscreen(false);
   save_state();
   desktop_->destroy_window();
+  return true;
+}
+
+bool window_run::file_document() {
+  std::string reason;
+  try {
+    parts_.composition.new_composition(true);
+    return true;
+  } catch (const io::exception& failure) {
+    reason = '"' + failure.source() + "\": " + failure.message();
+  } catch (const std::exception& failure) {
+    reason = failure.what();
+  }
+  const std::string text = "The composition can't be kept among the unsaved ones.";
+  parts_.report(text + " " + reason);
+  if (!interrupted() &&
+      desktop_->show_message(text + "\n" + reason + "\n\nClose and lose it?", true) != platform::message_answer::yes) {
+    return false;
+  }
+  parts_.composition.new_composition(false);
+  return true;
 }
 
 void window_run::save_state() {
@@ -296,7 +318,11 @@ void window_run::save_state() {
 
 void window_run::lose_display() {
   parts_.report("The display is gone");
-  if (!closed_ && parts_.composition.hooks.file_among_unsaved) parts_.composition.hooks.file_among_unsaved();
+  try {
+    if (!closed_ && parts_.composition.hooks.file_among_unsaved) parts_.composition.hooks.file_among_unsaved();
+  } catch (const std::exception& failure) {
+    parts_.report(failure.what());
+  }
   if (!(is_transient && is_transient())) ksn::save_settings(parts_.composition);
   std::fflush(nullptr);
   // The toolkit has begun to end the process from inside a call: nothing of it can be used or taken down any more.

@@ -111,7 +111,9 @@ class window_run {
   math::pointd pan_before_;
 
   bool open();
-  void close();
+  // False when the document can't be filed away and the user keeps it.
+  bool close();
+  bool file_document();
   void save_state();
   [[noreturn]] void lose_display();
   int loop();

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 
@@ -12,6 +13,7 @@
 #include "command/menu.h"
 #include "composition/state.h"
 #include "img/format.h"
+#include "io/exceptions.h"
 #include "save/actions.h"
 #include "support/made_up_desktop.h"
 #include "support/pictures.h"
@@ -162,6 +164,22 @@ TEST_F(window_run, closes_in_order) {
     EXPECT_EQ(composition.track_count(), 0);
     desktop.script.clear();
   }
+}
+
+// A full disk must not take the document along with the window unasked.
+TEST_F(window_run, asks_before_it_loses_the_document) {
+  composition.hooks.file_among_unsaved = [] { throw io::write_error("/disk/a", ENOSPC); };
+  composition.new_adjustment_layer();
+  desktop.message_answers = {platform::message_answer::no, platform::message_answer::yes};
+  int kept = 0;
+  step([&] { desktop.events.close_requested(); });
+  step([&] { kept = composition.track_count(); });
+  EXPECT_EQ(window.run(desktop), 0);
+  EXPECT_EQ(kept, 1);
+  EXPECT_EQ(composition.track_count(), 0);
+  ASSERT_EQ(desktop.messages.size(), 2u);
+  EXPECT_NE(desktop.messages[0].find("\"/disk/a\": No space left on device"), std::string::npos) << desktop.messages[0];
+  EXPECT_EQ(lines.size(), 2u);
 }
 
 TEST_F(window_run, reports_what_does_not_start) {

@@ -27,6 +27,7 @@ class made_up_desktop : public platform::desktop {
   std::vector<std::uint8_t> board_pixels;
   math::point board_size;
   std::deque<std::vector<std::string>> answers;  // of file dialogs
+  std::deque<platform::message_answer> message_answers;
   int cancel_progress_at = -1;
 
   platform::window_options options;
@@ -97,7 +98,10 @@ class made_up_desktop : public platform::desktop {
   }
   platform::message_answer show_message(const std::string& text, bool) override {
     messages.push_back(text);
-    return platform::message_answer::ok;
+    if (message_answers.empty()) return platform::message_answer::ok;
+    const platform::message_answer answer = message_answers.front();
+    message_answers.pop_front();
+    return answer;
   }
   bool show_progress(const std::string&, int done, int) override {
     ++progress_steps;
