@@ -197,7 +197,7 @@ void application::impl::after_save(const std::string& path) {
 
 int application::impl::run_step(bool any_arguments) {
   console.clear_progress();
-  if (interrupted()) return 130;
+  if (interrupted()) return interrupt_status();
   if (engine.quit_requested) return exit_code(0);
   std::string error;
   desktop = platform::open_desktop(error);

@@ -16,8 +16,8 @@ class application {
   application& operator=(const application&) = delete;
 
   // Everything from the hand-over of the line to the end of the run step; returns the process exit code: 0, 1 after
-  // `--exit=status` with an error line, 130 after an interrupt, -1 when no window can be opened. `args` is UTF-8,
-  // index 0 the program.
+  // `--exit=status` with an error line, 128 and the signal's number after an interrupt, -1 when no window can be
+  // opened. `args` is UTF-8, index 0 the program.
   int application_main(const std::vector<std::string>& args);
 
  private:

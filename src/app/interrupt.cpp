@@ -1,30 +1,37 @@
 #include "app/interrupt.h"
 
 #include <csignal>
+#include <initializer_list>
 
 namespace app {
 
 namespace {
 
-volatile std::sig_atomic_t interrupt_seen = 0;
+volatile std::sig_atomic_t signal_seen = 0;
 
-void on_interrupt(int) {
-  interrupt_seen = 1;
+void on_interrupt(int signal) {
+  signal_seen = signal;
 }
 
 }  // namespace
 
 void watch_interrupt() {
-  struct sigaction now {};
-  if (sigaction(SIGINT, nullptr, &now) != 0 || now.sa_handler == SIG_IGN) return;
-  struct sigaction wanted {};
-  wanted.sa_handler = on_interrupt;
-  wanted.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
-  sigaction(SIGINT, &wanted, nullptr);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction now {};
+    if (sigaction(signal, nullptr, &now) != 0 || now.sa_handler == SIG_IGN) continue;
+    struct sigaction wanted {};
+    wanted.sa_handler = on_interrupt;
+    wanted.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
+    sigaction(signal, &wanted, nullptr);
+  }
 }
 
 bool interrupted() {
-  return interrupt_seen != 0;
+  return signal_seen != 0;
+}
+
+int interrupt_status() {
+  return 128 + signal_seen;
 }
 
 }  // namespace app

@@ -158,7 +158,7 @@ int window_run::loop() {
       pace(start);
     }
   }
-  return interrupted() ? 130 : 0;
+  return interrupted() ? interrupt_status() : 0;
 }
 
 bool window_run::main_tick() {

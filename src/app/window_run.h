@@ -58,8 +58,8 @@ class window_run {
   // Registers the actions that belong to a window. They can be called before there is one.
   void register_actions();
 
-  // Opens the window, runs the main loop and closes the window. Returns the exit code: 0, 130 after an interrupt, -1
-  // after a message when there is no window or no way to the screen.
+  // Opens the window, runs the main loop and closes the window. Returns the exit code: 0, 128 and the signal's number
+  // after an interrupt, -1 after a message when there is no window or no way to the screen.
   int run(platform::desktop& desktop);
   // Null while there is no window.
   platform::desktop* desktop() const { return desktop_ && desktop_->window_exists() ? desktop_ : nullptr; }

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 
@@ -111,21 +112,25 @@ TEST_F(window, keeps_what_it_is_asked_to_at_its_end) {
   struct row {
     std::vector<std::string> arguments;
     const char* end;  // a key; "" asks the window to close, as its button does
+    int signal;       // instead of a key
     bool kept;
   };
-  const row rows[] = {{{folder / "a.tga"}, "ctrl+q", true},
-                      {{folder / "a.tga"}, "", true},
-                      {{folder / "a.tga", "--transient"}, "ctrl+q", false}};
+  const row rows[] = {{{folder / "a.tga"}, "ctrl+q", 0, true},
+                      {{folder / "a.tga"}, "", 0, true},
+                      {{folder / "a.tga"}, "", SIGTERM, true},
+                      {{folder / "a.tga", "--transient"}, "ctrl+q", 0, false}};
   for (const row& r : rows) {
     window_program program(*server, r.arguments);
     EXPECT_EQ(program.title().rfind("Kestrin 32 ", 0), 0u) << program.title();
     EXPECT_NE(program.title().find(" - unnamed.ksncomp"), std::string::npos) << program.title();
-    if (*r.end) {
+    if (r.signal != 0) {
+      program.program().send(r.signal);
+    } else if (*r.end) {
       program.key(r.end);
     } else {
       server->ask_to_close(program.window());
     }
-    EXPECT_EQ(program.program().wait_for_end(), 0);
+    EXPECT_EQ(program.program().wait_for_end(), r.signal == 0 ? 0 : 128 + r.signal);
     EXPECT_EQ(std::filesystem::exists(program.user("config/Kestrin/kestrin.settings.dat")), r.kept) << r.end;
     EXPECT_EQ(std::filesystem::exists(program.user("data/Kestrin/kestrin.window.xml")), r.kept) << r.end;
     // The document is filed in any case.
