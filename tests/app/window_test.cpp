@@ -184,12 +184,15 @@ TEST_F(window, exits_without_ever_loading_the_toolkit) {
 }
 
 TEST_F(window, says_why_there_is_none) {
-  const support::outcome found =
-      support::run_program(KESTRIN_BINARY, {"--print_field=global:zoom"}, folder.path(), {{"DISPLAY", ":4711"}});
-  EXPECT_EQ(found.code, 255);
-  EXPECT_EQ(found.out, "global:zoom=100\n");
-  EXPECT_EQ(found.error_lines().size(), 1u) << found.errors;
-  EXPECT_EQ(found.errors.rfind("No window can be opened: ", 0), 0u) << found.errors;
+  const std::map<std::string, std::string> dead_ends[] = {{{"DISPLAY", ":4711"}}, {{"WAYLAND_DISPLAY", "nobody"}}};
+  for (const auto& environment : dead_ends) {
+    const support::outcome found =
+        support::run_program(KESTRIN_BINARY, {"--print_field=global:zoom"}, {folder.path(), environment});
+    EXPECT_EQ(found.code, 255);
+    EXPECT_EQ(found.out, "global:zoom=100\n");
+    EXPECT_EQ(found.error_lines().size(), 1u) << found.errors;
+    EXPECT_EQ(found.errors.rfind("No window can be opened: ", 0), 0u) << found.errors;
+  }
 }
 
 }  // namespace

@@ -1,12 +1,17 @@
 #include "platform/desktop.h"
 
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 #include <xcb/xcb.h>
 #include <QApplication>
 #include <QClipboard>
+#include <QDir>
 #include <QEventLoop>
 #include <QFile>
 #include <QFileDialog>
 #include <QGuiApplication>
+#include <QLibraryInfo>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
@@ -19,6 +24,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -57,27 +63,63 @@ Qt::CursorShape qt_cursor(cursor_shape shape) {
   return Qt::ArrowCursor;
 }
 
-// Qt ends the process when it can't connect to an X display, so that is tried first. The connection stays until Qt has
-// its own: some servers begin anew, and refuse connections meanwhile, when their last one is closed.
+bool is_set(const char* variable) {
+  const char* value = std::getenv(variable);
+  return value && *value;
+}
+
+// Whether a Wayland compositor takes connections, and Qt knows how to speak to it.
+bool reaches_wayland() {
+  const QDir plugins(QLibraryInfo::path(QLibraryInfo::PluginsPath) + "/platforms");
+  if (plugins.entryList({"libqwayland*"}, QDir::Files).isEmpty()) return false;
+  if (is_set("WAYLAND_SOCKET")) return true;
+  std::string path = is_set("WAYLAND_DISPLAY") ? std::getenv("WAYLAND_DISPLAY") : "wayland-0";
+  if (path[0] != '/') path = std::string(is_set("XDG_RUNTIME_DIR") ? std::getenv("XDG_RUNTIME_DIR") : "") + "/" + path;
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  if (path.size() >= sizeof address.sun_path) return false;
+  std::memcpy(address.sun_path, path.c_str(), path.size());
+  const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const bool reached = socket >= 0 && connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+  if (socket >= 0) close(socket);
+  return reached;
+}
+
+// Qt ends the process when it can't connect to a display, so that is tried first. A connection to an X display stays
+// until Qt has its own: some servers begin anew, and refuse connections meanwhile, when their last one is closed.
 class display_probe {
  public:
   display_probe() {
-    const char* platform = std::getenv("QT_QPA_PLATFORM");
-    const char* wayland = std::getenv("WAYLAND_DISPLAY");
-    const bool chosen = platform && *platform;
-    if (chosen ? std::strcmp(platform, "xcb") == 0 : !(wayland && *wayland))
+    const std::string platform = is_set("QT_QPA_PLATFORM") ? std::getenv("QT_QPA_PLATFORM") : "";
+    const bool asks_wayland = platform.empty() ? is_set("WAYLAND_DISPLAY") : platform.starts_with("wayland");
+    const bool asks_x = platform.empty() ? is_set("DISPLAY") : platform == "xcb";
+    if (!asks_wayland && !asks_x) {
+      good_ = !platform.empty();  // one of the platforms that need no display
+    } else if (asks_wayland && reaches_wayland()) {
+      good_ = true;
+    } else if (asks_x) {
       connection_ = xcb_connect(nullptr, nullptr);
+      good_ = xcb_connection_has_error(connection_) == 0;
+      // Otherwise Qt would go to the Wayland display that is not there first.
+      if (good_) setenv("QT_QPA_PLATFORM", "xcb", 1);
+    }
   }
   ~display_probe() {
     if (connection_) xcb_disconnect(connection_);
   }
   display_probe(const display_probe&) = delete;
   display_probe& operator=(const display_probe&) = delete;
-  bool good() const { return !connection_ || xcb_connection_has_error(connection_) == 0; }
+  bool good() const { return good_; }
 
  private:
   xcb_connection_t* connection_ = nullptr;
+  bool good_ = false;
 };
+
+// The toolkit's remarks about the session are nothing that a user of the command line can act on.
+void show_only_errors(QtMsgType type, const QMessageLogContext&, const QString& text) {
+  if (type == QtCriticalMsg || type == QtFatalMsg) std::fprintf(stderr, "%s\n", qPrintable(text));
+}
 
 // Alt alone, and with a key, belongs to the key definitions and not to the menu bar.
 class program_style : public QProxyStyle {
@@ -364,6 +406,7 @@ extern "C" __attribute__((visibility("default"))) platform::desktop* kestrin_mak
     error = "the display can't be reached";
     return nullptr;
   }
+  qInstallMessageHandler(platform::show_only_errors);
   try {
     return new platform::qt_desktop;
   } catch (const std::exception& failure) {
