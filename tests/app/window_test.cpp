@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 
 #include "composition/recent_items.h"
 #include "img/format.h"
@@ -186,8 +187,9 @@ TEST_F(window, exits_without_ever_loading_the_toolkit) {
 TEST_F(window, says_why_there_is_none) {
   const std::map<std::string, std::string> dead_ends[] = {{{"DISPLAY", ":4711"}}, {{"WAYLAND_DISPLAY", "nobody"}}};
   for (const auto& environment : dead_ends) {
-    const support::outcome found =
-        support::run_program(KESTRIN_BINARY, {"--print_field=global:zoom"}, {folder.path(), environment});
+    support::run_options options;
+    options.environment = environment;
+    const support::outcome found = support::run_program(KESTRIN_BINARY, {"--print_field=global:zoom"}, options);
     EXPECT_EQ(found.code, 255);
     EXPECT_EQ(found.out, "global:zoom=100\n");
     EXPECT_EQ(found.error_lines().size(), 1u) << found.errors;
