@@ -3,7 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <limits>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 namespace media {
 namespace {
@@ -43,6 +47,14 @@ bool is_movie_format(const AVInputFormat* format) {
   return length < 5 || std::strcmp(format->name + length - 5, "_pipe") != 0;
 }
 
+// No file that is a movie needs as much to say what it is; 1 GB of empty transport packets takes seven seconds.
+constexpr long long most_opening_bytes = 128 << 20;
+
+int reads_too_much(void* opaque) {
+  const auto* guard = static_cast<const opening_guard*>(opaque);
+  return guard->opening && guard->context->pb && guard->context->pb->bytes_read > most_opening_bytes;
+}
+
 }  // namespace
 
 int open_container(sources::clip_kind kind, const std::string& path, AVMediaType type, stream_choice& choice) {
@@ -51,14 +63,26 @@ int open_container(sources::clip_kind kind, const std::string& path, AVMediaType
     return true;
   }();
   static_cast<void>(quiet);
+  // A pipe without a writer would be waited for.
+  std::error_code ignored;
+  if (std::filesystem::exists(path, ignored) && !std::filesystem::is_regular_file(path, ignored))
+    return AVERROR(EINVAL);
+  auto guard = std::make_unique<opening_guard>();
+  AVFormatContext* opened = avformat_alloc_context();
+  if (!opened) return AVERROR(ENOMEM);
+  guard->context = opened;
+  opened->interrupt_callback = {reads_too_much, guard.get()};
   AVDictionary* options = nullptr;
   av_dict_set(&options, "protocol_whitelist", "file", 0);
-  AVFormatContext* opened = nullptr;
   const int error = avformat_open_input(&opened, ("file:" + path).c_str(), nullptr, &options);
   av_dict_free(&options);
   if (error < 0) return error;
   format_ptr file(opened);
   if (!is_of_kind(file->iformat, kind) || !is_movie_format(file->iformat)) return AVERROR_INVALIDDATA;
+  // Looking into the stream replaces the container's tags by those of the codec, even by none.
+  std::vector<std::pair<AVColorSpace, AVColorRange>> tags;
+  for (unsigned i = 0; i < file->nb_streams; ++i)
+    tags.emplace_back(file->streams[i]->codecpar->color_space, file->streams[i]->codecpar->color_range);
   const int info = avformat_find_stream_info(file.get(), nullptr);
   if (info < 0) return info;
   int stream = -1;
@@ -72,7 +96,11 @@ int open_container(sources::clip_kind kind, const std::string& path, AVMediaType
   for (unsigned i = 0; i < file->nb_streams; ++i) {
     if (static_cast<int>(i) != stream) file->streams[i]->discard = AVDISCARD_ALL;
   }
+  if (static_cast<std::size_t>(stream) < tags.size())
+    std::tie(choice.color_space, choice.color_range) = tags[static_cast<std::size_t>(stream)];
+  guard->opening = false;
   choice.file = std::move(file);
+  choice.guard = std::move(guard);
   choice.stream = stream;
   return 0;
 }
@@ -101,6 +129,9 @@ int timing::frame_at(long long time) const {
 }
 
 void timing::start_at(long long first_picture) {
+  if (counted) first_picture = 0;
+  sound_origin = delayed ? origin : first_picture;
+  last += std::max(0LL, first_picture - sound_origin);
   origin = first_picture;
   frames = std::clamp(frame_at(last) + 1, 1, 100'000'000);
 }
@@ -110,6 +141,8 @@ namespace {
 struct packet_span {
   long long first = std::numeric_limits<long long>::max();
   long long last = std::numeric_limits<long long>::min();
+  long long packets = 0;
+  bool without_presentation = false;  // a packet has a decoding time only
   bool found() const { return last >= first; }
 };
 
@@ -120,9 +153,13 @@ void read_span(const stream_choice& choice, long long limit, packet_span& span) 
     if (packet->stream_index == choice.stream) {
       const long long time = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
       const bool shown = !(packet->flags & (AV_PKT_FLAG_DISCARD | AV_PKT_FLAG_CORRUPT));
-      if (time != AV_NOPTS_VALUE && shown && packet->size > 0) {
-        span.first = std::min(span.first, time);
-        span.last = std::max(span.last, time);
+      if (shown && packet->size > 0) {
+        ++span.packets;
+        if (time != AV_NOPTS_VALUE) {
+          span.first = std::min(span.first, time);
+          span.last = std::max(span.last, time);
+          span.without_presentation |= packet->pts == AV_NOPTS_VALUE;
+        }
       }
       ++i;
     }
@@ -151,8 +188,17 @@ bool measure(const stream_choice& choice, int fallback_rate, timing& result) {
 
   packet_span head;
   read_span(choice, reorder_window, head);
-  if (!head.found()) return false;
+  if (!head.found()) {
+    if (head.packets == 0) return false;
+    read_span(choice, std::numeric_limits<long long>::max(), head);
+    result.counted = true;
+    result.time_base = av_inv_q(result.rate);
+    result.origin = 0;
+    result.last = head.packets - 1;
+    return true;
+  }
   result.origin = head.first;
+  result.delayed = head.without_presentation;
 
   // What the header says of the end may be wrong: the last packets that can be read decide. The first jump may land
   // behind some of the pictures that are shown last, so a second one goes back for them.

@@ -8,9 +8,19 @@
 
 namespace media {
 
+// Ends the opening of a file that keeps the library reading in search of a stream.
+struct opening_guard {
+  const AVFormatContext* context = nullptr;
+  bool opening = true;
+};
+
 struct stream_choice {
+  std::unique_ptr<opening_guard> guard;  // outlives the file, which asks it
   format_ptr file;
   int stream = -1;  // index of the video or audio stream
+  // What the container says of the colours, which counts where the codec says nothing.
+  AVColorSpace color_space = AVCOL_SPC_UNSPECIFIED;
+  AVColorRange color_range = AVCOL_RANGE_UNSPECIFIED;
 };
 
 // Opens `path` as one kind of container and finds the best stream of a type. A file that is another kind, or has no
@@ -28,12 +38,18 @@ struct timing {
   long long origin = 0;  // of the first picture, in time_base units
   long long last = 0;    // of the last picture
   int frames = 0;
+  bool counted = false;  // the stream has no times: pictures are counted from its start, in steps of 1 / rate
 
   long long time_of(int frame) const;
   // The frame whose slot holds `time`, to the nearest.
   int frame_at(long long time) const;
   // Takes the time of the first picture and counts the frames from there.
   void start_at(long long first_picture);
+
+  // Decoding times stand for missing times of presentation: pictures come out later than that by the delay that the
+  // first one has. The sound does not wait for them.
+  bool delayed = false;
+  long long sound_origin = 0;  // the time of the sound that belongs to frame 0
 };
 
 // Measures the stream: the packets that are really there decide, not the header. `origin` is the earliest of them, and

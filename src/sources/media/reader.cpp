@@ -5,6 +5,14 @@
 #include <system_error>
 
 namespace media {
+namespace {
+
+// Transport streams are entered anywhere. Before a key frame some decoders make pictures of gray; a stream without key
+// frames is decoded all the same after so many packets.
+constexpr int most_packets_to_key = 600;
+
+}  // namespace
+
 std::unique_ptr<reader> reader::open(sources::clip_kind kind, const std::string& path, const timing& timing,
                                      int lowres) {
   auto result = std::make_unique<reader>();
@@ -58,8 +66,10 @@ const AVFrame* reader::find(int frame) {
     const bool needs_run_up = std::strncmp(input_.file->iformat->name, "mpeg", 4) == 0;
     if (back == 0 && needs_run_up && frame > 0) continue;
     const bool from_start = back > 0 && timing_.time_of(frame) - back <= timing_.origin;
-    if (from_start || !seek(frame, back)) continue;
+    if (from_start || (timing_.counted && back >= 0) || !seek(frame, back)) continue;
     if (const AVFrame* picture = advance_to(frame)) return picture;
+    // The stream ended behind a picture that comes before the frame: going back further finds no more.
+    if (held_number_ >= 0 && held_number_ < frame) break;
   }
   next_ = -1;
   return nullptr;
@@ -80,6 +90,7 @@ bool reader::seek(int frame, long long before) {
   avcodec_flush_buffers(decoder_.get());
   held_number_ = pending_number_ = decoded_number_ = -1;
   draining_ = false;
+  packets_to_key_ = before < 0 ? 0 : most_packets_to_key;
   next_ = 0;
   return true;
 }
@@ -90,8 +101,10 @@ bool reader::decode(AVFrame* out, int& number) {
     av_frame_unref(out);
     const int got = avcodec_receive_frame(decoder_.get(), out);
     if (got == 0) {
-      const long long time = out->best_effort_timestamp;
+      const long long time = timing_.counted ? decoded_number_ + 1 : out->best_effort_timestamp;
       if (out->flags & AV_FRAME_FLAG_DISCARD) continue;
+      if (out->colorspace == AVCOL_SPC_UNSPECIFIED) out->colorspace = input_.color_space;
+      if (out->color_range == AVCOL_RANGE_UNSPECIFIED) out->color_range = input_.color_range;
       // A picture without a time stands behind the one before it.
       if (time == AV_NOPTS_VALUE && decoded_number_ < 0) continue;
       number = time == AV_NOPTS_VALUE ? decoded_number_ + 1 : timing_.frame_at(time);
@@ -106,8 +119,12 @@ bool reader::decode(AVFrame* out, int& number) {
       avcodec_send_packet(decoder_.get(), nullptr);
       continue;
     }
-    // A packet that the decoder refuses costs its own picture and no other.
-    if (packet_->stream_index == input_.stream) avcodec_send_packet(decoder_.get(), packet_.get());
+    const bool is_key = (packet_->flags & AV_PKT_FLAG_KEY) != 0;
+    if (packet_->stream_index == input_.stream && (is_key || packets_to_key_-- <= 0)) {
+      packets_to_key_ = 0;
+      // A packet that the decoder refuses costs its own picture and no other.
+      avcodec_send_packet(decoder_.get(), packet_.get());
+    }
     av_packet_unref(packet_.get());
   }
 }

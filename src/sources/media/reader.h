@@ -44,6 +44,7 @@ class reader {
   int decoded_number_ = -1;  // of the last picture that came from the decoder
   packet_ptr packet_;
   bool draining_ = false;
+  int packets_to_key_ = 0;   // that may still be passed over in search of a key frame
   int in_order_ = 0;         // reads that followed each other
   std::future<void> ahead_;  // uses what stands above, but not the held picture; the last member, it ends first
 

@@ -59,7 +59,7 @@ std::shared_ptr<const sources::wave_context> decode_sound(sources::clip_kind kin
   wave->bits = 8 * sample_bytes;
   wave->channels = static_cast<std::uint32_t>(sound.channels);
   const AVRational time_base = sound.input.file->streams[sound.input.stream]->time_base;
-  const double picture_start = static_cast<double>(picture.origin) * av_q2d(picture.time_base);
+  const double picture_start = static_cast<double>(picture.sound_origin) * av_q2d(picture.time_base);
 
   packet_ptr packet(av_packet_alloc());
   frame_ptr frame(av_frame_alloc());

@@ -1,0 +1,120 @@
+// Time codes and sound of movies.
+#include <gtest/gtest.h>
+
+#include "support/numbered_movie.h"
+#include "support/temp_folder.h"
+
+namespace {
+
+using support::open_movie;
+
+class movie_sound : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!support::have_ffmpeg()) GTEST_SKIP() << "no ffmpeg to make movies with";
+  }
+  std::string file(const std::string& name) const { return folder / name; }
+
+  support::temp_folder folder;
+};
+
+TEST_F(movie_sound, time_codes) {
+  struct row {
+    const char* file;
+    const char* rate;
+    const char* timecode;
+    int frame;
+    const char* expected;
+  };
+  const row rows[] = {
+      {"drop.mov", "30000/1001", "00:00:59;28", 2, "00:01:00;02"},  // two numbers are dropped at the minute
+      {"film.mov", "24", "01:00:00:00", 30, "01:00:01:06"},
+      {"film.mxf", "25", "10:11:12:24", 1, "10:11:13:00"},
+      {"none.mov", "25", "", 3, ""},
+  };
+  for (const row& r : rows) {
+    const std::string code = *r.timecode ? " -timecode \"" + std::string(r.timecode) + "\"" : std::string();
+    ASSERT_TRUE(support::run_ffmpeg(std::string("-f lavfi -i color=s=64x48:d=2:r=") + r.rate + code +
+                                    " -c:v mpeg2video -q:v 3 " + file(r.file)))
+        << r.file;
+    const auto clip = open_movie(file(r.file)).opened;
+    ASSERT_TRUE(clip) << r.file;
+    img::image image;
+    ASSERT_TRUE(clip->read(r.frame, 0, image));
+    EXPECT_EQ(img::to_text(image.timecode), r.expected) << r.file;
+  }
+}
+
+TEST_F(movie_sound, one_block_of_the_exact_length) {
+  struct row {
+    const char* file;
+    const char* codec;
+    int rate, channels;
+    bool exact;
+  };
+  const row rows[] = {
+      {"a.mov", "pcm_s16le", 44100, 1, true}, {"b.mov", "pcm_s24le", 48000, 2, true},
+      {"c.avi", "pcm_s16le", 48000, 2, true}, {"d.mkv", "flac", 44100, 2, true},
+      {"e.mov", "pcm_f32le", 48000, 2, true}, {"f.mov", "alac", 44100, 2, true},
+      {"g.mp4", "aac", 48000, 2, false},      {"h.mkv", "libvorbis", 44100, 1, false},
+      {"i.ts", "mp2", 48000, 2, false},       {"j.mov", "pcm_s16le -ac 6", 48000, 2, true},
+      {"k.mov", "pcm_u8", 22050, 1, true},
+  };
+  for (const row& r : rows) {
+    const std::string rate = std::to_string(r.rate);
+    ASSERT_TRUE(support::run_ffmpeg(
+        "-f lavfi -i color=s=64x48:d=2:r=25 -f lavfi -i sine=frequency=441:r=" + rate +
+        ":d=2 -c:v mpeg2video -q:v 3 -c:a " + r.codec + " -ar " + rate +
+        (std::string(r.codec).find("-ac") == std::string::npos ? " -ac " + std::to_string(r.channels) : "") + " " +
+        file(r.file)))
+        << r.file;
+    const auto clip = open_movie(file(r.file)).opened;
+    ASSERT_TRUE(clip) << r.file;
+    const auto wave = clip->read_audio();
+    ASSERT_TRUE(wave) << r.file;
+    EXPECT_EQ(wave->sample_rate, static_cast<unsigned>(r.rate)) << r.file;
+    EXPECT_EQ(wave->channels, static_cast<unsigned>(r.channels)) << r.file;
+    EXPECT_EQ(wave->bits, 16);
+    // A codec with blocks may fill up its last one.
+    EXPECT_GE(wave->frames(), 2LL * r.rate - (r.exact ? 0 : 2304)) << r.file;
+    EXPECT_LE(wave->frames(), 2LL * r.rate + (r.exact ? 0 : 2304)) << r.file;
+    int crossings = 0;
+    for (int i = 1; i < r.rate; ++i) crossings += wave->sample(i - 1, 0) < 0 && wave->sample(i, 0) >= 0;
+    EXPECT_NEAR(crossings, 441, 2) << r.file;
+  }
+}
+
+TEST_F(movie_sound, begins_with_frame_0) {
+  // A click at a quarter of a second in the file, where the picture is frame 5 of 20 a second; then the same with the
+  // sound half a second later, and with the picture cut.
+  ASSERT_TRUE(
+      support::run_ffmpeg("-f lavfi -i color=s=64x48:d=2:r=20 -f lavfi -i "
+                          "\"aevalsrc='if(between(t,0.25,0.26),0.9,0)':s=48000:d=2\" "
+                          "-c:v mjpeg -c:a pcm_s16le " +
+                          file("a.mov")));
+  ASSERT_TRUE(support::run_ffmpeg("-i " + file("a.mov") + " -itsoffset 0.5 -i " + file("a.mov") +
+                                  " -map 0:v -map 1:a -c copy " + file("late.mkv")));
+  ASSERT_TRUE(support::run_ffmpeg("-i " + file("a.mov") + " -c copy -output_ts_offset 7 " + file("shifted.mkv")));
+  for (const auto& [name, click] : {std::pair{"a.mov", 0.25}, {"late.mkv", 0.75}, {"shifted.mkv", 0.25}}) {
+    const auto clip = open_movie(file(name)).opened;
+    ASSERT_TRUE(clip) << name;
+    const auto wave = clip->read_audio();
+    ASSERT_TRUE(wave) << name;
+    long long first = 0;
+    while (first < wave->frames() && wave->sample(first, 0) < 8192) ++first;
+    EXPECT_NEAR(static_cast<double>(first) / wave->sample_rate, click, 0.0015) << name;
+  }
+}
+
+TEST_F(movie_sound, none_and_broken) {
+  ASSERT_TRUE(support::run_ffmpeg("-f lavfi -i color=s=64x48:d=1:r=25 -c:v mjpeg " + file("silent.mov")));
+  EXPECT_FALSE(open_movie(file("silent.mov")).opened->read_audio());
+  ASSERT_TRUE(support::run_ffmpeg("-f lavfi -i color=s=64x48:d=1:r=25 -f lavfi -i sine=d=1 -c:v mjpeg -c:a pcm_s16le " +
+                                  file("gone.mov")));
+  const auto clip = open_movie(file("gone.mov")).opened;
+  ASSERT_TRUE(clip);
+  std::filesystem::remove(file("gone.mov"));
+  EXPECT_FALSE(clip->read_audio());
+}
+
+}  // namespace
