@@ -105,14 +105,34 @@ int open_container(sources::clip_kind kind, const std::string& path, AVMediaType
   return 0;
 }
 
-codec_ptr open_decoder(const stream_choice& choice, int threads, int lowres) {
+namespace {
+// More of them cost memory for the pictures in work and no longer make a movie faster.
+constexpr int most_decoder_threads = 16;
+
+// Whether each picture of a codec is decoded without any other one.
+bool stands_alone(AVCodecID codec) {
+  const AVCodecDescriptor* descriptor = avcodec_descriptor_get(codec);
+  return descriptor && (descriptor->props & AV_CODEC_PROP_INTRA_ONLY);
+}
+
+}  // namespace
+
+bool has_styles(const stream_choice& choice) {
+  constexpr int both = AV_CODEC_CAP_SLICE_THREADS | AV_CODEC_CAP_FRAME_THREADS;
+  const AVCodecID id = choice.file->streams[choice.stream]->codecpar->codec_id;
+  const AVCodec* codec = avcodec_find_decoder(id);
+  return codec && stands_alone(id) && (codec->capabilities & both) == both;
+}
+
+codec_ptr open_decoder(const stream_choice& choice, int threads, int lowres, reading_style style) {
   const AVStream* stream = choice.file->streams[choice.stream];
   const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
   if (!codec) return nullptr;
   codec_ptr context(avcodec_alloc_context3(codec));
   if (!context || avcodec_parameters_to_context(context.get(), stream->codecpar) < 0) return nullptr;
   context->pkt_timebase = stream->time_base;
-  context->thread_count = threads;
+  context->thread_count = std::min(threads, most_decoder_threads);
+  if (style == reading_style::jumping && has_styles(choice)) context->thread_type = FF_THREAD_SLICE;
   context->lowres = std::min<int>(lowres, codec->max_lowres);
   if (avcodec_open2(context.get(), codec, nullptr) < 0) return nullptr;
   return context;
@@ -176,6 +196,7 @@ bool measure(const stream_choice& choice, int fallback_rate, timing& result) {
   AVFormatContext* file = choice.file.get();
   AVStream* stream = file->streams[choice.stream];
   result.time_base = stream->time_base;
+  if (stands_alone(stream->codecpar->codec_id)) result.walk_ahead = 1;
   result.rate = av_guess_frame_rate(file, stream, nullptr);
   const double rate = result.rate.den > 0 ? av_q2d(result.rate) : 0.0;
   // Outside files of high-speed cameras, such a rate is the tick of the clock of a file with a variable rate.

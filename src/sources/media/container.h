@@ -27,9 +27,16 @@ struct stream_choice {
 // such stream, gives an error number of the library (negative) and an empty choice.
 int open_container(sources::clip_kind kind, const std::string& path, AVMediaType type, stream_choice& choice);
 
+// How a decoder divides its work among its threads, where the codec leaves a choice: `jumping` by the slices of one
+// picture, which is there as soon as can be; `in_order` by pictures, which gives more of them in a second.
+enum class reading_style { jumping, in_order };
+
+// Whether the style makes a difference, and each picture of the stream is decoded without any other one.
+bool has_styles(const stream_choice& choice);
+
 // A decoder for the stream with `threads` threads, reading at 1 / 2^lowres of the size where the codec can. Null on
 // failure.
-codec_ptr open_decoder(const stream_choice& choice, int threads, int lowres);
+codec_ptr open_decoder(const stream_choice& choice, int threads, int lowres, reading_style style);
 
 // Where the frames of a stream stand in time. Frame N is the picture at `origin` + N / `rate`.
 struct timing {
@@ -38,6 +45,7 @@ struct timing {
   long long origin = 0;  // of the first picture, in time_base units
   long long last = 0;    // of the last picture
   int frames = 0;
+  int walk_ahead = 24;   // so many frames ahead are reached sooner by decoding on than by a jump
   bool counted = false;  // the stream has no times: pictures are counted from its start, in steps of 1 / rate
 
   long long time_of(int frame) const;

@@ -96,7 +96,7 @@ std::unique_ptr<reader> movie_clip::take_reader(int frame, int lowres) {
   };
   for (;;) {
     auto best = free_.end();
-    int best_distance = walk_ahead + 1;
+    int best_distance = timing_.walk_ahead + 1;
     for (auto it = free_.begin(); it != free_.end(); ++it) {
       const int distance = frame - (*it)->next();
       if ((*it)->lowres() == lowres && (*it)->next() >= 0 && distance >= -1 && distance < best_distance) {

@@ -11,13 +11,16 @@ namespace {
 // frames is decoded all the same after so many packets.
 constexpr int most_packets_to_key = 600;
 
+// Reads in order after which more of them are expected.
+constexpr int reads_to_change_style = 6;
+
 }  // namespace
 
 std::unique_ptr<reader> reader::open(sources::clip_kind kind, const std::string& path, const timing& timing,
                                      int lowres) {
   auto result = std::make_unique<reader>();
   if (open_container(kind, path, AVMEDIA_TYPE_VIDEO, result->input_) < 0) return nullptr;
-  result->decoder_ = open_decoder(result->input_, host().thread_count(), lowres);
+  result->decoder_ = open_decoder(result->input_, host().thread_count(), lowres, result->style_);
   if (!result->decoder_) return nullptr;
   result->timing_ = timing;
   result->kind_ = kind;
@@ -40,7 +43,19 @@ bool reader::first_picture(long long& time) {
 const AVFrame* reader::read(int frame) {
   if (ahead_.valid()) ahead_.get();
   in_order_ = frame == next_ ? in_order_ + 1 : 0;
+  if (in_order_ == reads_to_change_style) use_style(reading_style::in_order);
   return find(frame);
+}
+
+// Another decoder where the style makes a difference; false when it stays. The one for jumps holds no picture back, and
+// the other is left only at a jump, so that none is lost.
+bool reader::use_style(reading_style style) {
+  if (style == style_ || draining_ || !input_.file || !has_styles(input_)) return false;
+  codec_ptr decoder = open_decoder(input_, host().thread_count(), lowres_, style);
+  if (!decoder) return false;
+  decoder_ = std::move(decoder);
+  style_ = style;
+  return true;
 }
 
 void reader::decode_ahead() {
@@ -54,8 +69,8 @@ void reader::decode_ahead() {
 
 const AVFrame* reader::find(int frame) {
   if (!input_.file) return nullptr;
-  const bool ahead =
-      next_ >= 0 && frame >= next_ - 1 && frame <= next_ + walk_ahead && (held_number_ < 0 || frame >= held_number_);
+  const bool ahead = next_ >= 0 && frame >= next_ - 1 && frame <= next_ + timing_.walk_ahead &&
+                     (held_number_ < 0 || frame >= held_number_);
   if (ahead) {
     if (const AVFrame* picture = advance_to(frame)) return picture;
   }
@@ -87,9 +102,9 @@ bool reader::seek(int frame, long long before) {
     error = av_seek_frame(input_.file.get(), input_.stream, time, AVSEEK_FLAG_BACKWARD);
   }
   if (error < 0) return false;
-  avcodec_flush_buffers(decoder_.get());
-  held_number_ = pending_number_ = decoded_number_ = -1;
   draining_ = false;
+  if (!use_style(reading_style::jumping)) avcodec_flush_buffers(decoder_.get());
+  held_number_ = pending_number_ = decoded_number_ = -1;
   packets_to_key_ = before < 0 ? 0 : most_packets_to_key;
   next_ = 0;
   return true;

@@ -8,9 +8,6 @@
 
 namespace media {
 
-// A frame at most this far ahead is reached by decoding on: a seek would throw the decoder's state away for less.
-constexpr int walk_ahead = 24;
-
 // Decodes frames by number; in order without seeking. One thread at a time.
 class reader {
  public:
@@ -43,11 +40,13 @@ class reader {
   int pending_number_ = -1;
   int decoded_number_ = -1;  // of the last picture that came from the decoder
   packet_ptr packet_;
+  reading_style style_ = reading_style::jumping;
   bool draining_ = false;
   int packets_to_key_ = 0;   // that may still be passed over in search of a key frame
   int in_order_ = 0;         // reads that followed each other
   std::future<void> ahead_;  // uses what stands above, but not the held picture; the last member, it ends first
 
+  bool use_style(reading_style style);
   const AVFrame* find(int frame);
   bool seek(int frame, long long before);
   bool decode(AVFrame* out, int& number);

@@ -48,7 +48,7 @@ std::shared_ptr<const sources::wave_context> decode_sound(sources::clip_kind kin
                                                           const timing& picture) {
   sound_decoder sound;
   if (open_container(kind, path, AVMEDIA_TYPE_AUDIO, sound.input) < 0) return nullptr;
-  sound.decoder = open_decoder(sound.input, 1, 0);
+  sound.decoder = open_decoder(sound.input, 1, 0, reading_style::in_order);
   if (!sound.decoder) return nullptr;
   sound.rate = sound.decoder->sample_rate;
   sound.channels = std::clamp(sound.decoder->ch_layout.nb_channels, 1, 2);
