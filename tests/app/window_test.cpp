@@ -162,7 +162,9 @@ TEST_F(window, lives_through_absurd_sizes_and_definitions) {
   const std::pair<int, int> sizes[] = {{1, 1}, {8000, 8000}, {700, 500}};
   for (const auto& [width, height] : sizes) {
     server->xdotool({"windowsize", program.window(), std::to_string(width), std::to_string(height)});
-    ASSERT_TRUE(wait_until([&] { return program.geometry().width == width && program.geometry().height == height; }));
+    ASSERT_TRUE(wait_until([&, width = width, height = height] {
+      return program.geometry().width == width && program.geometry().height == height;
+    }));
   }
   EXPECT_TRUE(wait_until([&] { return preview_of(program).width == 700; }));
   const screenshot preview = preview_of(program);
