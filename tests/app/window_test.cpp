@@ -18,6 +18,7 @@ using support::rectangle;
 using support::screenshot;
 using support::wait_until;
 using support::window_program;
+using namespace std::string_view_literals;
 
 screenshot as_screenshot(const img::image& image) {
   screenshot result{image.width, image.height, {}};
@@ -57,11 +58,12 @@ class window : public testing::Test {
   }
 
   // Whether the window comes to show that above its strip for `rows` layers, at the bottom of the client area.
-  bool comes_to_show(window_program& program, const screenshot& preview, int strip) {
+  bool comes_to_show(window_program& program, const screenshot& preview, int strip,
+                     const support::x_server& on = *server) {
     return wait_until([&] {
       const rectangle at = program.geometry();
       const int menu = at.height - strip - preview.height;
-      return menu >= 0 && server->look().part(at.x, at.y + menu, preview.width, preview.height) == preview;
+      return menu >= 0 && on.look().part(at.x, at.y + menu, preview.width, preview.height) == preview;
     });
   }
 };
@@ -171,6 +173,171 @@ TEST_F(window, lives_through_absurd_sizes_and_definitions) {
   EXPECT_TRUE(comes_to_show(program, preview, 94));
   EXPECT_NE(preview.at(350 - 90, preview.height / 2), 0u) << "zoomed to 300 percent";
   program.key("ctrl+q");
+  EXPECT_EQ(program.program().wait_for_end(), 0);
+}
+
+TEST_F(window, takes_every_kind_of_key) {
+  struct row {
+    const char* definition;
+    const char* pressed;  // as xdotool names it
+  };
+  const row rows[] = {{"F", "f"},
+                      {"shift+f", "shift+f"},
+                      {"Ctrl+F", "ctrl+f"},
+                      {"Alt+F", "alt+f"},
+                      {"shift+CTRL+alt+F", "ctrl+alt+shift+f"},
+                      {"7", "7"},
+                      {"shift+7", "shift+7"},
+                      {"F2", "F2"},
+                      {"shift+F12", "shift+F12"},
+                      {"space", "space"},
+                      {"tab", "Tab"},
+                      {"ctrl+shift+tab", "ctrl+shift+Tab"},
+                      {"enter", "Return"},
+                      {"esc", "Escape"},
+                      {"backspace", "BackSpace"},
+                      {"del", "Delete"},
+                      {"ins", "Insert"},
+                      {"home", "Home"},
+                      {"end", "End"},
+                      {"pgup", "Page_Up"},
+                      {"shift+pgdn", "shift+Page_Down"},
+                      {"left", "Left"},
+                      {"alt+right", "alt+Right"},
+                      {"up", "Up"},
+                      {"ctrl+down", "ctrl+Down"},
+                      {"numpad5", "KP_5"},
+                      {"numpad*", "KP_Multiply"},
+                      {"numpad+", "KP_Add"},
+                      {"numpad-", "KP_Subtract"},
+                      {"numpad/", "KP_Divide"},
+                      {";", "semicolon"},
+                      {"shift+;", "shift+semicolon"},
+                      {"=", "equal"},
+                      {"shift+=", "shift+equal"},
+                      {",", "comma"},
+                      {"-", "minus"},
+                      {".", "period"},
+                      {"/", "slash"},
+                      {"`", "grave"},
+                      {"[", "bracketleft"},
+                      {"shift+]", "shift+bracketright"},
+                      {"\\", "backslash"},
+                      {"'", "apostrophe"}};
+  std::string keys;
+  std::string expected;
+  std::vector<std::string> presses = {"key"};
+  int number = 0;
+  for (const row& r : rows) {
+    keys += std::string(r.definition) + " var:k=" + std::to_string(++number) + " print_field=var:k\n";
+    expected += "var:k=" + std::to_string(number) + "\n";
+    presses.push_back(r.pressed);
+  }
+  window_program program(*server, {}, keys);
+  server->xdotool(presses);
+  EXPECT_TRUE(wait_until([&] { return program.output().size() >= expected.size(); }, std::chrono::seconds(20)));
+  EXPECT_EQ(program.output(), expected);
+}
+
+TEST_F(window, shows_a_pixel_as_a_pixel_on_screens_of_any_scale) {
+  picture("a.tga", 301, 200);
+  support::x_server large(2000, 1700);
+  for (const char* scale : {"1.25", "1.5", "2"}) {
+    window_program program(large, {folder / "a.tga"}, screen_key(), {{"QT_SCALE_FACTOR", scale}});
+    const screenshot preview = preview_of(program);
+    EXPECT_EQ(preview.width, program.geometry().width) << scale;
+    EXPECT_TRUE(comes_to_show(program, preview, 94, large)) << scale;
+  }
+}
+
+TEST_F(window, works_from_its_menu_while_the_clock_goes_on) {
+  for (int i = 1; i <= 60; ++i) picture("shot." + std::to_string(100 + i) + ".tga", 301, 200, i);
+  window_program program(*server, {folder / "shot.101.tga"}, screen_key());
+  ASSERT_TRUE(comes_to_show(program, preview_of(program), 94));
+  const rectangle at = program.geometry();
+  const auto middle = [&] { return server->look().part(at.x + 440, at.y + 340, 60, 60); };
+  // The fourth menu; its first entry plays.
+  const screenshot stopped = middle();
+  const auto click = [&](int x, int y) {
+    server->xdotool({"mousemove", std::to_string(at.x + x), std::to_string(at.y + y), "click", "1"});
+  };
+  click(135, 9);
+  ASSERT_TRUE(wait_until([&] { return server->look().at(at.x + 145, at.y + 60) != 0; })) << "the menu opens";
+  server->xdotool({"key", "Down", "Return"});
+  EXPECT_TRUE(wait_until([&] { return middle() != stopped; })) << "it plays";
+  click(135, 9);
+  ASSERT_TRUE(wait_until([&] { return server->look().at(at.x + 145, at.y + 60) != 0; }));
+  const screenshot playing = middle();
+  EXPECT_TRUE(wait_until([&] { return middle() != playing; })) << "the menu is open, and it plays";
+  server->xdotool({"key", "Escape", "ctrl+q"});
+  EXPECT_EQ(program.program().wait_for_end(), 0);
+}
+
+TEST_F(window, opens_and_saves_through_dialogs) {
+  picture("a.tga", 60, 40);
+  window_program program(*server, {folder / "a.tga"}, screen_key());
+  ASSERT_TRUE(comes_to_show(program, preview_of(program), 94));
+  const auto answer = [&](const char* key, const std::string& text) {
+    const std::string title = key;
+    program.key(key);
+    std::string dialog;
+    EXPECT_TRUE(wait_until(
+        [&] {
+          const std::string all = server->xdotool({"search", "--onlyvisible", "--all", "--pid",
+                                                   std::to_string(program.program().id()), "--name", "Composition"});
+          dialog = all.substr(0, all.find('\n'));
+          return !dialog.empty();
+        },
+        std::chrono::seconds(20)))
+        << "a dialog opens";
+    server->xdotool({"windowfocus", "--sync", dialog, "key", "ctrl+a", "type", text + "\r"});
+  };
+  answer("ctrl+shift+s", folder / "new.ksncomp");
+  EXPECT_TRUE(wait_until([&] { return program.title().find(" - new.ksncomp") != std::string::npos; }))
+      << program.title();
+  EXPECT_TRUE(std::filesystem::exists(folder / "new.ksncomp"));
+  server->xdotool({"windowfocus", "--sync", program.window(), "key", "ctrl+n"});
+  EXPECT_TRUE(wait_until([&] { return program.title().find(" - unnamed.ksncomp") != std::string::npos; }));
+  answer("ctrl+o", folder / "new.ksncomp");
+  EXPECT_TRUE(wait_until([&] { return program.title().find(" - new.ksncomp") != std::string::npos; }))
+      << program.title();
+}
+
+TEST_F(window, has_the_clipboard_and_the_mouse_of_its_desktop) {
+  picture("a.tga", 60, 40);
+  window_program program(*server, {folder / "a.tga", "--mask_size=50,30"},
+                         screen_key() + "F2 clipboard_copy_mask clipboard_paste print_field=1:name\n");
+  ASSERT_TRUE(comes_to_show(program, preview_of(program), 94));
+  program.key("F2");
+  EXPECT_TRUE(wait_until([&] { return program.output() == "1:name=Clipboard Image\n"; })) << program.output();
+  EXPECT_TRUE(wait_until([&] { return comes_to_show(program, preview_of(program), 114); }));
+
+  const screenshot before = preview_of(program);
+  const rectangle at = program.geometry();
+  const auto move = [&](int x, int y) {
+    server->xdotool({"mousemove", "--sync", std::to_string(at.x + x), std::to_string(at.y + y)});
+  };
+  move(300, 300);
+  server->xdotool({"mousedown", "2"});
+  move(333, 322);
+  server->xdotool({"mouseup", "2"});
+  ASSERT_TRUE(wait_until([&] { return preview_of(program) != before; }));
+  EXPECT_TRUE(preview_of(program).part(33, 22, 800, 600) == before.part(0, 0, 800, 600)) << "moved by the drag";
+  const screenshot moved = preview_of(program);
+  server->xdotool({"click", "4"});
+  EXPECT_TRUE(wait_until([&] { return preview_of(program) != moved; })) << "zoomed by the wheel";
+}
+
+TEST_F(window, reads_definitions_and_texts_in_any_encoding) {
+  support::temp_folder user;
+  // Latin 1, a wrong byte order mark, a zero byte.
+  support::write_file(user / "documents/Kestrin/messages.txt",
+                      "mi_file=D\xE4tei\n\xFF\xFEmi_edit=x\nmi_view=\xC3(\0\n"sv);
+  support::write_file(user / "documents/Kestrin/keydefs.txt",
+                      "\xFF\xFE F2\0 zoom=9\nF3 zoom=\xE4\n\xE4 exit\nF4 exit\n"sv);
+  support::write_file(user / "config/user-dirs.dirs", "XDG_DOCUMENTS_DIR=\"" + user / "documents" + "\"\n");
+  window_program program(*server, {}, {}, {{"XDG_CONFIG_HOME", user / "config"}});
+  server->xdotool({"key", "F2", "F3", "F4"});
   EXPECT_EQ(program.program().wait_for_end(), 0);
 }
 

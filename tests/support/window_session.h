@@ -23,11 +23,11 @@
 
 namespace support {
 
-constexpr std::chrono::seconds patience(60);
+constexpr std::chrono::seconds patience(30);
 
 // Asks until it holds; false after the patience of a busy machine.
-inline bool wait_until(const std::function<bool()>& holds) {
-  const auto end = std::chrono::steady_clock::now() + patience;
+inline bool wait_until(const std::function<bool()>& holds, std::chrono::seconds how_long = patience) {
+  const auto end = std::chrono::steady_clock::now() + how_long;
   while (!holds()) {
     if (std::chrono::steady_clock::now() > end) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));

@@ -50,9 +50,22 @@ canvas_widget::canvas_widget(const window_events& events) : events_(events) {
   setAcceptDrops(true);
 }
 
-math::point canvas_widget::pixel_size() const {
+QRect canvas_widget::pixel_area() const {
   const double scale = devicePixelRatioF();
-  return {static_cast<int>(std::lround(width() * scale)), static_cast<int>(std::lround(height() * scale))};
+  const QPointF corner = QPointF(mapTo(window(), QPoint())) * scale;
+  const QPointF end = corner + QPointF(width(), height()) * scale;
+  const QPoint first(static_cast<int>(std::lround(corner.x())), static_cast<int>(std::lround(corner.y())));
+  return {first, QSize(static_cast<int>(std::lround(end.x())), static_cast<int>(std::lround(end.y()))) -
+                     QSize(first.x(), first.y())};
+}
+
+QPointF canvas_widget::pixel_offset() const {
+  return QPointF(mapTo(window(), QPoint())) * devicePixelRatioF() - QPointF(pixel_area().topLeft());
+}
+
+math::point canvas_widget::pixel_at(QPointF position) const {
+  const QPointF pixel = position * devicePixelRatioF() + pixel_offset();
+  return {static_cast<int>(std::floor(pixel.x())), static_cast<int>(std::floor(pixel.y()))};
 }
 
 void canvas_widget::show_picture(std::shared_ptr<const std::uint8_t> pixels, int width, int height, bool now) {
@@ -72,8 +85,9 @@ void canvas_widget::paintEvent(QPaintEvent*) {
     painter.fillRect(rect(), Qt::black);
   } else {
     picture_.setDevicePixelRatio(devicePixelRatioF());
-    painter.drawImage(QPointF(0, 0), picture_);
-    const QRectF shown(QPointF(0, 0), QSizeF(picture_.size()) / picture_.devicePixelRatio());
+    const QPointF corner = -pixel_offset() / devicePixelRatioF();
+    painter.drawImage(corner, picture_);
+    const QRectF shown(corner, QSizeF(picture_.size()) / picture_.devicePixelRatio());
     if (!shown.contains(QRectF(rect()))) {
       // A window that grew shows its last picture until the next one.
       QRegion rest(rect());
@@ -95,12 +109,7 @@ void canvas_widget::keyPressEvent(QKeyEvent* event) {
 
 void canvas_widget::tell(QMouseEvent* event, mouse_action action) {
   if (!events_.mouse) return;
-  const QPointF position = event->position() * devicePixelRatioF();
-  events_.mouse({action,
-                 button_of(event->button()),
-                 {static_cast<int>(std::floor(position.x())), static_cast<int>(std::floor(position.y()))},
-                 0,
-                 modifiers_of(event->modifiers())});
+  events_.mouse({action, button_of(event->button()), pixel_at(event->position()), 0, modifiers_of(event->modifiers())});
 }
 
 void canvas_widget::mousePressEvent(QMouseEvent* event) {
@@ -118,11 +127,7 @@ void canvas_widget::mouseMoveEvent(QMouseEvent* event) {
 
 void canvas_widget::wheelEvent(QWheelEvent* event) {
   if (!events_.mouse) return;
-  const QPointF position = event->position() * devicePixelRatioF();
-  events_.mouse({mouse_action::wheel,
-                 mouse_button::none,
-                 {static_cast<int>(std::floor(position.x())), static_cast<int>(std::floor(position.y()))},
-                 event->angleDelta().y(),
+  events_.mouse({mouse_action::wheel, mouse_button::none, pixel_at(event->position()), event->angleDelta().y(),
                  modifiers_of(event->modifiers())});
 }
 

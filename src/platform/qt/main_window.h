@@ -20,7 +20,7 @@ class canvas_widget : public QWidget {
   explicit canvas_widget(const window_events& events);
 
   // Size of the canvas in pixels of the screen.
-  math::point pixel_size() const;
+  math::point pixel_size() const { return {pixel_area().width(), pixel_area().height()}; }
   // The pixels are held until the next call, for paints that the window system asks for. `now` paints at once.
   void show_picture(std::shared_ptr<const std::uint8_t> pixels, int width, int height, bool now);
 
@@ -42,6 +42,12 @@ class canvas_widget : public QWidget {
   const window_events& events_;
   std::shared_ptr<const std::uint8_t> pixels_;  // of picture_
   QImage picture_;
+
+  // The canvas in pixels of the window: with a broken scale its edges fall between pixels and are rounded.
+  QRect pixel_area() const;
+  // From the corner of pixel_area() to that of the canvas, in pixels.
+  QPointF pixel_offset() const;
+  math::point pixel_at(QPointF position) const;
   void tell(QMouseEvent* event, mouse_action action);
 };
 
