@@ -40,7 +40,7 @@ void write_document(const std::string& path, const std::function<void(binary_oar
     ~remover() {
       if (!path.empty()) std::remove(path.c_str());
     }
-  } unfinished{part.path() == path ? std::string() : part.path()};
+  } unfinished{part.is_apart() ? part.path() : std::string()};
   if (is_xml_document(path)) {
     std::ostringstream text;
     xml_oarchive archive(text);

@@ -381,6 +381,21 @@ TEST(part_file, appears_whole_or_not_at_all) {
   EXPECT_NE(access((target + ".part").c_str(), F_OK), 0);
   EXPECT_EQ(failure([&] { part.commit(); }), "io::write_error|" + target + "|" + std::strerror(ENOENT));
 
+  // A link stays a link, and permissions stay.
+  std::filesystem::create_directory(folder / "real");
+  ASSERT_EQ(rename(target.c_str(), (folder / "real/out_v2.tga").c_str()), 0);
+  ASSERT_EQ(symlink("real/out_v2.tga", target.c_str()), 0);
+  ASSERT_EQ(chmod(target.c_str(), 0664), 0);
+  io::part_file linked(target);
+  EXPECT_EQ(linked.path(), folder / "real/out_v2.tga.part");
+  support::write_file(linked.path(), "newer");
+  linked.commit();
+  struct stat status;
+  EXPECT_TRUE(std::filesystem::is_symlink(target));
+  EXPECT_EQ(support::read_file(folder / "real/out_v2.tga"), "newer");
+  ASSERT_EQ(stat(target.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0664u);
+
   EXPECT_EQ(failure([&] { io::part_file x(folder.path()); }),
             "io::open_error|" + folder.path() + "|" + std::strerror(EISDIR));
   if (geteuid() != 0) {
@@ -392,7 +407,8 @@ TEST(part_file, appears_whole_or_not_at_all) {
   io::part_file direct(pipe);
   EXPECT_EQ(direct.path(), pipe);
   direct.commit();
-  struct stat status;
+  ASSERT_EQ(symlink("pipe", (folder / "link").c_str()), 0);
+  EXPECT_FALSE(io::part_file(folder / "link").is_apart());
   ASSERT_EQ(stat(pipe.c_str(), &status), 0);
   EXPECT_TRUE(S_ISFIFO(status.st_mode));
 }
