@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <optional>
 
+#include "platform/audio_device.h"
 #include "platform/files.h"
 #include "platform/folders.h"
 #include "platform/linux/memory_readings.h"
@@ -219,6 +220,43 @@ TEST(memory, this_machine) {
   const platform::memory_status status = platform::query_memory();
   EXPECT_GT(status.physical_load, 0);
   EXPECT_LE(status.physical_load, 100);
+}
+
+TEST(audio, the_play_cursor_moves_between_blocks) {
+  constexpr int block = 2048;  // 512 samples, 11.6 ms
+  struct row {
+    const char* what;
+    int next, block;
+    double seconds;
+    int expected;
+  };
+  const row rows[] = {
+      {"nothing was taken yet", 0, 0, 0.5, 0},
+      {"just taken", 10240, block, 0.0, 8192},
+      {"a sample later", 10240, block, 1.0 / 44100 + 1e-9, 8196},
+      {"whole samples only", 10240, block, 1.9 / 44100, 8196},
+      {"half of it", 10240, block, 256.0 / 44100 + 1e-9, 9216},
+      {"all of it", 10240, block, 512.0 / 44100 + 1e-9, 10240},
+      {"the next block is late", 10240, block, 100.0, 10240},
+      {"a counter that ran back", 10240, block, -3.0, 8192},
+      {"across the end of the ring", 1024, block, 0.0, 175376},
+      {"across it, a while later", 1024, block, 300.0 / 44100 + 1e-9, 176},
+  };
+  for (const row& r : rows) EXPECT_EQ(platform::audio_play_cursor(r.next, r.block, r.seconds), r.expected) << r.what;
+
+  // However early or late the blocks are asked for, the cursor never runs back.
+  long long before = 0;
+  int next = 0;
+  for (int i = 1; i < 400; ++i) {
+    next = (next + block) % platform::audio_ring_bytes;
+    for (double part = 0.0; part < (i % 7) * 0.3; part += 0.09) {
+      const int cursor = platform::audio_play_cursor(next, block, part * 512 / 44100);
+      const long long moved =
+          (cursor - before % platform::audio_ring_bytes + platform::audio_ring_bytes) % platform::audio_ring_bytes;
+      ASSERT_LT(moved, 8 * block) << i;
+      before += moved;
+    }
+  }
 }
 
 }  // namespace

@@ -60,13 +60,10 @@ bool sdl_ring_device::get_cursors(int& play, int& write) {
   const int block = block_bytes_;
   const std::uint64_t taken_at = taken_at_;
   SDL_UnlockAudioDevice(device_);
-  // Between two callbacks the block that was taken plays: the cursor moves through it with the time, so that the clock
-  // does not step in blocks.
   const double seconds =
       static_cast<double>(SDL_GetPerformanceCounter() - taken_at) / static_cast<double>(SDL_GetPerformanceFrequency());
   if (seconds > longest_block_seconds) return false;
-  const int moved = std::min(block, static_cast<int>(seconds * audio_rate) * 4);
-  play = (position - block + moved + audio_ring_bytes) % audio_ring_bytes;
+  play = audio_play_cursor(position, block, seconds);
   write = (play + audio_lead_bytes) % audio_ring_bytes;
   return true;
 }
