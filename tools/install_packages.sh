@@ -5,7 +5,7 @@ set -eu
 build="g++ cmake ninja-build pkg-config zlib1g-dev libpng-dev libjpeg-dev libtiff-dev libopenexr-dev libimath-dev \
 libdeflate-dev libavformat-dev libavcodec-dev libswscale-dev libswresample-dev libavdevice-dev \
 qt6-base-dev qt6-wayland libsdl2-dev libxcb1-dev"
-test="ffmpeg xvfb xdotool libgtest-dev clang libclang-rt-14-dev clang-format"
+test="ffmpeg xvfb xdotool libgl1-mesa-dri libgtest-dev clang libclang-rt-14-dev clang-format"
 bench="libbenchmark-dev libpixman-1-dev ffmpeg imagemagick openimageio-tools"
 
 missing=

@@ -77,8 +77,8 @@ class window_run::window_display : public ui::display {
   int restore() override { return 0; }
   bool window_exists() override { return desktop_.window_exists(); }
   bool is_minimised() override { return desktop_.is_minimised(); }
-  int blit(const std::shared_ptr<const ui::surface>& picture, bool no_tearing) override {
-    return desktop_.show_picture({picture, picture->pixels.get()}, picture->width, picture->height, no_tearing);
+  int blit(const std::shared_ptr<const ui::surface>& picture, bool at_blank) override {
+    return desktop_.show_picture({picture, picture->pixels.get()}, picture->width, picture->height, at_blank);
   }
   bool knows_blank() override { return desktop_.knows_vertical_blank(); }
   void wait_vertical_blank() override { desktop_.wait_vertical_blank(); }

@@ -128,8 +128,9 @@ class desktop {
   // Shows one whole-window picture: rows of blue, green, red, unused bytes. 0, or an error number. The pixels are read
   // when the window is painted, also again later, and let go with the next picture. Any thread: on the main thread the
   // picture is painted at once, and another size than the client's is an error; from another thread it is painted as
-  // soon as the main thread runs events. `no_tearing`: where the display offers it.
-  virtual int show_picture(std::shared_ptr<const std::uint8_t> pixels, int width, int height, bool no_tearing) = 0;
+  // soon as the main thread runs events. `at_blank`: the display swaps at its vertical blank,
+  // where it can; a call from another thread returns then.
+  virtual int show_picture(std::shared_ptr<const std::uint8_t> pixels, int width, int height, bool at_blank) = 0;
   // Whether this display tells of its vertical blank. Waiting for the next one returns at once where it does not; any
   // thread.
   virtual bool knows_vertical_blank() const = 0;

@@ -123,7 +123,7 @@ int presenter::wait_and_blit(display& display, shared& shared, present_mode mode
   int error = 0;
   {
     const std::lock_guard guard(shared.lock);
-    error = shared.offscreen ? display.blit(shared.offscreen, mode == present_mode::no_tearing) : error_no_offscreen;
+    error = shared.offscreen ? display.blit(shared.offscreen, mode != present_mode::immediate) : error_no_offscreen;
   }
   const std::lock_guard guard(shared.event_lock);
   shared.done = true;

@@ -53,8 +53,8 @@ class display {
   virtual bool window_exists() = 0;
   virtual bool is_minimised() = 0;
   // Any thread; the main thread's picture is on its way to the screen on return. The surface is not written to before
-  // the next picture is shown on the main thread.
-  virtual int blit(const std::shared_ptr<const surface>& picture, bool no_tearing) = 0;
+  // the next picture is shown on the main thread. `at_blank`: a display that swaps pictures does it at its blank.
+  virtual int blit(const std::shared_ptr<const surface>& picture, bool at_blank) = 0;
   // Whether the display tells of its vertical blank.
   virtual bool knows_blank() = 0;
   // Any thread. Without such knowledge the first returns at once, and the second gives nothing, as it does during the

@@ -250,6 +250,23 @@ TEST_F(window, shows_a_pixel_as_a_pixel_on_screens_of_any_scale) {
   }
 }
 
+// The driver of a machine without a graphics card stands in for one.
+TEST_F(window, shows_the_same_through_opengl) {
+  picture("a.tga", 301, 200);
+  window_program program(*server, {folder / "a.tga"},
+                         screen_key() + "F2 toggle_vsync print_field=global:zoom\nF3 zoom=200\nF4 channel_r zoom=100\n",
+                         {{"KESTRIN_OPENGL", "software"}});
+  for (const char* key : {"F2", "F3", "F4", "F2", "F3"}) {
+    program.key(key);
+    const screenshot preview = preview_of(program);
+    EXPECT_TRUE(comes_to_show(program, preview, 94)) << key;
+  }
+  std::string loaded = support::read_file("/proc/" + std::to_string(program.program().id()) + "/maps");
+  EXPECT_NE(loaded.find("swrast_dri"), std::string::npos) << "OpenGL drew";
+  program.key("ctrl+q");
+  EXPECT_EQ(program.program().wait_for_end(), 0);
+}
+
 TEST_F(window, works_from_its_menu_while_the_clock_goes_on) {
   for (int i = 1; i <= 60; ++i) picture("shot." + std::to_string(100 + i) + ".tga", 301, 200, i);
   window_program program(*server, {folder / "shot.101.tga"}, screen_key());

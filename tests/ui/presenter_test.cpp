@@ -17,7 +17,7 @@ class made_up_display : public ui::display {
  public:
   struct shown {
     std::vector<std::uint8_t> pixels;
-    bool no_tearing;
+    bool at_blank;
     bool other_thread;
     int waits;  // for the blank, before it
     int polls;
@@ -35,11 +35,11 @@ class made_up_display : public ui::display {
   int restore() override { return restore_error; }
   bool window_exists() override { return exists; }
   bool is_minimised() override { return minimised; }
-  int blit(const std::shared_ptr<const ui::surface>& picture, bool no_tearing) override {
+  int blit(const std::shared_ptr<const ui::surface>& picture, bool at_blank) override {
     const std::lock_guard guard(lock_);
     const std::size_t bytes = static_cast<std::size_t>(picture->width) * picture->height * 4;
     shown_.push_back({{picture->pixels.get(), picture->pixels.get() + bytes},
-                      no_tearing,
+                      at_blank,
                       std::this_thread::get_id() != main_,
                       waits_,
                       polls_});
@@ -100,16 +100,16 @@ TEST(presenter, picks_the_mode_of_a_turn) {
 TEST(presenter, shows_in_each_mode) {
   struct row {
     present_mode mode;
-    bool no_tearing;
+    bool at_blank;
     bool other_thread;
     int waits;
     int polls;
   };
   // The beam is at 700 and 800, then at 10: it has begun anew.
   const row rows[] = {
-      {present_mode::immediate, false, false, 0, 0},          {present_mode::no_tearing, true, false, 0, 0},
-      {present_mode::wait_blank, false, false, 1, 0},         {present_mode::poll_blank, false, false, 0, 3},
-      {present_mode::threaded_wait_blank, false, true, 1, 0}, {present_mode::threaded_poll_blank, false, true, 0, 3}};
+      {present_mode::immediate, false, false, 0, 0},         {present_mode::no_tearing, true, false, 0, 0},
+      {present_mode::wait_blank, true, false, 1, 0},         {present_mode::poll_blank, true, false, 0, 3},
+      {present_mode::threaded_wait_blank, true, true, 1, 0}, {present_mode::threaded_poll_blank, true, true, 0, 3}};
   // Blue, green, red and alpha planes; the fourth byte is free.
   const img::image picture = support::picture("BGRA", 3, 2, {1, 2, 3, 4});
   for (const row& r : rows) {
@@ -124,7 +124,7 @@ TEST(presenter, shows_in_each_mode) {
     EXPECT_EQ(presenter.last_present(), now);
     const std::vector<made_up_display::shown> shown = display.all_shown();
     ASSERT_EQ(shown.size(), 1u);
-    EXPECT_EQ(shown[0].no_tearing, r.no_tearing);
+    EXPECT_EQ(shown[0].at_blank, r.at_blank);
     EXPECT_EQ(shown[0].other_thread, r.other_thread);
     EXPECT_EQ(shown[0].waits, r.waits);
     EXPECT_EQ(shown[0].polls, r.polls);

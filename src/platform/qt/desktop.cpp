@@ -23,12 +23,14 @@
 #include <QWindow>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 
+#include "platform/qt/gl_surface.h"
 #include "platform/qt/main_window.h"
 #include "platform/sdl/ring_device.h"
 
@@ -166,6 +168,9 @@ class qt_desktop : public desktop {
 
   void destroy_window() override {
     if (!window_) return;
+    gl_in_use_ = false;
+    gl_.reset();
+    gl_tried_ = false;
     window_->may_close = true;
     window_->close();
     window_.reset();
@@ -233,23 +238,34 @@ class qt_desktop : public desktop {
   }
 
   int start_presenting() override { return window_ ? 0 : error_no_window; }
-  int show_picture(std::shared_ptr<const std::uint8_t> pixels, int width, int height, bool) override {
+  int show_picture(std::shared_ptr<const std::uint8_t> pixels, int width, int height, bool at_blank) override {
     if (QThread::currentThread() == application_.thread()) {
       if (!window_) return error_no_window;
       if (client_size() != math::point{width, height}) return error_size;
-      window_->canvas().show_picture(std::move(pixels), width, height, true);
+      use_gl(at_blank);
+      if (gl_in_use_) {
+        gl_->resize(window_->canvas().size());
+        gl_->show_picture(pixels, width, height, false);
+      }
+      window_->canvas().show_picture(std::move(pixels), width, height, !gl_in_use_);
+      return 0;
+    }
+    if (gl_in_use_) {
+      gl_->show_picture(std::move(pixels), width, height, true);
       return 0;
     }
     QMetaObject::invokeMethod(
         &application_,
         [this, pixels = std::move(pixels), width, height]() mutable {
-          if (window_) window_->canvas().show_picture(std::move(pixels), width, height, false);
+          if (!window_) return;
+          use_gl(true);
+          window_->canvas().show_picture(std::move(pixels), width, height, false);
         },
         Qt::QueuedConnection);
     return 0;
   }
-  bool knows_vertical_blank() const override { return false; }
-  void wait_vertical_blank() override {}
+  bool knows_vertical_blank() const override { return gl_in_use_; }
+  void wait_vertical_blank() override {}  // the swap waits
 
   void wait_events(int milliseconds) override {
     QEventLoop::ProcessEventsFlags flags = QEventLoop::AllEvents;
@@ -370,10 +386,24 @@ class qt_desktop : public desktop {
   char* arguments_[2] = {program_, nullptr};
   QApplication application_;
   std::unique_ptr<main_window> window_;
+  std::unique_ptr<gl_surface> gl_;  // looked at by other threads only while gl_in_use_
+  bool gl_tried_ = false;
+  std::atomic<bool> gl_in_use_ = false;
   std::unique_ptr<QProgressDialog> progress_;
   std::function<void()> display_lost_;
   bool menu_visible_ = true;
   sdl_ring_device audio_;
+
+  // OpenGL is looked for with the first picture that is to wait for the blank: a driver takes its time to load.
+  void use_gl(bool wanted) {
+    if (wanted && !gl_tried_) {
+      gl_tried_ = true;
+      gl_ = gl_surface::make(&window_->canvas());
+    }
+    if (!gl_ || wanted == gl_in_use_) return;
+    gl_->set_visible(wanted);
+    gl_in_use_ = wanted;
+  }
 
   void tell_lost() {
     connected = nullptr;
