@@ -21,6 +21,7 @@ struct frame_view {
   math::point offset;         // of the composition's centre from the picture's centre, in picture pixels
   math::point view_origin;    // screen position of the picture's corner, for the checkerboard's parity
   bool crop_preview = false;  // the selected layer shows what its crop cuts off, at half opacity
+  int room_below = 0;         // rows that the target has below the picture, without a value; not with both eyes
   bool for_display = false;   // with the channel view, and the checker behind a transparent background
   ksn::cache_resolution_type resolution = ksn::cache_resolution_type::full;
 };

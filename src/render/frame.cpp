@@ -132,7 +132,10 @@ void render_frame(pipeline& pipeline, const ksn::state& composition, img::image&
                   double time, frame_times* times) {
   constexpr std::string_view letters = "BGRAZ";
   const auto start = std::chrono::steady_clock::now();
-  const img::image_ptr picture = pooled_image(letters, view.width, view.height);
+  const img::image_ptr picture = pooled_image(letters, view.width, view.height + view.room_below);
+  // What draws sees the picture alone.
+  picture->height = view.height;
+  picture->set_centre_anchor();
   const background below = background_of(composition);
   const std::vector<prepared_layer> layers = prepare_layers(pipeline, composition, time, view.resolution);
   const auto fetched = std::chrono::steady_clock::now();
@@ -155,6 +158,7 @@ void render_frame(pipeline& pipeline, const ksn::state& composition, img::image&
   picture->timecode = img::timecode_of_frame(picture->frame, composition.fpcs);
   picture->frame_rate_nm = composition.fpcs;
   picture->frame_rate_dn = 100;
+  picture->height += view.room_below;
   target.swap(*picture);
   if (times) *times = {(fetched - start).count(), (std::chrono::steady_clock::now() - fetched).count()};
 }

@@ -20,21 +20,22 @@ int scaled(int size, double factor) {
 
 void draw_screen(render::pipeline& pipeline, const ksn::state& composition, img::image& target, int client_width,
                  int client_height, render::frame_times* times) {
-  const render::frame_view view = save::screen_view(composition, client_width, client_height);
-  const img::image_ptr preview = render::pooled_image();
-  render::render_frame(pipeline, composition, *preview, view, composition.tm_t, times);
-  if (view.height >= client_height) {
-    target.swap(*preview);
-    return;
-  }
-  const img::image_ptr whole = render::pooled_image("BGRAZ", view.width, client_height);
+  render::frame_view view = save::screen_view(composition, client_width, client_height);
+  const int strip = std::max(client_height - view.height, 0);
   const std::size_t above = img::plane_bytes(8, view.width, view.height);
-  const std::size_t below = img::plane_bytes(8, view.width, client_height - view.height);
-  for (int plane = 0; plane < 3; ++plane) {
-    std::memcpy(whole->row(plane, 0), preview->row(plane, 0), above);
-    std::memset(whole->row(plane, view.height), strip_gray, below);
+  const std::size_t below = img::plane_bytes(8, view.width, strip);
+  if (strip == 0 || composition.target_view != ksn::target_view_type::both) {
+    // The picture is made where it is shown.
+    view.room_below = strip;
+    render::render_frame(pipeline, composition, target, view, composition.tm_t, times);
+  } else {
+    const img::image_ptr preview = render::pooled_image();
+    render::render_frame(pipeline, composition, *preview, view, composition.tm_t, times);
+    const img::image_ptr whole = render::pooled_image("BGRAZ", view.width, client_height);
+    for (int plane = 0; plane < 3; ++plane) std::memcpy(whole->row(plane, 0), preview->row(plane, 0), above);
+    target.swap(*whole);
   }
-  target.swap(*whole);
+  for (int plane = 0; plane < 3; ++plane) std::memset(target.data[plane].data() + above, strip_gray, below);
 }
 
 math::point client_size_to_fit(const ksn::state& composition) {

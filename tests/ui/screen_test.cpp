@@ -1,0 +1,61 @@
+// The window's picture is the composite of the preview area, and below it the strip.
+#include "ui/screen.h"
+
+#include <gtest/gtest.h>
+
+#include "save/screen.h"
+#include "support/fake_clip.h"
+
+namespace {
+
+TEST(screen, the_preview_area_above_the_strip) {
+  cache::frame_cache cache;
+  render::pipeline pipeline(cache, {});
+  ksn::state composition;
+  composition.tracks.push_back(support::plain_layer(3, "BGRA", 90, 70, {40, 100, 200, 128}));
+  composition.tracks.push_back(support::plain_layer(3, "BGR", 200, 30, {9, 8, 7}));
+  composition.selection = {0};
+  struct row {
+    const char* what;
+    ksn::target_view_type eyes;
+    bool timeline;
+    ksn::view_type view;
+    ksn::back_color_type background;
+    int width, height;
+  };
+  using enum ksn::target_view_type;
+  const row rows[] = {
+      {"one eye", left, true, ksn::view_type::rgb, ksn::back_color_type::black, 300, 400},
+      {"the other", right, true, ksn::view_type::rgb, ksn::back_color_type::blue, 301, 333},
+      {"both", both, true, ksn::view_type::rgb, ksn::back_color_type::black, 300, 400},
+      {"a channel", left, true, ksn::view_type::alpha, ksn::back_color_type::black, 300, 400},
+      {"a checker", left, true, ksn::view_type::rgb, ksn::back_color_type::transparent, 299, 211},
+      {"no timeline", left, false, ksn::view_type::rgb, ksn::back_color_type::black, 300, 400},
+      {"no room for the preview", left, true, ksn::view_type::rgb, ksn::back_color_type::black, 300, 5},
+      {"one pixel", both, true, ksn::view_type::rgb, ksn::back_color_type::black, 1, 1},
+  };
+  for (const row& r : rows) {
+    composition.target_view = r.eyes;
+    composition.timeline_visible = r.timeline;
+    composition.view = r.view;
+    composition.back_color = r.background;
+    const render::frame_view view = save::screen_view(composition, r.width, r.height);
+    img::image expected;
+    render::render_frame(pipeline, composition, expected, view, composition.tm_t, nullptr);
+    img::image whole;
+    ui::draw_screen(pipeline, composition, whole, r.width, r.height, nullptr);
+    ASSERT_EQ(whole.width, r.width) << r.what;
+    ASSERT_EQ(whole.height, r.height) << r.what;
+    const int shown = std::min(view.height, r.height);
+    for (int plane = 0; plane < 3; ++plane) {
+      for (int y = 0; y < r.height; ++y) {
+        for (int x = 0; x < r.width; ++x) {
+          const int wanted = y < shown ? expected.row(plane, y)[x] : 48;
+          ASSERT_EQ(whole.row(plane, y)[x], wanted) << r.what << ' ' << plane << ' ' << x << ',' << y;
+        }
+      }
+    }
+  }
+}
+
+}  // namespace
