@@ -146,6 +146,14 @@ TEST(cine, as_a_clip) {
   EXPECT_EQ(to_text(image.timecode), "10:38:04:07");
   EXPECT_EQ(to_text(image.timecode2), "10:38:04:00+0000/3000");
 
+  // The last picture was not written whole.
+  std::filesystem::resize_file(path, std::filesystem::file_size(path) - 20);
+  const auto cut = sources::open_clip(sources::clip_kind::phantom_cine, path, 2500).opened;
+  ASSERT_TRUE(cut);
+  EXPECT_TRUE(cut->read(1, 0, image));
+  EXPECT_EQ(image.row(0, 5)[7], 20);
+  EXPECT_FALSE(cut->read(2, 0, image));
+
   // A file of 1 GB that claims sixteen million images and holds nothing.
   std::string empty = support::cine_file(options).substr(0, 6000);
   empty[20] = empty[21] = empty[22] = empty[23] = static_cast<char>(0xFF);

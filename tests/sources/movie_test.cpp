@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <fstream>
 #include <random>
 #include <thread>
 #include <vector>
@@ -181,6 +182,54 @@ TEST_F(movie, several_threads_at_once) {
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(wrong, std::vector<int>(count, 0));
   EXPECT_LE(open_files() - before, 5) << "the number of open decoders is bounded";
+}
+
+// What the process has read from files so far.
+long long bytes_read() {
+  std::ifstream file("/proc/self/io");
+  std::string name;
+  long long count = 0;
+  file >> name >> count;
+  return count;
+}
+
+TEST_F(movie, each_position_reads_on_without_jumps) {
+  ASSERT_TRUE(encode_numbers(file("long.mov"), 240,
+                             "-vf noise=alls=15:allf=t -c:v libx264 -qp 4 -pix_fmt yuv420p -g 30 -bf 2"));
+  const auto size = static_cast<long long>(std::filesystem::file_size(file("long.mov")));
+  ASSERT_GT(size, 1 << 20);
+  const auto clip = open_movie(file("long.mov")).opened;
+  ASSERT_TRUE(clip);
+  // Three layers of one clip take turns, each at its own place and in order.
+  const auto play = [&](int from, int to) {
+    const long long before = bytes_read();
+    for (int i = from; i < to; ++i) {
+      for (const int place : {0, 80, 160}) EXPECT_EQ(number_of_frame(*clip, place + i), place + i);
+    }
+    return bytes_read() - before;
+  };
+  play(0, 5);
+  // A jump would read part of a group again for each frame.
+  EXPECT_LT(play(5, 80), size * 3 / 2);
+}
+
+TEST_F(movie, frames_have_addresses) {
+  struct row {
+    const char* file;
+    const char* options;
+    const char* address;  // of frame 12
+  };
+  const row rows[] = {
+      {"a,1.avi", "-c:v mjpeg -pix_fmt yuvj420p", "\\A,12"},
+      {"b.mkv", "-c:v mjpeg -pix_fmt yuvj420p", "\\D,4800000"},  // of 100 ns: 12 times 400,000
+      {"c.mov", "-c:v mjpeg -pix_fmt yuvj420p -video_track_timescale 2500", "\\Q,1200"},
+  };
+  for (const row& r : rows) {
+    ASSERT_TRUE(encode_numbers(file(r.file), 20, r.options)) << r.file;
+    const auto clip = open_movie(file(r.file)).opened;
+    ASSERT_TRUE(clip) << r.file;
+    EXPECT_EQ(sources::clip_frame_name(*clip, file(r.file), 12), file(r.file) + r.address);
+  }
 }
 
 TEST(movie_samples, that_nobody_here_made) {
