@@ -8,6 +8,7 @@ namespace media {
 namespace {
 
 constexpr int sample_bytes = 2;
+constexpr int most_samples_a_second = 1'536'000;  // beyond any recorder; silence is made at the rate that a file claims
 
 struct sound_decoder {
   stream_choice input;
@@ -52,7 +53,7 @@ std::shared_ptr<const sources::wave_context> decode_sound(sources::clip_kind kin
   if (!sound.decoder) return nullptr;
   sound.rate = sound.decoder->sample_rate;
   sound.channels = std::clamp(sound.decoder->ch_layout.nb_channels, 1, 2);
-  if (sound.rate < 1) return nullptr;
+  if (sound.rate < 1 || sound.rate > most_samples_a_second) return nullptr;
 
   auto wave = std::make_shared<sources::wave_context>();
   wave->sample_rate = static_cast<std::uint32_t>(sound.rate);

@@ -1,0 +1,101 @@
+// Movies as layers: which reader takes them, and what it fills in.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "composition/document.h"
+#include "composition/invariants.h"
+#include "composition/layer_stack.h"
+#include "support/numbered_movie.h"
+
+namespace {
+
+using ksn::source_type;
+using ksn::track_info;
+
+class movies : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!support::have_ffmpeg()) GTEST_SKIP() << "no ffmpeg to make movies with";
+  }
+
+  support::temp_folder folder;
+};
+
+TEST_F(movies, the_container_decides_the_reader) {
+  struct row {
+    const char* name;
+    const char* form;
+    source_type expected;
+  };
+  const row rows[] = {
+      {"a.avi", "avi", source_type::avi},
+      {"b.mov", "mov", source_type::quicktime},
+      {"c.mp4", "mp4", source_type::quicktime},
+      {"d.mkv", "matroska", source_type::directshow},
+      {"e.ts", "mpegts", source_type::directshow},
+      {"f.avi", "matroska", source_type::directshow},  // unreadable as AVI, so the next in the order takes it
+      {"g.avi", "mov", source_type::quicktime},
+      {"h.mov", "avi", source_type::avi},
+      {"i", "mov", source_type::quicktime},
+      {"with, comma \\A,1.MOV", "mov", source_type::quicktime},
+  };
+  for (const row& r : rows) {
+    ASSERT_TRUE(support::encode_numbers(folder / "made", 12, std::string("-c:v mpeg4 -q:v 3 -f ") + r.form)) << r.name;
+    std::filesystem::rename(folder / "made", folder / r.name);
+    support::document c;
+    ASSERT_TRUE(c.add(folder / r.name, false, false, false)) << r.name;
+    EXPECT_TRUE(c.errors.empty()) << c.errors.front();
+    const track_info& track = c.track_at(0);
+    EXPECT_EQ(track.source_type, r.expected) << r.name;
+    EXPECT_EQ(track.frames, 12) << r.name;
+    EXPECT_EQ(track.name, r.name);
+    EXPECT_EQ(track.path, folder / r.name);
+    EXPECT_EQ(ksn::broken_invariant(c), "");
+  }
+}
+
+TEST_F(movies, fill_in_the_layer_and_the_timeline) {
+  ASSERT_TRUE(support::encode_numbers(folder / "a.mov", 36,
+                                      "-map 0:v -map 1:a -c:v prores_ks -profile:v 4444 -pix_fmt yuva444p10 "
+                                      "-c:a pcm_s16le -t 1.5",
+                                      "24000/1001", "-f lavfi -i sine=d=1.5"));
+  ASSERT_TRUE(support::encode_numbers(folder / "silent.mkv", 300, "-c:v ffv1", "50"));
+  support::document c;
+  int started = 0;
+  c.hooks.start_audio = [&] { ++started; };
+  ASSERT_TRUE(c.add(folder / "a.mov", false, false, false));
+  const track_info& track = c.track_at(0);
+  EXPECT_EQ(track.width, 160);
+  EXPECT_EQ(track.height, 96);
+  EXPECT_EQ(track.fpcs2, 2398);
+  EXPECT_EQ(track.begin, 0);
+  EXPECT_EQ(track.retime, 1.0);
+  EXPECT_EQ(track.in(), 0);
+  EXPECT_EQ(track.out(), 36);
+  EXPECT_EQ(track.alpha_type, ksn::alpha_type::pm);
+  EXPECT_TRUE(track.visible);
+  EXPECT_TRUE(track.audible);
+  ASSERT_TRUE(track.has_audio());
+  EXPECT_EQ(started, 1);
+  EXPECT_EQ(c.fpcs, 2398) << "the first layer brings its rate";
+  EXPECT_EQ(c.tm_l, 36);
+
+  ASSERT_TRUE(c.add(folder / "silent.mkv", false, false, false));
+  EXPECT_EQ(c.track_at(0).alpha_type, ksn::alpha_type::ignore);
+  EXPECT_FALSE(c.track_at(0).audible);
+  EXPECT_EQ(c.track_at(0).fpcs2, 5000);
+  EXPECT_EQ(c.fpcs, 2398);
+  EXPECT_EQ(c.tm_n, 300);
+  EXPECT_EQ(c.tm_l, 36);
+
+  // A copy shares the open movie, or opens it again; either shows the same frames.
+  c.selection = {1};
+  ksn::layer_duplicate(c);
+  img::image image;
+  ASSERT_TRUE(c.track_at(2).clip);
+  ASSERT_TRUE(c.track_at(2).clip->read(7, 0, image));
+  EXPECT_EQ(support::number_in(image), 7);
+}
+
+}  // namespace
