@@ -184,6 +184,19 @@ TEST_F(movie, several_threads_at_once) {
   EXPECT_LE(open_files() - before, 5) << "the number of open decoders is bounded";
 }
 
+TEST_F(movie, times_that_jitter_stay_in_their_frames) {
+  for (const char* name : {"jitter.mkv", "jitter.mp4"}) {
+    ASSERT_TRUE(encode_numbers(file(name), 80,
+                               "-vf \"settb=1/1000,setpts='N*40+random(1)*12'\" -fps_mode passthrough "
+                               "-enc_time_base 1/1000 -c:v libx264 -pix_fmt yuv420p -g 24 -bf 2"))
+        << name;
+    const auto clip = open_movie(file(name)).opened;
+    ASSERT_TRUE(clip) << name;
+    EXPECT_EQ(clip->rate(), 2500) << name;
+    expect_numbers(*clip, 80, 0, name);
+  }
+}
+
 // What the process has read from files so far.
 long long bytes_read() {
   std::ifstream file("/proc/self/io");
