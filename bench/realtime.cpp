@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstring>
 #include <fstream>
+#include <numeric>
 
 #include "app/window_run.h"
 #include "img/format.h"
@@ -55,12 +56,31 @@ double percentile(std::vector<double> values, double share) {
   return values[std::min(static_cast<std::size_t>(static_cast<double>(values.size()) * share), values.size() - 1)];
 }
 
+// Where a late frame lost its time: before its turn began, or in the part of the turn that took the most.
+constexpr const char* part_names[] = {"advance", "fetch", "composite", "draw", "present", "start"};
+constexpr int turn_parts = 5;
+
+std::vector<double> parts_of(const app::tick_times& times) {
+  std::vector<double> parts;
+  for (const long long part : {times.advance, times.fetch, times.composite, times.draw, times.present}) {
+    parts.push_back(milliseconds(part));
+  }
+  return parts;
+}
+
+int blamed_part(const app::tick_times& times) {
+  std::vector<double> parts = parts_of(times);
+  parts.push_back(milliseconds(times.lateness) - std::accumulate(parts.begin(), parts.end(), 0.0));
+  return static_cast<int>(std::max_element(parts.begin(), parts.end()) - parts.begin());
+}
+
 // What the observer of the main loop gathers once the sequence is in the cache.
 struct record {
   std::vector<double> lateness;  // of each new frame
-  std::vector<double> parts[5];
+  std::vector<double> parts[turn_parts];
   std::vector<double> turns;  // the sums of the parts
   int in_time = 0;
+  int late[turn_parts + 1] = {};  // by the part that is to blame
   app::tick_times worst;
 };
 
@@ -69,7 +89,11 @@ void print_play(const job& job, const record& r, double seconds) {
   std::printf("%4d x %4d at %2d  %6.1f %%  %6.1f ms  %5.0f %%  ", job.width, job.height, job.rate,
               100.0 * r.in_time / due, percentile(r.lateness, 0.99), percentile(r.turns, 0.5) * job.rate / 10.0);
   for (const auto& part : r.parts) std::printf(" %6.2f", percentile(part, 0.5));
-  std::printf("   worst: %.1f ms late, %s\n", milliseconds(r.worst.lateness), app::slowest_part(r.worst).c_str());
+  std::printf("   worst %.1f ms: %s; late", milliseconds(r.worst.lateness), app::slowest_part(r.worst).c_str());
+  for (int i = 0; i <= turn_parts; ++i) {
+    if (r.late[i] > 0) std::printf(" %s %d", part_names[i], r.late[i]);
+  }
+  std::printf(", skipped %d\n", std::max(0, static_cast<int>(due) - static_cast<int>(r.lateness.size())));
 }
 
 // One window in this process, which the parent made for it.
@@ -116,10 +140,12 @@ int run_window(const job& job) {
     }
     if (times.new_frame) {
       r.lateness.push_back(milliseconds(times.lateness));
-      r.in_time += times.lateness < 1000000000LL / job.rate;
-      const long long parts[] = {times.advance, times.fetch, times.composite, times.draw, times.present};
-      for (int i = 0; i < 5; ++i) r.parts[i].push_back(milliseconds(parts[i]));
-      r.turns.push_back(milliseconds(times.advance + times.fetch + times.composite + times.draw + times.present));
+      const bool in_time = times.lateness < 1000000000LL / job.rate;
+      r.in_time += in_time;
+      if (!in_time) ++r.late[blamed_part(times)];
+      const std::vector<double> parts = parts_of(times);
+      for (int i = 0; i < turn_parts; ++i) r.parts[i].push_back(parts[static_cast<std::size_t>(i)]);
+      r.turns.push_back(std::accumulate(parts.begin(), parts.end(), 0.0));
       if (times.lateness > r.worst.lateness) r.worst = times;
     }
     const double seconds = since(start);
