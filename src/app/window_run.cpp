@@ -188,8 +188,12 @@ bool window_run::main_tick() {
   ksn::poll_watches(composition);
 
   const bool live = std::any_of(composition.tracks.begin(), composition.tracks.end(), is_live);
-  if (redraw_ || was_playing || live || now - last_draw_ >= longest_redraw ||
-      desktop_->client_size() != surface_size_) {
+  // A wait that ended early makes no second picture of a frame, which would keep the next one waiting.
+  const std::uint32_t since_draw = now - last_draw_;
+  const bool next_picture =
+      was_playing && (static_cast<int>(composition.tm_t) != last_frame_ ||
+                      since_draw > static_cast<std::uint32_t>(playback::turn_milliseconds(composition.fpcs) + 1));
+  if (redraw_ || next_picture || live || since_draw >= longest_redraw || desktop_->client_size() != surface_size_) {
     redraw_ = false;
     last_draw_ = now;
     draw_and_present(times);

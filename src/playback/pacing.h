@@ -30,7 +30,10 @@ struct turn {
   bool throttled = true;  // the wait option of the composition
 };
 
-// The rest of one frame time, at most 100 ms, so that even the slowest rate leaves ten turns a second.
+// The milliseconds of one turn: a frame's, at most 100, so that even the slowest rate leaves ten turns a second.
+int turn_milliseconds(int fpcs);
+
+// The rest of the turn's time.
 pacing pace(const turn& turn);
 
 // What the rate field shows: the rate that is wanted, or the one that is reached when that is less.
