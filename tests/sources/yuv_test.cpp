@@ -9,6 +9,7 @@
 #include <random>
 #include <vector>
 
+#include "sources/words.h"
 #include "support/levels.h"
 
 namespace {
@@ -99,6 +100,31 @@ TEST(yuv, every_level_is_the_plain_row) {
         });
       }
     }
+  }
+}
+
+TEST(words, are_the_nearest_bytes_at_every_level) {
+  for (const int bits : {9, 10, 12, 14, 16}) {
+    const int top = (1 << bits) - 1;
+    const std::uint32_t weight = sources::make_word_weight(bits);
+    std::vector<std::uint16_t> all(static_cast<std::size_t>(top) + 1);
+    for (int i = 0; i <= top; ++i) all[static_cast<std::size_t>(i)] = static_cast<std::uint16_t>(i);
+    std::vector<std::uint8_t> plain(all.size());
+    sources::narrow_words_plainly(all.data(), plain.data(), top + 1, weight);
+    for (int i = 0; i <= top; ++i) ASSERT_NEAR(plain[static_cast<std::size_t>(i)], i * 255.0 / top, 0.503) << bits;
+    EXPECT_EQ(plain.front(), 0);
+    EXPECT_EQ(plain.back(), 255);
+    support::every_level([&](const char* level) {
+      for (int width = 0; width < 150; ++width) {
+        const int start = (width * 37) % (top - 150);
+        std::vector<std::uint8_t> out(static_cast<std::size_t>(width) + 64, guard);
+        sources::narrow_words(all.data() + start, out.data() + 32, width, weight);
+        ASSERT_TRUE(std::equal(plain.begin() + start, plain.begin() + start + width, out.begin() + 32))
+            << level << ' ' << width;
+        ASSERT_EQ(std::count(out.begin(), out.begin() + 32, guard), 32);
+        ASSERT_EQ(std::count(out.end() - 32, out.end(), guard), 32) << level << ' ' << width;
+      }
+    });
   }
 }
 

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "sources/words.h"
 #include "sources/yuv.h"
 
 namespace media {
@@ -45,17 +46,16 @@ bool is_full_range(const AVFrame& picture) {
 
 // Samples of a plane of `bits` to bytes, rounded to nearest.
 void plane_to_bytes(const AVFrame& picture, int plane, int bits, img::image& image, int target) {
-  const int max = (1 << bits) - 1;
+  const std::uint32_t weight = bits > 8 ? sources::make_word_weight(bits) : 0;
   parallel_rows(image.height, static_cast<long long>(image.width) * image.height, [&](int first, int last) {
     for (int y = first; y < last; ++y) {
       const std::uint8_t* from = picture.data[plane] + static_cast<std::ptrdiff_t>(y) * picture.linesize[plane];
       std::uint8_t* to = image.row(target, y);
       if (bits == 8) {
         std::memcpy(to, from, static_cast<std::size_t>(image.width));
-        continue;
+      } else {
+        sources::narrow_words(reinterpret_cast<const std::uint16_t*>(from), to, image.width, weight);
       }
-      const auto* wide = reinterpret_cast<const std::uint16_t*>(from);
-      for (int x = 0; x < image.width; ++x) to[x] = static_cast<std::uint8_t>((wide[x] * 255u + max / 2) / max);
     }
   });
 }
