@@ -218,6 +218,8 @@ int application::impl::run_window() {
   bool shown = false;
   window.poll_handover = [this, &shown] {
     if (attach.poll()) window.redraw();
+    // A script reads what was printed while the window is open.
+    std::fflush(stdout);
     // What was added stands in the menu from now on, also in that of other instances.
     if (!transient) recent.write();
     // The first picture does not wait for the sound device.

@@ -52,7 +52,8 @@ support::x_server* playing::server = nullptr;
 
 TEST_F(playing, keys_move_through_time) {
   make_shot("shot", 8);
-  window_program program(*server, {folder / "shot.####.tga", "--fps=50"});
+  window_program program(*server, {folder / "shot.####.tga", "--fps=50", "--print_field=fps"});
+  EXPECT_TRUE(wait_until([&] { return program.output() == "global:fps=50\n"; })) << "it is not kept until the end";
   ASSERT_EQ(time(program), 0.0);
   struct row {
     const char* key;
