@@ -18,21 +18,25 @@ struct dialog_row {
   const char* action;
   const char* title;      // key of its title; null for the action's own text
   const char* file_name;  // that a save dialog begins with; null for a dialog that opens files
-  const char* filter;
+  const char* filter;     // as in platform::file_dialog, without names
   bool several = false;
   enabled_when enabled = enabled_when::always;
 };
 
-constexpr const char* any_file = "*";
-constexpr const char* picture_files = "*.exr *.dpx *.tga *.png *.jpg *.tif *.tiff *";
-constexpr const char* movie_or_picture_files = "*.exr *.dpx *.tga *.png *.jpg *.tif *.tiff *.mov *.mp4 *.avi *.mkv *";
+constexpr const char* any_file = "(*)";
+constexpr const char* composition_files = "(*.ksncomp *.xml);;(*)";
+constexpr const char* command_files = "(*.ksncmd);;(*)";
+constexpr const char* export_files = "(*.nk *.jsx *.ksncmd);;(*)";
+constexpr const char* picture_files = "(*.exr *.dpx *.tga *.png *.jpg *.tif *.tiff);;(*)";
+constexpr const char* movie_or_picture_files =
+    "(*.exr *.dpx *.tga *.png *.jpg *.tif *.tiff *.mov *.mp4 *.avi *.mkv);;(*)";
 
 constexpr dialog_row rows[] = {
     {"add_layer", "add_layer_title", nullptr, any_file, true},
-    {"open_composition", "open_composition_title", nullptr, "*.ksncomp *.xml"},
-    {"save_composition_as", nullptr, "unnamed.ksncomp", "*.ksncomp *.xml"},
-    {"export_composition_as", nullptr, "unnamed.nk", "*.nk *.jsx *.ksncmd"},
-    {"execute_cmdfile", nullptr, nullptr, "*.ksncmd"},
+    {"open_composition", "open_composition_title", nullptr, composition_files},
+    {"save_composition_as", nullptr, "unnamed.ksncomp", composition_files},
+    {"export_composition_as", nullptr, "unnamed.nk", export_files},
+    {"execute_cmdfile", nullptr, nullptr, command_files},
     {"save_screen_as", "save_screen_as_title", "screen.png", picture_files},
     {"save_frame_as", "save_frame_as_title", "frame.exr", picture_files, false, enabled_when::one_layer},
     {"save_mask_as_image", "save_mask_as_image.title", "composite.png", picture_files},
@@ -70,7 +74,7 @@ void ask_and_run(const dialog_parts& parts, const dialog_row& row, std::string& 
   dialog.save = row.file_name != nullptr;
   if (dialog.save) dialog.file_name = row.file_name;
   dialog.several = row.several;
-  dialog.filter = dialog.title + " (" + row.filter + ")";
+  dialog.filter = row.filter;
   const std::vector<std::string> paths = desktop->ask_files(dialog);
   if (paths.empty()) return;
   folder = lib::folder_of(paths.front());
@@ -83,6 +87,7 @@ void ask_and_run(const dialog_parts& parts, const dialog_row& row, std::string& 
 }  // namespace
 
 void run_and_tell(command::engine& engine, platform::desktop& desktop, const std::function<void()>& work) {
+  if (engine.command_depth > 0) return work();
   std::vector<std::string> lines;
   const auto write_error = engine.write_error;
   engine.write_error = [&](const std::string& line) {

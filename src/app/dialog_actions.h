@@ -21,7 +21,8 @@ struct dialog_parts {
 // Without a window each is one line that names its value form. The parts are copied; the engine must outlive the table.
 void register_dialog_actions(const dialog_parts& parts);
 
-// Runs `work` as a command, its error lines also in one message box at the end.
+// Runs `work` as a command, its error lines also in one message box at the end. From inside a command it only runs it:
+// who gave that one hears of the lines.
 void run_and_tell(command::engine& engine, platform::desktop& desktop, const std::function<void()>& work);
 
 }  // namespace app

@@ -180,11 +180,13 @@ platform::menu_entry_state window_run::menu_state(const std::string& name) const
 
 void window_run::choose(const std::string& action, int item) {
   redraw_ = true;
-  if (item < 0) {
-    parts_.engine.execute_action(action);
-  } else {
-    parts_.engine.run_option(action + "=" + std::to_string(item + 1));
-  }
+  run_and_tell(parts_.engine, *desktop_, [&] {
+    if (item < 0) {
+      parts_.engine.execute_action(action);
+    } else {
+      parts_.engine.run_option("--" + action + "=" + std::to_string(item + 1));
+    }
+  });
 }
 
 // A dropped frame of a sequence brings the whole sequence: its other frames, dropped with it, are in it already.

@@ -213,26 +213,27 @@ void window_run::draw_and_present(tick_times& times) {
   const ksn::state& composition = parts_.composition;
   const math::point size = desktop_->client_size();
   if (size.x <= 0 || size.y <= 0) return;
-  if (size != surface_size_) {
-    presenter_->resize(size.x, size.y);
-    surface_size_ = size;
-  }
-  auto start = steady::now();
-  render::frame_times frame;
-  const img::image_ptr picture = render::pooled_image();
   try {
+    if (size != surface_size_) {
+      presenter_->resize(size.x, size.y);
+      surface_size_ = size;
+    }
+    auto start = steady::now();
+    render::frame_times frame;
+    const img::image_ptr picture = render::pooled_image();
     ui::draw_screen(parts_.pipeline, composition, *picture, size.x, size.y, &frame);
+    times.fetch = frame.fetch;
+    times.composite = frame.composite;
+    times.draw = since(start) - frame.fetch - frame.composite;
+    start = steady::now();
+    // What does not go out now does with the next turn.
+    if (presenter_->present_picture(*picture, turn_mode()) != 0) redraw_ = true;
+    times.present = since(start);
   } catch (const std::bad_alloc&) {
     // The picture before stays until memory is there again.
     parts_.frames.trim(parts_.frames.memory_reserve_percent);
     return;
   }
-  times.fetch = frame.fetch;
-  times.composite = frame.composite;
-  times.draw = since(start) - frame.fetch - frame.composite;
-  start = steady::now();
-  presenter_->present_picture(*picture, turn_mode());
-  times.present = since(start);
   times.drawn = true;
   times.frame = static_cast<int>(composition.tm_t);
   times.new_frame = times.frame != last_frame_;

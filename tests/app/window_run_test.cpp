@@ -51,7 +51,10 @@ class window_run : public testing::Test {
     window.register_actions();
     window.is_transient = [] { return true; };
     window.observer = [this](const app::tick_times& times) { ticks.push_back(times); };
-    save::register_save_actions(engine, pipeline, {});
+    save::register_save_actions(
+        engine, pipeline,
+        {[this](const save::progress& progress) { window.show_progress("", progress.done, progress.total); },
+         [this] { return window.progress_cancelled(); }, nullptr, nullptr});
     app::register_dialog_actions({engine, current, [](std::string_view key) { return std::string(key); }, nullptr});
     app::register_clipboard_actions({engine, pipeline, current});
     command::register_unavailable(engine);
@@ -276,6 +279,43 @@ TEST_F(window_run, says_without_a_window_what_needs_a_value) {
   engine.run_option("--clipboard_copy_mask");
   EXPECT_EQ(lines, (strings{"\"--save_mask_as_image\": Not available without a value: --save_mask_as_image=PATH",
                             "\"--clipboard_copy_mask\": Not available without a window"}));
+}
+
+TEST_F(window_run, tells_why_a_menu_entry_did_nothing) {
+  step([&] {
+    desktop.events.menu_chosen("open_with", -1);
+    EXPECT_EQ(desktop.messages, (strings{"\"--open_with\": Not available"}));
+    desktop.events.key(command::parse_key("F7"));
+    EXPECT_EQ(desktop.messages.size(), 1u);
+  });
+  window.run(desktop);
+}
+
+TEST_F(window_run, shows_how_far_a_save_is_and_lets_it_be_cancelled) {
+  composition.new_adjustment_layer();
+  composition.mask_size = {4, 4};
+  composition.tm_l = 20;
+  const auto files = [&] {
+    return std::distance(std::filesystem::directory_iterator(folder / "out"), std::filesystem::directory_iterator());
+  };
+  step([&] {
+    desktop.answers = {{folder / "out/a.####.tga"}, {folder / "out/b.####.tga"}, {folder / "out/c.####.tga"}};
+    desktop.events.menu_chosen("save_mask_as_sequence", -1);
+    EXPECT_EQ(files(), 20);
+    EXPECT_GT(desktop.progress_steps, 0);
+    desktop.cancel_progress_at = 5;
+    desktop.events.menu_chosen("save_mask_as_sequence", -1);
+    EXPECT_LT(files(), 40);
+    EXPECT_GT(files(), 20);
+  });
+  step([&] {
+    // The next one is another one.
+    desktop.cancel_progress_at = -1;
+    std::filesystem::remove_all(folder / "out");
+    desktop.events.menu_chosen("save_mask_as_sequence", -1);
+    EXPECT_EQ(files(), 20);
+  });
+  window.run(desktop);
 }
 
 TEST_F(window_run, copies_and_pastes) {

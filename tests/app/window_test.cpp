@@ -9,6 +9,7 @@
 
 #include "composition/recent_items.h"
 #include "img/format.h"
+#include "support/drop_source.h"
 #include "support/pictures.h"
 #include "support/window_session.h"
 
@@ -141,6 +142,40 @@ TEST_F(window, keeps_what_it_is_asked_to_at_its_end) {
     const auto unsaved = lists.find(ksn::unsaved_items);
     ASSERT_TRUE(unsaved != lists.end() && unsaved->second.size() == 1) << r.end;
     EXPECT_TRUE(std::filesystem::exists(unsaved->second[0].path));
+  }
+}
+
+TEST_F(window, comes_back_where_it_was) {
+  support::temp_folder user;
+  const std::map<std::string, std::string> same = {{"XDG_CONFIG_HOME", user / "config"},
+                                                   {"XDG_DATA_HOME", user / "data"}};
+  {
+    window_program program(*server, {}, {}, same);
+    server->xdotool({"windowmove", program.window(), "123", "45"});
+    server->xdotool({"windowsize", program.window(), "700", "600"});
+    ASSERT_TRUE(wait_until([&] { return program.geometry() == rectangle{123, 45, 700, 600}; }));
+    program.key("f");
+    ASSERT_TRUE(wait_until([&] { return program.geometry() == rectangle{0, 0, 1280, 1024}; })) << "full screen";
+    program.key("ctrl+q");
+    EXPECT_EQ(program.program().wait_for_end(), 0);
+  }
+  {
+    window_program program(*server, {}, {}, same);
+    EXPECT_TRUE(wait_until([&] {
+      return program.geometry() == rectangle{123, 45, 700, 600};
+    })) << program.geometry().x
+        << " " << program.geometry().width;
+  }
+  // Out of reach, absurd, or no placement at all: a window that can be seen.
+  for (const char* left : {"100000", "-2000000000", "x", "<"}) {
+    std::string text = support::read_file(user / "data/Kestrin/kestrin.window.xml");
+    const std::size_t at = text.find(">", text.find("\"left\"")) + 1;
+    ASSERT_NE(at, 0u);
+    text.replace(at, text.find("<", at) - at, left);
+    support::write_file(user / "data/Kestrin/kestrin.window.xml", text);
+    window_program program(*server, {}, {}, same);
+    const rectangle found = program.geometry();
+    EXPECT_TRUE(found.x >= 0 && found.x < 1200 && found.width >= 440 && found.width <= 1280) << left << found.x;
   }
 }
 
@@ -343,6 +378,37 @@ TEST_F(window, has_the_clipboard_and_the_mouse_of_its_desktop) {
   const screenshot moved = preview_of(program);
   server->xdotool({"click", "4"});
   EXPECT_TRUE(wait_until([&] { return preview_of(program) != moved; })) << "zoomed by the wheel";
+}
+
+TEST_F(window, takes_files_that_are_dropped_by_thousands_and_leaves_junk) {
+  picture("a b\xE4.tga", 60, 40);
+  std::string thousands;
+  for (int i = 0; i < 10000; ++i) {
+    const std::string name = "shot." + std::to_string(10000 + i) + ".tga";
+    if (i == 0) picture(name, 8, 6);
+    // Frames that are there, but no pictures.
+    if (i > 0) support::write_file(folder / name, "");
+    thousands += "file://" + folder.path() + "/" + name + "\r\n";
+  }
+  window_program program(*server, {}, screen_key() + "F2 print_field=!9999:name\nF3 print_field=global:timeline\n");
+  const auto target = static_cast<xcb_window_t>(std::strtoul(program.window().c_str(), nullptr, 10));
+  const rectangle at = program.geometry();
+  support::drop_source source(server->name());
+  const auto drop = [&](const std::string& type, const std::string& data) {
+    return source.drop(target, at.x + 300, at.y + 300, type, data);
+  };
+  EXPECT_FALSE(drop("text/plain", "no files"));
+  EXPECT_TRUE(drop("text/uri-list", "http://example.org/x.tga\r\nfile:\r\n\r\n# \r\n%zz\r\n"));
+  EXPECT_TRUE(drop("text/uri-list", ""));
+  EXPECT_TRUE(drop("text/uri-list", "file://" + folder.path() + "/a%20b%E4.tga\r\n"));
+  EXPECT_TRUE(drop("text/uri-list", thousands));
+  program.key("F2");
+  program.key("F3");
+  const std::string expected = "!9999:name=shot.#####.tga,a b\xE4.tga\nglobal:timeline=10000\n";
+  EXPECT_TRUE(wait_until([&] { return program.output() == expected; })) << program.output() << program.errors();
+  EXPECT_TRUE(comes_to_show(program, preview_of(program), 114));
+  program.key("ctrl+q");
+  EXPECT_EQ(program.program().wait_for_end(), 0);
 }
 
 TEST_F(window, reads_definitions_and_texts_in_any_encoding) {

@@ -29,6 +29,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string_view>
 
 #include "platform/qt/gl_surface.h"
 #include "platform/qt/main_window.h"
@@ -38,6 +39,7 @@ namespace platform {
 namespace {
 
 constexpr int progress_patience = 500;  // milliseconds of work that shows no progress dialog
+constexpr int largest_window = 32767;   // pixels, of the window system
 constexpr int error_no_window = 1400;
 constexpr int error_size = static_cast<int>(0x80049205u);
 
@@ -136,6 +138,27 @@ class program_style : public QProxyStyle {
 // The desktop whose connection may break: Qt then ends the process, and this is the only way to hear of it.
 desktop* connected = nullptr;
 
+QRect rectangle_of(const window_placement& placement) {
+  return {QPoint(placement.left, placement.top), QPoint(placement.right - 1, placement.bottom - 1)};
+}
+
+// Whether somebody carries out what a window asks for its state. An X server alone does not.
+bool has_window_manager() {
+  const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+  if (!x11) return true;
+  xcb_connection_t* connection = x11->connection();
+  constexpr std::string_view name = "_NET_SUPPORTING_WM_CHECK";
+  const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> atom(
+      xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 1, name.size(), name.data()), nullptr), std::free);
+  if (!atom || atom->atom == XCB_ATOM_NONE) return false;
+  const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+  const std::unique_ptr<xcb_get_property_reply_t, decltype(&std::free)> property(
+      xcb_get_property_reply(connection, xcb_get_property(connection, 0, root, atom->atom, XCB_ATOM_WINDOW, 0, 1),
+                             nullptr),
+      std::free);
+  return property && xcb_get_property_value_length(property.get()) > 0;
+}
+
 class qt_desktop : public desktop {
  public:
   qt_desktop() : application_(argument_count_, arguments_) {
@@ -168,6 +191,7 @@ class qt_desktop : public desktop {
 
   void destroy_window() override {
     if (!window_) return;
+    fullscreen_ = false;
     gl_in_use_ = false;
     gl_.reset();
     gl_tried_ = false;
@@ -201,15 +225,24 @@ class qt_desktop : public desktop {
   }
 
   void set_fullscreen(bool on) override {
-    if (!window_ || on == window_->isFullScreen()) return;
+    if (!window_ || on == fullscreen_) return;
     window_->menuBar()->setVisible(!on && menu_visible_);
     if (on) {
+      before_fullscreen_ = placement();
+      fullscreen_ = true;
       window_->showFullScreen();
+      if (!has_window_manager()) window_->setGeometry(window_->screen()->geometry());
+      return;
+    }
+    fullscreen_ = false;
+    if (before_fullscreen_.show_command == 3) {
+      window_->showMaximized();
     } else {
       window_->showNormal();
+      if (!has_window_manager()) window_->setGeometry(rectangle_of(before_fullscreen_));
     }
   }
-  bool is_fullscreen() const override { return window_ && window_->isFullScreen(); }
+  bool is_fullscreen() const override { return window_ && fullscreen_; }
 
   void set_always_on_top(bool on) override {
     if (!window_) return;
@@ -221,14 +254,14 @@ class qt_desktop : public desktop {
   }
   void set_menu_visible(bool visible) override {
     menu_visible_ = visible;
-    if (window_ && !window_->isFullScreen()) window_->menuBar()->setVisible(visible);
+    if (window_ && !fullscreen_) window_->menuBar()->setVisible(visible);
   }
 
   window_placement placement() const override {
     window_placement result;
     if (!window_) return result;
-    const QRect normal =
-        window_->isMaximized() || window_->isFullScreen() ? window_->normalGeometry() : window_->geometry();
+    if (fullscreen_) return before_fullscreen_;
+    const QRect normal = window_->isMaximized() ? window_->normalGeometry() : window_->geometry();
     result.show_command = window_->isMaximized() ? 3 : 1;
     result.left = normal.x();
     result.top = normal.y();
@@ -392,6 +425,8 @@ class qt_desktop : public desktop {
   std::unique_ptr<QProgressDialog> progress_;
   std::function<void()> display_lost_;
   bool menu_visible_ = true;
+  bool fullscreen_ = false;  // as it was asked for: without a window manager Qt takes the state back
+  window_placement before_fullscreen_;
   sdl_ring_device audio_;
 
   // OpenGL is looked for with the first picture that is to wait for the blank: a driver takes its time to load.
@@ -412,9 +447,10 @@ class qt_desktop : public desktop {
 
   // A window that would lie outside every monitor keeps its size and takes the default place.
   void apply_placement(const window_placement& placement) {
-    const QRect wanted(placement.left, placement.top, placement.right - placement.left,
-                       placement.bottom - placement.top);
-    if (wanted.width() < 1 || wanted.height() < 1) return;
+    const long long width = 0LL + placement.right - placement.left;
+    const long long height = 0LL + placement.bottom - placement.top;
+    if (width < 1 || height < 1 || width > largest_window || height > largest_window) return;
+    const QRect wanted = rectangle_of(placement);
     bool on_screen = false;
     for (const QScreen* screen : QGuiApplication::screens()) {
       on_screen = on_screen || screen->availableGeometry().intersected(wanted).width() >= 64;

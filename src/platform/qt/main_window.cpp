@@ -147,11 +147,15 @@ void canvas_widget::dropEvent(QDropEvent* event) {
   std::vector<std::string> paths;
   for (const QUrl& url : event->mimeData()->urls()) {
     // Names of files are bytes and need not be text.
-    if (url.isLocalFile())
-      paths.push_back(QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1()).toStdString());
+    std::string path = QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1()).toStdString();
+    if (url.isLocalFile() && !path.empty()) paths.push_back(std::move(path));
   }
   event->acceptProposedAction();
-  if (events_.dropped && !paths.empty()) events_.dropped(paths);
+  if (paths.empty()) return;
+  // The other program waits for the end of this event, which loading must not hold up.
+  QTimer::singleShot(0, this, [this, paths = std::move(paths)] {
+    if (events_.dropped) events_.dropped(paths);
+  });
 }
 
 main_window::main_window(const window_options& options, window_events events) : events_(std::move(events)) {
