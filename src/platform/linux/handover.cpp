@@ -98,6 +98,15 @@ std::string socket_path(const std::string& address) {
   return address + ".socket";
 }
 
+// A connection to whoever listens.
+descriptor connect_to(const std::string& address) {
+  sockaddr_un name;
+  descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const bool connected = socket && to_address(socket_path(address), name) &&
+                         connect(socket.get(), reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0;
+  return connected ? std::move(socket) : descriptor();
+}
+
 bool send_all(int socket, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t count = ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
@@ -291,19 +300,6 @@ handover::handover(std::string address) : address_(std::move(address)) {}
 handover::~handover() {
   stop();
 }
-
-namespace {
-
-// A connection to whoever listens.
-descriptor connect_to(const std::string& address) {
-  sockaddr_un name;
-  descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  const bool connected = socket && to_address(socket_path(address), name) &&
-                         connect(socket.get(), reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0;
-  return connected ? std::move(socket) : descriptor();
-}
-
-}  // namespace
 
 bool handover::claim() {
   if (address_.empty()) return false;
