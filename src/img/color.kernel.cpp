@@ -254,11 +254,24 @@ KSN_VBMI void map_words_vbmi(uint8_t* b, uint8_t* g, uint8_t* r, const uint32_t*
 
 #endif
 
+// Four look-ups before the first store: a loop of single ones took twice as long.
+void map_halves(uint8_t* out, const uint16_t* in, const uint8_t* table, size_t count) {
+  size_t i = 0;
+  for (; i + 4 <= count; i += 4) {
+    const uint8_t a = table[in[i]], b = table[in[i + 1]], c = table[in[i + 2]], d = table[in[i + 3]];
+    out[i] = a;
+    out[i + 1] = b;
+    out[i + 2] = c;
+    out[i + 3] = d;
+  }
+  plain_map_halves(out + i, in + i, table, count - i);
+}
+
 }  // namespace
 
 // Fills `rows` with this level's operations. Where the portable loop is named, the compiler does as well.
 void set_color_rows(color_rows& rows) {
-  rows = {map_bytes, plain_map_halves, plain_map_words, plain_map_nodes, plain_widen_bytes, cube, matrix};
+  rows = {map_bytes, map_halves, plain_map_words, plain_map_nodes, plain_widen_bytes, cube, matrix};
 }
 
 #if defined(__AVX512BW__)
