@@ -65,7 +65,7 @@ platform::window_events window_run::events() {
   events.key = [this](int code) { on_key(code); };
   events.mouse = [this](const platform::mouse_event& event) { on_mouse(event); };
   events.dropped = [this](const std::vector<std::string>& paths) { drop(paths); };
-  events.focus_lost = [this] { pan_button_.reset(); };
+  events.focus_lost = [this] { end_pan(); };
   events.close_requested = [this] { close_requested_ = true; };
   events.menu_state = [this](const std::string& action) { return menu_state(action); };
   events.menu_chosen = [this](const std::string& action, int item) { choose(action, item); };
@@ -80,7 +80,7 @@ void window_run::on_key(int code) {
     keys_.run_key(code, parts_.engine);
   } else if (code == command::parse_key("escape")) {
     parts_.composition.pan_position = pan_before_;
-    pan_button_.reset();
+    end_pan();
   }
 }
 
@@ -100,6 +100,7 @@ void window_run::on_mouse(const platform::mouse_event& event) {
         pan_button_ = event.button;
         pan_from_ = event.position;
         pan_before_ = parts_.composition.pan_position;
+        desktop_->set_cursor(platform::cursor_shape::move);
       }
       return;
     case mouse_action::move:
@@ -108,7 +109,7 @@ void window_run::on_mouse(const platform::mouse_event& event) {
     case mouse_action::release:
       if (pan_button_ != event.button) return;
       move_pan(event.position);
-      pan_button_.reset();
+      end_pan();
       return;
     case mouse_action::double_click:
       if (event.button == mouse_button::left && !shift && !alt) choose("add_layer", -1);
@@ -116,6 +117,12 @@ void window_run::on_mouse(const platform::mouse_event& event) {
     case mouse_action::leave:
       return;
   }
+}
+
+void window_run::end_pan() {
+  if (!pan_button_) return;
+  pan_button_.reset();
+  desktop_->set_cursor(platform::cursor_shape::arrow);
 }
 
 void window_run::move_pan(math::point position) {
@@ -193,6 +200,11 @@ void window_run::choose(const std::string& action, int item) {
 void window_run::drop(const std::vector<std::string>& paths) {
   redraw_ = true;
   command::engine& engine = parts_.engine;
+  if (engine.command_depth > 0) {
+    // From inside other work, whose progress dialog runs events.
+    waiting_drops_.insert(waiting_drops_.end(), paths.begin(), paths.end());
+    return;
+  }
   const ksn::state& composition = parts_.composition;
   if (paths.size() == 1 && lib::lower_extension(paths[0]) == "ksncomp") {
     run_and_tell(engine, *desktop_, [&] { engine.run_option("--open_composition=" + paths[0]); });

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <thread>
+#include <utility>
 
 #include "app/interrupt.h"
 #include "composition/persistence.h"
@@ -146,6 +146,7 @@ int window_run::loop() {
     desktop_->wait_events(0);
     if (poll_handover) poll_handover();
     end_progress();
+    if (!waiting_drops_.empty()) drop(std::exchange(waiting_drops_, {}));
     std::fflush(stdout);  // what commands printed: who reads it waits for it
     // Only the exit action asks for the close; the others that end a command line leave the window alone.
     if (parts_.engine.quit_requested && !close_requested_) parts_.engine.quit_requested = false;

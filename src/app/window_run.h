@@ -109,6 +109,7 @@ class window_run {
   std::optional<platform::mouse_button> pan_button_;
   math::point pan_from_;
   math::pointd pan_before_;
+  std::vector<std::string> waiting_drops_;
 
   bool open();
   // False when the document can't be filed away and the user keeps it.
@@ -134,6 +135,7 @@ class window_run {
   void on_mouse(const platform::mouse_event& event);
   void on_wheel(const platform::mouse_event& event);
   void move_pan(math::point position);
+  void end_pan();
   void end_progress();
   void drop(const std::vector<std::string>& paths);
 };

@@ -381,6 +381,18 @@ TEST_F(window_run, takes_what_is_dropped) {
   window.run(desktop);
 }
 
+TEST_F(window_run, drops_wait_for_the_work_at_hand) {
+  const std::string still = picture("still.tga");
+  step([&] {
+    engine.command_depth = 1;
+    desktop.events.dropped({still});
+    EXPECT_EQ(composition.track_count(), 0);
+    engine.command_depth = 0;
+  });
+  step([&] { EXPECT_EQ(composition.track_count(), 1); });
+  window.run(desktop);
+}
+
 TEST_F(window_run, is_at_ease_with_ten_thousand_dropped_files) {
   strings paths;
   for (int i = 0; i < 10000; ++i) paths.push_back(folder / ("gone." + std::to_string(i) + ".nothing"));

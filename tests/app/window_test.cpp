@@ -107,7 +107,7 @@ TEST_F(window, shows_what_the_compositor_says) {
     before = now;
   }
   program.key("ctrl+q");
-  EXPECT_EQ(program.program().wait_for_end(), 0);
+  EXPECT_EQ(program.program().wait_for_end(), 0) << program.errors();
   EXPECT_EQ(program.errors(), "");
 }
 
@@ -157,7 +157,7 @@ TEST_F(window, comes_back_where_it_was) {
     program.key("f");
     ASSERT_TRUE(wait_until([&] { return program.geometry() == rectangle{0, 0, 1280, 1024}; })) << "full screen";
     program.key("ctrl+q");
-    EXPECT_EQ(program.program().wait_for_end(), 0);
+    EXPECT_EQ(program.program().wait_for_end(), 0) << program.errors();
   }
   {
     window_program program(*server, {}, {}, same);
@@ -208,7 +208,7 @@ TEST_F(window, lives_through_absurd_sizes_and_definitions) {
   EXPECT_TRUE(comes_to_show(program, preview, 94));
   EXPECT_NE(preview.at(350 - 90, preview.height / 2), 0u) << "zoomed to 300 percent";
   program.key("ctrl+q");
-  EXPECT_EQ(program.program().wait_for_end(), 0);
+  EXPECT_EQ(program.program().wait_for_end(), 0) << program.errors();
 }
 
 TEST_F(window, takes_every_kind_of_key) {
@@ -285,12 +285,13 @@ TEST_F(window, shows_a_pixel_as_a_pixel_on_screens_of_any_scale) {
   }
 }
 
-// The driver of a machine without a graphics card stands in for one.
+// The driver of a machine without a graphics card stands in for one. What it leaks can't be told apart: it is unloaded
+// before the process ends.
 TEST_F(window, shows_the_same_through_opengl) {
   picture("a.tga", 301, 200);
   window_program program(*server, {folder / "a.tga"},
                          screen_key() + "F2 toggle_vsync print_field=global:zoom\nF3 zoom=200\nF4 channel_r zoom=100\n",
-                         {{"KESTRIN_OPENGL", "software"}});
+                         {{"KESTRIN_OPENGL", "software"}, {"ASAN_OPTIONS", "detect_leaks=0"}});
   for (const char* key : {"F2", "F3", "F4", "F2", "F3"}) {
     program.key(key);
     const screenshot preview = preview_of(program);
@@ -299,7 +300,7 @@ TEST_F(window, shows_the_same_through_opengl) {
   std::string loaded = support::read_file("/proc/" + std::to_string(program.program().id()) + "/maps");
   EXPECT_NE(loaded.find("swrast_dri"), std::string::npos) << "OpenGL drew";
   program.key("ctrl+q");
-  EXPECT_EQ(program.program().wait_for_end(), 0);
+  EXPECT_EQ(program.program().wait_for_end(), 0) << program.errors();
 }
 
 TEST_F(window, works_from_its_menu_while_the_clock_goes_on) {
@@ -322,7 +323,7 @@ TEST_F(window, works_from_its_menu_while_the_clock_goes_on) {
   const screenshot playing = middle();
   EXPECT_TRUE(wait_until([&] { return middle() != playing; })) << "the menu is open, and it plays";
   server->xdotool({"key", "Escape", "ctrl+q"});
-  EXPECT_EQ(program.program().wait_for_end(), 0);
+  EXPECT_EQ(program.program().wait_for_end(), 0) << program.errors();
 }
 
 TEST_F(window, opens_and_saves_through_dialogs) {
@@ -408,7 +409,7 @@ TEST_F(window, takes_files_that_are_dropped_by_thousands_and_leaves_junk) {
   EXPECT_TRUE(wait_until([&] { return program.output() == expected; })) << program.output() << program.errors();
   EXPECT_TRUE(comes_to_show(program, preview_of(program), 114));
   program.key("ctrl+q");
-  EXPECT_EQ(program.program().wait_for_end(), 0);
+  EXPECT_EQ(program.program().wait_for_end(), 0) << program.errors();
 }
 
 TEST_F(window, reads_definitions_and_texts_in_any_encoding) {
@@ -421,7 +422,7 @@ TEST_F(window, reads_definitions_and_texts_in_any_encoding) {
   support::write_file(user / "config/user-dirs.dirs", "XDG_DOCUMENTS_DIR=\"" + user / "documents" + "\"\n");
   window_program program(*server, {}, {}, {{"XDG_CONFIG_HOME", user / "config"}});
   server->xdotool({"key", "F2", "F3", "F4"});
-  EXPECT_EQ(program.program().wait_for_end(), 0);
+  EXPECT_EQ(program.program().wait_for_end(), 0) << program.errors();
 }
 
 TEST_F(window, exits_without_ever_loading_the_toolkit) {
