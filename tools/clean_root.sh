@@ -16,7 +16,7 @@ if [ ! -f "$base.tar" ]; then
   tar -C "$base" -cf "$base.tar" .
 fi
 leave() {
-  umount "$base/proc" "$base/dev/shm" "$base/dev" 2>/dev/null || true
+  umount "$base/proc" "$base/dev/shm" "$base/dev/pts" "$base/dev" 2>/dev/null || true
 }
 trap leave EXIT
 leave
@@ -25,7 +25,8 @@ mkdir -p "$base"
 tar -C "$base" -xf "$base.tar"
 cp /etc/resolv.conf "$base/etc/resolv.conf"
 mount --bind /dev "$base/dev"
-mkdir -p "$base/dev/shm"
+mkdir -p "$base/dev/shm" "$base/dev/pts"
+mount --bind /dev/pts "$base/dev/pts"
 mount -t tmpfs tmpfs "$base/dev/shm"
 mount -t proc proc "$base/proc"
 git clone -q "$source" "$base/root/kestrin"
