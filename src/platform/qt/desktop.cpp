@@ -24,12 +24,15 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string_view>
+#include <thread>
+#include <utility>
 
 #include "platform/qt/gl_surface.h"
 #include "platform/qt/main_window.h"
@@ -38,8 +41,9 @@
 namespace platform {
 namespace {
 
-constexpr int progress_patience = 500;  // milliseconds of work that shows no progress dialog
-constexpr int largest_window = 32767;   // pixels, of the window system
+constexpr int progress_patience = 500;             // milliseconds of work that shows no progress dialog
+constexpr std::chrono::seconds lost_patience(10);  // for a document to be filed
+constexpr int largest_window = 32767;              // pixels, of the window system
 constexpr int error_no_window = 1400;
 constexpr int error_size = static_cast<int>(0x80049205u);
 
@@ -120,8 +124,12 @@ class display_probe {
   bool good_ = false;
 };
 
-// The toolkit's remarks about the session are nothing that a user of the command line can act on.
+void tell_lost_connection();
+
+// The toolkit's remarks about the session are nothing that a user of the command line can act on. Those about a broken
+// connection to a Wayland display are the last that it does in this process.
 void show_only_errors(QtMsgType type, const QMessageLogContext&, const QString& text) {
+  if (text.startsWith("The Wayland connection")) tell_lost_connection();
   if (type == QtCriticalMsg || type == QtFatalMsg) std::fprintf(stderr, "%s\n", qPrintable(text));
 }
 
@@ -135,8 +143,9 @@ class program_style : public QProxyStyle {
   }
 };
 
-// The desktop whose connection may break: Qt then ends the process, and this is the only way to hear of it.
-desktop* connected = nullptr;
+class qt_desktop;
+// The desktop whose connection may break: Qt then ends the process from inside a call.
+qt_desktop* connected = nullptr;
 
 QRect rectangle_of(const window_placement& placement) {
   return {QPoint(placement.left, placement.top), QPoint(placement.right - 1, placement.bottom - 1)};
@@ -164,9 +173,7 @@ class qt_desktop : public desktop {
   qt_desktop() : application_(argument_count_, arguments_) {
     QApplication::setStyle(new program_style);
     connected = this;
-    std::atexit([] {
-      if (connected) static_cast<qt_desktop*>(connected)->tell_lost();
-    });
+    std::atexit(tell_lost_connection);
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setApplicationName("Kestrin");
     QApplication::setDesktopFileName("kestrin");
@@ -413,6 +420,10 @@ class qt_desktop : public desktop {
 
   audio_device& audio() override { return audio_; }
 
+  void tell_lost() {
+    if (window_ && display_lost_) std::exchange(display_lost_, nullptr)();
+  }
+
  private:
   int argument_count_ = 1;
   char program_[8] = "kestrin";
@@ -440,11 +451,6 @@ class qt_desktop : public desktop {
     gl_in_use_ = wanted;
   }
 
-  void tell_lost() {
-    connected = nullptr;
-    if (window_ && display_lost_) display_lost_();
-  }
-
   // A window that would lie outside every monitor keeps its size and takes the default place.
   void apply_placement(const window_placement& placement) {
     const long long width = 0LL + placement.right - placement.left;
@@ -462,6 +468,17 @@ class qt_desktop : public desktop {
     }
   }
 };
+
+// Several threads of the toolkit may find the connection broken and are about to end the process: they leave that to
+// the main thread, which finds it with its next picture.
+void tell_lost_connection() {
+  if (!connected) return;
+  if (QThread::currentThread() == qGuiApp->thread()) {
+    connected->tell_lost();
+  } else {
+    std::this_thread::sleep_for(lost_patience);
+  }
+}
 
 }  // namespace
 }  // namespace platform
