@@ -42,8 +42,8 @@ int main() {
        {}},
   };
   if (bench::have("ffmpeg")) {
-    // The overlay that keeps red, green and blue as they are, and the one that ffmpeg chooses when nothing is said,
-    // which goes through subsampled YUV and is not the same picture.
+    // The overlay in planes of red, green and blue, and in the form that the ends of the graph have already, packed
+    // pixels.
     for (const char* format : {"gbrp", "auto"}) {
       const std::string command = "ffmpeg -v error -nostdin -f image2 -i '" + folder +
                                   "/back.%04d.tga' -f image2 -i '" + folder +
