@@ -104,12 +104,12 @@ TEST_F(window_run, waits_as_long_as_its_state_allows) {
     int most;
   };
   const row rows[] = {{"stopped in the background", false, false, false, 1, 2500, 960, 960},
-                      {"stopped in front", true, false, false, 1, 2500, 1, 40},
-                      {"the slowest rate", true, false, false, 1, 100, 41, 100},
+                      {"stopped in front", true, false, false, 1, 1000, 1, 100},
+                      {"the slowest rate", true, false, false, 1, 100, 1, 100},
                       {"minimised", true, false, true, 1, 2500, 960, 960},
-                      {"minimised while it plays", true, true, true, 1, 2500, 1, 40},
-                      {"playing in the background", false, true, false, 1, 2500, 1, 40},
-                      {"playing in front", true, true, false, 1, 5000, 1, 20},
+                      {"minimised while it plays", true, true, true, 1, 1000, 1, 100},
+                      {"playing in the background", false, true, false, 1, 1000, 1, 100},
+                      {"playing in front", true, true, false, 1, 1000, 1, 100},
                       {"a throttle of 0 in front", true, false, false, 0, 2500, 0, 0},
                       {"a throttle of 0 in the background", false, false, false, 0, 2500, 960, 960}};
   for (const row& r : rows) {
