@@ -70,7 +70,7 @@ struct stack {
 
   void composite() {
     const render::background black{};
-    render::render_stereo_pair(&target, nullptr, composition, layers, view, 0.0, &black);
+    render::render_stereo_pair(&target, nullptr, composition, layers, view, &black);
   }
 };
 

@@ -20,9 +20,6 @@ using ksn::alpha_source_mode_type;
 using ksn::alpha_source_range_type;
 using ksn::channel_type;
 
-constexpr int alpha_plane = 3;
-constexpr int depth_plane = 4;
-
 // One 8-bit channel of a picture; `computed` keeps a luminance alive.
 struct channel {
   const std::uint8_t* samples = nullptr;

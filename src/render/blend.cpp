@@ -5,12 +5,10 @@
 #include <vector>
 
 #include "lib/parallel.h"
+#include "render/channels.h"
 
 namespace render {
 namespace {
-
-constexpr int alpha_plane = 3;
-constexpr int depth_plane = 4;
 
 bool has_bytes(const img::image& image, int index) {
   return image.has_plane(index) && image.depth[index] == 8;
@@ -178,7 +176,9 @@ void fill_rows(img::image& target, const rectangle& box, const background& sampl
 
 rectangle placed_rectangle(math::point position, int width, int height, math::point anchor,
                            const layer_geometry& scale) {
-  auto scaled = [](int value, int num, int den) { return static_cast<int>(static_cast<long long>(value) * num / den); };
+  auto scaled = [](int value, int num, int den) {
+    return limited(static_cast<double>(static_cast<long long>(value) * num / den));
+  };
   const int left = position.x - scaled(anchor.x, scale.num_x, scale.den_x);
   const int top = position.y - scaled(anchor.y, scale.num_y, scale.den_y);
   return {left, top, left + scaled(width, scale.num_x, scale.den_x), top + scaled(height, scale.num_y, scale.den_y)};

@@ -17,9 +17,6 @@ namespace {
 
 using ksn::view_type;
 
-constexpr int alpha_plane = 3;
-constexpr int depth_plane = 4;
-
 // The plane that b_, g_ and r_ values name; -1 for the rest.
 int color_plane(view_type channels) {
   const int value = static_cast<int>(channels);

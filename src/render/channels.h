@@ -6,12 +6,15 @@
 
 namespace render {
 
+// Where the compositor reads alpha and depth.
+constexpr int alpha_plane = 3;
+constexpr int depth_plane = 4;
+
 // Leaves the chosen channels of an 8-bit, half or packed picture, in place. Packed pictures become host-order words,
 // and 8-bit BGR for alpha and depth. What needs a plane that is not there is left out.
 void select_channels(img::image& image, ksn::view_type channels);
 
-// Moves alpha to plane 3 and depth to plane 4, where the compositor reads them; readers of gray pictures may have put
-// them right behind the first plane.
+// Moves alpha and depth to their places; readers of gray pictures may have put them right behind the first plane.
 void place_planes(img::image& image);
 bool planes_in_place(const img::image& image);
 

@@ -6,6 +6,7 @@
 
 #include "img/sampling.h"
 #include "lib/parallel.h"
+#include "render/channels.h"
 #include "render/overlays.h"
 #include "render/rows.h"
 
@@ -39,9 +40,8 @@ rectangle moved(const rectangle& box, math::point by) {
 }
 
 rectangle zoomed(const rectangle& box, const frame_view& view) {
-  auto scaled = [](int value, double zoom) { return static_cast<int>(value * zoom); };
-  return {scaled(box.left, view.zoom_x), scaled(box.top, view.zoom_y), scaled(box.right, view.zoom_x),
-          scaled(box.bottom, view.zoom_y)};
+  return {limited(box.left * view.zoom_x), limited(box.top * view.zoom_y), limited(box.right * view.zoom_x),
+          limited(box.bottom * view.zoom_y)};
 }
 
 std::shared_ptr<const img::transfer> prepared_correction(const ksn::track_info& track) {
@@ -58,9 +58,8 @@ void place(eye& out, const ksn::state& composition, const prepared_layer& prepar
   layer.track = &track;
   layer.image = prepared.image.get();
   layer.opacity = prepared.opacity;
-  const math::point position{
-      out.target->width / 2 + view.offset.x + static_cast<int>(std::rint(track.pos.x * view.zoom_x)),
-      out.target->height / 2 + view.offset.y + static_cast<int>(std::rint(track.pos.y * view.zoom_y))};
+  const math::point position{limited(std::rint(track.pos.x * view.zoom_x) + view.offset.x + out.target->width / 2),
+                             limited(std::rint(track.pos.y * view.zoom_y) + view.offset.y + out.target->height / 2)};
   const layer_geometry scale = layer_scale(track, view.zoom_x, view.zoom_y, prepared.resolution);
   if (track.crop) {
     layer.crop = moved(zoomed(crop_rect(track), view), position);
@@ -95,20 +94,13 @@ eye place_all(img::image* target, ksn::target_view_type other, const ksn::state&
   return out;
 }
 
-// The alpha source of an adjustment layer: a picture of the layer's size with an alpha plane.
-int alpha_plane_of(const img::image* image) {
-  if (!image) return -1;
-  const int plane = image->has_plane(3) ? 3 : image->plane_of('A');
-  return plane >= 0 && image->depth[plane] == 8 ? plane : -1;
-}
-
 // Corrects what lies below, within the layer's rectangle; with opacity or alpha, blends the corrected copy back.
 void adjust_rect(const placed_layer& layer, img::image& target, const rectangle& clip) {
   const rectangle visible = intersect(intersect(layer.box, clip), {0, 0, target.width, target.height});
   if (visible.empty()) return;
   const int width = visible.right - visible.left;
-  const int alpha = alpha_plane_of(layer.image);
-  if (layer.opacity >= 100 && alpha < 0) {
+  const img::image* matte = layer.image;
+  if (layer.opacity >= 100 && !matte) {
     for (int y = visible.top; y < visible.bottom; ++y) {
       layer.correction->apply_row(target.row(0, y) + visible.left, target.row(1, y) + visible.left,
                                   target.row(2, y) + visible.left, width);
@@ -117,15 +109,15 @@ void adjust_rect(const placed_layer& layer, img::image& target, const rectangle&
   }
   const int opacity = layer.opacity;
   const auto& family = opacity >= 100 ? current_rows().opaque : current_rows().scaled;
-  const auto alpha_type = alpha < 0 ? ksn::alpha_type::ignore : layer.track->alpha_type;
+  const auto alpha_type = matte ? layer.track->alpha_type : ksn::alpha_type::ignore;
   const row_operation operation = family[static_cast<int>(ksn::blend_type::normal)][static_cast<int>(alpha_type)];
   thread_local std::vector<std::uint8_t> scratch;
   scratch.resize(static_cast<std::size_t>(width) * 4);
   img::axis_scale columns;
   img::axis_scale lines;
-  if (alpha >= 0) {
-    columns = {layer.box.right - layer.box.left, layer.image->width, layer.image->width, false};
-    lines = {layer.box.bottom - layer.box.top, layer.image->height, layer.image->height, false};
+  if (matte) {
+    columns = {layer.box.right - layer.box.left, matte->width, matte->width, false};
+    lines = {layer.box.bottom - layer.box.top, matte->height, matte->height, false};
   }
   for (int y = visible.top; y < visible.bottom; ++y) {
     target_span below{};
@@ -135,11 +127,11 @@ void adjust_rect(const placed_layer& layer, img::image& target, const rectangle&
       below.planes[p] = target.row(p, y) + visible.left;
       planes[p] = scratch.data() + static_cast<std::size_t>(p) * width;
       if (p < 3) std::memcpy(planes[p], below.planes[p], static_cast<std::size_t>(width));
-      if (p < 3 || alpha >= 0) copy.planes[p] = planes[p];
+      if (p < 3 || matte) copy.planes[p] = planes[p];
     }
     layer.correction->apply_row(planes[0], planes[1], planes[2], width);
-    if (alpha >= 0) {
-      img::sample_row(planes[3], layer.image->row(alpha, lines.row(y - layer.box.top)), columns,
+    if (matte) {
+      img::sample_row(planes[3], matte->row(alpha_plane, lines.row(y - layer.box.top)), columns,
                       visible.left - layer.box.left, visible.right - layer.box.left);
     }
     copy.weight = opacity * 256 / 100;
@@ -209,8 +201,7 @@ void draw_strip(const eye& eye, const rectangle& strip, const background* below)
 }  // namespace
 
 void render_stereo_pair(img::image* left, img::image* right, const ksn::state& composition,
-                        const std::vector<prepared_layer>& layers, const frame_view& view, double,
-                        const background* below) {
+                        const std::vector<prepared_layer>& layers, const frame_view& view, const background* below) {
   const eye eyes[] = {place_all(left, ksn::target_view_type::right, composition, layers, view),
                       place_all(right, ksn::target_view_type::left, composition, layers, view)};
   const img::image* any = left ? left : right;

@@ -56,7 +56,7 @@ img::const_image_ptr prepare_layer_picture(pipeline& pipeline, const ksn::state&
 // `left`. With `below` the pictures start as that background, strip by strip, which saves the trip through memory that
 // filling them before costs; without it they hold what the layers go onto.
 void render_stereo_pair(img::image* left, img::image* right, const ksn::state& composition,
-                        const std::vector<prepared_layer>& layers, const frame_view& view, double time,
+                        const std::vector<prepared_layer>& layers, const frame_view& view,
                         const background* below = nullptr);
 
 // What the two halves of a frame took, in nanoseconds.

@@ -14,10 +14,6 @@ namespace {
 
 using ksn::cache_resolution_type;
 
-int reduction_of(cache_resolution_type resolution) {
-  return resolution == cache_resolution_type::full ? 1 : resolution == cache_resolution_type::half ? 2 : 4;
-}
-
 layer_picture fetch(pipeline& pipeline, const ksn::state& composition, int index, double time,
                     cache_resolution_type resolution) {
   const ksn::track_info& track = composition.track_at(index);
@@ -27,6 +23,11 @@ layer_picture fetch(pipeline& pipeline, const ksn::state& composition, int index
 
 bool is_adjustment(const ksn::track_info& track) {
   return track.source_type == ksn::source_type::adjustment;
+}
+
+// The index of the layer that supplies alpha, -1 for none.
+int alpha_source_of(const ksn::state& composition, const ksn::track_info& track) {
+  return track.alpha_source_id == 0 ? -1 : composition.index_of_id(track.alpha_source_id);
 }
 
 background background_of(const ksn::state& composition) {
@@ -43,14 +44,14 @@ bool any_layer_of_one_eye(const ksn::state& composition, const std::vector<prepa
 
 // Renders both eyes, the first into `target`, and merges them.
 void render_both_eyes(img::image& target, const ksn::state& composition, const std::vector<prepared_layer>& layers,
-                      const frame_view& view, double time) {
+                      const frame_view& view) {
   const img::image_ptr other = pooled_image(target.format, target.width, target.height);
   const background below = background_of(composition);
   if (any_layer_of_one_eye(composition, layers)) {
-    render_stereo_pair(&target, other.get(), composition, layers, view, time, &below);
+    render_stereo_pair(&target, other.get(), composition, layers, view, &below);
     if (composition.switch_views) target.swap(*other);
   } else {
-    render_stereo_pair(&target, nullptr, composition, layers, view, time, &below);
+    render_stereo_pair(&target, nullptr, composition, layers, view, &below);
     *other = target;
   }
   merge_stereo(target, *other, composition.stereo_view, view.view_origin.x + view.view_origin.y);
@@ -83,10 +84,10 @@ std::vector<bool> layers_taking_part(const ksn::state& composition) {
   for (std::size_t i = 0; i < marked.size(); ++i) marked[i] = composition.tracks[i].visible;
   for (int i = 0; i < composition.track_count(); ++i) {
     if (!composition.track_at(i).visible) continue;
-    int next = composition.index_of_id(composition.track_at(i).alpha_source_id);
+    int next = alpha_source_of(composition, composition.track_at(i));
     while (next >= 0 && !marked[static_cast<std::size_t>(next)]) {
       marked[static_cast<std::size_t>(next)] = true;
-      next = composition.index_of_id(composition.track_at(next).alpha_source_id);
+      next = alpha_source_of(composition, composition.track_at(next));
     }
   }
   return marked;
@@ -106,7 +107,7 @@ std::vector<prepared_layer> prepare_layers(pipeline& pipeline, const ksn::state&
     const layer_picture& picture = pictures[static_cast<std::size_t>(i)];
     const ksn::track_info& track = composition.track_at(i);
     if (!track.visible || !picture.image) continue;
-    const int source = composition.index_of_id(track.alpha_source_id);
+    const int source = alpha_source_of(composition, track);
     img::const_image_ptr image =
         apply_alpha_source(picture, source < 0 ? layer_picture{} : pictures[static_cast<std::size_t>(source)]);
     if (!image && !is_adjustment(track)) continue;
@@ -121,7 +122,7 @@ img::const_image_ptr prepare_layer_picture(pipeline& pipeline, const ksn::state&
                                            cache_resolution_type resolution) {
   const ksn::track_info& track = composition.track_at(index);
   // The source first: when a layer is its own source, its picture must be the one of the last fetch.
-  const int source_index = composition.index_of_id(track.alpha_source_id);
+  const int source_index = alpha_source_of(composition, track);
   layer_picture source;
   if (source_index >= 0) source = fetch(pipeline, composition, source_index, time, resolution);
   const layer_picture layer = fetch(pipeline, composition, index, time, resolution);
@@ -141,13 +142,13 @@ void render_frame(pipeline& pipeline, const ksn::state& composition, img::image&
   const auto fetched = std::chrono::steady_clock::now();
   switch (composition.target_view) {
     case ksn::target_view_type::left:
-      render_stereo_pair(picture.get(), nullptr, composition, layers, view, time, &below);
+      render_stereo_pair(picture.get(), nullptr, composition, layers, view, &below);
       break;
     case ksn::target_view_type::right:
-      render_stereo_pair(nullptr, picture.get(), composition, layers, view, time, &below);
+      render_stereo_pair(nullptr, picture.get(), composition, layers, view, &below);
       break;
     case ksn::target_view_type::both:
-      render_both_eyes(*picture, composition, layers, view, time);
+      render_both_eyes(*picture, composition, layers, view);
       break;
   }
   if (view.for_display) {

@@ -6,11 +6,19 @@
 namespace render {
 namespace {
 
+constexpr double largest = 1 << 28;
+
 int scaled(double percent, double aspect, double zoom) {
-  return static_cast<int>(std::rint(percent * aspect / 100.0 * 1000.0 * zoom));
+  return limited(std::min(std::rint(percent * aspect / 100.0 * 1000.0 * zoom), largest / 4));
 }
 
-int reduction_factor(ksn::cache_resolution_type resolution) {
+}  // namespace
+
+int limited(double value) {
+  return static_cast<int>(std::clamp(value, -largest, largest));
+}
+
+int reduction_of(ksn::cache_resolution_type resolution) {
   switch (resolution) {
     case ksn::cache_resolution_type::full:
       return 1;
@@ -22,12 +30,10 @@ int reduction_factor(ksn::cache_resolution_type resolution) {
   return 1;
 }
 
-}  // namespace
-
 layer_geometry layer_scale(const ksn::track_info& track, double zoom_x, double zoom_y,
                            ksn::cache_resolution_type resolution) {
   layer_geometry scale;
-  const int factor = track.is_decoded() && !track.disable_cache ? reduction_factor(resolution) : 1;
+  const int factor = track.is_decoded() && !track.disable_cache ? reduction_of(resolution) : 1;
   scale.num_x = scaled(track.scale_x, track.aspect, zoom_x) * factor;
   scale.num_y = scaled(track.scale_y, 1.0, zoom_y) * factor;
   return scale;
@@ -44,8 +50,8 @@ rectangle crop_rect(const ksn::track_info& track) {
   const long long height = track.crop_wh.y > 0 ? track.crop_wh.y : track.height;
   const long long left = track.crop_xy.x - width / 2;
   const long long top = track.crop_xy.y - height / 2;
-  return {static_cast<int>(left * sx / 1000), static_cast<int>(top * sy / 1000),
-          static_cast<int>((left + width) * sx / 1000), static_cast<int>((top + height) * sy / 1000)};
+  const auto at = [](long long product) { return limited(static_cast<double>(product / 1000)); };
+  return {at(left * sx), at(top * sy), at((left + width) * sx), at((top + height) * sy)};
 }
 
 }  // namespace render

@@ -38,11 +38,6 @@ void complete_planes(img::image& image) {
 
 }  // namespace
 
-std::uint8_t key_alpha(std::uint8_t b, std::uint8_t g, std::uint8_t r, const ksn::color_key& key) {
-  const long long distance = std::abs(r - key.key.r) + std::abs(g - key.key.g) + std::abs(b - key.key.b);
-  return static_cast<std::uint8_t>(std::clamp((distance - key.tolerance) * key.slope / 2, 0LL, 255LL));
-}
-
 void apply_keys(img::image& image, const ksn::color_key& primary, const ksn::color_key& secondary) {
   if (!primary.enabled && !secondary.enabled) return;
   complete_planes(image);

@@ -6,11 +6,8 @@
 
 namespace render {
 
-// clamp(((|R - kR| + |G - kG| + |B - kB|) - tolerance) * slope / 2, 0, 255)
-std::uint8_t key_alpha(std::uint8_t b, std::uint8_t g, std::uint8_t r, const ksn::color_key& key);
-
 // Completes an 8-bit picture to blue, green, red and alpha and writes the alpha of the enabled keys, the lesser of both
-// where both are.
+// where both are: clamp(((|R - kR| + |G - kG| + |B - kB|) - tolerance) * slope / 2, 0, 255).
 void apply_keys(img::image& image, const ksn::color_key& primary, const ksn::color_key& secondary);
 
 }  // namespace render

@@ -130,7 +130,7 @@ img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& 
     if (!native) return nullptr;
     if (!through_cache && asked.resolution != cache_resolution_type::full) {
       auto reduced = std::make_shared<img::image>(*native);
-      img::reduce(*reduced, asked.resolution == cache_resolution_type::half ? 2 : 4);
+      img::reduce(*reduced, reduction_of(asked.resolution));
       native = std::move(reduced);
     }
     return develop(state, wanted, native, through_cache && wanted.key.has_lookup);
@@ -214,8 +214,8 @@ std::shared_ptr<const img::transfer> pipeline::row_correction(const ksn::track_i
 img::const_image_ptr pipeline::guarded(layer_state& state, const ksn::track_info& track, int source_frame,
                                        const std::function<img::const_image_ptr()>& attempt) {
   const auto name = [&] {
-    std::string path = track.frame_path(source_frame);
-    return '"' + (path.empty() ? track.path : path) + "\": ";
+    const std::string path = track.frame_path(source_frame);
+    return '"' + (!path.empty() ? path : !track.path.empty() ? track.path : track.name) + "\": ";
   };
   for (int attempts = 1;; ++attempts) {
     try {

@@ -87,6 +87,12 @@ int layer_frame_number(pipeline& pipeline, const ksn::state& composition, const 
 
 using cache::key_of_frame;
 
+// A place or size in pixels, cut so that sums of a few of them never overflow: to 2^28 either way.
+int limited(double value);
+
+// How many pixels of the source stand behind one of a reduced picture in each direction: 1, 2 or 4.
+int reduction_of(ksn::cache_resolution_type resolution);
+
 // The display scale of a layer as fractions of 1000ths, with the reduction of its picture made up for. `resolution` is
 // what the cache was asked for.
 layer_geometry layer_scale(const ksn::track_info& track, double zoom_x, double zoom_y,

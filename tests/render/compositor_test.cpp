@@ -46,7 +46,7 @@ class compositor_test : public testing::Test {
 
   img::image render(int width, int height, std::vector<int> below = {0, 0, 0, 0, 0}) {
     img::image target = support::picture("BGRAZ", width, height, below);
-    render::render_stereo_pair(&target, nullptr, composition, layers, view, 0.0);
+    render::render_stereo_pair(&target, nullptr, composition, layers, view);
     return target;
   }
 
@@ -134,7 +134,7 @@ TEST_F(compositor_test, hidden_layers) {
   const render::background below{};
   for (const bool fill : {false, true}) {
     img::image frame = support::picture("BGRAZ", 12, 9);
-    render::render_stereo_pair(&frame, nullptr, composition, layers, view, 0.0, fill ? &below : nullptr);
+    render::render_stereo_pair(&frame, nullptr, composition, layers, view, fill ? &below : nullptr);
     for (int p = 0; p < 5; ++p) EXPECT_EQ(support::samples(frame, p), std::vector<int>(108, expected[p])) << p;
   }
   plate.pos = {2, 1};
@@ -152,14 +152,14 @@ TEST_F(compositor_test, eyes) {
     add(support::picture("BGR", 4, 6, {9, 9, 9})).target_view = eye;
     img::image left = support::picture("BGRAZ", 4, 6);
     img::image right = left;
-    render::render_stereo_pair(&left, &right, composition, layers, view, 0.0);
+    render::render_stereo_pair(&left, &right, composition, layers, view);
     EXPECT_EQ(left.row(0, 5)[3], eye == target_view_type::right ? 0 : 9);
     EXPECT_EQ(right.row(0, 5)[3], eye == target_view_type::left ? 0 : 9);
     img::image alone = support::picture("BGRAZ", 4, 6);
-    render::render_stereo_pair(nullptr, &alone, composition, layers, view, 0.0);
+    render::render_stereo_pair(nullptr, &alone, composition, layers, view);
     EXPECT_EQ(support::differing_plane(alone, right), -1);
   }
-  render::render_stereo_pair(nullptr, nullptr, composition, layers, view, 0.0);
+  render::render_stereo_pair(nullptr, nullptr, composition, layers, view);
 }
 
 TEST_F(compositor_test, crop_and_its_preview) {
@@ -242,7 +242,7 @@ TEST_F(compositor_test, adjustment_matrix_counts_from_the_rectangle) {
   adjustment.tf.saturation = {40, 40, 40};
   adjustment.tf.gain = {130, 100, 90};
   img::image target = below;
-  render::render_stereo_pair(&target, nullptr, composition, layers, view, 0.0);
+  render::render_stereo_pair(&target, nullptr, composition, layers, view);
   img::image cut("BGR", 8, 23, 9);
   for (int p = 0; p < 3; ++p) {
     for (int y = 0; y < 9; ++y) std::copy_n(below.row(p, y + 2) + 9, 23, cut.row(p, y));
@@ -322,11 +322,11 @@ TEST_F(compositor_test, same_picture_for_every_number_of_threads_and_every_level
     img::image right = left;
     const img::image garbage = support::random_picture("BGRAZ", 93, height, 77);
     lib::set_thread_count(1);
-    render::render_stereo_pair(&left, &right, composition, layers, view, 0.0);
+    render::render_stereo_pair(&left, &right, composition, layers, view);
     const auto check = [&](const std::string& name) {
       img::image a = garbage;
       img::image b = garbage;
-      render::render_stereo_pair(&a, &b, composition, layers, view, 0.0, &below);
+      render::render_stereo_pair(&a, &b, composition, layers, view, &below);
       EXPECT_EQ(support::differing_plane(a, left), -1) << name << ", height " << height;
       EXPECT_EQ(support::differing_plane(b, right), -1) << name << ", height " << height;
     };
@@ -336,7 +336,7 @@ TEST_F(compositor_test, same_picture_for_every_number_of_threads_and_every_level
   // With no layers the picture is the background.
   img::image empty = support::random_picture("BGRAZ", 9, 7, 1);
   const render::background below{1, 2, 3, 4, 5};
-  render::render_stereo_pair(&empty, nullptr, composition, {}, view, 0.0, &below);
+  render::render_stereo_pair(&empty, nullptr, composition, {}, view, &below);
   for (int p = 0; p < 5; ++p) EXPECT_EQ(support::samples(empty, p), std::vector<int>(63, p + 1));
 }
 
