@@ -8,5 +8,7 @@ namespace img {
 
 // `text` with every byte that is not part of a well-formed UTF-8 sequence (RFC 3629) replaced by `?`.
 std::string valid_utf8(std::string_view text);
+// Text in ISO/IEC 8859-1, each byte of which is the character of its own number, as UTF-8.
+std::string utf8_of_latin1(std::string_view text);
 
 }  // namespace img
