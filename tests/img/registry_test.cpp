@@ -13,36 +13,17 @@
 namespace {
 
 TEST(registry, extensions) {
-  struct row {
-    const char* name;
-    std::vector<const char*> extensions;
-  };
-  const row rows[] = {
-      {"bmp", {"bmp", "dib"}},
-      {"dds", {"dds"}},
-      {"dng", {"dng"}},
-      {"dpx", {"dpx", "cin"}},
-      {"exr", {"exr", "sxr"}},
-      {"hdr", {"hdr"}},
-      {"iff", {"iff"}},
-      {"jpeg", {"jpg", "jpeg"}},
-      {"pic", {"pic"}},
-      {"png", {"png"}},
-      {"psd", {"psd"}},
-      {"rla", {"rla", "rpf"}},
-      {"sgi", {"sgi", "sgi16", "rgb", "rgb16"}},
-      {"tga", {"tga"}},
-      {"tiff", {"tiff", "tif", "ftif"}},
-      {"qzimg", {"qzimg"}},
-      {"yuv", {"yuv"}},
-  };
-  for (const row& r : rows) {
-    for (const std::string extension : r.extensions) {
-      const img::format* format = img::find_format("/a.b/c." + extension);
-      ASSERT_NE(format, nullptr) << extension;
-      EXPECT_STREQ(format->name(), r.name);
-      EXPECT_EQ(img::find_format("anything", extension.c_str()), format);
-    }
+  const std::pair<std::string, const char*> rows[] = {
+      {"bmp", "bmp"},   {"dib", "bmp"},     {"dds", "dds"},   {"dng", "dng"}, {"dpx", "dpx"},   {"cin", "dpx"},
+      {"exr", "exr"},   {"sxr", "exr"},     {"hdr", "hdr"},   {"iff", "iff"}, {"jpg", "jpeg"},  {"jpeg", "jpeg"},
+      {"pic", "pic"},   {"png", "png"},     {"psd", "psd"},   {"rla", "rla"}, {"rpf", "rla"},   {"sgi", "sgi"},
+      {"sgi16", "sgi"}, {"rgb", "sgi"},     {"rgb16", "sgi"}, {"tga", "tga"}, {"tiff", "tiff"}, {"tif", "tiff"},
+      {"ftif", "tiff"}, {"qzimg", "qzimg"}, {"yuv", "yuv"}};
+  for (const auto& [extension, name] : rows) {
+    const img::format* format = img::find_format("/a.b/c." + extension);
+    ASSERT_NE(format, nullptr) << extension;
+    EXPECT_STREQ(format->name(), name);
+    EXPECT_EQ(img::find_format("anything", extension.c_str()), format);
   }
   EXPECT_EQ(img::find_format("A.TGA"), img::find_format("a.tga"));
   EXPECT_EQ(img::find_format("a", "TgA"), img::find_format("a.tga"));
