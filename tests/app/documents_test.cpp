@@ -138,7 +138,7 @@ TEST_F(documents, a_limit_on_files_leaves_the_old_one) {
     arguments.insert(arguments.end(), {save, "--transient", "--exit=status"});
     const support::outcome found = run_shell("ulimit -f 1;", arguments);
     EXPECT_EQ(found.code, 1);
-    EXPECT_EQ(found.error_lines(), strings{line(name + std::string(".part"), "io::write_error: WriteFile")});
+    EXPECT_EQ(found.error_lines(), strings{line(name, "io::write_error: File too large")});
     EXPECT_TRUE(support::read_file(folder / name) == before);
   }
 }
