@@ -420,6 +420,12 @@ TEST(document, old_file_stays_whole) {
             }),
             "io::logic_error|in the middle|Unsupported functionality");
   EXPECT_EQ(support::read_file(path), before);
+  EXPECT_FALSE(std::filesystem::exists(path + ".part"));
+  // Where there is no temporary file, nothing is removed.
+  std::filesystem::create_symlink("/dev/full", folder / "full");
+  EXPECT_EQ(failure([&] { io::save_document(folder / "full", "n", 1); }),
+            "io::write_error|" + (folder / "full") + "|" + std::strerror(ENOSPC));
+  EXPECT_TRUE(std::filesystem::exists("/dev/full"));
   io::save_document(path, "n", 3);
   int back = 0;
   io::load_document(path, "n", back);
