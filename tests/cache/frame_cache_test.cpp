@@ -62,16 +62,16 @@ struct cache_test : testing::Test {
   void fill(int count) {
     for (int i = 0; i < count; ++i) cache.touch(get(key("/f/" + std::to_string(i))));
   }
+  // The changed paths since the last call, in their order; "*" when all changed.
+  std::vector<std::string> changes() {
+    std::set<std::string> changed;
+    if (cache.take_changes(changed)) changed.insert("*");
+    return {changed.begin(), changed.end()};
+  }
   // The paths that are left, touched longest ago first. Empties the queue.
   std::vector<std::string> drain() {
     std::vector<std::string> order;
-    std::set<std::string> changed;
-    cache.take_changes(changed);
-    while (cache.evict_oldest()) {
-      changed.clear();
-      EXPECT_FALSE(cache.take_changes(changed));
-      EXPECT_EQ(changed.size(), 1u);
-      order.push_back(*changed.begin());
+    for (changes(); cache.evict_oldest(); order.push_back(changes().at(0))) {
     }
     return order;
   }
@@ -332,12 +332,9 @@ TEST_F(cache_test, removal_by_path_and_folder) {
   };
   for (const row& r : rows) {
     for (const std::string& path : all) cache.touch(get(key(path)));
-    std::set<std::string> changed;
-    cache.take_changes(changed);
-    changed.clear();
+    changes();
     cache.remove_folder(r.folder);
-    EXPECT_FALSE(cache.take_changes(changed));
-    EXPECT_EQ(std::vector<std::string>(changed.begin(), changed.end()), r.removed) << r.folder;
+    EXPECT_EQ(changes(), r.removed) << r.folder;
     EXPECT_EQ(cache.queue_size(), std::size(all) - r.removed.size()) << r.folder;
     for (const std::string& path : r.removed) EXPECT_EQ(cache.find(key(path)), nullptr) << path;
   }
@@ -349,9 +346,7 @@ TEST_F(cache_test, removal_by_path_and_folder) {
   cache.remove_path("/a");
   cache.remove_path("/none");
   EXPECT_EQ(cache.queue_size(), 1u);
-  std::set<std::string> changed;
-  EXPECT_TRUE(cache.take_changes(changed));
-  EXPECT_EQ(changed, (std::set<std::string>{"/a", "/b", "/none"}));
+  EXPECT_EQ(changes(), (std::vector<std::string>{"*", "/a", "/b", "/none"}));
 }
 
 TEST_F(cache_test, removal_of_changed_files) {
@@ -377,18 +372,13 @@ TEST_F(cache_test, removal_of_changed_files) {
 TEST_F(cache_test, clearing) {
   const img::const_image_ptr held = get(key("/f/1"));
   fill(3);
-  std::set<std::string> changed;
-  EXPECT_FALSE(cache.take_changes(changed));
-  EXPECT_EQ(changed, (std::set<std::string>{"/f/0", "/f/1", "/f/2"}));
+  EXPECT_EQ(changes(), (std::vector<std::string>{"/f/0", "/f/1", "/f/2"}));
   cache.clear();
-  changed.clear();
-  EXPECT_TRUE(cache.take_changes(changed));
-  EXPECT_FALSE(cache.take_changes(changed)) << "told once";
-  EXPECT_TRUE(changed.empty());
+  EXPECT_EQ(changes(), std::vector<std::string>{"*"});
   EXPECT_EQ(cache.queue_size(), 0u);
   EXPECT_EQ(cache.find(key("/f/1")), nullptr) << "the index is empty though the image lives";
   EXPECT_FALSE(cache.evict_oldest());
-  EXPECT_FALSE(cache.take_changes(changed)) << "an eviction of nothing marks nothing";
+  EXPECT_TRUE(changes().empty()) << "an eviction of nothing marks nothing";
 }
 
 TEST_F(cache_test, many_threads) {

@@ -113,41 +113,6 @@ TEST(broken_documents, counts_that_only_the_packing_backs) {
   }
 }
 
-TEST(broken_documents, text_that_is_no_document) {
-  const temp_folder folder;
-  const std::string path = folder / "a.xml";
-  const std::string head = "<?xml?><stream version=\"4\">";
-  const std::string record = head + "<r v=\"12\" name=\"composition\">";
-  const auto times = [](int count, const std::string& text) {
-    std::string all;
-    for (int i = 0; i < count; ++i) all += text;
-    return all;
-  };
-  const struct {
-    const char* what;
-    std::string text;
-  } rows[] = {
-      {"nothing", ""},
-      {"an entity without an end", record + "<f>&#57"},
-      {"entities without ends", record + "<f>" + times(100'000, "&#")},
-      {"a field within a field", record + "<f>1<f>2</f></f>"},
-      {"depth", head + times(100'000, "<r v=\"12\">")},
-      {"a field that never ends", record + "<f>" + std::string(1 << 20, '1')},
-      {"a tag that never ends", record + "<f " + std::string(1 << 20, 'x')},
-  };
-  for (const auto& row : rows) {
-    write_file(path, row.text);
-    document found;
-    try {
-      ksn::load_composition(found, path, false);
-      ADD_FAILURE() << row.what;
-    } catch (const io::exception& failure) {
-      EXPECT_EQ(failure.source(), path) << row.what;
-    }
-    EXPECT_EQ(ksn::broken_invariant(found), "") << row.what;
-  }
-}
-
 TEST(broken_documents, packed_files_changed_anywhere) {
   const temp_folder folder;
   const std::string path = folder / "a.ksncomp";
