@@ -201,11 +201,13 @@ TEST_F(studio, missing_frames_are_reported_in_order_and_left_out) {
 TEST_F(studio, a_composite_goes_on_without_the_layer_that_is_broken) {
   open_sequence({10, 20, 30});
   sequence("b", {40, -1, 60});
-  EXPECT_EQ(run({folder / "b.1001.tga", "--save_mask_as_sequence=" + out("c.tga")}),
+  img::save(support::picture("BGR", 2, 2), folder / "still.tga", nullptr, {});  // small, in the middle of all frames
+  EXPECT_EQ(run({folder / "b.1001.tga", folder / "still.tga", "--length=3", "--save_mask_as_sequence=" + out("c.tga")}),
             text_list{"\"" + (folder / "b.1002.tga") + "\": io::eof_error: Unexpected end of file"});
   EXPECT_EQ(level_of(out("c_0000.tga")), 40);
   EXPECT_EQ(level_of(out("c_0001.tga")), 20);
   EXPECT_EQ(level_of(out("c_0002.tga")), 60);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(loaded(out("c_000" + std::to_string(i) + ".tga")).row(0, 4)[8], 0) << i;
 }
 
 TEST_F(studio, targets_that_can_not_be_written) {
