@@ -12,6 +12,7 @@
 #include "img/format.h"
 #include "img/formats/exr_huffman.h"
 #include "io/exceptions.h"
+#include "support/load_failure.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -20,24 +21,15 @@ using exr_files::shape;
 
 class ExrBroken : public testing::Test {
  protected:
-  // The message of the io family, or what happened in its stead.
-  std::string failure() const {
-    img::image image;
-    try {
-      img::load(image, path);
-    } catch (const io::exception& e) {
-      EXPECT_EQ(e.source(), path);
-      return e.message();
-    }
-    return "no failure";
-  }
+  std::string failure() const { return support::load_failure(path); }
   std::string failure_of(const std::string& file) const {
     support::write_file(path, file);
     return failure();
   }
   // A good file.
-  std::string make_file(int compression, int tile) const {
+  std::string make_file(int compression, int tile, const std::function<unsigned()>& bits = {}) const {
     shape s;
+    s.bits = bits;
     s.display = s.data = {{0, 0}, {19, 36}};
     s.compression = static_cast<Imf::Compression>(compression);
     s.tile = tile;
@@ -104,22 +96,44 @@ TEST_F(ExrBroken, LiesAboutSizes) {
   }
 }
 
+// Where the places of chunks stand in a file.
+std::size_t table_of(const std::string& file) {
+  const std::string last_name = "screenWindowWidth";
+  return file.find(last_name) + last_name.size() + 1 + 6 + 4 + 4 + 1;
+}
+
 // Places of chunks beyond the file, inside the header, all the same, none: what is read is right or refused.
 TEST_F(ExrBroken, LiesAboutPlaces) {
   for (const int compression : {0, 3, 4}) {
     const std::string good = make_file(compression, 0);
     img::image expected;
     img::load(expected, path);
-    const std::string last_name = "screenWindowWidth";
-    const std::size_t table = good.find(last_name) + last_name.size() + 1 + 6 + 4 + 4 + 1;
     for (const std::int64_t place : {std::int64_t{1} << 40, std::int64_t{-8}, std::int64_t{0}, std::int64_t{20}}) {
       std::string bad = good;
-      for (std::size_t i = 0; i < 2; ++i) std::memcpy(&bad[table + 8 * i], &place, 8);
+      for (std::size_t i = 0; i < 2; ++i) std::memcpy(&bad[table_of(good) + 8 * i], &place, 8);
       if (failure_of(bad) != "no failure") continue;
       img::image image;
       img::load(image, path);
       EXPECT_EQ(image.data, expected.data) << place << " compression " << compression;
     }
+  }
+}
+
+// Chunks whose bytes mean nothing in any coding, and a line that is not as long as all others.
+TEST_F(ExrBroken, DamagedChunksAreRefused) {
+  for (int compression = 0; compression < 7; ++compression) {
+    std::string bad = make_file(compression, 0, [] { return 0x3C00u; });
+    const int line = compression == 0 ? 5 : 0;
+    std::uint64_t chunk;
+    std::memcpy(&chunk, &bad[table_of(bad) + 8 * static_cast<std::size_t>(line)], 8);
+    std::uint32_t size;
+    std::memcpy(&size, &bad[chunk + 4], 4);
+    if (compression == 0) {
+      bad[chunk + 4] = 7;
+    } else {
+      std::fill_n(&bad[chunk + 8], size, '\xFF');
+    }
+    EXPECT_EQ(failure_of(bad), "Invalid chunk data at line " + std::to_string(line)) << compression;
   }
 }
 
