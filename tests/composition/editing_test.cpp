@@ -119,38 +119,34 @@ TEST_F(editing, go_to_and_set_points) {
     EXPECT_EQ(c.tm_t, time);
     EXPECT_FALSE(c.playing);
   }
-  c.set_current_time(27.9);
-  ksn::layer_set_in_at_current(c);
-  EXPECT_EQ(c.track_at(0).in(), 7);
-  c.set_current_time(40.2);
-  ksn::layer_set_out_at_current(c);
-  EXPECT_EQ(c.track_at(0).out(), 20);
-  c.set_current_time(0);
-  ksn::layer_set_out_at_current(c);
-  EXPECT_EQ(c.track_at(0).out(), 8) << "at least one frame";
+  for (const auto& [time, run, in, out] : {std::tuple{27.9, operation(ksn::layer_set_in_at_current), 7, 40},
+                                           {40.2, ksn::layer_set_out_at_current, 7, 20},
+                                           {0.0, ksn::layer_set_out_at_current, 7, 8}}) {  // at least one frame
+    c.set_current_time(time);
+    run(c);
+    EXPECT_EQ(track.in(), in);
+    EXPECT_EQ(track.out(), out);
+  }
+}
+
+std::vector<int> begins(const state& c) {
+  std::vector<int> list;
+  for (const track_info& track : c.tracks) list.push_back(track.begin);
+  return list;
 }
 
 TEST_F(editing, align) {
-  struct row {
-    operation run;
-    int a, b;  // begin afterwards
-  };
-  // a: 10 frames from 3, shown 2 to 6; b: 20 frames from 50, shown whole. Current time 30.
-  const row rows[] = {{ksn::layer_align_begin, 30, 30},
-                      {ksn::layer_align_end, 20, 10},
-                      {ksn::layer_align_in, 28, 30},
-                      {ksn::layer_align_out, 24, 10}};
-  for (const row& r : rows) {
-    document d;
-    d.put("a", 3, 10).set_in_out(2, 6);
-    d.put("b", 50, 20);
-    d.put("c", 7, 5);
-    d.selection = {0, 1};
-    d.set_current_time(30.8);
-    r.run(d);
-    EXPECT_EQ(d.track_at(0).begin, r.a);
-    EXPECT_EQ(d.track_at(1).begin, r.b);
-    EXPECT_EQ(d.track_at(2).begin, 7);
+  c.put("a", 3, 10).set_in_out(2, 6);
+  c.put("b", 50, 20);
+  c.put("c", 7, 5);
+  c.selection = {0, 1};
+  c.set_current_time(30.8);
+  for (const auto& [run, expected] : {std::pair{operation(ksn::layer_align_begin), std::vector{30, 30, 7}},
+                                      {ksn::layer_align_end, {20, 10, 7}},
+                                      {ksn::layer_align_in, {28, 30, 7}},
+                                      {ksn::layer_align_out, {24, 10, 7}}}) {
+    run(c);
+    EXPECT_EQ(begins(c), expected);
   }
 }
 
@@ -161,19 +157,17 @@ TEST_F(editing, position_after_chains_the_selection) {
   c.set_timeline_length(30, true);
   c.selection = {0, 1, 2};
   ksn::layer_position_after(c);
-  EXPECT_EQ(c.track_at(2).begin, 5);
-  EXPECT_EQ(c.track_at(1).begin, 20);  // behind c, which ends at 5 + 15
-  EXPECT_EQ(c.track_at(0).begin, 37);  // its frame 3 stands at 40
+  EXPECT_EQ(begins(c), (std::vector{37, 20, 5})) << "b behind c, which ends at 5 + 15; a's frame 3 stands at 40";
   EXPECT_EQ(c.tm_n, 47);
   EXPECT_EQ(c.tm_l, 47);
   c.track_at(1).begin = 0;
   c.selection = {1};
   ksn::layer_position_after(c);
-  EXPECT_EQ(c.track_at(1).begin, 20) << "one alone follows the layer below it";
+  EXPECT_EQ(begins(c), (std::vector{37, 20, 5})) << "one alone follows the layer below it";
   c.selection = {2};
   c.undo_stack.reset();
   ksn::layer_position_after(c);
-  EXPECT_EQ(c.track_at(2).begin, 5);
+  EXPECT_EQ(begins(c), (std::vector{37, 20, 5}));
   EXPECT_EQ(c.undo_stack, nullptr);
 }
 
@@ -323,22 +317,16 @@ TEST_F(editing, made_layers_follow_the_mask) {
   EXPECT_EQ(c.track_at(1).crop_wh, (math::point{152, 25}));  // 151.5 too
 }
 
-TEST_F(editing, switches_and_modes) {
-  c.put("a").blend_type = ksn::blend_type::screen;
-  c.put("b");
-  c.selection = {0, 1};
-  c.track_at(1).flip_x = true;
-  EXPECT_FALSE(ksn::on_in_selection(c, &track_info::flip_x));
-  ksn::toggle_in_selection(c, &track_info::flip_x);
-  EXPECT_TRUE(c.track_at(0).flip_x);
-  EXPECT_FALSE(c.track_at(1).flip_x);
+TEST_F(editing, difference_leaves_other_modes) {
+  c.put_stack("[a] [b]");
+  c.track_at(0).blend_type = ksn::blend_type::screen;
+  for (const auto expected : {ksn::blend_type::difference, ksn::blend_type::normal}) {
+    ksn::layer_toggle_difference(c);
+    EXPECT_EQ(c.track_at(0).blend_type, ksn::blend_type::screen);
+    EXPECT_EQ(c.track_at(1).blend_type, expected);
+  }
   ksn::layer_toggle_disable_cc(c);
   EXPECT_TRUE(ksn::disable_cc_in_selection(c));
-  ksn::layer_toggle_difference(c);
-  EXPECT_EQ(c.track_at(0).blend_type, ksn::blend_type::screen);
-  EXPECT_EQ(c.track_at(1).blend_type, ksn::blend_type::difference);
-  ksn::layer_toggle_difference(c);
-  EXPECT_EQ(c.track_at(1).blend_type, ksn::blend_type::normal);
   c.selection.clear();
   EXPECT_FALSE(ksn::disable_cc_in_selection(c));
 }

@@ -52,32 +52,18 @@ class source_changes : public testing::Test {
 };
 
 TEST(version_token, in_names) {
-  struct row {
-    const char* name;
-    bool is_file;
-    const char* token;  // empty for none
-  };
-  const row rows[] = {
-      {"shot_v2_comp", false, "v2"},
-      {"v012", false, "v012"},
-      {"V3_x", false, "V3"},
-      {"a_v1_v2", false, "v1"},
-      {"xv12", false, ""},
-      {"x_v12y", false, ""},
-      {"x_v", false, ""},
-      {"x_v_1", false, ""},
-      {"x_v1.tga", true, "v1"},
-      {"x_v1.tga", false, ""},
-      {"x_v1.0001.tga", true, "v1"},
-      {"", false, ""},
-      {"_v1", false, "v1"},
-      {"x-v1", false, ""},
-  };
-  for (const row& r : rows) {
-    std::size_t first = 0;
-    std::size_t length = 0;
-    const bool found = ksn::find_version_token(r.name, r.is_file, first, length);
-    EXPECT_EQ(found ? std::string(r.name).substr(first, length) : "", r.token) << r.name;
+  std::size_t first = 0;
+  std::size_t length = 0;
+  // Behind the last blank the token.
+  for (const std::string row :
+       {"shot_v2_comp v2", "v012 v012", "V3_x V3", "a_v1_v2 v1", "_v1 v1", "x_v1.tga v1", "x_v1.0001.tga v1"}) {
+    const std::string name = row.substr(0, row.find(' '));
+    const bool is_file = name.find('.') != std::string::npos;
+    EXPECT_TRUE(ksn::find_version_token(name, is_file, first, length)) << row;
+    EXPECT_EQ(name.substr(first, length), row.substr(row.find(' ') + 1));
+  }
+  for (const char* name : {"xv12", "x_v12y", "x_v", "x_v_1", "x-v1", "x_v1.tga", ""}) {
+    EXPECT_FALSE(ksn::find_version_token(name, false, first, length)) << name;
   }
   EXPECT_EQ(ksn::replace_version("/v2/a_v2.v2.xv2_v20_v2", "v2", "v10"), "/v10/a_v10.v10.xv2_v20_v10");
 }
@@ -310,10 +296,11 @@ TEST_F(source_changes, a_watch_ends_with_its_folder) {
 
 TEST(folder_watcher, many_keys_on_one_folder) {
   support::temp_folder folder;
+  fs::create_directories(folder / "other");
   platform::folder_watcher watcher;
   for (int key = 1; key <= 300; ++key) EXPECT_TRUE(watcher.watch(key, folder.path())) << "no limit of a user's queues";
-  fs::create_directories(folder / "other");
   EXPECT_TRUE(watcher.watch(7, folder / "other"));
+  write_file(folder / "x", "");
   EXPECT_EQ(watcher.poll().size(), 299u);
   EXPECT_TRUE(watcher.poll().empty());
   for (int key = 2; key <= 300; ++key) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <span>
 #include <vector>
 
 namespace {
@@ -81,7 +83,7 @@ TEST(timeline, fit_and_trim) {
   const row rows[] = {
       {fit, {250, 25, 60, 10, {30, 20}}, 1.0, {40, 5, 40, 0, {10, 0}}},
       {fit, {250, 0, 250, 0, {0}}, 1.5, {60, 0, 60, 0, {0}}},        // to the end of the last repeat
-      {fit, {100, 0, 100, 50, {300}}, 1.0, {240, 0, 10, 0, {210}}},  // ten frames remain before it ends at the layer
+      {fit, {100, 0, 100, 50, {300}}, 1.0, {240, 0, 10, 0, {210}}},  // by what leaves ten frames
       {fit, {100, 20, 50, 30, {-15, 5}}, 1.0, {50, 35, 50, 45, {0, 20}}},
       {fit, {100, 90, 100, 95, {0}}, 1.0, {30, 29, 30, 30, {0}}},
       {fit, {100, 20, 50, 30, {}}, 1.0, {100, 20, 50, 30, {}}},
@@ -106,7 +108,7 @@ TEST(timeline, fit_and_trim) {
 
 TEST(timeline, current_time_is_clamped_and_stops_the_clock) {
   state composition;
-  for (const auto& [given, stored] : {std::pair{-3.0, 0.0}, {12.5, 12.5}, {1e9, 250.0}}) {
+  for (const auto& [given, stored] : {std::pair{-3.0, 0.0}, {12.5, 12.5}, {1e9, 250.0}, {double(NAN), 0.0}}) {
     composition.playing = true;
     composition.set_current_time(given);
     EXPECT_EQ(composition.tm_t, stored);
@@ -114,50 +116,29 @@ TEST(timeline, current_time_is_clamped_and_stops_the_clock) {
   }
 }
 
-TEST(view, zoom_steps) {
-  for (const auto& [from, above, below] : {std::tuple{1, 2, 1},
-                                           {8, 9, 7},
-                                           {9, 10, 8},
-                                           {10, 20, 9},
-                                           {15, 20, 10},
-                                           {49, 50, 40},
-                                           {50, 100, 40},
-                                           {55, 100, 50},
-                                           {100, 200, 50},
-                                           {101, 200, 100},
-                                           {250, 300, 200}}) {
-    state composition;
-    composition.zoom_factor2 = from;
-    composition.increase_zoom_factor();
-    EXPECT_EQ(composition.zoom_factor2, above) << from;
-    composition.zoom_factor2 = from;
-    composition.decrease_zoom_factor();
-    EXPECT_EQ(composition.zoom_factor2, below) << from;
-  }
-}
-
-TEST(view, rate_steps) {
-  for (const auto& [from, above, below] : {std::tuple{2500, 2600, 2400},
-                                           {2900, 2997, 2800},
-                                           {2997, 3000, 2900},
-                                           {3000, 3100, 2997},
-                                           {2300, 2398, 2200},
-                                           {2398, 2400, 2300},
-                                           {2400, 2500, 2398},
-                                           {5900, 5994, 5800},
-                                           {5994, 6000, 5900},
-                                           {6000, 6100, 5994},
-                                           {100, 200, 100},
-                                           {199, 200, 100},
-                                           {50, 100, 50}}) {
-    state composition;
-    composition.fpcs = from;
-    composition.increase_fps();
-    EXPECT_EQ(composition.fpcs, above) << from;
-    composition.fpcs = from;
-    composition.decrease_fps();
-    EXPECT_EQ(composition.fpcs, below) << from;
-  }
+TEST(view, steps_of_zoom_and_rate) {
+  struct row {
+    int from, above, below;
+  };
+  const row zooms[] = {{1, 2, 1},     {8, 9, 7},     {9, 10, 8},     {10, 20, 9},     {15, 20, 10},   {49, 50, 40},
+                       {50, 100, 40}, {55, 100, 50}, {100, 200, 50}, {101, 200, 100}, {250, 300, 200}};
+  const row rates[] = {{2500, 2600, 2400}, {2900, 2997, 2800}, {2997, 3000, 2900}, {3000, 3100, 2997},
+                       {2300, 2398, 2200}, {2398, 2400, 2300}, {2400, 2500, 2398}, {5900, 5994, 5800},
+                       {5994, 6000, 5900}, {6000, 6100, 5994}, {100, 200, 100},    {199, 200, 100},
+                       {50, 100, 50}};
+  const auto check = [](auto table, int state::*field, void (state::*increase)(), void (state::*decrease)()) {
+    for (const row& r : table) {
+      state composition;
+      composition.*field = r.from;
+      (composition.*increase)();
+      EXPECT_EQ(composition.*field, r.above) << r.from;
+      composition.*field = r.from;
+      (composition.*decrease)();
+      EXPECT_EQ(composition.*field, r.below) << r.from;
+    }
+  };
+  check(std::span(zooms), &state::zoom_factor2, &state::increase_zoom_factor, &state::decrease_zoom_factor);
+  check(std::span(rates), &state::fpcs, &state::increase_fps, &state::decrease_fps);
 }
 
 TEST(view, channels) {
@@ -185,15 +166,22 @@ TEST(view, channels) {
 }
 
 TEST(view, mask_toggle_makes_something_to_show) {
-  state composition;
-  composition.safe_area_type = ksn::safe_area_type_t::none;
-  composition.mask_type = ksn::mask_type_t::none;
-  composition.toggle_mask();
-  EXPECT_TRUE(composition.safe_area_active);
-  EXPECT_EQ(composition.safe_area_type, ksn::safe_area_type_t::blue);
-  EXPECT_EQ(composition.mask_type, ksn::mask_type_t::transparent);
-  composition.toggle_mask();
-  EXPECT_FALSE(composition.safe_area_active);
+  using area = ksn::safe_area_type_t;
+  using mask = ksn::mask_type_t;
+  for (const auto& [area_before, mask_before, area_after, mask_after] :
+       {std::tuple{area::none, mask::none, area::blue, mask::transparent},
+        {area::none, mask::crop, area::none, mask::crop},
+        {area::orange, mask::none, area::orange, mask::none}}) {
+    state composition;
+    composition.safe_area_type = area_before;
+    composition.mask_type = mask_before;
+    composition.toggle_mask();
+    EXPECT_TRUE(composition.safe_area_active);
+    EXPECT_EQ(composition.safe_area_type, area_after);
+    EXPECT_EQ(composition.mask_type, mask_after);
+    composition.toggle_mask();
+    EXPECT_FALSE(composition.safe_area_active);
+  }
 }
 
 TEST(view, aspect_below_one_switches_off) {
@@ -207,12 +195,9 @@ TEST(view, aspect_below_one_switches_off) {
   EXPECT_DOUBLE_EQ(composition.zoom(), 2.0);
 }
 
-TEST(view, background_by_value) {
+TEST(view, background_as_a_colour) {
   state composition;
-  composition.set_back_color({7, 50, 50, 50});
-  EXPECT_EQ(composition.back_color, ksn::back_color_type::dark_grey);
   composition.set_back_color({0, 1, 2, 3});
-  EXPECT_EQ(composition.back_color, ksn::back_color_type::custom);
   EXPECT_EQ(composition.resolved_back_color(), (lib::color{255, 1, 2, 3}));
   composition.back_color = ksn::back_color_type::transparent;
   EXPECT_EQ(composition.resolved_back_color(), (lib::color{255, 0, 0, 0}));
