@@ -73,19 +73,16 @@ TEST(image, fill_copy_swap_and_clear_reach_every_byte) {
     img::image image;
     image.reset_like({'B', 'G', 'R', 0, 'Z'}, 8, width, 1);
     image.fill(1, 2, 3, 4, 5);
-    const int values[] = {1, 2, 3, 0, 5};
+    for (int p : {0, 1, 2, 4}) {
+      ASSERT_EQ(support::samples(image, p), std::vector<int>(static_cast<std::size_t>(width), p + 1)) << width;
+    }
     img::image copy = image;
     copy.path = "somewhere";
     img::image other;
     other.swap(copy);
     EXPECT_TRUE(copy.empty());
     EXPECT_EQ(other.path, "somewhere");
-    for (int p : {0, 1, 2, 4}) {
-      for (const img::image* i : {&image, &other}) {
-        const std::string expected(static_cast<std::size_t>(width), static_cast<char>(values[p]));
-        ASSERT_EQ(std::memcmp(i->row(p, 0), expected.data(), expected.size()), 0) << width << " plane " << p;
-      }
-    }
+    EXPECT_EQ(support::differing_plane(other, image), -1);
     EXPECT_NE(image.data[0].data(), other.data[0].data());
     other.clear();
     EXPECT_TRUE(other.empty());
