@@ -55,7 +55,7 @@ std::vector<guarded> results_of(const img::row_kernels& kernels, std::size_t cou
   auto every = [&](auto* kernel, auto sample) {
     std::vector<decltype(sample)> few(count);
     kernel(reinterpret_cast<const decltype(sample)*>(source.data()), few.data(), count);
-    std::memcpy(more(count * sizeof sample), few.data(), count * sizeof sample);
+    std::copy_n(reinterpret_cast<const std::uint8_t*>(few.data()), count * sizeof sample, more(count * sizeof sample));
   };
   every(kernels.every_2nd_16, std::uint16_t{});
   every(kernels.every_4th_16, std::uint16_t{});
