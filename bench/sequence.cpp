@@ -5,6 +5,7 @@
 
 #include <fstream>
 
+#include "composition/scan.h"
 #include "composition/sequence.h"
 #include "lib/paths.h"
 #include "support.h"

@@ -5,7 +5,7 @@
 #include <sstream>
 #include <string>
 
-#include "archive_sample.h"
+#include "../tests/support/archive_sample.h"
 #include "io/xml_archive.h"
 
 namespace {

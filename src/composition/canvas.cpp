@@ -69,13 +69,15 @@ img::image* canvas_for_painting(const state& composition, track_info& track, int
 }
 
 void clear_canvas(state& composition) {
-  track_info* track = composition.selected_track();
+  const int index = composition.selected_index();
+  if (index == composition.track_count()) return;
+  track_info& track = composition.track_at(index);
   int frame = 0;
-  if (!track || !canvas_frame(composition, *track, frame)) return;
-  img::image_ptr before = canvas_at(*track, frame);
+  if (!canvas_frame(composition, track, frame)) return;
+  img::image_ptr before = canvas_at(track, frame);
   if (!before) return;
-  set_canvas(composition, *track, frame, nullptr);
-  composition.set_undo_action(std::make_shared<undo_clear_canvas>(track->id, frame, std::move(before)));
+  set_canvas(composition, track, frame, nullptr);
+  composition.set_undo_action(std::make_shared<undo_clear_canvas>(track.id, frame, std::move(before)));
 }
 
 }  // namespace ksn

@@ -53,8 +53,10 @@ void update_all_layers(state& composition) {
 }
 
 void layer_preload_into_cache(state& composition) {
-  const track_info* track = composition.selected_track();
-  if (track && composition.hooks.request_preload) composition.hooks.request_preload(*track);
+  const int index = composition.selected_index();
+  if (index != composition.track_count() && composition.hooks.request_preload) {
+    composition.hooks.request_preload(composition.track_at(index));
+  }
 }
 
 void preload_all_layers(state& composition) {

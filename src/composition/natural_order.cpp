@@ -1,8 +1,8 @@
-#include "composition/natural_order.h"
-
+// The order in which people read numbered names.
 #include <algorithm>
 #include <cstdint>
 
+#include "composition/sequence.h"
 #include "composition/sequence_pattern.h"
 
 namespace ksn {

@@ -1,3 +1,4 @@
+// Frame numbers in file names, and the texts that stand for many of them.
 #include "composition/sequence_pattern.h"
 
 #include <algorithm>
@@ -5,6 +6,7 @@
 #include <limits>
 
 #include "composition/file_paths.h"
+#include "composition/sequence.h"
 
 namespace ksn {
 namespace {

@@ -166,8 +166,12 @@ TEST(blend_image, depth) {
 
 TEST(blend_scaled, samples_and_flips) {
   // 4 by 2; at 3/2 it is 6 by 3 with the columns 0 0 1 2 2 3 and the rows 0 0 1. At 1/2 it is 2 by 1.
-  img::image source = support::picture("BGRA", 4, 2, {0, 0, 0, 255});
-  for (int i = 0; i < 8; ++i) source.data[0].data()[i] = static_cast<std::uint8_t>(i + 1);
+  // Each plane tells where it was taken from.
+  img::image source = support::picture("BGRAZ", 4, 2);
+  constexpr int factors[] = {1, 2, 3, 31, 5};
+  for (int p = 0; p < 5; ++p) {
+    for (int i = 0; i < 8; ++i) source.data[p].data()[i] = static_cast<std::uint8_t>((i + 1) * factors[p]);
+  }
   const struct {
     render::layer_geometry scale;
     math::point position;
@@ -184,127 +188,56 @@ TEST(blend_scaled, samples_and_flips) {
       {{1, 2, 2, 1}, {1, 2}, false, false, {"13.....", "13.....", "57.....", "57....."}},
   };
   for (const auto& test : cases) {
-    // Opaque plates are sampled straight into the target; the other two go through the row operations.
-    const blend_mode modes[] = {
-        {}, {alpha_type::pm}, {alpha_type::ignore, blend_type::normal, depth_blend_type::combine}};
+    // Opaque plates are sampled straight into the target; the others go through the row operations.
+    const blend_mode modes[] = {{alpha_type::ignore, blend_type::normal, depth_blend_type::replace},
+                                {alpha_type::ignore, blend_type::normal, depth_blend_type::combine},
+                                {alpha_type::pm, blend_type::add, depth_blend_type::replace}};
     for (const blend_mode& mode : modes) {
-      img::image with_depth = support::picture("BGRAZ", 4, 2, {0, 0, 0, 255, 0});
-      with_depth.data[0] = source.data[0];
-      img::image target = support::picture("BGRAZ", 7, 4, {0, 9, 9, 0, 0});
-      const img::image& from = mode.depth == depth_blend_type::combine ? with_depth : source;
-      render::blend_scaled(target, from, test.position, mode, test.scale, nullptr, test.flip_x, test.flip_y);
-      EXPECT_EQ(drawing(target, 0), test.expected) << test.scale.num_x << "/" << test.scale.den_x;
-      for (int i = 0; i < 28; ++i) {
-        const bool covered = target.data[0].data()[i] != 0;
-        EXPECT_EQ(target.data[1].data()[i], covered ? 0 : 9);
-        EXPECT_EQ(target.data[3].data()[i], covered ? 255 : 0);
+      img::image target = support::picture("BGRAZ", 7, 4);
+      render::blend_scaled(target, source, test.position, mode, test.scale, nullptr, test.flip_x, test.flip_y);
+      EXPECT_EQ(drawing(target, 0), test.expected) << &test - cases;
+      const bool plate = mode.alpha == alpha_type::ignore;
+      for (int p = 1; p < 5; ++p) {
+        for (int i = 0; i < 28; ++i) {
+          const int sample = target.data[0].data()[i] * factors[p];
+          EXPECT_EQ(target.data[p].data()[i], p == 3 && plate && sample ? 255 : sample) << &test - cases << " " << p;
+        }
       }
     }
   }
 }
 
-// A large random picture through every mode: drawn whole, in strips, by any number of threads and any kernel, it is
-// what the plain rows make of each line.
-TEST(blend_scaled, strips_threads_and_kernels_do_not_matter) {
-  const img::image source = support::random_picture("BGRAZ", 141, 90, 1);
-  const img::image below = support::random_picture("BGRAZ", 150, 71, 2);
-  const math::point position{80, 33};
-  int seed = 0;
-  for (const bool scaled : {false, true}) {
-    const render::layer_geometry scale =
-        scaled ? render::layer_geometry{700, 1000, 1300, 1000} : render::layer_geometry{};
-    for (int blend = 0; blend < render::blend_count; ++blend) {
-      for (int alpha = 0; alpha < render::alpha_count; ++alpha) {
-        const int opacity = ++seed % 3 == 0 ? 100 : seed * 7 % 100;
-        const blend_mode mode{static_cast<alpha_type>(alpha), static_cast<blend_type>(blend),
-                              static_cast<depth_blend_type>(seed % 3), opacity};
-        // Line by line with the plain rows from a picture that is scaled beforehand.
-        const rectangle box = render::placed_rectangle(position, source.width, source.height, source.user[0], scale);
-        const img::axis_scale columns{scale.num_x, scale.den_x, source.width};
-        const img::axis_scale lines{scale.num_y, scale.den_y, source.height};
-        img::image expected = below;
-        const int first = std::max(box.left, 0), last = std::min(box.right, below.width);
-        for (int y = std::max(box.top, 0); y < std::min(box.bottom, below.height); ++y) {
-          std::vector<std::uint8_t> planes[5];
-          for (int p = 0; p < 5; ++p) {
-            for (int x = first; x < last; ++x) {
-              planes[p].push_back(source.row(p, lines.row(y - box.top))[columns.column(x - box.left)]);
-            }
-          }
-          render::target_span target{};
-          render::source_span span{};
-          for (int p = 0; p < 4; ++p) {
-            target.planes[p] = expected.row(p, y) + first;
-            span.planes[p] = planes[p].data();
-          }
-          span.weight = opacity * 256 / 100;
-          const auto& family = opacity == 100 ? render::plain_rows().opaque : render::plain_rows().scaled;
-          family[blend][alpha](target, &span, 1, last - first);
-          for (int x = first; x < last; ++x) {
-            std::uint8_t& depth = expected.row(4, y)[x];
-            const std::uint8_t sample = planes[4][static_cast<std::size_t>(x - first)];
-            if (mode.depth == depth_blend_type::replace) depth = sample;
-            if (mode.depth == depth_blend_type::combine) depth = std::max(depth, sample);
-          }
-        }
-        const auto check = [&](const std::string& name) {
-          img::image whole = below;
-          render::blend_scaled(whole, source, position, mode, scale, nullptr, false, false);
-          EXPECT_EQ(support::differing_plane(whole, expected), -1)
-              << name << " blend " << blend << " alpha " << alpha << " opacity " << opacity
-              << (scaled ? " scaled" : "");
-        };
-        if (blend == 0) {
-          support::every_thread_count([&](int threads) { check(std::to_string(threads) + " threads"); });
-        }
-        lib::set_thread_count(1);
-        support::every_level([&](const char* level) {
-          check(level);
-          img::image strips = below;
-          for (int y = 0; y < below.height; y += 3) {
-            const rectangle clip{0, y, below.width, y + 3};
-            render::blend_scaled(strips, source, position, mode, scale, &clip, false, false);
-          }
-          EXPECT_EQ(support::differing_plane(strips, expected), -1) << level << " in strips, blend " << blend;
-        });
-        lib::set_thread_count(0);
-      }
-    }
-  }
-}
-
-// Runs of layers that may share their rows, over a background, against one layer at a time on a filled picture.
+// Runs of layers that may share their rows, over a background and in strips, against whole layers one at a time on a
+// filled picture, by any number of threads.
 TEST(draw_blends, together_as_one_at_a_time) {
   std::vector<img::image> pictures;
   for (unsigned seed = 0; seed < 7; ++seed) {
-    pictures.push_back(support::random_picture(seed % 3 == 2 ? "BGR" : "BGRAZ", 75, 22, seed));
-    pictures.back().set_centre_anchor();
+    pictures.push_back(support::random_picture(seed % 3 == 2 ? "BGR" : "BGRAZ", 95, 62, seed));
   }
-  pictures[5].hint[3].assign(22, {10, 50});
-  const render::background below{10, 200, 30, 0, 7};
+  pictures[5].hint[3].assign(62, {10, 50});
   std::mt19937 random(11);
   for (int round = 0; round < 200; ++round) {
+    lib::set_thread_count(1 + round % 3);
+    img::image together = support::random_picture("BGRAZ", 95, 62, 99);
+    img::image single = support::picture("BGRAZ", 95, 62, {10, 200, 30, 0, 7});
+    const render::background below{10, 200, 30, 0, 7};
     std::vector<render::planned_blend> blends;
-    const std::size_t count = random() % 6;
     // One to three different modes and places in a stack, so that neighbours are often alike.
-    for (std::size_t i = 0; i < count; ++i) {
+    for (unsigned count = random() % 6; count > 0; --count) {
       const unsigned pick = random() % 4;
       const blend_mode mode{pick == 0 ? alpha_type::pm : alpha_type::normal,
                             pick == 1 ? blend_type::add : blend_type::normal, depth_blend_type::combine,
-                            round % 2 ? 100 : 30 + static_cast<int>(i)};
-      const math::point position{pick == 2 ? 40 : 37, round % 5 == 0 ? 8 : 11};
+                            round % 2 ? 100 : 30 + static_cast<int>(count)};
+      const math::point position{pick == 2 ? 50 : 47, round % 5 == 0 ? 28 : 31};
       const render::layer_geometry scale = pick == 3 ? render::layer_geometry{2, 1, 1, 1} : render::layer_geometry{};
-      blends.push_back(render::plan_blend(pictures[random() % 7], position, mode, scale, false, false));
+      const img::image& picture = pictures[random() % 7];
+      blends.push_back(render::plan_blend(picture, position, mode, scale, false, false));
+      render::blend_scaled(single, picture, position, mode, scale, nullptr, false, false);
     }
-    img::image together = support::random_picture("BGRAZ", 75, 22, 99);
-    img::image single = support::picture("BGRAZ", 75, 22, {10, 200, 30, 0, 7});
-    for (int y = 0; y < 22; y += 4) {
-      const rectangle strip{0, y, 75, y + 4};
-      render::draw_blends(together, blends, strip, &below);
-      for (const auto& blend : blends) render::draw_blends(single, {&blend, 1}, strip, nullptr);
-    }
-    EXPECT_EQ(support::differing_plane(together, single), -1) << "round " << round << ", " << count << " layers";
+    for (int y = 0; y < 62; y += 4) render::draw_blends(together, blends, {0, y, 95, y + 4}, &below);
+    EXPECT_EQ(support::differing_plane(together, single), -1) << "round " << round;
   }
+  lib::set_thread_count(0);
 }
 
 }  // namespace

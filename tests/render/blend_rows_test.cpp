@@ -16,8 +16,25 @@ using ksn::blend_type;
 
 enum row_family { opaque, scaled };
 
-render::row_operation operation_of(const render::row_operations& rows, int family, int blend, int alpha) {
-  return family == opaque ? rows.opaque[blend][alpha] : rows.scaled[blend][alpha];
+struct operation_name {
+  int family, blend, alpha;
+  render::row_operation of(const render::row_operations& rows) const {
+    return family == opaque ? rows.opaque[blend][alpha] : rows.scaled[blend][alpha];
+  }
+};
+
+std::ostream& operator<<(std::ostream& out, const operation_name& name) {
+  return out << "family " << name.family << " blend " << name.blend << " alpha " << name.alpha;
+}
+
+std::vector<operation_name> all_operations() {
+  std::vector<operation_name> names;
+  for (const int family : {opaque, scaled}) {
+    for (int blend = 0; blend < render::blend_count; ++blend) {
+      for (int alpha = 0; alpha < render::alpha_count; ++alpha) names.push_back({family, blend, alpha});
+    }
+  }
+  return names;
 }
 
 // Where two rows differ and how, empty when they are equal.
@@ -96,19 +113,17 @@ TEST(blend_rows, bulk_and_tail_of_every_operation) {
     for (const operation_case& test : operation_cases) {
       for (int n = 0; n < 2; ++n) {
         const int* pixel = pixels[n];
-        std::vector<std::uint8_t> s(width, pixel[0]), a(width, pixel[1]);
+        const std::vector<std::uint8_t> s(width, pixel[0]), a(width, pixel[1]);
         std::vector<std::uint8_t> d[4];
         for (int p = 0; p < 4; ++p) d[p].assign(width, p < 3 ? pixel[2] : pixel[3]);
         const render::target_span target{{d[0].data(), d[1].data(), d[2].data(), d[3].data()}, nullptr};
         const render::source_span source{{s.data(), s.data(), s.data(), a.data()}, pixel[4], 0};
-        const int blend = static_cast<int>(test.blend);
-        const int alpha = static_cast<int>(test.alpha);
-        operation_of(rows, test.family, blend, alpha)(target, &source, 1, width);
+        const operation_name name{test.family, static_cast<int>(test.blend), static_cast<int>(test.alpha)};
+        name.of(rows)(target, &source, 1, width);
         for (int x = 0; x < width; ++x) {
           for (int p = 0; p < 4; ++p) {
             EXPECT_EQ(d[p][x], test.expected[n][(x < 8 ? 0 : 2) + (p == 3)])
-                << level << " family " << test.family << " blend " << blend << " alpha " << alpha << " pixel " << n
-                << " column " << x << " plane " << p;
+                << level << ' ' << name << " pixel " << n << " column " << x << " plane " << p;
           }
         }
       }
@@ -118,46 +133,58 @@ TEST(blend_rows, bulk_and_tail_of_every_operation) {
   every_kernel(check);
 }
 
+using byte_row = std::vector<std::uint8_t>;
+
+// Runs both over the same target rows, from `offset` on in spans, and compares all that the rows hold. Bit p of
+// `missing` leaves plane p out of the target.
+std::string compare(const render::row_operations& rows, const operation_name& name, const render::source_span* sources,
+                    int layers, const byte_row (&below)[4], const std::uint8_t* background, int missing, int offset,
+                    int width, int span) {
+  byte_row expected[4], found[4];
+  const auto run = [&](const render::row_operations& with, byte_row* out) {
+    std::copy_n(below, 4, out);
+    for (int x = 0; x < std::max(width, 1); x += span) {
+      render::target_span target{};
+      target.background = background;
+      render::source_span moved[render::most_layers]{};
+      for (int p = 0; p < 4; ++p) {
+        if ((missing >> p & 1) == 0) target.planes[p] = out[p].data() + offset + p + x;
+        for (int l = 0; l < layers; ++l) {
+          moved[l].weight = sources[l].weight;
+          if (sources[l].planes[p]) moved[l].planes[p] = sources[l].planes[p] + x;
+        }
+      }
+      name.of(with)(target, moved, layers, std::min(span, width - x));
+    }
+  };
+  run(render::plain_rows(), expected);
+  run(rows, found);
+  for (int p = 0; p < 4; ++p) {
+    const std::string different = difference(found[p], expected[p]);
+    if (!different.empty()) return "plane " + std::to_string(p) + ' ' + different;
+  }
+  return "";
+}
+
 // Every pair of two samples or of a sample and an alpha, with awkward thirds, through both forms of every operation.
 TEST(blend_rows, kernels_equal_the_plain_rows_for_all_pairs) {
-  constexpr int width = 256;
-  std::vector<std::uint8_t> s(width), a(width), A(width), d(width);
-  std::vector<std::uint8_t> expected[4], found[4];
+  byte_row s(256), a(256);
   every_kernel([&](const render::row_operations& rows, const char* level) {
-    for (int family : {opaque, scaled}) {
-      for (int blend = 0; blend < render::blend_count; ++blend) {
-        for (int alpha = 0; alpha < render::alpha_count; ++alpha) {
-          for (int y = 0; y < 256; ++y) {
-            // Columns run through the source sample or, in odd rounds, through the alpha.
-            for (int round = 0; round < 4; ++round) {
-              const int awkward[] = {0, 1, 127, 128, 129, 254, 255, y};
-              for (int x = 0; x < width; ++x) {
-                s[x] = static_cast<std::uint8_t>(round % 2 == 0 ? x : awkward[y % 8]);
-                a[x] = static_cast<std::uint8_t>(round % 2 == 0 ? awkward[y * 7 % 8] : x);
-                d[x] = static_cast<std::uint8_t>(y);
-                A[x] = static_cast<std::uint8_t>(y ^ 0x55);
-              }
-              const int weights[] = {0, 1, 127, 128, 129, 252, 253, y % 254};
-              const int weight = weights[(y / 8) % 8];
-              for (int p = 0; p < 4; ++p) expected[p] = found[p] = p < 3 ? d : A;
-              // Spans of 7 samples are all tail.
-              const int span = round < 2 ? width : 7;
-              auto run = [&](const render::row_operations& with, std::vector<std::uint8_t>* out) {
-                for (int x = 0; x < width; x += span) {
-                  const render::target_span target{
-                      {out[0].data() + x, out[1].data() + x, out[2].data() + x, out[3].data() + x}, nullptr};
-                  const render::source_span source{{s.data() + x, s.data() + x, s.data() + x, a.data() + x}, weight, 0};
-                  operation_of(with, family, blend, alpha)(target, &source, 1, std::min(span, width - x));
-                }
-              };
-              run(render::plain_rows(), expected);
-              run(rows, found);
-              for (int p = 0; p < 4; ++p) {
-                ASSERT_EQ(difference(found[p], expected[p]), "")
-                    << level << " family " << family << " blend " << blend << " alpha " << alpha << " target " << y
-                    << " weight " << weight << " round " << round << " plane " << p;
-              }
-            }
+    for (int y = 0; y < 256; ++y) {
+      const byte_row d(260, static_cast<std::uint8_t>(y));
+      const byte_row below[4] = {d, d, d, byte_row(260, static_cast<std::uint8_t>(y ^ 0x55))};
+      const int awkward[] = {0, 1, 127, 128, 129, 254, 255, y};
+      const int weights[] = {0, 1, 127, 128, 129, 252, 253, y % 254};
+      for (const bool alpha_runs : {false, true}) {
+        for (int x = 0; x < 256; ++x) {
+          s[x] = static_cast<std::uint8_t>(alpha_runs ? awkward[y % 8] : x);
+          a[x] = static_cast<std::uint8_t>(alpha_runs ? x : awkward[y * 7 % 8]);
+        }
+        const render::source_span source{{s.data(), s.data(), s.data(), a.data()}, weights[y / 8 % 8], 0};
+        for (const operation_name& name : all_operations()) {
+          for (const int span : {256, 7}) {  // spans of 7 samples are all tail
+            ASSERT_EQ(compare(rows, name, &source, 1, below, nullptr, 0, 0, 256, span), "")
+                << level << ' ' << name << " target " << y << " weight " << source.weight << " span " << span;
           }
         }
       }
@@ -170,83 +197,46 @@ TEST(blend_rows, kernels_equal_the_plain_rows_for_all_pairs) {
 TEST(blend_rows, kernels_equal_the_plain_rows_at_every_width) {
   constexpr int room = 256;
   constexpr int guard = 64;
-  std::minstd_rand random(7);
-  auto noise = [&](std::vector<std::uint8_t>& bytes) {
-    bytes.resize(room);
-    for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random() >> 8);
+  std::minstd_rand engine(7);
+  const auto random = [&](int below) { return static_cast<int>(engine() >> 8) % below; };
+  const auto noise = [&] {
+    byte_row bytes(room);
+    for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random(256));
+    return bytes;
+  };
+  const auto check = [&](const render::row_operations& rows, const char* level, const operation_name& name, int width) {
+    const int offset = guard + random(33);
+    const bool gray = random(4) == 0;
+    const int missing[] = {0, 0, 0b0110, 0b1000};
+    const int left_out = missing[random(4)];
+    const int layers = 1 + random(render::most_layers);
+    const std::uint8_t samples[4] = {0, 90, 200, 255};
+    const byte_row below[4] = {noise(), noise(), noise(), noise()};
+    byte_row source[render::most_layers][4];
+    render::source_span sources[render::most_layers]{};
+    for (int l = 0; l < layers; ++l) {
+      for (byte_row& plane : source[l]) plane = noise();
+      for (int p = 0; p < (name.alpha == 0 ? 3 : 4); ++p) {
+        sources[l].planes[p] = source[l][gray && p < 3 ? 0 : p].data() + offset - p - l;
+      }
+      sources[l].weight = random(254);
+    }
+    ASSERT_EQ(compare(rows, name, sources, layers, below, random(2) ? samples : nullptr, left_out, offset, width,
+                      std::max(width, 1)),
+              "")
+        << level << ' ' << name << " width " << width << " gray " << gray << " left out " << left_out;
   };
   every_kernel([&](const render::row_operations& rows, const char* level) {
     for (int width = 0; width <= 67 + 64; ++width) {
-      for (int family : {opaque, scaled}) {
-        for (int blend = 0; blend < render::blend_count; ++blend) {
-          for (int alpha = 0; alpha < render::alpha_count; ++alpha) {
-            const int offset = guard + static_cast<int>(random() >> 8) % 33;
-            // 0: all planes; 1: gray sources; 2: a target of one plane; 3: a target without alpha
-            const int shape = static_cast<int>(random() >> 8) % 4;
-            const int layers = 1 + static_cast<int>(random() >> 8) % render::most_layers;
-            const std::uint8_t samples[4] = {0, 90, 200, 255};
-            const bool from_background = (random() >> 8) % 2 == 0;
-            std::vector<std::uint8_t> source[render::most_layers][4], expected[4], found[4];
-            for (int p = 0; p < 4; ++p) {
-              for (auto& layer : source) noise(layer[p]);
-              noise(expected[p]);
-              found[p] = expected[p];
-            }
-            render::source_span sources[render::most_layers]{};
-            for (int l = 0; l < layers; ++l) {
-              for (int p = 0; p < (alpha == 0 ? 3 : 4); ++p) {
-                sources[l].planes[p] = source[l][shape == 1 && p < 3 ? 0 : p].data() + offset - p - l;
-              }
-              sources[l].weight = static_cast<int>(random() >> 8) % 254;
-            }
-            auto run = [&](const render::row_operations& with, std::vector<std::uint8_t>* out) {
-              render::target_span target{};
-              for (int p = 0; p < 4; ++p) {
-                if (shape == 2 && (p == 1 || p == 2)) continue;
-                if (shape == 3 && p == 3) continue;
-                target.planes[p] = out[p].data() + offset + p;
-              }
-              if (from_background) target.background = samples;
-              operation_of(with, family, blend, alpha)(target, sources, layers, width);
-            };
-            run(render::plain_rows(), expected);
-            run(rows, found);
-            for (int p = 0; p < 4; ++p) {
-              ASSERT_EQ(difference(found[p], expected[p]), "")
-                  << level << " width " << width << " family " << family << " blend " << blend << " alpha " << alpha
-                  << " shape " << shape << " plane " << p;
-            }
-          }
-        }
-      }
-      std::vector<std::uint8_t> source, expected;
-      noise(source);
-      noise(expected);
-      std::vector<std::uint8_t> found = expected;
+      for (const operation_name& name : all_operations()) check(rows, level, name, width);
+      const byte_row source = noise();
+      byte_row expected = noise();
+      byte_row found = expected;
       render::plain_rows().keep_larger(expected.data() + guard, source.data() + guard + 1, width);
       rows.keep_larger(found.data() + guard, source.data() + guard + 1, width);
       ASSERT_EQ(difference(found, expected), "") << level << " keep_larger, width " << width;
     }
   });
-}
-
-// The plain rows themselves leave what is behind and before the span.
-TEST(blend_rows, plain_rows_write_nothing_outside_the_span) {
-  for (int family : {opaque, scaled}) {
-    for (int blend = 0; blend < render::blend_count; ++blend) {
-      for (int alpha = 0; alpha < render::alpha_count; ++alpha) {
-        std::vector<std::uint8_t> source(40, 77), target(40, 201);
-        const render::target_span span{{target.data() + 10, nullptr, nullptr, nullptr}, nullptr};
-        const render::source_span layer{{source.data(), source.data(), source.data(), source.data()}, 100, 0};
-        operation_of(render::plain_rows(), family, blend, alpha)(span, &layer, 1, 19);
-        for (int x = 0; x < 40; ++x) {
-          if (x < 10 || x >= 29) {
-            EXPECT_EQ(target[x], 201) << x;
-          }
-        }
-      }
-    }
-  }
 }
 
 }  // namespace

@@ -47,7 +47,7 @@ class frame_test : public testing::Test {
 
 using values = std::vector<int>;
 
-TEST_F(frame_test, background) {
+TEST_F(frame_test, background_number_time_code_and_rate) {
   composition.back_custom_color = {255, 1, 2, 3};
   const std::map<back_color_type, values> colors{
       {back_color_type::black, {0, 0, 0, 0, 0}},       {back_color_type::dark_grey, {50, 50, 50, 0, 0}},
@@ -57,29 +57,31 @@ TEST_F(frame_test, background) {
   };
   for (const auto& [color, expected] : colors) {
     composition.back_color = color;
-    const img::image frame = render();
+    const img::image frame = render(76.9);
     EXPECT_EQ(support::letters_of(frame), "BGRAZ");
     EXPECT_EQ(frame.width, 4);
     EXPECT_EQ(frame.height, 2);
     for (int x = 0; x < 4; ++x) EXPECT_EQ(pixel(frame, x, 1), expected) << ksn::word_of(color);
+    EXPECT_EQ(frame.frame, 76);
+    EXPECT_EQ(img::to_text(frame.timecode), "00:00:03:01");
+    EXPECT_EQ(frame.frame_rate_nm, 2500);
+    EXPECT_EQ(frame.frame_rate_dn, 100);
+    EXPECT_TRUE(frame.path.empty());
   }
 }
 
-TEST_F(frame_test, number_time_code_and_rate) {
-  composition.fpcs = 2500;
-  const img::image frame = render(76.9);
-  EXPECT_EQ(frame.frame, 76);
-  EXPECT_EQ(img::to_text(frame.timecode), "00:00:03:01");
-  EXPECT_EQ(frame.frame_rate_nm, 2500);
-  EXPECT_EQ(frame.frame_rate_dn, 100);
-  EXPECT_TRUE(frame.path.empty());
-}
-
-TEST_F(frame_test, layers_stand_from_the_last_to_the_first) {
-  add("BGR", {10, 20, 30});
+// The last layer is the lowest. One that is hidden, not there at this time or broken is left out.
+TEST_F(frame_test, order_of_layers) {
+  add("BGR", {10, 20, 30}).visible = false;
+  add("BGR", {10, 20, 30}).begin = 5;
+  auto broken = std::make_shared<support::fake_clip>(1, [](int, int, img::image&) { return false; });
+  composition.tracks.push_back(support::clip_layer(broken, 4, 2, "/clips/broken.avi"));
   add("BGR", {40, 50, 60});
-  EXPECT_EQ(pixel(render(), 3, 1), (values{10, 20, 30, 255, 0}));
-  composition.track_at(0).visible = false;
+  add("BGR", {70, 80, 90});
+  const auto layers = render::prepare_layers(pipeline, composition, 1.0);
+  ASSERT_EQ(layers.size(), 2u);
+  EXPECT_EQ(layers[0].index, 4);
+  EXPECT_EQ(layers[1].index, 3);
   EXPECT_EQ(pixel(render(1.0), 3, 1), (values{41, 50, 60, 255, 0}));
 }
 
@@ -91,15 +93,16 @@ TEST_F(frame_test, only_layers_that_take_part_are_fetched) {
   plate.alpha_source_id = matte.id;
   plate.alpha_type = ksn::alpha_type::normal;
   plate.opacity = 50;
-  matte.alpha_source_id = far.id;  // a chain is fetched to its end
+  plate.fade_in = 4;
+  matte.alpha_source_id = far.id;  // a chain is fetched to its end; the plate gets the alpha of the matte's file
   matte.visible = hidden.visible = far.visible = false;
   composition.tracks = {matte, plate, hidden, far};
 
-  const std::vector<render::prepared_layer> layers = render::prepare_layers(pipeline, composition, 0.0);
+  const auto layers = render::prepare_layers(pipeline, composition, 0.0);
   EXPECT_EQ((values{reads(0), reads(1), reads(2), reads(3)}), (values{1, 1, 0, 1}));
   ASSERT_EQ(layers.size(), 1u);
   EXPECT_EQ(layers[0].index, 1);
-  EXPECT_EQ(layers[0].opacity, 50);
+  EXPECT_EQ(layers[0].opacity, 10);  // the first of five steps
   EXPECT_EQ(support::letters_of(*layers[0].image), "BGRA");
   EXPECT_EQ(support::samples(*layers[0].image, 3), values(8, 128));
   // A saved layer frame is prepared the same way, also of a layer that is not visible.
@@ -108,31 +111,26 @@ TEST_F(frame_test, only_layers_that_take_part_are_fetched) {
   EXPECT_EQ(support::differing_plane(*saved, *layers[0].image), -1);
 }
 
-TEST_F(frame_test, rings_of_alpha_sources_end) {
-  for (int i = 0; i < 3; ++i) add("BGRA", {i, i, i, 100 + i});
-  for (int i = 0; i < 3; ++i) composition.track_at(i).alpha_source_id = composition.track_at((i + 1) % 3).id;
-  for (const int visible : {1, 3, 7}) {
-    for (int i = 0; i < 3; ++i) composition.track_at(i).visible = (visible >> i & 1) != 0;
-    const std::vector<render::prepared_layer> layers = render::prepare_layers(pipeline, composition, 0.0);
-    EXPECT_EQ(layers.size(), visible == 1 ? 1u : visible == 3 ? 2u : 3u);
-    // Each takes the alpha of the next one as that came from its file.
-    for (const auto& layer : layers) EXPECT_EQ(layer.image->row(3, 0)[0], 100 + (layer.index + 1) % 3);
+TEST_F(frame_test, chains_of_alpha_sources_end) {
+  const struct {
+    std::vector<bool> visible;
+    std::vector<std::size_t> source;  // 9 for none that exists
+    std::vector<bool> taking_part;
+  } cases[] = {
+      {{true, false, false, false}, {2, 9, 3, 9}, {true, false, true, true}},
+      {{true, false, false}, {1, 2, 0}, {true, true, true}},
+      {{true, false, true}, {1, 0, 2}, {true, true, true}},
+      {{false, false, true}, {1, 2, 9}, {false, false, true}},
+  };
+  for (const auto& c : cases) {
+    composition.tracks.assign(c.visible.size(), {});
+    for (ksn::track_info& track : composition.tracks) track.id = ksn::next_layer_id();
+    for (std::size_t i = 0; i < c.visible.size(); ++i) {
+      composition.tracks[i].visible = c.visible[i];
+      composition.tracks[i].alpha_source_id = c.source[i] == 9 ? 1000000 : composition.tracks[c.source[i]].id;
+    }
+    EXPECT_EQ(render::layers_taking_part(composition), c.taking_part) << &c - cases;
   }
-  composition.tracks.resize(1);
-  composition.track_at(0).alpha_source_id = composition.track_at(0).id;
-  EXPECT_EQ(render::prepare_layers(pipeline, composition, 0.0).at(0).image->row(3, 0)[0], 100);
-  composition.track_at(0).alpha_source_id = 1000000;
-  EXPECT_EQ(render::prepare_layers(pipeline, composition, 0.0).at(0).image->row(3, 0)[0], 100);
-}
-
-TEST_F(frame_test, failed_and_inactive_layers_are_left_out) {
-  auto broken = std::make_shared<support::fake_clip>(1, [](int, int, img::image&) { return false; });
-  add("BGR", {10, 20, 30}).begin = 5;
-  composition.tracks.push_back(support::clip_layer(broken, 4, 2, "/clips/broken.avi"));
-  add("BGR", {40, 50, 60});
-  const std::vector<render::prepared_layer> layers = render::prepare_layers(pipeline, composition, 0.0);
-  ASSERT_EQ(layers.size(), 1u);
-  EXPECT_EQ(layers[0].index, 2);
 }
 
 TEST_F(frame_test, adjustment_layers_carry_their_correction_and_the_alpha_of_their_source) {
@@ -165,50 +163,49 @@ TEST_F(frame_test, adjustment_layers_carry_their_correction_and_the_alpha_of_the
   EXPECT_EQ(pixel(render(), 0, 0), (values{0, 0, 0, 255, 0}));
 }
 
-// Left eye 10, 20, 30; right eye 200, 50, 90; a picture of 4 by 2.
+// Left eye 10, 20, 30; right eye 200, 50, 90.
 TEST_F(frame_test, eyes) {
   add("BGR", {10, 20, 30}, target_view_type::left);
   add("BGR", {200, 50, 90}, target_view_type::right);
-  struct eye_case {
-    target_view_type shown;
-    ksn::stereo_view_type merge;
-    bool switched;
-    values first, second;  // pixels 0 and 1 of row 0
-  };
+  ksn::track_info both = add("BGR", {5, 6, 7});
+  both.pos = {3, 0};  // from column 3 on
+  composition.tracks.insert(composition.tracks.begin(), both);
+  composition.tracks.pop_back();
   using merge = ksn::stereo_view_type;
-  const eye_case cases[] = {
-      {target_view_type::left, merge::anaglyph, true, {10, 20, 30, 255, 0}, {10, 20, 30, 255, 0}},
-      {target_view_type::right, merge::anaglyph, true, {200, 50, 90, 255, 0}, {200, 50, 90, 255, 0}},
-      // ((200 - 50) * 76 >> 8) + 50
-      {target_view_type::both, merge::anaglyph, false, {10, 20, 94, 255, 0}, {10, 20, 94, 255, 0}},
-      // ((10 - 20) * 76 >> 8) + 20 = -3 + 20, the shift rounds down
-      {target_view_type::both, merge::anaglyph, true, {200, 50, 17, 255, 0}, {200, 50, 17, 255, 0}},
-      {target_view_type::both, merge::interlaced, false, {200, 50, 90, 255, 0}, {200, 50, 90, 255, 0}},
-      {target_view_type::both, merge::checkerboard, false, {200, 50, 90, 255, 0}, {10, 20, 30, 255, 0}},
-      {target_view_type::both, merge::checkerboard, true, {10, 20, 30, 255, 0}, {200, 50, 90, 255, 0}},
+  const values left{10, 20, 30, 255, 0};
+  const values right{200, 50, 90, 255, 0};
+  const struct {
+    target_view_type shown;
+    merge mode;
+    bool switched;
+    math::point origin;
+    values first, second;  // pixels 0 and 1 of row 0
+  } cases[] = {
+      {target_view_type::left, merge::checkerboard, true, {}, left, left},
+      {target_view_type::right, merge::checkerboard, true, {}, right, right},
+      // ((200 - 50) * 76 >> 8) + 50, and ((10 - 20) * 76 >> 8) + 20 = -3 + 20: the shift rounds down
+      {target_view_type::both, merge::anaglyph, false, {}, {10, 20, 94, 255, 0}, {10, 20, 94, 255, 0}},
+      {target_view_type::both, merge::anaglyph, true, {}, {200, 50, 17, 255, 0}, {200, 50, 17, 255, 0}},
+      {target_view_type::both, merge::checkerboard, false, {}, right, left},
+      {target_view_type::both, merge::checkerboard, true, {}, left, right},
+      {target_view_type::both, merge::checkerboard, false, {7, 4}, left, right},  // stays put on the screen
   };
-  for (const eye_case& c : cases) {
+  for (const auto& c : cases) {
     composition.target_view = c.shown;
-    composition.stereo_view = c.merge;
+    composition.stereo_view = c.mode;
     composition.switch_views = c.switched;
+    view.view_origin = c.origin;
     const img::image frame = render();
     EXPECT_EQ(pixel(frame, 0, 0), c.first) << &c - cases;
     EXPECT_EQ(pixel(frame, 1, 0), c.second) << &c - cases;
-    EXPECT_EQ(frame.frame, 0) << &c - cases;
+    if (c.mode == merge::checkerboard) {
+      EXPECT_EQ(pixel(frame, 3, 0), (values{5, 6, 7, 255, 0})) << &c - cases;
+    }
   }
   // Layers of both eyes alone are the same picture twice: red becomes the mix of the own blue and green.
   composition.tracks.resize(1);
-  composition.track_at(0).target_view = target_view_type::both;
   composition.stereo_view = merge::anaglyph;
-  EXPECT_EQ(pixel(render(), 0, 0), (values{10, 20, 17, 255, 0}));
-  // The checkerboard stays put on the screen.
-  view.view_origin = {7, 4};
-  composition.tracks.clear();
-  add("BGR", {10, 20, 30}, target_view_type::left);
-  add("BGR", {200, 50, 90}, target_view_type::right);
-  composition.stereo_view = merge::checkerboard;
-  composition.switch_views = false;
-  EXPECT_EQ(pixel(render(), 0, 0), (values{10, 20, 30, 255, 0}));
+  EXPECT_EQ(pixel(render(), 3, 0), (values{5, 6, 5, 255, 0}));
 }
 
 TEST_F(frame_test, what_belongs_to_the_display_is_not_saved) {
@@ -226,11 +223,10 @@ TEST_F(frame_test, what_belongs_to_the_display_is_not_saved) {
   // Two grays in squares of eight, alternating both ways, that do not move with the picture.
   const values dark{102, 102, 102, 0, 0};
   const values light{153, 153, 153, 0, 0};
-  EXPECT_EQ(pixel(shown, 0, 0), dark);
-  EXPECT_EQ(pixel(shown, 7, 7), dark);
+  const math::point dark_places[] = {{0, 0}, {7, 7}, {8, 8}};
+  for (const math::point& at : dark_places) EXPECT_EQ(pixel(shown, at.x, at.y), dark) << at.x << ',' << at.y;
   EXPECT_EQ(pixel(shown, 8, 0), light);
   EXPECT_EQ(pixel(shown, 0, 8), light);
-  EXPECT_EQ(pixel(shown, 8, 8), dark);
   view.view_origin = {-5, 3};
   const img::image moved = render();
   EXPECT_EQ(pixel(moved, 5, 5), light);  // screen 0, 8
@@ -250,33 +246,37 @@ TEST_F(frame_test, reduced_layers_keep_their_place_and_size) {
   });
   composition.tracks = {support::clip_layer(clip, 16, 8)};
   const img::image whole = render();
-  EXPECT_EQ(pixel(whole, 4, 4), (values{9, 9, 9, 255, 0}));
+  EXPECT_EQ(pixel(whole, 12, 5)[0], 9);
   for (const auto resolution : {ksn::cache_resolution_type::half, ksn::cache_resolution_type::quarter}) {
     view.resolution = resolution;
     const img::image reduced = render();
-    for (const int plane : {1, 3}) {
-      EXPECT_EQ(support::samples(reduced, plane), support::samples(whole, plane)) << static_cast<int>(resolution);
-    }
-    EXPECT_EQ(pixel(reduced, 12, 4)[0], 200);
-    EXPECT_EQ(pixel(reduced, 12, 5)[0], 200);  // the row above it, enlarged
-    EXPECT_EQ(pixel(whole, 12, 5)[0], 9);
+    EXPECT_EQ(support::samples(reduced, 3), support::samples(whole, 3)) << static_cast<int>(resolution);
+    EXPECT_EQ(pixel(reduced, 12, 5)[0], 200) << static_cast<int>(resolution);  // the row above it, enlarged
   }
 }
 
+// All that runs by rows, from a layer's picture to the channel view.
 TEST_F(frame_test, same_frame_for_every_number_of_threads_and_every_level) {
   view.width = 131;
   view.height = 67;
   view.for_display = true;
   composition.back_color = back_color_type::transparent;
   composition.target_view = target_view_type::both;
-  composition.stereo_view = ksn::stereo_view_type::anaglyph_gm;
-  composition.view = ksn::view_type::luma;
-  for (int i = 0; i < 4; ++i) {
+  for (int i = 0; i < 5; ++i) {
     auto clip = std::make_shared<support::fake_clip>(1, [i](int, int, img::image& image) {
-      image = support::random_picture("BGRAZ", 90 + 7 * i, 70 - 11 * i, static_cast<unsigned>(i));
+      image = support::random_picture("BGRAZ", 90 + 7 * i, 70 - 7 * i, static_cast<unsigned>(i));
+      if (i < 4) return true;
+      const img::image bytes = image;
+      image.reset("BGRA", 16, bytes.width, bytes.height);
+      for (int p = 0; p < 4; ++p) {
+        for (int k = 0; k < bytes.width * bytes.height; ++k) {
+          image.row<std::uint16_t>(p, 0)[k] = static_cast<std::uint16_t>(bytes.row(p, 0)[k] << 6);
+        }
+      }
+      image.set_centre_anchor();
       return true;
     });
-    ksn::track_info track = support::clip_layer(clip, 90 + 7 * i, 70 - 11 * i, "/clips/" + std::to_string(i));
+    ksn::track_info track = support::clip_layer(clip, 90 + 7 * i, 70 - 7 * i, "/clips/" + std::to_string(i));
     track.alpha_type = ksn::alpha_type::normal;
     track.opacity = 100 - 20 * i;
     track.scale_x = 100 + 30 * i;
@@ -284,18 +284,33 @@ TEST_F(frame_test, same_frame_for_every_number_of_threads_and_every_level) {
     track.ck_primary.enabled = i == 1;
     track.tf.exposure = {20 * i, 0, -10 * i};
     track.tf.saturation = {100 + i, 100 + i, 100 + i};
-    track.invert_depth = i == 2;
+    track.invert_depth = track.invert_color = i == 2;
+    track.alpha_source_range = ksn::alpha_source_range_type::midtones;
     if (i > 0) track.alpha_source_id = composition.tracks.back().id;
     composition.tracks.push_back(track);
   }
-  lib::set_thread_count(1);
-  const img::image expected = render();
-  support::every_level([&](const char* level) {
-    support::every_thread_count([&](int threads) {
-      pipeline.forget_all();
-      EXPECT_EQ(support::differing_plane(render(), expected), -1) << level << ' ' << threads;
+  const ksn::view_type shown[] = {ksn::view_type::rgb, ksn::view_type::luma, ksn::view_type::g_color,
+                                  ksn::view_type::b_hidden, ksn::view_type::alpha};
+  for (int round = 0; round < 5; ++round) {
+    composition.stereo_view = static_cast<ksn::stereo_view_type>(round % 4);
+    composition.view = shown[round];
+    for (ksn::track_info& track : composition.tracks) {
+      track.alpha_source_mode = static_cast<ksn::alpha_source_mode_type>(round % 3);
+      track.alpha_source_stretch = round % 2 == 1;
+      track.alpha_source_channel = track.alpha_source_channel2 =
+          round == 3 ? ksn::channel_type::luma : ksn::channel_type::alpha;
+      track.channels = shown[(round + 1 + track.scale_x / 30) % 5];
+    }
+    lib::set_thread_count(1);
+    pipeline.forget_all();
+    const img::image expected = render();
+    support::every_level([&](const char* level) {
+      support::every_thread_count([&](int threads) {
+        pipeline.forget_all();
+        EXPECT_EQ(support::differing_plane(render(), expected), -1) << level << ' ' << threads << " round " << round;
+      });
     });
-  });
+  }
 }
 
 }  // namespace

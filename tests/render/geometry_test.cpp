@@ -7,20 +7,18 @@ namespace {
 using ksn::cache_resolution_type;
 using ksn::source_type;
 
-struct scale_case {
-  source_type type;
-  bool direct;
-  cache_resolution_type resolution;
-  int scale_x, scale_y;
-  double aspect, zoom_x, zoom_y;
-  int num_x, num_y;
-};
-
 TEST(geometry, layer_scale) {
   constexpr auto full = cache_resolution_type::full;
   constexpr auto half = cache_resolution_type::half;
   constexpr auto quarter = cache_resolution_type::quarter;
-  const scale_case cases[] = {
+  const struct {
+    source_type type;
+    bool direct;
+    cache_resolution_type resolution;
+    int scale_x, scale_y;
+    double aspect, zoom_x, zoom_y;
+    int num_x, num_y;
+  } cases[] = {
       {source_type::image, false, full, 100, 100, 1.0, 1.0, 1.0, 1000, 1000},
       {source_type::image, false, full, 50, 200, 1.0, 1.0, 1.0, 500, 2000},
       {source_type::sequence, false, full, 100, 100, 1.0666667, 1.0, 1.0, 1067, 1000},
@@ -32,7 +30,7 @@ TEST(geometry, layer_scale) {
       {source_type::text, false, quarter, 100, 100, 1.0, 1.0, 1.0, 1000, 1000},
       {source_type::clipboard_image, false, half, 100, 100, 1.0, 1.0, 1.0, 1000, 1000},
   };
-  for (const scale_case& c : cases) {
+  for (const auto& c : cases) {
     ksn::track_info track;
     track.source_type = c.type;
     track.disable_cache = c.direct;
@@ -40,23 +38,20 @@ TEST(geometry, layer_scale) {
     track.scale_y = c.scale_y;
     track.aspect = c.aspect;
     const render::layer_geometry scale = render::layer_scale(track, c.zoom_x, c.zoom_y, c.resolution);
-    const auto what = [&] { return &c - cases; };
-    EXPECT_EQ(scale.num_x, c.num_x) << what();
-    EXPECT_EQ(scale.num_y, c.num_y) << what();
+    EXPECT_EQ(scale.num_x, c.num_x) << &c - cases;
+    EXPECT_EQ(scale.num_y, c.num_y) << &c - cases;
     EXPECT_EQ(scale.den_x, 1000);
     EXPECT_EQ(scale.den_y, 1000);
   }
 }
 
-struct crop_case {
-  math::point centre, size;
-  int scale_x, scale_y;
-  double aspect;
-  render::rectangle expected;
-};
-
 TEST(geometry, crop_rect) {
-  const crop_case cases[] = {
+  const struct {
+    math::point centre, size;
+    int scale_x, scale_y;
+    double aspect;
+    render::rectangle expected;
+  } cases[] = {
       {{0, 0}, {100, 60}, 100, 100, 1.0, {-50, -30, 50, 30}},
       {{10, -5}, {100, 60}, 100, 100, 1.0, {-40, -35, 60, 25}},
       {{0, 0}, {101, 61}, 100, 100, 1.0, {-50, -30, 51, 31}},
@@ -64,7 +59,7 @@ TEST(geometry, crop_rect) {
       {{0, 0}, {3, 3}, 50, 50, 1.0, {0, 0, 1, 1}},  // -1 / 2 and 2 / 2 toward zero
       {{0, 0}, {0, -1}, 100, 100, 2.0, {-640, -180, 640, 180}},
   };
-  for (const crop_case& c : cases) {
+  for (const auto& c : cases) {
     ksn::track_info track;
     track.width = 640;
     track.height = 360;

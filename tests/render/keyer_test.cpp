@@ -19,15 +19,10 @@ ksn::color_key key_of(lib::color color, int tolerance, int slope) {
 
 const lib::color green{255, 20, 220, 40};
 
-// Pixels are blue, green, red.
-struct key_case {
-  int b, g, r;
-  int tolerance, slope;
-  int expected;
-};
-
 TEST(keyer, alpha_by_hand) {
-  const key_case cases[] = {
+  const struct {
+    int b, g, r, tolerance, slope, expected;
+  } cases[] = {
       {40, 220, 20, 48, 6, 0},                                           // the key itself
       {40, 220, 68, 48, 6, 0},                                           // 48 away: just within
       {40, 220, 69, 48, 6, 3},                                           // 1 beyond, times 6 / 2
@@ -43,13 +38,10 @@ TEST(keyer, alpha_by_hand) {
       {40, 220, 20, 0, INT_MAX, 0},     {0, 0, 0, INT_MAX, INT_MIN, 255},
       {0, 0, 0, INT_MIN, INT_MAX, 255}, {0, 0, 0, INT_MAX, INT_MAX, 0},
   };
-  for (const key_case& c : cases) {
+  for (const auto& c : cases) {
     img::image image = support::picture("BGR", 9, 1, {c.b, c.g, c.r});
-    const ksn::color_key key = key_of(green, c.tolerance, c.slope);
-    render::apply_keys(image, key, {});
-    const std::string what = std::to_string(c.b) + ' ' + std::to_string(c.g) + ' ' + std::to_string(c.r) +
-                             " tolerance " + std::to_string(c.tolerance) + " slope " + std::to_string(c.slope);
-    EXPECT_EQ(support::samples(image, 3), std::vector<int>(9, c.expected)) << what;
+    render::apply_keys(image, key_of(green, c.tolerance, c.slope), {});
+    EXPECT_EQ(support::samples(image, 3), std::vector<int>(9, c.expected)) << &c - cases;
   }
 }
 

@@ -7,17 +7,16 @@
 
 #include <new>
 
-#include "img/transfer.h"
 #include "io/exceptions.h"
 #include "render/image_pool.h"
 #include "support/fake_clip.h"
-#include "support/levels.h"
 #include "support/temp_folder.h"
 
 namespace {
 
 using ksn::cache_resolution_type;
 using ksn::source_type;
+using values = std::vector<int>;
 
 constexpr auto full = cache_resolution_type::full;
 
@@ -31,10 +30,6 @@ class pipeline_test : public testing::Test {
                              bool force = false) {
     return pipeline.layer_frame(composition, track, frame, resolution, force, frame);
   }
-  bool is_shared(const ksn::track_info& track, const img::const_image_ptr& image) {
-    return image && cache.find(render::key_of_frame(track, 0, full)) == image;
-  }
-
   cache::frame_cache cache;
   ksn::state composition;
   std::vector<std::string> lines;
@@ -65,94 +60,92 @@ img::lookup_table inverting_curves() {
 struct treatment {
   const char* name;
   std::function<void(ksn::track_info&)> change;
-  bool shared;
-  std::vector<int> expected;
+  enum { same, shared, made_anew } picture;
+  values expected;
 };
 
 const treatment treatments[] = {
-    {"nothing", [](ksn::track_info&) {}, true, {100, 150, 200}},
-    {"placement",
-     [](ksn::track_info& t) { t.scale_x = 50, t.opacity = 20, t.invert_color = true; },
-     true,
-     {100, 150, 200}},
+    {"nothing", [](ksn::track_info&) {}, treatment::same, {100, 150, 200}},
+    {"placement", [](ksn::track_info& t) { t.scale_x = 50, t.invert_color = true; }, treatment::same, {100, 150, 200}},
     {"a correction that is off",
-     [](ksn::track_info& t) {
-       t.tf.exposure = {100, 100, 100}, t.tf.disable_cc = true;
-     },
-     true,
+     [](ksn::track_info& t) { t.tf.exposure[1] = 100, t.tf.disable_cc = true; },
+     treatment::shared,
      {100, 150, 200}},
-    {"channels", [](ksn::track_info& t) { t.channels = ksn::view_type::r_grayscale; }, false, {200, 200, 200}},
+    {"channels",
+     [](ksn::track_info& t) { t.channels = ksn::view_type::r_grayscale; },
+     treatment::made_anew,
+     {200, 200, 200}},
     // D(100 / 255) * 0 for blue
-    {"exposure", [](ksn::track_info& t) { t.tf.exposure[0] = -10000; }, false, {0, 150, 200}},
+    {"exposure", [](ksn::track_info& t) { t.tf.exposure[0] = -10000; }, treatment::made_anew, {0, 150, 200}},
     // No saturation: every channel becomes 0.2126 R + 0.7152 G + 0.0722 B = 157.0; in 1/256, 54 * 200 >> 8 and
     // 183 * 150 >> 8 and 18 * 100 >> 8 are 42, 107 and 7 in a row of four.
-    {"saturation",
-     [](ksn::track_info& t) {
-       t.tf.saturation = {0, 0, 0};
-     },
-     false,
-     {156, 156, 156}},
+    {"saturation", [](ksn::track_info& t) { t.tf.saturation.fill(0); }, treatment::made_anew, {156, 156, 156}},
     // 100 / 255 * 1023 = 401.2: 1 - 401 / 1023 = 0.608, and so on
-    {"curves", [](ksn::track_info& t) { t.tf.lookup_table = inverting_curves(); }, false, {155, 105, 55}},
-    {"cube", [](ksn::track_info& t) { t.tf.lookup_table = black_cube(); }, false, {0, 0, 0}},
-    {"key", [](ksn::track_info& t) { t.ck_primary.enabled = true; }, false, {100, 150, 200, 255}},
+    {"curves",
+     [](ksn::track_info& t) { t.tf.lookup_table = inverting_curves(); },
+     treatment::made_anew,
+     {155, 105, 55}},
+    {"cube", [](ksn::track_info& t) { t.tf.lookup_table = black_cube(); }, treatment::made_anew, {0, 0, 0}},
+    {"key", [](ksn::track_info& t) { t.ck_primary.enabled = true; }, treatment::made_anew, {100, 150, 200, 255}},
+    // The key sees what lookup and space have made, and neither is applied to that again.
+    {"key behind curves",
+     [](ksn::track_info& t) {
+       t.tf.lookup_table = inverting_curves(), t.ck_primary = {true, {255, 55, 105, 155}};
+     },
+     treatment::made_anew,
+     {155, 105, 55, 0}},
+    {"key behind a space",
+     [](ksn::track_info& t) {
+       t.tf.color_space = 1, t.ck_primary = {true, {255, 229, 202, 168}};
+     },
+     treatment::made_anew,
+     {168, 202, 229, 0}},
 };
 
-TEST_F(pipeline_test, an_untouched_8_bit_frame_is_shared_and_no_other) {
-  for (const treatment& c : treatments) {
-    ksn::track_info track = support::plain_layer(1, "BGR", 4, 2, {100, 150, 200});
-    c.change(track);
-    const img::const_image_ptr image = fetch(track);
-    ASSERT_TRUE(image) << c.name;
-    EXPECT_EQ(is_shared(track, image), c.shared) << c.name;
-    for (std::size_t p = 0; p < c.expected.size(); ++p) {
-      EXPECT_EQ(support::samples(*image, static_cast<int>(p)), std::vector<int>(8, c.expected[p]))
-          << c.name << " plane " << p;
-    }
-  }
-}
-
-TEST_F(pipeline_test, a_picture_is_rebuilt_when_what_it_is_made_from_changes) {
+// An untouched 8-bit frame is the cached picture itself. A private one is made anew when what it is made from changes,
+// and only then.
+TEST_F(pipeline_test, pictures_and_what_they_are_made_from) {
   for (const treatment& c : treatments) {
     cache.clear();
     ksn::track_info track = support::plain_layer(2, "BGR", 4, 2, {100, 150, 200});
     const img::const_image_ptr plain = fetch(track);
     EXPECT_EQ(fetch(track), plain);
+    EXPECT_EQ(cache.find(render::key_of_frame(track, 0, full)), plain);
     EXPECT_EQ(pipeline.render_count(track.id), 1) << c.name;
     const ksn::track_info before = track;
     c.change(track);
-    const bool same_recipe = std::string_view(c.name) == "nothing" || std::string_view(c.name) == "placement";
+    const int builds = c.picture == treatment::same ? 1 : 2;
     const img::const_image_ptr changed = fetch(track);
-    EXPECT_EQ(pipeline.render_count(track.id), same_recipe ? 1 : 2) << c.name;
+    ASSERT_TRUE(changed) << c.name;
+    EXPECT_EQ(changed == plain, c.picture != treatment::made_anew) << c.name;
+    for (std::size_t p = 0; p < c.expected.size(); ++p) {
+      EXPECT_EQ(support::samples(*changed, static_cast<int>(p)), values(8, c.expected[p])) << c.name << " plane " << p;
+    }
     EXPECT_EQ(fetch(track), changed) << c.name;
+    EXPECT_EQ(pipeline.render_count(track.id), builds) << c.name;
     EXPECT_EQ(fetch(before), plain) << c.name;
     fetch(track, 1);
-    EXPECT_EQ(pipeline.render_count(track.id), same_recipe ? 2 : 4) << c.name;
+    EXPECT_EQ(pipeline.render_count(track.id), 2 * builds) << c.name;
     EXPECT_EQ(clip_of(track)->reads, 2) << c.name;
   }
 }
 
-TEST_F(pipeline_test, a_picture_that_is_held_outlives_the_next_fetch) {
-  ksn::track_info track = support::plain_layer(3, "BGR", 4, 2, {100, 150, 200});
-  track.channels = ksn::view_type::b_grayscale;
-  const img::const_image_ptr first = fetch(track, 0);
-  const img::const_image_ptr second = fetch(track, 1);
-  EXPECT_NE(first, second);
-  EXPECT_EQ(support::samples(*first, 2), std::vector<int>(8, 100));
-  EXPECT_EQ(support::samples(*second, 2), std::vector<int>(8, 101));
-}
-
 TEST_F(pipeline_test, source_frames_by_time) {
   ksn::track_info track = support::plain_layer(3, "BGR", 4, 2, {100, 150, 200});
+  track.channels = ksn::view_type::b_grayscale;
   track.begin = 10;
   track.retime = 2.0;
   track.send_f = 2.0;
   const std::map<double, int> blue{{9.9, -1},   {10.0, 100}, {11.9, 100}, {12.0, 101},
                                    {15.5, 102}, {16.0, 100}, {21.9, 102}, {22.0, -1}};
+  std::vector<std::pair<img::const_image_ptr, int>> held;
   for (const auto& [time, expected] : blue) {
     const img::const_image_ptr image = pipeline.layer_image(composition, track, time, full);
     EXPECT_EQ(image ? image->row(0, 0)[0] : -1, expected) << time;
+    if (image) held.emplace_back(image, expected);
   }
+  // A picture that is held outlives the next fetch.
+  for (const auto& [image, expected] : held) EXPECT_EQ(support::samples(*image, 2), values(8, expected));
   EXPECT_EQ(fetch(track, -1), nullptr);
   EXPECT_EQ(fetch(track, 3), nullptr);
   for (const source_type type : {source_type::none, source_type::wave, source_type::embedded_audio}) {
@@ -192,46 +185,69 @@ TEST_F(pipeline_test, reduced_frames) {
 TEST_F(pipeline_test, a_layer_without_cache_leaves_the_store_alone) {
   ksn::track_info track = support::plain_layer(1, "BGR", 4, 2, {100, 150, 200});
   const img::const_image_ptr cached = fetch(track);
-  track.disable_cache = true;
   cache.evict_oldest();
+  track.disable_cache = true;
   for (int i = 0; i < 3; ++i) {
     const img::const_image_ptr image = fetch(track);
-    ASSERT_TRUE(image);
     EXPECT_NE(image, cached);
     EXPECT_EQ(image->path, "/clips/BGR100.avi\\A,0");
     EXPECT_EQ(clip_of(track)->reads, 2 + i);
   }
-  EXPECT_EQ(cache.queue_size(), 0u);
   EXPECT_EQ(cache.find(render::key_of_frame(track, 0, full)), cached);
-
-  render::pipeline uncached{cache, {false, {}, {}}};
   track.disable_cache = false;
+  render::pipeline uncached{cache, {false, {}, {}}};
   EXPECT_NE(uncached.layer_frame(composition, track, 0, full, false, 0), cached);
   EXPECT_EQ(cache.queue_size(), 0u);
 }
 
-// A half picture of 0.5 is 188 for display. Keyed at 188 it is transparent, whatever the exposure makes of it: two
-// stops more give white.
-TEST_F(pipeline_test, a_key_sees_the_picture_before_the_correction) {
-  auto clip = std::make_shared<support::fake_clip>(1, [](int, int, img::image& image) {
-    image = img::image("BGR", 16, 4, 2);
-    for (int p = 0; p < 3; ++p) std::fill_n(image.row<std::uint16_t>(p, 0), 8, std::uint16_t{0x3800});
+std::shared_ptr<support::fake_clip> half_clip() {
+  return std::make_shared<support::fake_clip>(1, [](int, int, img::image& image) {
+    image = img::image("BGR", 16, 4, 1);
+    image.set_plane(4, 'Z', 16);
+    constexpr std::uint16_t halves[] = {0x3C00, 0x3400, 0xBC00, 0x3800};  // 1, 0.25, -1 and 0.5
+    for (const int p : {0, 1, 2, 4}) std::copy_n(halves, 4, image.row<std::uint16_t>(p, 0));
     return true;
   });
-  ksn::track_info track = support::clip_layer(clip, 4, 2);
+}
+
+// Colours go through the tables, alpha and depth become trunc(v * 255.99) within 0 to 1.
+TEST_F(pipeline_test, pictures_of_other_forms) {
+  ksn::track_info track = support::clip_layer(half_clip(), 4, 1, "/clips/half.avi");
+  EXPECT_EQ(support::samples(*fetch(track), 1), (values{255, 137, 0, 188}));  // encoded for display
+  EXPECT_EQ(support::samples(*fetch(track), 4), (values{255, 63, 0, 127}));
+  track.channels = ksn::view_type::depth;
+  EXPECT_EQ(support::samples(*fetch(track), 1), (values{255, 137, 0, 188}));  // copied as halves before
+
+  auto packed = std::make_shared<support::fake_clip>(1, [](int, int, img::image& image) {
+    image = img::image("U", 32, 2, 1);
+    image.row<std::uint32_t>(0, 0)[0] = __builtin_bswap32(95u << 22 | 685u << 12 | 95u << 2);
+    image.row<std::uint32_t>(0, 0)[1] = __builtin_bswap32(685u << 22 | 95u << 12 | 95u << 2);
+    image.set_plane(1, 'A', 8);
+    image.row(1, 0)[0] = image.row(1, 0)[1] = 7;
+    return true;
+  });
+  EXPECT_EQ(support::letters_of(*fetch(support::plain_layer(1, "LA", 4, 2, {9, 70}))), "L..A");
+  const ksn::track_info film = support::clip_layer(packed, 2, 1, "/clips/packed.avi");
+  EXPECT_EQ(pipeline.native_frame(film, 0)->format[0], 'U');
+  const values expected[] = {{0, 0}, {255, 0}, {0, 255}, {7, 7}};  // code 95 is black, 685 white
+  for (int p = 0; p < 4; ++p) EXPECT_EQ(support::samples(*fetch(film), p), expected[p]) << p;
+}
+
+// Keyed at the 188 of the last pixel that one is transparent, whatever the exposure makes of it: two stops more give
+// white.
+TEST_F(pipeline_test, a_key_sees_the_picture_before_the_correction) {
+  const auto clip = half_clip();
+  ksn::track_info track = support::clip_layer(clip, 4, 1);
   track.tf.exposure = {200, 200, 200};
-  track.ck_secondary.enabled = true;
-  track.ck_secondary.key = {255, 188, 188, 187};
-  track.ck_secondary.tolerance = 0;
-  track.ck_secondary.slope = 8;
+  track.ck_secondary = {true, {255, 188, 188, 187}, 8, 0};
   const img::const_image_ptr image = fetch(track);
   ASSERT_TRUE(image);
-  EXPECT_EQ(support::letters_of(*image), "BGRA");
-  for (int p = 0; p < 3; ++p) EXPECT_EQ(support::samples(*image, p), std::vector<int>(8, 255)) << p;
-  EXPECT_EQ(support::samples(*image, 3), std::vector<int>(8, 4));
+  EXPECT_EQ(support::letters_of(*image), "BGRAZ");
+  for (int p = 0; p < 3; ++p) EXPECT_EQ(support::samples(*image, p), (values{255, 255, 0, 255})) << p;
+  EXPECT_EQ(support::samples(*image, 3), (values{255, 255, 255, 4}));
   // Without the key the frame is the same, from the same cached picture.
   track.ck_secondary.enabled = false;
-  EXPECT_EQ(support::letters_of(*fetch(track)), "BGR");
+  EXPECT_EQ(support::letters_of(*fetch(track)), "BGR.Z");
   EXPECT_EQ(clip->reads, 1);
 }
 
@@ -254,26 +270,14 @@ TEST_F(pipeline_test, a_cube_is_applied_once) {
 }
 
 TEST_F(pipeline_test, a_frame_that_fails_is_one_line) {
-  struct failure {
+  const struct failure {
     const char* line;
     std::function<bool()> fail;
-  };
-  const failure failures[] = {
+  } failures[] = {
       {"\"/x/a.avi\": io::read_error: No such device",
-       [] {
-         throw io::read_error("/x/a.avi", "No such device");
-         return true;
-       }},
-      {"\"/clips/fake.avi\\A,1\": wrong",
-       [] {
-         throw std::runtime_error("wrong");
-         return true;
-       }},
-      {"\"/clips/fake.avi\\A,1\": Not enough memory",
-       [] {
-         throw std::bad_alloc();
-         return true;
-       }},
+       []() -> bool { throw io::read_error("/x/a.avi", "No such device"); }},
+      {"\"/clips/fake.avi\\A,1\": wrong", []() -> bool { throw std::runtime_error("wrong"); }},
+      {"\"/clips/fake.avi\\A,1\": Not enough memory", []() -> bool { throw std::bad_alloc(); }},
       {"\"/clips/fake.avi\\A,1\": The frame can't be read", [] { return false; }},
   };
   const std::function<bool()>* fail = nullptr;
@@ -286,39 +290,23 @@ TEST_F(pipeline_test, a_frame_that_fails_is_one_line) {
   for (const failure& c : failures) {
     cache.clear();
     lines.clear();
-    fail = &c.fail;
-    for (int i = 0; i < 3; ++i) {
+    // The line comes once, until the frame could be had; what fails after that is news.
+    for (const std::size_t expected_lines : {1u, 2u}) {
+      fail = &c.fail;
       EXPECT_TRUE(fetch(track, 0)) << c.line;
       EXPECT_EQ(fetch(track, 1), nullptr) << c.line;
       EXPECT_EQ(fetch(track, 1), nullptr) << c.line;
       EXPECT_EQ(pipeline.native_frame(track, 1), nullptr) << c.line;
+      EXPECT_EQ(lines, std::vector<std::string>(expected_lines, c.line));
+      EXPECT_TRUE(pipeline.frame_failed(track.id, 1)) << c.line;
+      EXPECT_FALSE(pipeline.frame_failed(track.id, 0)) << c.line;
+      fail = nullptr;
+      EXPECT_TRUE(fetch(track, 1)) << c.line;
+      EXPECT_FALSE(pipeline.frame_failed(track.id, 1)) << c.line;
+      cache.clear();
     }
-    EXPECT_EQ(lines, std::vector<std::string>{c.line});
-    EXPECT_TRUE(pipeline.frame_failed(track.id, 1)) << c.line;
-    EXPECT_FALSE(pipeline.frame_failed(track.id, 0)) << c.line;
-    // Once it could be had, the next failure is news.
-    fail = nullptr;
-    EXPECT_TRUE(fetch(track, 1)) << c.line;
-    EXPECT_FALSE(pipeline.frame_failed(track.id, 1)) << c.line;
-    cache.clear();
-    fail = &c.fail;
-    fetch(track, 0);
-    fetch(track, 1);
-    EXPECT_EQ(lines.size(), 2u) << c.line;
   }
   EXPECT_FALSE(pipeline.frame_failed(track.id + 1000, 0));
-}
-
-TEST_F(pipeline_test, a_file_of_no_known_format) {
-  ksn::track_info track;
-  track.source_type = source_type::image;
-  track.frames = 1;
-  for (const char* path : {"/no/where.xyz", "/no/dot"}) {
-    track.path = path;
-    lines.clear();
-    EXPECT_EQ(fetch(track), nullptr);
-    EXPECT_EQ(lines, std::vector<std::string>{'"' + track.path + "\": io::invalid_format: Unrecognized file type"});
-  }
 }
 
 TEST_F(pipeline_test, memory_that_runs_out_takes_two_cached_frames_a_try) {
@@ -349,23 +337,24 @@ TEST_F(pipeline_test, memory_that_runs_out_takes_two_cached_frames_a_try) {
 }
 
 TEST_F(pipeline_test, pictures_made_inside_the_program) {
-  ksn::track_info track;
-  track.frames = 1;
-  track.width = 6;
-  track.height = 4;
-  struct made_case {
+  const img::image_ptr canvas = std::make_shared<img::image>(support::picture("BGRA", 6, 4, {1, 2, 3, 4}));
+  const struct {
     source_type type;
     const char* letters;  // empty: no picture
+    values plain, black;  // of green and alpha, without and with a correction to black
+  } cases[] = {
+      {source_type::text, "BGRA", {0, 0}, {0, 0}},
+      {source_type::adjustment, "BGR", {0}, {0}},
+      {source_type::clipboard_image, "BGRA", {2, 4}, {0, 4}},
+      {source_type::brush, "BGRA", {2, 4}, {0, 4}},
+      {source_type::brush_sequence, "BGRA", {2, 4}, {0, 4}},
+      {source_type::shmem, "", {}, {}},
   };
-  const img::image_ptr canvas = std::make_shared<img::image>(support::picture("BGRA", 6, 4, {1, 2, 3, 4}));
-  for (const made_case& c : {made_case{source_type::text, "BGRA"},
-                             {source_type::adjustment, "BGR"},
-                             {source_type::clipboard_image, "BGRA"},
-                             {source_type::brush, "BGRA"},
-                             {source_type::brush_sequence, "BGRA"},
-                             {source_type::shmem, ""}}) {
-    ksn::track_info layer = track;
-    layer.id = ksn::next_layer_id();
+  for (const auto& c : cases) {
+    ksn::track_info layer;
+    layer.frames = 1;
+    layer.width = 6;
+    layer.height = 4;
     layer.source_type = c.type;
     layer.clipboard_image = layer.brush_image = canvas;
     layer.brush_seq[0] = canvas;
@@ -374,43 +363,33 @@ TEST_F(pipeline_test, pictures_made_inside_the_program) {
     EXPECT_EQ(fetch(layer), image) << ksn::word_of(c.type);
     if (!image) continue;
     EXPECT_EQ(pipeline.render_count(layer.id), 1) << ksn::word_of(c.type);
-    EXPECT_EQ(image->width, 6) << ksn::word_of(c.type);
-    if (c.type == source_type::text) {
-      EXPECT_EQ(support::samples(*image, 3), std::vector<int>(24, 0));
-      continue;
-    }
     layer.tf.exposure = {-10000, -10000, -10000};
     const img::const_image_ptr black = fetch(layer);
-    const bool corrected = c.type != source_type::adjustment;
-    EXPECT_EQ(black != image, corrected) << ksn::word_of(c.type);
-    EXPECT_EQ(black->row(1, 0)[0], 0) << ksn::word_of(c.type);
+    // Of an adjustment layer it is the correction that counts.
+    EXPECT_EQ(black == image, c.type == source_type::adjustment) << ksn::word_of(c.type);
+    for (std::size_t i = 0; i < c.plain.size(); ++i) {
+      EXPECT_EQ(support::samples(*image, i ? 3 : 1), values(24, c.plain[i])) << ksn::word_of(c.type);
+      EXPECT_EQ(support::samples(*black, i ? 3 : 1), values(24, c.black[i])) << ksn::word_of(c.type);
+    }
   }
   // No canvas, no picture, and no line either.
-  track.source_type = source_type::brush_sequence;
-  EXPECT_EQ(fetch(track, 0), nullptr);
+  ksn::track_info layer;
+  layer.source_type = source_type::brush_sequence;
+  EXPECT_EQ(fetch(layer, 0), nullptr);
   EXPECT_TRUE(lines.empty());
-  EXPECT_FALSE(pipeline.frame_failed(track.id, 0));
+  EXPECT_FALSE(pipeline.frame_failed(layer.id, 0));
 }
 
 // --- files ---
 
-std::string tga(int width, int height, std::uint8_t blue, std::uint8_t green, std::uint8_t red) {
-  std::string file(18, '\0');
+// One pixel.
+std::string tga(int blue) {
+  std::string file(21, '\0');
   file[2] = 2;
-  file[12] = static_cast<char>(width);
-  file[14] = static_cast<char>(height);
+  file[12] = file[14] = 1;
   file[16] = 24;
-  file[17] = 0x20;
-  for (int i = 0; i < width * height; ++i) {
-    for (const std::uint8_t sample : {blue, green, red}) file += static_cast<char>(sample);
-  }
+  file[18] = static_cast<char>(blue);
   return file;
-}
-
-void write_with_time(const std::string& path, const std::string& content, int time) {
-  support::write_file(path, content);
-  const timespec times[2] = {{time, 0}, {time, 0}};
-  ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
 }
 
 TEST_F(pipeline_test, a_file_that_changes_is_read_again_within_two_seconds) {
@@ -419,64 +398,51 @@ TEST_F(pipeline_test, a_file_that_changes_is_read_again_within_two_seconds) {
   track.source_type = source_type::image;
   track.frames = 1;
   track.path = folder / "still.tga";
-  track.auto_update = true;
-  const auto blue = [&] {
-    const img::const_image_ptr image = fetch(track);
-    return image ? image->row(0, 0)[0] : -1;
+  const struct {
+    bool auto_update, own_picture;
+    int blue, time;  // of the file; time 0 for none
+    std::uint32_t later;
+    int expected;
+  } steps[] = {
+      {true, false, 10, 1000, 0, 10},   {true, false, 20, 2000, 1999, 10},  // not looked at yet
+      {true, false, 20, 2000, 1, 20},   {true, false, 30, 500, 2000, 30},   // an older time is a change, too
+      {true, false, 40, 500, 2000, 30},                                     // the same time is none
+      {true, false, 45, 900, 1, 30},                                        // just looked at
+      {true, false, 0, 0, 2000, 30},                                        // nor is a file that is gone
+      {true, true, 50, 600, 0, 50},  // a private picture is compared just the same
+      {true, true, 60, 700, 0, 50},     {true, true, 60, 700, 2000, 60},   {false, true, 70, 800, 10000, 60},
   };
-  write_with_time(track.path, tga(4, 2, 10, 0, 0), 1000);
-  EXPECT_EQ(blue(), 10);
-  write_with_time(track.path, tga(4, 2, 20, 0, 0), 2000);
-  now += 1999;
-  EXPECT_EQ(blue(), 10);  // not looked at yet
-  now += 1;
-  EXPECT_EQ(blue(), 20);
-  // An older time is a change, too; the same time is none, nor is a file that is gone.
-  write_with_time(track.path, tga(4, 2, 30, 0, 0), 500);
-  now += 2000;
-  EXPECT_EQ(blue(), 30);
-  write_with_time(track.path, tga(4, 2, 40, 0, 0), 500);
-  now += 2000;
-  EXPECT_EQ(blue(), 30);
-  std::filesystem::remove(track.path);
-  now += 2000;
-  EXPECT_EQ(blue(), 30);
-  // A private picture is compared just the same.
-  track.channels = ksn::view_type::b_grayscale;
-  write_with_time(track.path, tga(4, 2, 50, 0, 0), 600);
-  EXPECT_EQ(blue(), 50);
-  write_with_time(track.path, tga(4, 2, 60, 0, 0), 700);
-  EXPECT_EQ(blue(), 50);
-  now += 2000;
-  EXPECT_EQ(blue(), 60);
-  // Without automatic reload it stays; a forced fetch reads it.
-  track.auto_update = false;
-  write_with_time(track.path, tga(4, 2, 70, 0, 0), 800);
-  now += 10000;
-  EXPECT_EQ(blue(), 60);
+  for (const auto& step : steps) {
+    std::filesystem::remove(track.path);
+    if (step.time != 0) {
+      support::write_file(track.path, tga(step.blue));
+      const timespec times[2] = {{step.time, 0}, {step.time, 0}};
+      ASSERT_EQ(utimensat(AT_FDCWD, track.path.c_str(), times, 0), 0);
+    }
+    track.auto_update = step.auto_update;
+    track.channels = step.own_picture ? ksn::view_type::b_grayscale : ksn::view_type::rgb;
+    now += step.later;
+    const img::const_image_ptr image = fetch(track);
+    EXPECT_EQ(image ? image->row(0, 0)[0] : -1, step.expected) << &step - steps;
+  }
   EXPECT_EQ(fetch(track, 0, full, true)->row(0, 0)[0], 70);
-  EXPECT_EQ(blue(), 70);
+  EXPECT_EQ(fetch(track)->row(0, 0)[0], 70);
 }
 
 TEST_F(pipeline_test, frames_of_a_sequence) {
   const support::temp_folder folder;
+  support::write_file(folder / "f.0.tga", tga(7));
   ksn::track_info track;
   track.source_type = source_type::sequence;
   track.path = folder.path() + "/";
-  std::vector<std::string> names;
-  for (const int n : {0, 1, 2}) {
-    names.push_back("f." + std::to_string(n) + ".tga");
-    if (n != 1) support::write_file(track.path + names.back(), tga(4, 2, static_cast<std::uint8_t>(n), 5, 6));
-  }
-  track.names = names;
+  track.names = {"f.0.tga", "f.1.tga", "f.2.xyz"};
   track.frames = 3;
-  EXPECT_EQ(fetch(track, 2)->row(0, 0)[0], 2);
-  EXPECT_EQ(fetch(track, 1), nullptr);
-  EXPECT_EQ(fetch(track, 0)->row(0, 0)[0], 0);
-  ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(lines[0].substr(0, lines[0].find(": ")), '"' + (folder / "f.1.tga") + '"');
-  EXPECT_NE(lines[0].find("io::open_error"), std::string::npos) << lines[0];
+  for (const int frame : {2, 1, 0}) EXPECT_EQ(fetch(track, frame) != nullptr, frame == 0) << frame;
+  EXPECT_EQ(fetch(track, 0)->row(0, 0)[0], 7);
   EXPECT_EQ(fetch(track, 0)->path, folder / "f.0.tga");
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0], '"' + (folder / "f.2.xyz") + "\": io::invalid_format: Unrecognized file type");
+  EXPECT_EQ(lines[1].substr(0, lines[1].rfind(": ")), '"' + (folder / "f.1.tga") + "\": io::open_error");
 }
 
 TEST(image_pool, a_picture_is_used_again_by_form_and_comes_back_clean) {
