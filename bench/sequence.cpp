@@ -5,7 +5,6 @@
 
 #include <fstream>
 
-#include "composition/scan.h"
 #include "composition/sequence.h"
 #include "lib/paths.h"
 #include "support.h"

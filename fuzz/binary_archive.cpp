@@ -5,7 +5,7 @@
 #include <exception>
 #include <string>
 
-#include "../tests/support/archive_sample.h"
+#include "archive_sample.h"
 #include "io/binary_archive.h"
 #include "io/buffered.h"
 #include "io/memory_reader.h"

@@ -5,7 +5,7 @@
 #include <sstream>
 #include <string>
 
-#include "../tests/support/archive_sample.h"
+#include "archive_sample.h"
 #include "io/xml_archive.h"
 
 namespace {

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <vector>
 
@@ -23,10 +24,18 @@ std::string run_script(const std::string& script, const std::string& argument) {
   std::string name = script;
   std::string path = argument;
   char* const arguments[] = {name.data(), path.data(), nullptr};
+  // A limit on the size of files ends a script as it would without Kestrin, which passes over that signal.
+  sigset_t ignored_here;
+  sigemptyset(&ignored_here);
+  sigaddset(&ignored_here, SIGXFSZ);
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setsigdefault(&attributes, &ignored_here);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
   pid_t process = 0;
-  if (const int failure = posix_spawn(&process, script.c_str(), nullptr, nullptr, arguments, environ)) {
-    return std::string("Could not be started: ") + std::strerror(failure);
-  }
+  const int failure = posix_spawn(&process, script.c_str(), nullptr, &attributes, arguments, environ);
+  posix_spawnattr_destroy(&attributes);
+  if (failure) return std::string("Could not be started: ") + std::strerror(failure);
   int status = 0;
   while (waitpid(process, &status, 0) < 0) {
     if (errno != EINTR) return std::strerror(errno);

@@ -196,12 +196,11 @@ void application::impl::after_save(const std::string& path) {
 }
 
 int application::impl::run_step(bool any_arguments) {
-  console.clear_progress();
   if (interrupted()) return interrupt_status();
-  if (engine.quit_requested) return exit_code(0);
+  if (engine.quit_requested) return 0;
   std::string error;
   desktop = platform::open_desktop(error);
-  if (desktop) return exit_code(run_window());
+  if (desktop) return run_window();
 
   const std::string no_window = "No window can be opened: " + (platform::has_display() ? error : "there is no display");
   if (!any_arguments) {
@@ -244,7 +243,10 @@ int application::application_main(const std::vector<std::string>& args) {
   ksn::load_settings(impl_->composition);
   impl_->register_actions();
   impl_->engine.command_pass(args);
-  const int result = impl_->run_step(args.size() > 1);
+  impl_->console.clear_progress();
+  int result = impl_->run_step(args.size() > 1);
+  impl_->console.finish();
+  result = impl_->exit_code(result);
   if (!impl_->transient) impl_->recent.write();
   if (!impl_->preloader.shutdown()) {
     // A worker hangs in a read, perhaps of a file server that is gone. It ends with the process.

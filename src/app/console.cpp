@@ -3,8 +3,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
+
+#include "command/messages.h"
 
 namespace app {
 
@@ -12,9 +16,8 @@ namespace {
 
 constexpr const char* clear_line = "\r\x1b[K";
 
-void write_line(std::FILE* stream, const std::string& line) {
-  std::fwrite(line.data(), 1, line.size(), stream);
-  std::fputc('\n', stream);
+bool write_line(std::FILE* stream, const std::string& line) {
+  return std::fwrite(line.data(), 1, line.size(), stream) == line.size() && std::fputc('\n', stream) != EOF;
 }
 
 }  // namespace
@@ -23,7 +26,7 @@ console::console() : terminal_(isatty(STDERR_FILENO) == 1) {}
 
 void console::print(const std::string& line) {
   clear_progress();
-  write_line(stdout, line);
+  if (!write_line(stdout, line) && output_error_ == 0) output_error_ = errno;
 }
 
 void console::report(const std::string& line) {
@@ -41,6 +44,12 @@ void console::show(const save::progress& progress) {
   std::fflush(stderr);
   progress_shown_ = true;
   if (progress.done >= progress.total) clear_progress();
+}
+
+void console::finish() {
+  clear_progress();
+  if (std::fflush(stdout) != 0 && output_error_ == 0) output_error_ = errno;
+  if (output_error_ != 0) report(command::about("standard output", std::strerror(output_error_)));
 }
 
 void console::clear_progress() {

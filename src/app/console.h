@@ -18,6 +18,8 @@ class console {
   // done.
   void show(const save::progress& progress);
   void clear_progress();
+  // Call it when nothing more is printed: output that could not be written, on a full disk perhaps, is an error line.
+  void finish();
 
   bool any_error() const { return any_error_; }
 
@@ -25,6 +27,7 @@ class console {
   bool terminal_;
   bool progress_shown_ = false;
   bool any_error_ = false;
+  int output_error_ = 0;  // errno of the first line that could not be written
 };
 
 // "12/48 frames, 23.4 a second, 0:02 left"

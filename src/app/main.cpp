@@ -1,10 +1,25 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <string>
 #include <vector>
 
 #include "app/application.h"
 
+namespace {
+
+// A standard stream that the caller closed would be the next file that is opened, and lines would be written into it.
+void open_standard_streams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) < 0) open("/dev/null", O_RDWR);
+  }
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
+  open_standard_streams();
   // A file that outgrows the user's limit is an error line, as a full disk is.
   std::signal(SIGXFSZ, SIG_IGN);
   app::application application;

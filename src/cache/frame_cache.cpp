@@ -123,6 +123,20 @@ struct frame_cache::impl {
     return image;
   }
 
+  // Makes the frame of a key with a lookup, or else with a resolution, from the stage before it, which `get` gives.
+  // Null where there is none.
+  template <class Get>
+  img::const_image_ptr derive(const frame_key& key, const img::lookup_table* lookup, const Get& get) {
+    frame_key base_key = key;
+    if (!key.has_lookup) base_key.resolution = 0;
+    base_key.has_lookup = false;
+    base_key.lookup_hash = 0;
+    const img::const_image_ptr base = get(base_key);
+    if (!base) return nullptr;
+    if (!key.has_lookup) return store(key, reduced(base, key.resolution));
+    return store(key, lookup && lookup->has_cube() ? with_lookup(base, *lookup) : base);
+  }
+
   void note_changed(const std::string& path) {
     try {
       {
@@ -166,17 +180,9 @@ img::const_image_ptr frame_cache::get_file_frame(const frame_key& key, const img
   if (img::const_image_ptr image = impl_->find(key)) {
     if (!revalidate || !is_stale(*image, key.path)) return image;
   }
-  if (key.has_lookup) {
-    frame_key base_key = key;
-    base_key.has_lookup = false;
-    base_key.lookup_hash = 0;
-    const img::const_image_ptr base = get_file_frame(base_key, format, revalidate, nullptr);
-    return impl_->store(key, lookup && lookup->has_cube() ? with_lookup(base, *lookup) : base);
-  }
-  if (key.resolution != 0) {
-    frame_key base_key = key;
-    base_key.resolution = 0;
-    return impl_->store(key, reduced(get_file_frame(base_key, format, revalidate, nullptr), key.resolution));
+  if (key.has_lookup || key.resolution != 0) {
+    return impl_->derive(key, lookup,
+                         [&](const frame_key& base) { return get_file_frame(base, format, revalidate, nullptr); });
   }
   const img::image_ptr image(new img::image);
   format.read(*image, key.path, {key.layer_type, key.layer_index, key.layer_name});
@@ -186,19 +192,9 @@ img::const_image_ptr frame_cache::get_file_frame(const frame_key& key, const img
 img::const_image_ptr frame_cache::get_clip_frame(const frame_key& key, sources::clip& source, int source_frame,
                                                  const img::lookup_table* lookup) {
   if (img::const_image_ptr image = impl_->find(key)) return image;
-  if (key.has_lookup) {
-    frame_key base_key = key;
-    base_key.has_lookup = false;
-    base_key.lookup_hash = 0;
-    const img::const_image_ptr base = get_clip_frame(base_key, source, source_frame, nullptr);
-    if (!base) return nullptr;
-    return impl_->store(key, lookup && lookup->has_cube() ? with_lookup(base, *lookup) : base);
-  }
-  if (key.resolution != 0 && !source.can_reduce()) {
-    frame_key base_key = key;
-    base_key.resolution = 0;
-    const img::const_image_ptr base = get_clip_frame(base_key, source, source_frame, nullptr);
-    return base ? impl_->store(key, reduced(base, key.resolution)) : nullptr;
+  if (key.has_lookup || (key.resolution != 0 && !source.can_reduce())) {
+    return impl_->derive(key, lookup,
+                         [&](const frame_key& base) { return get_clip_frame(base, source, source_frame, nullptr); });
   }
   const img::image_ptr image(new img::image);
   if (!source.read(source_frame, key.resolution, *image)) return nullptr;

@@ -15,8 +15,9 @@ bool has_frames_to_read(const ksn::track_info& layer) {
   return layer.source_type == ksn::source_type::sequence || layer.is_clip();
 }
 
-int nearest(double value) {
-  return static_cast<int>(std::rint(value));
+// Of a layer with `frames` source frames. A retime near 0 makes positions that no integer holds, and one of 0 none.
+int nearest_frame(double position, int frames) {
+  return position > 0.0 ? static_cast<int>(std::min(std::rint(position), static_cast<double>(frames))) : 0;
 }
 
 }  // namespace
@@ -54,8 +55,8 @@ void preloader::preload_layer_over(const ksn::track_info& layer, int from, int t
   const long long first = std::max<long long>(static_cast<long long>(from) - layer.begin, layer.in());
   const long long last = std::min<long long>({static_cast<long long>(to) - layer.begin, layer.out(), layer.length()});
   if (first >= last) return;
-  preload_range(layer, nearest(static_cast<double>(first) / layer.retime),
-                std::min(nearest(static_cast<double>(last) / layer.retime), layer.frames));
+  preload_range(layer, nearest_frame(static_cast<double>(first) / layer.retime, layer.frames),
+                nearest_frame(static_cast<double>(last) / layer.retime, layer.frames));
 }
 
 void preloader::preload_after_gesture(const ksn::state& composition, const std::function<void()>& keep_alive) {

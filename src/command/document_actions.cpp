@@ -1,9 +1,8 @@
 // The document's own actions: what each runs, when it is enabled, and what its check mark shows. Their one-line
 // descriptions stand with their names in action_names.cpp.
-#include <charconv>
-
 #include "command/engine.h"
 #include "command/messages.h"
+#include "command/values.h"
 #include "composition/canvas.h"
 #include "composition/invariants.h"
 #include "composition/layer_cache.h"
@@ -18,7 +17,6 @@
 #include "composition/undo.h"
 #include "composition/versions.h"
 #include "composition/watching.h"
-#include "lib/paths.h"
 
 namespace command {
 
@@ -252,13 +250,12 @@ void register_rows(engine& engine, const action_row (&rows)[Count]) {
   }
 }
 
-// An action that takes a number of frames, at least 1. Any other text is refused.
+// An action that takes a number of frames. Any other text is refused.
 void register_new_layer(engine& engine, const char* name, void (state::*make)(int frames)) {
   state& composition = engine.composition();
   engine.value_action_table[name].execute = [&composition, make](const std::string& value) {
     int frames = 0;
-    const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), frames);
-    if (error != std::errc() || end != value.data() + value.size() || frames < 1) return false;
+    if (!read_int(value, frames, 1, most_frames)) return false;
     (composition.*make)(frames);
     return true;
   };
@@ -281,8 +278,9 @@ void register_document_actions(engine& engine) {
   register_new_layer(engine, "new_brush_sequence_layer", &state::new_brush_sequence_layer);
   register_new_layer(engine, "new_text_layer", &state::new_text_layer);
   engine.value_action_table["layer_replace_with"].execute = [&engine](const std::string& path) {
+    if (path.empty()) return false;
     if (one(engine.composition())) {
-      ksn::layer_replace_with(engine.composition(), path.starts_with("shm:/") ? path : lib::full_path(path));
+      ksn::layer_replace_with(engine.composition(), source_path(path));
     } else {
       engine.report(about(engine.current_option(), option_needs_layer));
     }

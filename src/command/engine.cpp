@@ -91,6 +91,10 @@ std::string without_comments(std::string_view text) {
 
 }  // namespace
 
+std::string source_path(const std::string& path) {
+  return path.starts_with("shm:/") ? path : lib::full_path(path);
+}
+
 engine::engine(ksn::state& composition)
     : write_error([](const std::string&) {}),
       write_output([](const std::string&) {}),
@@ -147,7 +151,7 @@ void engine::command_pass(const std::vector<std::string>& args) {
 std::size_t engine::take_source(const std::vector<std::string>& args, std::size_t index, std::string path,
                                 bool expand) {
   constexpr std::string_view range_option = "--range=";
-  if (!path.starts_with("shm:/")) path = lib::full_path(path);
+  path = source_path(path);
   if (index < args.size() && args[index] == "--fcheck") {
     path = rewrite_fcheck(path);
     ++index;

@@ -51,6 +51,9 @@ struct source_request {
   std::string range;  // text of `--range=`
 };
 
+// A path as a source request holds it: absolute, but for the name of a picture in shared memory, which stays.
+std::string source_path(const std::string& path);
+
 // The tables and the interpreter. Main thread.
 class engine {
  public:
@@ -106,7 +109,7 @@ class engine {
   std::string read_for_expansion(std::string_view name, std::string_view expression);
   std::size_t take_source(const std::vector<std::string>& args, std::size_t index, std::string path, bool expand);
   bool set_layers(const std::string& scope, const layer_field& field, const std::string& value);
-  void set_one_layer(int index, const layer_field& field, const std::string& value);
+  void set_one_layer(int index, const layer_field& field, const std::string& value, const std::string& quote);
   field_read read_field(const std::string& name, std::string& value);
   field_read read_layers(const std::string& scope, const std::string& name, const layer_field& field,
                          std::string& value);

@@ -10,13 +10,16 @@ namespace command {
 
 namespace {
 
-constexpr std::size_t longest_quote = 1000;  // bytes; a list of a million layers has as many lines
-
 // What an error line quotes: the option under execution, or the assignment itself when there is none.
 std::string quoted_option(const engine& engine, const std::string& name, const std::string& value) {
-  std::string option = engine.current_option().empty() ? name + "=" + value : engine.current_option();
-  if (option.size() > longest_quote) option.replace(longest_quote, option.npos, "...");
-  return option;
+  return engine.current_option().empty() ? name + "=" + value : engine.current_option();
+}
+
+// The quote of a line that comes once for each layer of a list: one of a million layers has as many lines.
+std::string shortened(std::string quote) {
+  constexpr std::size_t longest = 1000;  // bytes
+  if (quote.size() > longest) quote.replace(longest, quote.npos, "...");
+  return quote;
 }
 
 }  // namespace
@@ -52,36 +55,37 @@ bool engine::set_field(const std::string& name, const std::string& value) {
 bool engine::set_layers(const std::string& scope, const layer_field& field, const std::string& value) {
   layer_set set;
   if (!parse_layer_set(composition_, scope, set)) return false;
+  const std::string quote = quoted_option(*this, scope + ":" + field.name, value);
   if (set.single) {
     if (set.members.empty()) {
-      report(empty_layer_set(quoted_option(*this, scope + ":" + field.name, value), scope));
+      report(empty_layer_set(quote, scope));
     } else {
-      set_one_layer(set.members[0], field, value);
+      set_one_layer(set.members[0], field, value, quote);
     }
     return true;
   }
   const std::size_t values = count_values(value);
   if (values != set.members.size()) {
-    report(counts_differ(quoted_option(*this, scope + ":" + field.name, value), set.members.size(), values));
+    report(counts_differ(quote, set.members.size(), values));
     return true;
   }
+  const std::string short_quote = shortened(quote);
   std::string_view rest = value;
   std::string_view element;
   bool more = !rest.empty();
   for (const int index : set.members) {
     take_value(rest, more, element);
-    set_one_layer(index, field, std::string(element));
+    set_one_layer(index, field, std::string(element), short_quote);
   }
   return true;
 }
 
-void engine::set_one_layer(int index, const layer_field& field, const std::string& value) {
+void engine::set_one_layer(int index, const layer_field& field, const std::string& value, const std::string& quote) {
   const int number = layer_number(composition_, index);
-  const auto quoted = [&] { return quoted_option(*this, std::to_string(number) + ":" + field.name, value); };
   if (index < 0 || index >= composition_.track_count()) {
-    report(invalid_layer_index(quoted(), number));
+    report(invalid_layer_index(quote, number));
   } else if (!field.set(composition_, composition_.track_at(index), value)) {
-    report(invalid_suboption(quoted(), number, field.name, value));
+    report(invalid_suboption(quote, number, field.name, value));
   }
 }
 
@@ -129,23 +133,24 @@ engine::field_read engine::read_layers(const std::string& scope, const std::stri
                                        std::string& value) {
   layer_set set;
   if (!parse_layer_set(composition_, scope, set)) return field_read::not_found;
-  const std::string expression = "{" + name + "}";
+  std::string quote = "{" + name + "}";
   if (set.single && set.members.empty()) {
-    report(empty_layer_set(expression, scope));
+    report(empty_layer_set(quote, scope));
     return field_read::reported;
   }
+  if (!set.single) quote = shortened(quote);
   field_read result = field_read::value;
   bool first = true;
   for (const int index : set.members) {
     const int number = layer_number(composition_, index);
     std::string element;
     if (index < 0 || index >= composition_.track_count()) {
-      report(invalid_layer_index(expression, number));
+      report(invalid_layer_index(quote, number));
       result = field_read::reported;
     } else if (!field.get(composition_, composition_.track_at(index), element)) {
       element.clear();
       if (set.single) return field_read::not_found;
-      report(invalid_subfield(expression, number, field.name));
+      report(invalid_subfield(quote, number, field.name));
       result = field_read::reported;
     }
     if (set.single) {

@@ -85,8 +85,4 @@ void register_color_fields(engine& engine);  // of layers, then of the view
 void register_text_fields(engine& engine);
 void register_r3d_fields(engine& engine);
 
-// Reads `none`, or red, green, blue, tolerance, slope.
-bool read_color_key(std::string_view text, ksn::color_key& key);
-std::string write_color_key(const ksn::color_key& key);
-
 }  // namespace command

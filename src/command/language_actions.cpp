@@ -3,7 +3,6 @@
 #include "command/engine.h"
 #include "command/guard.h"
 #include "command/values.h"
-#include "lib/paths.h"
 
 namespace command {
 
@@ -20,12 +19,14 @@ void register_language_actions(engine& engine) {
   with_value("print_fields",
              [&engine](const std::string& scope) { return !scope.empty() && engine.print_fields(scope); });
   with_value("execute_cmdfile", [&engine](const std::string& path) {
+    if (path.empty()) return false;
     engine.run_command_file(path);
     return true;
   });
   with_value("add_layer", [&engine](const std::string& path) {
+    if (path.empty()) return false;
     source_request request;
-    request.path = path.starts_with("shm:/") ? path : lib::full_path(path);
+    request.path = source_path(path);
     guarded(engine, request.path, [&] { engine.add_source(request); });
     return true;
   });
@@ -38,33 +39,23 @@ void register_language_actions(engine& engine) {
 }
 
 void register_unavailable(engine& engine) {
-  std::map<std::string, action*> missing;
   for (const action_name& entry : action_names()) {
     const std::string name(entry.name);
-    const std::string line = about("--" + name, not_available);
-    if (!entry.value_form.empty()) {
-      value_action& record = engine.value_action_table[name];
-      record.value_form = entry.value_form;
+    const auto say_so = [&engine, line = about("--" + name, not_available)] { engine.report(line); };
+    if (entry.value_form.empty()) {
+      action& record = engine.action_table[name];
       record.help = entry.help;
-      if (record.execute) {
-        // Where only the dialog is missing, the value form does the work.
-        if (const auto plain = missing.find(name); plain != missing.end()) {
-          const std::string hint = line + " without a value: --" + name + "=" + record.value_form;
-          plain->second->execute = [&engine, hint] { engine.report(hint); };
-        }
-        continue;
-      }
-      record.execute = [&engine, line](const std::string&) {
-        engine.report(line);
-        return true;
-      };
+      if (!record.execute) record.execute = say_so;
       continue;
     }
-    action& record = engine.action_table[name];
+    value_action& record = engine.value_action_table[name];
+    record.value_form = entry.value_form;
     record.help = entry.help;
     if (record.execute) continue;
-    missing[name] = &record;
-    record.execute = [&engine, line] { engine.report(line); };
+    record.execute = [say_so](const std::string&) {
+      say_so();
+      return true;
+    };
   }
 }
 

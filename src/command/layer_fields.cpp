@@ -110,6 +110,33 @@ bool set_border_color(state&, track_info& layer, const std::string& value) {
   return true;
 }
 
+// `none`, or red, green, blue, tolerance, slope.
+bool read_color_key(std::string_view text, ksn::color_key& key) {
+  if (text == "none") {
+    key.enabled = false;
+    return true;
+  }
+  std::array<double, 5> numbers{};
+  if (!read_doubles(text, numbers)) return false;
+  const double tolerance = std::rint(numbers[3]);
+  for (int i = 0; i < 5; ++i) {
+    const double number = numbers[static_cast<std::size_t>(i)];
+    if (number < 0 || number > (i < 3 ? 255 : most_frames) || (i != 3 && number != std::rint(number))) return false;
+  }
+  const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(numbers[i]); };
+  key.enabled = true;
+  key.key = {255, byte(0), byte(1), byte(2)};
+  key.tolerance = static_cast<int>(tolerance);
+  key.slope = static_cast<int>(numbers[4]);
+  return true;
+}
+
+std::string write_color_key(const ksn::color_key& key) {
+  if (!key.enabled) return "none";
+  return std::to_string(key.key.r) + "," + std::to_string(key.key.g) + "," + std::to_string(key.key.b) + "," +
+         write_double(key.tolerance) + "," + std::to_string(key.slope);
+}
+
 void add_color_key(engine& engine, std::string name, std::string help, ksn::color_key track_info::*key) {
   add_layer(
       engine, std::move(name), "none|R,G,B,TOLERANCE,SLOPE", std::move(help),
@@ -216,32 +243,6 @@ void register_source(engine& engine) {
 #undef MEMBER
 
 }  // namespace
-
-bool read_color_key(std::string_view text, ksn::color_key& key) {
-  if (text == "none") {
-    key.enabled = false;
-    return true;
-  }
-  std::array<double, 5> numbers{};
-  if (!read_doubles(text, numbers)) return false;
-  const double tolerance = std::rint(numbers[3]);
-  for (int i = 0; i < 5; ++i) {
-    const double number = numbers[static_cast<std::size_t>(i)];
-    if (number < 0 || number > (i < 3 ? 255 : most_frames) || (i != 3 && number != std::rint(number))) return false;
-  }
-  const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(numbers[i]); };
-  key.enabled = true;
-  key.key = {255, byte(0), byte(1), byte(2)};
-  key.tolerance = static_cast<int>(tolerance);
-  key.slope = static_cast<int>(numbers[4]);
-  return true;
-}
-
-std::string write_color_key(const ksn::color_key& key) {
-  if (!key.enabled) return "none";
-  return std::to_string(key.key.r) + "," + std::to_string(key.key.g) + "," + std::to_string(key.key.b) + "," +
-         write_double(key.tolerance) + "," + std::to_string(key.slope);
-}
 
 void register_layer_fields(engine& engine) {
   register_timing(engine);

@@ -86,23 +86,24 @@ void recent_notes::register_actions(engine& engine) {
     if (composition.track_count() > before) added_.push_back(request.path);
   };
 
-  const auto with_value = [&engine](const char* name, std::function<void(const std::string&)> run) {
+  const auto with_path = [&engine](const char* name, std::function<void(const std::string& path)> run) {
     engine.value_action_table[name].execute = [run = std::move(run)](const std::string& value) {
-      run(value);
+      if (lib::file_name(value).empty()) return false;  // "" and "folder/" name no file
+      run(lib::full_path(value));
       return true;
     };
   };
-  const auto listed = [&](const char* name, std::function<void(const std::string&)> run) {
+  const auto listed = [&engine](const char* name, std::function<void(const std::string& number)> run) {
     engine.action_table[name].execute = [run] { run("1"); };
-    with_value(name, std::move(run));
+    engine.value_action_table[name].execute = [run = std::move(run)](const std::string& number) {
+      run(number);
+      return true;
+    };
   };
 
-  with_value("open_composition",
-             [this, &engine](const std::string& path) { open(engine, lib::full_path(path), true); });
-  with_value("save_composition_as", [this, &engine](const std::string& value) {
-    std::string path = lib::full_path(value);
-    if (lib::lower_extension(path).empty()) path += ".ksncomp";
-    save(engine, path);
+  with_path("open_composition", [this, &engine](const std::string& path) { open(engine, path, true); });
+  with_path("save_composition_as", [this, &engine](const std::string& path) {
+    save(engine, lib::lower_extension(path).empty() ? path + ".ksncomp" : path);
   });
   engine.action_table["save_composition"].execute = [this, &engine, &composition] {
     if (composition.file_name.empty()) {

@@ -69,15 +69,13 @@ img::image* canvas_for_painting(const state& composition, track_info& track, int
 }
 
 void clear_canvas(state& composition) {
-  const int index = composition.selected_index();
-  if (index == composition.track_count()) return;
-  track_info& track = composition.track_at(index);
+  track_info* track = composition.selected_track();
   int frame = 0;
-  if (!canvas_frame(composition, track, frame)) return;
-  img::image_ptr before = canvas_at(track, frame);
+  if (!track || !canvas_frame(composition, *track, frame)) return;
+  img::image_ptr before = canvas_at(*track, frame);
   if (!before) return;
-  set_canvas(composition, track, frame, nullptr);
-  composition.set_undo_action(std::make_shared<undo_clear_canvas>(track.id, frame, std::move(before)));
+  set_canvas(composition, *track, frame, nullptr);
+  composition.set_undo_action(std::make_shared<undo_clear_canvas>(track->id, frame, std::move(before)));
 }
 
 }  // namespace ksn

@@ -53,10 +53,8 @@ void update_all_layers(state& composition) {
 }
 
 void layer_preload_into_cache(state& composition) {
-  const int index = composition.selected_index();
-  if (index != composition.track_count() && composition.hooks.request_preload) {
-    composition.hooks.request_preload(composition.track_at(index));
-  }
+  const track_info* track = composition.selected_track();
+  if (track && composition.hooks.request_preload) composition.hooks.request_preload(*track);
 }
 
 void preload_all_layers(state& composition) {

@@ -41,16 +41,14 @@ void move_selected_layers(state& composition, math::point offset) {
 }
 
 void reset_layer_position(state& composition) {
-  const int index = composition.selected_index();
-  if (index == composition.track_count()) return;
-  const math::point pos = composition.track_at(index).pos;
-  move_selected_layers(composition, {moved(0, -pos.x), moved(0, -pos.y)});
+  const track_info* track = composition.selected_track();
+  if (track) move_selected_layers(composition, {moved(0, -track->pos.x), moved(0, -track->pos.y)});
 }
 
 void move_by_half_size(state& composition, int direction_x, int direction_y) {
-  const int index = composition.selected_index();
-  if (index == composition.track_count()) return;
-  const math::point size = displayed_size(composition.track_at(index));
+  const track_info* track = composition.selected_track();
+  if (!track) return;
+  const math::point size = displayed_size(*track);
   move_selected_layers(composition, {direction_x * (size.x / 2), direction_y * (size.y / 2)});
 }
 

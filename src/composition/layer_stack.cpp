@@ -206,10 +206,8 @@ void layer_duplicate_and_split(state& composition) {
 }
 
 bool can_expand_into_layers(const state& composition) {
-  const int index = composition.selected_index();
-  if (index == composition.track_count()) return false;
-  const track_info& track = composition.track_at(index);
-  return track.layers.size() > 1 && track.layer.is_default();
+  const track_info* track = composition.selected_track();
+  return track && track->layers.size() > 1 && track->layer.is_default();
 }
 
 void expand_into_layers(state& composition) {
@@ -233,15 +231,13 @@ void expand_into_layers(state& composition) {
 }
 
 bool can_embed_layer(const state& composition) {
-  const int index = composition.selected_index();
-  if (index == composition.track_count()) return false;
-  const track_info& track = composition.track_at(index);
-  return track.is_decoded() && track.frames == 1;
+  const track_info* track = composition.selected_track();
+  return track && track->is_decoded() && track->frames == 1;
 }
 
 void embed_layer(state& composition) {
   if (!can_embed_layer(composition)) return;
-  track_info& track = composition.track_at(composition.selected_index());
+  track_info& track = *composition.selected_track();
   auto picture = std::make_shared<img::image>();
   if (track.is_clip()) {
     if (!track.clip || !track.clip->read(0, 0, *picture)) {

@@ -9,11 +9,6 @@
 namespace ksn {
 namespace {
 
-track_info* selected_layer(state& composition) {
-  const int index = composition.selected_index();
-  return index == composition.track_count() ? nullptr : &composition.track_at(index);
-}
-
 int first_frame_of(const track_info& track) {
   return clamped_frame(static_cast<long long>(track.begin) + track.in());
 }
@@ -40,7 +35,7 @@ void align(state& composition, Point point) {
 }
 
 void shift(state& composition, int frames) {
-  track_info* track = selected_layer(composition);
+  track_info* track = composition.selected_track();
   if (!track) return;
   const time_fields before = times_of(*track);
   move_in_time(*track, frames);
@@ -54,7 +49,7 @@ void place_after(track_info& track, const track_info& previous) {
 
 void resize(state& composition, int first, int end) {
   if (!can_resize_in_time(composition)) return;
-  track_info& track = composition.track_at(composition.selected_index());
+  track_info& track = *composition.selected_track();
   track.begin = first;
   track.retime = (end - first) / static_cast<double>(std::max(track.frames, 1));
   track.set_in_out(0, track.length());
@@ -63,19 +58,19 @@ void resize(state& composition, int first, int end) {
 }  // namespace
 
 void layer_go_to_begin(state& composition) {
-  if (const track_info* track = selected_layer(composition)) composition.set_current_time(track->begin);
+  if (const track_info* track = composition.selected_track()) composition.set_current_time(track->begin);
 }
 
 void layer_go_to_end(state& composition) {
-  if (const track_info* track = selected_layer(composition)) composition.set_current_time(track->layer_end());
+  if (const track_info* track = composition.selected_track()) composition.set_current_time(track->layer_end());
 }
 
 void layer_go_to_in(state& composition) {
-  if (const track_info* track = selected_layer(composition)) composition.set_current_time(first_frame_of(*track));
+  if (const track_info* track = composition.selected_track()) composition.set_current_time(first_frame_of(*track));
 }
 
 void layer_go_to_out(state& composition) {
-  if (const track_info* track = selected_layer(composition)) composition.set_current_time(end_of(*track));
+  if (const track_info* track = composition.selected_track()) composition.set_current_time(end_of(*track));
 }
 
 void layer_align_begin(state& composition) {
@@ -95,12 +90,12 @@ void layer_align_out(state& composition) {
 }
 
 void layer_set_in_at_current(state& composition) {
-  track_info* track = selected_layer(composition);
+  track_info* track = composition.selected_track();
   if (track) track->set_in(clamped_frame(static_cast<long long>(composition.tm_t) - track->begin));
 }
 
 void layer_set_out_at_current(state& composition) {
-  track_info* track = selected_layer(composition);
+  track_info* track = composition.selected_track();
   if (track) track->set_out(clamped_frame(static_cast<long long>(composition.tm_t) - track->begin));
 }
 
@@ -132,8 +127,8 @@ void layer_position_after(state& composition) {
 }
 
 bool can_resize_in_time(const state& composition) {
-  const int index = composition.selected_index();
-  return index != composition.track_count() && composition.track_at(index).is_single_frame();
+  const track_info* track = composition.selected_track();
+  return track && track->is_single_frame();
 }
 
 void layer_resize_to_timeline(state& composition) {

@@ -1,8 +1,8 @@
-// The order in which people read numbered names.
+#include "composition/natural_order.h"
+
 #include <algorithm>
 #include <cstdint>
 
-#include "composition/sequence.h"
 #include "composition/sequence_pattern.h"
 
 namespace ksn {

@@ -4,9 +4,7 @@
 #include <utility>
 
 #include "composition/file_paths.h"
-#include "composition/scan.h"
 #include "composition/sequence.h"
-#include "composition/sequence_pattern.h"
 #include "composition/versions.h"
 #include "img/format.h"
 #include "lib/paths.h"
@@ -118,7 +116,7 @@ void replace_file(state& composition, track_info& track, bool forward) {
 
 void replace_with_neighbour(state& composition, bool forward) {
   if (!can_replace_with_neighbour(composition)) return;
-  track_info& track = composition.track_at(composition.selected_index());
+  track_info& track = *composition.selected_track();
   if (track.source_type == source_type::sequence) {
     replace_sequence(composition, track, forward);
   } else {
@@ -129,21 +127,16 @@ void replace_with_neighbour(state& composition, bool forward) {
 }  // namespace
 
 bool layer_replace_with(state& composition, const std::string& path) {
-  const int index = composition.selected_index();
+  track_info* track = composition.selected_track();
   track_info fresh;
-  if (index == composition.track_count() ||
-      !composition.route_source(fresh, path, false, composition.default_alpha_type)) {
-    return false;
-  }
-  take_source(composition, composition.track_at(index), std::move(fresh));
+  if (!track || !composition.route_source(fresh, path, false, composition.default_alpha_type)) return false;
+  take_source(composition, *track, std::move(fresh));
   return true;
 }
 
 bool can_replace_with_neighbour(const state& composition) {
-  const int index = composition.selected_index();
-  if (index == composition.track_count()) return false;
-  const track_info& track = composition.track_at(index);
-  return track.is_decoded() && (track.source_type != source_type::sequence || !track.names.empty());
+  const track_info* track = composition.selected_track();
+  return track && track->is_decoded() && (track->source_type != source_type::sequence || !track->names.empty());
 }
 
 void layer_replace_with_next(state& composition) {

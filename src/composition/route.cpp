@@ -8,7 +8,7 @@
 
 #include "composition/file_paths.h"
 #include "composition/frame_numbers.h"
-#include "composition/scan.h"
+#include "composition/open_error.h"
 #include "composition/sequence.h"
 #include "composition/state.h"
 #include "img/format.h"
@@ -74,7 +74,7 @@ bool open_wave(state& composition, track_info& record, const std::string& path, 
 bool open_camera_clip(state& composition, track_info& record, clip_kind kind, const std::string& path) {
   int error = 0;
   if (open_kind(composition, record, kind, path, error)) return true;
-  composition.report_error(line(path, "Open error " + std::to_string(error) + " (" + hexadecimal(error) + ")"));
+  composition.report_error(open_error_line(path, error));
   return false;
 }
 
@@ -129,37 +129,24 @@ bool state::route_source(track_info& record, const std::string& path, bool singl
     report_error(line(path, "Open error"));
     return false;
   }
-  if (platform::is_folder(path)) return add_folder(path, record, 0, default_alpha, errors);
+  if (platform::is_folder(path)) return add_folder(path, record, default_alpha, errors);
   const std::string extension = lib::lower_extension(path);
   if (extension == "ksncomp") {
     report_error(line(path, "Open error"));
     return false;
   }
-  const bool is_camera_clip = extension == "rtv" || extension == "cine" || extension == "r3d";
-  if (is_camera_clip && !platform::file_exists(path)) {
-    report_error(line(path, "Open error 2 (0x00000002)"));
+  if (img::is_image_file(path)) {
+    std::string pattern;
+    if (single_image || !build_pattern(path, pattern)) return add_single_image(path, record, default_alpha, errors);
+    return scan_sequence(pattern, path, record, default_alpha, errors);
+  }
+  if (const int error = missing_error(path)) {
+    report_error(open_error_line(path, error));
     return false;
   }
   if (extension == "rtv") return open_camera_clip(*this, record, clip_kind::rtv, path);
   if (extension == "cine") return open_camera_clip(*this, record, clip_kind::phantom_cine, path);
   if (extension == "r3d") return open_camera_clip(*this, record, clip_kind::r3d, path);
-  if (img::is_image_file(path)) {
-    std::string pattern;
-    if (single_image || !build_pattern(path, pattern)) return add_single_image(path, record, default_alpha, errors);
-    switch (scan_folder(pattern, record, default_alpha, false, {})) {
-      case scan_result::found:
-        return true;
-      case scan_result::one_file:
-        return add_single_image(record.file_of(0), record, default_alpha, errors);
-      case scan_result::nothing:
-        report_error(line(path, "Path contains no images"));
-        return false;
-    }
-  }
-  if (!platform::file_exists(path)) {
-    report_error(line(path, "Open error 2 (0x00000002)"));
-    return false;
-  }
   if (extension == "wav" && open_wave(*this, record, path, fpcs)) return true;
   return open_movie(*this, record, path, extension == "avi");
 }

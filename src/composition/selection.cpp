@@ -50,13 +50,13 @@ void layer_assign_group(state& composition) {
 }
 
 bool can_select_group(const state& composition) {
-  const int index = composition.selected_index();
-  return index != composition.track_count() && composition.track_at(index).group_id != 0;
+  const track_info* track = composition.selected_track();
+  return track && track->group_id != 0;
 }
 
 void layer_select_group(state& composition) {
   if (!can_select_group(composition)) return;
-  const int group = composition.track_at(composition.selected_index()).group_id;
+  const int group = composition.selected_track()->group_id;
   for (int index = 0; index < composition.track_count(); ++index) {
     if (composition.track_at(index).group_id == group) composition.selection.insert(index);
   }

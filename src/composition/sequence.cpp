@@ -1,17 +1,15 @@
-// Files in a folder to frames of a layer.
 #include "composition/sequence.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <limits>
 #include <utility>
 
 #include "composition/file_paths.h"
-#include "composition/scan.h"
-#include "composition/sequence_pattern.h"
+#include "composition/open_error.h"
 #include "img/format.h"
 #include "lib/paths.h"
-#include "platform/files.h"
 
 namespace ksn {
 namespace {
@@ -27,6 +25,7 @@ struct found_files {
   bool numbered = false;  // the pattern has wildcards
   bool all_fit = true;    // every number is an int
   bool any_sign = false;
+  int error = 0;  // errno of a folder that can't be listed
 };
 
 // Asks the image library once for each run of names with the same extension.
@@ -73,7 +72,7 @@ found_files find_files(const std::string& folder, const std::string& pattern, co
   if (listed) {
     for (std::size_t i = 0; i < listed->size(); ++i) take((*listed)[i]);
   } else {
-    lib::visit_files(folder.empty() ? "." : folder, take);
+    found.error = lib::visit_files(folder.empty() ? "." : folder, take);
   }
   return found;
 }
@@ -132,6 +131,50 @@ void reset_timing(track_info& record) {
   record.send_f = 1.0;
 }
 
+// All of a sequence but its frames.
+void begin_sequence(track_info& record, const std::string& pattern_path) {
+  reset_timing(record);
+  const auto [folder, pattern] = split_real_path(pattern_path);
+  record.path = folder;
+  record.mask = pattern;
+  record.range.clear();
+  record.visible = true;
+  record.source_type = ksn::source_type::sequence;
+  record.name = name_of_source(record);
+  record.default_name = record.name;
+}
+
+// scan_folder(), with the errno of a folder that can't be listed.
+scan_result scan(const std::string& pattern_path, track_info& record, alpha_type default_alpha, bool forced,
+                 const std::string& fallback_name, const name_list* listed, int& error) {
+  begin_sequence(record, pattern_path);
+  record.frames = 0;
+  record.names.clear();
+  found_files found = find_files(record.path, record.mask, listed);
+  error = found.error;
+  if (found.names.empty() && forced && !fallback_name.empty()) {
+    name_list names;
+    names.add(fallback_name);
+    set_frame_names(record, std::move(names));
+    record.alpha_type = default_alpha;
+    record.blend_type = ksn::blend_type::normal;
+    return scan_result::found;
+  }
+  if (found.names.empty()) return scan_result::nothing;
+  if (found.names.size() == 1 && !forced) {
+    record.names = frame_names(std::move(found.names));
+    return scan_result::one_file;
+  }
+  if (!forced && dense_enough(found)) {
+    fill_holes(found, record.mask);
+  } else {
+    sort_found(found);
+  }
+  set_frame_names(record, std::move(found.names));
+  read_first_header(record, record.file_of(0), default_alpha);
+  return scan_result::found;
+}
+
 }  // namespace
 
 std::string name_of_source(const track_info& record) {
@@ -165,59 +208,25 @@ void read_first_header(track_info& record, const std::string& path, alpha_type d
 
 scan_result scan_folder(const std::string& pattern_path, track_info& record, alpha_type default_alpha, bool forced,
                         const std::string& fallback_name, const name_list* listed) {
-  reset_timing(record);
-  const auto [folder, pattern] = split_real_path(pattern_path);
-  record.path = folder;
-  record.mask = pattern;
-  record.visible = true;
-  record.source_type = ksn::source_type::sequence;
-  record.name = name_of_source(record);
-  record.default_name = record.name;
-  record.frames = 0;
-  record.names.clear();
-  record.range.clear();
-
-  found_files found = find_files(record.path, record.mask, listed);
-  if (found.names.empty() && forced) {
-    name_list names;
-    names.add(fallback_name);
-    set_frame_names(record, std::move(names));
-    record.alpha_type = default_alpha;
-    record.blend_type = ksn::blend_type::normal;
-    return scan_result::found;
-  }
-  if (found.names.empty()) return scan_result::nothing;
-  if (found.names.size() == 1 && !forced) {
-    record.names = frame_names(std::move(found.names));
-    return scan_result::one_file;
-  }
-  if (!forced && dense_enough(found)) {
-    fill_holes(found, record.mask);
-  } else {
-    sort_found(found);
-  }
-  set_frame_names(record, std::move(found.names));
-  read_first_header(record, record.file_of(0), default_alpha);
-  return scan_result::found;
+  int error = 0;
+  return scan(pattern_path, record, default_alpha, forced, fallback_name, listed, error);
 }
 
-bool scan_sequence(const std::string& pattern_path, track_info& record, int, alpha_type default_alpha, bool forced,
-                   const std::string& fallback_name, const error_sink& errors) {
-  switch (scan_folder(pattern_path, record, default_alpha, forced, fallback_name)) {
-    case scan_result::found:
-      return true;
-    case scan_result::one_file:
-      return add_single_image(record.file_of(0), record, default_alpha, errors);
-    case scan_result::nothing:
-      break;
-  }
-  if (errors) errors('"' + pattern_path + "\": Path contains no images");
+bool scan_sequence(const std::string& pattern_path, const std::string& given, track_info& record,
+                   alpha_type default_alpha, const error_sink& errors) {
+  int error = 0;
+  const scan_result result = scan(pattern_path, record, default_alpha, false, {}, nullptr, error);
+  if (result == scan_result::found) return true;
+  if (result == scan_result::one_file) return add_single_image(record.file_of(0), record, default_alpha, errors);
+  if (file_error(given) == 0) return add_single_image(given, record, default_alpha, errors);
+  const bool could_list = error == 0 || error == ENOENT || error == ENOTDIR;
+  if (errors) errors(could_list ? no_images_line(given) : open_error_line(given, error));
   return false;
 }
 
 bool add_single_image(const std::string& path, track_info& record, alpha_type default_alpha, const error_sink& errors) {
-  if (!platform::file_exists(path)) {
-    if (errors) errors('"' + path + "\": Open error 2 (0x00000002)");
+  if (const int error = file_error(path)) {
+    if (errors) errors(open_error_line(path, error));
     return false;
   }
   reset_timing(record);
@@ -235,29 +244,16 @@ bool add_single_image(const std::string& path, track_info& record, alpha_type de
   return true;
 }
 
-bool add_folder(const std::string& path, track_info& record, int first_number, alpha_type default_alpha,
-                const error_sink& errors) {
-  // The line names the folder as it was given, without the pattern.
-  bool nothing = false;
-  const bool added = scan_sequence(lib::add_separator(path) + "*", record, first_number, default_alpha, false, {},
-                                   [&](const std::string&) { nothing = true; });
-  if (nothing && errors) errors('"' + path + "\": Path contains no images");
-  return added;
+bool add_folder(const std::string& path, track_info& record, alpha_type default_alpha, const error_sink& errors) {
+  return scan_sequence(lib::add_separator(path) + "*", path, record, default_alpha, errors);
 }
 
 bool make_range(const std::string& pattern_path, const std::string& range, track_info& record,
                 alpha_type default_alpha) {
   std::vector<int> numbers;
   if (!expand_range(range, numbers)) return false;
-  reset_timing(record);
-  const auto [folder, pattern] = split_real_path(pattern_path);
-  record.path = folder;
-  record.mask = pattern;
+  begin_sequence(record, pattern_path);
   record.range = range;
-  record.source_type = ksn::source_type::sequence;
-  record.name = name_of_source(record);
-  record.default_name = record.name;
-  record.visible = true;
   name_list names;
   for (const int number : numbers) names.add(name_for_number(record.mask, number));
   set_frame_names(record, std::move(names));

@@ -1,43 +1,42 @@
-// From a path to a layer source: one image or a numbered sequence, its frames on disk, their order and gaps.
+// From a path to the frames of a layer: one image or a numbered sequence, its files on disk, their order and gaps.
 #pragma once
 
 #include <functional>
 #include <string>
-#include <string_view>
-#include <vector>
 
+#include "composition/natural_order.h"
+#include "composition/sequence_pattern.h"
 #include "composition/track_info.h"
 
 namespace ksn {
 
 using error_sink = std::function<void(const std::string& line)>;
 
-constexpr int no_number = static_cast<int>(0x80000000u);
+enum class scan_result { found, one_file, nothing };
 
-// The frame number of `name` under a pattern with `?` and `*`, or no_number. Letters without regard to case.
-int match_number(std::string_view name, std::string_view pattern);
-// The order of file names: runs of digits by value, then the shorter run, then plain bytes; letters without regard to
-// case. A strict weak order; allocates nothing.
-bool natural_less(std::string_view a, std::string_view b);
-// Sorts names by natural_less, in linear time when they differ in one number that counts on.
-void natural_sort(std::vector<std::string>& names);
-void natural_sort(name_list& names);
-// The file name of frame n: wildcards from the right take the digits, the name widens when they do not suffice.
-std::string name_for_number(std::string_view pattern, int n);
-// Finds the frame number in a path's file name (the last run of digits of its stem, or the `#` that it holds) and
-// replaces it with `?`. False for a name without a number.
-bool build_pattern(const std::string& path, std::string& pattern);
-// A pattern as the user sees it: `?` as `#` unless it holds `#` itself.
-std::string display_pattern(std::string pattern);
-// The items of a `--range=` text in order: n, a-b, a-bxs, separated by commas. False for any other text, and for more
-// than a million numbers.
-bool expand_range(std::string_view text, std::vector<int>& numbers);
-
-// Fills `record` from the files that match. False, after one line to `errors`, when nothing was found.
-bool scan_sequence(const std::string& pattern_path, track_info& record, int first_number, alpha_type default_alpha,
-                   bool forced, const std::string& fallback_name, const error_sink& errors);
+// Fills `record` from the files that match a folder with a pattern, in one listing and with the header of the first.
+// Forced, holes stay closed, a single file is a sequence, and when there is no file `fallback_name` is the one frame,
+// unless it is empty. For one_file the record holds the folder and, in `names`, the file. A folder that was read
+// already is given as its names in `listed`.
+scan_result scan_folder(const std::string& pattern_path, track_info& record, alpha_type default_alpha, bool forced,
+                        const std::string& fallback_name, const name_list* listed = nullptr);
+// scan_folder() as a source is opened, where one file is a still. `given` is the path that the user gave: a file of
+// that very name is a still too. False, after one line about it, when there is nothing.
+bool scan_sequence(const std::string& pattern_path, const std::string& given, track_info& record,
+                   alpha_type default_alpha, const error_sink& errors);
+// False, after one line, when there is no such file.
 bool add_single_image(const std::string& path, track_info& record, alpha_type default_alpha, const error_sink& errors);
-bool add_folder(const std::string& path, track_info& record, int first_number, alpha_type default_alpha,
-                const error_sink& errors);
+// All images in the folder.
+bool add_folder(const std::string& path, track_info& record, alpha_type default_alpha, const error_sink& errors);
+// Makes the record the frames that `range` lists. False for a text that is no range.
+bool make_range(const std::string& pattern_path, const std::string& range, track_info& record,
+                alpha_type default_alpha);
+
+// The name that a layer has from its source alone: of the file, the pattern or the folder.
+std::string name_of_source(const track_info& record);
+// Takes the names, with their number as the number of frames; nothing is known of the frames yet.
+void set_frame_names(track_info& record, name_list names);
+// Size, alpha mode and image layers from the header of a file; a file that can't be read leaves the defaults.
+void read_first_header(track_info& record, const std::string& path, alpha_type default_alpha);
 
 }  // namespace ksn

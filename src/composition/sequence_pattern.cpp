@@ -1,4 +1,3 @@
-// Frame numbers in file names, and the texts that stand for many of them.
 #include "composition/sequence_pattern.h"
 
 #include <algorithm>
@@ -6,7 +5,6 @@
 #include <limits>
 
 #include "composition/file_paths.h"
-#include "composition/sequence.h"
 
 namespace ksn {
 namespace {

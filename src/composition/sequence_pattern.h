@@ -1,16 +1,34 @@
-// What sequence detection shares beside its public names.
+// Frame numbers in file names. A pattern is a name with wildcards in place of its number: `?` for one digit, or for the
+// sign if it comes first, `*` for that and all digits behind it.
 #pragma once
 
 #include <algorithm>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace ksn {
 
-// As match_number(), for names whose number may not fit: false for a name that does not match, and `fits` tells
-// whether `number` holds the value.
-bool match_frame(std::string_view name, std::string_view pattern, int& number, bool& fits);
+// What no frame number is.
+constexpr int no_number = static_cast<int>(0x80000000u);
 
-// The same for many names under one pattern. The text must outlive it.
+// The frame number of `name` under a pattern, or no_number. Letters without regard to case.
+int match_number(std::string_view name, std::string_view pattern);
+// The same for names whose number may not be an int: false for a name that does not match, and `fits` tells whether
+// `number` holds the value.
+bool match_frame(std::string_view name, std::string_view pattern, int& number, bool& fits);
+// The file name of frame n: wildcards from the right take the digits, the name widens when they do not suffice.
+std::string name_for_number(std::string_view pattern, int n);
+// Finds the frame number in a path's file name (the last run of digits of its stem, or the `#` that it holds) and
+// replaces it with `?`. False for a name without a number.
+bool build_pattern(const std::string& path, std::string& pattern);
+// A pattern as the user sees it: `?` as `#` unless it holds `#` itself.
+std::string display_pattern(std::string pattern);
+// The items of a `--range=` text in order: n, a-b, a-bxs, separated by commas. False for any other text, and for more
+// than a million numbers.
+bool expand_range(std::string_view text, std::vector<int>& numbers);
+
+// match_frame() for many names under one pattern. The text must outlive it.
 class name_matcher {
  public:
   explicit name_matcher(std::string_view pattern)

@@ -3,7 +3,7 @@
 
 #include "composition/file_paths.h"
 #include "composition/frame_numbers.h"
-#include "composition/scan.h"
+#include "composition/open_error.h"
 #include "composition/sequence.h"
 #include "composition/state.h"
 #include "composition/stereo_pair.h"
@@ -12,6 +12,7 @@
 #include "img/format.h"
 #include "lib/paths.h"
 #include "platform/file_watch.h"
+#include "platform/files.h"
 
 namespace ksn {
 namespace {
@@ -37,15 +38,15 @@ std::string state::catalogue_text(std::string_view key) const {
 }
 
 bool state::add(const std::string& path, bool single_image, bool after_selected, bool other_view) {
-  after_selected = after_selected && selected_index() < track_count();
-  const int previous_end = after_selected ? track_at(selected_index()).begin + track_at(selected_index()).out() : 0;
+  const track_info* previous = after_selected ? selected_track() : nullptr;
+  const int previous_end = previous ? previous->begin + previous->out() : 0;
 
   track_info record;
   if (!route_source(record, path, single_image, default_alpha_type)) return false;
   enter_stack(std::move(record), true);
 
   track_info& added = tracks.front();
-  if (after_selected) {
+  if (previous) {
     added.begin = clamped_frame(previous_end);
     const int end = added.layer_end();
     if (end > tm_n) set_timeline_length(end, true);
@@ -75,9 +76,18 @@ bool state::add_with_range(const std::string& path, const std::string& range) {
 
 bool state::add_forced_sequence(const std::string& path) {
   std::string pattern;
-  if (!build_pattern(path, pattern)) pattern = path;
+  std::string fallback_name;
+  if (platform::is_folder(path)) {
+    pattern = lib::add_separator(path) + "*";
+  } else {
+    if (!build_pattern(path, pattern)) pattern = path;
+    fallback_name = real_file_name(path);
+  }
   track_info record;
-  scan_folder(pattern, record, default_alpha_type, true, std::string(real_file_name(path)));
+  if (scan_folder(pattern, record, default_alpha_type, true, fallback_name) == scan_result::nothing) {
+    report_error(no_images_line(path));
+    return false;
+  }
   enter_stack(std::move(record), true);
   return true;
 }

@@ -36,6 +36,15 @@ int state::selected_index() const {
   return index >= 0 && index < track_count() ? index : track_count();
 }
 
+track_info* state::selected_track() {
+  const int index = selected_index();
+  return index == track_count() ? nullptr : &track_at(index);
+}
+
+const track_info* state::selected_track() const {
+  return const_cast<state*>(this)->selected_track();
+}
+
 int state::index_of_id(int id) const {
   const auto found =
       std::find_if(tracks.begin(), tracks.end(), [id](const track_info& track) { return track.id == id; });

@@ -126,24 +126,40 @@ class state : public composition_view {
   state_hooks hooks;
   std::string file_name;  // of the composition, empty before a first save
 
+  // --- layers ---
   int track_count() const { return static_cast<int>(tracks.size()); }
+  // The index must be that of a layer.
   track_info& track_at(int index) { return tracks[static_cast<std::size_t>(index)]; }
   const track_info& track_at(int index) const { return tracks[static_cast<std::size_t>(index)]; }
   // The index of the only selected layer; otherwise track_count().
   int selected_index() const;
+  // The only selected layer; null when there is none or more than one. Valid until the next change of the stack.
+  track_info* selected_track();
+  const track_info* selected_track() const;
   bool has_selection() const { return !selection.empty(); }
   // Index of the layer with this id, -1 when there is none.
   int index_of_id(int id) const;
 
+  // --- timeline ---
+  // In hundredths of a frame per second, at least 1.
   void set_frame_rate(int new_fpcs);
   // Makes the timeline at least that long for a layer; the length then counts as computed.
   void extend_timeline_to(int layer_end);
   // Stores at least 10 frames; with `forced` false on a composition without layers the length counts as set by hand.
   void set_timeline_length(int n, bool forced);
+  // The work area keeps at least one frame: where the other end is in the way, it moves.
   void set_workarea_begin(int n);
   void set_workarea_end(int n);
   // Stops the clock and clamps to 0 and the timeline length.
   void set_current_time(double t);
+  void timeline_fit_all_layers();
+  void timeline_trim_to_workarea();
+  void increase_fps();
+  void decrease_fps();
+  void toggle_repeat();
+
+  // --- view ---
+  // Factor of a picture's width on the screen.
   double zoom() const;
   double view_pixel_aspect() const { return aspect_enabled ? aspect : 1.0; }
   // Values below 1 switch the view aspect off and keep the former value.
@@ -154,36 +170,40 @@ class state : public composition_view {
   // Finds the named colour with these red, green and blue, else stores the custom colour.
   void set_back_color(lib::color color);
 
-  void timeline_fit_all_layers();
-  void timeline_trim_to_workarea();
   void increase_zoom_factor();
   void decrease_zoom_factor();
-  void increase_fps();
-  void decrease_fps();
+  // Shows the channel alone, or all of them when it is shown alone.
   void toggle_channel(view_type channel);
+  // The next of a colour's ways: as grey, in colour, hidden.
   void step_channel_mode(channel_type channel);
   // Whether the button of a channel is lit.
   bool channel_lit(channel_type channel) const;
+  // Shows or hides the mask and the safe area; makes them visible kinds when both are none.
   void toggle_mask();
-  void toggle_repeat();
   // Hides the layer stack, or shows as much of it as before.
   void toggle_layer_stack();
   // To the tab behind or in front, from the last to the first.
   void step_property_tab(int direction);
 
-  // --- ways into the stack (operations.cpp) ---
-  // Opens `path` into a fresh record. False after an error line.
+  // --- ways into the stack; those that can fail return false after an error line ---
+  // Opens `path` into a fresh record: a folder, a picture or its sequence, a movie, a sound.
   bool route_source(track_info& record, const std::string& path, bool single_image, ksn::alpha_type default_alpha);
+  // Opens `path` as a layer, behind the end of the selected one or along with its other eye if told so.
   bool add(const std::string& path, bool single_image, bool after_selected, bool other_view);
+  // The frames that `range` lists, there or not; a path that is no numbered picture is added as by add().
   bool add_with_range(const std::string& path, const std::string& range);
+  // A sequence of the files that match the name of `path`, of itself alone when there are none yet.
   bool add_forced_sequence(const std::string& path);
   // Puts the record on top of the stack, selects it and fits the timeline.
   void enter_stack(track_info record, bool apply_default_aspect);
+  // Layers made inside, as large as the output mask.
   void new_adjustment_layer(int frames = 1);
   void new_brush_layer(int frames = 1);
   void new_brush_sequence_layer(int frames = 1);
   void new_text_layer(int frames = 1);
+  // Not undoable.
   void layer_delete_all();
+  // Deletes all layers and takes the settings of a new document.
   void new_composition(bool file_among_unsaved);
 
   // --- undo: one step (undo.h) ---

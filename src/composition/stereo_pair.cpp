@@ -6,7 +6,7 @@
 #include "composition/file_paths.h"
 #include "composition/layer_stack.h"
 #include "composition/route.h"
-#include "composition/scan.h"
+#include "composition/sequence.h"
 #include "lib/paths.h"
 #include "platform/files.h"
 
@@ -57,6 +57,7 @@ bool open_other_path(state& composition, track_info& copy, std::string path, std
       copy.frames = copy.clip->frames();
     }
     copy.path = std::move(path);
+    if (copy.clip) read_sound(composition, copy);
     return true;
   }
   track_info found;

@@ -166,6 +166,7 @@ struct track_info {
   // In and out point relative to `begin`; the out point is not part of the layer and may exceed length().
   int in() const;
   int out() const;
+  // The points are clamped and stored as fractions that give them again.
   void set_in(int n);
   void set_out(int n);
   void set_in_out(int new_in, int new_out);
@@ -176,6 +177,7 @@ struct track_info {
   // `base` (percent) under the fades at timeline time t; 0 where the layer is not active.
   int faded_value(double t, int base) const;
 
+  // Values at or below the least one become it: 0.001, and 1 percent.
   void set_aspect(double value);
   void set_scale_x(int value);
   void set_scale_y(int value);

@@ -94,27 +94,24 @@ void undo_layer_move::swap(state& composition) {
 }
 
 bool undo_layer_move_crop::is_applicable(const state& composition) const {
-  const int index = composition.selected_index();
-  if (index == composition.track_count()) return false;
-  const track_info& track = composition.track_at(index);
-  return track.id == id_ && track.crop && crop_fields{track.crop_xy, track.crop_wh} == after_;
+  const track_info* track = composition.selected_track();
+  return track && track->id == id_ && track->crop && crop_fields{track->crop_xy, track->crop_wh} == after_;
 }
 
 void undo_layer_move_crop::swap(state& composition) {
-  track_info& track = composition.track_at(composition.selected_index());
+  track_info& track = *composition.selected_track();
   track.crop_xy = before_.xy;
   track.crop_wh = before_.wh;
   std::swap(before_, after_);
 }
 
 bool undo_canvas_change::is_applicable(const state& composition) const {
-  const int index = composition.selected_index();
-  return index != composition.track_count() && composition.track_at(index).id == id_ &&
-         has_canvas(composition.track_at(index));
+  const track_info* track = composition.selected_track();
+  return track && track->id == id_ && has_canvas(*track);
 }
 
 void undo_canvas_change::swap(state& composition) {
-  track_info& track = composition.track_at(composition.selected_index());
+  track_info& track = *composition.selected_track();
   img::image_ptr now = canvas_at(track, frame_);
   set_canvas(composition, track, frame_, std::move(other_));
   other_ = std::move(now);

@@ -1,14 +1,13 @@
 #include "composition/versions.h"
 
 #include <algorithm>
+#include <unordered_set>
 #include <vector>
 
 #include "composition/file_paths.h"
 #include "composition/layer_cache.h"
 #include "composition/route.h"
-#include "composition/scan.h"
 #include "composition/sequence.h"
-#include "composition/sequence_pattern.h"
 #include "lib/paths.h"
 #include "platform/file_watch.h"
 #include "platform/files.h"
@@ -55,8 +54,7 @@ bool find_place(const track_info& track, version_place& place) {
   return false;
 }
 
-// The source under another version: all tokens of the old one replaced, or when that is not there and `nearest_only`
-// is, the one in the nearest component alone.
+// A source under another version.
 struct versioned_source {
   std::string path;
   std::string mask;
@@ -65,18 +63,24 @@ struct versioned_source {
 
 bool source_exists(const track_info& track, const versioned_source& source) {
   if (track.source_type != source_type::sequence) return platform::file_exists(source.path);
-  if (!platform::is_folder(source.path)) return false;
   if (!source.names.empty() && platform::file_exists(source.path + std::string(source.names.front()))) return true;
-  bool found = false;
+  // The first frame may be a hole: any other will do. A whole folder is known by its names.
+  const bool is_folder = source.mask == "*";
+  const std::unordered_set<std::string_view> names =
+      is_folder ? std::unordered_set<std::string_view>(source.names.begin(), source.names.end())
+                : std::unordered_set<std::string_view>();
   const name_matcher matches(source.mask);
+  bool found = false;
   lib::visit_files(source.path, [&](std::string_view name) {
     int number = 0;
     bool fits = false;
-    found = found || source.mask == "*" || matches(name, number, fits);
+    found = found || (is_folder ? names.contains(name) : matches(name, number, fits));
   });
   return found;
 }
 
+// With all tokens of the present version replaced, or when that is not there but exists so, the nearest one alone.
+// False, with the former, when neither is there.
 bool find_version(const track_info& track, std::string_view version, versioned_source& source) {
   version_place place;
   if (!find_place(track, place)) return false;
@@ -104,7 +108,9 @@ void reopen(state& composition, track_info& track) {
     sources::open_result result =
         sources::open_clip(static_cast<sources::clip_kind>(track.source_type), track.path, composition.fpcs);
     track.clip = std::move(result.opened);
+    track.audio.reset();
     if (!track.clip) return;
+    read_sound(composition, track);
     track.frames = track.clip->frames();
     track.width = track.clip->width();
     track.height = track.clip->height();
@@ -136,9 +142,9 @@ void take_version(state& composition, track_info& track, const std::string& vers
 }
 
 void step_version(state& composition, int direction) {
-  const int index = composition.selected_index();
-  if (index == composition.track_count()) return;
-  track_info& track = composition.track_at(index);
+  track_info* selected = composition.selected_track();
+  if (!selected) return;
+  track_info& track = *selected;
   scan_versions(track);
   const int count = static_cast<int>(track.versions.size());
   const auto found = std::find(track.versions.begin(), track.versions.end(), track.version);
@@ -206,8 +212,8 @@ void scan_versions(track_info& track) {
 }
 
 bool can_change_version(const state& composition) {
-  const int index = composition.selected_index();
-  return index != composition.track_count() && !version_of(composition.track_at(index)).empty();
+  const track_info* track = composition.selected_track();
+  return track && !version_of(*track).empty();
 }
 
 void layer_next_version(state& composition) {
@@ -220,7 +226,7 @@ void layer_previous_version(state& composition) {
 
 void set_version(state& composition, track_info& track, const std::string& version) {
   const std::string present = version_of(track);
-  if (present.empty() || version == present || end_of_token(version, 0) != version.size()) return;
+  if (present.empty() || version.empty() || version == present || end_of_token(version, 0) != version.size()) return;
   versioned_source source;
   // One that is not there still becomes the source, by its most likely names.
   find_version(track, version, source);

@@ -3,19 +3,10 @@
 #include <algorithm>
 
 #include "composition/frame_numbers.h"
-#include "composition/scan.h"
+#include "composition/sequence.h"
 #include "platform/file_watch.h"
 
 namespace ksn {
-namespace {
-
-const track_info* selected_layer(const state& composition) {
-  const int index = composition.selected_index();
-  return index == composition.track_count() ? nullptr : &composition.track_at(index);
-}
-
-}  // namespace
-
 bool can_rescan(const track_info& track) {
   return track.source_type == source_type::sequence && !track.mask.empty();
 }
@@ -28,8 +19,11 @@ void rescan(state& composition, track_info& track) {
   if (!can_rescan(track)) return;
   const long long old_end = static_cast<long long>(track.begin) + track.out();
   track_info fresh;
-  scan_folder(track.path + track.mask, fresh, composition.default_alpha_type, true,
-              track.names.empty() ? std::string() : std::string(track.names.front()));
+  const std::string fallback_name(track.names.empty() ? std::string_view() : track.names.front());
+  if (scan_folder(track.path + track.mask, fresh, composition.default_alpha_type, true, fallback_name) ==
+      scan_result::nothing) {
+    return;
+  }
   track.names = std::move(fresh.names);
   track.frames = fresh.frames;
   track.frame_states.resize(std::min(track.frame_states.size(), track.names.size()));
@@ -54,22 +48,21 @@ void rescan(state& composition, track_info& track) {
 }
 
 bool can_rescan_selected(const state& composition) {
-  const track_info* track = selected_layer(composition);
+  const track_info* track = composition.selected_track();
   return track && can_rescan(*track);
 }
 
 bool can_watch_selected(const state& composition) {
-  const track_info* track = selected_layer(composition);
+  const track_info* track = composition.selected_track();
   return track && can_watch(*track);
 }
 
 void layer_rescan_sequence(state& composition) {
-  const int index = composition.selected_index();
-  if (index != composition.track_count()) rescan(composition, composition.track_at(index));
+  if (track_info* track = composition.selected_track()) rescan(composition, *track);
 }
 
 void layer_watch_sequence(state& composition) {
-  const track_info* track = selected_layer(composition);
+  const track_info* track = composition.selected_track();
   if (!track || !can_watch(*track)) return;
   if (!composition.watcher) composition.watcher = std::make_shared<platform::folder_watcher>();
   if (composition.watcher->watches(track->id)) {
@@ -80,7 +73,7 @@ void layer_watch_sequence(state& composition) {
 }
 
 bool watches_selected(const state& composition) {
-  const track_info* track = selected_layer(composition);
+  const track_info* track = composition.selected_track();
   return track && composition.watcher && composition.watcher->watches(track->id);
 }
 

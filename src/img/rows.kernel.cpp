@@ -147,19 +147,17 @@ constexpr auto join4 = plain_join4;
 
 }  // namespace
 
-// Fills `kernels` with this level's operations. Where the portable loop is named, the compiler vectorises it.
-void set_row_kernels(row_kernels& kernels) {
-  kernels.split3 = split3;
-  kernels.split4 = split4;
-  kernels.join3 = join3;
-  kernels.join4 = join4;
-  kernels.split555 = plain_split555;
-  kernels.every_2nd_8 = plain_every<uint8_t, 2>;
-  kernels.every_4th_8 = plain_every<uint8_t, 4>;
-  kernels.every_2nd_16 = plain_every<uint16_t, 2>;
-  kernels.every_4th_16 = plain_every<uint16_t, 4>;
-  kernels.every_2nd_32 = plain_every<uint32_t, 2>;
-  kernels.every_4th_32 = plain_every<uint32_t, 4>;
-}
+// Where the portable loop is named, the compiler vectorises it.
+extern const row_kernels rows = {split3,
+                                 split4,
+                                 join3,
+                                 join4,
+                                 plain_split555,
+                                 plain_every<uint8_t, 2>,
+                                 plain_every<uint8_t, 4>,
+                                 plain_every<uint16_t, 2>,
+                                 plain_every<uint16_t, 4>,
+                                 plain_every<uint32_t, 2>,
+                                 plain_every<uint32_t, 4>};
 
 }  // namespace img::KSN_SIMD_LEVEL

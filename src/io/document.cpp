@@ -30,8 +30,10 @@ bool is_xml_document(const std::string& path) {
   return path.size() >= 4 && lib::to_lower(path.substr(path.size() - 4)) == ".xml";
 }
 
-void write_document(const std::string& path, const std::function<void(binary_oarchive&)>& binary,
-                    const std::function<void(xml_oarchive&)>& xml) {
+namespace {
+
+void write_whole(const std::string& path, const std::function<void(binary_oarchive&)>& binary,
+                 const std::function<void(xml_oarchive&)>& xml) {
   part_file part(path);
   llfile file(part.path(), true);
   // What is not whole goes away again, while it is still open and so nobody else's.
@@ -67,6 +69,20 @@ void write_document(const std::string& path, const std::function<void(binary_oar
   file.flush_to_disk();
   part.commit();
   unfinished.path.clear();
+}
+
+}  // namespace
+
+void write_document(const std::string& path, const std::function<void(binary_oarchive&)>& binary,
+                    const std::function<void(xml_oarchive&)>& xml) {
+  // The user knows the document and not its temporary file, and needs the reason and not the call that met it.
+  try {
+    write_whole(path, binary, xml);
+  } catch (const open_error& failure) {
+    throw open_error(path, failure.error_number());
+  } catch (const write_error& failure) {
+    throw write_error(path, failure.error_number());
+  }
 }
 
 void read_document(const std::string& path, const std::function<void(binary_iarchive&)>& binary,

@@ -13,8 +13,8 @@ namespace io {
 bool is_xml_document(const std::string& path);
 
 // Writes `NAME.part`, has it on the disk and renames it, so that a crash or a full disk leaves the old file whole. What
-// could not be finished is removed.
-// Fails while another process writes the same document. Throws the io family and std::ios_base::failure.
+// could not be finished is removed. Fails while another process writes the same document. Throws std::bad_alloc,
+// io::open_error and io::write_error with the path and the system's text, and what the bodies throw.
 void write_document(const std::string& path, const std::function<void(binary_oarchive&)>& binary,
                     const std::function<void(xml_oarchive&)>& xml);
 // Throws the io family: a text that ends too early is io::eof_error, a value that doesn't convert io::invalid_format.

@@ -64,6 +64,21 @@ int open_for_writing(const std::string& path) {
   }
 }
 
+// Repeats `part(buffer, count, done)`, a read of the system that goes on behind `done` bytes, until all came or the
+// data ends.
+template <class Part>
+int read_in_parts(const std::string& path, void* buffer, int count, const Part& part) {
+  int done = 0;
+  while (done < count) {
+    const ssize_t size = part(static_cast<char*>(buffer) + done, static_cast<std::size_t>(count - done), done);
+    if (size < 0 && errno == EINTR) continue;
+    if (size < 0) throw read_error(path, "ReadFile", errno);
+    if (size == 0) break;
+    done += static_cast<int>(size);
+  }
+  return done;
+}
+
 }  // namespace
 
 file::file(const std::string& path, const char* mode)
@@ -113,28 +128,13 @@ int llfile::read(void* buffer, int count) {
     seek(count, SEEK_CUR);
     return count;
   }
-  int done = 0;
-  while (done < count) {
-    const ssize_t size = ::read(handle_, static_cast<char*>(buffer) + done, static_cast<std::size_t>(count - done));
-    if (size < 0 && errno == EINTR) continue;
-    if (size < 0) throw read_error(path_, "ReadFile", errno);
-    if (size == 0) break;
-    done += static_cast<int>(size);
-  }
-  return done;
+  return read_in_parts(path_, buffer, count,
+                       [&](char* to, std::size_t size, int) { return ::read(handle_, to, size); });
 }
 
 int llfile::read_at(void* buffer, int count, std::int64_t offset) const {
-  int done = 0;
-  while (done < count) {
-    const ssize_t size =
-        pread(handle_, static_cast<char*>(buffer) + done, static_cast<std::size_t>(count - done), offset + done);
-    if (size < 0 && errno == EINTR) continue;
-    if (size < 0) throw read_error(path_, "ReadFile", errno);
-    if (size == 0) break;
-    done += static_cast<int>(size);
-  }
-  return done;
+  return read_in_parts(path_, buffer, count,
+                       [&](char* to, std::size_t size, int done) { return pread(handle_, to, size, offset + done); });
 }
 
 void llfile::read_exact(void* buffer, int count) {
@@ -153,7 +153,7 @@ void llfile::write(const void* buffer, int count) {
 }
 
 void llfile::flush_to_disk() {
-  if (fsync(handle_) != 0 && errno != EINVAL) throw write_error(path_, "WriteFile");
+  if (fsync(handle_) != 0 && errno != EINVAL) throw write_error(path_, "WriteFile", errno);
 }
 
 void llfile::seek(int offset, int origin) {

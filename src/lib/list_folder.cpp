@@ -35,29 +35,35 @@ entry_kind kind_of(int folder, const dirent64& entry) {
   }
 }
 
+struct open_folder {
+  explicit open_folder(const std::string& path) : handle(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {}
+  ~open_folder() {
+    if (handle >= 0) close(handle);
+  }
+  open_folder(const open_folder&) = delete;
+  open_folder& operator=(const open_folder&) = delete;
+  const int handle;  // negative: errno says why
+};
+
 // Calls visit(handle of the folder, entry) for each entry but "." and "..". Returns 0 or the errno of the failure.
 template <class Visit>
-int walk_folder(const std::string& folder, const Visit& visit) {
+int walk_folder(const std::string& path, const Visit& visit) {
   // The system call itself: readdir would hand over the names one call at a time, and the kind of each comes with it.
   constexpr std::size_t block_size = 1 << 20;
-  const int handle = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (handle < 0) return errno;
+  const open_folder folder(path);
+  if (folder.handle < 0) return errno;
   const std::unique_ptr<char[]> block(new char[block_size]);
-  int error = 0;
   for (;;) {
-    const ssize_t size = getdents64(handle, block.get(), block_size);
-    if (size < 0) error = errno;
-    if (size <= 0) break;
+    const ssize_t size = getdents64(folder.handle, block.get(), block_size);
+    if (size <= 0) return size < 0 ? errno : 0;
     for (ssize_t at = 0; at < size;) {
       const auto& entry = *reinterpret_cast<const dirent64*>(block.get() + at);
       at += entry.d_reclen;
       const char* name = entry.d_name;
       if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0))) continue;
-      visit(handle, entry);
+      visit(folder.handle, entry);
     }
   }
-  close(handle);
-  return error;
 }
 
 }  // namespace

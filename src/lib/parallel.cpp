@@ -3,6 +3,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 namespace lib {
@@ -39,7 +40,11 @@ class thread_pool {
     const std::lock_guard owned(owner_, std::adopt_lock);
     {
       const std::lock_guard guard(lock_);
-      for (; threads_ < helpers; ++threads_) std::thread([this] { serve(); }).detach();
+      try {
+        for (; threads_ < helpers; ++threads_) std::thread([this] { serve(); }).detach();
+      } catch (const std::system_error&) {
+        // The user may have no more threads. The loop runs on those that there are.
+      }
       current_ = &work;
       places_ = helpers;
       round_.fetch_add(1, std::memory_order_release);
@@ -113,7 +118,7 @@ void set_thread_count(int count) {
 void detail::run_chunks(int count, int chunk, chunk_function call, void* body) {
   if (count <= 0) return;
   loop work{call, body, count, std::max(chunk, 1)};
-  const int stretches = (count + work.chunk - 1) / work.chunk;
+  const int stretches = (count - 1) / work.chunk + 1;
   const int helpers = inside_a_loop ? 0 : std::min(thread_count(), stretches) - 1;
   if (helpers > 0) {
     inside_a_loop = true;

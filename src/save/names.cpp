@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
 
 #include "lib/paths.h"
 #include "save/save.h"
@@ -9,12 +8,9 @@ namespace save {
 namespace {
 
 std::string with_digits(int number, std::size_t digits) {
-  char text[16];
-  const int length = std::snprintf(text, sizeof text, "%lld", std::abs(static_cast<long long>(number)));
-  std::string result = number < 0 ? "-" : "";
-  const auto size = static_cast<std::size_t>(length);
-  if (size < digits) result.append(digits - size, '0');
-  return result + text;
+  std::string text = std::to_string(number);
+  if (text.size() < digits) text.insert(0, digits - text.size(), '0');
+  return text;
 }
 
 bool read_number(std::string_view text, int low, int high, int& number) {
@@ -56,8 +52,8 @@ std::string numbered_name(const std::string& path, int number) {
     return parts.folder + parts.name.substr(0, first) + with_digits(number, end + 1 - first) +
            parts.name.substr(end + 1);
   }
-  const lib::stem_and_extension name = lib::split_extension(parts.name);
-  return parts.folder + name.stem + '_' + with_digits(number, 4) + name.extension;
+  const std::size_t dot = std::min(parts.name.rfind('.'), parts.name.size());  // in first place too, as for formats
+  return parts.folder + parts.name.substr(0, dot) + '_' + with_digits(number, 4) + parts.name.substr(dot);
 }
 
 bool parse_save_options(const std::string& text, img::save_options& options) {

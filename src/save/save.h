@@ -39,7 +39,7 @@ bool save_mask_as_sequence(context& context, const std::string& path);
 bool save_screen_as(context& context, const std::string& path, int client_width, int client_height);
 
 // The name of a frame of a sequence: a run of `#` in the file part becomes the number with at least that many digits;
-// a path with none gets `_%04d` in front of its extension.
+// a path with none gets `_%04d` in front of its extension. `number` is not negative.
 std::string numbered_name(const std::string& path, int number);
 
 // Reads a `--save_options=` list; false, and no change, for an unknown item.

@@ -1,31 +1,19 @@
 // Documents and lists over several runs of the program.
-#include <gtest/gtest.h>
-
 #include "composition/persistence.h"
-#include "img/format.h"
-#include "support/pictures.h"
-#include "support/program.h"
+#include "support/program_test.h"
 
 namespace {
 
-using strings = std::vector<std::string>;
-
 // One user with a home of its own, over all runs of a test.
-class documents : public testing::Test {
+class documents : public support::program_test {
  protected:
-  support::temp_folder folder;
   support::temp_folder home;
 
-  support::outcome run(strings arguments, const std::string& below = "") {
+  support::outcome run(strings arguments) {
     arguments.push_back("--exit=status");
     support::run_options options;
-    options.folder = below.empty() ? folder.path() : folder / below;
     options.environment = {{"XDG_CONFIG_HOME", home / "config"}, {"XDG_DATA_HOME", home / "data"}};
-    return support::run_program(KESTRIN_BINARY, std::move(arguments), std::move(options));
-  }
-  void picture(const std::string& name) {
-    support::write_file(folder / name, "");
-    img::save(support::picture("BGR", 4, 3, {10, 20, 30}), folder / name, nullptr, {});
+    return program_test::run(std::move(arguments), std::move(options));
   }
   static std::string shown(const support::outcome& found) { return found.out + found.errors; }
 };
@@ -86,6 +74,10 @@ TEST_F(documents, a_broken_file_is_not_saved_over_another) {
   EXPECT_EQ(broken.error_lines().size(), 2u);
   EXPECT_TRUE(broken.errors.ends_with("\"--save_composition\": The composition has no name yet\n")) << broken.errors;
   EXPECT_TRUE(support::read_file(folder / "whole.ksncomp") == before);
+  for (const char* none : {"--save_composition_as=", "--save_composition_as=./", "--open_composition="}) {
+    EXPECT_EQ(run({"a.tga", none}).error_lines(), strings{"\"" + std::string(none) + "\": Invalid option"});
+  }
+  EXPECT_FALSE(exists(".ksncomp"));
   // A file that isn't there changes nothing.
   const support::outcome gone =
       run({"whole.ksncomp", "--fps=30", "--open_composition=none.ksncomp", "--save_composition"});
@@ -140,13 +132,13 @@ TEST_F(documents, a_limit_on_files_leaves_the_old_one) {
     const std::string save = std::string("--save_composition_as=") + name;
     ASSERT_EQ(shown(run({"a.tga", "--name=old", save})), "");
     const std::string before = support::read_file(folder / name);
-    strings arguments = {"-c", "ulimit -f 1; exec \"$0\" \"$@\"", KESTRIN_BINARY};
+    strings arguments;
     for (int i = 0; i < 300; ++i)
       arguments.push_back("--var:v" + std::to_string(i * 7919) + "=" + std::to_string(i * i));
     arguments.insert(arguments.end(), {save, "--transient", "--exit=status"});
-    const support::outcome found = support::run_program("/bin/sh", arguments, folder.path());
+    const support::outcome found = run_shell("ulimit -f 1;", arguments);
     EXPECT_EQ(found.code, 1);
-    EXPECT_EQ(found.errors, "\"" + folder / name + ".part\": io::write_error: WriteFile\n");
+    EXPECT_EQ(found.error_lines(), strings{line(name, "io::write_error: File too large")});
     EXPECT_TRUE(support::read_file(folder / name) == before);
   }
 }

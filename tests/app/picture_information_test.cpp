@@ -1,23 +1,13 @@
 // What the program says of a film frame, from outside.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 
 #include "img/exr_files.h"
 #include "img/film_files.h"
-#include "support/program.h"
+#include "support/program_test.h"
 
 namespace {
 
-using strings = std::vector<std::string>;
-
-class picture_information : public testing::Test {
- protected:
-  support::temp_folder folder;
-  support::outcome run(strings arguments) {
-    return support::run_program(KESTRIN_BINARY, std::move(arguments), folder.path());
-  }
-};
+class picture_information : public support::program_test {};
 
 TEST_F(picture_information, metadata_of_a_scan) {
   for (int i = 1; i <= 3; ++i) {

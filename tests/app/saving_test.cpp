@@ -1,33 +1,12 @@
 // The program from outside: what it saves, the scripts behind a save, the progress line and Ctrl+C.
-#include <gtest/gtest.h>
-
 #include <cmath>
-#include <filesystem>
 
 #include "app/console.h"
-#include "img/format.h"
-#include "support/pictures.h"
-#include "support/program.h"
+#include "support/program_test.h"
 
 namespace {
 
-using strings = std::vector<std::string>;
-
-class saving : public testing::Test {
- protected:
-  support::temp_folder folder;
-
-  support::outcome run(const strings& arguments) { return run(arguments, {}, KESTRIN_BINARY); }
-  support::outcome run(const strings& arguments, support::run_options options, const std::string& binary) {
-    options.folder = folder.path();
-    return support::run_program(binary, arguments, options);
-  }
-  void picture(const std::string& name, int width, int height, const std::vector<int>& bgra) {
-    support::write_file(folder / name, "");
-    img::save(support::picture(bgra.size() == 4 ? "BGRA" : "BGR", width, height, bgra), folder / name, nullptr, {});
-  }
-  bool exists(const std::string& name) const { return std::filesystem::exists(folder / name); }
-};
+class saving : public support::program_test {};
 
 // Blue, green, red of a pixel of a file.
 std::vector<int> pixel(const std::string& path, int x, int y) {
@@ -39,8 +18,8 @@ std::vector<int> pixel(const std::string& path, int x, int y) {
 }
 
 TEST_F(saving, a_stack_as_a_sequence) {
-  for (int i = 1; i <= 3; ++i) picture("back." + std::to_string(i) + ".tga", 8, 6, {10 * i, 20, 30});
-  picture("front.png", 4, 2, {0, 0, 255, 255});
+  for (int i = 1; i <= 3; ++i) picture("back." + std::to_string(i) + ".tga", {10 * i, 20, 30}, 8, 6);
+  picture("front.png", {0, 0, 255, 255}, 4, 2);
   const support::outcome found =
       run({"back.#.tga", "front.png", "--length=3", "--alpha=normal", "--position=2,0", "--mask_size=8,6",
            "--save_options=compression=rle", "--save_mask_as_sequence=new/deep/out.###.tga", "--exit=status"});
@@ -59,7 +38,7 @@ TEST_F(saving, a_stack_as_a_sequence) {
 }
 
 TEST_F(saving, failures_are_lines) {
-  picture("a.tga", 4, 4, {1, 2, 3});
+  picture("a.tga");
   support::write_file(folder / "file", "");
   for (const strings& tail : std::vector<strings>{{"--save_frame_as=out.nonsense"},
                                                   {"--save_frame_as=file/out.tga"},
@@ -77,7 +56,7 @@ TEST_F(saving, failures_are_lines) {
 }
 
 TEST_F(saving, scripts_run_behind_each_save) {
-  picture("a.tga", 4, 4, {1, 2, 3});
+  picture("a.tga");
   const std::string program = folder / "kestrin";
   std::filesystem::copy_file(KESTRIN_BINARY, program);
   const auto script = [&](const std::string& name, const std::string& text) {
@@ -85,28 +64,30 @@ TEST_F(saving, scripts_run_behind_each_save) {
     std::filesystem::permissions(folder / ("scripts/after_save/" + name), std::filesystem::perms::owner_all);
   };
   script("2 later", "echo \"later $1\" >>log");
+  script("3 limited", "ulimit -f 0; echo text >limited");
   script("10 last", "exit 3");
   script("1 first", "echo \"first $1\" >>log");
   support::write_file(folder / "scripts/after_save/readme", "not executable");
-  const support::outcome found =
-      run({"a.tga", "--save_frame_as=out one.tga", "--save_frame_as=two.tga", "--exit=status"}, {}, program);
+  const support::outcome found = support::run_program(
+      program, {"a.tga", "--save_frame_as=out one.tga", "--save_frame_as=two.tga", "--exit=status"}, folder.path());
   const std::string one = folder / "out one.tga";
   const std::string two = folder / "two.tga";
   EXPECT_EQ(support::read_file(folder / "log"),
             "first " + one + "\nlater " + one + "\nfirst " + two + "\nlater " + two + "\n");
-  const std::string line = "\"" + folder / "scripts/after_save/10 last" + "\": Exit code 3";
-  EXPECT_EQ(found.error_lines(), (strings{line, line}));
+  const std::string limited = line("scripts/after_save/3 limited", "Ended by signal 25");
+  const std::string last = line("scripts/after_save/10 last", "Exit code 3");
+  EXPECT_EQ(found.error_lines(), (strings{limited, last, limited, last}));
   EXPECT_EQ(found.code, 1);
 }
 
 TEST_F(saving, interrupt_finishes_the_frame_and_keeps_what_is_written) {
-  picture("a.tga", 64, 64, {1, 2, 3});
+  picture("a.tga");
   support::run_options options;
   options.interrupt_when = folder / "out.0001.tga";
   const support::outcome found =
       run({"a.tga", "--length=20000", "--timeline=20000", "--wa_end=20000", "--mask_size=640,480",
            "--save_mask_as_sequence=out.####.tga", "--save_frame_as=never.tga", "--print_field=fps", "--exit"},
-          options, KESTRIN_BINARY);
+          options);
   EXPECT_EQ(found.code, 130);
   EXPECT_EQ(found.out, "");
   EXPECT_FALSE(exists("never.tga"));
@@ -120,7 +101,7 @@ TEST_F(saving, interrupt_finishes_the_frame_and_keeps_what_is_written) {
 }
 
 TEST_F(saving, progress_is_shown_on_a_terminal_only) {
-  picture("a.tga", 8, 8, {1, 2, 3});
+  picture("a.tga");
   const strings arguments = {"a.tga",
                              "--length=600",
                              "--timeline=600",
@@ -131,7 +112,7 @@ TEST_F(saving, progress_is_shown_on_a_terminal_only) {
                              "--exit"};
   support::run_options options;
   options.error_terminal = true;
-  const std::string shown = run(arguments, options, KESTRIN_BINARY).errors;
+  const std::string shown = run(arguments, options).errors;
   EXPECT_NE(shown.find("/600 frames"), shown.npos) << shown;
   // The error line has a line of its own, and the progress line is gone before it.
   const std::string tail = "\r\x1b[K\"--nonsense\": Invalid option\r\n";

@@ -11,7 +11,7 @@
 #include <thread>
 
 #include "io/exceptions.h"
-#include "platform/files.h"
+#include "support/fake_clip.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -41,31 +41,6 @@ class counting_format : public img::format {
   mutable img::layer last_layer;
 };
 
-class counting_clip : public sources::clip {
- public:
-  explicit counting_clip(bool reduces) : reduces_(reduces) {}
-  sources::clip_kind kind() const override { return sources::clip_kind::avi; }
-  int frames() const override { return 10; }
-  int rate() const override { return 2400; }
-  int width() const override { return 4; }
-  int height() const override { return 4; }
-  bool has_alpha() const override { return false; }
-  long long address_of(int frame) const override { return frame; }
-  bool can_reduce() const override { return reduces_; }
-  bool read(int frame, int resolution, img::image& image) override {
-    asked.push_back({frame, resolution});
-    if (frame > 9) return false;
-    const int size = 4 >> resolution;
-    image.reset("L", 8, size, size);
-    image.fill(static_cast<std::uint8_t>(frame), 0, 0, 0);
-    return true;
-  }
-  std::vector<std::pair<int, int>> asked;
-
- private:
-  bool reduces_;
-};
-
 struct cache_test : testing::Test {
   cache_test() {
     cache.memory_load = [this] {
@@ -87,16 +62,16 @@ struct cache_test : testing::Test {
   void fill(int count) {
     for (int i = 0; i < count; ++i) cache.touch(get(key("/f/" + std::to_string(i))));
   }
+  // The changed paths since the last call, in their order; "*" when all changed.
+  std::vector<std::string> changes() {
+    std::set<std::string> changed;
+    if (cache.take_changes(changed)) changed.insert("*");
+    return {changed.begin(), changed.end()};
+  }
   // The paths that are left, touched longest ago first. Empties the queue.
   std::vector<std::string> drain() {
     std::vector<std::string> order;
-    std::set<std::string> changed;
-    cache.take_changes(changed);
-    while (cache.evict_oldest()) {
-      changed.clear();
-      EXPECT_FALSE(cache.take_changes(changed));
-      EXPECT_EQ(changed.size(), 1u);
-      order.push_back(*changed.begin());
+    for (changes(); cache.evict_oldest(); order.push_back(changes().at(0))) {
     }
     return order;
   }
@@ -111,22 +86,6 @@ img::lookup_table cube_of(std::uint16_t value) {
   img::lookup_table table;
   table.set_3d(std::vector<std::uint16_t>(img::lookup_table::cube_entries, value), true);
   return table;
-}
-
-TEST_F(cache_test, keys_order_field_by_field) {
-  std::vector<frame_key> keys(10);
-  for (frame_key& k : keys) k.path = "b";
-  keys[0].path = "B";  // bytes, not letters
-  keys[1].layer_type = -1;
-  keys[2].layer_index = -2;
-  keys[4].lookup_hash = 0xFFFFFFFF;
-  keys[5].has_lookup = true;
-  keys[6].resolution = 2;
-  keys[7].r3d_color_settings[7] = 1;
-  keys[8].r3d_color_settings[0] = 1;
-  keys[9].decoder_preset = 1;
-  for (std::size_t a = 0; a < keys.size(); ++a)
-    for (std::size_t b = 0; b < keys.size(); ++b) EXPECT_EQ(keys[a] < keys[b], a < b) << a << " " << b;
 }
 
 TEST_F(cache_test, the_queue_alone_keeps_images) {
@@ -148,19 +107,15 @@ TEST_F(cache_test, the_queue_alone_keeps_images) {
   EXPECT_EQ(cache.queue_size(), 0u);
 }
 
-TEST_F(cache_test, failures_pass_through_and_leave_nothing) {
-  EXPECT_THROW(get(key("/bad", 1)), io::invalid_format);
-  EXPECT_THROW(get(key("/bad", 1)), io::invalid_format);
-  EXPECT_EQ(format.reads, 2) << "the next request tries the file again";
-}
-
-TEST_F(cache_test, load_options_reach_the_format) {
-  frame_key k = key("/a");
+TEST_F(cache_test, options_reach_the_format_and_failures_come_back) {
+  frame_key k = key("/bad", 1);
   k.layer_type = 2;
   k.layer_index = 3;
   k.layer_name = "diffuse";
-  get(k);
+  EXPECT_THROW(get(k), io::invalid_format);
   EXPECT_EQ(format.last_layer, (img::layer{2, 3, "diffuse"}));
+  EXPECT_THROW(get(k), io::invalid_format);
+  EXPECT_EQ(format.reads, 2) << "the next request tries the file again";
 }
 
 TEST_F(cache_test, reduced_frames_come_from_the_live_full_frame) {
@@ -216,25 +171,31 @@ TEST_F(cache_test, lookups_share_the_file_stage) {
 }
 
 TEST_F(cache_test, clips) {
-  counting_clip plain(false), reducing(true);
+  std::vector<std::pair<int, int>> asked;  // frame, resolution
+  support::fake_clip clip(10, [&](int frame, int resolution, img::image& image) {
+    asked.push_back({frame, resolution});
+    image = support::picture("L", 4 >> resolution, 4 >> resolution, {frame});
+    return frame < 10;
+  });
   const frame_key full = key("/c.avi\\A,3"), half = key("/c.avi\\A,3", 1);
-  const img::const_image_ptr image = cache.get_clip_frame(full, plain, 3, nullptr);
+  const img::const_image_ptr image = cache.get_clip_frame(full, clip, 3, nullptr);
   ASSERT_NE(image, nullptr);
   EXPECT_EQ(image->path, full.path);
-  EXPECT_EQ(cache.get_clip_frame(half, plain, 3, nullptr)->width, 2);
-  EXPECT_EQ(plain.asked, (std::vector<std::pair<int, int>>{{3, 0}}));
-  EXPECT_EQ(cache.get_clip_frame(half, reducing, 3, nullptr)->width, 2);
-  EXPECT_EQ(reducing.asked, (std::vector<std::pair<int, int>>{{3, 1}}));
+  EXPECT_EQ(cache.get_clip_frame(half, clip, 3, nullptr)->width, 2);
+  clip.reduces = true;
+  EXPECT_EQ(cache.get_clip_frame(half, clip, 3, nullptr)->width, 2);
+  EXPECT_EQ(asked, (std::vector<std::pair<int, int>>{{3, 0}, {3, 1}}));
 
+  clip.reduces = false;
   frame_key looked_up = key("/c.avi\\A,11", 2);
   looked_up.has_lookup = true;
   const img::lookup_table table = cube_of(5000);
-  EXPECT_EQ(cache.get_clip_frame(looked_up, plain, 11, &table), nullptr);
-  EXPECT_EQ(cache.get_clip_frame(looked_up, plain, 11, &table), nullptr);
-  EXPECT_EQ(plain.asked.size(), 3u) << "what could not be had is asked for again";
+  EXPECT_EQ(cache.get_clip_frame(looked_up, clip, 11, &table), nullptr);
+  EXPECT_EQ(cache.get_clip_frame(looked_up, clip, 11, &table), nullptr);
+  EXPECT_EQ(clip.reads, 4) << "what could not be had is asked for again";
   looked_up.path = "/c.avi\\A,4";
-  looked_up.resolution = 0;
-  EXPECT_EQ(cache.get_clip_frame(looked_up, plain, 4, &table)->path, looked_up.path);
+  EXPECT_EQ(cache.get_clip_frame(looked_up, clip, 4, &table)->path, looked_up.path);
+  EXPECT_EQ(asked.back(), (std::pair{4, 0}));
 }
 
 TEST_F(cache_test, revalidation) {
@@ -371,12 +332,9 @@ TEST_F(cache_test, removal_by_path_and_folder) {
   };
   for (const row& r : rows) {
     for (const std::string& path : all) cache.touch(get(key(path)));
-    std::set<std::string> changed;
-    cache.take_changes(changed);
-    changed.clear();
+    changes();
     cache.remove_folder(r.folder);
-    EXPECT_FALSE(cache.take_changes(changed));
-    EXPECT_EQ(std::vector<std::string>(changed.begin(), changed.end()), r.removed) << r.folder;
+    EXPECT_EQ(changes(), r.removed) << r.folder;
     EXPECT_EQ(cache.queue_size(), std::size(all) - r.removed.size()) << r.folder;
     for (const std::string& path : r.removed) EXPECT_EQ(cache.find(key(path)), nullptr) << path;
   }
@@ -388,9 +346,7 @@ TEST_F(cache_test, removal_by_path_and_folder) {
   cache.remove_path("/a");
   cache.remove_path("/none");
   EXPECT_EQ(cache.queue_size(), 1u);
-  std::set<std::string> changed;
-  EXPECT_TRUE(cache.take_changes(changed));
-  EXPECT_EQ(changed, (std::set<std::string>{"/a", "/b", "/none"}));
+  EXPECT_EQ(changes(), (std::vector<std::string>{"*", "/a", "/b", "/none"}));
 }
 
 TEST_F(cache_test, removal_of_changed_files) {
@@ -416,18 +372,13 @@ TEST_F(cache_test, removal_of_changed_files) {
 TEST_F(cache_test, clearing) {
   const img::const_image_ptr held = get(key("/f/1"));
   fill(3);
-  std::set<std::string> changed;
-  EXPECT_FALSE(cache.take_changes(changed));
-  EXPECT_EQ(changed, (std::set<std::string>{"/f/0", "/f/1", "/f/2"}));
+  EXPECT_EQ(changes(), (std::vector<std::string>{"/f/0", "/f/1", "/f/2"}));
   cache.clear();
-  changed.clear();
-  EXPECT_TRUE(cache.take_changes(changed));
-  EXPECT_FALSE(cache.take_changes(changed)) << "told once";
-  EXPECT_TRUE(changed.empty());
+  EXPECT_EQ(changes(), std::vector<std::string>{"*"});
   EXPECT_EQ(cache.queue_size(), 0u);
   EXPECT_EQ(cache.find(key("/f/1")), nullptr) << "the index is empty though the image lives";
   EXPECT_FALSE(cache.evict_oldest());
-  EXPECT_FALSE(cache.take_changes(changed)) << "an eviction of nothing marks nothing";
+  EXPECT_TRUE(changes().empty()) << "an eviction of nothing marks nothing";
 }
 
 TEST_F(cache_test, many_threads) {

@@ -51,8 +51,26 @@ class preload_test : public testing::Test {
   // A test that failed half way must not leave the workers waiting.
   ~preload_test() override { gate.open(); }
 
+  struct source {
+    std::shared_ptr<watched_clip> clip;
+    ksn::track_info layer;
+  };
+
   ksn::track_info layer_of(std::shared_ptr<support::fake_clip> clip) {
     return support::clip_layer(std::move(clip), 8, 8, "/clips/" + std::to_string(++clips) + ".avi");
+  }
+  source make(int frames, support::gate* gate = nullptr) {
+    const auto clip = std::make_shared<watched_clip>(frames, gate);
+    return {clip, layer_of(clip)};
+  }
+  // With all its frames queued, each of which waits at the gate.
+  source start(int frames) {
+    source made = make(frames, &gate);
+    preload.preload_range(made.layer, 0, frames);
+    return made;
+  }
+  bool at_gate(int count) {
+    return wait_until([&] { return gate.waiting() == count; });
   }
   bool is_cached(const ksn::track_info& layer, int frame,
                  ksn::cache_resolution_type resolution = ksn::cache_resolution_type::full) {
@@ -76,8 +94,7 @@ std::vector<int> numbers(int first, int last) {
 }
 
 TEST_F(preload_test, a_task_is_read_in_order_by_one_worker_into_the_cache) {
-  auto clip = std::make_shared<watched_clip>(20);
-  const ksn::track_info layer = layer_of(clip);
+  const auto [clip, layer] = make(20);
   preload.preload_range(layer, 3, 17);
   ASSERT_TRUE(finish());
   EXPECT_EQ(clip->frames_read(), numbers(3, 17));
@@ -90,32 +107,30 @@ TEST_F(preload_test, a_task_is_read_in_order_by_one_worker_into_the_cache) {
   EXPECT_EQ(clip->reads, 20);
 }
 
-struct range_case {
-  const char* name;
-  int frames, begin;
-  double retime, in, out;
-  int from, to;
-  int first, last;
-};
-
 TEST_F(preload_test, timeline_ranges_become_source_ranges) {
-  const range_case cases[] = {
-      {"all", 10, 0, 1.0, 0.0, 1.0, 0, 250, 0, 10},
-      {"a part", 10, 0, 1.0, 0.0, 1.0, 4, 7, 4, 7},
-      {"moved right", 10, 100, 1.0, 0.0, 1.0, 95, 103, 0, 3},
-      {"moved left", 10, -4, 1.0, 0.0, 1.0, 0, 250, 4, 10},
-      {"trimmed", 10, 0, 1.0, 0.2, 0.7, 0, 250, 2, 7},
-      {"repeated: one pass", 10, 0, 1.0, 0.0, 3.0, 0, 250, 0, 10},
-      {"slowed: 5 / 2 and 9 / 2 to the even one", 10, 0, 2.0, 0.0, 1.0, 5, 9, 2, 4},
-      {"sped up", 10, 0, 0.5, 0.0, 1.0, 1, 3, 2, 6},
-      {"a length of one timeline frame", 10, 0, 0.04, 0.0, 1.0, 0, 250, 0, 10},
-      {"before the layer", 10, 100, 1.0, 0.0, 1.0, 0, 100, 0, 0},
-      {"behind the layer", 10, 0, 1.0, 0.0, 1.0, 10, 20, 0, 0},
-      {"empty", 10, 0, 1.0, 0.0, 1.0, 5, 5, 0, 0},
+  const struct {
+    const char* name;
+    int begin;
+    double retime, in, out;
+    int from, to;
+    int first, last;
+  } cases[] = {
+      {"all", 0, 1.0, 0.0, 1.0, 0, 250, 0, 10},
+      {"a part", 0, 1.0, 0.0, 1.0, 4, 7, 4, 7},
+      {"moved right", 100, 1.0, 0.0, 1.0, 95, 103, 0, 3},
+      {"moved left", -4, 1.0, 0.0, 1.0, 0, 250, 4, 10},
+      {"trimmed", 0, 1.0, 0.2, 0.7, 0, 250, 2, 7},
+      {"repeated: one pass", 0, 1.0, 0.0, 3.0, 0, 250, 0, 10},
+      {"slowed: 5 / 2 and 9 / 2 to the even one", 0, 2.0, 0.0, 1.0, 5, 9, 2, 4},
+      {"sped up", 0, 0.5, 0.0, 1.0, 1, 3, 2, 6},
+      {"a length of one timeline frame", 0, 0.04, 0.0, 1.0, 0, 250, 0, 10},
+      {"a retime that no setter stores", 0, 1e-300, 0.0, 1.0, 0, 250, 0, 10},
+      {"before the layer", 100, 1.0, 0.0, 1.0, 0, 100, 0, 0},
+      {"behind the layer", 0, 1.0, 0.0, 1.0, 10, 20, 0, 0},
+      {"empty", 0, 1.0, 0.0, 1.0, 5, 5, 0, 0},
   };
-  for (const range_case& c : cases) {
-    auto clip = std::make_shared<watched_clip>(c.frames);
-    ksn::track_info layer = layer_of(clip);
+  for (const auto& c : cases) {
+    auto [clip, layer] = make(10);
     layer.begin = c.begin;
     layer.retime = c.retime;
     layer.sbegin_f = c.in;
@@ -127,8 +142,9 @@ TEST_F(preload_test, timeline_ranges_become_source_ranges) {
 }
 
 TEST_F(preload_test, what_has_nothing_to_load_starts_no_thread) {
-  auto clip = std::make_shared<watched_clip>(10);
-  ksn::track_info uncached = layer_of(clip);
+  auto [clip, uncached] = make(10);
+  preload.preload_range(uncached, 5, 5);
+  preload.preload_range(uncached, 5, 4);
   uncached.disable_cache = true;
   ksn::track_info still;
   still.source_type = ksn::source_type::image;
@@ -137,8 +153,6 @@ TEST_F(preload_test, what_has_nothing_to_load_starts_no_thread) {
   ksn::track_info text = still;
   text.source_type = ksn::source_type::text;
   for (const ksn::track_info& layer : {uncached, still, text}) preload.preload_layer_over(layer, 0, 100);
-  preload.preload_range(layer_of(clip), 5, 5);
-  preload.preload_range(layer_of(clip), 5, 4);
   preload.stop();
   preload.cancel_layer(uncached.id);
   EXPECT_EQ(preload.pending_tasks(), 0);
@@ -148,11 +162,8 @@ TEST_F(preload_test, what_has_nothing_to_load_starts_no_thread) {
 
 TEST_F(preload_test, four_layers_at_once_and_the_fifth_after_them) {
   std::vector<std::shared_ptr<watched_clip>> clips;
-  for (int i = 0; i < 5; ++i) {
-    clips.push_back(std::make_shared<watched_clip>(2, &gate));
-    preload.preload_range(layer_of(clips.back()), 0, 2);
-  }
-  ASSERT_TRUE(wait_until([&] { return gate.waiting() == 4; }));
+  for (int i = 0; i < 5; ++i) clips.push_back(start(2).clip);
+  ASSERT_TRUE(at_gate(4));
   EXPECT_EQ(preload.pending_tasks(), 5);
   EXPECT_EQ(clips[4]->reads, 0);
   for (int i = 0; i < 4; ++i) EXPECT_EQ(clips[i]->frames_read(), numbers(0, 1));
@@ -168,46 +179,36 @@ TEST_F(preload_test, four_layers_at_once_and_the_fifth_after_them) {
 }
 
 TEST_F(preload_test, a_full_memory_stops_all) {
-  auto first = std::make_shared<watched_clip>(100, &gate);
-  auto second = std::make_shared<watched_clip>(100, &gate);
   load = 89;
-  preload.preload_range(layer_of(first), 0, 100);
-  preload.preload_range(layer_of(second), 0, 100);
-  ASSERT_TRUE(wait_until([&] { return gate.waiting() == 2; }));
+  const source first = start(100), second = start(100);
+  ASSERT_TRUE(at_gate(2));
   load = 90;
   gate.permit(1);
   ASSERT_TRUE(finish());
   gate.open();
   ASSERT_TRUE(preload.shutdown());
-  EXPECT_EQ(first->reads + second->reads, 2);
+  EXPECT_EQ(first.clip->reads + second.clip->reads, 2);
   EXPECT_EQ(frames.queue_size(), 2u);  // the frames at hand were finished
 }
 
 TEST_F(preload_test, a_cancelled_task_finishes_its_frame) {
-  auto kept = std::make_shared<watched_clip>(3, &gate);
-  auto dropped = std::make_shared<watched_clip>(100, &gate);
-  const ksn::track_info kept_layer = layer_of(kept);
-  const ksn::track_info dropped_layer = layer_of(dropped);
-  preload.preload_range(dropped_layer, 0, 50);
-  preload.preload_range(kept_layer, 0, 3);
-  ASSERT_TRUE(wait_until([&] { return gate.waiting() == 2; }));
-  preload.preload_range(dropped_layer, 50, 100);
-  ASSERT_TRUE(wait_until([&] { return gate.waiting() == 3; }));
-  preload.cancel_layer(dropped_layer.id);
+  const source dropped = start(50), kept = start(3);
+  ASSERT_TRUE(at_gate(2));
+  preload.preload_range(dropped.layer, 40, 50);
+  ASSERT_TRUE(at_gate(3));
+  preload.cancel_layer(dropped.layer.id);
   EXPECT_EQ(preload.pending_tasks(), 1);
   gate.open();
   ASSERT_TRUE(finish());
   ASSERT_TRUE(preload.shutdown());
-  EXPECT_EQ(kept->frames_read(), numbers(0, 3));
-  EXPECT_EQ(dropped->reads, 2);
-  EXPECT_TRUE(is_cached(dropped_layer, 0));
-  EXPECT_TRUE(is_cached(dropped_layer, 50));
+  EXPECT_EQ(kept.clip->frames_read(), numbers(0, 3));
+  EXPECT_EQ(dropped.clip->reads, 2);
+  EXPECT_TRUE(is_cached(dropped.layer, 0));
+  EXPECT_TRUE(is_cached(dropped.layer, 40));
 }
 
 TEST_F(preload_test, clearing_the_cache_under_a_running_task) {
-  auto clip = std::make_shared<watched_clip>(100, &gate);
-  const ksn::track_info layer = layer_of(clip);
-  preload.preload_range(layer, 0, 100);
+  const auto [clip, layer] = start(100);
   gate.permit(3);
   ASSERT_TRUE(wait_until([&] { return gate.waiting() == 1 && clip->reads == 4; }));
   preload.stop();
@@ -215,7 +216,7 @@ TEST_F(preload_test, clearing_the_cache_under_a_running_task) {
   EXPECT_EQ(preload.pending_tasks(), 0);
   EXPECT_EQ(frames.queue_size(), 0u);
   gate.open();
-  ASSERT_TRUE(wait_until([&] { return is_cached(layer, 3); }));
+  ASSERT_TRUE(wait_until([&, &layer = layer] { return is_cached(layer, 3); }));
   EXPECT_EQ(cache::fetch_frame(frames, layer, 3, cache::key_of_frame(layer, 3, {}), false)->row(0, 7)[7], 3);
   EXPECT_FALSE(is_cached(layer, 0));
   EXPECT_EQ(clip->reads, 4);
@@ -232,10 +233,6 @@ TEST_F(preload_test, failures_are_passed_over) {
   });
   const ksn::track_info layer = layer_of(clip);
   preload.preload_range(layer, -2, 10);
-  ASSERT_TRUE(finish());
-  EXPECT_EQ(clip->reads, 8);
-  for (int i = 0; i < 8; ++i) EXPECT_EQ(is_cached(layer, i), i == 0 || i == 2 || i == 4 || i == 7) << i;
-
   ksn::track_info gone;
   gone.source_type = ksn::source_type::sequence;
   gone.path = "/no/such/folder/";
@@ -243,29 +240,26 @@ TEST_F(preload_test, failures_are_passed_over) {
   gone.frames = 3;
   preload.preload_range(gone, 0, 3);
   ASSERT_TRUE(finish());
+  EXPECT_EQ(clip->reads, 8);
+  for (int i = 0; i < 8; ++i) EXPECT_EQ(is_cached(layer, i), i == 0 || i == 2 || i == 4 || i == 7) << i;
 }
 
 TEST_F(preload_test, a_new_resolution_holds_from_the_next_frame) {
-  auto clip = std::make_shared<watched_clip>(4, &gate);
-  const ksn::track_info layer = layer_of(clip);
-  preload.preload_range(layer, 0, 4);
-  ASSERT_TRUE(wait_until([&] { return gate.waiting() == 1; }));
+  const source slow = start(4);
+  ASSERT_TRUE(at_gate(1));
   preload.set_resolution(ksn::cache_resolution_type::half);
   gate.open();
   ASSERT_TRUE(finish());
   for (int i = 0; i < 4; ++i) {
-    EXPECT_EQ(is_cached(layer, i), i == 0) << i;
-    EXPECT_EQ(is_cached(layer, i, ksn::cache_resolution_type::half), i > 0) << i;
+    EXPECT_EQ(is_cached(slow.layer, i), i == 0) << i;
+    EXPECT_EQ(is_cached(slow.layer, i, ksn::cache_resolution_type::half), i > 0) << i;
   }
 }
 
 TEST_F(preload_test, the_end_of_a_gesture_makes_room_and_starts_at_the_play_head) {
-  std::vector<std::shared_ptr<watched_clip>> clips;
+  const source layers[] = {make(40), make(40), make(40)};
   ksn::state composition;
-  for (int i = 0; i < 3; ++i) {
-    clips.push_back(std::make_shared<watched_clip>(40));
-    composition.tracks.push_back(layer_of(clips.back()));
-  }
+  for (const source& made : layers) composition.tracks.push_back(made.layer);
   composition.tracks[1].visible = false;
   composition.tracks[2].begin = 10;
   composition.tm_f = 5;
@@ -281,26 +275,25 @@ TEST_F(preload_test, the_end_of_a_gesture_makes_room_and_starts_at_the_play_head
   ASSERT_TRUE(finish());
   EXPECT_TRUE(kept_alive);
   EXPECT_EQ(frames.queue_size(), 2000u - 1024u + 18u + 18u);
-  EXPECT_EQ(clips[0]->frames_read(), numbers(12, 30));
-  EXPECT_EQ(clips[1]->reads, 0);
-  EXPECT_EQ(clips[2]->frames_read(), numbers(2, 20));
+  EXPECT_EQ(layers[0].clip->frames_read(), numbers(12, 30));
+  EXPECT_EQ(layers[1].clip->reads, 0);
+  EXPECT_EQ(layers[2].clip->frames_read(), numbers(2, 20));
   // A play head before the work area does not extend it.
   load = 0;
   composition.tm_t = 0.0;
   composition.tracks.resize(1);
   preload.preload_after_gesture(composition, {});
   ASSERT_TRUE(finish());
-  EXPECT_EQ(clips[0]->reads, 18 + 7);
+  EXPECT_EQ(layers[0].clip->reads, 18 + 7);
 }
 
 TEST_F(preload_test, shutdown) {
-  auto clip = std::make_shared<watched_clip>(100, &gate);
-  preload.preload_range(layer_of(clip), 0, 100);
-  ASSERT_TRUE(wait_until([&] { return gate.waiting() == 1; }));
+  const auto [clip, layer] = start(100);
+  ASSERT_TRUE(at_gate(1));
   // One worker does not come back from its read in time; the process would end without it.
   using ms = std::chrono::milliseconds;
   EXPECT_FALSE(preload.shutdown(ms(1), ms(1)));
-  preload.preload_range(layer_of(clip), 0, 100);
+  preload.preload_range(layer, 0, 100);
   EXPECT_EQ(preload.pending_tasks(), 0);
   gate.open();
   EXPECT_TRUE(preload.shutdown());

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <sstream>
 
 #include "language.h"
 #include "support/temp_folder.h"
@@ -9,330 +10,176 @@
 namespace {
 
 TEST(fields, names_in_the_order_of_print_fields) {
-  const strings color = {"exposure",    "soft_clip",    "temperature", "lift", "gamma",
-                         "gain",        "brightness",   "contrast",    "hue",  "saturation",
-                         "color_space", "lookup_table", "disable_cc"};
-  strings global = {
-      "timeline",    "wa_begin",    "wa_end",       "time", "back_color", "safe_area",     "mask_type",
-      "mask_size",   "fps",         "zoom",         "pan",  "frame_base", "global_aspect", "apply_transforms_to_mask",
-      "stereo_view", "stereo_mode", "global_volume"};
-  strings layer = {"name",
-                   "group_id",
-                   "begin",
-                   "in_point",
-                   "out_point",
-                   "length",
-                   "position",
-                   "blend",
-                   "alpha",
-                   "depth",
-                   "opacity",
-                   "fade_in",
-                   "fade_out",
-                   "invert_color",
-                   "invert_alpha",
-                   "invert_depth",
-                   "auto_update",
-                   "disable_caching",
-                   "pixel_aspect",
-                   "scale_x",
-                   "scale_y",
-                   "flip_x",
-                   "flip_y",
-                   "border",
-                   "border_color",
-                   "layer_safe_area",
-                   "crop",
-                   "primary_color_key",
-                   "secondary_color_key",
-                   "image_layer_index",
-                   "image_layer",
-                   "layer_channels",
-                   "target_view",
-                   "volume",
-                   "alpha_source",
-                   "alpha_source_channel",
-                   "alpha_source_range",
-                   "alpha_source_invert",
-                   "alpha_source_stretch",
-                   "alpha_source_mode",
-                   "alpha_source_channel2"};
-  global.insert(global.end(), color.begin(), color.end());
-  layer.insert(layer.end(), color.begin(), color.end());
-  for (const char* name : {"text",
-                           "text_align_x",
-                           "text_align_y",
-                           "text_font",
-                           "text_size",
-                           "text_bold",
-                           "text_italic",
-                           "text_color",
-                           "text_outline_color",
-                           "text_shadow_color",
-                           "text_back_color",
-                           "text_back_cover_layer",
-                           "r3d_resolution",
-                           "r3d_track",
-                           "r3d_preset",
-                           "r3d_kelvin",
-                           "r3d_tint",
-                           "r3d_iso",
-                           "r3d_flut",
-                           "r3d_color_space",
-                           "r3d_gamma_curve"}) {
-    layer.push_back(name);
-  }
+  const std::string color =
+      " exposure soft_clip temperature lift gamma gain brightness contrast hue saturation color_space lookup_table"
+      " disable_cc";
+  const std::string global =
+      " timeline wa_begin wa_end time back_color safe_area mask_type mask_size fps zoom pan frame_base global_aspect"
+      " apply_transforms_to_mask stereo_view stereo_mode global_volume";
+  const std::string layer =
+      " name group_id begin in_point out_point length position blend alpha depth opacity fade_in fade_out invert_color"
+      " invert_alpha invert_depth auto_update disable_caching pixel_aspect scale_x scale_y flip_x flip_y border"
+      " border_color layer_safe_area crop primary_color_key secondary_color_key image_layer_index image_layer"
+      " layer_channels target_view volume alpha_source alpha_source_channel alpha_source_range alpha_source_invert"
+      " alpha_source_stretch alpha_source_mode alpha_source_channel2";
+  const std::string text =
+      " text text_align_x text_align_y text_font text_size text_bold text_italic text_color text_outline_color"
+      " text_shadow_color text_back_color text_back_cover_layer r3d_resolution r3d_track r3d_preset r3d_kelvin r3d_tint"
+      " r3d_iso r3d_flut r3d_color_space r3d_gamma_curve";
   const language tried;
-  strings found;
-  for (const auto& field : tried.engine.global_field_table) found.push_back(field.name);
-  EXPECT_EQ(found, global);
+  std::string found;
+  for (const auto& field : tried.engine.global_field_table) found += " " + field.name;
+  EXPECT_EQ(found, global + color);
   found.clear();
-  for (const auto& field : tried.engine.layer_field_table) found.push_back(field.name);
-  EXPECT_EQ(found, layer);
+  for (const auto& field : tried.engine.layer_field_table) found += " " + field.name;
+  EXPECT_EQ(found, layer + color + text);
 }
 
-// What a field reads back after each text; a text with a null behind it is refused and changes nothing.
-struct step {
-  const char* text;
-  const char* read;
-};
+// The steps, between "|", set the field: TEXT reads back as it stands, TEXT > READ as something else, and !TEXT is
+// refused and changes nothing.
 struct row {
   const char* field;
   const char* initial;
-  std::vector<step> steps;
+  const char* steps;
 };
 
 void check(const std::string& scope, const std::vector<row>& rows, const std::string& table) {
   for (const row& r : rows) {
     language tried({"a", "b"});
     const std::string name = scope + ":" + r.field;
-    std::string before = r.initial;
-    EXPECT_EQ(tried.field(name), before) << name;
-    for (const step& s : r.steps) {
-      tried.run({"--" + name + "=" + s.text});
-      if (s.read) {
-        EXPECT_EQ(tried.errors, strings{}) << name << "=" << s.text;
-        before = s.read;
-      } else {
-        EXPECT_EQ(tried.errors,
-                  strings{"Invalid value \"" + std::string(s.text) + "\" for " + table + " field \"" + r.field + "\""});
-      }
-      EXPECT_EQ(tried.field(name), before) << name << "=" << s.text;
+    std::string value = r.initial;
+    EXPECT_EQ(tried.field(name), value) << name;
+    std::istringstream steps(r.steps);
+    for (std::string step; std::getline(steps, step, '|');) {
+      const bool refused = step.starts_with('!');
+      const std::size_t arrow = step.find(" > ");
+      const std::string text = step.substr(refused ? 1 : 0, arrow);
+      if (!refused) value = arrow == step.npos ? text : step.substr(arrow + 3);
+      tried.run({"--" + name + "=" + text});
+      EXPECT_EQ(
+          tried.errors,
+          refused ? strings{"Invalid value \"" + text + "\" for " + table + " field \"" + r.field + "\""} : strings{})
+          << name << "=" << text;
+      EXPECT_EQ(tried.field(name), value) << name << "=" << text;
       // What was read can be set again.
-      if (before.find("none") == before.npos) {
-        tried.run({"--" + name + "=" + before});
-        EXPECT_EQ(tried.errors, strings{}) << name << "=" << before;
-        EXPECT_EQ(tried.field(name), before) << name;
-      }
+      tried.run({"--" + name + "=" + value});
+      EXPECT_EQ(tried.errors, strings{}) << name << "=" << value;
+      EXPECT_EQ(tried.field(name), value) << name;
     }
   }
 }
 
-const std::vector<step> bool_steps = {{"1", "1"},        {"0", "0"},    {"2", nullptr},
-                                      {"true", nullptr}, {"", nullptr}, {"1x", nullptr}};
+constexpr const char* yes_or_no = "1|0|!2|!true|!|!1x";
 
 const std::vector<row> color_rows = {
-    {"exposure",
-     "0",
-     {{"1.5", "1.5"},
-      {"1,2,-3", "1,2,-3"},
-      {"0.005", "0"},
-      {"0.015", "0.02"},
-      {"1,2", nullptr},
-      {"nan", nullptr},
-      {"1e300", nullptr}}},
-    {"soft_clip", "0", {{"0.25", "0.25"}, {"-1", nullptr}, {"1,1,1", nullptr}}},
-    {"temperature", "6600", {{"3200", "3200"}, {"5000.4", "5000"}, {"0", nullptr}, {"warm", nullptr}}},
-    {"lift", "0", {{"0.01", "0.01"}, {"-0.001,0,0.5", "-0.001,0,0.5"}, {"0.0004", "0"}}},
-    {"gamma", "1", {{"2.2", "2.2"}, {"1,1,1", "1"}, {"0.5,1,1", "0.5,1,1"}, {"0", nullptr}, {"-1", nullptr}}},
-    {"gain", "1", {{"1.25", "1.25"}, {"0", "0"}, {"2,1,0.5", "2,1,0.5"}}},
-    {"brightness", "0", {{"0.125", "0.125"}, {"-0.5", "-0.5"}}},
-    {"contrast", "0", {{"0.3", "0.3"}, {"-2,0,2", "-2,0,2"}}},
-    {"hue", "0", {{"180", "180"}, {"-90,0,90", "-90,0,90"}, {"12.5", "12"}}},
-    {"saturation", "100", {{"0", "0"}, {"120", "120"}, {"-1", nullptr}}},
-    {"color_space",
-     "default",
-     {{"linear", "linear"}, {"srgb", "srgb"}, {"default", "default"}, {"log", nullptr}, {"1", nullptr}}},
-    {"lookup_table", "none", {{"/no/such.cube", nullptr}, {"none", "none"}, {"", nullptr}}},
-    {"disable_cc", "0", bool_steps},
+    {"exposure", "0", "1.5|1,2,-3|0.005 > 0|0.015 > 0.02|!1,2|!nan|!1e300|!1,2,x"},
+    {"soft_clip", "0", "0.25|!-1|!1,1,1"},
+    {"temperature", "6600", "3200|5000.4 > 5000|!0|!warm"},
+    {"lift", "0", "0.01|-0.001,0,0.5|0.0004 > 0"},
+    {"gamma", "1", "2.2|1,1,1 > 1|0.5,1,1|!0|!-1"},
+    {"gain", "1", "1.25|0|2,1,0.5"},
+    {"brightness", "0", "0.125|-0.5"},
+    {"contrast", "0", "0.3|-2,0,2"},
+    {"hue", "0", "180|-90,0,90|12.5 > 12"},
+    {"saturation", "100", "0|120|!-1"},
+    {"color_space", "default", "linear|srgb|default|!log|!1"},
+    {"lookup_table", "none", "!/no/such.cube|none|!"},
+    {"disable_cc", "0", yes_or_no},
 };
 
 TEST(fields, of_the_composition) {
-  check("global",
-        {
-            {"timeline",
-             "250",
-             {{"100", "100"},
-              {"5", "10"},
-              {"-5", "10"},
-              {" 40", "40"},
-              {"40x", nullptr},
-              {"", nullptr},
-              {"1e3", nullptr},
-              {"99999999999", nullptr}}},
-            {"wa_begin", "0", {{"10", "10"}, {"-3", "0"}, {"249", "249"}, {"250", "249"}, {"900", "249"}}},
-            {"wa_end", "250", {{"20", "20"}, {"900", "250"}, {"2", "2"}, {"1", "1"}, {"-7", "1"}}},
-            {"time", "0", {{"12.5", "12.5"}, {"-1", "0"}, {"900", "250"}, {"inf", nullptr}}},
-            {"back_color",
-             "black",
-             {{"dark_grey", "dark_grey"},
-              {"transparent", "transparent"},
-              {"255,0,255", "magenta"},
-              {"255,255,255,7", "white"},
-              {"1,2,3", "1,2,3"},
-              {"0,0,0", "black"},
-              {"custom", "1,2,3"},
-              {"0,0", nullptr},
-              {"0,0,256", nullptr},
-              {"0,0,-1", nullptr},
-              {"grey", nullptr}}},
-            {"safe_area", "none", {{"blue", "blue"}, {"orange", "orange"}, {"none", "none"}, {"red", nullptr}}},
-            {"mask_type",
-             "transparent",
-             {{"none", "none"}, {"crop", "crop"}, {"crop_safe", "crop_safe"}, {"Crop", nullptr}}},
-            {"mask_size",
-             "720,576",
-             {{"1920,1080", "1920,1080"},
-              {"1,65535", "1,65535"},
-              {"0,5", nullptr},
-              {"5,-1", nullptr},
-              {"65536,1", nullptr},
-              {"5", nullptr},
-              {"5,5,5", nullptr},
-              {"5;5", nullptr}}},
-            {"fps",
-             "25",
-             {{"24", "24"},
-              {"23.976", "23.98"},
-              {"29.97", "29.97"},
-              {"0.01", "0.01"},
-              {"0", nullptr},
-              {"-5", nullptr},
-              {"1e99", nullptr}}},
-            {"zoom", "100", {{"1", "1"}, {"400", "400"}, {"0", nullptr}}},
-            {"pan", "0,0", {{"1.5,-2", "1.5,-2"}, {"1e-3,7", "0.001,7"}, {"1", nullptr}, {"1,nan", nullptr}}},
-            {"frame_base", "0", {{"1", "1"}, {"0", "0"}, {"2", nullptr}}},
-            {"global_aspect", "1.0666667", {{"1.5", "1.5"}, {"0.9", "1.5"}, {"x", nullptr}}},
-            {"apply_transforms_to_mask", "0", bool_steps},
-            {"stereo_view", "left", {{"right", "right"}, {"both", "both"}, {"middle", nullptr}}},
-            {"stereo_mode",
-             "anaglyph",
-             {{"interlaced", "interlaced"},
-              {"checkerboard", "checkerboard"},
-              {"anaglyph_gm", "anaglyph_gm"},
-              {"", nullptr}}},
-            {"global_volume", "100", {{"0", "0"}, {"50", "50"}, {"-1", nullptr}}},
-        },
-        "global");
+  const std::vector<row> rows = {
+      {"timeline", "250", "100|5 > 10|-5 > 10| 40 > 40|!40x|!|!1e3|!99999999999"},
+      {"wa_begin", "0", "10|-3 > 0|249|250 > 249|900 > 249"},
+      {"wa_end", "250", "20|900 > 250|2|1|-7 > 1"},
+      {"time", "0", "12.5|-1 > 0|900 > 250|!inf"},
+      {"back_color", "black",
+       "dark_grey|transparent|255,0,255 > magenta|255,255,255,7 > white|1,2,3|0,0,0 > black|custom > 1,2,3|!0,0|"
+       "!0,0,256|!0,0,-1|!grey"},
+      {"safe_area", "none", "blue|orange|none|!red"},
+      {"mask_type", "transparent", "none|crop|crop_safe|!Crop"},
+      {"mask_size", "720,576", "1920,1080|1,65535|!0,5|!5,-1|!65536,1|!5|!5,5,5|!5;5"},
+      {"fps", "25", "24|23.976 > 23.98|29.97|0.01|!0|!-5|!1e99"},
+      {"zoom", "100", "1|400|!0"},
+      {"pan", "0,0", "1.5,-2|1e-3,7 > 0.001,7|!1|!1,nan"},
+      {"frame_base", "0", "1|0|!2"},
+      {"global_aspect", "1.0666667", "1.5|0.9 > 1.5|!x"},
+      {"apply_transforms_to_mask", "0", yes_or_no},
+      {"stereo_view", "left", "right|both|!middle"},
+      {"stereo_mode", "anaglyph", "interlaced|checkerboard|anaglyph_gm|!"},
+      {"global_volume", "100", "0|50|!-1"},
+  };
+  check("global", rows, "global");
   check("global", color_rows, "global");
 }
 
 TEST(fields, of_layers) {
-  check("1",
-        {
-            {"name", "a", {{"x y, z=1:2", "x y, z=1:2"}, {"", "a"}}},
-            {"group_id", "0", {{"7", "7"}, {"-1", nullptr}}},
-            {"begin", "0", {{"-12", "-12"}, {"30", "30"}, {"3.5", nullptr}}},
-            {"length", "1", {{"50", "50"}, {"1", "1"}, {"0", nullptr}}},
-            {"out_point", "1", {{"24", "24"}, {"0", "1"}}},
-            {"in_point", "0", {{"5", "0"}, {"-5", "0"}}},  // of a still, which has one frame
-            {"position", "0,0", {{"-10,20", "-10,20"}, {"1,2,3", nullptr}, {"1.5,2", nullptr}}},
-            {"blend",
-             "normal",
-             {{"add", "add"},
-              {"multiply", "multiply"},
-              {"screen", "screen"},
-              {"difference", "difference"},
-              {"over", nullptr}}},
-            {"alpha", "ignore", {{"normal", "normal"}, {"pm", "pm"}, {"mask", "mask"}, {"none", nullptr}}},
-            {"depth", "replace", {{"ignore", "ignore"}, {"combine", "combine"}, {"", nullptr}}},
-            {"opacity", "100", {{"0", "0"}, {"55", "55"}, {"101", nullptr}, {"-1", nullptr}, {"50%", nullptr}}},
-            {"fade_in", "0", {{"10", "10"}, {"-1", nullptr}}},
-            {"fade_out", "0", {{"10", "10"}, {"-1", nullptr}}},
-            {"invert_color", "0", bool_steps},
-            {"invert_alpha", "0", bool_steps},
-            {"invert_depth", "0", bool_steps},
-            {"auto_update", "0", bool_steps},
-            {"disable_caching", "0", bool_steps},
-            {"pixel_aspect", "1", {{"1.0666667", "1.0666667"}, {"0", "0.001"}, {"-3", "0.001"}, {"1:1", nullptr}}},
-            {"scale_x", "100", {{"50", "50"}, {"1", "1"}, {"0", "1"}, {"-50", "1"}, {"x", nullptr}}},
-            {"scale_y", "100", {{"250", "250"}, {"-1", "1"}}},
-            {"flip_x", "0", bool_steps},
-            {"flip_y", "0", bool_steps},
-            {"border", "0", bool_steps},
-            {"border_color", "58,107,139", {{"1,2,3", "1,2,3"}, {"1,2,3,4", "1,2,3"}, {"red", nullptr}}},
-            {"layer_safe_area", "0", bool_steps},
-            {"crop", "none", {{"1,-2,30,40", "1,-2,30,40"}, {"none", "none"}, {"1,2,3", nullptr}}},
-            {"primary_color_key",
-             "none",
-             {{"0,255,0,48,6", "0,255,0,48,6"},
-              {"1,2,3,10.6,4", "1,2,3,11,4"},
-              {"none", "none"},
-              {"1,2,3", nullptr},
-              {"1,2,300,4,5", nullptr},
-              {"1,2,3,-4,5", nullptr},
-              {"1,2,3,4,5.5", nullptr}}},
-            {"secondary_color_key", "none", {{"9,8,7,6,5", "9,8,7,6,5"}}},
-            {"image_layer_index", "-1", {{"-1", "-1"}, {"3", nullptr}, {"-2", nullptr}}},
-            {"image_layer", "", {{"", ""}, {"left", nullptr}}},
-            {"layer_channels",
-             "rgb",
-             {{"alpha", "alpha"},
-              {"r_color", "r_color"},
-              {"b_grayscale", "b_grayscale"},
-              {"g_hidden", "g_hidden"},
-              {"red", nullptr}}},
-            {"target_view", "both", {{"left", "left"}, {"right", "right"}}},
-            {"volume", "100", {{"30", "30"}, {"-1", nullptr}}},
-            {"alpha_source",
-             "none",
-             {{"2", "2"},
-              {"'b'", "2"},
-              {"id(102)", "2"},
-              {"-1", "2"},
-              {"none", "none"},
-              {"3", nullptr},
-              {"1,2", nullptr},
-              {"x", nullptr}}},
-            {"alpha_source_channel", "alpha", {{"blue", "blue"}, {"luma", "luma"}, {"depth", "depth"}, {"3", nullptr}}},
-            {"alpha_source_range",
-             "none",
-             {{"shadows", "shadows"}, {"midtones", "midtones"}, {"highlights", "highlights"}, {"all", nullptr}}},
-            {"alpha_source_invert", "0", bool_steps},
-            {"alpha_source_stretch", "0", bool_steps},
-            {"alpha_source_mode", "replace", {{"combine", "combine"}, {"multiply", "multiply"}, {"add", nullptr}}},
-            {"alpha_source_channel2", "alpha", {{"red", "red"}, {"green", "green"}}},
-            {"text", "", {{"a\\nb\\\\c\\q", "a\\nb\\\\c\\q"}, {"\"", "\\q"}, {"\\x\\", "\\\\x\\\\"}, {"", ""}}},
-            {"text_align_x", "center", {{"left", "left"}, {"right", "right"}, {"top", nullptr}}},
-            {"text_align_y", "middle", {{"top", "top"}, {"bottom", "bottom"}, {"left", nullptr}}},
-            {"text_font", "Arial", {{"DejaVu Sans", "DejaVu Sans"}, {"", nullptr}}},
-            {"text_size", "32", {{"8", "8"}, {"0", nullptr}, {"99999999", nullptr}}},
-            {"text_bold", "0", bool_steps},
-            {"text_italic", "0", bool_steps},
-            {"text_color", "255,255,255", {{"1,2,3", "1,2,3"}, {"1,2,3,4", "1,2,3,4"}, {"1,2,3,255", "1,2,3"}}},
-            {"text_outline_color", "0,0,0", {{"9,9,9,0", "9,9,9,0"}}},
-            {"text_shadow_color", "0,0,0", {{"9,9,9,0", "9,9,9,0"}}},
-            {"text_back_color",
-             "none",
-             {{"1,2,3", "1,2,3"}, {"1,2,3,4", "1,2,3,4"}, {"none", "none"}, {"black", nullptr}}},
-            {"text_back_cover_layer", "0", bool_steps},
-            {"r3d_resolution",
-             "half",
-             {{"full", "full"},
-              {"half_premium", "half_premium"},
-              {"quarter", "quarter"},
-              {"eighth", "eighth"},
-              {"1", nullptr}}},
-            {"r3d_track", "0", {{"1", "1"}, {"-1", nullptr}}},
-            {"r3d_preset", "clip", {{"rmd", "rmd"}, {"baseline", "baseline"}, {"raw", "raw"}, {"none", nullptr}}},
-            {"r3d_kelvin", "5600", {{"3200", "3200"}, {"0", nullptr}}},
-            {"r3d_tint", "0", {{"-5", "-5"}}},
-            {"r3d_iso", "800", {{"320", "320"}, {"0", nullptr}}},
-            {"r3d_flut", "0", {{"3", "3"}}},
-            {"r3d_color_space", "0", {{"4", "4"}}},
-            {"r3d_gamma_curve", "0", {{"2", "2"}}},
-        },
-        "layer");
+  const std::vector<row> rows = {
+      {"name", "a", "x y, z=1:2| > a"},
+      {"group_id", "0", "7|!-1"},
+      {"begin", "0", "-12|30|!3.5"},
+      {"length", "1", "50|1|!0"},
+      {"out_point", "1", "24|0 > 1"},
+      {"in_point", "0", "5 > 0|-5 > 0"},  // of a still, which has one frame
+      {"position", "0,0", "-10,20|!1,2,3|!1.5,2"},
+      {"blend", "normal", "add|multiply|screen|difference|!over"},
+      {"alpha", "ignore", "normal|pm|mask|!none"},
+      {"depth", "replace", "ignore|combine|!"},
+      {"opacity", "100", "0|55|!101|!-1|!50%"},
+      {"fade_in", "0", "10|!-1"},
+      {"fade_out", "0", "10|!-1"},
+      {"invert_color", "0", yes_or_no},
+      {"invert_alpha", "0", yes_or_no},
+      {"invert_depth", "0", yes_or_no},
+      {"auto_update", "0", yes_or_no},
+      {"disable_caching", "0", yes_or_no},
+      {"pixel_aspect", "1", "1.0666667|0 > 0.001|-3 > 0.001|!1:1"},
+      {"scale_x", "100", "50|1|0 > 1|-50 > 1|!x"},
+      {"scale_y", "100", "250|-1 > 1"},
+      {"flip_x", "0", yes_or_no},
+      {"flip_y", "0", yes_or_no},
+      {"border", "0", yes_or_no},
+      {"border_color", "58,107,139", "1,2,3|1,2,3,4 > 1,2,3|!red"},
+      {"layer_safe_area", "0", yes_or_no},
+      {"crop", "none", "1,-2,30,40|none|!1,2,3"},
+      {"primary_color_key", "none",
+       "0,255,0,48,6|1,2,3,10.6,4 > 1,2,3,11,4|none|!1,2,3|!1,2,300,4,5|!1,2,3,-4,5|!1,2,3,4,5.5"},
+      {"secondary_color_key", "none", "9,8,7,6,5"},
+      {"image_layer_index", "-1", "-1|!3|!-2"},
+      {"image_layer", "", "|!left"},
+      {"layer_channels", "rgb", "alpha|r_color|b_grayscale|g_hidden|!red"},
+      {"target_view", "both", "left|right"},
+      {"volume", "100", "30|!-1"},
+      {"alpha_source", "none", "2|'b' > 2|id(102) > 2|-1 > 2|none|!3|!1,2|!x"},
+      {"alpha_source_channel", "alpha", "blue|luma|depth|!3"},
+      {"alpha_source_range", "none", "shadows|midtones|highlights|!all"},
+      {"alpha_source_invert", "0", yes_or_no},
+      {"alpha_source_stretch", "0", yes_or_no},
+      {"alpha_source_mode", "replace", "combine|multiply|!add"},
+      {"alpha_source_channel2", "alpha", "red|green"},
+      {"text", "", "a\\nb\\\\c\\q|\" > \\q|\\x\\ > \\\\x\\\\| > "},
+      {"text_align_x", "center", "left|right|!top"},
+      {"text_align_y", "middle", "top|bottom|!left"},
+      {"text_font", "Arial", "DejaVu Sans|!"},
+      {"text_size", "32", "8|!0|!99999999"},
+      {"text_bold", "0", yes_or_no},
+      {"text_italic", "0", yes_or_no},
+      {"text_color", "255,255,255", "1,2,3|1,2,3,4|1,2,3,255 > 1,2,3"},
+      {"text_outline_color", "0,0,0", "9,9,9,0"},
+      {"text_shadow_color", "0,0,0", "9,9,9,0"},
+      {"text_back_color", "none", "1,2,3|1,2,3,4|none|!black"},
+      {"text_back_cover_layer", "0", yes_or_no},
+      {"r3d_resolution", "half", "full|half_premium|quarter|eighth|!1"},
+      {"r3d_track", "0", "1|!-1"},
+      {"r3d_preset", "clip", "rmd|baseline|raw|!none"},
+      {"r3d_kelvin", "5600", "3200|!0"},
+      {"r3d_tint", "0", "-5"},
+      {"r3d_iso", "800", "320|!0"},
+      {"r3d_flut", "0", "3"},
+      {"r3d_color_space", "0", "4"},
+      {"r3d_gamma_curve", "0", "2"},
+  };
+  check("1", rows, "layer");
   check("1", color_rows, "layer");
 }
 

@@ -58,3 +58,11 @@ struct language {
     return engine.get_field(name, value) ? value : "(no field)";
   }
 };
+
+// The same with the document's own actions.
+struct document_language : language {
+  explicit document_language(const strings& names = {}) : language(names) {
+    command::register_document_actions(engine);
+    composition.hooks.report_error = [this](const std::string& line) { engine.report(line); };
+  }
+};

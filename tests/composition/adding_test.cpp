@@ -1,5 +1,8 @@
 // Ways into the stack.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
 
 #include "composition/document.h"
 #include "composition/invariants.h"
@@ -10,6 +13,7 @@ using ksn::source_type;
 using support::document;
 using support::tga;
 using support::write_file;
+namespace fs = std::filesystem;
 
 class adding : public testing::Test {
  protected:
@@ -22,39 +26,39 @@ class adding : public testing::Test {
   void TearDown() override { EXPECT_EQ(ksn::broken_invariant(c), ""); }
 };
 
-TEST_F(adding, first_layer_makes_the_timeline_and_later_ones_extend_it) {
+TEST_F(adding, the_timeline_of_the_first_layer_and_of_later_ones) {
+  struct row {
+    int set_by_hand;  // 0 for not
+    std::vector<std::string> patterns;
+    int tm_n, tm_l;
+  };
+  files("short", 1, 3);
   files("a", 10, 49);
   files("b", 100, 599);
-  ASSERT_TRUE(c.add(folder / "a.##.tga", false, false, false));
-  EXPECT_EQ(c.tm_n, 40);
-  EXPECT_EQ(c.tm_f, 0);
-  EXPECT_EQ(c.tm_l, 40);
-  EXPECT_EQ(c.tm_t, 0.0);
-  ASSERT_TRUE(c.add(folder / "b.###.tga", false, false, false));
-  EXPECT_EQ(c.tm_n, 500);
-  EXPECT_EQ(c.tm_l, 40);
-  EXPECT_EQ(c.stack(), "[b.###.tga] a.##.tga");
-  EXPECT_EQ(c.track_max, 2);
-  EXPECT_EQ(c.track_at(0).crop_wh, (math::point{4, 3}));
-}
-
-TEST_F(adding, short_layers_keep_the_least_timeline) {
-  files("a", 1, 3);
-  ASSERT_TRUE(c.add(folder / "a.#.tga", false, false, false));
-  EXPECT_EQ(c.tm_n, 10);
-  EXPECT_EQ(c.tm_f, 0);
-  EXPECT_EQ(c.tm_l, 3);
-}
-
-TEST_F(adding, timeline_set_by_hand_stays) {
-  files("a", 1, 3);
-  c.set_timeline_length(77, false);
-  ASSERT_TRUE(c.add(folder / "a.#.tga", false, false, false));
-  EXPECT_EQ(c.tm_n, 77);
-  EXPECT_EQ(c.tm_l, 77);
-  c.layer_delete_all();
-  ASSERT_TRUE(c.add(folder / "a.#.tga", false, false, false));
-  EXPECT_EQ(c.tm_n, 10) << "forgotten with all layers";
+  const row rows[] = {
+      {0, {"a.##.tga"}, 40, 40},
+      {0, {"short.#.tga"}, 10, 3},
+      {77, {"short.#.tga"}, 77, 77},
+      {77, {"b.###.tga"}, 500, 77},
+      {0, {"a.##.tga", "b.###.tga"}, 500, 40},
+      {0, {"b.###.tga", "a.##.tga"}, 500, 500},
+  };
+  for (const row& r : rows) {
+    document d;
+    if (r.set_by_hand) d.set_timeline_length(r.set_by_hand, false);
+    for (const std::string& pattern : r.patterns) {
+      ASSERT_TRUE(d.add(folder / pattern, false, false, false));
+      EXPECT_EQ(d.track_at(0).name, pattern) << "on top";
+      EXPECT_EQ(d.selection, std::set<int>{0});
+      EXPECT_EQ(d.track_max, d.track_count());
+      EXPECT_EQ(d.track_at(0).crop_wh, (math::point{4, 3}));
+    }
+    EXPECT_EQ(d.tm_n, r.tm_n) << r.patterns[0];
+    EXPECT_EQ(d.tm_f, 0) << r.patterns[0];
+    EXPECT_EQ(d.tm_l, r.tm_l) << r.patterns[0];
+    EXPECT_EQ(d.tm_t, 0.0) << r.patterns[0];
+    EXPECT_EQ(ksn::broken_invariant(d), "");
+  }
 }
 
 TEST_F(adding, one_frame_of_a_sequence_shows_that_frame) {
@@ -113,11 +117,36 @@ TEST_F(adding, ranges) {
 TEST_F(adding, forced_sequences) {
   files("a", 1, 2);
   files("a", 9, 9);
-  ASSERT_TRUE(c.add_forced_sequence(folder / "a.1.tga"));
-  EXPECT_EQ(c.track_at(0).frames, 3);
-  ASSERT_TRUE(c.add_forced_sequence(folder / "not.0001.tga"));
-  EXPECT_EQ(c.track_at(0).names, ksn::frame_names{"not.0001.tga"});
-  EXPECT_EQ(c.track_at(0).mask, "not.????.tga");
+  write_file(folder / "one/still.tga", tga());
+  struct row {
+    const char *path, *mask;
+    ksn::frame_names names;
+  };
+  const row rows[] = {
+      {"a.1.tga", "a.?.tga", {"a.1.tga", "a.2.tga", "a.9.tga"}},
+      {"not.0001.tga", "not.????.tga", {"not.0001.tga"}},
+      {"one", "*", {"still.tga"}},
+  };
+  for (const row& r : rows) {
+    ASSERT_TRUE(c.add_forced_sequence(folder / r.path)) << r.path;
+    EXPECT_EQ(c.track_at(0).mask, r.mask);
+    EXPECT_EQ(c.track_at(0).names, r.names) << r.path;
+  }
+  write_file(folder / "none/readme.txt", "");
+  EXPECT_FALSE(c.add_forced_sequence(folder / "none"));
+  EXPECT_EQ(c.errors, std::vector{'"' + (folder / "none") + "\": Path contains no images"});
+}
+
+// A name may hold the letters that stand for a number; what matches them as such comes first.
+TEST_F(adding, files_whose_names_look_like_patterns) {
+  for (const char* name : {"a#1.tga", "b?.tga", "c*.tga", "d#.tga", "d7.tga"}) write_file(folder / name, tga());
+  for (const auto& [given, shown] :
+       {std::pair{"a#1.tga", "a#1.tga"}, {"b?.tga", "b?.tga"}, {"c*.tga", "c*.tga"}, {"d#.tga", "d7.tga"}}) {
+    ASSERT_TRUE(c.add(folder / given, false, false, false)) << given;
+    EXPECT_EQ(c.track_at(0).source_type, source_type::image) << given;
+    EXPECT_EQ(c.track_at(0).path, folder / shown) << given;
+  }
+  EXPECT_TRUE(c.errors.empty());
 }
 
 TEST_F(adding, what_does_not_open_is_one_line_and_no_layer) {
@@ -125,6 +154,8 @@ TEST_F(adding, what_does_not_open_is_one_line_and_no_layer) {
   write_file(folder / "rubbish.mov", "no movie");
   write_file(folder / "rubbish.rtv", "a kind without a reader");
   write_file(folder / "a.ksncomp", "no source");
+  ASSERT_EQ(mkfifo((folder / "pipe.tga").c_str(), 0600), 0);
+  fs::create_symlink("loop", folder / "loop");
   struct row {
     std::string path, line;
   };
@@ -137,6 +168,9 @@ TEST_F(adding, what_does_not_open_is_one_line_and_no_layer) {
       {folder / "gone.0001.tga", "Path contains no images"},
       {folder / "nowhere/a.#.tga", "Path contains no images"},
       {folder / "empty", "Path contains no images"},
+      {folder / "pipe.tga", "Open error 29 (0x0000001D)"},  // nobody writes, so reading it would never end
+      {folder / "loop/a.1.tga", "Open error 40 (0x00000028)"},
+      {folder / "loop/a.mov", "Open error 40 (0x00000028)"},
       {folder / "a.ksncomp", "Open error"},
       {"shm:/nobody", "Open error"},
   };
@@ -204,6 +238,7 @@ TEST_F(adding, layers_made_inside) {
 
 TEST_F(adding, new_composition_takes_the_defaults) {
   files("a", 1, 3);
+  c.set_timeline_length(77, false);
   ASSERT_TRUE(c.add(folder / "a.#.tga", false, false, false));
   int filed = 0;
   c.hooks.file_among_unsaved = [&] { filed = c.track_count(); };
@@ -229,6 +264,7 @@ TEST_F(adding, new_composition_takes_the_defaults) {
   EXPECT_EQ(c.tm_t, 0.0);
   EXPECT_EQ(c.tm_f, 0);
   EXPECT_EQ(c.tm_l, c.tm_n);
+  EXPECT_FALSE(c.timeline_user_set);
   EXPECT_FALSE(c.playing);
   EXPECT_EQ(c.dropped, std::vector<std::string>{"all"});
 }

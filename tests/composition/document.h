@@ -1,7 +1,9 @@
 // A document with its own hooks, and small picture files for it.
 #pragma once
 
+#include <algorithm>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "composition/state.h"
@@ -68,6 +70,19 @@ struct document : ksn::state {
     track.names.clear();
     track.mask.clear();
     return track;
+  }
+
+  // Layers as stack() writes them.
+  void put_stack(std::string_view text) {
+    while (!text.empty()) {
+      std::string_view name = text.substr(0, text.find(' '));
+      text.remove_prefix(std::min(name.size() + 1, text.size()));
+      if (name.front() == '[') {
+        selection.insert(track_count());
+        name = name.substr(1, name.size() - 2);
+      }
+      put(std::string(name));
+    }
   }
 
   // The names of the layers from the top, those selected in brackets.

@@ -7,17 +7,9 @@
 #include "composition/document_rows.h"
 #include "composition/persistence.h"
 #include "io/memory_reader.h"
+#include "support/streams.h"
 
 namespace support {
-
-struct byte_writer : io::binary_writer {
-  std::string bytes;
-  void write(const void* buffer, int count) override {
-    bytes.append(static_cast<const char*>(buffer), static_cast<std::size_t>(count));
-  }
-  void flush() override {}
-  const char* name() const override { return "bytes"; }
-};
 
 // How one kind of document is read, written and listed.
 struct composition_kind {

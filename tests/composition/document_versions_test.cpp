@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 
 #include "composition/document_kinds.h"
 #include "composition/document_rows.h"
@@ -19,20 +20,25 @@ std::string difference(const std::string& found, const std::string& expected) {
   return "at " + std::to_string(at) + ": " + found.substr(from, 160) + "\nexpected: " + expected.substr(from, 160);
 }
 
+std::string bytes_of(const value& tree, const char* key, bool xml, int archive = 4) {
+  return xml ? xml_form(tree, key, archive).text() : binary_form(tree, archive).bytes();
+}
+
+// Reads the file that a table describes and expects to write what the table says of a reader.
 template <class Kind>
-void expect_read(const file_versions& versions, number_choice choice = number_choice::as_listed) {
+void expect_read(const document_rows& rows, const std::function<value(const document_rows&)>& tree = Kind::tree) {
   for (const bool xml : {true, false}) {
-    const document_rows file{versions, false, xml, choice};
-    const document_rows read{versions, true, xml, choice};
-    const std::string bytes = xml ? xml_form(Kind::tree(file), Kind::key, versions.archive).text()
-                                  : binary_form(Kind::tree(file), versions.archive).bytes();
-    const std::string expected =
-        xml ? xml_form(Kind::tree(read), Kind::key, 4).text() : binary_form(Kind::tree(read), 4).bytes();
+    SCOPED_TRACE(xml ? "xml" : "binary");
+    document_rows file = rows;
+    file.xml = xml;
+    document_rows read = file;
+    read.as_read = true;
     ksn::composition_view view;
     std::size_t left = 0;
-    ASSERT_NO_THROW(left = read_document<Kind>(bytes, xml, view)) << (xml ? "xml" : "binary");
+    const std::string bytes = bytes_of(tree(file), Kind::key, xml, rows.versions.archive);
+    ASSERT_NO_THROW(left = read_document<Kind>(bytes, xml, view));
     EXPECT_EQ(left, 0u) << "bytes that nobody read";
-    EXPECT_EQ(difference(written<Kind>(view, xml), expected), "") << (xml ? "xml" : "binary");
+    EXPECT_EQ(difference(written<Kind>(view, xml), bytes_of(tree(read), Kind::key, xml)), "");
   }
 }
 
@@ -46,7 +52,7 @@ struct one_type {
 TEST(document_versions, compositions) {
   for (int archive = 0; archive < 4; ++archive) {
     SCOPED_TRACE("archive " + std::to_string(archive));
-    expect_read<composition_kind>(of_archive(archive));
+    expect_read<composition_kind>({of_archive(archive)});
   }
   const one_type types[] = {
       {"composition", &file_versions::composition, 12},
@@ -61,7 +67,7 @@ TEST(document_versions, compositions) {
       SCOPED_TRACE(type.name + (" " + std::to_string(version)));
       file_versions versions;
       versions.*type.version = version;
-      expect_read<composition_kind>(versions);
+      expect_read<composition_kind>({versions});
     }
   }
 }
@@ -69,30 +75,22 @@ TEST(document_versions, compositions) {
 TEST(document_versions, settings) {
   for (int archive = 0; archive < 4; ++archive) {
     SCOPED_TRACE("archive " + std::to_string(archive));
-    expect_read<settings_kind>(of_archive(archive));
+    expect_read<settings_kind>({of_archive(archive)});
   }
   for (int version = 0; version <= 26; ++version) {
     SCOPED_TRACE("version " + std::to_string(version));
     file_versions versions;
     versions.settings = version;
-    expect_read<settings_kind>(versions);
+    expect_read<settings_kind>({versions});
   }
 }
 
 TEST(document_versions, numbers_outside_their_range) {
   for (const number_choice choice : {number_choice::below, number_choice::above}) {
-    expect_read<settings_kind>({}, choice);
+    const document_rows rows{{}, false, false, choice};
+    expect_read<settings_kind>(rows);
     // The source type becomes `none` too, so no layer has anything of its own in the file.
-    for (const bool xml : {true, false}) {
-      const auto tree = [&](bool as_read) { return document_rows{{}, as_read, xml, choice}.composition({2}); };
-      const std::string bytes =
-          xml ? xml_form(tree(false), "composition", 4).text() : binary_form(tree(false), 4).bytes();
-      const std::string expected =
-          xml ? xml_form(tree(true), "composition", 4).text() : binary_form(tree(true), 4).bytes();
-      ksn::composition_view view;
-      ASSERT_NO_THROW(read_document<composition_kind>(bytes, xml, view));
-      EXPECT_EQ(difference(written<composition_kind>(view, xml), expected), "");
-    }
+    expect_read<composition_kind>(rows, [](const document_rows& r) { return r.composition({2}); });
   }
 }
 
@@ -109,9 +107,8 @@ TEST(document_versions, curves_within_a_transfer) {
   std::vector<value> curves;
   for (const double entry : {0.25, 0.5, 0.75}) curves.push_back(list(std::vector<value>(1024, real(entry))));
   transfer.parts.insert(transfer.parts.begin() + 2, {{"name", text("old.lut")}, {"tables", list(curves)}});
-  const std::string bytes = binary_form(tree, 4).bytes();
   ksn::composition_view view;
-  read_document<composition_kind>(bytes, false, view);
+  read_document<composition_kind>(bytes_of(tree, "composition", false), false, view);
   const img::correction& found = view.tracks.at(0).tf;
   EXPECT_EQ(found.color_space, 0) << "3 is no colour space";
   EXPECT_EQ(found.lookup, "old.lut");
@@ -127,11 +124,12 @@ TEST(document_versions, from_the_future) {
   tree.version = 40;
   tree.parts.push_back({"more", integer(1)});
   ksn::composition_view view;
-  EXPECT_EQ(read_document<composition_kind>(binary_form(tree, 4).bytes(), false, view), 4u);
+  EXPECT_EQ(read_document<composition_kind>(bytes_of(tree, "composition", false), false, view), 4u);
   EXPECT_EQ(view.vars["shot"], "a 1");
-  EXPECT_THROW(read_document<composition_kind>(binary_form(tree, 5).bytes(), false, view), io::invalid_version);
-  EXPECT_THROW(read_document<composition_kind>(xml_form(tree, "composition", 5).text(), true, view),
-               io::invalid_version);
+  for (const bool xml : {false, true}) {
+    EXPECT_THROW(read_document<composition_kind>(bytes_of(tree, "composition", xml, 5), xml, view),
+                 io::invalid_version);
+  }
 }
 
 }  // namespace

@@ -6,6 +6,8 @@
 #include "composition/document.h"
 #include "composition/invariants.h"
 #include "composition/layer_stack.h"
+#include "composition/stereo_pair.h"
+#include "composition/versions.h"
 #include "support/numbered_movie.h"
 
 namespace {
@@ -96,6 +98,30 @@ TEST_F(movies, fill_in_the_layer_and_the_timeline) {
   ASSERT_TRUE(c.track_at(2).clip);
   ASSERT_TRUE(c.track_at(2).clip->read(7, 0, image));
   EXPECT_EQ(support::number_in(image), 7);
+}
+
+TEST_F(movies, another_version_or_eye_brings_its_own_frames_and_sound) {
+  ASSERT_TRUE(support::encode_numbers(folder / "left_v1.mov", 12, "-map 0:v -map 1:a -c:v mpeg4 -c:a pcm_s16le", "25",
+                                      "-f lavfi -i sine=d=0.48"));
+  ASSERT_TRUE(support::encode_numbers(folder / "left_v2.mov", 24, "-c:v mpeg4"));
+  std::filesystem::copy_file(folder / "left_v2.mov", folder / "right_v1.mov");
+  support::document c;
+  ASSERT_TRUE(c.add(folder / "left_v1.mov", false, false, false));
+  const auto expect = [&](int layer, const std::string& name, int frames, bool sound) {
+    const track_info& track = c.track_at(layer);
+    EXPECT_EQ(track.path, folder / name);
+    EXPECT_EQ(track.frames, frames) << name;
+    EXPECT_EQ(track.has_audio(), sound) << name;
+    EXPECT_TRUE(track.clip) << name;
+  };
+  ksn::layer_next_version(c);
+  expect(0, "left_v2.mov", 24, false);
+  ksn::layer_next_version(c);
+  expect(0, "left_v1.mov", 12, true);
+  ASSERT_TRUE(ksn::add_other_stereo_view(c));
+  expect(0, "right_v1.mov", 24, false);
+  expect(1, "left_v1.mov", 12, true);
+  EXPECT_EQ(ksn::broken_invariant(c), "");
 }
 
 }  // namespace

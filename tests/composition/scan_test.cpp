@@ -61,8 +61,11 @@ TEST(scan, files_and_their_frames) {
     ksn::track_info record;
     std::vector<std::string> errors;
     const std::string pattern = folder / r.pattern;
-    const bool found = ksn::scan_sequence(pattern, record, 0, ksn::alpha_type::mask, r.forced, "fallback.tga",
-                                          [&](const std::string& line) { errors.push_back(line); });
+    const auto note = [&](const std::string& line) { errors.push_back(line); };
+    const auto alpha = ksn::alpha_type::mask;
+    const bool found = r.forced
+                           ? ksn::scan_folder(pattern, record, alpha, true, "fallback.tga") == ksn::scan_result::found
+                           : ksn::scan_sequence(pattern, pattern, record, alpha, note);
     const std::string what = r.pattern + " over " + joined(r.files);
     EXPECT_EQ(found, !r.names.empty()) << what;
     if (!found) {
@@ -91,12 +94,12 @@ TEST(scan, alpha_mode_and_name) {
   write_file(folder / "shot/a.1.tga", tga(true));
   write_file(folder / "shot/a.2.tga", tga(false));
   ksn::track_info record;
-  ASSERT_TRUE(ksn::scan_sequence(folder / "shot/a.?.tga", record, 0, ksn::alpha_type::pm, false, "", nullptr));
+  ASSERT_TRUE(ksn::scan_sequence(folder / "shot/a.?.tga", "", record, ksn::alpha_type::pm, nullptr));
   EXPECT_EQ(record.alpha_type, ksn::alpha_type::pm) << "as the first frame has alpha";
   EXPECT_EQ(record.name, "a.#.tga");
   record.begin = 7;
   record.send_f = 0.5;
-  ASSERT_TRUE(ksn::add_folder(folder / "shot", record, 0, ksn::alpha_type::pm, nullptr));
+  ASSERT_TRUE(ksn::add_folder(folder / "shot", record, ksn::alpha_type::pm, nullptr));
   EXPECT_EQ(record.name, "shot");
   EXPECT_EQ(record.mask, "*");
   EXPECT_EQ(record.begin, 0);
@@ -110,7 +113,7 @@ TEST(scan, folders_links_and_broken_headers) {
   std::filesystem::create_symlink("s.2.tga", folder / "s.3.tga");
   std::filesystem::create_symlink("gone", folder / "s.4.tga");
   ksn::track_info record;
-  ASSERT_TRUE(ksn::scan_sequence(folder / "s.?.tga", record, 0, ksn::alpha_type::mask, false, "", nullptr));
+  ASSERT_TRUE(ksn::scan_sequence(folder / "s.?.tga", "", record, ksn::alpha_type::mask, nullptr));
   EXPECT_EQ(joined(record.names), "s.2.tga s.3.tga s.4.tga") << "the folder is no frame";
   EXPECT_EQ(record.width, 0);
   EXPECT_EQ(record.alpha_type, ksn::alpha_type::ignore);

@@ -38,95 +38,76 @@ class source_changes : public testing::Test {
     EXPECT_TRUE(track.path.starts_with(folder.path() + "/")) << track.path;
     return track.path.substr(folder.path().size() + 1) + track.mask;
   }
+  // The sources that the top layer, the only selected one, shows after each of the operations.
+  std::string walk(std::initializer_list<void (*)(ksn::state&)> operations) {
+    c.selection = {0};
+    std::string visited;
+    for (const auto run : operations) {
+      run(c);
+      visited += (visited.empty() ? "" : " ") + source();
+    }
+    return visited;
+  }
   void TearDown() override { EXPECT_EQ(ksn::broken_invariant(c), ""); }
 };
 
 TEST(version_token, in_names) {
-  struct row {
-    const char* name;
-    bool is_file;
-    const char* token;  // empty for none
-  };
-  const row rows[] = {
-      {"shot_v2_comp", false, "v2"},
-      {"v012", false, "v012"},
-      {"V3_x", false, "V3"},
-      {"a_v1_v2", false, "v1"},
-      {"xv12", false, ""},
-      {"x_v12y", false, ""},
-      {"x_v", false, ""},
-      {"x_v_1", false, ""},
-      {"x_v1.tga", true, "v1"},
-      {"x_v1.tga", false, ""},
-      {"x_v1.0001.tga", true, "v1"},
-      {"", false, ""},
-      {"_v1", false, "v1"},
-      {"x-v1", false, ""},
-  };
-  for (const row& r : rows) {
-    std::size_t first = 0;
-    std::size_t length = 0;
-    const bool found = ksn::find_version_token(r.name, r.is_file, first, length);
-    EXPECT_EQ(found ? std::string(r.name).substr(first, length) : "", r.token) << r.name;
+  std::size_t first = 0;
+  std::size_t length = 0;
+  // Behind the last blank the token.
+  for (const std::string row :
+       {"shot_v2_comp v2", "v012 v012", "V3_x V3", "a_v1_v2 v1", "_v1 v1", "x_v1.tga v1", "x_v1.0001.tga v1"}) {
+    const std::string name = row.substr(0, row.find(' '));
+    const bool is_file = name.find('.') != std::string::npos;
+    EXPECT_TRUE(ksn::find_version_token(name, is_file, first, length)) << row;
+    EXPECT_EQ(name.substr(first, length), row.substr(row.find(' ') + 1));
+  }
+  for (const char* name : {"xv12", "x_v12y", "x_v", "x_v_1", "x-v1", "x_v1.tga", ""}) {
+    EXPECT_FALSE(ksn::find_version_token(name, false, first, length)) << name;
   }
   EXPECT_EQ(ksn::replace_version("/v2/a_v2.v2.xv2_v20_v2", "v2", "v10"), "/v10/a_v10.v10.xv2_v20_v10");
 }
+
+constexpr auto next = ksn::layer_next_version;
+constexpr auto previous = ksn::layer_previous_version;
 
 TEST_F(source_changes, versions_of_a_sequence) {
   files({"shot_v2_comp/a_v2.1.tga", "shot_v2_comp/a_v2.2.tga", "shot_v10_comp/a_v10.1.tga", "shot_v10_comp/a_v10.2.tga",
          "shot_v3_comp/b_v3.1.tga", "shot_v4_compX/a_v4.1.tga"});
   track_info& track = add("shot_v2_comp/a_v2.#.tga");
   EXPECT_EQ(track.version, "v2");
-  EXPECT_EQ(track.name, "a_v2.#.tga");
-  c.selection = {0};
-  ksn::layer_next_version(c);
+  // v3 has no such files.
+  EXPECT_EQ(walk({next}), "shot_v10_comp/a_v10.?.tga");
   EXPECT_EQ(track.versions, (std::vector<std::string>{"v2", "v3", "v10"})) << "in the order of their numbers";
-  EXPECT_EQ(source(), "shot_v10_comp/a_v10.?.tga") << "v3 has no such files";
   EXPECT_EQ(track.names, (ksn::frame_names{"a_v10.1.tga", "a_v10.2.tga"}));
   EXPECT_EQ(track.name, "a_v10.#.tga");
   EXPECT_EQ(track.version, "v10");
   EXPECT_EQ(c.dropped, std::vector{folder / "shot_v2_comp/"});
-  ksn::layer_next_version(c);
-  EXPECT_EQ(track.version, "v2") << "from the last to the first";
   track.name = "mine";
-  ksn::layer_previous_version(c);
-  EXPECT_EQ(track.version, "v10");
+  EXPECT_EQ(walk({next, previous}), "shot_v2_comp/a_v2.?.tga shot_v10_comp/a_v10.?.tga");
   EXPECT_EQ(track.name, "mine");
 
   fs::remove_all(folder / "shot_v10_comp");
-  ksn::layer_next_version(c);
-  EXPECT_EQ(track.version, "v2");
-  ksn::layer_next_version(c);
-  EXPECT_EQ(track.version, "v2") << "nothing else is left";
+  EXPECT_EQ(walk({next, next}), "shot_v2_comp/a_v2.?.tga shot_v2_comp/a_v2.?.tga") << "nothing else is left";
   ksn::set_version(c, track, "v77");
   EXPECT_EQ(source(), "shot_v77_comp/a_v77.?.tga") << "asked for by name, though it is not there";
   EXPECT_EQ(track.frames, 2);
-  ksn::set_version(c, track, "rubbish");
+  for (const char* none : {"rubbish", ""}) ksn::set_version(c, track, none);
   EXPECT_EQ(track.version, "v77");
 }
 
-TEST_F(source_changes, versions_of_stills) {
-  files({"a_v1.tga", "a_v2.tga", "a_v02.tga", "a_v3.png", "v1/b.tga", "v2/b.tga", "v1/c_v1.tga", "v2/c_v1.tga"});
+TEST_F(source_changes, versions_of_stills_and_folders) {
+  files({"a_v1.tga", "a_v2.tga", "a_v02.tga", "a_v3.png", "v1/b.tga", "v2/b.tga", "v1/c_v1.tga", "v2/c_v1.tga",
+         "all/v1/x.tga", "all/v1/y.tga", "all/v2/z.tga", "all/v3/y.tga"});
   add("a_v1.tga", true);
-  c.selection = {0};
-  ksn::layer_next_version(c);
-  EXPECT_EQ(source(), "a_v2.tga");
-  EXPECT_EQ(c.track_at(0).name, "a_v2.tga");
-  ksn::layer_next_version(c);
-  EXPECT_EQ(source(), "a_v02.tga");
-  ksn::layer_next_version(c);
-  EXPECT_EQ(source(), "a_v1.tga");
-
-  track_info& in_folder = add("v1/b.tga", true);
-  EXPECT_EQ(in_folder.version, "v1");
-  c.selection = {0};
-  ksn::layer_next_version(c);
-  EXPECT_EQ(source(), "v2/b.tga");
-
+  EXPECT_EQ(walk({next, next, next}), "a_v2.tga a_v02.tga a_v1.tga");
+  EXPECT_EQ(c.track_at(0).name, "a_v1.tga");
+  EXPECT_EQ(add("v1/b.tga", true).version, "v1");
+  EXPECT_EQ(walk({next}), "v2/b.tga");
   add("v1/c_v1.tga", true);
-  c.selection = {0};
-  ksn::layer_next_version(c);
-  EXPECT_EQ(source(), "v1/c_v1.tga") << "the file names the version, and there is no c_v2 nor v2/c_v2";
+  EXPECT_EQ(walk({next}), "v1/c_v1.tga") << "the file names the version, and there is no c_v2 nor v2/c_v2";
+  add("all/v1");
+  EXPECT_EQ(walk({next, next}), "all/v3/* all/v1/*") << "v2 has none of the names";
   c.new_text_layer();
   EXPECT_FALSE(ksn::can_change_version(c));
 }
@@ -158,34 +139,18 @@ TEST_F(source_changes, replacing) {
 }
 
 TEST_F(source_changes, neighbours_in_the_folder) {
-  files({"p1.tga", "p2.tga", "p10.tga"});
-  write_file(folder / "p3.txt", "no picture");
+  constexpr auto forward = ksn::layer_replace_with_next;
+  constexpr auto back = ksn::layer_replace_with_previous;
+  files({"p1.tga", "p2.tga", "p10.tga", "p3.txt", "s/a.1.tga", "s/a.2.tga", "s/b.1.tga", "s/b.2.tga", "s/c.tga",
+         "alone/x.1.tga", "alone/x.2.tga"});
   add("p2.tga", true);
-  c.selection = {0};
-  std::string visited;
-  for (int i = 0; i < 3; ++i) {
-    ksn::layer_replace_with_next(c);
-    visited += source() + " ";
-  }
-  ksn::layer_replace_with_previous(c);
-  EXPECT_EQ(visited + source(), "p10.tga p1.tga p2.tga p1.tga");
+  EXPECT_EQ(walk({forward, forward, forward, back}), "p10.tga p1.tga p2.tga p1.tga");
   EXPECT_EQ(c.track_at(0).source_type, source_type::image);
-
-  files({"s/a.1.tga", "s/a.2.tga", "s/b.1.tga", "s/b.2.tga", "s/c.tga"});
   add("s/a.#.tga");
-  visited.clear();
-  for (int i = 0; i < 2; ++i) {
-    ksn::layer_replace_with_next(c);
-    visited += source() + " ";
-  }
-  EXPECT_EQ(visited, "s/b.?.tga s/c.tga ");
-  ksn::layer_replace_with_next(c);
-  EXPECT_EQ(source(), "s/a.1.tga") << "from a still to the next still";
-
-  files({"alone/x.1.tga", "alone/x.2.tga"});
+  // From a still to the next still.
+  EXPECT_EQ(walk({forward, forward, forward}), "s/b.?.tga s/c.tga s/a.1.tga");
   add("alone/x.#.tga");
-  ksn::layer_replace_with_next(c);
-  EXPECT_EQ(source(), "alone/x.?.tga");
+  EXPECT_EQ(walk({forward}), "alone/x.?.tga");
 }
 
 TEST_F(source_changes, the_other_eye_by_path) {
@@ -243,34 +208,49 @@ TEST_F(source_changes, the_other_eye_by_image_layer) {
 }
 
 TEST_F(source_changes, a_growing_sequence_takes_the_view_along) {
-  files({"r.01.tga", "r.02.tga", "r.03.tga", "r.04.tga"});
-  for (int n = 5; n <= 12; ++n)
-    write_file(folder / ("r." + std::string(n < 10 ? "0" : "") + std::to_string(n) + ".tga"), tga());
-  track_info& track = add("r.##.tga");
-  EXPECT_EQ(c.tm_n, 12);
-  c.set_current_time(11);
-  files({"r.13.tga", "r.14.tga"});
-  ksn::layer_rescan_sequence(c);
-  EXPECT_EQ(track.frames, 14);
-  EXPECT_EQ(track.out(), 14);
-  EXPECT_EQ(c.tm_n, 14);
-  EXPECT_EQ(c.tm_l, 14);
-  EXPECT_EQ(c.tm_t, 12.0) << "the last frame but one";
-
-  c.set_current_time(5);
-  c.set_workarea_end(9);
-  files({"r.15.tga"});
-  ksn::layer_rescan_sequence(c);
-  EXPECT_EQ(c.tm_n, 15);
-  EXPECT_EQ(c.tm_l, 9) << "the work area did not end with the layer";
-  EXPECT_EQ(c.tm_t, 5.0);
-
-  fs::remove(folder / "r.02.tga");
-  ksn::layer_rescan_sequence(c);
-  EXPECT_EQ(track.frames, 14) << "gaps close";
-  for (const auto& entry : fs::directory_iterator(folder.path())) fs::remove(entry);
-  ksn::layer_rescan_sequence(c);
-  EXPECT_EQ(track.names, ksn::frame_names{"r.01.tga"}) << "one frame stays";
+  struct row {
+    const char* change;  // of a sequence of twelve frames
+    int wa_end;
+    double time;
+    int tm_n_after, wa_end_after;
+    double time_after;
+  };
+  const row rows[] = {
+      {"two more", 12, 11, 14, 14, 12},  // to the last frame but one
+      {"two more", 12, 10, 14, 14, 12},
+      {"two more", 12, 9.5, 14, 14, 9.5},
+      {"two more, playing", 12, 11, 14, 14, 11},
+      {"two more", 9, 11, 14, 9, 11},  // the work area did not end with the layer
+      {"two more, behind the timeline", 10, 10, 10, 10, 10},
+      {"one less", 12, 11, 12, 12, 11},
+  };
+  for (const row& r : rows) {
+    support::temp_folder place;
+    document d;
+    const auto frame = [&](int n) { return place / ("r." + std::to_string(n) + ".tga"); };
+    for (int n = 11; n <= 22; ++n) write_file(frame(n), tga());
+    ASSERT_TRUE(d.add(place / "r.##.tga", false, false, false));
+    const std::string_view change = r.change;
+    if (change.ends_with("timeline")) d.set_timeline_length(10, true);
+    d.tm_l = r.wa_end;
+    d.tm_t = r.time;
+    d.playing = change.ends_with("playing");
+    if (change == "one less") {
+      fs::remove(frame(12));
+    } else {
+      for (const int n : {23, 24}) write_file(frame(n), tga());
+    }
+    ksn::layer_rescan_sequence(d);
+    const std::string what = r.change + std::string(" at ") + std::to_string(r.time);
+    EXPECT_EQ(d.track_at(0).out(), change == "one less" ? 11 : 14) << what;
+    EXPECT_EQ(d.tm_n, r.tm_n_after) << what;
+    EXPECT_EQ(d.tm_l, r.wa_end_after) << what;
+    EXPECT_EQ(d.tm_t, r.time_after) << what;
+    for (const auto& entry : fs::directory_iterator(place.path())) fs::remove(entry);
+    ksn::layer_rescan_sequence(d);
+    EXPECT_EQ(d.track_at(0).names, ksn::frame_names{"r.11.tga"}) << "one frame stays";
+    EXPECT_EQ(ksn::broken_invariant(d), "");
+  }
 }
 
 TEST_F(source_changes, watching) {
@@ -316,10 +296,11 @@ TEST_F(source_changes, a_watch_ends_with_its_folder) {
 
 TEST(folder_watcher, many_keys_on_one_folder) {
   support::temp_folder folder;
+  fs::create_directories(folder / "other");
   platform::folder_watcher watcher;
   for (int key = 1; key <= 300; ++key) EXPECT_TRUE(watcher.watch(key, folder.path())) << "no limit of a user's queues";
-  fs::create_directories(folder / "other");
   EXPECT_TRUE(watcher.watch(7, folder / "other"));
+  write_file(folder / "x", "");
   EXPECT_EQ(watcher.poll().size(), 299u);
   EXPECT_TRUE(watcher.poll().empty());
   for (int key = 2; key <= 300; ++key) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <span>
 #include <vector>
 
 namespace {
@@ -63,50 +65,50 @@ TEST(timeline, work_area) {
   }
 }
 
-TEST(timeline, fit_starts_at_the_first_layer_and_ends_behind_the_last_repeat) {
-  state composition;
-  put_layer(composition, 30, 20);
-  put_layer(composition, 20, 30, 1.5);
-  composition.tm_f = 25;
-  composition.tm_l = 60;
-  composition.tm_t = 10;
-  composition.timeline_user_set = true;
-  composition.timeline_fit_all_layers();
-  EXPECT_EQ(composition.track_at(0).begin, 10);
-  EXPECT_EQ(composition.track_at(1).begin, 0);
-  EXPECT_EQ(composition.tm_n, 60);
-  EXPECT_EQ(composition.tm_f, 5);
-  EXPECT_EQ(composition.tm_l, 40);
-  EXPECT_EQ(composition.tm_t, 0.0);
-  EXPECT_FALSE(composition.timeline_user_set);
-}
-
-TEST(timeline, fit_moves_by_no_more_than_leaves_ten_frames) {
-  state composition;
-  composition.set_timeline_length(100, true);
-  put_layer(composition, 300, 20);
-  composition.timeline_fit_all_layers();
-  EXPECT_EQ(composition.track_at(0).begin, 210);
-  EXPECT_EQ(composition.tm_n, 230);
-}
-
-TEST(timeline, trim_to_workarea) {
-  state composition;
-  put_layer(composition, 0, 100);
-  composition.tm_f = 40;
-  composition.tm_l = 70;
-  composition.tm_t = 50;
-  composition.timeline_trim_to_workarea();
-  EXPECT_EQ(composition.tm_n, 30);
-  EXPECT_EQ(composition.tm_f, 0);
-  EXPECT_EQ(composition.tm_l, 30);
-  EXPECT_EQ(composition.tm_t, 10.0);
-  EXPECT_EQ(composition.track_at(0).begin, -40);
+TEST(timeline, fit_and_trim) {
+  struct moment {
+    int tm_n, tm_f, tm_l;
+    double tm_t;
+    std::vector<int> begins;
+    bool operator==(const moment&) const = default;
+  };
+  struct row {
+    void (state::*run)();
+    moment before;
+    double end;  // of each layer of thirty frames
+    moment after;
+  };
+  const auto fit = &state::timeline_fit_all_layers;
+  const auto trim = &state::timeline_trim_to_workarea;
+  const row rows[] = {
+      {fit, {250, 25, 60, 10, {30, 20}}, 1.0, {40, 5, 40, 0, {10, 0}}},
+      {fit, {250, 0, 250, 0, {0}}, 1.5, {60, 0, 60, 0, {0}}},        // to the end of the last repeat
+      {fit, {100, 0, 100, 50, {300}}, 1.0, {240, 0, 10, 0, {210}}},  // by what leaves ten frames
+      {fit, {100, 20, 50, 30, {-15, 5}}, 1.0, {50, 35, 50, 45, {0, 20}}},
+      {fit, {100, 90, 100, 95, {0}}, 1.0, {30, 29, 30, 30, {0}}},
+      {fit, {100, 20, 50, 30, {}}, 1.0, {100, 20, 50, 30, {}}},
+      {trim, {250, 40, 70, 50, {0}}, 1.0, {30, 0, 30, 10, {-40}}},
+      {trim, {100, 95, 100, 99, {7}}, 1.0, {10, 5, 10, 9, {-83}}},
+      {trim, {100, 0, 3, 2, {7}}, 1.0, {10, 0, 3, 2, {7}}},
+  };
+  for (const row& r : rows) {
+    state composition;
+    composition.tm_n = r.before.tm_n;
+    composition.tm_f = r.before.tm_f;
+    composition.tm_l = r.before.tm_l;
+    composition.tm_t = r.before.tm_t;
+    for (const int begin : r.before.begins) put_layer(composition, begin, 30, r.end);
+    (composition.*r.run)();
+    moment after{composition.tm_n, composition.tm_f, composition.tm_l, composition.tm_t, {}};
+    for (const track_info& track : composition.tracks) after.begins.push_back(track.begin);
+    EXPECT_EQ(after, r.after) << "row " << &r - rows << ": " << after.tm_n << " " << after.tm_f << " " << after.tm_l
+                              << " " << after.tm_t;
+  }
 }
 
 TEST(timeline, current_time_is_clamped_and_stops_the_clock) {
   state composition;
-  for (const auto& [given, stored] : {std::pair{-3.0, 0.0}, {12.5, 12.5}, {1e9, 250.0}}) {
+  for (const auto& [given, stored] : {std::pair{-3.0, 0.0}, {12.5, 12.5}, {1e9, 250.0}, {double(NAN), 0.0}}) {
     composition.playing = true;
     composition.set_current_time(given);
     EXPECT_EQ(composition.tm_t, stored);
@@ -114,54 +116,29 @@ TEST(timeline, current_time_is_clamped_and_stops_the_clock) {
   }
 }
 
-TEST(view, zoom_steps) {
-  state composition;
-  std::vector<int> up;
-  composition.zoom_factor2 = 8;
-  while (composition.zoom_factor2 < 300) {
-    composition.increase_zoom_factor();
-    up.push_back(composition.zoom_factor2);
-  }
-  EXPECT_EQ(up, (std::vector<int>{9, 10, 20, 30, 40, 50, 100, 200, 300}));
-  std::vector<int> down;
-  composition.zoom_factor2 = 250;
-  while (composition.zoom_factor2 > 8) {
-    composition.decrease_zoom_factor();
-    down.push_back(composition.zoom_factor2);
-  }
-  EXPECT_EQ(down, (std::vector<int>{200, 100, 50, 40, 30, 20, 10, 9, 8}));
-  for (const auto& [from, above, below] : {std::tuple{75, 100, 50}, {101, 200, 100}, {55, 100, 50}, {1, 2, 1}}) {
-    composition.zoom_factor2 = from;
-    composition.increase_zoom_factor();
-    EXPECT_EQ(composition.zoom_factor2, above) << from;
-    composition.zoom_factor2 = from;
-    composition.decrease_zoom_factor();
-    EXPECT_EQ(composition.zoom_factor2, below) << from;
-  }
-}
-
-TEST(view, rate_steps) {
-  for (const auto& [from, above, below] : {std::tuple{2500, 2600, 2400},
-                                           {2900, 2997, 2800},
-                                           {2997, 3000, 2900},
-                                           {3000, 3100, 2997},
-                                           {2300, 2398, 2200},
-                                           {2398, 2400, 2300},
-                                           {2400, 2500, 2398},
-                                           {5900, 5994, 5800},
-                                           {5994, 6000, 5900},
-                                           {6000, 6100, 5994},
-                                           {100, 200, 100},
-                                           {199, 200, 100},
-                                           {50, 100, 50}}) {
-    state composition;
-    composition.fpcs = from;
-    composition.increase_fps();
-    EXPECT_EQ(composition.fpcs, above) << from;
-    composition.fpcs = from;
-    composition.decrease_fps();
-    EXPECT_EQ(composition.fpcs, below) << from;
-  }
+TEST(view, steps_of_zoom_and_rate) {
+  struct row {
+    int from, above, below;
+  };
+  const row zooms[] = {{1, 2, 1},     {8, 9, 7},     {9, 10, 8},     {10, 20, 9},     {15, 20, 10},   {49, 50, 40},
+                       {50, 100, 40}, {55, 100, 50}, {100, 200, 50}, {101, 200, 100}, {250, 300, 200}};
+  const row rates[] = {{2500, 2600, 2400}, {2900, 2997, 2800}, {2997, 3000, 2900}, {3000, 3100, 2997},
+                       {2300, 2398, 2200}, {2398, 2400, 2300}, {2400, 2500, 2398}, {5900, 5994, 5800},
+                       {5994, 6000, 5900}, {6000, 6100, 5994}, {100, 200, 100},    {199, 200, 100},
+                       {50, 100, 50}};
+  const auto check = [](auto table, int state::*field, void (state::*increase)(), void (state::*decrease)()) {
+    for (const row& r : table) {
+      state composition;
+      composition.*field = r.from;
+      (composition.*increase)();
+      EXPECT_EQ(composition.*field, r.above) << r.from;
+      composition.*field = r.from;
+      (composition.*decrease)();
+      EXPECT_EQ(composition.*field, r.below) << r.from;
+    }
+  };
+  check(std::span(zooms), &state::zoom_factor2, &state::increase_zoom_factor, &state::decrease_zoom_factor);
+  check(std::span(rates), &state::fpcs, &state::increase_fps, &state::decrease_fps);
 }
 
 TEST(view, channels) {
@@ -189,15 +166,22 @@ TEST(view, channels) {
 }
 
 TEST(view, mask_toggle_makes_something_to_show) {
-  state composition;
-  composition.safe_area_type = ksn::safe_area_type_t::none;
-  composition.mask_type = ksn::mask_type_t::none;
-  composition.toggle_mask();
-  EXPECT_TRUE(composition.safe_area_active);
-  EXPECT_EQ(composition.safe_area_type, ksn::safe_area_type_t::blue);
-  EXPECT_EQ(composition.mask_type, ksn::mask_type_t::transparent);
-  composition.toggle_mask();
-  EXPECT_FALSE(composition.safe_area_active);
+  using area = ksn::safe_area_type_t;
+  using mask = ksn::mask_type_t;
+  for (const auto& [area_before, mask_before, area_after, mask_after] :
+       {std::tuple{area::none, mask::none, area::blue, mask::transparent},
+        {area::none, mask::crop, area::none, mask::crop},
+        {area::orange, mask::none, area::orange, mask::none}}) {
+    state composition;
+    composition.safe_area_type = area_before;
+    composition.mask_type = mask_before;
+    composition.toggle_mask();
+    EXPECT_TRUE(composition.safe_area_active);
+    EXPECT_EQ(composition.safe_area_type, area_after);
+    EXPECT_EQ(composition.mask_type, mask_after);
+    composition.toggle_mask();
+    EXPECT_FALSE(composition.safe_area_active);
+  }
 }
 
 TEST(view, aspect_below_one_switches_off) {
@@ -211,12 +195,9 @@ TEST(view, aspect_below_one_switches_off) {
   EXPECT_DOUBLE_EQ(composition.zoom(), 2.0);
 }
 
-TEST(view, background_by_value) {
+TEST(view, background_as_a_colour) {
   state composition;
-  composition.set_back_color({7, 50, 50, 50});
-  EXPECT_EQ(composition.back_color, ksn::back_color_type::dark_grey);
   composition.set_back_color({0, 1, 2, 3});
-  EXPECT_EQ(composition.back_color, ksn::back_color_type::custom);
   EXPECT_EQ(composition.resolved_back_color(), (lib::color{255, 1, 2, 3}));
   composition.back_color = ksn::back_color_type::transparent;
   EXPECT_EQ(composition.resolved_back_color(), (lib::color{255, 0, 0, 0}));

@@ -10,6 +10,7 @@
 #include "film_files.h"
 #include "img/format.h"
 #include "io/exceptions.h"
+#include "support/load_failure.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -40,43 +41,41 @@ TEST(DpxRead, EveryRouteGivesTheSamePicture) {
   struct route {
     const char* what;
     bool cineon;
-    int bits, descriptor, packing;
-    std::uint32_t padding, offset;
+    shape s;
   };
   const route routes[] = {
-      {"10 bits", false, 10, 50, 1, 0, 2048},
-      {"10 bits, odd offset", false, 10, 50, 1, 0, 2052},
-      {"10 bits, padding", false, 10, 50, 1, 12, 2048},
-      {"10 bits RGBA", false, 10, 51, 1, 0, 2048},
-      {"10 bits RGBA, padding", false, 10, 51, 1, 8, 2048},
-      {"16 bits", false, 16, 50, 1, 0, 2048},
-      {"16 bits, packed", false, 16, 50, 0, 0, 2048},
-      {"16 bits, padding", false, 16, 50, 1, 6, 3000},
-      {"16 bits RGBA", false, 16, 51, 1, 0, 2048},
-      {"16 bits RGBA, padding", false, 16, 51, 1, 2, 2048},
-      {"12 bits", false, 12, 50, 1, 0, 2048},
-      {"Cineon", true, 10, 50, 5, 0, 2048},
-      {"Cineon, short header", true, 10, 50, 5, 0, 1024},
-      {"Cineon, padding", true, 10, 50, 5, 4, 2048},
-      {"Cineon 16 bits", true, 16, 50, 3, 0, 2048},
-      {"Cineon 10 bits in 16", true, 10, 50, 1, 0, 2048},
+      {"10 bits", false, {}},
+      {"10 bits, odd offset", false, {.offset = 2052}},
+      {"10 bits, padding", false, {.padding = 12}},
+      {"10 bits RGBA", false, {.descriptor = 51}},
+      {"10 bits RGBA, padding", false, {.descriptor = 51, .padding = 8}},
+      {"16 bits", false, {.bits = 16}},
+      {"16 bits, packed", false, {.bits = 16, .packing = 0}},
+      {"16 bits, padding", false, {.bits = 16, .padding = 6, .offset = 3000}},
+      {"16 bits, rows of whole words", false, {.bits = 16, .aligned = true}},
+      {"16 bits RGBA", false, {.bits = 16, .descriptor = 51}},
+      {"16 bits RGBA, padding", false, {.bits = 16, .descriptor = 51, .padding = 2}},
+      {"12 bits", false, {.bits = 12}},
+      {"12 bits, rows of whole words", false, {.bits = 12, .aligned = true}},
+      {"Cineon", true, {.packing = 5}},
+      {"Cineon, short header", true, {.offset = 1024, .packing = 5}},
+      {"Cineon, padding", true, {.padding = 4, .packing = 5}},
+      {"Cineon 16 bits", true, {.bits = 16, .packing = 3}},
+      {"Cineon 10 bits in 16", true, {.packing = 1, .wide = true}},
   };
   const support::temp_folder folder;
   for (const route& r : routes) {
     for (const bool big_endian : {true, false}) {
       for (const int width : {1, 2, 3, 5, 128, 1000}) {
-        shape s{width, 7, r.bits, r.descriptor, big_endian, r.padding, r.offset, r.packing};
+        shape s = r.s;
+        s.width = width;
+        s.height = 7;
+        s.big_endian = big_endian;
         const std::string path = folder / (r.cineon ? "scan.cin" : "scan.dpx");
-        bytes file = r.cineon ? film_files::make_cineon(s) : film_files::make_dpx(s);
-        if (r.cineon && r.bits == 10 && r.packing != 5) {
-          file.data.resize(r.offset);
-          s.bits = 16;
-          film_files::add_pixels(file, s);
-        }
-        support::write_file(path, file.data);
+        support::write_file(path, (r.cineon ? film_files::make_cineon(s) : film_files::make_dpx(s)).data);
         img::image image;
         img::load(image, path);
-        const bool kept = r.bits == 10 && r.descriptor == 50 && (!r.cineon || r.packing == 5);
+        const bool kept = s.bits == 10 && s.descriptor == 50 && !s.wide;
         const std::string what =
             std::string(r.what) + (big_endian ? " big" : " little") + " width " + std::to_string(width);
         EXPECT_EQ(image.format[0], kept && big_endian ? 'U' : 'u') << what;
@@ -89,31 +88,21 @@ TEST(DpxRead, EveryRouteGivesTheSamePicture) {
 }
 
 TEST(DpxRead, ElementOffsetGoesBeforeTheFilesOwn) {
-  const support::temp_folder folder;
   for (const std::uint32_t element : {0u, 0xFFFFFFFFu, 4096u}) {
     shape s;
     s.offset = element == 4096u ? 4096 : 2048;
     bytes file = film_files::make_dpx(s);
     file.put32(4, 2048);
     file.put32(808, element);
-    support::write_file(folder / "a.dpx", file.data);
-    img::image image;
-    img::load(image, folder / "a.dpx");
-    expect_test_picture(image, s, std::to_string(element));
+    expect_test_picture(film_files::load(file), s, std::to_string(element));
   }
 }
 
 TEST(DpxRead, LowestRowFirstIsTurned) {
-  const support::temp_folder folder;
   for (const bool cineon : {false, true}) {
     for (const int orientation : {0, 1, 2, 3}) {
-      shape s;
-      s.packing = cineon ? 5 : 1;
-      s.orientation = orientation;
-      const bytes file = cineon ? film_files::make_cineon(s) : film_files::make_dpx(s);
-      support::write_file(folder / "a.dpx", file.data);
-      img::image image;
-      img::load(image, folder / "a.dpx");
+      const shape s{.packing = cineon ? 5 : 1, .orientation = orientation};
+      const img::image image = film_files::load(cineon ? film_files::make_cineon(s) : film_files::make_dpx(s));
       const bool turned = orientation == 3 || orientation == (cineon ? 1 : 2);
       EXPECT_EQ(word_at(image, 0, 0), film_files::word(0, turned ? s.height - 1 : 0)) << cineon << orientation;
       EXPECT_EQ(word_at(image, 4, 1), film_files::word(4, 1)) << cineon << orientation;
@@ -121,79 +110,56 @@ TEST(DpxRead, LowestRowFirstIsTurned) {
   }
 }
 
-TEST(DpxRead, RefusedVariantsSayWhat) {
+// What a field of a good file must not be, and the text that says so. Sizes are refused before memory is asked for.
+TEST(DpxRead, RefusalsSayWhat) {
   struct change {
     bool cineon;
     std::size_t offset;
     int count;
-    std::uint32_t value;
+    std::vector<std::uint32_t> values;
     const char* message;
   };
+  const std::vector<std::uint32_t> no_size{0, 65536, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
   const change changes[] = {
-      {false, 800, 1, 6, "Unsupported descriptor"},        {false, 800, 1, 52, "Unsupported descriptor"},
-      {false, 800, 1, 255, "Unsupported descriptor"},      {false, 803, 1, 8, "Unsupported bit depth"},
-      {false, 803, 1, 1, "Unsupported bit depth"},         {false, 804, 2, 0, "Unsupported packing type"},
-      {false, 804, 2, 2, "Unsupported packing type"},      {false, 806, 2, 1, "Unsupported encoding"},
-      {true, 193, 1, 1, "Unsupported number of channels"}, {true, 193, 1, 4, "Unsupported number of channels"},
-      {true, 198 + 28, 1, 8, "Unsupported variant"},       {true, 200 + 28, 4, 6, "Unsupported variant"},
-      {true, 204 + 56, 4, 6, "Unsupported variant"},       {true, 680, 1, 1, "Unsupported interleave type"},
-      {true, 681, 1, 0, "Unsupported packing type"},       {true, 681, 1, 2, "Unsupported packing type"},
-      {true, 681, 1, 0x85, "Unsupported packing type"},
+      {false, 800, 1, {6, 52, 255}, "Unsupported descriptor"},
+      {false, 803, 1, {8, 1}, "Unsupported bit depth"},
+      {false, 804, 2, {0, 2}, "Unsupported packing type"},
+      {false, 806, 2, {1}, "Unsupported encoding"},
+      {true, 193, 1, {1, 4}, "Unsupported number of channels"},
+      {true, 198 + 28, 1, {8}, "Unsupported variant"},
+      {true, 200 + 28, 4, {6}, "Unsupported variant"},
+      {true, 204 + 56, 4, {6}, "Unsupported variant"},
+      {true, 680, 1, {1}, "Unsupported interleave type"},
+      {true, 681, 1, {0, 2, 0x85}, "Unsupported packing type"},
+      {false, 772, 4, no_size, "Invalid picture size"},
+      {false, 776, 4, no_size, "Invalid picture size"},
+      {false, 772, 4, {65535}, "Unexpected end of file"},
+      {false, 776, 4, {65535}, "Unexpected end of file"},
+      {false, 4, 4, {2049, 0xFFFFFFFE}, "Unexpected end of file"},
+      {false, 808, 4, {0xFFFFFFF0}, "Unexpected end of file"},
+      {false, 812, 4, {1, 0xFFFFFFFE}, "Unexpected end of file"},
+      {false, 0, 4, {0x53445059}, "Invalid signature"},
   };
   const support::temp_folder folder;
   const std::string path = folder / "a.dpx";
+  const auto failure_of = [&](const bytes& file) {
+    support::write_file(path, file.data);
+    return support::load_failure(path);
+  };
   for (const change& c : changes) {
-    shape s;
-    if (c.cineon) s.packing = 5;
-    bytes file = c.cineon ? film_files::make_cineon(s) : film_files::make_dpx(s);
-    file.put(c.offset, c.value, c.count);
-    support::write_file(path, file.data);
-    img::image image;
-    try {
-      img::load(image, path);
-      ADD_FAILURE() << c.message << " expected for " << c.value << " at " << c.offset;
-    } catch (const io::invalid_format& e) {
-      EXPECT_EQ(e.message(), c.message) << c.value << " at " << c.offset;
-      EXPECT_EQ(e.source(), path);
+    for (const std::uint32_t value : c.values) {
+      const shape s{.packing = c.cineon ? 5 : 1};
+      bytes file = c.cineon ? film_files::make_cineon(s) : film_files::make_dpx(s);
+      file.put(c.offset, value, c.count);
+      EXPECT_TRUE(failure_of(file).starts_with(c.message)) << failure_of(file) << ": " << value << " at " << c.offset;
     }
   }
-  bytes depths = film_files::make_cineon({});
-  for (std::size_t channel = 0; channel < 3; ++channel) depths.put8(198 + 28 * channel, 8);
-  support::write_file(path, depths.data);
-  img::image image;
-  EXPECT_THROW(img::load(image, path), io::invalid_format);
-}
-
-TEST(DpxRead, LiesAboutSizesAreRefusedBeforeMemoryIsAskedFor) {
-  const support::temp_folder folder;
-  const std::string path = folder / "a.dpx";
-  for (const std::uint32_t size : {0u, 65536u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
-    for (const std::size_t field : {772, 776}) {
-      bytes file = film_files::make_dpx({});
-      file.put32(field, size);
-      support::write_file(path, file.data);
-      img::image image;
-      EXPECT_THROW(img::load(image, path), io::invalid_format) << size << " at " << field;
-    }
+  for (const shape& s : {shape{.bits = 8, .packing = 5}, shape{.bits = 12, .packing = 5}}) {
+    EXPECT_EQ(failure_of(film_files::make_cineon(s)), "Unsupported bit depth");
   }
-  struct lie {
-    std::size_t offset;
-    std::uint32_t value;
-  };
-  for (const lie& l : {lie{772, 65535}, lie{776, 65535}, lie{4, 0xFFFFFFFE}, lie{808, 0xFFFFFFF0}, lie{4, 2049},
-                       lie{812, 1}, lie{812, 0xFFFFFFFE}}) {
-    bytes file = film_files::make_dpx({});
-    file.put32(l.offset, l.value);
-    support::write_file(path, file.data);
-    img::image image;
-    EXPECT_THROW(img::load(image, path), io::eof_error) << l.value << " at " << l.offset;
-  }
-  support::write_file(path, std::string(4096, 'x'));
   img::image image;
-  EXPECT_THROW(img::load(image, path), io::invalid_signature);
   EXPECT_THROW(img::load(image, folder / "missing.dpx"), io::open_error);
-  EXPECT_THROW(img::load(image, folder.path() + "/../" + folder.path().substr(folder.path().rfind('/') + 1), "dpx"),
-               io::open_error);
+  EXPECT_THROW(img::load(image, folder.path(), "dpx"), io::open_error);
 }
 
 TEST(DpxRead, CutAnywhereGivesTheEndOfTheFile) {
@@ -201,8 +167,7 @@ TEST(DpxRead, CutAnywhereGivesTheEndOfTheFile) {
   const std::string path = folder / "a.dpx";
   for (const int bits : {10, 16}) {
     for (const bool cineon : {false, true}) {
-      shape s{4, 2, bits};
-      s.packing = cineon ? 5 : 1;
+      const shape s{.width = 4, .height = 2, .bits = bits, .packing = cineon ? 5 : 1};
       const std::string whole = (cineon ? film_files::make_cineon(s) : film_files::make_dpx(s)).data;
       support::write_file(path, whole);
       for (std::size_t size = whole.size(); size > 0; size -= size > 2040 ? 1 : std::min<std::size_t>(size, 13)) {

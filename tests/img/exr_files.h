@@ -13,6 +13,7 @@
 
 #include <array>
 #include <cmath>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,7 @@ struct shape {
   int tile = 0;  // edge of square tiles, 0 for scan lines
   Imf::LevelMode levels = Imf::ONE_LEVEL;
   Imf::LineOrder order = Imf::INCREASING_Y;
+  std::function<unsigned()> bits;  // of the next half, in place of the test picture
 };
 
 // Sample of channel `c` of the test picture: smooth, with some below 0 and above 1, exact in halves.
@@ -65,7 +67,11 @@ inline void write(const std::string& path, const shape& s, Imf::Header header = 
         const float v = sample(static_cast<int>(c), x + s.data.min.x, y + s.data.min.y);
         char* at = planes.back().data() +
                    (static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)) * size;
-        if (ch.type == Imf::HALF) *reinterpret_cast<half*>(at) = half(v);
+        if (ch.type == Imf::HALF) {
+          auto* sample = reinterpret_cast<half*>(at);
+          *sample = half(v);
+          if (s.bits) sample->setBits(static_cast<unsigned short>(s.bits()));
+        }
         if (ch.type == Imf::FLOAT) *reinterpret_cast<float*>(at) = v * 1.0001F;
         if (ch.type == Imf::UINT) *reinterpret_cast<unsigned*>(at) = static_cast<unsigned>(std::fabs(v) * 100);
       }

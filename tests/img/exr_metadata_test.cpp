@@ -90,15 +90,13 @@ TEST(ExrMetadata, EveryTypeOfAttribute) {
 }
 
 TEST(ExrMetadata, NamedValues) {
-  const char* const compressions[] = {"NO_COMPRESSION",   "RLE_COMPRESSION",   "ZIPS_COMPRESSION", "ZIP_COMPRESSION",
-                                      "PIZ_COMPRESSION",  "PXR24_COMPRESSION", "B44_COMPRESSION",  "B44A_COMPRESSION",
-                                      "DWAA_COMPRESSION", "DWAB_COMPRESSION"};
+  const char* const compressions[] = {"NO", "RLE", "ZIPS", "ZIP", "PIZ", "PXR24", "B44", "B44A", "DWAA", "DWAB"};
+  shape s;
+  s.order = Imf::DECREASING_Y;
   for (int i = 0; i < 10; ++i) {
-    shape s;
     s.compression = static_cast<Imf::Compression>(i);
-    s.order = Imf::DECREASING_Y;
     const img::image image = load_with(Imf::Header(), s);
-    EXPECT_EQ(image.metadata.at("compression"), compressions[i]);
+    EXPECT_EQ(image.metadata.at("compression"), compressions[i] + std::string("_COMPRESSION"));
     EXPECT_EQ(image.metadata.at("lineOrder"), "DECREASING_Y");
   }
   shape tiled;

@@ -8,58 +8,40 @@
 #include "exr_files.h"
 #include "img/format.h"
 #include "img/formats/exr_rows.h"
-#include "img/simd_level.h"
 #include "img/transfer.h"
 #include "io/exceptions.h"
 #include "support/levels.h"
+#include "support/pictures.h"
 #include "support/temp_folder.h"
 
 namespace {
 
-img::image half_image(std::string_view letters, int width, int height) {
-  img::image image(letters, 16, width, height);
-  for (int p = 0; p < static_cast<int>(letters.size()); ++p) {
-    for (int y = 0; y < height; ++y) {
-      for (int x = 0; x < width; ++x) image.row<std::uint16_t>(p, y)[x] = half(exr_files::sample(p, x, y)).bits();
-    }
-  }
-  return image;
-}
+using support::flat_picture;
 
-TEST(ExrWrite, HalvesReadBackTheSame) {
+class ExrWrite : public testing::Test {
+ protected:
+  // Through a file.
+  img::image reread(const img::image& image, const img::save_options& options = {}) const {
+    img::save(image, path, nullptr, options);
+    img::image back;
+    img::load(back, path);
+    return back;
+  }
+
   const support::temp_folder folder;
   const std::string path = folder / "a.exr";
-  for (const char* letters : {"BGR", "BGRA"}) {
-    for (const int compression : {0, 1, 2, 3}) {
-      img::image image = half_image(letters, 67, 41);
-      image.timecode = img::make_timecode(1, 2, 3, 4, 0, 1, true);
-      image.keycode = {1, 2, 3, 4, 5, 6, 70};
-      image.frame_rate_nm = 24000;
-      image.frame_rate_dn = 1001;
-      img::save_options options;
-      options.compression = compression;
-      img::save(image, path, nullptr, options);
-      img::image back;
-      img::load(back, path);
-      EXPECT_EQ(back.format, image.format);
-      EXPECT_EQ(back.data, image.data) << letters << compression;
-      EXPECT_EQ(back.timecode, image.timecode);
-      EXPECT_EQ(back.keycode, image.keycode);
-      EXPECT_EQ(back.frame_rate_nm, 24000);
-      EXPECT_EQ(back.frame_rate_dn, 1001);
-    }
-  }
+};
+
+float value_of(const img::image& image, int plane) {
+  return static_cast<float>(img::half_to_double(*image.row<std::uint16_t>(plane, 0)));
 }
 
 // Pictures of few and of many chunks, in part such that no coding makes them smaller, read by the library.
-TEST(ExrWrite, OtherProgramsReadIt) {
-  const support::temp_folder folder;
-  const std::string path = folder / "a.exr";
+TEST_F(ExrWrite, OtherProgramsReadIt) {
   std::mt19937 random(7);
   const std::pair<int, int> sizes[] = {{1, 1}, {3, 15}, {130, 16}, {67, 33}, {700, 331}};
-  for (const auto& size_of_picture : sizes) {
-    const int width = size_of_picture.first;
-    const int height = size_of_picture.second;
+  for (const auto& size : sizes) {
+    const auto [width, height] = size;
     for (const char* letters : {"BGR", "BGRA"}) {
       img::image image(letters, 16, width, height);
       for (int p = 0; p < image.plane_count(); ++p) {
@@ -87,119 +69,85 @@ TEST(ExrWrite, OtherProgramsReadIt) {
                 << threads;
           }
         });
-        const std::size_t plain = static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 2 *
-                                  static_cast<std::size_t>(image.plane_count());
-        const std::size_t size = std::filesystem::file_size(path);
-        EXPECT_LT(size, plain + 2000 + 16 * static_cast<std::size_t>(height));
-        if (compression != 1 && height > 300) {
-          EXPECT_LT(size, plain * 3 / 4);
-        }
+        const auto plain = image.data[0].size() * static_cast<std::size_t>(image.plane_count());
+        const auto most = compression != 1 && height > 300 ? plain * 3 / 4 : plain + 2000 + 16u * height;
+        EXPECT_LT(std::filesystem::file_size(path), most);
       }
     }
   }
 }
 
-TEST(ExrWrite, HeaderAndCompression) {
-  const support::temp_folder folder;
-  const std::string path = folder / "a.exr";
+TEST_F(ExrWrite, HeaderAndCompression) {
   const std::pair<int, Imf::Compression> compressions[] = {{0, Imf::ZIP_COMPRESSION},  {1, Imf::NO_COMPRESSION},
                                                            {2, Imf::RLE_COMPRESSION},  {3, Imf::ZIP_COMPRESSION},
                                                            {4, Imf::B44A_COMPRESSION}, {99, Imf::ZIP_COMPRESSION}};
+  const img::image picture = flat_picture("BGRA", 16, {0x3C00, 0x3800, 0x3400, 0x3C00}, 20, 10);
   for (const auto& [option, compression] : compressions) {
     for (const bool ignore_alpha : {false, true}) {
-      img::save_options options;
-      options.compression = option;
-      options.ignore_alpha = ignore_alpha;
-      img::save(half_image("BGRA", 20, 10), path, nullptr, options);
-      const Imf::InputFile file(path.c_str());
-      const Imf::Header& header = file.header();
-      EXPECT_EQ(header.compression(), compression) << option;
-      EXPECT_EQ(header.dataWindow(), Imath::Box2i({0, 0}, {19, 9}));
-      EXPECT_EQ(header.displayWindow(), header.dataWindow());
-      EXPECT_EQ(header.lineOrder(), Imf::INCREASING_Y);
-      EXPECT_EQ(header.pixelAspectRatio(), 1.0F);
-      EXPECT_EQ(header.screenWindowWidth(), 1.0F);
-      EXPECT_FALSE(Imf::hasTimeCode(header));
-      EXPECT_FALSE(Imf::hasKeyCode(header));
-      EXPECT_FALSE(Imf::hasFramesPerSecond(header));
-      std::string names;
-      for (auto c = header.channels().begin(); c != header.channels().end(); ++c) {
-        names += c.name();
-        EXPECT_EQ(c.channel().type, Imf::HALF);
-      }
-      EXPECT_EQ(names, ignore_alpha ? "BGR" : "ABGR");
+      const img::image back = reread(picture, {.compression = option, .ignore_alpha = ignore_alpha});
+      EXPECT_EQ(back.plane_count(), ignore_alpha ? 3 : 4);
+      for (int p = 0; p < back.plane_count(); ++p) EXPECT_EQ(back.data[p], picture.data[p]) << option << p;
+      EXPECT_EQ(back.metadata,
+                (std::map<std::string, std::string>{
+                    {"channels", ignore_alpha ? "B HALF, G HALF, R HALF" : "A HALF, B HALF, G HALF, R HALF"},
+                    {"compression", back.metadata.at("compression")},
+                    {"dataWindow", "0 0 19 9"},
+                    {"displayWindow", "0 0 19 9"},
+                    {"lineOrder", "INCREASING_Y"},
+                    {"pixelAspectRatio", "1"},
+                    {"screenWindowCenter", "0 0"},
+                    {"screenWindowWidth", "1"}}));
+      EXPECT_EQ(Imf::InputFile(path.c_str()).header().compression(), compression) << option;
     }
   }
 }
 
-// By hand: sRGB byte 128 is 0.21586 linear, 10 is 0.0030353; alpha is linear, 128 is 0.50196.
-TEST(ExrWrite, BytesBecomeLinear) {
-  const support::temp_folder folder;
-  const std::string path = folder / "a.exr";
-  img::image image("BGRA", 8, 4, 1);
-  const std::uint8_t bytes[] = {0, 10, 128, 255};
-  for (int p = 0; p < 4; ++p) std::memcpy(image.row(p, 0), bytes, 4);
-  img::save(image, path, nullptr, {});
-  img::image back;
-  img::load(back, path);
-  const float colours[] = {0, 0.0030353F, 0.21586F, 1};
-  const float alphas[] = {0, 0.0392157F, 0.501961F, 1};
-  for (int x = 0; x < 4; ++x) {
-    for (int p = 0; p < 4; ++p) {
-      half value;
-      value.setBits(back.row<std::uint16_t>(p, 0)[x]);
-      const float expected = p == 3 ? alphas[x] : colours[x];
-      EXPECT_NEAR(value, expected, expected * 0.0005F) << p << ' ' << x;
-    }
-  }
+TEST_F(ExrWrite, CodesAndRateComeBack) {
+  img::image image = flat_picture("BGR", 16, {0, 0, 0});
+  image.timecode = img::make_timecode(1, 2, 3, 4, 0, 1, true);
+  image.keycode = {1, 2, 3, 4, 5, 6, 70};
+  image.frame_rate_nm = 24000;
+  image.frame_rate_dn = 1001;
+  const img::image back = reread(image);
+  EXPECT_EQ(back.timecode, image.timecode);
+  EXPECT_EQ(back.keycode, image.keycode);
+  EXPECT_EQ(back.frame_rate_nm, 24000);
+  EXPECT_EQ(back.frame_rate_dn, 1001);
 }
 
-TEST(ExrWrite, EveryPixelFormGoesOut) {
-  const support::temp_folder folder;
-  const std::string path = folder / "a.exr";
-  const auto reread = [&](const img::image& image) {
-    img::save(image, path, nullptr, {});
-    img::image back;
-    img::load(back, path);
-    return back;
+// By hand: sRGB byte 128 is 0.21586 linear, 10 is 0.0030353; alpha is linear. Code 685 is 1, 95 is 0; 985 is a decade
+// more of what stands above the base: (10 - 0.0107978) * 1.0109156.
+TEST_F(ExrWrite, EveryPixelFormGoesOut) {
+  const std::uint32_t word = 685u << 22 | 95u << 12 | 985u << 2;
+  img::image deep = flat_picture("BGR", 16, {0x3C00, 0, 0xC000});
+  deep.set_plane(4, 'Z', 16);  // depth is not taken for alpha
+  const struct {
+    const char* what;
+    img::image image;
+    std::vector<float> expected;
+  } rows[] = {
+      {"bytes", flat_picture("BGRA", 8, {0, 10, 128, 128}), {0, 0.0030353F, 0.21586F, 0.501961F}},
+      {"white", flat_picture("BGRA", 8, {255, 255, 255, 255}), {1, 1, 1, 1}},
+      {"gray", flat_picture("LA", 8, {255, 51}), {1, 1, 1, 0.2F}},
+      {"U", flat_picture("U", 32, {__builtin_bswap32(word)}), {10.098F, 0, 1}},
+      {"u", flat_picture("u", 32, {word}), {10.098F, 0, 1}},
+      {"W", flat_picture("W", 32, {word}), {10.098F, 0, 1}},
+      {"depth", deep, {1, 0, -2}},
   };
-  const auto value = [](const img::image& image, int p) {
-    half h;
-    h.setBits(*image.row<std::uint16_t>(p, 0));
-    return static_cast<float>(h);
-  };
-  // Code 685 is 1, 95 is 0; 985 is a decade more of what stands above the base: (10 - 0.0107978) * 1.0109156.
-  for (const char form : {'U', 'u', 'W'}) {
-    img::image packed(std::string_view(&form, 1), 32, 1, 1);
-    const std::uint32_t word = 685u << 22 | 95u << 12 | 985u << 2;
-    *packed.row<std::uint32_t>(0, 0) = form == 'U' ? __builtin_bswap32(word) : word;
-    const img::image back = reread(packed);
-    EXPECT_NEAR(value(back, 0), 10.098F, 0.005F) << form;
-    EXPECT_EQ(value(back, 1), 0) << form;
-    EXPECT_NEAR(value(back, 2), 1, 0.0005F) << form;
+  for (const auto& row : rows) {
+    const img::image back = reread(row.image);
+    ASSERT_EQ(back.plane_count(), static_cast<int>(row.expected.size())) << row.what;
+    EXPECT_EQ(back.plane_of('Z'), -1) << row.what;
+    for (int p = 0; p < back.plane_count(); ++p) {
+      const float expected = row.expected[static_cast<std::size_t>(p)];
+      EXPECT_NEAR(value_of(back, p), expected, std::fabs(expected) * 0.0005F) << row.what << ' ' << p;
+    }
   }
-  img::image gray("LA", 8, 1, 1);
-  *gray.row(0, 0) = 255;
-  *gray.row(1, 0) = 51;
-  const img::image gray_back = reread(gray);
-  for (int p = 0; p < 3; ++p) EXPECT_EQ(value(gray_back, p), 1);
-  EXPECT_NEAR(value(gray_back, 3), 0.2F, 0.0001F);
-
-  // Depth is not taken for alpha.
-  img::image deep = half_image("BGR", 1, 1);
-  deep.set_plane(4, 'Z', 16);
-  *deep.row<std::uint16_t>(4, 0) = 0;
-  const img::image deep_back = reread(deep);
-  EXPECT_EQ(deep_back.plane_count(), 3);
-  EXPECT_EQ(deep_back.plane_of('Z'), -1);
-
   EXPECT_THROW(img::save(img::image(), path, nullptr, {}), io::invalid_format);
-  EXPECT_THROW(img::save(gray, folder / "missing" + std::string("/a.exr"), nullptr, {}), io::open_error);
+  EXPECT_THROW(img::save(deep, folder / "missing" + std::string("/a.exr"), nullptr, {}), io::open_error);
 }
 
-TEST(ExrWrite, FloatsAreNotCut) {
-  const support::temp_folder folder;
-  const std::string path = folder / "a.exr";
+TEST_F(ExrWrite, FloatsAreNotCut) {
   const float values[] = {-2, 0, 0.333F, 1000};
   for (const bool alpha : {false, true}) {
     for (const bool ignore : {false, true}) {
@@ -208,9 +156,7 @@ TEST(ExrWrite, FloatsAreNotCut) {
       for (int p = 0; p < (alpha ? 4 : 3); ++p) {
         for (int i = 0; i < 8; ++i) image.data[p][i] = values[(i + p) % 4];
       }
-      img::save_options options;
-      options.ignore_alpha = ignore;
-      img::find_format(path)->write_float(image, path, options);
+      img::find_format(path)->write_float(image, path, {.ignore_alpha = ignore});
       img::image back;
       img::load(back, path);
       ASSERT_EQ(back.plane_count(), alpha && !ignore ? 4 : 3);
@@ -223,78 +169,56 @@ TEST(ExrWrite, FloatsAreNotCut) {
   }
 }
 
-TEST(ExrWrite, FullDeviceIsAFailure) {
+TEST_F(ExrWrite, FullDeviceIsAFailure) {
   for (const int compression : {1, 2, 3, 4}) {
     for (const int size : {64, 1000}) {
-      img::save_options options;
-      options.compression = compression;
-      EXPECT_THROW(img::save(half_image("BGR", size, size), "/dev/full", "exr", options), io::exception)
+      const img::image image = flat_picture("BGR", 16, {0x3C00, 0, 0x3800}, size, size);
+      EXPECT_THROW(img::save(image, "/dev/full", "exr", {.compression = compression}), io::exception)
           << compression << ' ' << size;
     }
   }
 }
 
-// Every level gives the bits of the portable rows, and writes nothing behind them.
+// Every level gives the bits of the portable rows and changes nothing beside them.
 TEST(ExrRows, LevelsAgree) {
+  // Parts of one block of memory, for what goes in and what comes out.
+  constexpr std::size_t part = 200;
   std::mt19937 random(3);
-  std::vector<std::uint8_t> bytes(700);
-  for (auto& b : bytes) b = static_cast<std::uint8_t>(random());
-  std::vector<std::uint32_t> floats(300);
-  for (auto& f : floats)
-    f = static_cast<std::uint32_t>(random()) % 4 == 0
-            ? static_cast<std::uint32_t>(random())
-            : 0x38000000u + static_cast<std::uint32_t>(random()) % 0x10000000u;
-  const img::simd_level best = img::current_simd_level();
-  for (const img::simd_level level : {img::simd_level::baseline, img::simd_level::v3, img::simd_level::v4}) {
-    img::pin_simd_level(level);
-    const img::exr_row_kernels& fast = img::active_exr_rows();
-    const img::exr_row_kernels& plain = img::plain_exr_rows();
+  std::vector<std::uint32_t> memory(4 * part);
+  for (auto& word : memory) {
+    const auto bits = static_cast<std::uint32_t>(random());
+    word = bits % 4 == 0 ? bits : 0x38000000u + bits % 0x10000000u;  // as floats: any, or of the range of halves
+  }
+  support::every_level([&](const char* level) {
     for (std::size_t offset = 0; offset < 3; ++offset) {
       for (std::size_t count = 0; count < 150; ++count) {
-        std::vector<std::uint8_t> a(bytes.begin() + 11, bytes.begin() + 11 + 200);
-        std::vector<std::uint8_t> b = a;
-        fast.undo_differences(a.data() + offset, count);
-        plain.undo_differences(b.data() + offset, count);
-        ASSERT_EQ(a, b) << "undo_differences " << count;
-
-        std::vector<std::uint16_t> c(200, 0xABCD);
-        std::vector<std::uint16_t> d = c;
-        fast.join_bytes(c.data() + offset, bytes.data() + offset, bytes.data() + 300, count);
-        plain.join_bytes(d.data() + offset, bytes.data() + offset, bytes.data() + 300, count);
-        ASSERT_EQ(c, d) << "join_bytes " << count;
-
-        std::vector<std::uint8_t> low(200, 0xEE);
-        std::vector<std::uint8_t> high = low;
-        fast.split_bytes(low.data() + offset, high.data() + offset, d.data() + offset, count);
-        for (std::size_t i = 0; i < 200; ++i) {
-          const bool inside = i >= offset && i < offset + count;
-          ASSERT_EQ(low[i], inside ? bytes[i] : 0xEE) << "split_bytes " << count;
-          ASSERT_EQ(high[i], inside ? bytes[300 + i - offset] : 0xEE) << "split_bytes " << count;
-        }
-        std::fill(low.begin(), low.end(), std::uint8_t{0xEE});
-        fast.take_differences(low.data() + offset, a.data() + offset, count);
-        fast.undo_differences(low.data() + offset, count);
-        for (std::size_t i = 0; i < 200; ++i) {
-          ASSERT_EQ(low[i], i >= offset && i < offset + count ? a[i] : 0xEE) << "take_differences " << count;
-        }
-
-        fast.floats_to_halves(c.data() + offset, floats.data() + offset, count);
-        plain.floats_to_halves(d.data() + offset, floats.data() + offset, count);
-        ASSERT_EQ(c, d) << "floats_to_halves " << count;
-
+        const auto compare = [&](const char* what, auto&& run) {
+          auto fast = memory;
+          auto plain = memory;
+          run(img::active_exr_rows(), fast.data());
+          run(img::plain_exr_rows(), plain.data());
+          ASSERT_EQ(fast, plain) << what << ' ' << level << ' ' << count;
+        };
+        using words = std::uint32_t*;
+        const auto bytes = [&](words at) { return reinterpret_cast<std::uint8_t*>(at) + offset; };
+        const auto halves = [&](words at) { return reinterpret_cast<std::uint16_t*>(at) + offset; };
+        compare("undo", [&](const auto& rows, words at) { rows.undo_differences(bytes(at), count); });
+        compare("take", [&](const auto& rows, words at) { rows.take_differences(bytes(at), bytes(at + part), count); });
+        compare("join", [&](const auto& rows, words at) {
+          rows.join_bytes(halves(at), bytes(at + part), bytes(at + 2 * part), count);
+        });
+        compare("split", [&](const auto& rows, words at) {
+          rows.split_bytes(bytes(at), bytes(at + part), halves(at + 2 * part), count);
+        });
+        compare("halves",
+                [&](const auto& rows, words at) { rows.floats_to_halves(halves(at), at + part + offset, count); });
         for (const bool wide : {false, true}) {
-          for (std::size_t i = 0; i < 200; ++i) c[i] = d[i] = static_cast<std::uint16_t>(random());
-          std::vector<std::uint16_t> e = c;
-          std::vector<std::uint16_t> f = d;
-          fast.join_wavelet(c.data() + offset, e.data() + offset, count, wide);
-          plain.join_wavelet(d.data() + offset, f.data() + offset, count, wide);
-          ASSERT_EQ(c, d) << "join_wavelet " << count << wide;
-          ASSERT_EQ(e, f) << "join_wavelet " << count << wide;
+          compare("wavelet",
+                  [&](const auto& rows, words at) { rows.join_wavelet(halves(at), halves(at + part), count, wide); });
         }
       }
     }
-  }
-  img::pin_simd_level(best);
+  });
 }
 
 // Against the half class, but that what is beyond the largest half is infinite even where it would round down to it.

@@ -6,6 +6,9 @@
 #include <string>
 #include <string_view>
 
+#include "img/format.h"
+#include "support/temp_folder.h"
+
 namespace film_files {
 
 struct bytes {
@@ -50,6 +53,8 @@ struct shape {
   std::uint32_t offset = 2048;
   int packing = 1;
   int orientation = 0;
+  bool wide = false;     // 10 bits in 16
+  bool aligned = false;  // rows end at a multiple of four bytes, of which the header says nothing
 };
 
 // 10-bit codes of the test picture, all fields different.
@@ -65,9 +70,9 @@ inline void add_pixels(bytes& file, const shape& s) {
   file.data.resize(s.offset, '\xEE');
   const int samples = s.descriptor == 51 ? 4 : 3;
   for (int y = 0; y < s.height; ++y) {
-    if (s.bits != 10) {
+    if (s.bits != 10 || s.wide) {
       for (int x = 0; x < s.width; ++x) {
-        for (int c = 0; c < samples; ++c) file.add(code(x, y, c) << 6 | (s.bits == 16 ? 0x3Fu : 0x30u), 2);
+        for (int c = 0; c < samples; ++c) file.add(code(x, y, c) << 6 | (s.bits == 12 ? 0x30u : 0x3Fu), 2);
       }
     } else {
       for (int i = 0; i < s.width * samples; i += 3) {
@@ -78,6 +83,7 @@ inline void add_pixels(bytes& file, const shape& s) {
         file.add(packed, 4);
       }
     }
+    if (s.aligned) file.data.append((s.offset - file.data.size()) % 4, '\xAB');
     file.data.append(s.padding, '\xAB');
   }
 }
@@ -117,6 +123,14 @@ inline bytes make_cineon(const shape& s) {
   if (s.padding != 0) file.put32(684, s.padding);
   add_pixels(file, s);
   return file;
+}
+
+inline img::image load(const bytes& file) {
+  const support::temp_folder folder;
+  support::write_file(folder / "a.dpx", file.data);
+  img::image image;
+  img::load(image, folder / "a.dpx");
+  return image;
 }
 
 }  // namespace film_files

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "img/lookup_table.h"
-#include "io/exceptions.h"
+#include "support/failure.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -22,39 +22,6 @@ std::string repeated(const std::string& text, int count) {
   return out;
 }
 
-class lookup_files : public testing::Test {
- protected:
-  lookup_table load(const std::string& name, const std::string& text) {
-    support::write_file(folder_ / name, text);
-    lookup_table table;
-    img::load_lookup(folder_ / name, table);
-    return table;
-  }
-
-  // "what(): message" of the failure, empty without one. The table must stay as it was.
-  std::string failure(const std::string& name, const std::string& text) {
-    support::write_file(folder_ / name, text);
-    lookup_table table;
-    table.set_1d(std::vector<double>(lookup_table::curve_entries, 0.25), false);
-    const lookup_table before = table;
-    try {
-      img::load_lookup(folder_ / name, table);
-    } catch (const io::exception& error) {
-      EXPECT_EQ(error.source(), folder_ / name);
-      EXPECT_EQ(table, before);
-      return std::string(error.what()) + ": " + error.message();
-    }
-    return "";
-  }
-
-  std::string saved(const std::string& name, const lookup_table& table) {
-    img::save_lookup(folder_ / name, table);
-    return support::read_file(folder_ / name);
-  }
-
-  support::temp_folder folder_;
-};
-
 double curve(const lookup_table& table, int c, int i) {
   return table.curves()[c * 1024 + i];
 }
@@ -62,6 +29,37 @@ double curve(const lookup_table& table, int c, int i) {
 // Value c (0 red, 1 green, 2 blue) of a node.
 double node(const lookup_table& table, int r, int g, int b, int c) {
   return table.cube()[((r * 17 + g) * 17 + b) * 4 + 2 - c] / 4096.0 - 0.125;
+}
+
+template <class T>
+std::string triple(T r, T g, T b) {
+  return std::to_string(r) + ' ' + std::to_string(g) + ' ' + std::to_string(b) + '\n';
+}
+
+// The lines of a cube of `size` points a side, line(r, g, b) for each.
+template <class Line>
+std::string cube_lines(int size, bool red_fastest, Line&& line) {
+  std::string text;
+  for (int outer = 0; outer < size; ++outer) {
+    for (int g = 0; g < size; ++g) {
+      for (int inner = 0; inner < size; ++inner) {
+        text += red_fastest ? line(inner, g, outer) : line(outer, g, inner);
+      }
+    }
+  }
+  return text;
+}
+
+// Calls check(r, g, b) for all nodes of a table.
+template <class Check>
+void for_nodes(Check&& check) {
+  for (int i = 0; i < 17 * 17 * 17; ++i) check(i / 289, i / 17 % 17, i % 17);
+}
+
+lookup_table with_curves(const std::vector<double>& values) {
+  lookup_table table;
+  table.set_1d(values, true);
+  return table;
 }
 
 lookup_table random_cube(unsigned seed, int least, int most) {
@@ -75,82 +73,90 @@ lookup_table random_cube(unsigned seed, int least, int most) {
   return table;
 }
 
+class lookup_files : public testing::Test {
+ protected:
+  lookup_table load(const std::string& name, const std::string& text) {
+    support::write_file(folder_ / name, text);
+    lookup_table table;
+    img::load_lookup(folder_ / name, table);
+    return table;
+  }
+
+  // As support::failure_of(). The table must stay as it was.
+  std::string failure(const std::string& name, const std::string& text) {
+    support::write_file(folder_ / name, text);
+    const lookup_table before = with_curves(std::vector<double>(lookup_table::curve_entries, 0.25));
+    lookup_table table = before;
+    const std::string failure = support::failure_of(folder_ / name, [&] { img::load_lookup(folder_ / name, table); });
+    EXPECT_TRUE(failure.empty() || table == before) << name;
+    return failure;
+  }
+
+  std::string saved(const std::string& name, const lookup_table& table) {
+    img::save_lookup(folder_ / name, table);
+    return support::read_file(folder_ / name);
+  }
+
+  support::temp_folder folder_;
+};
+
 TEST_F(lookup_files, failures) {
   const std::string eof = "io::eof_error: Unexpected end of file";
   auto invalid = [](const std::string& message) { return "io::invalid_format: " + message; };
-  const std::string lut_size = invalid("Unsupported channel count or invalid table size");
   const std::string data = invalid("Invalid data line");
   const std::string size3 = invalid("Invalid 3D table size");
   const std::string size1 = invalid("Invalid 1D table size");
-  const std::string missing = invalid("Missing table size");
   const std::string both = invalid("3D+1D tables are not supported");
   const std::string cube8 = repeated("0 0 0\n", 8);
   const struct {
     std::string name;
-    std::string text;
     std::string expected;
+    std::vector<std::string> texts;
   } rows[] = {
-      {"a.txt", "", invalid("Unrecognized file type")},
-      {"lut", "LUT: 3 2\n0 1 0 1 0 1", invalid("Unrecognized file type")},
+      {"a.txt", invalid("Unrecognized file type"), {""}},
+      {"lut", invalid("Unrecognized file type"), {"LUT: 3 2\n0 1 0 1 0 1"}},
 
-      {"a.lut", "", eof},
-      {"a.lut", "no mark\nlut: 3 2\n", eof},
-      {"a.lut", "LUT: 3 1\n0\n0\n0\n", lut_size},
-      {"a.lut", "LUT: 1 4\n0\n0\n0\n0\n", lut_size},
-      {"a.lut", "LUT: 3\n0\n", lut_size},
-      {"a.lut", "LUT:\n", lut_size},
-      {"a.lut", "LUT: 3 -5\n", lut_size},
-      {"a.lut", "LUT: 3 99999999999\n", lut_size},
-      {"a.lut", "LUT: 3 2000000000\n0\n", lut_size},
-      {"a.lut", "LUT: 3 1000000\n0\n1\n", eof},
-      {"a.lut", "LUT: 3 2\n0\n1\n0\n1\n0\n", eof},
-      {"a.lut", "LUT: 3 2\n0\nx\n0\n1\n0\n1\n", data},
-      {"a.lut", "LUT: 3 2\n0\n0.5\n0\n1\n0\n1\n", data},
-      {"a.lut", "LUT: 3 2\n0\n99999999999\n0\n1\n0\n1\n", data},
-      {"a.LUT", "LUT: 4 2\n", lut_size},
+      {"a.LUT",
+       invalid("Unsupported channel count or invalid table size"),
+       {"LUT: 3 1\n0\n0\n0\n", "LUT: 1 4\n0\n0\n0\n0\n", "LUT: 4 2\n", "LUT: 3\n0\n", "LUT:\n", "LUT: 3 -5\n",
+        "LUT: 3 99999999999\n", "LUT: 3 2000000000\n0\n"}},
+      {"a.lut", eof, {"", "no mark\nlut: 3 2\n", "LUT: 3 1000000\n0\n1\n", "LUT: 3 2\n0\n1\n0\n1\n0\n"}},
+      {"a.lut",
+       data,
+       {"LUT: 3 2\n0\nx\n0\n1\n0\n1\n", "LUT: 3 2\n0\n0.5\n0\n1\n0\n1\n", "LUT: 3 2\n0\n99999999999\n0\n1\n0\n1\n"}},
 
-      {"a.3dl", "", eof},
-      {"a.3dl", "0 64 128 192\n", eof},
-      {"a.3dl", cube8 + "0 0 0\n", size3},
-      {"a.3dl", "0 1023\n" + repeated("0 0 0\n", 7), eof},
-      {"a.3dl", "0 1023\n" + repeated("0 0 0\n", 27), size3},
-      {"a.3dl", "Mesh 4 12\n" + repeated("0 0 0\n", 4912), eof},
-      {"a.3dl", "Mesh 30 12\n" + cube8, size3},
-      {"a.3dl", "Mesh four\n" + cube8, size3},
-      {"a.3dl", "0 0 0\n0 0\n", data},
-      {"a.3dl", "0 0 0\n0 0 0 0\n", data},
-      {"a.3dl", "0 0 0\n0 0.5 1\n", data},
-      {"a.3dl", "0 0 0\n0 0 1000000000000\n", data},
-      {"a.3dl", std::string(100000, '7'), eof},
+      {"a.3dl",
+       eof,
+       {"", "0 64 128 192\n", "0 1023\n" + repeated("0 0 0\n", 7), "Mesh 4 12\n" + repeated("0 0 0\n", 4912),
+        std::string(100000, '7')}},
+      {"a.3dl",
+       size3,
+       {cube8 + "0 0 0\n", "0 1023\n" + repeated("0 0 0\n", 27), "Mesh 30 12\n" + cube8, "Mesh four\n" + cube8}},
+      {"a.3dl", data, {"0 0 0\n0 0\n", "0 0 0\n0 0 0 0\n", "0 0 0\n0 0.5 1\n", "0 0 0\n0 0 1000000000000\n"}},
 
-      {"a.cube", "", missing},
-      {"a.cube", "TITLE \"nothing\"\n", missing},
-      {"a.cube", "0 0 0\nLUT_3D_SIZE 2\n", missing},
-      {"a.cube", "LUT_3D_SIZE 2\nLUT_1D_SIZE 2\n", both},
-      {"a.cms", "LUT_1D_SIZE 2\nLUT_3D_SIZE 2\n" + cube8, both},
-      {"a.cube", "LUT_1D_SIZE 1\n", size1},
-      {"a.cube", "LUT_1D_SIZE -7\n", size1},
-      {"a.cube", "LUT_1D_SIZE 99999999999999999999\n", size1},
-      {"a.cube", "LUT_1D_SIZE\n", size1},
-      {"a.cube", "LUT_3D_SIZE 1\n", size3},
-      {"a.cube", "LUT_3D_SIZE x\n", size3},
-      {"a.cube", "LUT_3D_SIZE 2000000000\n0 0 0\n", size3},
-      {"a.cube", "LUT_3D_SIZE 257\n0 0 0\n", eof},
-      {"a.cube", "LUT_3D_SIZE 2\n" + repeated("0 0 0\n", 7), eof},
-      {"a.cube", "LUT_3D_SIZE 2\n" + repeated("0 0 0\n", 9), size3},
-      {"a.cube", "LUT_1D_SIZE 2\n0 0 0\nLUT_1D_SIZE 3\n", size1},
-      {"a.cube", "LUT_1D_SIZE 2\n0 0\n1 1 1\n", data},
-      {"a.cube", "LUT_1D_SIZE 2\n0 0 0 0\n1 1 1\n", data},
-      {"a.cube", "LUT_1D_SIZE 2\n0 0 0x\n1 1 1\n", data},
-      {"a.cube", "LUT_1D_SIZE 2\n0 0,5 0\n1 1 1\n", data},
-      {"a.cube", "LUT_1D_SIZE 2\n0 nan 0\n1 1 1\n", data},
-      {"a.cube", "LUT_1D_SIZE 2\n0 -inf 0\n1 1 1\n", data},
-      {"a.cube", "LUT_1D_SIZE 2\n0 1e999 0\n1 1 1\n", data},
-      {"a.cube", std::string("LUT_1D_SIZE 2\n0 0 \0\n1 1 1\n", 26), data},
+      {"a.cube", invalid("Missing table size"), {"", "TITLE \"nothing\"\n", "0 0 0\nLUT_3D_SIZE 2\n"}},
+      {"a.cube", both, {"LUT_3D_SIZE 2\nLUT_1D_SIZE 2\n"}},
+      {"a.cms", both, {"LUT_1D_SIZE 2\nLUT_3D_SIZE 2\n" + cube8}},
+      {"a.cube",
+       size1,
+       {"LUT_1D_SIZE 1\n", "LUT_1D_SIZE -7\n", "LUT_1D_SIZE 99999999999999999999\n", "LUT_1D_SIZE\n",
+        "LUT_1D_SIZE 2\n0 0 0\nLUT_1D_SIZE 3\n"}},
+      {"a.cube",
+       size3,
+       {"LUT_3D_SIZE 1\n", "LUT_3D_SIZE x\n", "LUT_3D_SIZE 2000000000\n0 0 0\n",
+        "LUT_3D_SIZE 2\n" + cube8 + "0 0 0\n"}},
+      {"a.cube", eof, {"LUT_3D_SIZE 257\n0 0 0\n", "LUT_3D_SIZE 2\n" + repeated("0 0 0\n", 7)}},
   };
   for (const auto& row : rows) {
-    EXPECT_EQ(failure(row.name, row.text), row.expected) << row.name << "\n" << row.text.substr(0, 80);
+    for (const std::string& text : row.texts) {
+      EXPECT_EQ(failure(row.name, text), row.expected) << row.name << "\n" << text.substr(0, 80);
+    }
   }
+  for (const std::string line :
+       {"0 0", "0 0 0 0", "0 0 0x", "0 0,5 0", "0 nan 0", "0 -inf 0", "0 1e999 0", "0 0 -", "0 +-1 0"}) {
+    EXPECT_EQ(failure("a.cube", "LUT_1D_SIZE 2\n" + line + "\n1 1 1\n"), data) << line;
+  }
+  EXPECT_EQ(failure("a.cube", std::string("LUT_1D_SIZE 2\n0 0 \0\n1 1 1\n", 26)), data);
 }
 
 TEST_F(lookup_files, unreadable_files) {
@@ -180,86 +186,56 @@ TEST_F(lookup_files, lut_scale_follows_the_largest_value) {
   }
 }
 
-TEST_F(lookup_files, curves_of_1024_pass_unchanged_and_others_are_drawn_through) {
-  std::string text = "LUT_1D_SIZE 1024\n";
-  for (int i = 0; i < 1024; ++i) {
-    text += std::to_string(i * i % 1023) + ".5 " + std::to_string(-i) + " +" + std::to_string(i) + "e-3\r\n";
-  }
-  const lookup_table table = load("a.cube", text);
-  for (int i = 0; i < 1024; ++i) {
-    ASSERT_EQ(curve(table, 0, i), i * i % 1023 + 0.5);
-    ASSERT_EQ(curve(table, 1, i), -i);
-    ASSERT_DOUBLE_EQ(curve(table, 2, i), i / 1000.0);
-  }
-  // Three points: 0, 1, 0. Entry 511.5 would be the middle.
-  const lookup_table tent = load("b.cube", "LUT_1D_SIZE 3\n0 0 0\n1 2 1\n0 0 0\n");
+TEST_F(lookup_files, curves_are_drawn_through_their_points) {
+  // Entry 511.5 would be the middle.
+  const lookup_table tent = load("b.cube", "LUT_1D_SIZE 3\r\n0 -7 0\r\n1 2 +1e-3\r\n0 0 0.5\r\n");
   EXPECT_EQ(curve(tent, 0, 0), 0);
+  EXPECT_EQ(curve(tent, 1, 0), -7);
   EXPECT_NEAR(curve(tent, 0, 511), 1022 / 1023.0, 1e-12);
   EXPECT_NEAR(curve(tent, 1, 512), 2 * 1022 / 1023.0, 1e-12);
-  EXPECT_EQ(curve(tent, 2, 1023), 0);
+  EXPECT_NEAR(curve(tent, 2, 511), 0.001 * 1022 / 1023.0, 1e-12);
+  EXPECT_EQ(curve(tent, 2, 1023), 0.5);
 }
 
 TEST_F(lookup_files, a_cube_of_17_passes_unchanged) {
+  const std::string floats = "SOMETHING 3\nLUT_3D_SIZE 17\n" + cube_lines(17, true, [](int r, int g, int b) {
+                               return triple(r / 16.0, g / 16.0, b / 16.0);
+                             });
+  const std::string integers =
+      "# a\n\n0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16\n" +
+      cube_lines(17, false, [](int r, int g, int b) { return triple(r * 255, g * 255, b * 255); });
   for (const char* name : {"a.cube", "a.cms", "a.3dl"}) {
-    const bool integers = std::string(name) == "a.3dl";
-    std::string text = integers ? "# a\n\n0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16\n" : "SOMETHING 3\nLUT_3D_SIZE 17\n";
-    for (int outer = 0; outer < 17; ++outer) {
-      for (int g = 0; g < 17; ++g) {
-        for (int inner = 0; inner < 17; ++inner) {
-          const int r = integers ? outer : inner, b = integers ? inner : outer;
-          for (const int v : {r, g, b})
-            text += integers ? std::to_string(v * 255) + ' ' : std::to_string(v / 16.0) + ' ';
-          text += "\n";
-        }
-      }
-    }
-    const lookup_table table = load(name, text);
+    const bool is_3dl = std::string(name) == "a.3dl";
+    const lookup_table table = load(name, is_3dl ? integers : floats);
     EXPECT_TRUE(table.has_cube() && table.output_srgb3) << name;
-    for (int r = 0; r < 17; ++r) {
-      for (int g = 0; g < 17; ++g) {
-        for (int b = 0; b < 17; ++b) {
-          const int place[3] = {r, g, b};
-          for (int c = 0; c < 3; ++c) {
-            const double value = integers ? place[c] * 255 / 4095.0 : place[c] / 16.0;
-            ASSERT_EQ(table.cube()[((r * 17 + g) * 17 + b) * 4 + 2 - c], std::rint((value + 0.125) * 4096)) << name;
-          }
-        }
+    for_nodes([&](int r, int g, int b) {
+      const int place[3] = {b, g, r};
+      for (int c = 0; c < 3; ++c) {
+        const double value = is_3dl ? place[c] * 255 / 4095.0 : place[c] / 16.0;
+        ASSERT_EQ(table.cube()[((r * 17 + g) * 17 + b) * 4 + c], std::rint((value + 0.125) * 4096)) << name;
       }
-    }
+    });
   }
 }
 
 TEST_F(lookup_files, other_grids_are_interpolated) {
-  // Two points a side: red 0.25, green 0.5 and blue 1 times the coordinate, and a red that needs all three.
-  std::string text = "LUT_3D_SIZE 2\n";
-  for (int i = 0; i < 8; ++i) {
-    const int r = i & 1, g = i >> 1 & 1, b = i >> 2;
-    text += std::to_string(r * g * b) + " " + std::to_string(g * 0.5) + " " + std::to_string(b) + "\n";
-  }
-  const lookup_table two = load("a.cms", text);
+  // Two points a side: green 0.5 and blue 1 times the coordinate, and a red that needs all three.
+  const lookup_table two = load("a.cms", "LUT_3D_SIZE 2\n" + cube_lines(2, true, [](int r, int g, int b) {
+                                           return triple<double>(r * g * b, g * 0.5, b);
+                                         }));
   // 33 points: every second is a node.
-  std::string text33 = "LUT_3D_SIZE 33\n";
-  for (int b = 0; b < 33; ++b) {
-    for (int g = 0; g < 33; ++g) {
-      for (int r = 0; r < 33; ++r) {
-        text33 += std::to_string(r % 2 ? 9 : r / 32.0) + " " + std::to_string(g % 2 ? 9 : g / 64.0) + " " +
-                  std::to_string(b % 2 ? 9 : b / 32.0) + "\n";
-      }
+  const lookup_table many =
+      load("b.cube", "LUT_3D_SIZE 33\n" + cube_lines(33, true, [](int r, int g, int b) {
+                       return triple(r % 2 ? 9 : r / 32.0, g % 2 ? 9 : g / 64.0, b % 2 ? 9 : b / 32.0);
+                     }));
+  for_nodes([&](int r, int g, int b) {
+    EXPECT_NEAR(node(two, r, g, b, 0), r * g * b / 4096.0, 1.0 / 8192);
+    EXPECT_NEAR(node(many, r, g, b, 0), r / 16.0, 1.0 / 8192);
+    for (const lookup_table* table : {&two, &many}) {
+      EXPECT_NEAR(node(*table, r, g, b, 1), g / 32.0, 1.0 / 8192);
+      EXPECT_NEAR(node(*table, r, g, b, 2), b / 16.0, 1.0 / 8192);
     }
-  }
-  const lookup_table many = load("b.cube", text33);
-  for (const int r : {0, 5, 16}) {
-    for (const int g : {0, 8, 16}) {
-      for (const int b : {0, 3, 16}) {
-        EXPECT_NEAR(node(two, r, g, b, 0), r * g * b / 4096.0, 1.0 / 8192);
-        EXPECT_NEAR(node(two, r, g, b, 1), g / 32.0, 1.0 / 8192);
-        EXPECT_NEAR(node(two, r, g, b, 2), b / 16.0, 1.0 / 8192);
-        EXPECT_NEAR(node(many, r, g, b, 0), r / 16.0, 1.0 / 8192);
-        EXPECT_NEAR(node(many, r, g, b, 1), g / 32.0, 1.0 / 8192);
-        EXPECT_NEAR(node(many, r, g, b, 2), b / 16.0, 1.0 / 8192);
-      }
-    }
-  }
+  });
 }
 
 TEST_F(lookup_files, values_outside_the_fixed_range_are_held) {
@@ -299,8 +275,7 @@ TEST_F(lookup_files, depth_of_a_3dl) {
 }
 
 TEST_F(lookup_files, refused_exports) {
-  lookup_table curves, none;
-  curves.set_1d(std::vector<double>(lookup_table::curve_entries, 0.25), true);
+  const lookup_table none, curves = with_curves(std::vector<double>(lookup_table::curve_entries, 0.25));
   const lookup_table cube = random_cube(1, 0, 16383);
   const struct {
     const char* name;
@@ -312,15 +287,11 @@ TEST_F(lookup_files, refused_exports) {
               {"a.cube", none, "Cannot export an empty lookup table"},
               {"a.png", cube, "Unrecognized file type"}};
   for (const auto& row : rows) {
-    try {
-      img::save_lookup(folder_ / row.name, row.table);
-      ADD_FAILURE() << row.name;
-    } catch (const io::invalid_format& error) {
-      EXPECT_EQ(error.message(), row.expected);
-    }
+    EXPECT_EQ(support::failure_of(folder_ / row.name, [&] { saved(row.name, row.table); }),
+              std::string("io::invalid_format: ") + row.expected);
     EXPECT_FALSE(std::filesystem::exists(folder_ / row.name));
   }
-  EXPECT_THROW(img::save_lookup(folder_ / "no/a.cube", cube), io::open_error);
+  EXPECT_THROW(saved("no/a.cube", cube), io::open_error);
 }
 
 TEST_F(lookup_files, what_is_written) {
@@ -330,8 +301,7 @@ TEST_F(lookup_files, what_is_written) {
     values[1024 + i] = i == 1 ? 1e-7 : -1;
     values[2048 + i] = i == 2 ? std::nan("") : 2;
   }
-  lookup_table curves;
-  curves.set_1d(values, true);
+  const lookup_table curves = with_curves(values);
 
   const std::string lut = saved("a.lut", curves);
   EXPECT_EQ(lut.substr(0, lut.find("LUT:")),
@@ -373,27 +343,16 @@ TEST_F(lookup_files, what_is_written_reads_back) {
   // A comma as the decimal point must not matter. The locale may be missing here; the rest counts all the same.
   std::setlocale(LC_ALL, "de_DE.UTF-8");
   const lookup_table cube = random_cube(3, 0, 16383);
-  lookup_table back;
-  for (const char* name : {"a.cube", "a.cms"}) {
-    saved(name, cube);
-    img::load_lookup(folder_ / name, back);
-    EXPECT_EQ(back, cube) << name;
-    EXPECT_EQ(back.cube_hash(), cube.cube_hash());
-  }
+  for (const char* name : {"a.cube", "a.cms"}) EXPECT_EQ(load(name, saved(name, cube)), cube) << name;
   const lookup_table held = random_cube(4, 512, 512 + 4096);
-  saved("a.3dl", held);
-  img::load_lookup(folder_ / "a.3dl", back);
+  lookup_table back = load("a.3dl", saved("a.3dl", held));
   for (std::size_t i = 0; i < lookup_table::cube_entries; ++i) ASSERT_NEAR(back.cube()[i], held.cube()[i], 1);
 
   std::vector<double> values(lookup_table::curve_entries);
   for (std::size_t i = 0; i < values.size(); ++i) values[i] = std::sin(i * 0.37) * (i % 3 ? 1 : 1e-5);
-  lookup_table curves;
-  curves.set_1d(values, true);
-  saved("b.cube", curves);
-  img::load_lookup(folder_ / "b.cube", back);
-  EXPECT_EQ(back, curves);
-  saved("b.lut", curves);
-  img::load_lookup(folder_ / "b.lut", back);
+  const lookup_table curves = with_curves(values);
+  EXPECT_EQ(load("b.cube", saved("b.cube", curves)), curves);
+  back = load("b.lut", saved("b.lut", curves));
   for (std::size_t i = 0; i < values.size(); ++i) ASSERT_NEAR(back.curves()[i], std::max(values[i], 0.0), 1 / 65535.0);
   std::setlocale(LC_ALL, "C");
 }
@@ -401,48 +360,47 @@ TEST_F(lookup_files, what_is_written_reads_back) {
 TEST_F(lookup_files, real_files) {
   const std::string samples = KESTRIN_SAMPLES_DIR "/lut/";
   if (!std::filesystem::exists(samples)) GTEST_SKIP() << "no sample files at " << samples;
+  // A curve's value at an index, or a node's at its place; of red, green or blue (0, 1, 2).
+  const struct {
+    const char* name;
+    int place[3];
+    int colour;
+    double value;
+  } rows[] = {
+      {"logtolin_8to8.lut", {0}, 0, 0},
+      {"logtolin_8to8.lut", {1023}, 2, 1},
+      {"LUTApply1D_example.lut", {1}, 0, 8 / 4095.0},
+      {"LUTApply1D_example.lut", {1023}, 2, 1},
+      {"ACES_Proxy_10_to_ACES.cube", {0}, 1, 0.0004883},
+      {"ACES_Proxy_10_to_ACES.cube", {33}, 1, 0.0007714},  // 33 * 31 / 1023 is 1
+      {"ACES_Proxy_10_to_ACES.cube", {1023}, 1, 704.3},
+      {"discreet-3d-lut.3dl", {0, 0, 0}, 0, 17 / 4095.0},
+      {"discreet-3d-lut.3dl", {0, 0, 1}, 2, 68 / 4095.0},
+      {"discreet-3d-lut.3dl", {16, 16, 16}, 2, 4094 / 4095.0},
+      {"eotf_sRGB_3D.cube", {16, 0, 0}, 0, 2.5371552},
+      {"eotf_sRGB_3D.cube", {0, 0, 16}, 0, -0.0077399},
+      {"eotf_sRGB_3D.cube", {0, 0, 16}, 2, 16383 / 4096.0 - 0.125},  // 12.8 is held
+      {"iridas_3d.cube", {16, 8, 0}, 0, 2},
+      {"iridas_3d.cube", {16, 8, 0}, 1, 1},
+      {"iridas_3d.cube", {16, 8, 0}, 2, 0},
+  };
   lookup_table table;
-
-  img::load_lookup(samples + "logtolin_8to8.lut", table);
-  EXPECT_EQ(curve(table, 0, 0), 0);
-  EXPECT_EQ(curve(table, 2, 1023), 1);
-
-  img::load_lookup(samples + "LUTApply1D_example.lut", table);
-  EXPECT_DOUBLE_EQ(curve(table, 0, 1), 8 / 4095.0);
-  EXPECT_EQ(curve(table, 2, 1023), 1);
-
-  img::load_lookup(samples + "ACES_Proxy_10_to_ACES.cube", table);
-  EXPECT_EQ(curve(table, 1, 0), 0.0004883);
-  EXPECT_EQ(curve(table, 1, 1023), 704.3);
-  EXPECT_NEAR(curve(table, 1, 33), 0.0004883 + (0.0007714 - 0.0004883), 1e-12);  // 33 * 31 / 1023 is 1
-
-  img::load_lookup(samples + "discreet-3d-lut.3dl", table);
-  EXPECT_NEAR(node(table, 0, 0, 0, 0), 17 / 4095.0, 1.0 / 8192);
-  EXPECT_NEAR(node(table, 0, 0, 1, 2), 68 / 4095.0, 1.0 / 8192);
-  EXPECT_NEAR(node(table, 16, 16, 16, 2), 4094 / 4095.0, 1.0 / 8192);
-
+  for (const auto& row : rows) {
+    img::load_lookup(samples + row.name, table);
+    const auto& [r, g, b] = row.place;
+    const bool cube = table.has_cube();
+    EXPECT_NEAR(cube ? node(table, r, g, b, row.colour) : curve(table, row.colour, r), row.value,
+                cube ? 1.0 / 8192 : 1e-12)
+        << row.name << " " << r << " " << g << " " << b;
+  }
   for (const char* name : {"identity_NucodaCMS33.cms", "identity_Smoke17_12bits.3dl"}) {
     img::load_lookup(samples + name, table);
-    for (int r = 0; r < 17; ++r) {
-      for (int g = 0; g < 17; ++g) {
-        for (int b = 0; b < 17; ++b) {
-          ASSERT_NEAR(node(table, r, g, b, 0), r / 16.0, 0.0005) << name;
-          ASSERT_NEAR(node(table, r, g, b, 1), g / 16.0, 0.0005) << name;
-          ASSERT_NEAR(node(table, r, g, b, 2), b / 16.0, 0.0005) << name;
-        }
-      }
-    }
+    for_nodes([&](int r, int g, int b) {
+      ASSERT_NEAR(node(table, r, g, b, 0), r / 16.0, 0.0005) << name;
+      ASSERT_NEAR(node(table, r, g, b, 1), g / 16.0, 0.0005) << name;
+      ASSERT_NEAR(node(table, r, g, b, 2), b / 16.0, 0.0005) << name;
+    });
   }
-
-  img::load_lookup(samples + "eotf_sRGB_3D.cube", table);
-  EXPECT_NEAR(node(table, 16, 0, 0, 0), 2.5371552, 1.0 / 8192);
-  EXPECT_NEAR(node(table, 0, 0, 16, 0), -0.0077399, 1.0 / 8192);
-  EXPECT_EQ(table.cube()[((0 * 17 + 0) * 17 + 16) * 4], 16383);  // 12.8 is held
-
-  img::load_lookup(samples + "iridas_3d.cube", table);
-  EXPECT_EQ(node(table, 16, 8, 0, 0), 2);
-  EXPECT_EQ(node(table, 16, 8, 0, 1), 1);
-  EXPECT_EQ(node(table, 16, 8, 0, 2), 0);
 }
 
 }  // namespace

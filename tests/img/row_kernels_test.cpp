@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <vector>
 
@@ -16,20 +15,15 @@ constexpr std::size_t guard = 64;
 
 // Bytes with a guard on both sides, at an odd address.
 struct guarded {
-  explicit guarded(std::size_t size) : bytes(size + 2 * guard + 1, 0xA5), size(size) {}
+  explicit guarded(std::size_t size) : bytes(size + 2 * guard + 1, 0xA5) {}
   std::uint8_t* data() { return bytes.data() + guard + 1; }
   bool intact() const {
-    for (std::size_t i = 0; i < guard + 1; ++i) {
-      if (bytes[i] != 0xA5) return false;
-    }
-    for (std::size_t i = 0; i < guard; ++i) {
-      if (bytes[guard + 1 + size + i] != 0xA5) return false;
-    }
-    return true;
+    auto untouched = [](std::uint8_t byte) { return byte == 0xA5; };
+    return std::all_of(bytes.begin(), bytes.begin() + guard + 1, untouched) &&
+           std::all_of(bytes.end() - guard, bytes.end(), untouched);
   }
   bool operator==(const guarded& other) const { return bytes == other.bytes; }
   std::vector<std::uint8_t> bytes;
-  std::size_t size;
 };
 
 std::vector<std::uint8_t> noise(std::size_t size) {
@@ -58,22 +52,15 @@ std::vector<guarded> results_of(const img::row_kernels& kernels, std::size_t cou
   kernels.every_2nd_8(source.data(), more(count), count);
   kernels.every_4th_8(source.data(), more(count), count);
   // The wider samples are aligned to their size, as planes are.
-  const auto* words = reinterpret_cast<const std::uint16_t*>(source.data());
-  const auto* longs = reinterpret_cast<const std::uint32_t*>(source.data());
-  std::vector<std::uint16_t> few16(count);
-  std::vector<std::uint32_t> few32(count);
-  auto keep = [&](const void* data, std::size_t size) {
-    std::uint8_t* to = more(size);
-    if (size) std::memcpy(to, data, size);
+  auto every = [&](auto* kernel, auto sample) {
+    std::vector<decltype(sample)> few(count);
+    kernel(reinterpret_cast<const decltype(sample)*>(source.data()), few.data(), count);
+    std::copy_n(reinterpret_cast<const std::uint8_t*>(few.data()), count * sizeof sample, more(count * sizeof sample));
   };
-  kernels.every_2nd_16(words, few16.data(), count);
-  keep(few16.data(), 2 * count);
-  kernels.every_4th_16(words, few16.data(), count);
-  keep(few16.data(), 2 * count);
-  kernels.every_2nd_32(longs, few32.data(), count);
-  keep(few32.data(), 4 * count);
-  kernels.every_4th_32(longs, few32.data(), count);
-  keep(few32.data(), 4 * count);
+  every(kernels.every_2nd_16, std::uint16_t{});
+  every(kernels.every_4th_16, std::uint16_t{});
+  every(kernels.every_2nd_32, std::uint32_t{});
+  every(kernels.every_4th_32, std::uint32_t{});
   return out;
 }
 
@@ -90,97 +77,71 @@ TEST(row_kernels, every_level_equals_the_plain_form) {
   }
 }
 
-TEST(row_kernels, plain_forms) {
-  const img::row_kernels& plain = img::plain_row_kernels();
-  const std::uint8_t pixels[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
-  std::uint8_t b[4], g[4], r[4], a[4], joined[12];
-  plain.split3(pixels, b, g, r, 4);
-  EXPECT_EQ(b[3], 10);
-  EXPECT_EQ(g[1], 5);
-  EXPECT_EQ(r[2], 9);
-  plain.join3(b, g, r, joined, 4);
-  EXPECT_EQ(std::memcmp(joined, pixels, 12), 0);
-  plain.split4(pixels, b, g, r, a, 3);
-  EXPECT_EQ(b[2], 9);
-  EXPECT_EQ(g[0], 2);
-  EXPECT_EQ(r[1], 7);
-  EXPECT_EQ(a[2], 12);
-  plain.join4(b, g, r, a, joined, 3);
-  EXPECT_EQ(std::memcmp(joined, pixels, 12), 0);
-  // Blue 1, green 16, red 31, and bit 15, which does not count.
-  const std::uint8_t word[] = {0x01, 0xFE};
-  plain.split555(word, b, g, r, 1);
-  EXPECT_EQ(b[0], 8);
-  EXPECT_EQ(g[0], 132);
-  EXPECT_EQ(r[0], 255);
-}
-
-// All packet lengths at all distances from the end of a row, in pieces of all sizes: what comes out is what went in.
-TEST(tga_kernels, packets_across_rows_and_pieces) {
-  for (int bytes : {1, 2, 3, 4}) {
-    const int planes = bytes == 1 ? 1 : bytes == 4 ? 4 : 3;
-    std::vector<std::uint8_t> packed;
-    std::vector<std::uint8_t> expected[4];
-    auto pixel_samples = [&](std::uint8_t seed) {
-      // The two lowest words of 5 bits, or plain samples.
-      if (bytes == 2) {
-        const unsigned v = seed & 31u;
-        packed.insert(packed.end(), {static_cast<std::uint8_t>(v), static_cast<std::uint8_t>(v << 2)});
-        const auto wide = static_cast<std::uint8_t>((v << 3) + (v >> 2));
-        return std::array<std::uint8_t, 4>{wide, 0, wide, 0};
-      }
-      std::array<std::uint8_t, 4> samples{};
-      for (int i = 0; i < bytes; ++i) {
-        samples[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(seed * (i + 1));
-        packed.push_back(samples[static_cast<std::size_t>(i)]);
-      }
-      return samples;
-    };
+// Packets of all lengths, a run and a literal of each, with what they hold: samples for each plane.
+struct packet_stream {
+  explicit packet_stream(int bytes) : planes(bytes == 1 ? 1 : bytes == 4 ? 4 : 3) {
     std::uint8_t seed = 1;
     for (int length = 1; length <= 128; ++length) {
       packed.push_back(static_cast<std::uint8_t>((length - 1) | 128));
-      const auto run = pixel_samples(++seed);
-      for (int p = 0; p < planes; ++p) expected[p].insert(expected[p].end(), static_cast<std::size_t>(length), run[p]);
+      add_pixel(bytes, ++seed, length);
       packed.push_back(static_cast<std::uint8_t>(length - 1));
-      for (int i = 0; i < length; ++i) {
-        const auto literal = pixel_samples(++seed);
-        for (int p = 0; p < planes; ++p) expected[p].push_back(literal[p]);
-      }
+      for (int i = 0; i < length; ++i) add_pixel(bytes, ++seed, 1);
     }
-    const std::size_t total = expected[0].size();
+  }
+
+  std::vector<std::uint8_t> packed;
+  std::vector<std::vector<std::uint8_t>> planes;
+
+ private:
+  void add_pixel(int bytes, std::uint8_t seed, int times) {
+    std::uint8_t values[4];
+    for (int i = 0; i < 4; ++i) values[i] = static_cast<std::uint8_t>(seed * (i + 1));
+    if (bytes == 2) {
+      // A word with the seed's five bits in blue and red.
+      const unsigned v = seed & 31u;
+      packed.insert(packed.end(), {static_cast<std::uint8_t>(v), static_cast<std::uint8_t>(v << 2)});
+      values[0] = values[2] = static_cast<std::uint8_t>((v << 3) + (v >> 2));
+      values[1] = 0;
+    } else {
+      packed.insert(packed.end(), values, values + bytes);
+    }
+    for (std::size_t p = 0; p < planes.size(); ++p)
+      planes[p].insert(planes[p].end(), static_cast<std::size_t>(times), values[p]);
+  }
+};
+
+// At all distances from the end of a row, in pieces of all sizes, what comes out is what went in.
+TEST(tga_kernels, packets_across_rows_and_pieces) {
+  for (int bytes : {1, 2, 3, 4}) {
+    const packet_stream stream(bytes);
+    const std::size_t total = stream.planes[0].size();
+    std::vector<std::uint8_t> data(stream.packed);
+    data.resize(data.size() + img::tga_read_ahead);
     support::every_level([&](const char* level) {
       for (std::size_t row : {1u, 7u, 64u, 301u, 20000u}) {
-        for (std::size_t piece : {std::size_t{1}, std::size_t{5}, std::size_t{1000}, packed.size()}) {
+        for (std::size_t piece : {std::size_t{1}, std::size_t{5}, std::size_t{1000}, stream.packed.size()}) {
           std::vector<guarded> out(4, guarded(row));
-          img::tga_packets packets{};
-          std::size_t done = 0, in_memory = 0, used = 0;
-          // Room behind the data that the kernels may read.
-          std::vector<std::uint8_t> data(packed);
-          data.resize(packed.size() + img::tga_read_ahead);
-          while (done < total) {
+          img::tga_packets packets{data.data(), data.data(), 0, false, {}};
+          for (std::size_t done = 0; done < total;) {
             const std::size_t wanted = std::min(row, total - done);
             for (std::size_t got = 0; got < wanted;) {
               std::uint8_t* rows[4];
-              for (int p = 0; p < 4; ++p) rows[p] = out[static_cast<std::size_t>(p)].data() + got;
-              packets.position = data.data() + used;
-              packets.end = data.data() + in_memory;
+              for (std::size_t p = 0; p < 4; ++p) rows[p] = out[p].data() + got;
               got += img::active_tga_kernels().unpack[bytes](&packets, rows, wanted - got);
-              used = static_cast<std::size_t>(packets.position - data.data());
-              if (got < wanted) {
-                ASSERT_LT(in_memory, packed.size()) << level << " wants more data than there is";
-                in_memory = std::min(packed.size(), in_memory + piece);
-              }
+              if (got == wanted) break;
+              const auto in_memory = static_cast<std::size_t>(packets.end - data.data());
+              ASSERT_LT(in_memory, stream.packed.size()) << level << " wants more data than there is";
+              packets.end += std::min(piece, stream.packed.size() - in_memory);
             }
-            for (int p = 0; p < planes; ++p) {
-              guarded& plane = out[static_cast<std::size_t>(p)];
-              ASSERT_EQ(std::memcmp(plane.data(), expected[p].data() + done, wanted), 0)
+            for (std::size_t p = 0; p < stream.planes.size(); ++p) {
+              ASSERT_EQ(std::memcmp(out[p].data(), stream.planes[p].data() + done, wanted), 0)
                   << level << ", " << bytes << " bytes, rows of " << row << ", pieces of " << piece << ", pixel "
                   << done;
-              ASSERT_TRUE(plane.intact()) << level << ", rows of " << row;
+              ASSERT_TRUE(out[p].intact()) << level << ", rows of " << row;
             }
             done += wanted;
           }
-          ASSERT_EQ(used, packed.size());
+          ASSERT_EQ(packets.position, data.data() + stream.packed.size());
         }
       }
     });

@@ -4,13 +4,12 @@
 #include <cmath>
 #include <cstring>
 #include <functional>
-#include <random>
+#include <limits>
 #include <vector>
 
-#include "img/simd_level.h"
 #include "img/transfer.h"
-#include "img/transfer_tables.h"
-#include "lib/parallel.h"
+#include "support/levels.h"
+#include "support/pictures.h"
 
 namespace {
 
@@ -19,31 +18,23 @@ using img::image;
 
 enum { blue, green, red };
 
-image picture(const char* letters, int bits, int width, int height) {
-  image out(letters, bits, width, height);
-  for (int i = 0; i < image::max_planes; ++i) {
-    if (out.has_plane(i)) std::memset(out.data[i].data(), 0, out.data[i].size());
+image flat(std::string_view letters, int bits, const std::vector<std::uint32_t>& samples, int width = 5) {
+  return support::flat_picture(letters, bits, samples, width, 3);
+}
+
+std::uint32_t half(double value) {
+  return img::float_to_half(static_cast<float>(value));
+}
+
+// The bytes of a flat picture.
+void expect_flat(const image& image, std::string_view letters, const std::vector<int>& bytes, const std::string& what) {
+  ASSERT_EQ(support::letters_of(image), letters) << what;
+  for (std::size_t p = 0; p < bytes.size(); ++p) {
+    EXPECT_EQ(image.depth[p], 8) << what;
+    for (const int sample : support::samples(image, static_cast<int>(p))) {
+      ASSERT_EQ(sample, bytes[p]) << what << " plane " << p;
+    }
   }
-  return out;
-}
-
-void fill_noise(image& image, unsigned seed) {
-  std::mt19937 random(seed);
-  for (img::plane& plane : image.data) {
-    for (std::size_t i = 0; i < plane.size(); ++i) plane.data()[i] = static_cast<std::uint8_t>(random());
-  }
-}
-
-std::string letters_of(const image& image) {
-  std::string out;
-  for (const char letter : image.format) out += letter ? letter : '.';
-  return out;
-}
-
-void expect_same_pixels(const image& a, const image& b, const std::string& what) {
-  EXPECT_EQ(letters_of(a), letters_of(b)) << what;
-  EXPECT_EQ(a.depth, b.depth) << what;
-  for (int i = 0; i < image::max_planes; ++i) EXPECT_TRUE(a.data[i] == b.data[i]) << what << " plane " << i;
 }
 
 constexpr std::uint32_t word(std::uint32_t r, std::uint32_t g, std::uint32_t b) {
@@ -84,104 +75,74 @@ correction with_table(img::lookup_table table) {
 }
 
 TEST(transfer_picture, default_settings_leave_8_bit_pixels) {
-  image in = picture("BGRAZ", 8, 7, 3);
-  fill_noise(in, 1);
+  image in = support::random_picture("BGRAZ", 7, 3);
   in.path = "/a/b.tga";
   in.metadata["x"] = "y";
   in.hint[3].assign(3, {1, 2});
   image out, applied = in;
   img::transfer plain;
   plain.convert(out, in);
-  expect_same_pixels(out, in, "convert");
+  EXPECT_EQ(support::differing_plane(out, in), -1);
   EXPECT_TRUE(static_cast<img::image_info&>(out) == in);
   EXPECT_EQ(out.hint[3], in.hint[3]);
   plain.apply(applied);
-  expect_same_pixels(applied, in, "apply");
+  EXPECT_EQ(support::differing_plane(applied, in), -1);
   for (int c = 0; c < 3; ++c) EXPECT_EQ(plain.byte_table(c), nullptr);
 }
 
-TEST(transfer_picture, each_channel_has_its_own_table_and_alpha_none) {
-  correction s;
-  s.color_space = 1;
-  s.exposure = {0, 100, -100};
-  image in = picture("BGRA", 8, 5, 2);
-  for (int i = 0; i < 4; ++i) std::memset(in.data[i].data(), 128, 10);
-  img::transfer transfer(s);
-  image out;
-  transfer.convert(out, in);
-  // 128 / 255 and its double and half, encoded: 0.7367, above 1, 0.5384.
-  EXPECT_EQ(*out.row(blue, 0), 188);
-  EXPECT_EQ(*out.row(green, 1), 255);
-  EXPECT_EQ(*out.row(red, 1), 137);
-  EXPECT_EQ(*out.row(3, 1), 128);
-  EXPECT_EQ(transfer.byte_table(red)[128], 137);
-  transfer.apply(in);
-  expect_same_pixels(in, out, "in place");
-}
-
-TEST(transfer_picture, halves) {
-  image in = picture("BGRA", 16, 4, 1);
-  const std::uint16_t samples[4] = {0x3800, 0xBC00, 0x7C00, 0x7E00};  // 0.5, -1, infinity, not a number
-  for (int i = 0; i < 4; ++i) std::memcpy(in.data[i].data(), samples, sizeof samples);
-  image out;
-  img::transfer().convert(out, in);
-  EXPECT_EQ(letters_of(out), "BGRA....");
-  EXPECT_EQ(out.depth[0], 8);
-  EXPECT_EQ(out.depth[3], 8);
-  const std::uint8_t color[4] = {188, 0, 255, 0}, alpha[4] = {127, 0, 255, 0};
-  EXPECT_EQ(std::memcmp(out.data[red].data(), color, 4), 0);
-  EXPECT_EQ(std::memcmp(out.data[3].data(), alpha, 4), 0);
-
-  img::transfer().apply(in);
-  expect_same_pixels(in, out, "in place");
-}
-
-TEST(transfer_picture, gray_keeps_its_planes) {
-  image in = picture("LA", 16, 3, 1);
-  for (int i = 0; i < 2; ++i) std::fill_n(in.row<std::uint16_t>(i, 0), 3, 0x3800);
-  correction s;
-  s.saturation.fill(0);
-  image out;
-  img::transfer(s).convert(out, in);
-  EXPECT_EQ(letters_of(out), "LA......");
-  EXPECT_EQ(*out.row(0, 0), 188);
-  EXPECT_EQ(*out.row(1, 0), 127);
-
-  image bytes = picture("LA", 8, 3, 1);
-  std::memset(bytes.data[0].data(), 128, 3);
-  std::memset(bytes.data[1].data(), 128, 3);
-  s.color_space = 1;
-  img::transfer(s).apply(bytes);
-  EXPECT_EQ(*bytes.row(0, 0), 188);
-  EXPECT_EQ(*bytes.row(1, 0), 128);
+// Each channel has its own table and alpha none; gray keeps its planes and knows no saturation.
+TEST(transfer_picture, forms_and_channels) {
+  correction linear;
+  linear.color_space = 1;
+  linear.exposure = {0, 100, -100};
+  correction without_color;
+  without_color.saturation.fill(0);
+  correction linear_gray = without_color;
+  linear_gray.color_space = 1;
+  const double infinite = std::numeric_limits<double>::infinity();
+  auto halves = [](double value) { return flat("BGRA", 16, std::vector(4, half(value))); };
+  const struct {
+    const char* what;
+    correction settings;
+    image in;
+    const char* letters;
+    std::vector<int> bytes;
+  } rows[] = {
+      // 128 / 255 and its double and half, encoded: 0.7367, above 1, 0.5384.
+      {"bytes", linear, flat("BGRA", 8, {128, 128, 128, 128}), "BGRA", {188, 255, 137, 128}},
+      {"halves", {}, halves(0.5), "BGRA", {188, 188, 188, 127}},
+      {"halves below 0", {}, halves(-1), "BGRA", {0, 0, 0, 0}},
+      {"infinite halves", {}, halves(infinite), "BGRA", {255, 255, 255, 255}},
+      {"not a number", {}, halves(std::nan("")), "BGRA", {0, 0, 0, 0}},
+      {"gray halves", without_color, flat("LA", 16, {half(0.5), half(0.5)}), "LA", {188, 127}},
+      {"gray bytes", linear_gray, flat("LA", 8, {128, 128}), "LA", {188, 128}},
+  };
+  for (const auto& row : rows) {
+    image out, applied = row.in;
+    img::transfer transfer(row.settings);
+    transfer.convert(out, row.in);
+    expect_flat(out, row.letters, row.bytes, row.what);
+    transfer.apply(applied);
+    expect_flat(applied, row.letters, row.bytes, std::string(row.what) + " in place");
+  }
+  EXPECT_EQ(img::transfer(linear).byte_table(red)[128], 137);
 }
 
 TEST(transfer_picture, packed_words) {
   correction s;
-  s.exposure[green] = 100;  // 0.1493 becomes 0.2986
-  const struct {
-    char form;
-    std::uint32_t word;
-  } rows[] = {{'u', word(685, 445, 95)},
-              {'U', __builtin_bswap32(word(685, 445, 95))},
-              {'W', word(685, 445, 95)},
-              {'V', word(685, 445, 95)}};
-  for (const auto& row : rows) {
-    image in = picture(std::string{row.form}.c_str(), 32, 5, 3);
+  s.exposure[green] = 100;  // 0.1493 becomes 0.2986, encoded 0.5831
+  const std::uint32_t samples = word(685, 445, 95);
+  for (const char form : {'u', 'U', 'W', 'V'}) {
+    image in = flat(std::string_view(&form, 1), 32, {form == 'U' ? __builtin_bswap32(samples) : samples});
     in.set_plane(1, 'A', 8);
-    for (int y = 0; y < 3; ++y) std::fill_n(in.row<std::uint32_t>(0, y), 5, row.word);
-    std::memset(in.data[1].data(), 77, 15);
+    img::fill_plane(in.data[1], 77);
     in.hint[1].assign(3, {0, 4});
     image out;
     img::transfer(s).convert(out, in);
-    EXPECT_EQ(letters_of(out), "BGRA....") << row.form;
-    EXPECT_EQ(out.row(blue, 2)[4], 0) << row.form;
-    EXPECT_EQ(out.row(green, 2)[4], 149) << row.form;  // 0.2986 encoded is 0.5831
-    EXPECT_EQ(out.row(red, 2)[4], 255) << row.form;
-    EXPECT_EQ(out.row(3, 2)[4], 77) << row.form;
+    expect_flat(out, "BGRA", {0, 149, 255, 77}, {form});
     EXPECT_EQ(out.hint[3], in.hint[1]);
     img::transfer(s).apply(in);
-    expect_same_pixels(in, out, "in place");
+    EXPECT_EQ(support::differing_plane(in, out), -1) << form;
   }
 }
 
@@ -194,63 +155,49 @@ TEST(transfer_picture, curves_of_every_form) {
     values[1024 + i] = v * v;
     values[2048 + i] = 1 - v;
   }
-  auto byte_of = [](double v) { return static_cast<int>(v * 255.99); };
+  const image words = flat("u", 32, {word(700, 700, 700)});
+  const struct {
+    const char* what;
+    image in;
+    double value;
+  } rows[] = {
+      {"bytes", flat("BGR", 8, {100, 100, 100}), 401 / 1023.0},  // 100 / 255 * 1023 is 401.18
+      {"halves", flat("BGR", 16, std::vector(3, half(0.75))), 0.75},
+      {"codes", words, 700 / 1023.0},
+      {"codes by their linear index", flat("V", 32, {word(445, 445, 445)}), 153 / 1023.0},
+      // The two forms of words share a table, which must follow the picture.
+      {"codes again", words, 700 / 1023.0},
+  };
   for (const bool srgb : {true, false}) {
     img::lookup_table table;
     table.set_1d(values, srgb);
     img::transfer transfer(with_table(table));
-    auto check = [&](const image& in, double v, const char* what) {
+    auto byte_of = [&](double v) { return static_cast<int>((srgb ? v : img::srgb_encode(v)) * 255.99); };
+    for (const auto& row : rows) {
       image out;
-      transfer.convert(out, in);
-      const double expected[3] = {1 - v, v * v, v};
-      for (int c = 0; c < 3; ++c) {
-        EXPECT_NEAR(*out.row(c, 0), byte_of(srgb ? expected[c] : img::srgb_encode(expected[c])), 1e-9)
-            << what << " channel " << c << (srgb ? " sRGB" : " linear");
-      }
-    };
-    image bytes = picture("BGR", 8, 1, 1);
-    for (int c = 0; c < 3; ++c) *bytes.row(c, 0) = 100;
-    check(bytes, 401 / 1023.0, "bytes");  // 100 / 255 * 1023 is 401.18
-    image halves = picture("BGR", 16, 1, 1);
-    for (int c = 0; c < 3; ++c) *halves.row<std::uint16_t>(c, 0) = img::float_to_half(0.75f);
-    check(halves, 0.75, "halves");
-    image words = picture("u", 32, 1, 1);
-    *words.row<std::uint32_t>(0, 0) = word(700, 700, 700);
-    check(words, 700 / 1023.0, "codes");
-    image linear_words = picture("V", 32, 1, 1);
-    *linear_words.row<std::uint32_t>(0, 0) = word(445, 445, 445);
-    check(linear_words, 153 / 1023.0, "codes by their linear index");
-    // The two forms of words share a table, which must follow the picture.
-    check(words, 700 / 1023.0, "codes again");
+      transfer.convert(out, row.in);
+      const double v = row.value;
+      expect_flat(out, "BGR", {byte_of(1 - v), byte_of(v * v), byte_of(v)}, row.what);
+    }
   }
 }
 
 TEST(transfer_picture, matrix_rounds_the_tail_of_each_row) {
   correction s;
   s.saturation.fill(0);
-  const struct {
-    int width;
-    int bulk;
-  } rows[] = {{1, 0}, {3, 0}, {4, 4}, {6, 4}, {8, 8}, {71, 68}};
-  for (const auto& row : rows) {
-    image in = picture("BGRA", 8, row.width, 3);
-    std::memset(in.data[blue].data(), 50, in.data[0].size());
-    std::memset(in.data[green].data(), 100, in.data[0].size());
-    std::memset(in.data[red].data(), 200, in.data[0].size());
+  for (const int width : {1, 3, 4, 6, 8, 71}) {
+    image in = flat("BGRA", 8, {50, 100, 200, 0}, width);
     image out;
     img::transfer transfer(s);
     transfer.convert(out, in);
     for (int c = 0; c < 3; ++c) {
       for (int y = 0; y < 3; ++y) {
-        for (int x = 0; x < row.width; ++x) {
+        for (int x = 0; x < width; ++x) {
           // 42 + 71 + 3 in the bulk, (10800 + 18300 + 900 + 128) >> 8 in the tail
-          ASSERT_EQ(out.row(c, y)[x], x < row.bulk ? 116 : 117) << row.width << " at " << x << "," << y;
+          ASSERT_EQ(out.row(c, y)[x], x < width / 4 * 4 ? 116 : 117) << width << " at " << x << "," << y;
         }
       }
     }
-    transfer.prepare_rows();
-    transfer.apply_row(in.row(blue, 1), in.row(green, 1), in.row(red, 1), row.width);
-    for (int c = 0; c < 3; ++c) EXPECT_EQ(std::memcmp(in.row(c, 1), out.row(c, 1), row.width), 0);
   }
 }
 
@@ -258,97 +205,70 @@ TEST(transfer_picture, matrix_comes_behind_the_tables_in_every_form) {
   correction s;
   s.color_space = 2;
   s.saturation.fill(0);
-  image words = picture("u", 32, 8, 2), halves = picture("BGR", 16, 8, 2), out;
-  const double white = 1;
-  for (int y = 0; y < 2; ++y) {
-    std::fill_n(words.row<std::uint32_t>(0, y), 8, word(685, 95, 95));
-    std::fill_n(halves.row<std::uint16_t>(red, y), 8, img::float_to_half(static_cast<float>(white)));
-  }
-  for (const image* in : {&words, &halves}) {
-    img::transfer(s).convert(out, *in);
-    for (int c = 0; c < 3; ++c) EXPECT_EQ(out.row(c, 1)[0], 255 * 54 >> 8);
-  }
-}
-
-TEST(transfer_picture, extreme_saturation_stays_gray_on_gray) {
-  correction s;
-  for (const int saturation : {100000, -100000, 2147483647}) {
-    s.saturation.fill(saturation);
-    image in = picture("BGR", 8, 7, 1);
-    for (int c = 0; c < 3; ++c) std::memset(in.data[c].data(), 0, 7);
+  for (const image& in : {flat("u", 32, {word(685, 95, 95)}, 8), flat("BGR", 16, {0, 0, half(1)}, 8)}) {
     image out;
     img::transfer(s).convert(out, in);
-    for (int c = 0; c < 3; ++c) EXPECT_EQ(out.row(c, 0)[3], 0) << saturation;
+    expect_flat(out, "BGR", std::vector(3, 255 * 54 >> 8), support::letters_of(in));
+  }
+  for (const int saturation : {100000, -100000, 2147483647}) {
+    s.saturation.fill(saturation);
+    image out;
+    img::transfer(s).convert(out, flat("BGR", 8, {0, 0, 0}));
+    expect_flat(out, "BGR", {0, 0, 0}, "black stays black");
   }
 }
 
 // Red and blue change places, blue halved, green complemented.
 TEST(transfer_picture, cube_of_every_form) {
-  auto check = [](const image& in, std::array<int, 3> expected, const char* letters, const char* what) {
-    img::transfer transfer(with_table(swapping_cube()));
-    image out, cached, from_cached, applied = in;
-    transfer.convert(out, in);
-    EXPECT_EQ(letters_of(out), letters) << what;
-    for (int c = 0; c < 3; ++c) EXPECT_EQ(*out.row(c, 0), expected[c]) << what << " channel " << c;
-    transfer.apply(applied);
-    expect_same_pixels(applied, out, what);
-    img::apply_cube(cached, in, swapping_cube());
-    transfer.convert(from_cached, cached, true);
-    EXPECT_EQ(letters_of(from_cached), letters) << what;
-    for (int c = 0; c < 3; ++c) EXPECT_NEAR(*from_cached.row(c, 0), expected[c], in.is_packed() ? 2 : 1) << what;
-    if (in.has_plane(3)) {
-      EXPECT_TRUE(cached.data[3] == in.data[3]) << what;
-      EXPECT_TRUE(from_cached.data[3] == in.data[3]) << what;
-    }
+  const struct {
+    const char* what;
+    image in;
+    std::vector<int> bytes;
+  } rows[] = {
+      // Index 1023 is 1023 / 1024 of the way; 64 is 257 / 1024, 128 is 514 / 1024, which is 0.50195.
+      {"bytes", flat("BGRA", 8, {255, 64, 128, 9}, 9), {64, 191, 255, 9}},
+      {"gray", flat("LA", 8, {128, 9}, 9), {64, 127, 128, 9}},
+      {"halves", flat("BGR", 16, {half(5), half(-1), half(0.25)}, 9), {31, 255, 255}},
+      {"words", flat("U", 32, {__builtin_bswap32(word(445, 95, 1000))}, 9), {19, 255, 255}},  // 153, 0, 1023
   };
-  image bytes = picture("BGRA", 8, 9, 3);
-  for (int i = 0; i < 27; ++i) {
-    bytes.data[blue].data()[i] = 255;  // index 1023: 1023 / 1024 of the way
-    bytes.data[green].data()[i] = 64;  // 257 / 1024
-    bytes.data[red].data()[i] = 128;   // 514 / 1024, which is 0.50195
-    bytes.data[3].data()[i] = 9;
+  for (const auto& row : rows) {
+    img::transfer transfer(with_table(swapping_cube()));
+    image out, cached, from_cached, applied = row.in;
+    const char* letters = row.bytes.size() == 4 ? "BGRA" : "BGR";
+    transfer.convert(out, row.in);
+    expect_flat(out, letters, row.bytes, row.what);
+    transfer.apply(applied);
+    EXPECT_EQ(support::differing_plane(applied, out), -1) << row.what;
+    img::apply_cube(cached, row.in, swapping_cube());
+    transfer.convert(from_cached, cached, true);
+    ASSERT_EQ(support::letters_of(from_cached), letters) << row.what;
+    for (int c = 0; c < 3; ++c) {
+      EXPECT_NEAR(*from_cached.row(c, 0), row.bytes[c], row.in.is_packed() ? 2 : 1) << row.what << " channel " << c;
+    }
+    if (row.bytes.size() == 4) {
+      EXPECT_EQ(from_cached.data[3], out.data[3]) << row.what;
+    }
   }
-  check(bytes, {64, 191, 255}, "BGRA....", "bytes");
-
-  image gray = picture("LA", 8, 9, 3);
-  std::memset(gray.data[0].data(), 128, 27);
-  std::memset(gray.data[1].data(), 9, 27);
-  check(gray, {64, 127, 128}, "BGRA....", "gray");
-
-  image halves = picture("BGR", 16, 9, 3);
-  for (int y = 0; y < 3; ++y) {
-    std::fill_n(halves.row<std::uint16_t>(blue, y), 9, img::float_to_half(5.f));
-    std::fill_n(halves.row<std::uint16_t>(green, y), 9, img::float_to_half(-1.f));
-    std::fill_n(halves.row<std::uint16_t>(red, y), 9, img::float_to_half(0.25f));  // index 256
-  }
-  check(halves, {31, 255, 255}, "BGR.....", "halves");
-
-  image words = picture("U", 32, 9, 3);
-  for (int y = 0; y < 3; ++y) {
-    std::fill_n(words.row<std::uint32_t>(0, y), 9, __builtin_bswap32(word(445, 95, 1000)));  // indexes 153, 0, 1023
-  }
-  check(words, {19, 255, 255}, "BGR.....", "words");
 }
 
 TEST(transfer_picture, cached_cube_results) {
-  image words = picture("u", 32, 1, 1), out;
-  *words.row<std::uint32_t>(0, 0) = word(445, 95, 685);
-  img::apply_cube(out, words, cube_of([](double, double, double) { return std::array<double, 3>{1, 0.5, 0}; }));
+  const img::lookup_table table = cube_of([](double, double, double) { return std::array<double, 3>{1, 0.5, -0.125}; });
+  image out;
+  img::apply_cube(out, flat("u", 32, {word(445, 95, 685)}), table);
   EXPECT_EQ(out.format[0], 'W');
   EXPECT_EQ(out.depth[0], 32);
-  EXPECT_EQ(*out.row<std::uint32_t>(0, 0), word(685, 597, 95));
+  EXPECT_EQ(out.row<std::uint32_t>(0, 2)[4], word(685, 597, 0));
 
-  image bytes = picture("BGR", 8, 2, 2);
+  image bytes = flat("BGR", 8, {0, 0, 0});
   bytes.set_plane(4, 'Z', 8);
-  std::memset(bytes.data[4].data(), 5, 4);
+  img::fill_plane(bytes.data[4], 5);
   bytes.path = "p";
-  img::apply_cube(out, bytes, cube_of([](double, double, double) { return std::array<double, 3>{1, 0.5, -0.125}; }));
-  EXPECT_EQ(letters_of(out), "BGR.Z...");
+  img::apply_cube(out, bytes, table);
+  EXPECT_EQ(support::letters_of(out), "BGR.Z");
   EXPECT_EQ(out.depth[0], 16);
-  EXPECT_EQ(out.row<std::uint16_t>(red, 1)[1], 0x3C00);
-  EXPECT_EQ(out.row<std::uint16_t>(green, 1)[1], 0x3800);
-  EXPECT_EQ(out.row<std::uint16_t>(blue, 1)[1], 0xB000);
-  EXPECT_EQ(out.row(4, 1)[1], 5);
+  const std::uint16_t expected[] = {0xB000, 0x3800, 0x3C00};
+  for (int c = 0; c < 3; ++c) EXPECT_EQ(out.row<std::uint16_t>(c, 2)[4], expected[c]) << c;
+  EXPECT_EQ(out.data[4], bytes.data[4]);
   EXPECT_EQ(out.path, "p");
 }
 
@@ -361,149 +281,127 @@ TEST(transfer_picture, adjustment_rows_match_whole_pictures) {
   cube.saturation.fill(130);
   for (const correction& s : {correction{}, curves, cube}) {
     for (const int width : {1, 3, 64, 517, 1030}) {
-      image in = picture("BGR", 8, width, 2);
-      fill_noise(in, 7);
+      image in = support::random_picture("BGR", width, 2);
       image whole = in;
       img::transfer transfer(s);
       transfer.apply(whole);
       transfer.prepare_rows();
       for (int y = 0; y < 2; ++y) transfer.apply_row(in.row(0, y), in.row(1, y), in.row(2, y), width);
-      expect_same_pixels(in, whole, std::to_string(width));
+      EXPECT_EQ(support::differing_plane(in, whole), -1) << width;
     }
   }
 }
 
 TEST(transfer_picture, same_pixels_with_any_threads_and_level) {
-  const img::simd_level best = img::current_simd_level();
   correction s = with_table(swapping_cube());
   s.saturation = {140, 90, 120};
   correction curves;
   curves.gamma.fill(80);
   curves.hue.fill(30);
-  const struct {
-    const char* letters;
-    int bits;
-  } forms[] = {{"BGRA", 8}, {"BGRA", 16}, {"U", 32}, {"LA", 16}};
-  for (const auto& form : forms) {
+  const std::pair<const char*, int> forms[] = {{"BGRA", 8}, {"BGRA", 16}, {"U", 32}, {"LA", 16}};
+  for (const auto& [letters, bits] : forms) {
     for (const correction& settings : {s, curves}) {
-      image in(form.letters, form.bits, 133, 67);
-      fill_noise(in, 3);
-      image reference, out;
-      img::float_image float_reference, float_out;
-      lib::set_thread_count(1);
-      img::pin_simd_level(img::simd_level::baseline);
-      img::transfer(settings).convert(reference, in);
-      img::transfer(settings).convert_float(float_reference, in, true);
-      for (const int threads : {1, 2, 7}) {
-        for (int level = 0; level <= static_cast<int>(best); ++level) {
-          lib::set_thread_count(threads);
-          img::pin_simd_level(static_cast<img::simd_level>(level));
-          img::transfer(settings).convert(out, in);
-          expect_same_pixels(out, reference, form.letters);
-          img::transfer(settings).convert_float(float_out, in, true);
-          for (int i = 0; i < 4; ++i) {
-            const std::vector<float>&got = float_out.data[i], &expected = float_reference.data[i];
-            ASSERT_EQ(got.size(), expected.size());
-            if (got.empty()) continue;
-            EXPECT_EQ(std::memcmp(got.data(), expected.data(), got.size() * sizeof(float)), 0) << form.letters;
-          }
-        }
+      image in(letters, bits, 133, 67);
+      // Halves stay below 2, since a float that is no number equals nothing.
+      for (img::plane& plane : in.data) {
+        for (std::size_t i = 0; i < plane.size(); ++i) plane.data()[i] = (i * i * 2654435761u >> 13) & 0xBF;
       }
+      image reference;
+      img::float_image float_reference;
+      support::every_thread_count([&](int threads) {
+        support::every_level([&](const char* level) {
+          image out;
+          img::float_image floats;
+          img::transfer(settings).convert(out, in);
+          img::transfer(settings).convert_float(floats, in, true);
+          if (reference.empty()) {
+            reference.swap(out);
+            std::swap(float_reference, floats);
+            return;
+          }
+          EXPECT_EQ(support::differing_plane(out, reference), -1) << letters << threads << level;
+          EXPECT_EQ(floats.data, float_reference.data) << letters << threads << level;
+        });
+      });
     }
   }
-  lib::set_thread_count(0);
-  img::pin_simd_level(best);
 }
 
 TEST(transfer_picture, floats) {
-  img::float_image out;
-  image bytes = picture("BGRA", 8, 2, 1);
-  bytes.frame = 12;
-  for (int i = 0; i < 4; ++i) bytes.row(i, 0)[1] = 51;
-  img::transfer().convert_float(out, bytes, false);
-  EXPECT_FLOAT_EQ(out.data[red][1], 0.033104767f);  // 0.2 decoded
-  EXPECT_FLOAT_EQ(out.data[3][1], 0.2f);
-  EXPECT_EQ(out.frame, 12);
-
-  image halves = picture("BGRA", 16, 1, 1);
-  for (int i = 0; i < 4; ++i) *halves.row<std::uint16_t>(i, 0) = img::float_to_half(-7.5f);
-  correction s;
-  s.exposure.fill(100);
-  img::transfer(s).convert_float(out, halves, false);
-  EXPECT_EQ(out.data[green][0], -15);
-  EXPECT_EQ(out.data[3][0], -7.5);
-
-  image words = picture("U", 32, 1, 1);
-  *words.row<std::uint32_t>(0, 0) = __builtin_bswap32(word(1023, 685, 95));
-  img::transfer().convert_float(out, words, false);
-  EXPECT_EQ(out.data[blue][0], 0);
-  EXPECT_FLOAT_EQ(out.data[green][0], 1);
-  EXPECT_FLOAT_EQ(out.data[red][0], 13.521694568553716f);
-  EXPECT_TRUE(out.data[3].empty());
-
-  image gray = picture("LA", 8, 1, 1);
-  *gray.row(0, 0) = 255;
-  *gray.row(1, 0) = 51;
-  img::transfer().convert_float(out, gray, false);
-  for (int c = 0; c < 3; ++c) EXPECT_FLOAT_EQ(out.data[c][0], 1);
-  EXPECT_FLOAT_EQ(out.data[3][0], 0.2f);
-
+  correction doubled;
+  doubled.exposure.fill(100);
   // Half of the way in sRGB is 0.2140 in linear light.
-  correction cube = with_table(cube_of([](double, double, double) { return std::array<double, 3>{1, 0.5, 0}; }));
-  for (const image* in : {&bytes, &halves, &words, &gray}) {
-    img::transfer(cube).convert_float(out, *in, false);
-    EXPECT_FLOAT_EQ(out.data[red][0], 1);
-    EXPECT_FLOAT_EQ(out.data[green][0], 0.21404114f);
-    EXPECT_EQ(out.data[blue][0], 0);
-  }
+  const correction cube = with_table(cube_of([](double, double, double) { return std::array<double, 3>{1, 0.5, 0}; }));
+  const image halves = flat("BGRA", 16, std::vector(4, half(-7.5)));
   image cached;
   img::apply_cube(cached, halves, cube.lookup_table);
-  img::transfer(cube).convert_float(out, cached, false, true);
-  EXPECT_FLOAT_EQ(out.data[green][0], 0.21404114f);
+  const struct {
+    const char* what;
+    correction settings;
+    image in;
+    std::vector<float> expected;  // blue, green, red and maybe alpha
+    bool cube_applied;
+  } rows[] = {
+      {"bytes", {}, flat("BGRA", 8, {51, 0, 255, 51}), {0.033104767f, 0, 1, 0.2f}, false},
+      {"halves", doubled, halves, {-15, -15, -15, -7.5}, false},
+      {"words", {}, flat("U", 32, {__builtin_bswap32(word(1023, 685, 95))}), {0, 1, 13.521694568553716f}, false},
+      {"gray", {}, flat("LA", 8, {255, 51}), {1, 1, 1, 0.2f}, false},
+      {"bytes through a cube", cube, flat("BGR", 8, {9, 9, 9}), {0, 0.21404114f, 1}, false},
+      {"halves through a cube", cube, halves, {0, 0.21404114f, 1, -7.5}, false},
+      {"words through a cube", cube, flat("U", 32, {0}), {0, 0.21404114f, 1}, false},
+      {"gray through a cube", cube, flat("LA", 8, {255, 51}), {0, 0.21404114f, 1, 0.2f}, false},
+      {"a cube's result", cube, cached, {0, 0.21404114f, 1, -7.5}, true},
+  };
+  for (const auto& row : rows) {
+    img::float_image out;
+    image in = row.in;
+    in.frame = 12;
+    img::transfer(row.settings).convert_float(out, in, false, row.cube_applied);
+    EXPECT_EQ(out.frame, 12);
+    EXPECT_EQ(out.data[3].empty(), row.expected.size() == 3) << row.what;
+    for (std::size_t c = 0; c < row.expected.size(); ++c) {
+      EXPECT_FLOAT_EQ(out.data[c].front(), row.expected[c]) << row.what << " " << c;
+      EXPECT_FLOAT_EQ(out.data[c].back(), row.expected[c]) << row.what << " " << c;
+    }
+  }
 }
 
 TEST(transfer_picture, float_matrix_in_linear_light_or_encoded) {
   correction s;
   s.saturation.fill(0);
-  image in = picture("BGR", 16, 1, 1);
-  *in.row<std::uint16_t>(red, 0) = img::float_to_half(0.5f);
-  *in.row<std::uint16_t>(green, 0) = img::float_to_half(-2.f);
   img::float_image out;
-  img::transfer(s).convert_float(out, in, false);
+  img::transfer(s).convert_float(out, flat("BGR", 16, {0, half(-2), half(0.5)}), false);
   for (int c = 0; c < 3; ++c) EXPECT_NEAR(out.data[c][0], 0.2126 * 0.5 - 0.7152 * 2, 1e-6);
-  *in.row<std::uint16_t>(green, 0) = 0;
-  img::transfer(s).convert_float(out, in, true);
+  img::transfer(s).convert_float(out, flat("BGR", 16, {0, 0, half(0.5)}), true);
   // 0.2126 of the encoded 0.7353570 is 0.1563369, decoded 0.0211
   for (int c = 0; c < 3; ++c) EXPECT_NEAR(out.data[c][0], img::srgb_decode(0.2126 * 0.7353569830524495), 1e-6);
 }
 
 TEST(transfer_picture, settings_can_change) {
-  image in = picture("BGR", 8, 4, 1);
-  for (int c = 0; c < 3; ++c) std::memset(in.data[c].data(), 128, 4);
+  const image in = flat("BGR", 8, {128, 128, 128});
+  auto byte_of = [&](img::transfer& transfer) {
+    image out;
+    transfer.convert(out, in);
+    return int{*out.row(0, 0)};
+  };
   correction s;
   s.color_space = 1;
   img::transfer transfer(s);
-  image out;
-  transfer.convert(out, in);
-  EXPECT_EQ(*out.row(0, 0), 188);
+  EXPECT_EQ(byte_of(transfer), 188);
   s.exposure.fill(-100);
   transfer.prepare(s);
-  transfer.convert(out, in);
-  EXPECT_EQ(*out.row(0, 0), 137);
+  EXPECT_EQ(byte_of(transfer), 137);
   img::transfer copy = transfer;
   transfer.prepare({});
-  copy.convert(out, in);
-  EXPECT_EQ(*out.row(0, 0), 137);
+  EXPECT_EQ(byte_of(copy), 137);
   copy = std::move(transfer);
-  copy.convert(out, in);
-  EXPECT_EQ(*out.row(0, 0), 128);
+  EXPECT_EQ(byte_of(copy), 128);
   transfer.prepare(s);  // a moved-from transfer can be used again
-  transfer.convert(out, in);
-  EXPECT_EQ(*out.row(0, 0), 137);
+  EXPECT_EQ(byte_of(transfer), 137);
 }
 
 TEST(transfer_picture, empty_pictures_stay_empty) {
-  image in, out = picture("BGR", 8, 2, 2);
+  image in, out = flat("BGR", 8, {0, 0, 0});
   in.path = "p";
   img::transfer transfer(with_table(swapping_cube()));
   transfer.apply(in);

@@ -1,21 +1,24 @@
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 
 #include "io/buffered.h"
-#include "io/exceptions.h"
 #include "io/file.h"
 #include "io/memory_reader.h"
 #include "io/packer.h"
 #include "io/part_file.h"
+#include "support/streams.h"
 #include "support/temp_folder.h"
 
 namespace {
+
+using support::failure;
 
 std::string numbers(int count) {
   std::string text;
@@ -45,21 +48,6 @@ class stingy_reader : public io::binary_reader {
   std::size_t at_ = 0;
 };
 
-class string_writer : public io::binary_writer {
- public:
-  void write(const void* buffer, int count) override {
-    if (room >= 0 && static_cast<int>(text.size()) + count > room) throw io::write_error(name(), "full");
-    text.append(static_cast<const char*>(buffer), static_cast<std::size_t>(count));
-    sizes.push_back(count);
-  }
-  void flush() override { ++flushes; }
-  const char* name() const override { return "string"; }
-  std::string text;
-  std::vector<int> sizes;
-  int flushes = 0;
-  int room = -1;
-};
-
 std::string read_all(io::binary_reader& reader, int step) {
   std::string text, part(static_cast<std::size_t>(step), '\0');
   for (;;) {
@@ -69,29 +57,11 @@ std::string read_all(io::binary_reader& reader, int step) {
   }
 }
 
-// Runs `action` and tells the class, source and message of what it throws.
-template <class F>
-std::string failure(F&& action) {
-  try {
-    action();
-  } catch (const io::exception& e) {
-    return std::string(e.what()) + "|" + e.source() + "|" + e.message();
-  }
-  return "none";
-}
-
-TEST(exceptions, say_class_source_and_message) {
-  EXPECT_EQ(failure([] { throw io::open_error("x", ENOENT); }),
-            std::string("io::open_error|x|") + std::strerror(ENOENT));
-  EXPECT_EQ(failure([] { throw io::eof_error("x"); }), "io::eof_error|x|Unexpected end of file");
-  EXPECT_EQ(failure([] { throw io::invalid_count("x"); }), "io::invalid_count|x|Negative sequence size");
-  EXPECT_EQ(failure([] { throw io::invalid_array_size("x"); }), "io::invalid_array_size|x|Invalid array size");
-  EXPECT_EQ(failure([] { throw io::invalid_signature("x"); }), "io::invalid_signature|x|Invalid signature");
-  EXPECT_EQ(failure([] { throw io::invalid_version("x"); }), "io::invalid_version|x|Invalid version");
-  EXPECT_EQ(failure([] { throw io::logic_error("x"); }), "io::logic_error|x|Unsupported functionality");
+TEST(exceptions, families) {
   EXPECT_THROW(throw io::eof_error("x"), io::read_error);
   EXPECT_THROW(throw io::seek_error("x", 1), io::file_error);
   EXPECT_THROW(throw io::invalid_count("x"), io::invalid_format);
+  EXPECT_EQ(io::open_error("x", ENOENT).message(), std::strerror(ENOENT));
 }
 
 TEST(file, reads_writes_and_skips) {
@@ -125,12 +95,8 @@ TEST(file, reads_writes_and_skips) {
 TEST(file, full_disk) {
   if (access("/dev/full", W_OK) != 0) GTEST_SKIP();
   io::file full("/dev/full", "wb");
-  const std::string expected = std::string("io::write_error|/dev/full|") + std::strerror(ENOSPC);
-  EXPECT_EQ(failure([&] {
-              full.write("x", 1);
-              full.flush();
-            }),
-            expected);
+  full.write("x", 1);
+  EXPECT_EQ(failure([&] { full.flush(); }), std::string("io::write_error|/dev/full|") + std::strerror(ENOSPC));
   io::llfile low("/dev/full", true);
   EXPECT_EQ(failure([&] { low.write("x", 1); }), "io::write_error|/dev/full|WriteFile");
 }
@@ -147,7 +113,6 @@ TEST(llfile, reads_writes_and_seeks) {
     EXPECT_EQ(support::read_file(path), "0123456789") << "a refused writer must not empty it, and nothing is buffered";
   }
   io::llfile in(path, false);
-  io::llfile other_reader(path, false);
   EXPECT_EQ(in.size(), 10);
   char c[16] = {};
   EXPECT_EQ(in.read(c, 3), 3);
@@ -161,11 +126,9 @@ TEST(llfile, reads_writes_and_seeks) {
   EXPECT_EQ(in.tell(), 60);
   EXPECT_EQ(in.try_seek(-2, SEEK_END), 8);
   EXPECT_EQ(in.try_seek(-1, SEEK_SET), -1);
-  EXPECT_EQ(in.tell(), 8);
   EXPECT_EQ(in.read_at(c, 4, 3), 4);
   EXPECT_EQ(std::string(c, 4), "3456");
   EXPECT_EQ(in.read_at(c, 4, 9), 1);
-  EXPECT_EQ(in.read_at(c, 4, 10), 0);
   EXPECT_EQ(in.tell(), 8) << "reading at a place moves nothing";
 
   const std::string seek_failure = "io::seek_error|" + path + "|SetFilePointer";
@@ -176,9 +139,9 @@ TEST(llfile, reads_writes_and_seeks) {
   EXPECT_EQ(in.tell(), -1);
   EXPECT_EQ(failure([&] { in.read(nullptr, INT_MAX); }), seek_failure);
 
-  const std::string none = folder / "none";
-  EXPECT_EQ(failure([&] { io::llfile x(none, false); }), "io::open_error|" + none + "|CreateFile");
-  EXPECT_EQ(failure([&] { io::llfile x(folder.path(), false); }), "io::open_error|" + folder.path() + "|CreateFile");
+  for (const std::string& wrong : {folder / "none", folder.path()}) {
+    EXPECT_EQ(failure([&] { io::llfile x(wrong, false); }), "io::open_error|" + wrong + "|CreateFile");
+  }
   EXPECT_EQ(failure([&] { io::llfile x(folder.path(), true); }), "io::open_error|" + folder.path() + "|CreateFile");
   EXPECT_EQ(failure([&] { in.write("x", 1); }), "io::write_error|" + path + "|WriteFile");
 }
@@ -192,7 +155,6 @@ TEST(memory_reader, ends_at_the_end) {
   EXPECT_EQ(std::string(c), "def");
   EXPECT_EQ(in.read(c, 8), 0);
   EXPECT_EQ(in.read(c, -3), -3) << "below 1 the count itself comes back";
-  EXPECT_STREQ(in.name(), "(memory_reader)");
 }
 
 TEST(buffered_reader, same_bytes_in_any_pieces) {
@@ -207,9 +169,9 @@ TEST(buffered_reader, same_bytes_in_any_pieces) {
 }
 
 TEST(buffered_reader, steps_back_and_passes_through) {
-  stingy_reader source(numbers(100), 100);
-  io::buffered_reader in(source, 10);
   const std::string data = numbers(100);
+  stingy_reader source(data, 100);
+  io::buffered_reader in(source, 10);
   char c[64];
   EXPECT_EQ(in.available(), 0);
   EXPECT_EQ(in.read(c, 0), 0);
@@ -223,37 +185,26 @@ TEST(buffered_reader, steps_back_and_passes_through) {
   EXPECT_EQ(c[0], data[10]);
 
   const int calls = source.calls;
-  EXPECT_EQ(in.read_through(c, 4), 4);
+  EXPECT_EQ(in.read_through(nullptr, 4), 4);
   EXPECT_EQ(source.calls, calls) << "what the buffer holds needs no read";
   EXPECT_EQ(in.read_through(c, 35), 35);
   EXPECT_EQ(source.calls, calls + 1);
   EXPECT_EQ(source.last_count, 30) << "the rest in one read past the buffer";
   EXPECT_EQ(std::string(c, 35), data.substr(15, 35));
+  EXPECT_EQ(in.read_through(nullptr, 5), 5);
+  EXPECT_EQ(source.last_count, 5) << "a skip is handed down";
   EXPECT_EQ(in.available(), 0);
   EXPECT_EQ(in.read(c, 1), 1);
   in.discard();
   EXPECT_EQ(in.read(c, 1), 1);
-  EXPECT_EQ(c[0], data[60]) << "the ten buffered bytes were forgotten";
-  EXPECT_EQ(in.read(nullptr, 100), 39);
+  EXPECT_EQ(c[0], data[65]) << "the ten buffered bytes were forgotten";
+  EXPECT_EQ(in.read(nullptr, 100), 34);
   EXPECT_EQ(in.read(c, 1), 0);
   EXPECT_STREQ(in.name(), "stingy");
 }
 
-TEST(buffered_reader, skips_a_file_by_seeking) {
-  support::temp_folder folder;
-  support::write_file(folder / "a", "0123456789");
-  io::llfile file(folder / "a", false);
-  io::buffered_reader in(file, 4);
-  char c;
-  EXPECT_EQ(in.read(&c, 1), 1);
-  EXPECT_EQ(in.read_through(nullptr, 7), 7);
-  EXPECT_EQ(file.tell(), 8);
-  EXPECT_EQ(in.read(&c, 1), 1);
-  EXPECT_EQ(c, '8');
-}
-
 TEST(buffered_writer, hands_over_only_when_room_is_needed) {
-  string_writer target;
+  support::byte_writer target;
   {
     io::buffered_writer out(target, 4);
     out.write("abcd", 4);
@@ -261,104 +212,85 @@ TEST(buffered_writer, hands_over_only_when_room_is_needed) {
     out.write("", 0);
     EXPECT_TRUE(target.sizes.empty());
     out.write("e", 1);
-    EXPECT_EQ(target.text, "abcd");
+    EXPECT_EQ(target.bytes, "abcd");
     out.write("fghijklm", 8);
     EXPECT_EQ(target.sizes, (std::vector<int>{4, 4, 4}));
     out.flush();
-    EXPECT_EQ(target.text, "abcdefghijklm");
+    EXPECT_EQ(target.bytes, "abcdefghijklm");
     EXPECT_EQ(target.flushes, 1);
     out.write("n", 1);
   }
-  EXPECT_EQ(target.text, "abcdefghijklmn");
+  EXPECT_EQ(target.bytes, "abcdefghijklmn");
 
   target.room = 14;
   io::buffered_writer full(target, 4);
   full.write("o", 1);
-  EXPECT_EQ(failure([&] { full.flush(); }), "io::write_error|string|full");
+  EXPECT_EQ(failure([&] { full.flush(); }), "io::write_error|bytes|full");
 }
 
 TEST(packer, round_trip_in_any_pieces) {
-  std::string data = numbers(50000);
-  data += std::string(100000, 'x');
+  const std::string data = numbers(20000) + std::string(100000, 'x');
   for (int part : {1, 100, 8192, 200000}) {
-    if (part == 1 && data.size() > 20000) data.resize(20000);
-    string_writer packed;
+    support::byte_writer packed;
     {
+      // Copies share the stream; the last to go would finish it.
       io::packer out(packed);
+      io::packer copy(out);
       for (std::size_t at = 0; at < data.size(); at += static_cast<std::size_t>(part))
-        out.write(data.data() + at, static_cast<int>(std::min(data.size() - at, static_cast<std::size_t>(part))));
-      out.flush();
-      EXPECT_EQ(packed.flushes, 1);
-      const std::size_t size = packed.text.size();
-      out.flush();
-      EXPECT_EQ(packed.text.size(), size) << "a second finish adds nothing";
+        (at % 2 ? out : copy).write(data.data() + at, std::min(static_cast<int>(data.size() - at), part));
+      if (part != 100) out.flush();
+      const std::size_t size = packed.bytes.size();
+      if (part != 100) out.flush();
+      EXPECT_EQ(packed.bytes.size(), size) << "a second finish adds nothing";
     }
     for (int size : packed.sizes) EXPECT_LE(size, 8192);
     // zlib itself agrees that it is one zlib stream.
     std::string plain(data.size() + 1, '\0');
     uLongf plain_size = plain.size();
     ASSERT_EQ(uncompress(reinterpret_cast<Bytef*>(plain.data()), &plain_size,
-                         reinterpret_cast<const Bytef*>(packed.text.data()), packed.text.size()),
+                         reinterpret_cast<const Bytef*>(packed.bytes.data()), packed.bytes.size()),
               Z_OK);
     EXPECT_EQ(plain.substr(0, plain_size), data);
 
-    stingy_reader source(packed.text, part);
+    stingy_reader source(packed.bytes, part);
     io::unpacker in(source);
     EXPECT_EQ(read_all(in, part), data);
     char c;
     EXPECT_EQ(in.read(&c, 1), 0);
   }
-}
-
-TEST(packer, release_finishes_and_swallows) {
-  string_writer packed;
-  {
-    io::packer first(packed);
-    io::packer second(first);
-    first.write("text", 4);
-    second.write(" more", 5);
-  }
-  io::memory_reader source(packed.text.data(), packed.text.size());
-  io::unpacker in(source);
-  EXPECT_EQ(read_all(in, 20), "text more");
-
-  string_writer full;
+  support::byte_writer full;
   full.room = 5;
   io::packer out(full);
   EXPECT_EQ(failure([&] {
-              for (int i = 0; i < 1000; ++i) out.write(numbers(20000).data(), 20000);
+              for (int i = 0; i < 1000; ++i) out.write(data.data(), 20000);
               out.flush();
             }),
-            "io::write_error|string|full");
+            "io::write_error|bytes|full");
 }
 
 TEST(unpacker, failures) {
-  string_writer packed;
+  support::byte_writer packed;
   const std::string data = numbers(20000);
-  {
-    io::packer out(packed);
-    out.write(data.data(), 20000);
-  }
+  io::packer(packed).write(data.data(), 20000);
   char c[64];
   {
-    io::memory_reader source(packed.text.data(), packed.text.size());
+    io::memory_reader source(packed.bytes.data(), packed.bytes.size());
     io::unpacker in(source);
     EXPECT_EQ(in.read(nullptr, 19990), 19990);
     EXPECT_EQ(in.read(c, 5), 5);
     EXPECT_EQ(std::string(c, 5), data.substr(19990, 5));
-    EXPECT_EQ(failure([&] { in.read(nullptr, 6); }).substr(0, 31), "io::seek_error|(memory_reader)|");
-    EXPECT_EQ(failure([&] { in.read(nullptr, 6); }).substr(0, 31), "io::seek_error|(memory_reader)|");
+    for (int i = 0; i < 2; ++i)
+      EXPECT_EQ(failure([&] { in.read(nullptr, 6); }).substr(0, 31), "io::seek_error|(memory_reader)|");
   }
-  for (std::size_t cut : {std::size_t{0}, std::size_t{1}, packed.text.size() / 2, packed.text.size() - 1}) {
-    io::memory_reader source(packed.text.data(), cut);
+  for (std::size_t cut : {std::size_t{0}, std::size_t{1}, packed.bytes.size() / 2, packed.bytes.size() - 1}) {
+    io::memory_reader source(packed.bytes.data(), cut);
     io::unpacker in(source);
     std::string all(20001, '\0');
     EXPECT_EQ(failure([&] { in.read(all.data(), 20001); }), "io::eof_error|(memory_reader)|Unexpected end of file")
         << cut;
   }
-  std::string bad = packed.text;
-  bad[0] = '!';
-  io::memory_reader source(bad.data(), bad.size());
+  packed.bytes[0] = '!';
+  io::memory_reader source(packed.bytes.data(), packed.bytes.size());
   io::unpacker in(source);
   EXPECT_EQ(failure([&] { in.read(c, 1); }), "io::decompression_error|(memory_reader)|incorrect header check");
 }
@@ -383,18 +315,16 @@ TEST(part_file, appears_whole_or_not_at_all) {
 
   // A link stays a link, and permissions stay.
   std::filesystem::create_directory(folder / "real");
-  ASSERT_EQ(rename(target.c_str(), (folder / "real/out_v2.tga").c_str()), 0);
-  ASSERT_EQ(symlink("real/out_v2.tga", target.c_str()), 0);
+  std::filesystem::rename(target, folder / "real/out_v2.tga");
+  std::filesystem::create_symlink("real/out_v2.tga", target);
   ASSERT_EQ(chmod(target.c_str(), 0664), 0);
   io::part_file linked(target);
   EXPECT_EQ(linked.path(), folder / "real/out_v2.tga.part");
   support::write_file(linked.path(), "newer");
   linked.commit();
-  struct stat status;
   EXPECT_TRUE(std::filesystem::is_symlink(target));
   EXPECT_EQ(support::read_file(folder / "real/out_v2.tga"), "newer");
-  ASSERT_EQ(stat(target.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 07777, 0664u);
+  EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(target).permissions()), 0664u);
 
   EXPECT_EQ(failure([&] { io::part_file x(folder.path()); }),
             "io::open_error|" + folder.path() + "|" + std::strerror(EISDIR));
@@ -407,10 +337,9 @@ TEST(part_file, appears_whole_or_not_at_all) {
   io::part_file direct(pipe);
   EXPECT_EQ(direct.path(), pipe);
   direct.commit();
-  ASSERT_EQ(symlink("pipe", (folder / "link").c_str()), 0);
+  std::filesystem::create_symlink("pipe", folder / "link");
   EXPECT_FALSE(io::part_file(folder / "link").is_apart());
-  ASSERT_EQ(stat(pipe.c_str(), &status), 0);
-  EXPECT_TRUE(S_ISFIFO(status.st_mode));
+  EXPECT_TRUE(std::filesystem::is_fifo(pipe));
 }
 
 }  // namespace

@@ -17,6 +17,8 @@ namespace {
 // Document, cache, pipeline and command language as the program has them, with every line and callback noted.
 class studio : public ::testing::Test {
  protected:
+  using text_list = std::vector<std::string>;
+
   studio() {
     engine.write_error = [this](const std::string& line) { lines.push_back(line); };
     composition.hooks.report_error = [this](const std::string& line) { engine.report(line); };
@@ -43,36 +45,43 @@ class studio : public ::testing::Test {
     }
   }
   // Index 0 of the arguments is the program. Returns the error lines.
-  std::vector<std::string> run(std::vector<std::string> arguments) {
+  text_list run(text_list arguments) {
     lines.clear();
     arguments.insert(arguments.begin(), "kestrin");
     engine.command_pass(arguments);
     return lines;
   }
-  std::string out(const std::string& name) const { return folder / ("out/" + name); }
-  // The level of the first pixel, -1 for no such file.
-  int level_of(const std::string& path) {
-    if (!std::filesystem::exists(path)) return -1;
-    img::image image;
-    img::load(image, path);
-    return image.row(0, 0)[0];
+  // A layer of these levels, and a mask of the size of its frames.
+  void open_sequence(const std::vector<int>& levels, const char* letters = "BGR") {
+    sequence("a", levels, letters);
+    EXPECT_EQ(run({folder / "a.1001.tga", "--mask_size=16,8"}), text_list());
   }
-  std::vector<std::string> files_of(const std::string& path) {
-    std::vector<std::string> names;
+  std::string out(const std::string& name) const { return folder / ("out/" + name); }
+  static img::image loaded(const std::string& path) {
+    img::image image;
+    if (std::filesystem::exists(path)) img::load(image, path);
+    return image;
+  }
+  // The level of the first pixel, -1 for no such file.
+  static int level_of(const std::string& path) {
+    const img::image image = loaded(path);
+    return image.empty() ? -1 : image.row(0, 0)[0];
+  }
+  static text_list files_of(const std::string& path) {
+    text_list names;
     for (const auto& entry : std::filesystem::directory_iterator(path)) names.push_back(entry.path().filename());
     std::sort(names.begin(), names.end());
     return names;
   }
-  using text_list = std::vector<std::string>;
 
   support::temp_folder folder;
   ksn::state composition;
   cache::frame_cache frames;
   command::engine engine{composition};
-  std::vector<std::string> lines;
+  text_list lines;
   render::pipeline pipeline{frames, {true, [this](const std::string& line) { engine.report(line); }, {}}};
   std::vector<save::progress> shown;
-  std::vector<std::string> saved;
+  text_list saved;
   int cancel_after = -1;
 };
 
@@ -84,8 +93,7 @@ TEST_F(studio, a_composite_sequence_is_written_whole) {
   EXPECT_EQ(files_of(out("deep")),
             (text_list{"c.001.tga", "c.002.tga", "c.003.tga", "c.004.tga", "c.005.tga", "c.006.tga"}));
   for (int i = 0; i < 6; ++i) {
-    img::image image;
-    img::load(image, out("deep/c.00" + std::to_string(i + 1) + ".tga"));
+    const img::image image = loaded(out("deep/c.00" + std::to_string(i + 1) + ".tga"));
     EXPECT_EQ(image.width, 20);
     EXPECT_EQ(image.height, 10);
     EXPECT_EQ(image.row(0, 5)[10], 10 * (i + 1)) << i;  // the layer in the middle
@@ -93,20 +101,15 @@ TEST_F(studio, a_composite_sequence_is_written_whole) {
     EXPECT_EQ(image.row(0, 0)[0], 0);  // nothing around it
     EXPECT_EQ(image.row(3, 0)[0], 0);
   }
-  ASSERT_FALSE(shown.empty());
-  for (std::size_t i = 0; i < shown.size(); ++i) {
-    EXPECT_EQ(shown[i].done, static_cast<int>(i) + 1);
-    EXPECT_EQ(shown[i].total, 6);
-    EXPECT_GE(shown[i].seconds_left, 0.0);
+  ASSERT_EQ(shown.size(), 6u);
+  for (int i = 0; i < 6; ++i) {
+    EXPECT_EQ(shown[static_cast<std::size_t>(i)].done, i + 1);
+    EXPECT_EQ(shown[static_cast<std::size_t>(i)].total, 6);
+    EXPECT_GE(shown[static_cast<std::size_t>(i)].seconds_left, 0.0);
   }
-  EXPECT_EQ(shown.back().done, 6);
   EXPECT_EQ(saved, text_list{out("deep/c.###.tga")});
-  EXPECT_EQ(frames.queue_size(), 0u);  // what the save read has left the cache
-}
-
-TEST_F(studio, what_was_in_the_cache_stays_there) {
-  sequence("a", {10, 20, 30});
-  run({folder / "a.1001.tga"});
+  // What the save read has left the cache; what was there before stays.
+  EXPECT_EQ(frames.queue_size(), 0u);
   for (int t : {0, 1}) pipeline.layer_image(composition, composition.track_at(0), t, ksn::cache_resolution_type::full);
   ASSERT_EQ(frames.queue_size(), 2u);
   EXPECT_EQ(run({"--save_mask_as_sequence=" + out("c.tga")}), text_list());
@@ -120,11 +123,11 @@ TEST_F(studio, the_same_files_for_any_number_of_threads) {
   std::reverse(levels.begin(), levels.end());
   sequence("front", levels, "BGRA");
   run({folder / "back.1001.tga", folder / "front.1001.tga", "--alpha=normal", "--mask_size=64,33"});
-  std::vector<std::string> first;
+  text_list first;
   for (const int threads : {1, 2, 3, 7}) {
     lib::set_thread_count(threads);
     EXPECT_EQ(run({"--save_mask_as_sequence=" + out("c.####.tga")}), text_list()) << threads;
-    std::vector<std::string> contents;
+    text_list contents;
     for (const std::string& name : files_of(folder / "out")) contents.push_back(name + support::read_file(out(name)));
     EXPECT_EQ(contents.size(), 40u);
     if (first.empty()) first = contents;
@@ -135,12 +138,11 @@ TEST_F(studio, the_same_files_for_any_number_of_threads) {
 }
 
 TEST_F(studio, a_layer_is_saved_without_placement_and_with_its_own_planes) {
-  sequence("a", {10, 20, 30}, "BGRA");
-  run({folder / "a.1001.tga", "--position=5,5", "--scale_x=50", "--gain=2", "--invert_alpha=1"});
+  open_sequence({10, 20, 30}, "BGRA");
+  run({"--position=5,5", "--scale_x=50", "--gain=2", "--invert_alpha=1"});
   EXPECT_EQ(run({"--save_layer_as=" + out("c.tga")}), text_list());
   for (int i = 0; i < 3; ++i) {
-    img::image image;
-    img::load(image, out("c_000" + std::to_string(i) + ".tga"));
+    const img::image image = loaded(out("c_000" + std::to_string(i) + ".tga"));
     EXPECT_EQ(support::letters_of(image), "BGRA");
     EXPECT_EQ(image.width, 16);
     EXPECT_GT(image.row(0, 0)[0], 10 * (i + 1));  // twice the light
@@ -152,37 +154,37 @@ TEST_F(studio, a_layer_is_saved_without_placement_and_with_its_own_planes) {
 }
 
 TEST_F(studio, one_composite_has_the_size_of_the_mask) {
-  sequence("a", {10, 20, 30});
-  EXPECT_EQ(run({folder / "a.1001.tga", "--mask_size=7,5", "--set_time=1", "--zoom=400", "--pan=3,3",
-                 "--save_mask_as_image=" + out("c.tga"), "--save_screen_as=" + out("screen.tga")}),
+  open_sequence({10, 20, 30});
+  EXPECT_EQ(run({"--mask_size=7,5", "--set_time=1", "--zoom=400", "--pan=3,3", "--save_mask_as_image=" + out("c.tga"),
+                 "--save_screen_as=" + out("screen.tga")}),
             text_list());
-  img::image image;
-  img::load(image, out("c.tga"));
+  const img::image image = loaded(out("c.tga"));
   EXPECT_EQ(image.width, 7);
   EXPECT_EQ(image.height, 5);
-  for (std::size_t i = 0; i < 35; ++i) EXPECT_EQ(image.data[1].data()[i], 20);
-  img::load(image, out("screen.tga"));
-  EXPECT_EQ(image.width, 940);
-  EXPECT_EQ(image.height, 800 - 74 - 20 * std::min(1, composition.track_max));
+  EXPECT_EQ(support::samples(image, 1), std::vector<int>(35, 20));
+  const img::image screen = loaded(out("screen.tga"));
+  EXPECT_EQ(screen.width, 940);
+  EXPECT_EQ(screen.height, 800 - 74 - 20 * std::min(1, composition.track_max));
 }
 
 TEST_F(studio, options_last_until_the_next) {
-  sequence("a", {10});
-  EXPECT_EQ(run({folder / "a.1001.tga", "--save_options=compression=rle,ignore_alpha=1",
-                 "--save_mask_as_image=" + out("packed.tga"), "--save_mask_as_image=" + out("packed2.tga"),
-                 "--save_options=quality=5", "--save_mask_as_image=" + out("plain.tga")}),
+  open_sequence({10});
+  EXPECT_EQ(run({"--save_options=compression=rle,ignore_alpha=1", "--save_mask_as_image=" + out("packed.tga"),
+                 "--save_mask_as_image=" + out("packed2.tga"), "--save_options=quality=5",
+                 "--save_mask_as_image=" + out("plain.tga")}),
             text_list());
-  EXPECT_EQ(support::read_file(out("packed.tga"))[2], 10);
-  EXPECT_EQ(support::read_file(out("packed.tga"))[16], 24);
-  EXPECT_EQ(support::read_file(out("packed2.tga")), support::read_file(out("packed.tga")));
-  EXPECT_EQ(support::read_file(out("plain.tga"))[2], 2);
-  EXPECT_EQ(support::read_file(out("plain.tga"))[16], 32);
+  const std::string packed = support::read_file(out("packed.tga"));
+  const std::string plain = support::read_file(out("plain.tga"));
+  EXPECT_EQ(packed.at(2), 10);
+  EXPECT_EQ(packed.at(16), 24);
+  EXPECT_EQ(support::read_file(out("packed2.tga")), packed);
+  EXPECT_EQ(plain.at(2), 2);
+  EXPECT_EQ(plain.at(16), 32);
   EXPECT_EQ(run({"--save_options=quality=500"}), text_list{"\"--save_options=quality=500\": Invalid option"});
 }
 
 TEST_F(studio, missing_frames_are_reported_in_order_and_left_out) {
-  sequence("a", {10, -1, 30, -1, 50});
-  run({folder / "a.1001.tga"});
+  open_sequence({10, -1, 30, -1, 50});
   const std::string source = "\"" + (folder / "a.100");
   const std::string target = "\"" + out("c_000");
   EXPECT_EQ(
@@ -197,43 +199,49 @@ TEST_F(studio, missing_frames_are_reported_in_order_and_left_out) {
 }
 
 TEST_F(studio, a_composite_goes_on_without_the_layer_that_is_broken) {
-  sequence("a", {10, 20, 30});
+  open_sequence({10, 20, 30});
   sequence("b", {40, -1, 60});
-  run({folder / "a.1001.tga", folder / "b.1001.tga", "--mask_size=16,8"});
-  EXPECT_EQ(run({"--save_mask_as_sequence=" + out("c.tga")}),
+  img::save(support::picture("BGR", 2, 2), folder / "still.tga", nullptr, {});  // small, in the middle of all frames
+  EXPECT_EQ(run({folder / "b.1001.tga", folder / "still.tga", "--length=3", "--save_mask_as_sequence=" + out("c.tga")}),
             text_list{"\"" + (folder / "b.1002.tga") + "\": io::eof_error: Unexpected end of file"});
   EXPECT_EQ(level_of(out("c_0000.tga")), 40);
   EXPECT_EQ(level_of(out("c_0001.tga")), 20);
   EXPECT_EQ(level_of(out("c_0002.tga")), 60);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(loaded(out("c_000" + std::to_string(i) + ".tga")).row(0, 4)[8], 0) << i;
 }
 
 TEST_F(studio, targets_that_can_not_be_written) {
-  sequence("a", {10, 20, 30, 40, 50, 60, 70, 80});
-  run({folder / "a.1001.tga", "--mask_size=16,8"});
+  open_sequence({10, 20, 30, 40, 50, 60, 70, 80});
   support::write_file(folder / "file", "x");
+  support::write_file(out("c.tga"), "the old file");
   std::filesystem::create_directories(out("folder.tga"));
-  struct row {
+  std::filesystem::create_directories(out("c.tga.part"));
+  const std::string below_file = "file/sub/c.tga";
+  const struct {
     const char* command;
-    std::string path;
-    std::string line;
+    std::string path, about, line;
+  } rows[] = {
+      {"save_mask_as_image", "out/c.xyz", "out/c.xyz", "Invalid file type"},
+      {"save_mask_as_image", "out/c", "out/c", "Invalid file type"},
+      {"save_mask_as_sequence", "out/c.mov", "out/c.mov", "Not available"},
+      {"save_frame_as", "c.psd", "c.psd", "io::invalid_format: PSD files are not supported by this build"},
+      {"save_mask_as_image", "out/folder.tga", "out/folder.tga", "Create error 21 (0x00000015)"},
+      {"save_mask_as_image", "out/c.tga", "out/c.tga", "Create error 21 (0x00000015)"},
+      {"save_mask_as_image", below_file, "file/sub", "Create error 20 (0x00000014)"},
+      {"save_mask_as_sequence", below_file, "file/sub", "Create error 20 (0x00000014)"},
+      {"save_layer_as", below_file, "file/sub", "Create error 20 (0x00000014)"},
   };
-  const auto quoted = [](const std::string& path) { return "\"" + path + "\": "; };
-  const std::string in_file = folder / "file/sub/c.tga";
-  const row rows[] = {
-      {"save_mask_as_image", out("c.xyz"), quoted(out("c.xyz")) + "Invalid file type"},
-      {"save_mask_as_image", out("c"), quoted(out("c")) + "Invalid file type"},
-      {"save_mask_as_sequence", out("c.mov"), quoted(out("c.mov")) + "Not available"},
-      {"save_frame_as", out("c.psd"),
-       quoted(out("c.psd")) + "io::invalid_format: PSD files are not supported by this build"},
-      {"save_mask_as_image", out("folder.tga"), quoted(out("folder.tga")) + "Create error 21 (0x00000015)"},
-      {"save_mask_as_image", in_file, quoted(folder / "file/sub") + "Create error 20 (0x00000014)"},
-      {"save_mask_as_sequence", in_file, quoted(folder / "file/sub") + "Create error 20 (0x00000014)"},
-      {"save_layer_as", in_file, quoted(folder / "file/sub") + "Create error 20 (0x00000014)"},
-  };
-  for (const row& r : rows) {
-    EXPECT_EQ(run({std::string("--") + r.command + "=" + r.path}), text_list{r.line}) << r.command;
+  for (const auto& r : rows) {
+    EXPECT_EQ(run({std::string("--") + r.command + "=" + (folder / r.path)}),
+              text_list{"\"" + (folder / r.about) + "\": " + r.line});
   }
   EXPECT_EQ(saved, text_list());
+  // The name of the partial file was taken, and so the old file has stayed.
+  EXPECT_EQ(support::read_file(out("c.tga")), "the old file");
+  std::filesystem::remove(out("c.tga.part"));
+  EXPECT_EQ(run({"--save_mask_as_image=" + out("c.tga")}), text_list());
+  EXPECT_EQ(level_of(out("c.tga")), 10);
+  EXPECT_EQ(files_of(folder / "out"), (text_list{"c.tga", "folder.tga"}));
   run({"--layer_select_none"});
   for (const std::string command : {"--save_frame_as=x.tga", "--save_layer_as=x.tga"}) {
     EXPECT_EQ(run({command}), text_list{"\"" + command + "\": Option requires a selected layer"});
@@ -242,8 +250,7 @@ TEST_F(studio, targets_that_can_not_be_written) {
 
 TEST_F(studio, a_full_disk_ends_the_walk_with_one_line) {
   if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full";
-  sequence("a", {10, 20, 30, 40, 50, 60, 70, 80, 90, 100});
-  run({folder / "a.1001.tga", "--mask_size=16,8"});
+  open_sequence({10, 20, 30, 40, 50, 60, 70, 80, 90, 100});
   std::filesystem::create_directories(folder / "out");
   // Frames 3 and on land on a full device.
   for (int i = 3; i < 10; ++i) std::filesystem::create_symlink("/dev/full", out("c_000" + std::to_string(i) + ".tga"));
@@ -253,56 +260,29 @@ TEST_F(studio, a_full_disk_ends_the_walk_with_one_line) {
   EXPECT_EQ(saved.size(), 1u);
 }
 
-TEST_F(studio, a_name_stays_untouched_until_its_file_is_whole) {
-  sequence("a", {10, 20});
-  run({folder / "a.1001.tga", "--mask_size=16,8"});
-  support::write_file(out("c.tga"), "the old file");
-  // The partial file can't be renamed over this one, since the writer fails first: its name is taken by a folder.
-  std::filesystem::create_directories(out("c.tga.part"));
-  EXPECT_EQ(run({"--save_mask_as_image=" + out("c.tga")}),
-            text_list{"\"" + out("c.tga") + "\": Create error 21 (0x00000015)"});
-  EXPECT_EQ(support::read_file(out("c.tga")), "the old file");
-  std::filesystem::remove(out("c.tga.part"));
-  EXPECT_EQ(run({"--save_mask_as_image=" + out("c.tga")}), text_list());
-  EXPECT_EQ(level_of(out("c.tga")), 10);
-  EXPECT_EQ(files_of(folder / "out"), text_list{"c.tga"});
-}
-
 TEST_F(studio, cancelling_keeps_what_is_written) {
-  std::vector<int> levels(30, 10);
-  sequence("a", levels);
-  run({folder / "a.1001.tga", "--mask_size=16,8"});
-  cancel_after = 4;
-  EXPECT_EQ(run({"--save_mask_as_sequence=" + out("c.tga")}), text_list());
-  EXPECT_EQ(files_of(folder / "out"), (text_list{"c_0000.tga", "c_0001.tga", "c_0002.tga", "c_0003.tga"}));
-  EXPECT_EQ(saved.size(), 1u);
-  cancel_after = 0;
-  EXPECT_EQ(run({"--save_mask_as_sequence=" + out("d.tga")}), text_list());
-  EXPECT_EQ(files_of(folder / "out").size(), 4u);
-  EXPECT_EQ(saved.size(), 1u);
+  open_sequence(std::vector<int>(30, 10));
+  for (const int frames_written : {4, 0}) {
+    cancel_after = frames_written;
+    EXPECT_EQ(run({"--save_mask_as_sequence=" + out("c" + std::to_string(frames_written) + ".tga")}), text_list());
+    EXPECT_EQ(files_of(folder / "out"), (text_list{"c4_0000.tga", "c4_0001.tga", "c4_0002.tga", "c4_0003.tga"}));
+    EXPECT_EQ(saved.size(), 1u);
+  }
 }
 
 TEST_F(studio, floats_pass_through_where_both_ends_hold_them) {
   img::image bright("BGR", 16, 4, 4);
-  for (int p = 0; p < 3; ++p) {
-    for (int i = 0; i < 16; ++i) bright.data[p].as<std::uint16_t>()[i] = 0x4200;  // 3.0
-  }
+  for (int p = 0; p < 3; ++p) std::fill_n(bright.data[p].as<std::uint16_t>(), 16, std::uint16_t{0x4200});  // 3.0
   const std::string source = folder / "bright.exr";
   img::save(bright, source, nullptr, {});
-  struct row {
-    const char* setting;
-    bool floats;
-  };
   // What works on bytes in the layer's way takes the picture through bytes.
-  for (const row& r :
-       {row{"--opacity=100", true}, row{"--layer_channels=luma", false}, row{"--invert_color=1", false}}) {
-    run({"--layer_delete_all", source, r.setting});
+  for (const std::string setting : {"--opacity=100", "--layer_channels=luma", "--invert_color=1"}) {
+    run({"--layer_delete_all", source, setting});
     EXPECT_EQ(run({"--wa_begin=0", "--wa_end=1", "--save_frame_as=" + out("c.exr"), "--save_layer_as=" + out("d.exr")}),
               text_list());
     for (const char* name : {"c.exr", "d_0000.exr"}) {
-      img::image image;
-      img::load(image, out(name));
-      EXPECT_EQ(image.data[1].as<std::uint16_t>()[0] == 0x4200, r.floats) << name << " " << r.setting;
+      const bool kept = loaded(out(name)).data[1].as<std::uint16_t>()[0] == 0x4200;
+      EXPECT_EQ(kept, setting == "--opacity=100") << name << " " << setting;
     }
   }
 }

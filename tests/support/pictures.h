@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <random>
 #include <string_view>
 #include <vector>
@@ -28,6 +29,18 @@ inline img::image random_picture(std::string_view letters, int width, int height
     for (std::size_t i = 0; i < image.data[p].size(); ++i) {
       image.data[p].data()[i] = static_cast<std::uint8_t>(random());
     }
+  }
+  return image;
+}
+
+// Of any depth: every sample of a plane has the same bits, given in the order of the letters.
+inline img::image flat_picture(std::string_view letters, int bits, const std::vector<std::uint32_t>& samples,
+                               int width = 1, int height = 1) {
+  img::image image(letters, bits, width, height);
+  for (std::size_t p = 0; p < samples.size(); ++p) {
+    std::uint8_t* at = image.data[p].data();
+    const std::size_t size = static_cast<std::size_t>(bits) / 8;
+    for (std::size_t i = 0; i < image.data[p].size(); i += size) std::memcpy(at + i, &samples[p], size);
   }
   return image;
 }

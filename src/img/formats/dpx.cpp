@@ -35,6 +35,15 @@ std::int64_t row_bytes(const film_header& header) {
   return header.descriptor == 51 ? (width * 4 + 2) / 3 * 4 : width * 4;
 }
 
+// The standard ends rows at a multiple of four bytes, which many writers do without a word in the header, and many
+// others do not. Only rows of 16-bit RGB show the difference; the size of the file tells them apart.
+std::uint32_t unsaid_padding(const source_file& file, const film_header& header) {
+  const std::int64_t used = row_bytes(header);
+  const std::int64_t whole = (used + 3) / 4 * 4;
+  const bool padded = file.size() - header.data_offset == whole * header.height;
+  return padded ? static_cast<std::uint32_t>(whole - used) : 0;
+}
+
 // Large reads around the cache block for long on a network.
 bool may_read_direct(const std::string& path, std::int64_t end) {
   return end <= 0x1FF8800 || !(path.starts_with("//") || path.starts_with("\\\\"));
@@ -104,7 +113,8 @@ void turn_upside_down(image& image) {
 void dpx_fmt::read(image& image, const std::string& path, const layer&) const {
   const source_file file(path);
   image_info info;
-  const film_header header = read_film_header(file, info);
+  film_header header = read_film_header(file, info);
+  if (header.line_padding == 0) header.line_padding = unsaid_padding(file, header);
   const bool packed = header.bit_depth == 10 && header.descriptor == 50;
   const std::int64_t stride = row_bytes(header) + header.line_padding;
   file.check_range(header.data_offset, stride * (header.height - 1) + row_bytes(header));

@@ -3,9 +3,9 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <numeric>
 
 #include "img/formats/dpx_names.h"
+#include "img/formats/frame_rate.h"
 #include "img/formats/metadata_text.h"
 #include "io/exceptions.h"
 
@@ -181,13 +181,6 @@ constexpr field cineon_fields[] = {
     {"slate_information", 1108, kind::text, 200},
 };
 
-template <class... Args>
-std::string print(const char* pattern, Args... args) {
-  char text[128];
-  std::snprintf(text, sizeof text, pattern, args...);
-  return text;
-}
-
 std::string bcd_text(std::uint32_t word) {
   return print("%02X:%02X:%02X:%02X", word >> 24, word >> 16 & 255u, word >> 8 & 255u, word & 255u);
 }
@@ -255,9 +248,7 @@ void take_dpx_information(const header_view& header, image_info& info) {
   info.timecode.user = user_bits;
   // User bits may carry a time code of their own; most often they carry nothing.
   if (timecode second{user_bits, not_given, 0, 1}; user_bits != 0 && second.is_valid()) info.timecode2 = second;
-  if (const int rate = frame_rate_of(info); rate > 0 && info.timecode.is_valid()) {
-    set_timecode_rate(info.timecode, rate);
-  }
+  take_sub_frames(info);
 }
 
 film_header parse_dpx(header_view header, const std::string& path, image_info& info) {
@@ -360,28 +351,6 @@ film_header parse_film_header(std::span<const std::uint8_t> bytes, const std::st
     default:
       throw io::invalid_signature(path);
   }
-}
-
-void set_frame_rate(image_info& info, double rate) {
-  info.frame_rate_nm = info.frame_rate_dn = 0;
-  if (!(rate >= 0.01 && rate < 10000.0)) return;
-  for (const int whole : {24, 30, 48, 60, 120}) {
-    if (std::fabs(rate - whole * 1000.0 / 1001.0) < 0.005) {
-      info.frame_rate_nm = whole * 1000;
-      info.frame_rate_dn = 1001;
-      return;
-    }
-  }
-  const int thousandths = static_cast<int>(std::lrint(rate * 1000.0));
-  const int divisor = std::gcd(thousandths, 1000);
-  info.frame_rate_nm = thousandths / divisor;
-  info.frame_rate_dn = 1000 / divisor;
-}
-
-int frame_rate_of(const image_info& info) {
-  if (info.frame_rate_nm <= 0 || info.frame_rate_dn <= 0) return 0;
-  const double rate = 100.0 * info.frame_rate_nm / info.frame_rate_dn;
-  return rate < 1e6 ? static_cast<int>(std::lrint(rate)) : 0;
 }
 
 }  // namespace img

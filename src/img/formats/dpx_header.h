@@ -29,10 +29,4 @@ constexpr std::size_t film_header_bytes = 2048;
 // io::invalid_signature, io::eof_error, and io::invalid_format for what can't be read; `path` names the file in them.
 film_header parse_film_header(std::span<const std::uint8_t> bytes, const std::string& path, image_info& info);
 
-// A rate as a fraction: 23.976, 29.97 and their like are n * 1000 / 1001, others are taken to a thousandth. 0/0 for
-// what is no rate. `rate` is in frames per second.
-void set_frame_rate(image_info& info, double rate);
-// Frames per second times 100, rounded; 0 without a rate and for absurd ones.
-int frame_rate_of(const image_info& info);
-
 }  // namespace img

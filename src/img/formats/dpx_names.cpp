@@ -60,8 +60,7 @@ const char* dpx_characteristic_name(unsigned value) {
                                          {9, "NTSC (SMPTE 170M)"},
                                          {10, "PAL (ITU-R 624-4)"},
                                          {11, "linear depth"},
-                                         {12, "homogeneous depth"},
-                                         {255, "undefined"}};
+                                         {12, "homogeneous depth"}};
   return find(names, value);
 }
 

@@ -1,9 +1,10 @@
 // Writing of 10-bit DPX (SMPTE ST 268-1), version 2.0, in the machine's byte order.
+#include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <vector>
 
 #include "img/formats/dpx.h"
 #include "img/formats/dpx_header.h"

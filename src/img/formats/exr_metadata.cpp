@@ -1,22 +1,14 @@
 #include "img/formats/exr_metadata.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <iterator>
 
-#include "img/formats/dpx_header.h"
+#include "img/formats/frame_rate.h"
 #include "img/formats/metadata_text.h"
 
 namespace img {
 namespace {
-
-template <class... Args>
-std::string print(const char* pattern, Args... args) {
-  char text[256];
-  std::snprintf(text, sizeof text, pattern, args...);
-  return text;
-}
 
 std::string number(double value) {
   return print("%.10g", value);
@@ -198,9 +190,7 @@ void take_exr_attributes(const exr_file& file, image_info& info) {
     info.metadata[valid_utf8(attribute->name)] = value_text(*attribute);
     take_value(*attribute, info);
   }
-  if (const int rate = frame_rate_of(info); rate > 0 && info.timecode.is_valid()) {
-    set_timecode_rate(info.timecode, rate);
-  }
+  take_sub_frames(info);
 }
 
 }  // namespace img

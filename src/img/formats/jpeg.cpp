@@ -19,8 +19,9 @@ namespace img {
 namespace {
 
 constexpr std::size_t buffer_size = 256 << 10;
-// A block of 64 pixels takes at least one bit, and subsampled channels less; arithmetic coding goes below a bit.
-constexpr int most_pixels_per_byte = 2048;
+// One channel at least is stored at full size, and each block of 64 pixels takes at least one bit of it; arithmetic
+// coding goes below a bit.
+constexpr int most_pixels_per_byte = 512;
 constexpr int most_pixels_per_byte_arithmetic = 32768;
 // Scans of a progressive file; encoders make about ten. Each costs a walk over the whole picture, and a few bytes.
 constexpr int most_scans = 200;

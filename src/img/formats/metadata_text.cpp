@@ -1,5 +1,7 @@
 #include "img/formats/metadata_text.h"
 
+#include "lib/utf.h"
+
 namespace img {
 namespace {
 
@@ -37,6 +39,12 @@ std::string valid_utf8(std::string_view text) {
     }
   }
   return result;
+}
+
+std::string utf8_of_latin1(std::string_view text) {
+  std::u16string units;
+  for (const char c : text) units += static_cast<char16_t>(static_cast<unsigned char>(c));
+  return lib::to_utf8(units);
 }
 
 }  // namespace img

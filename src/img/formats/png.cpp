@@ -9,6 +9,7 @@
 #include "img/format.h"
 #include "img/formats/export_planes.h"
 #include "img/formats/library_guard.h"
+#include "img/formats/metadata_text.h"
 #include "img/row_kernels.h"
 #include "io/buffered.h"
 #include "io/file.h"
@@ -91,7 +92,11 @@ class reading {
   void text_into(std::map<std::string, std::string>& metadata) const {
     png_textp text = nullptr;
     const int count = png_get_text(png_, info_, &text, nullptr);
-    for (int i = 0; i < count; ++i) metadata[text[i].key] = text[i].text ? text[i].text : "";
+    for (int i = 0; i < count; ++i) {
+      const bool international = text[i].compression >= PNG_ITXT_COMPRESSION_NONE;
+      const char* value = text[i].text ? text[i].text : "";
+      metadata[utf8_of_latin1(text[i].key)] = international ? valid_utf8(value) : utf8_of_latin1(value);
+    }
   }
 
   void pixels_into(image& image) {

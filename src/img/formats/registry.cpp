@@ -8,9 +8,10 @@
 #include "io/exceptions.h"
 #include "lib/paths.h"
 
-// built(NAME, extensions...) and planned(NAME, "name for messages", extensions...); the extensions in lower case.
+// built(NAME, extensions...), planned(NAME, "name for messages", extensions...) and unknown(NAME, extensions...), whose
+// layout nobody has described; the extensions in lower case.
 // clang-format off
-#define KSN_FORMATS(built, planned)                         \
+#define KSN_FORMATS(built, planned, unknown)                \
   planned(bmp, "BMP", "bmp", "dib")                         \
   planned(dds, "DDS", "dds")                                \
   planned(dng, "DNG", "dng")                                \
@@ -18,11 +19,11 @@
   built(exr, "exr", "sxr")                                  \
   planned(hdr, "Radiance HDR", "hdr")                       \
   planned(iff, "IFF", "iff")                                \
-  built(jpeg, "jpg", "jpeg")                                 \
+  built(jpeg, "jpg", "jpeg")                                \
   planned(pic, "Softimage PIC", "pic")                      \
   built(png, "png")                                         \
   planned(psd, "PSD", "psd")                                \
-  planned(qzimg, "Raw renderer", "qzimg")                   \
+  unknown(qzimg, "qzimg")                                   \
   planned(rla, "RLA and RPF", "rla", "rpf")                 \
   planned(sgi, "SGI", "sgi", "sgi16", "rgb", "rgb16")       \
   built(tga, "tga")                                         \
@@ -34,29 +35,34 @@ namespace img {
 
 #define KSN_DECLARE(name, ...) const format& name##_format();
 #define KSN_NOTHING(...)
-KSN_FORMATS(KSN_DECLARE, KSN_NOTHING)
+KSN_FORMATS(KSN_DECLARE, KSN_NOTHING, KSN_NOTHING)
 #undef KSN_DECLARE
 #undef KSN_NOTHING
 
 namespace {
 
-// A format that this build does not have: its files are known, and every use says what is missing.
-class unbuilt_format : public format {
+// A format whose files are known by name alone. Each reading says why it gives nothing.
+class unread_format : public format {
  public:
-  unbuilt_format(const char* name, const char* label) : name_(name), label_(label) {}
+  unread_format(const char* name, const char* refusal) : name_(name), refusal_(refusal) {}
   const char* name() const override { return name_; }
   void read(image&, const std::string& path, const layer&) const override { refuse(path); }
-  void write(const image&, const std::string& path, const save_options&) const override { refuse(path); }
-  void write_float(const float_image&, const std::string& path, const save_options&) const override { refuse(path); }
   void list_layers(const std::string& path, std::vector<layer>&) const override { refuse(path); }
 
- private:
-  [[noreturn]] void refuse(const std::string& path) const {
-    throw io::invalid_format(path, std::string(label_) + " files are not supported by this build");
-  }
+ protected:
+  [[noreturn]] void refuse(const std::string& path) const { throw io::invalid_format(path, refusal_); }
 
+ private:
   const char* name_;
-  const char* label_;
+  const char* refusal_;
+};
+
+// One that this build does not have.
+class unbuilt_format : public unread_format {
+ public:
+  using unread_format::unread_format;
+  void write(const image&, const std::string& path, const save_options&) const override { refuse(path); }
+  void write_float(const float_image&, const std::string& path, const save_options&) const override { refuse(path); }
 };
 
 using format_map = std::map<std::string, const format*, std::less<>>;
@@ -67,12 +73,16 @@ format_map make_registry() {
     for (const char* extension : extensions) registry[extension] = &format;
   };
 #define KSN_BUILT(name, ...) add(name##_format(), {__VA_ARGS__});
-#define KSN_PLANNED(name, label, ...)             \
-  static const unbuilt_format name(#name, label); \
+#define KSN_PLANNED(name, label, ...)                                                      \
+  static const unbuilt_format name(#name, label " files are not supported by this build"); \
   add(name, {__VA_ARGS__});
-  KSN_FORMATS(KSN_BUILT, KSN_PLANNED)
+#define KSN_UNKNOWN(name, ...)                                      \
+  static const unread_format name(#name, "Unrecognized file type"); \
+  add(name, {__VA_ARGS__});
+  KSN_FORMATS(KSN_BUILT, KSN_PLANNED, KSN_UNKNOWN)
 #undef KSN_BUILT
 #undef KSN_PLANNED
+#undef KSN_UNKNOWN
   return registry;
 }
 

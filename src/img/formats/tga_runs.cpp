@@ -11,14 +11,14 @@
 namespace img {
 
 namespace baseline {
-void set_tga_kernels(tga_kernels& kernels);
+extern const tga_kernels tga_rows;
 }
 #if defined(KSN_X86_LEVELS)
 namespace v3 {
-void set_tga_kernels(tga_kernels& kernels);
+extern const tga_kernels tga_rows;
 }
 namespace v4 {
-void set_tga_kernels(tga_kernels& kernels);
+extern const tga_kernels tga_rows;
 }
 #endif
 
@@ -44,24 +44,17 @@ void copy_ahead(std::uint8_t* to, const std::uint8_t* from, std::size_t size) {
 }  // namespace
 
 const tga_kernels& active_tga_kernels() {
-  static const struct tables {
-    tga_kernels baseline, v3, v4;
-    tables() {
-      baseline::set_tga_kernels(baseline);
 #if defined(KSN_X86_LEVELS)
-      v3::set_tga_kernels(v3);
-      v4::set_tga_kernels(v4);
-#endif
-    }
-  } all;
   switch (current_simd_level()) {
     case simd_level::v4:
-      return all.v4;
+      return v4::tga_rows;
     case simd_level::v3:
-      return all.v3;
-    default:
-      return all.baseline;
+      return v3::tga_rows;
+    case simd_level::baseline:
+      break;
   }
+#endif
+  return baseline::tga_rows;
 }
 
 std::size_t tga_pack_row(const std::uint8_t* pixels, int bytes, std::size_t count, const std::uint64_t* bits,

@@ -186,13 +186,6 @@ void equal_neighbours(const uint8_t* const* planes, int plane_count, size_t coun
 
 }  // namespace
 
-void set_tga_kernels(tga_kernels& kernels) {
-  kernels.unpack[0] = nullptr;
-  kernels.unpack[1] = unpack<1>;
-  kernels.unpack[2] = unpack<2>;
-  kernels.unpack[3] = unpack<3>;
-  kernels.unpack[4] = unpack<4>;
-  kernels.equal_neighbours = equal_neighbours;
-}
+extern const tga_kernels tga_rows = {{nullptr, unpack<1>, unpack<2>, unpack<3>, unpack<4>}, equal_neighbours};
 
 }  // namespace img::KSN_SIMD_LEVEL

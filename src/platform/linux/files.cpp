@@ -4,6 +4,7 @@
 #include <time.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 
 namespace platform {
@@ -30,8 +31,8 @@ std::int64_t file_size(const std::string& path) {
 
 bool make_folders(const std::string& path) {
   if (is_folder(path)) return true;
-  if (path.empty()) {
-    errno = ENOENT;
+  if (path.empty() || path.size() >= PATH_MAX) {
+    errno = path.empty() ? ENOENT : ENAMETOOLONG;
     return false;
   }
   const std::string here = path.back() == '/' ? path.substr(0, path.size() - 1) : path;
