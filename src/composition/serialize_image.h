@@ -203,10 +203,7 @@ void serialize(A& ar, image_record& v, int version) {
     }
   } else {
     ar.write_sequence_size(planes);
-    for (const img::plane& plane : picture.data) {
-      ar.write_sequence_size(static_cast<int>(plane.size()));
-      ar.write_block(plane.data(), static_cast<int>(plane.size()));
-    }
+    for (const img::plane& plane : picture.data) ar.write_values(plane.data(), plane.size(), 1);
   }
   if (version >= -3) {
     ar.field("hint", picture.hint);

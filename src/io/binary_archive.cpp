@@ -1,6 +1,7 @@
 #include "io/binary_archive.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <stdexcept>
 
@@ -47,18 +48,18 @@ void binary_oarchive::write_block(const void* data, int count) {
 }
 
 void binary_oarchive::write(const std::string& value) {
-  write_sequence_size(static_cast<int>(value.size()));
   write_values(value.data(), value.size(), 1);
 }
 
 void binary_oarchive::write(const std::u16string& value) {
-  write_sequence_size(static_cast<int>(value.size()));
   const std::vector<std::uint32_t> units(value.begin(), value.end());
   write_values(units.data(), units.size(), sizeof(std::uint32_t));
 }
 
 void binary_oarchive::write_values(const void* data, std::size_t count, std::size_t size) {
-  // The count of a sequence fits an int, the bytes of its block may not.
+  if (count > INT_MAX) throw invalid_format(writer_.name(), "More than a document can hold");
+  write_sequence_size(static_cast<int>(count));
+  // The bytes of the block may be more than an int holds.
   const auto* bytes = static_cast<const char*>(data);
   for (std::size_t left = count * size; left > 0;) {
     const std::size_t part = std::min(left, std::size_t{1} << 30);

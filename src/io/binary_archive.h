@@ -2,6 +2,7 @@
 // each type. Files have it inside a zlib stream.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -42,6 +43,9 @@ class binary_oarchive : public describable<binary_oarchive> {
   void write_version(const void* tag, int version);
   void write_sequence_size(int count);
   void write_block(const void* data, int count);
+  // A sequence of `count` items of `size` bytes each. Throws io::invalid_format for more items than its header can
+  // tell.
+  void write_values(const void* data, std::size_t count, std::size_t size);
 
   void write(bool value) { write(static_cast<std::uint8_t>(value)); }
   void write(double value) { write_block(&value, sizeof value); }
@@ -58,7 +62,6 @@ class binary_oarchive : public describable<binary_oarchive> {
   }
   template <class T>
   void block(const std::vector<T>& values) {
-    write_sequence_size(static_cast<int>(values.size()));
     write_values(values.data(), values.size(), sizeof(T));
   }
   // Raw bytes without a header.
@@ -82,8 +85,6 @@ class binary_oarchive : public describable<binary_oarchive> {
   std::string_view element(int) { return {}; }
 
  private:
-  void write_values(const void* data, std::size_t count, std::size_t size);
-
   binary_writer& writer_;
   type_versions versions_;
 };

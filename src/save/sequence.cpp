@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <exception>
 
 #include "command/messages.h"
 #include "lib/parallel.h"
@@ -35,7 +36,23 @@ class sequence_save {
         ahead_(context.pipeline.frame_cache()),
         workers_(lib::thread_count()) {}
 
-  bool run() {
+  // Returns what making a picture threw, if it did. The pictures before that are written in any case.
+  std::exception_ptr run() {
+    std::exception_ptr failure;
+    try {
+      make_all();
+    } catch (...) {
+      failure = std::current_exception();
+    }
+    collect(0);
+    return failure;
+  }
+
+  bool wrote_all() const { return written_ == end_ - first_; }
+  bool wrote_any() const { return written_ > 0; }
+
+ private:
+  void make_all() {
     for (int frame = first_; frame < end_ && !failed_ && !is_cancelled(); ++frame) {
       read_ahead_of(frame);
       const stopwatch waiting;
@@ -52,13 +69,8 @@ class sequence_save {
         if (!failed_) report_missing(frame);
       }
     }
-    collect(0);
-    return written_ == end_ - first_;
   }
 
-  bool wrote_any() const { return written_ > 0; }
-
- private:
   std::string name_of(int frame) const { return numbered_name(target_.path, frame + context_.composition.frame_base); }
   bool is_cancelled() const { return context_.cancelled && context_.cancelled(); }
   static int most_pending() { return lib::thread_count(); }  // pictures, one for each worker
@@ -152,12 +164,15 @@ std::string missing_frame_text(const ksn::state& composition) {
 bool save_walk(context& context, const target& target, const walk& walk) {
   bool complete = false;
   bool any = false;
+  std::exception_ptr failure;
   {
     sequence_save save(context, target, walk);
-    complete = save.run();
+    failure = save.run();
+    complete = save.wrote_all();
     any = save.wrote_any();
   }
   if (any && context.after_save) context.after_save(target.path);
+  if (failure) std::rethrow_exception(failure);
   return complete;
 }
 

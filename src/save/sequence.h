@@ -22,7 +22,7 @@ struct walk {
 
 // Writes one file for each frame of the work area. Lines come in the order of the frames. A frame without a picture is
 // reported and left out; the first file that can't be written ends the walk, as does the context's `cancelled`, which
-// keeps what is made so far. Returns whether every frame was written.
+// keeps what is made so far; so does a failure of `make`, which comes through. Returns whether every frame was written.
 bool save_walk(context& context, const target& target, const walk& walk);
 
 }  // namespace save

@@ -179,6 +179,9 @@ TEST(binary_archive, failures) {
     io::binary_iarchive in(source);
     EXPECT_EQ(failure([&] { r.read(in); }), r.expected) << r.what;
   }
+  // A picture may have planes of four billion bytes, a sequence not.
+  EXPECT_EQ(failure([] { binary_of([](auto& ar) { ar.write_values(nullptr, std::size_t{1} << 31, 1); }); }),
+            "io::invalid_format|bytes|More than a document can hold");
 }
 
 template <class T>

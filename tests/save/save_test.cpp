@@ -9,6 +9,7 @@
 #include "command/engine.h"
 #include "lib/parallel.h"
 #include "save/actions.h"
+#include "save/sequence.h"
 #include "support/pictures.h"
 #include "support/temp_folder.h"
 
@@ -268,6 +269,23 @@ TEST_F(studio, cancelling_keeps_what_is_written) {
     EXPECT_EQ(files_of(folder / "out"), (text_list{"c4_0000.tga", "c4_0001.tga", "c4_0002.tga", "c4_0003.tga"}));
     EXPECT_EQ(saved.size(), 1u);
   }
+}
+
+TEST_F(studio, memory_that_runs_out_keeps_what_is_made) {
+  open_sequence({10, 20, 30, 40});
+  save::context context{
+      composition, pipeline, {}, nullptr, nullptr, nullptr, [this](const std::string& path) {
+                          saved.push_back(path); }};
+  const auto make = [](int frame) -> save::picture {
+    if (frame == 3) throw std::bad_alloc();
+    return {std::make_shared<img::image>(support::picture("BGR", 2, 2, {frame})), nullptr};
+  };
+  const save::target target{out("c.tga"), img::find_format("c.tga")};
+  EXPECT_THROW(save::save_walk(context, target, {make, [](int) { return std::vector<save::wanted_frame>(); }}),
+               std::bad_alloc);
+  EXPECT_EQ(files_of(folder / "out"), (text_list{"c_0000.tga", "c_0001.tga", "c_0002.tga"}));
+  EXPECT_EQ(level_of(out("c_0002.tga")), 2);
+  EXPECT_EQ(saved, text_list{out("c.tga")});
 }
 
 TEST_F(studio, floats_pass_through_where_both_ends_hold_them) {
