@@ -76,40 +76,28 @@ TEST(broken_documents, counts_that_nothing_backs) {
   EXPECT_LT(most_memory() - before, 500) << "megabytes";
 }
 
-// Counts that a packed file of a few bytes backs with millions of names or layers.
+// Counts that a packed file of a few bytes could well back, with millions of empty names or layers.
 TEST(broken_documents, counts_that_only_the_packing_backs) {
   const temp_folder folder;
   const std::string path = folder / "a.ksncomp";
   const std::string whole = binary_form(composition_kind::tree({}), 4).bytes();
-  const std::size_t names = whole.find("[n]\x1a\x3", whole.find("1-3"));
   const std::string layers = binary_form(document_rows{}.composition({}), 4).bytes();
-  const struct {
-    std::string head;  // up to a list
-    int count;
-    std::string element;
-  } rows[] = {
-      {whole.substr(0, names), 20'000'000, std::string("[n]\x1a\0\0\0\0", 8)},
-      {layers.substr(0, layers.find("[n]")), 100'000, std::string(600, '\0')},
+  const std::pair<std::string, int> lists[] = {
+      {whole.substr(0, whole.find("[n]\x1a\x3", whole.find("1-3"))), 20'000'000},  // names of a sequence
+      {layers.substr(0, layers.find("[n]")), 100'000},
   };
-  for (const auto& row : rows) {
+  for (const auto& [head, count] : lists) {
     {
       io::file file(path, "wb");
       io::packer packed(file);
-      packed.write(row.head.data(), static_cast<int>(row.head.size()));
+      packed.write(head.data(), static_cast<int>(head.size()));
       packed.write("[n]\x1a", 4);
-      packed.write(&row.count, 4);
-      std::string elements;
-      for (int i = 0; i < 1000; ++i) elements += row.element;
-      for (int i = 0; i < row.count / 1000; ++i) packed.write(elements.data(), static_cast<int>(elements.size()));
+      packed.write(&count, 4);
       packed.flush();
     }
     document found;
-    try {
-      ksn::load_composition(found, path, false);
-      FAIL() << "taken for a document of " << std::filesystem::file_size(path) << " bytes";
-    } catch (const io::invalid_format& failure) {
-      EXPECT_EQ(failure.message(), "More elements than a file of its size can hold");
-    }
+    EXPECT_EQ(failure([&] { ksn::load_composition(found, path, false); }),
+              "io::invalid_format|" + path + "|More elements than a file of its size can hold");
   }
 }
 
