@@ -24,9 +24,17 @@ struct found_files {
   int high = -std::numeric_limits<int>::max();
   bool numbered = false;  // the pattern has wildcards
   bool all_fit = true;    // every number is an int
-  bool any_sign = false;
-  int error = 0;  // errno of a folder that can't be listed
+  bool by_value = false;  // the natural order of the names is that of their numbers, while they have no signs
+  int error = 0;          // errno of a folder that can't be listed
 };
+
+// Whether natural order compares the wildcards of a pattern as one number: behind a `*` the others stand at no fixed
+// place.
+bool compares_by_value(std::string_view pattern) {
+  const std::size_t first = pattern.find_first_of("?*");
+  if (first == pattern.npos || pattern.find('*') == pattern.npos) return true;
+  return pattern.find_first_not_of("?*", first) > pattern.find_last_of("?*");
+}
 
 // Asks the image library once for each run of names with the same extension.
 class known_extension {
@@ -54,6 +62,7 @@ found_files find_files(const std::string& folder, const std::string& pattern, co
   found_files found;
   found.numbered = pattern != "*" && has_wildcard(pattern);
   known_extension is_known;
+  found.by_value = found.numbered && compares_by_value(pattern);
   const name_matcher matches(pattern);
   const auto take = [&](std::string_view name) {
     int number = 0;
@@ -64,7 +73,7 @@ found_files find_files(const std::string& folder, const std::string& pattern, co
       found.low = std::min(found.low, fits ? number : found.low);
       found.high = std::max(found.high, fits ? number : found.high);
       found.all_fit = found.all_fit && fits;
-      found.any_sign = found.any_sign || matches.has_sign(name);
+      found.by_value = found.by_value && !matches.has_sign(name);
       found.numbers.push_back(number);
     }
     found.names.add(name);
@@ -104,10 +113,10 @@ void fill_holes(found_files& found, const std::string& pattern) {
   found.names.reorder(places);
 }
 
-// Puts the names in natural order. Numbers without a sign that lie close together are that order already.
+// Puts the names in natural order.
 void sort_found(found_files& found) {
   const double span = static_cast<double>(found.high) - found.low + 1;
-  if (found.numbered && found.all_fit && !found.any_sign && span <= static_cast<double>(found.names.size()) * 4) {
+  if (found.by_value && found.all_fit && span <= static_cast<double>(found.names.size()) * 4) {
     bool unique = true;
     std::vector<std::uint32_t> places = by_number(found, unique);
     if (unique) {

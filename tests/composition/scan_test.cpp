@@ -41,6 +41,7 @@ TEST(scan, files_and_their_frames) {
       {{"S.01.TGA", "s.03.tga", "s.02.Tga"}, "s.??.tga", false, "S.01.TGA s.02.Tga s.03.tga"},
       {{"f.9.tga", "f.10.tga", "f.11.tga"}, "f.*.tga", false, "f.9.tga f.10.tga f.11.tga"},
       {{"f.1.tga", "f.3.tga", "f.4.tga"}, "f.*.tga", false, "f.1.tga f.2.tga f.3.tga f.4.tga"},
+      {{"a0b9.tga", "a1b0.tga", "a0b11.tga"}, "a?b*.tga", true, "a0b9.tga a0b11.tga a1b0.tga"},
       {{"f.07.tga", "f.7.tga", "f.8.tga"}, "f.*.tga", false, "f.07.tga f.8.tga"},
       {{"d20240101120000.tga", "d20240101120001.tga"},
        "d??????????????.tga",
