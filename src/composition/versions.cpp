@@ -79,27 +79,39 @@ bool source_exists(const track_info& track, const versioned_source& source) {
   return found;
 }
 
-// With all tokens of the present version replaced, or when that is not there but exists so, the nearest one alone.
-// False, with the former, when neither is there.
+// The paths that may hold the source under another version, most likely first: with the token replaced in all its
+// components, in ever fewer down to the nearest, at last in one place alone.
+std::vector<std::string> versioned_paths(std::string_view path, std::string_view token, std::string_view version) {
+  const auto nearest = static_cast<std::size_t>(token.data() - path.data());
+  std::vector<std::string> paths;
+  for (std::size_t from = 0; from <= nearest; from = path.find('/', from) + 1) {
+    std::string replaced(path.substr(0, from));
+    replaced += replace_version(path.substr(from), token, version);
+    if (paths.empty() || paths.back() != replaced) paths.push_back(std::move(replaced));
+    if (path.find('/', from) == path.npos) break;
+  }
+  paths.push_back(std::string(path).replace(nearest, token.size(), version));
+  return paths;
+}
+
+// The source that exists under a version. False, with the most likely one, when none does.
 bool find_version(const track_info& track, std::string_view version, versioned_source& source) {
   version_place place;
   if (!find_place(track, place)) return false;
-  const auto with_nearest_only = [&] {
-    std::string path(track.path);
-    const auto at = static_cast<std::size_t>(place.token.data() - track.path.data());
-    return path.replace(at, place.token.size(), version);
-  };
-  source.path = replace_version(track.path, place.token, version);
-  source.mask = replace_version(track.mask, place.token, version);
   name_list names;
   for (const std::string_view name : track.names) names.add(replace_version(name, place.token, version));
-  source.names = frame_names(std::move(names));
-  if (source_exists(track, source)) return true;
+  const frame_names replaced_names(std::move(names));
+  const std::string replaced_mask = replace_version(track.mask, place.token, version);
 
-  versioned_source nearest{with_nearest_only(), track.mask, track.names};
-  if (!source_exists(track, nearest)) return false;
-  source = std::move(nearest);
-  return true;
+  const std::vector<std::string> paths = versioned_paths(track.path, place.token, version);
+  for (const std::string& path : paths) {
+    source = {path, replaced_mask, replaced_names};
+    if (source_exists(track, source)) return true;
+    source = {path, track.mask, track.names};
+    if (track.source_type == source_type::sequence && source_exists(track, source)) return true;
+  }
+  source = {paths.front(), replaced_mask, replaced_names};
+  return false;
 }
 
 // Reads again what the header of a still, or the clip itself, decides. The user's choices stay.

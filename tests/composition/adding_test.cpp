@@ -30,18 +30,18 @@ TEST_F(adding, the_timeline_of_the_first_layer_and_of_later_ones) {
   struct row {
     int set_by_hand;  // 0 for not
     std::vector<std::string> patterns;
-    int tm_n, tm_l;
+    std::string timeline;
   };
   files("short", 1, 3);
   files("a", 10, 49);
   files("b", 100, 599);
   const row rows[] = {
-      {0, {"a.##.tga"}, 40, 40},
-      {0, {"short.#.tga"}, 10, 3},
-      {77, {"short.#.tga"}, 77, 77},
-      {77, {"b.###.tga"}, 500, 77},
-      {0, {"a.##.tga", "b.###.tga"}, 500, 40},
-      {0, {"b.###.tga", "a.##.tga"}, 500, 500},
+      {0, {"a.##.tga"}, "40: 0 to 40, at 0"},
+      {0, {"short.#.tga"}, "10: 0 to 3, at 0"},
+      {77, {"short.#.tga"}, "77: 0 to 77, at 0"},
+      {77, {"b.###.tga"}, "500: 0 to 77, at 0"},
+      {0, {"a.##.tga", "b.###.tga"}, "500: 0 to 40, at 0"},
+      {0, {"b.###.tga", "a.##.tga"}, "500: 0 to 500, at 0"},
   };
   for (const row& r : rows) {
     document d;
@@ -53,10 +53,7 @@ TEST_F(adding, the_timeline_of_the_first_layer_and_of_later_ones) {
       EXPECT_EQ(d.track_max, d.track_count());
       EXPECT_EQ(d.track_at(0).crop_wh, (math::point{4, 3}));
     }
-    EXPECT_EQ(d.tm_n, r.tm_n) << r.patterns[0];
-    EXPECT_EQ(d.tm_f, 0) << r.patterns[0];
-    EXPECT_EQ(d.tm_l, r.tm_l) << r.patterns[0];
-    EXPECT_EQ(d.tm_t, 0.0) << r.patterns[0];
+    EXPECT_EQ(d.timeline(), r.timeline) << r.patterns[0];
     EXPECT_EQ(ksn::broken_invariant(d), "");
   }
 }
@@ -78,8 +75,7 @@ TEST_F(adding, behind_the_selected_layer) {
   c.track_at(0).set_in_out(5, 20);
   ASSERT_TRUE(c.add(folder / "a.##.tga", false, true, false));
   EXPECT_EQ(c.track_at(0).begin, 20);
-  EXPECT_EQ(c.tm_n, 50);
-  EXPECT_EQ(c.tm_l, 50);
+  EXPECT_EQ(c.timeline(), "50: 0 to 50, at 0");
   c.selection.clear();
   ASSERT_TRUE(c.add(folder / "a.##.tga", false, true, false));
   EXPECT_EQ(c.track_at(0).begin, 0) << "nothing to stand behind";
@@ -261,9 +257,7 @@ TEST_F(adding, new_composition_takes_the_defaults) {
   EXPECT_EQ(c.zoom(), 1.0);
   EXPECT_EQ(c.pan_position, math::pointd());
   EXPECT_EQ(c.file_name, "");
-  EXPECT_EQ(c.tm_t, 0.0);
-  EXPECT_EQ(c.tm_f, 0);
-  EXPECT_EQ(c.tm_l, c.tm_n);
+  EXPECT_EQ(c.timeline(), "77: 0 to 77, at 0");
   EXPECT_FALSE(c.timeline_user_set);
   EXPECT_FALSE(c.playing);
   EXPECT_EQ(c.dropped, std::vector<std::string>{"all"});

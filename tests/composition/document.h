@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -83,6 +84,18 @@ struct document : ksn::state {
       }
       put(std::string(name));
     }
+  }
+
+  // Length, work area and current time: "250: 0 to 250, at 12.5".
+  std::string timeline() const {
+    std::ostringstream text;
+    text << tm_n << ": " << tm_f << " to " << tm_l << ", at " << tm_t;
+    return text.str();
+  }
+  std::vector<int> begins() const {
+    std::vector<int> list;
+    for (const ksn::track_info& track : tracks) list.push_back(track.begin);
+    return list;
   }
 
   // The names of the layers from the top, those selected in brackets.

@@ -129,12 +129,6 @@ TEST_F(editing, go_to_and_set_points) {
   }
 }
 
-std::vector<int> begins(const state& c) {
-  std::vector<int> list;
-  for (const track_info& track : c.tracks) list.push_back(track.begin);
-  return list;
-}
-
 TEST_F(editing, align) {
   c.put("a", 3, 10).set_in_out(2, 6);
   c.put("b", 50, 20);
@@ -146,7 +140,7 @@ TEST_F(editing, align) {
                                       {ksn::layer_align_in, {28, 30, 7}},
                                       {ksn::layer_align_out, {24, 10, 7}}}) {
     run(c);
-    EXPECT_EQ(begins(c), expected);
+    EXPECT_EQ(c.begins(), expected);
   }
 }
 
@@ -157,17 +151,16 @@ TEST_F(editing, position_after_chains_the_selection) {
   c.set_timeline_length(30, true);
   c.selection = {0, 1, 2};
   ksn::layer_position_after(c);
-  EXPECT_EQ(begins(c), (std::vector{37, 20, 5})) << "b behind c, which ends at 5 + 15; a's frame 3 stands at 40";
-  EXPECT_EQ(c.tm_n, 47);
-  EXPECT_EQ(c.tm_l, 47);
+  EXPECT_EQ(c.begins(), (std::vector{37, 20, 5})) << "b behind c, which ends at 5 + 15; a's frame 3 stands at 40";
+  EXPECT_EQ(c.timeline(), "47: 0 to 47, at 0");
   c.track_at(1).begin = 0;
   c.selection = {1};
   ksn::layer_position_after(c);
-  EXPECT_EQ(begins(c), (std::vector{37, 20, 5})) << "one alone follows the layer below it";
+  EXPECT_EQ(c.begins(), (std::vector{37, 20, 5})) << "one alone follows the layer below it";
   c.selection = {2};
   c.undo_stack.reset();
   ksn::layer_position_after(c);
-  EXPECT_EQ(begins(c), (std::vector{37, 20, 5}));
+  EXPECT_EQ(c.begins(), (std::vector{37, 20, 5}));
   EXPECT_EQ(c.undo_stack, nullptr);
 }
 
@@ -242,14 +235,13 @@ TEST_F(editing, work_area_of_the_selection) {
   c.put("a", 10, 20).set_in(5);
   c.put("b", 40, 20);
   c.put("c", 0, 5);
-  c.selection = {0, 1};
-  ksn::workarea_set_to_selection(c);
-  EXPECT_EQ(c.tm_f, 15);
-  EXPECT_EQ(c.tm_l, 60);
-  c.selection = {2};
-  ksn::workarea_set_to_selection(c);
-  EXPECT_EQ(c.tm_f, 0);
-  EXPECT_EQ(c.tm_l, 5);
+  for (const auto& [selection, expected] : {std::pair{std::set{0, 1}, "250: 15 to 60, at 0"},
+                                            {std::set{2}, "250: 0 to 5, at 0"},
+                                            {std::set<int>(), "250: 0 to 5, at 0"}}) {
+    c.selection = selection;
+    ksn::workarea_set_to_selection(c);
+    EXPECT_EQ(c.timeline(), expected);
+  }
 }
 
 TEST_F(editing, transport) {

@@ -106,6 +106,13 @@ TEST_F(source_changes, versions_of_stills_and_folders) {
   EXPECT_EQ(walk({next}), "v2/b.tga");
   add("v1/c_v1.tga", true);
   EXPECT_EQ(walk({next}), "v1/c_v1.tga") << "the file names the version, and there is no c_v2 nor v2/c_v2";
+  // A folder above that has the same token by chance, or means it.
+  files({"u/v1/s_v1/a_v1.1.tga", "u/v1/s_v1/a_v1.2.tga", "u/v1/s_v2/a_v2.1.tga", "u/v1/s_v2/a_v2.2.tga",
+         "u/v1/s_v3/a_v2.1.tga", "u/v1/s_v3/a_v2.2.tga", "u/v4/s_v4/a_v4.1.tga", "u/v1/s_v4/readme.txt"});
+  add("u/v1/s_v1/a_v1.#.tga");
+  EXPECT_EQ(walk({next, next, previous}), "u/v1/s_v2/a_v2.?.tga u/v1/s_v3/a_v2.?.tga u/v1/s_v2/a_v2.?.tga");
+  add("u/v1/s_v1/a_v1.#.tga");
+  EXPECT_EQ(walk({previous}), "u/v4/s_v4/a_v4.?.tga");
   add("all/v1");
   EXPECT_EQ(walk({next, next}), "all/v3/* all/v1/*") << "v2 has none of the names";
   c.new_text_layer();
@@ -212,17 +219,16 @@ TEST_F(source_changes, a_growing_sequence_takes_the_view_along) {
     const char* change;  // of a sequence of twelve frames
     int wa_end;
     double time;
-    int tm_n_after, wa_end_after;
-    double time_after;
+    const char* timeline_after;
   };
   const row rows[] = {
-      {"two more", 12, 11, 14, 14, 12},  // to the last frame but one
-      {"two more", 12, 10, 14, 14, 12},
-      {"two more", 12, 9.5, 14, 14, 9.5},
-      {"two more, playing", 12, 11, 14, 14, 11},
-      {"two more", 9, 11, 14, 9, 11},  // the work area did not end with the layer
-      {"two more, behind the timeline", 10, 10, 10, 10, 10},
-      {"one less", 12, 11, 12, 12, 11},
+      {"two more", 12, 11, "14: 0 to 14, at 12"},  // the last frame but one
+      {"two more", 12, 10, "14: 0 to 14, at 12"},
+      {"two more", 12, 9.5, "14: 0 to 14, at 9.5"},
+      {"two more, playing", 12, 11, "14: 0 to 14, at 11"},
+      {"two more", 9, 11, "14: 0 to 9, at 11"},  // the work area did not end with the layer
+      {"two more, behind the timeline", 10, 10, "10: 0 to 10, at 10"},
+      {"one less", 12, 11, "12: 0 to 12, at 11"},
   };
   for (const row& r : rows) {
     support::temp_folder place;
@@ -241,11 +247,8 @@ TEST_F(source_changes, a_growing_sequence_takes_the_view_along) {
       for (const int n : {23, 24}) write_file(frame(n), tga());
     }
     ksn::layer_rescan_sequence(d);
-    const std::string what = r.change + std::string(" at ") + std::to_string(r.time);
-    EXPECT_EQ(d.track_at(0).out(), change == "one less" ? 11 : 14) << what;
-    EXPECT_EQ(d.tm_n, r.tm_n_after) << what;
-    EXPECT_EQ(d.tm_l, r.wa_end_after) << what;
-    EXPECT_EQ(d.tm_t, r.time_after) << what;
+    EXPECT_EQ(d.track_at(0).out(), change == "one less" ? 11 : 14) << r.change;
+    EXPECT_EQ(d.timeline(), r.timeline_after) << r.change << " at " << r.time;
     for (const auto& entry : fs::directory_iterator(place.path())) fs::remove(entry);
     ksn::layer_rescan_sequence(d);
     EXPECT_EQ(d.track_at(0).names, ksn::frame_names{"r.11.tga"}) << "one frame stays";

@@ -1,108 +1,89 @@
-#include "composition/state.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <span>
+#include <tuple>
 #include <vector>
+
+#include "composition/document.h"
 
 namespace {
 
 using ksn::state;
-using ksn::track_info;
-
-void put_layer(state& composition, int begin, int frames, double end = 1.0) {
-  track_info track;
-  track.source_type = ksn::source_type::sequence;
-  track.frames = frames;
-  track.begin = begin;
-  track.send_f = end;
-  composition.tracks.push_back(track);
-}
+using support::document;
 
 TEST(timeline, lengths_clamp_what_lies_behind_them) {
-  state composition;
-  composition.set_current_time(200);
-  composition.set_timeline_length(5, false);
-  EXPECT_EQ(composition.tm_n, 10);
-  EXPECT_EQ(composition.tm_l, 10);
-  EXPECT_EQ(composition.tm_t, 10.0);
-  EXPECT_TRUE(composition.timeline_user_set);
+  document c;
+  c.set_current_time(200);
+  c.set_timeline_length(5, false);
+  EXPECT_EQ(c.timeline(), "10: 0 to 10, at 10");
+  EXPECT_TRUE(c.timeline_user_set);
+  c.set_timeline_length(100, true);
+  EXPECT_EQ(c.timeline(), "100: 0 to 10, at 10") << "the work area does not grow with the timeline";
+  c.set_workarea_begin(90);
+  c.set_timeline_length(50, true);
+  EXPECT_EQ(c.timeline(), "50: 49 to 50, at 10");
 
-  composition.set_timeline_length(100, true);
-  EXPECT_EQ(composition.tm_l, 10);  // the work area does not grow with the timeline
-  composition.set_workarea_begin(90);
-  composition.set_timeline_length(50, true);
-  EXPECT_EQ(composition.tm_l, 50);
-  EXPECT_EQ(composition.tm_f, 49);
-
-  state with_layer;
-  put_layer(with_layer, 0, 10);
+  document with_layer;
+  with_layer.put("a");
   with_layer.set_timeline_length(20, false);
   EXPECT_FALSE(with_layer.timeline_user_set);
 }
 
 TEST(timeline, work_area) {
-  struct row {
-    int begin_at;  // -1 for none
-    int end_at;
-    int first, end;
-  };
+  const auto begin = &state::set_workarea_begin;
+  const auto end = &state::set_workarea_end;
   // On a timeline of 100 frames with a work area of 20 to 40.
-  const row rows[] = {
-      {30, -1, 30, 40}, {40, -1, 40, 41},   {99, -1, 99, 100}, {500, -1, 99, 100}, {-5, -1, 0, 40},  {-1, 60, 20, 60},
-      {-1, 20, 19, 20}, {-1, 500, 20, 100}, {-1, 1, 0, 1},     {-1, 2, 1, 2},      {98, -1, 98, 99},
-  };
-  for (const row& r : rows) {
-    state composition;
-    composition.set_timeline_length(100, false);
-    composition.tm_f = 20;
-    composition.tm_l = 40;
-    if (r.begin_at != -1) composition.set_workarea_begin(r.begin_at);
-    if (r.end_at != -1) composition.set_workarea_end(r.end_at);
-    EXPECT_EQ(composition.tm_f, r.first) << r.begin_at << " " << r.end_at;
-    EXPECT_EQ(composition.tm_l, r.end) << r.begin_at << " " << r.end_at;
+  const std::tuple<void (state::*)(int), int, const char*> rows[] = {
+      {begin, 30, "100: 30 to 40, at 0"},  {begin, 40, "100: 40 to 41, at 0"},   {begin, 98, "100: 98 to 99, at 0"},
+      {begin, 99, "100: 99 to 100, at 0"}, {begin, 500, "100: 99 to 100, at 0"}, {begin, -5, "100: 0 to 40, at 0"},
+      {end, 60, "100: 20 to 60, at 0"},    {end, 20, "100: 19 to 20, at 0"},     {end, 500, "100: 20 to 100, at 0"},
+      {end, 1, "100: 0 to 1, at 0"},       {end, 2, "100: 1 to 2, at 0"}};
+  for (const auto& [set, frame, expected] : rows) {
+    document c;
+    c.set_timeline_length(100, false);
+    c.tm_f = 20;
+    c.tm_l = 40;
+    (c.*set)(frame);
+    EXPECT_EQ(c.timeline(), expected);
   }
 }
 
 TEST(timeline, fit_and_trim) {
-  struct moment {
-    int tm_n, tm_f, tm_l;
-    double tm_t;
-    std::vector<int> begins;
-    bool operator==(const moment&) const = default;
-  };
   struct row {
     void (state::*run)();
-    moment before;
-    double end;  // of each layer of thirty frames
-    moment after;
+    int tm_n, tm_f, tm_l;
+    double tm_t;
+    std::vector<int> begins;  // of layers of thirty frames
+    double end;               // their out point as a fraction
+    std::string timeline_after;
+    std::vector<int> begins_after;
   };
   const auto fit = &state::timeline_fit_all_layers;
   const auto trim = &state::timeline_trim_to_workarea;
   const row rows[] = {
-      {fit, {250, 25, 60, 10, {30, 20}}, 1.0, {40, 5, 40, 0, {10, 0}}},
-      {fit, {250, 0, 250, 0, {0}}, 1.5, {60, 0, 60, 0, {0}}},        // to the end of the last repeat
-      {fit, {100, 0, 100, 50, {300}}, 1.0, {240, 0, 10, 0, {210}}},  // by what leaves ten frames
-      {fit, {100, 20, 50, 30, {-15, 5}}, 1.0, {50, 35, 50, 45, {0, 20}}},
-      {fit, {100, 90, 100, 95, {0}}, 1.0, {30, 29, 30, 30, {0}}},
-      {fit, {100, 20, 50, 30, {}}, 1.0, {100, 20, 50, 30, {}}},
-      {trim, {250, 40, 70, 50, {0}}, 1.0, {30, 0, 30, 10, {-40}}},
-      {trim, {100, 95, 100, 99, {7}}, 1.0, {10, 5, 10, 9, {-83}}},
-      {trim, {100, 0, 3, 2, {7}}, 1.0, {10, 0, 3, 2, {7}}},
+      {fit, 250, 25, 60, 10, {30, 20}, 1.0, "40: 5 to 40, at 0", {10, 0}},
+      {fit, 250, 0, 250, 0, {0}, 1.5, "60: 0 to 60, at 0", {0}},        // to the end of the last repeat
+      {fit, 100, 0, 100, 50, {300}, 1.0, "240: 0 to 10, at 0", {210}},  // moved by what leaves ten frames
+      {fit, 100, 20, 50, 30, {-15, 5}, 1.0, "50: 35 to 50, at 45", {0, 20}},
+      {fit, 100, 90, 100, 95, {0}, 1.0, "30: 29 to 30, at 30", {0}},
+      {fit, 100, 20, 50, 30, {}, 1.0, "100: 20 to 50, at 30", {}},
+      {trim, 250, 40, 70, 50, {0}, 1.0, "30: 0 to 30, at 10", {-40}},
+      {trim, 100, 95, 100, 99, {7}, 1.0, "10: 5 to 10, at 9", {-83}},
+      {trim, 100, 0, 3, 2, {7}, 1.0, "10: 0 to 3, at 2", {7}},
   };
   for (const row& r : rows) {
-    state composition;
-    composition.tm_n = r.before.tm_n;
-    composition.tm_f = r.before.tm_f;
-    composition.tm_l = r.before.tm_l;
-    composition.tm_t = r.before.tm_t;
-    for (const int begin : r.before.begins) put_layer(composition, begin, 30, r.end);
-    (composition.*r.run)();
-    moment after{composition.tm_n, composition.tm_f, composition.tm_l, composition.tm_t, {}};
-    for (const track_info& track : composition.tracks) after.begins.push_back(track.begin);
-    EXPECT_EQ(after, r.after) << "row " << &r - rows << ": " << after.tm_n << " " << after.tm_f << " " << after.tm_l
-                              << " " << after.tm_t;
+    document c;
+    c.tm_n = r.tm_n;
+    c.tm_f = r.tm_f;
+    c.tm_l = r.tm_l;
+    c.tm_t = r.tm_t;
+    for (const int begin : r.begins) c.put("a", begin, 30).send_f = r.end;
+    c.timeline_user_set = true;
+    (c.*r.run)();
+    EXPECT_EQ(c.timeline(), r.timeline_after);
+    EXPECT_EQ(c.begins(), r.begins_after) << c.timeline();
+    EXPECT_EQ(c.timeline_user_set, r.run == trim || r.begins.empty()) << c.timeline();
   }
 }
 
