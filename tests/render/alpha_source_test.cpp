@@ -33,6 +33,8 @@ struct setup {
 
   setup() { layer.source_type = source.source_type = ksn::source_type::image; }
   void take(channel_type channel) { layer.alpha_source_channel = channel; }
+  void gray_source() { source_image = support::picture("L", 4, 2, {90}); }
+  void gray_layer() { layer_image = support::picture("L", 4, 2, {9}); }
   void own_alpha(int alpha) { layer_image = support::picture("BGRA", 4, 2, {1, 2, 3, alpha}); }
   void meet(mode how, bool inverted = false, channel_type own = channel_type::alpha) {
     layer.alpha_source_mode = how;
@@ -68,22 +70,15 @@ const alpha_case alpha_cases[] = {
     {"luma", [](setup& s) { s.take(channel_type::luma); }, {51}},
     {"inverted source", [](setup& s) { s.meet(mode::replace, true); }, {185}},
     {"inverted source and result", [](setup& s) { s.meet(mode::replace, true), s.layer.invert_alpha = true; }, {70}},
-    {"green of a gray source is its one plane",
-     [](setup& s) { s.take(channel_type::green), s.source_image = support::picture("L", 4, 2, {90}); },
-     {90}},
-    {"luma of a gray source is its one plane",
-     [](setup& s) { s.take(channel_type::luma), s.source_image = support::picture("L", 4, 2, {90}); },
-     {90}},
+    {"green of a gray source", [](setup& s) { s.gray_source(), s.take(channel_type::green); }, {90}},
+    {"luma of a gray source", [](setup& s) { s.gray_source(), s.take(channel_type::luma); }, {90}},
     {"a source without the channel counts as none", [](setup& s) { s.source_image = s.layer_image; }, {}},
     {"no source", [](setup& s) { s.attached = false; }, {}},
     {"no alpha to invert", [](setup& s) { s.attached = false, s.layer.invert_alpha = true; }, {}},
-    {"own alpha inverted", [](setup& s) { s.attached = false, s.layer.invert_alpha = true, s.own_alpha(100); }, {155}},
-    {"a gray layer is completed", [](setup& s) { s.layer_image = support::picture("L", 4, 2, {9}); }, {70}},
-    {"a gray layer without alpha stays gray",
-     [](setup& s) {
-       s.attached = false, s.layer.invert_color = true;
-       s.layer_image = support::picture("L", 4, 2, {9});
-     },
+    {"own alpha", [](setup& s) { s.attached = false, s.layer.invert_alpha = true, s.own_alpha(100); }, {155}},
+    {"a gray layer", [](setup& s) { s.gray_layer(); }, {70}},
+    {"a gray layer without alpha",
+     [](setup& s) { s.attached = false, s.layer.invert_color = true, s.gray_layer(); },
      {}},
     // A row of four is all tail: floor(x * y / 255).
     {"255 - 155 * 185 / 255", [](setup& s) { s.own_alpha(100), s.meet(mode::combine); }, {255 - 112}},
@@ -95,15 +90,12 @@ const alpha_case alpha_cases[] = {
     {"own green: 20 * 70 / 255", [](setup& s) { s.meet(mode::multiply, false, channel_type::green); }, {5}},
     // (54 * 30 + 183 * 20 + 19 * 10) >> 8 = 21
     {"own luma: 21 * 70 / 255", [](setup& s) { s.meet(mode::multiply, false, channel_type::luma); }, {5}},
-    {"smaller source: centred by the anchors, transparent around",
-     [](setup& s) { s.small_source(2, 1); },
-     {0, 0, 0, 0, 0, 70, 70, 0}},
-    {"smaller source inverted: what is not covered becomes opaque",
+    // Centred by the anchors; what is not covered is transparent, or opaque when the source is inverted.
+    {"smaller source", [](setup& s) { s.small_source(2, 1); }, {0, 0, 0, 0, 0, 70, 70, 0}},
+    {"smaller source inverted",
      [](setup& s) { s.small_source(2, 1), s.meet(mode::replace, true); },
      {255, 255, 255, 255, 255, 185, 185, 255}},
-    {"larger source: its middle",
-     [](setup& s) { s.source_image = numbered_alpha(6, 4); },
-     {7, 8, 9, 10, 13, 14, 15, 16}},
+    {"larger source", [](setup& s) { s.source_image = numbered_alpha(6, 4); }, {7, 8, 9, 10, 13, 14, 15, 16}},
     {"a source moved by its anchor",
      [](setup& s) {
        s.small_source(2, 2), s.source_image.user[0] = {2, 1};

@@ -264,16 +264,11 @@ TEST_F(frame_test, same_frame_for_every_number_of_threads_and_every_level) {
   composition.target_view = target_view_type::both;
   for (int i = 0; i < 5; ++i) {
     auto clip = std::make_shared<support::fake_clip>(1, [i](int, int, img::image& image) {
-      image = support::random_picture("BGRAZ", 90 + 7 * i, 70 - 7 * i, static_cast<unsigned>(i));
-      if (i < 4) return true;
-      const img::image bytes = image;
-      image.reset("BGRA", 16, bytes.width, bytes.height);
-      for (int p = 0; p < 4; ++p) {
-        for (int k = 0; k < bytes.width * bytes.height; ++k) {
-          image.row<std::uint16_t>(p, 0)[k] = static_cast<std::uint16_t>(bytes.row(p, 0)[k] << 6);
-        }
+      const img::image bytes = support::random_picture("BGRAZ", 90 + 7 * i, 70 - 7 * i, static_cast<unsigned>(i));
+      image = i < 4 ? bytes : img::image("BGRA", 16, bytes.width, bytes.height);
+      for (int k = 0; i == 4 && k < 4 * bytes.width * bytes.height; ++k) {
+        image.row<std::uint16_t>(k % 4, 0)[k / 4] = static_cast<std::uint16_t>(bytes.row(k % 4, 0)[k / 4] << 6);
       }
-      image.set_centre_anchor();
       return true;
     });
     ksn::track_info track = support::clip_layer(clip, 90 + 7 * i, 70 - 7 * i, "/clips/" + std::to_string(i));

@@ -19,11 +19,8 @@ TEST(geometry, layer_scale) {
     double aspect, zoom_x, zoom_y;
     int num_x, num_y;
   } cases[] = {
-      {source_type::image, false, full, 100, 100, 1.0, 1.0, 1.0, 1000, 1000},
-      {source_type::image, false, full, 50, 200, 1.0, 1.0, 1.0, 500, 2000},
       {source_type::sequence, false, full, 100, 100, 1.0666667, 1.0, 1.0, 1067, 1000},
       {source_type::image, false, full, 33, 33, 1.4587, 0.5, 2.0, 241, 660},  // 240.6855
-      {source_type::image, false, half, 100, 100, 1.0, 1.0, 1.0, 2000, 2000},
       {source_type::r3d, false, quarter, 10, 10, 1.0, 1.0, 0.5, 400, 200},
       {source_type::avi, false, quarter, 33, 100, 1.4587, 0.5, 1.0, 964, 4000},  // 4 times the rounded 241
       {source_type::image, true, quarter, 100, 100, 1.0, 1.0, 1.0, 1000, 1000},
