@@ -1,5 +1,6 @@
 #include "save/workers.h"
 
+#include <system_error>
 #include <utility>
 
 #include "lib/parallel.h"
@@ -7,7 +8,11 @@
 namespace save {
 
 workers::workers(int count) {
-  for (int i = 0; i < count; ++i) threads_.emplace_back([this] { run(); });
+  try {
+    for (int i = 0; i < count; ++i) threads_.emplace_back([this] { run(); });
+  } catch (const std::system_error&) {
+    // The threads that there are do the work of those that the system refuses.
+  }
 }
 
 workers::~workers() {
@@ -25,6 +30,10 @@ bool workers::any_idle() {
 }
 
 void workers::add(queue& to, std::function<void()> task) {
+  if (threads_.empty()) {
+    task();
+    return;
+  }
   {
     const std::lock_guard lock(mutex_);
     to.push_back(std::move(task));

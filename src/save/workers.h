@@ -11,7 +11,8 @@
 namespace save {
 
 // Tasks begin in the order in which they come, all writes before any read: what is written frees its memory. Tasks must
-// not throw; their parallel loops run on one thread, since the tasks themselves fill the processors.
+// not throw; their parallel loops run on one thread, since the tasks themselves fill the processors. Without any
+// thread, as where the system refuses them, a task runs at once where it is added.
 class workers {
  public:
   explicit workers(int count);

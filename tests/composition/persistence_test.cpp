@@ -128,7 +128,7 @@ TEST(persistence, sources_are_found_where_they_moved) {
     const bool whole_path = row.stored[0] == '=';
     const std::string stored = whole_path ? folder / (row.stored + 1) : std::string(row.stored);
     document written;
-    written.put("p", 0, 3).path = stored;  // of its frames 0 to 2 only the second is there
+    written.put("p", 0, 3).path = stored;  // only the first of its frames is there
     written.track_at(0).names = {"p.1.tga", "p.2.tga", "p.3.tga"};
     written.put_still("still").path = stored + "still.tga";
     written.put_still("gone").path = "/old/gone.tga";

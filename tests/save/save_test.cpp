@@ -288,6 +288,15 @@ TEST_F(studio, memory_that_runs_out_keeps_what_is_made) {
   EXPECT_EQ(saved, text_list{out("c.tga")});
 }
 
+TEST(workers, without_threads_a_task_runs_at_once) {
+  save::workers none(0);
+  std::string order;
+  none.add_read([&] { order += 'r'; });
+  none.add_write([&] { order += 'w'; });
+  EXPECT_EQ(order, "rw");
+  EXPECT_FALSE(none.any_idle());
+}
+
 TEST_F(studio, floats_pass_through_where_both_ends_hold_them) {
   img::image bright("BGR", 16, 4, 4);
   for (int p = 0; p < 3; ++p) std::fill_n(bright.data[p].as<std::uint16_t>(), 16, std::uint16_t{0x4200});  // 3.0
