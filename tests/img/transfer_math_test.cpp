@@ -177,7 +177,8 @@ TEST(transfer_math, floats_are_linear_and_not_clamped) {
 }
 
 TEST(transfer_math, identity) {
-  std::vector<double> ramp(img::lookup_table::curve_entries, 0.5);
+  const correction off = correction{} + [](correction& s) { s.disable_cc = true; };
+  const auto with_curves = [](correction& s) { s.lookup_table.set_1d(std::vector<double>(3072, 0.5), true); };
   const struct {
     const char* what;
     correction settings;
@@ -188,32 +189,25 @@ TEST(transfer_math, identity) {
       {"half", {}, 1, false},
       {"8-bit taken as linear", with(&correction::color_space, 1), 2, false},
       {"half taken as sRGB", with(&correction::color_space, 2), 1, true},
-      {"exposure", with(&correction::exposure, 1), 2, false},
-      {"temperature", with(&correction::temperature, 6500), 2, false},
-      {"lift", with(&correction::lift, 1), 2, false},
-      {"gamma", with(&correction::gamma, 99), 2, false},
-      {"gain", with(&correction::gain, 101), 2, false},
-      {"brightness", with(&correction::brightness, 1), 2, false},
-      {"contrast", with(&correction::contrast, 1), 2, false},
-      {"soft clip", with(&correction::soft_clip, 1), 2, false},
       {"the matrix does not count", with(&correction::saturation, 0), 2, true},
-      {"disabled", with(&correction::gamma, 200) + [](correction& s) { s.disable_cc = true; }, 2, true},
-      {"disabled, linear", correction{} + [](correction& s) { s.disable_cc = true; }, 1, false},
-      {"a lookup", correction{} + [&](correction& s) { s.lookup_table.set_1d(ramp, true); }, 2, false},
-      {"disabled with a lookup",
-       correction{} +
-           [&](correction& s) {
-             s.disable_cc = true;
-             s.lookup_table.set_1d(ramp, true);
-           },
-       2, false},
+      {"disabled, linear", off, 1, false},
+      {"a lookup", correction{} + with_curves, 2, false},
+      {"disabled with a lookup", off + with_curves, 2, false},
+      {"temperature", with(&correction::temperature, 6601), 2, false},
+      {"soft clip", with(&correction::soft_clip, 1), 2, false},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(img::transfer(row.settings).is_identity(blue, row.default_space), row.expected) << row.what;
   }
-  const img::transfer one_channel(correction{} + [](correction& s) { s.gain[green] = 50; });
-  EXPECT_TRUE(one_channel.is_identity(blue, 2));
-  EXPECT_FALSE(one_channel.is_identity(green, 2));
+  for (const auto field : {&correction::exposure, &correction::lift, &correction::gamma, &correction::gain,
+                           &correction::brightness, &correction::contrast}) {
+    correction s;
+    ++(s.*field)[green];
+    EXPECT_FALSE(img::transfer(s).is_identity(green, 2));
+    EXPECT_TRUE(img::transfer(s).is_identity(blue, 2));
+    s.disable_cc = true;
+    EXPECT_TRUE(img::transfer(s).is_identity(green, 2));
+  }
 }
 
 TEST(transfer_math, a_lookup_states_its_space) {
@@ -263,38 +257,36 @@ TEST(transfer_math, hue_and_saturation) {
 }
 
 TEST(transfer_math, tables_of_no_settings) {
-  const struct {
-    int code;
-    int index;
-  } linear_index[] = {{0, 0}, {95, 0}, {300, 43}, {445, 153}, {685, 1023}, {1023, 1023}};
-  for (const auto& row : linear_index) EXPECT_EQ(img::log_to_linear_index()[row.code], row.index) << row.code;
-  EXPECT_EQ(img::fixed_to_log()[0], 0);
-  EXPECT_EQ(img::fixed_to_log()[512 + 4096], 685);
-  EXPECT_EQ(img::fixed_to_log()[512 + 2048], 597);
-  EXPECT_EQ(img::fixed_to_log()[16383], 860);
-  EXPECT_EQ(img::fixed_to_half()[0], 0xB000);  // -0.125
-  EXPECT_EQ(img::fixed_to_half()[512], 0x0000);
-  EXPECT_EQ(img::fixed_to_half()[512 + 2048], 0x3800);  // 0.5
-  EXPECT_EQ(img::half_to_index()[0x3800], 512);         // 511.5 goes to the even neighbour
-  EXPECT_EQ(img::half_to_index()[0x4000], 1023);
-  EXPECT_EQ(img::half_to_index()[0xBC00], 0);
-  EXPECT_EQ(img::half_to_index()[0x7E00], 0);
-  EXPECT_EQ(img::half_to_alpha()[0x3800], 127);
-  EXPECT_EQ(img::half_to_alpha()[0x3C00], 255);
-  EXPECT_EQ(img::half_to_alpha()[0x8001], 0);
+  const auto check = [](const char* what, const auto* table, const std::vector<std::pair<int, int>>& entries) {
+    for (const auto& [index, value] : entries) EXPECT_EQ(table[index], value) << what << " " << index;
+  };
+  check("linear index", img::log_to_linear_index(),
+        {{0, 0}, {95, 0}, {300, 43}, {445, 153}, {685, 1023}, {1023, 1023}});
+  check("log", img::fixed_to_log(), {{0, 0}, {512 + 4096, 685}, {512 + 2048, 597}, {16383, 860}});
+  // -0.125, 0, 0.5
+  check("half", img::fixed_to_half(), {{0, 0xB000}, {512, 0}, {512 + 2048, 0x3800}});
+  // 511.5 goes to the even neighbour; 2, -1 and what is no number
+  check("index", img::half_to_index(), {{0x3800, 512}, {0x4000, 1023}, {0xBC00, 0}, {0x7E00, 0}});
+  check("alpha", img::half_to_alpha(), {{0x3800, 127}, {0x3C00, 255}, {0x8001, 0}});
 }
 
 TEST(transfer_math, sample_table) {
   correction s;
-  EXPECT_EQ(img::sample_table(s, false, false).curves()[1024], 0);
-  EXPECT_DOUBLE_EQ(img::sample_table(s, false, false).curves()[1024 + 512], 512 / 1023.0);
-  EXPECT_DOUBLE_EQ(img::sample_table(s, true, false).curves()[2048 + 95], 0);
-  EXPECT_NEAR(img::sample_table(s, true, false).curves()[685], 1, 1e-12);
-  EXPECT_NEAR(img::sample_table(s, false, true).curves()[512], 0.21449380614942534, 1e-12);
-  EXPECT_FALSE(img::sample_table(s, false, true).output_srgb1);
-  s.color_space = 2;
-  EXPECT_NEAR(img::sample_table(s, false, false).curves()[512], 0.21449380614942534, 1e-12);
-
+  const struct {
+    int color_space;
+    bool cineon, srgb;
+    int code;
+    double value;
+  } rows[] = {
+      {0, false, false, 0, 0}, {0, false, false, 512, 512 / 1023.0},        {0, false, true, 512, 0.21449380614942534},
+      {0, true, false, 95, 0}, {2, false, false, 512, 0.21449380614942534}, {0, true, false, 685, 1},
+  };
+  for (const auto& row : rows) {
+    s.color_space = row.color_space;
+    const img::lookup_table table = img::sample_table(s, row.cineon, row.srgb);
+    EXPECT_FALSE(table.output_srgb1);
+    for (int c = 0; c < 3; ++c) EXPECT_NEAR(table.curves()[1024 * c + row.code], row.value, 1e-12) << row.code;
+  }
   s.color_space = 0;
   s.lookup_table.set_1d(std::vector<double>(3072, 0.25), true);
   EXPECT_EQ(img::sample_table(s, true, true), s.lookup_table);
