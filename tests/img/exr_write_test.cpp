@@ -1,4 +1,3 @@
-#include <ImfStandardAttributes.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -57,9 +56,7 @@ TEST_F(ExrWrite, OtherProgramsReadIt) {
       }
       for (const int compression : {1, 2, 3}) {
         support::every_thread_count([&](int threads) {
-          img::save_options options;
-          options.compression = compression;
-          img::save(image, path, nullptr, options);
+          img::save(image, path, nullptr, {.compression = compression});
           const exr_files::reference back = exr_files::read_reference(path);
           ASSERT_EQ(back.width, width);
           ASSERT_EQ(back.height, height);
@@ -78,9 +75,8 @@ TEST_F(ExrWrite, OtherProgramsReadIt) {
 }
 
 TEST_F(ExrWrite, HeaderAndCompression) {
-  const std::pair<int, Imf::Compression> compressions[] = {{0, Imf::ZIP_COMPRESSION},  {1, Imf::NO_COMPRESSION},
-                                                           {2, Imf::RLE_COMPRESSION},  {3, Imf::ZIP_COMPRESSION},
-                                                           {4, Imf::B44A_COMPRESSION}, {99, Imf::ZIP_COMPRESSION}};
+  const std::pair<int, const char*> compressions[] = {{0, "ZIP"}, {1, "NO"},   {2, "RLE"},
+                                                      {3, "ZIP"}, {4, "B44A"}, {99, "ZIP"}};
   const img::image picture = flat_picture("BGRA", 16, {0x3C00, 0x3800, 0x3400, 0x3C00}, 20, 10);
   for (const auto& [option, compression] : compressions) {
     for (const bool ignore_alpha : {false, true}) {
@@ -90,14 +86,13 @@ TEST_F(ExrWrite, HeaderAndCompression) {
       EXPECT_EQ(back.metadata,
                 (std::map<std::string, std::string>{
                     {"channels", ignore_alpha ? "B HALF, G HALF, R HALF" : "A HALF, B HALF, G HALF, R HALF"},
-                    {"compression", back.metadata.at("compression")},
+                    {"compression", compression + std::string("_COMPRESSION")},
                     {"dataWindow", "0 0 19 9"},
                     {"displayWindow", "0 0 19 9"},
                     {"lineOrder", "INCREASING_Y"},
                     {"pixelAspectRatio", "1"},
                     {"screenWindowCenter", "0 0"},
                     {"screenWindowWidth", "1"}}));
-      EXPECT_EQ(Imf::InputFile(path.c_str()).header().compression(), compression) << option;
     }
   }
 }
