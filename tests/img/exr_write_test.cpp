@@ -40,7 +40,8 @@ TEST_F(ExrWrite, OtherProgramsReadIt) {
   std::mt19937 random(7);
   const std::pair<int, int> sizes[] = {{1, 1}, {3, 15}, {130, 16}, {67, 33}, {700, 331}};
   for (const auto& size : sizes) {
-    const auto [width, height] = size;
+    const int width = size.first;
+    const int height = size.second;
     for (const char* letters : {"BGR", "BGRA"}) {
       img::image image(letters, 16, width, height);
       for (int p = 0; p < image.plane_count(); ++p) {

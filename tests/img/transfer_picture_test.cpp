@@ -299,9 +299,9 @@ TEST(transfer_picture, same_pixels_with_any_threads_and_level) {
   curves.gamma.fill(80);
   curves.hue.fill(30);
   const std::pair<const char*, int> forms[] = {{"BGRA", 8}, {"BGRA", 16}, {"U", 32}, {"LA", 16}};
-  for (const auto& [letters, bits] : forms) {
+  for (const auto& form : forms) {
     for (const correction& settings : {s, curves}) {
-      image in(letters, bits, 133, 67);
+      image in(form.first, form.second, 133, 67);
       // Halves stay below 2, since a float that is no number equals nothing.
       for (img::plane& plane : in.data) {
         for (std::size_t i = 0; i < plane.size(); ++i) plane.data()[i] = (i * i * 2654435761u >> 13) & 0xBF;
@@ -319,8 +319,8 @@ TEST(transfer_picture, same_pixels_with_any_threads_and_level) {
             std::swap(float_reference, floats);
             return;
           }
-          EXPECT_EQ(support::differing_plane(out, reference), -1) << letters << threads << level;
-          EXPECT_EQ(floats.data, float_reference.data) << letters << threads << level;
+          EXPECT_EQ(support::differing_plane(out, reference), -1) << form.first << threads << level;
+          EXPECT_EQ(floats.data, float_reference.data) << form.first << threads << level;
         });
       });
     }
