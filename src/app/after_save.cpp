@@ -24,10 +24,10 @@ std::string run_script(const std::string& script, const std::string& argument) {
   std::string name = script;
   std::string path = argument;
   char* const arguments[] = {name.data(), path.data(), nullptr};
-  // A limit on the size of files ends a script as it would without Kestrin, which passes over that signal.
+  // A script gets the signals that Kestrin passes over.
   sigset_t ignored_here;
   sigemptyset(&ignored_here);
-  sigaddset(&ignored_here, SIGXFSZ);
+  for (const int signal : {SIGXFSZ, SIGPIPE}) sigaddset(&ignored_here, signal);
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   posix_spawnattr_setsigdefault(&attributes, &ignored_here);

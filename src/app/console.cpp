@@ -49,7 +49,8 @@ void console::show(const save::progress& progress) {
 void console::finish() {
   clear_progress();
   if (std::fflush(stdout) != 0 && output_error_ == 0) output_error_ = errno;
-  if (output_error_ != 0) report(command::about("standard output", std::strerror(output_error_)));
+  if (output_error_ != 0 && output_error_ != EPIPE)
+    report(command::about("standard output", std::strerror(output_error_)));
 }
 
 void console::clear_progress() {

@@ -19,6 +19,7 @@ class console {
   void show(const save::progress& progress);
   void clear_progress();
   // Call it when nothing more is printed: output that could not be written, on a full disk perhaps, is an error line.
+  // A reader that has gone is none.
   void finish();
 
   bool any_error() const { return any_error_; }

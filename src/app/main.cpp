@@ -20,8 +20,9 @@ void open_standard_streams() {
 
 int main(int argc, char** argv) {
   open_standard_streams();
-  // A file that outgrows the user's limit is an error line, as a full disk is.
-  std::signal(SIGXFSZ, SIG_IGN);
+  // A file that outgrows the user's limit is an error line, as a full disk is, and who stops reading what is printed
+  // ends neither a save nor a window.
+  for (const int signal : {SIGXFSZ, SIGPIPE}) std::signal(signal, SIG_IGN);
   app::application application;
   return application.application_main(std::vector<std::string>(argv, argv + argc));
 }

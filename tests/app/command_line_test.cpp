@@ -104,6 +104,22 @@ TEST_F(command_line, standard_streams) {
                  "--execute_cmdfile=/proc/self/fd/2", "--print_fields=global", "--exit=status"},
                 "<&- >&- 2>&-");
   EXPECT_EQ(closed.code, 0);
+  // A pipe holds less than what is printed, and nobody reads it.
+  run_shell("",
+            {"--var:x=" + std::string(100000, 'x'), "--print_field=var:x", "--print_field=var:x",
+             "--save_composition_as=kept", "--exit"},
+            "| :");
+  EXPECT_TRUE(exists("kept.ksncomp"));
+}
+
+TEST_F(command_line, no_more_threads) {
+  picture("a.tga");
+  const std::string limits = "ulimit -s 4000000; ulimit -v 3500000;";  // a stack of 4 GB in less memory
+  if (run_shell(limits, {"--exit"}).code != 0) GTEST_SKIP() << "the limits can't be set, or a sanitizer needs more";
+  const support::outcome found =
+      run_shell(limits, {"a.tga", "--mask_size=1920,1080", "--save_mask_as_image=out.png", "--exit=status"});
+  EXPECT_EQ(found.errors, "");
+  EXPECT_TRUE(exists("out.png"));
 }
 
 TEST_F(command_line, ten_thousand_arguments) {
