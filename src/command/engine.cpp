@@ -7,15 +7,14 @@
 #include "command/expansion.h"
 #include "command/guard.h"
 #include "command/messages.h"
-#include "io/file.h"
 #include "lib/paths.h"
+#include "lib/text_file.h"
 
 namespace command {
 
 namespace {
 
-constexpr std::size_t deepest_inclusion = 100;           // command files inside command files
-constexpr std::size_t largest_command_file = 256 << 20;  // bytes
+constexpr std::size_t deepest_inclusion = 100;  // command files inside command files
 
 // Counts one level of execution up and down.
 struct depth_guard {
@@ -26,20 +25,6 @@ struct depth_guard {
 
 bool is_option(std::string_view text) {
   return text.starts_with("--");
-}
-
-bool read_whole_file(const std::string& path, std::string& text) {
-  try {
-    io::file file(path, "rb");
-    std::string block(1 << 16, '\0');
-    while (const int count = file.read(block.data(), static_cast<int>(block.size()))) {
-      text.append(block, 0, static_cast<std::size_t>(count));
-      if (text.size() > largest_command_file) return false;
-    }
-    return true;
-  } catch (const io::exception&) {
-    return false;
-  }
 }
 
 void add_to_composition(ksn::state& composition, const source_request& request) {
@@ -99,7 +84,7 @@ engine::engine(ksn::state& composition)
     : write_error([](const std::string&) {}),
       write_output([](const std::string&) {}),
       add_source([this](const source_request& request) { add_to_composition(composition_, request); }),
-      read_command_file(read_whole_file),
+      read_command_file(lib::read_text_file),
       composition_(composition) {}
 
 const global_field* engine::find_global_field(std::string_view name) const {
@@ -193,7 +178,6 @@ void engine::run_command_file(const std::string& relative_path) {
     report(about(path, open_error));
     return;
   }
-  if (text.starts_with("\xEF\xBB\xBF")) text.erase(0, 3);
   if (text.empty()) return;
   std::vector<std::string> args = tokenise("kestrin.exe " + without_comments(text));
   // The marker of pasted command text does no harm in a file.

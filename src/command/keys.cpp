@@ -1,9 +1,7 @@
 #include "command/keys.h"
 
-#include <fstream>
-#include <iterator>
-
 #include "lib/paths.h"
+#include "lib/text_file.h"
 #include "platform/folders.h"
 
 namespace command {
@@ -128,8 +126,6 @@ std::string key_text(key_code code) {
 }
 
 void key_table::load(std::string_view text) {
-  constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
-  if (text.starts_with(byte_order_mark)) text.remove_prefix(byte_order_mark.size());
   while (!text.empty()) {
     const std::size_t end = std::min(text.find('\n'), text.size());
     std::vector<std::string> words = tokenise(text.substr(0, end));
@@ -147,9 +143,7 @@ void key_table::load(std::string_view text) {
 }
 
 void key_table::load_file(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return;
-  load(std::string(std::istreambuf_iterator<char>(file), {}));
+  if (std::string text; lib::read_text_file(path, text)) load(text);
 }
 
 void key_table::load_folders() {

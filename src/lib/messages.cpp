@@ -1,10 +1,9 @@
 #include "lib/messages.h"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 
 #include "lib/paths.h"
+#include "lib/text_file.h"
 
 namespace lib {
 
@@ -20,11 +19,9 @@ void catalogue::load_text(std::string_view lines) {
 }
 
 bool catalogue::load_file(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return false;
-  const std::string content((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  const std::string_view text(content);
-  load_text(text.substr(0, 3) == "\xEF\xBB\xBF" ? text.substr(3) : text);
+  std::string lines;
+  if (!read_text_file(path, lines)) return false;
+  load_text(lines);
   return true;
 }
 

@@ -13,7 +13,7 @@ class catalogue {
   // Takes `KEY=TEXT` for each line that begins with a letter, all others are comments. Nothing is trimmed but a final
   // carriage return. A later text replaces an earlier one, so a user's file is loaded after the shipped one.
   void load_text(std::string_view lines);
-  // The same from a file, behind a UTF-8 byte order mark. False when it can't be opened.
+  // The same from a file. False when it can't be read.
   bool load_file(const std::string& path);
 
   // The key itself when there is no text for it.

@@ -48,8 +48,7 @@ TEST(keys, later_lines_replace_and_commands_run_in_order) {
   command::register_fields(engine);
 
   command::key_table keys;
-  keys.load(
-      "\xEF\xBB\xBF# no key\r\nF1 one\nF2 --one --two\n\nnonsense two\nF3 --fps=24\nF4 set=\"a b\"\nF5 nothing\n");
+  keys.load("# no key\r\nF1 one\nF2 --one --two\n\nnonsense two\nF3 --fps=24\nF4 set=\"a b\"\nF5 nothing\n");
   keys.load("f1 --two\n");
   EXPECT_TRUE(keys.run_key(command::parse_key("F2"), engine));
   EXPECT_TRUE(keys.run_key(command::parse_key("F1"), engine));

@@ -292,9 +292,8 @@ TEST(command_file, text_and_comments) {
   };
   const row rows[] = {
       {"", {}, {}},
-      {"\xEF\xBB\xBF", {}, {}},
       {"/a /b\n/c", {"/a", "/b", "/c"}, {}},
-      {"\xEF\xBB\xBF/a\r\n/b\r\n", {"/a", "/b"}, {}},
+      {"/a\r\n/b\r\n", {"/a", "/b"}, {}},
       {"// comment first\n/a\n//\n//\r\n//\tx\n/b", {"/a", "/b"}, {}},
       {"//comment", {"/comment"}, {}},
       {" // /x", {"/", "/x"}, {}},
