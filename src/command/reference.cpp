@@ -79,6 +79,8 @@ std::string help_text(const engine& engine) {
       "  %{1:name}                 in any argument: the value of a field\n"
       "  --expand_env_vars=1       from here on %NAME% is an environment variable instead\n"
       "\n"
+      "For the shell put quotes around an argument with blanks or any of ' ! ( ) ? * in it: \"--'NAME':opacity=50\".\n"
+      "\n"
       "With --attach among them all arguments go to the Kestrin that runs on this display, if one does, and its "
       "window\n"
       "comes to the front; with --attach_nf it stays where it is.\n";
