@@ -218,7 +218,7 @@ int application::impl::run_window() {
   window.poll_handover = [this, &shown] {
     if (attach.poll()) window.redraw();
     // A script reads what was printed while the window is open.
-    std::fflush(stdout);
+    console.flush();
     // What was added stands in the menu from now on, also in that of other instances.
     if (!transient) recent.write();
     // The first picture does not wait for the sound device.

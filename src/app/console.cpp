@@ -29,17 +29,21 @@ void console::print(const std::string& line) {
   if (!write_line(stdout, line) && output_error_ == 0) output_error_ = errno;
 }
 
+void console::flush() {
+  if (std::fflush(stdout) != 0 && output_error_ == 0) output_error_ = errno;
+}
+
 void console::report(const std::string& line) {
   clear_progress();
   // What was printed before stands before the error when both streams go to one place.
-  std::fflush(stdout);
+  flush();
   write_line(stderr, line);
   any_error_ = true;
 }
 
 void console::show(const save::progress& progress) {
   if (!terminal_) return;
-  std::fflush(stdout);
+  flush();
   std::fprintf(stderr, "%s%s", clear_line, progress_text(progress).c_str());
   std::fflush(stderr);
   progress_shown_ = true;
@@ -48,7 +52,7 @@ void console::show(const save::progress& progress) {
 
 void console::finish() {
   clear_progress();
-  if (std::fflush(stdout) != 0 && output_error_ == 0) output_error_ = errno;
+  flush();
   if (output_error_ != 0 && output_error_ != EPIPE)
     report(command::about("standard output", std::strerror(output_error_)));
 }

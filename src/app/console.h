@@ -24,6 +24,9 @@ class console {
 
   bool any_error() const { return any_error_; }
 
+  // What was printed goes to its reader now.
+  void flush();
+
  private:
   bool terminal_;
   bool progress_shown_ = false;
