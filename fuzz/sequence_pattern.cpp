@@ -41,7 +41,7 @@ void check_pattern(const std::string& name, const std::string& pattern) {
   if (ksn::build_pattern(name, built) && name.find_first_of("?*#/") == std::string::npos) {
     require(built.size() == name.size());
     const std::size_t digits = static_cast<std::size_t>(std::count(built.begin(), built.end(), '?'));
-    require(digits > 9 || ksn::match_number(name, built) >= 0);
+    require(digits > 9 || ksn::match_number(name, built) != ksn::no_number);
   }
   ksn::display_pattern(pattern);
 }

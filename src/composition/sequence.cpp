@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <limits>
+#include <numeric>
 #include <utility>
 
 #include "composition/file_paths.h"
@@ -24,7 +25,7 @@ struct found_files {
   int high = -std::numeric_limits<int>::max();
   bool numbered = false;  // the pattern has wildcards
   bool all_fit = true;    // every number is an int
-  bool by_value = false;  // the natural order of the names is that of their numbers, while they have no signs
+  bool by_value = false;  // the order of the names is that of their numbers
   int error = 0;          // errno of a folder that can't be listed
 };
 
@@ -73,7 +74,6 @@ found_files find_files(const std::string& folder, const std::string& pattern, co
       found.low = std::min(found.low, fits ? number : found.low);
       found.high = std::max(found.high, fits ? number : found.high);
       found.all_fit = found.all_fit && fits;
-      found.by_value = found.by_value && !matches.has_sign(name);
       found.numbers.push_back(number);
     }
     found.names.add(name);
@@ -113,10 +113,11 @@ void fill_holes(found_files& found, const std::string& pattern) {
   found.names.reorder(places);
 }
 
-// Puts the names in natural order.
+// Puts the names in natural order, negative numbers in front of the others.
 void sort_found(found_files& found) {
+  if (!found.by_value || !found.all_fit) return natural_sort(found.names);
   const double span = static_cast<double>(found.high) - found.low + 1;
-  if (found.by_value && found.all_fit && span <= static_cast<double>(found.names.size()) * 4) {
+  if (span <= static_cast<double>(found.names.size()) * 4) {
     bool unique = true;
     std::vector<std::uint32_t> places = by_number(found, unique);
     if (unique) {
@@ -125,7 +126,14 @@ void sort_found(found_files& found) {
       return;
     }
   }
-  natural_sort(found.names);
+  std::vector<std::uint32_t> order(found.names.size());
+  std::iota(order.begin(), order.end(), 0u);
+  std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
+    if (found.numbers[a] != found.numbers[b]) return found.numbers[a] < found.numbers[b];
+    if (natural_less(found.names[a], found.names[b])) return true;
+    return !natural_less(found.names[b], found.names[a]) && found.names[a] < found.names[b];
+  });
+  found.names.reorder(order);
 }
 
 bool dense_enough(const found_files& found) {

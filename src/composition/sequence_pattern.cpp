@@ -11,14 +11,18 @@ namespace {
 
 constexpr std::int64_t number_limit = std::numeric_limits<int>::max();
 
-// The run of digits that counts as the frame number: the last one in front of the extension.
+// The frame number of a name: the last run of digits in front of the extension, with a sign that stands where a number
+// begins. In `shot-0012` it joins two words.
 bool find_number(std::string_view name, std::size_t& first, std::size_t& end) {
   const std::size_t dot = name.rfind('.');
   end = dot == std::string_view::npos || dot == 0 ? name.size() : dot;
   while (end > 0 && !is_digit(name[end - 1])) --end;
   first = end;
   while (first > 0 && is_digit(name[first - 1])) --first;
-  return first < end;
+  if (first == end) return false;
+  const bool is_signed = first > 0 && (name[first - 1] == '-' || name[first - 1] == '+');
+  if (is_signed && (first == 1 || name[first - 2] == '.' || name[first - 2] == '_')) --first;
+  return true;
 }
 
 // Reads an int with an optional sign; moves `text` behind it.

@@ -19,8 +19,8 @@ int match_number(std::string_view name, std::string_view pattern);
 bool match_frame(std::string_view name, std::string_view pattern, int& number, bool& fits);
 // The file name of frame n: wildcards from the right take the digits, the name widens when they do not suffice.
 std::string name_for_number(std::string_view pattern, int n);
-// Finds the frame number in a path's file name (the last run of digits of its stem, or the `#` that it holds) and
-// replaces it with `?`. False for a name without a number.
+// Finds the frame number in a path's file name (the last run of digits of its stem with its sign, or the `#` that it
+// holds) and replaces it with `?`. False for a name without a number.
 bool build_pattern(const std::string& path, std::string& pattern);
 // A pattern as the user sees it: `?` as `#` unless it holds `#` itself.
 std::string display_pattern(std::string pattern);
@@ -38,10 +38,6 @@ class name_matcher {
     const bool same_start = name.starts_with(pattern_.substr(0, fixed_));
     return same_start ? match_frame(name.substr(fixed_), pattern_.substr(fixed_), number, fits)
                       : match_frame(name, pattern_, number, fits);
-  }
-  // Whether a name that matched has a sign in front of its number.
-  bool has_sign(std::string_view name) const {
-    return fixed_ < pattern_.size() && (name[fixed_] == '-' || name[fixed_] == '+');
   }
 
  private:

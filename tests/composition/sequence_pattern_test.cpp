@@ -49,7 +49,8 @@ TEST(sequence_pattern, build_pattern) {
   // Path and pattern.
   for (const char* row :
        {"/a/shot.0012.tga /a/shot.????.tga", "/a/shot.####.tga /a/shot.????.tga", "/a/shot.#.tga /a/shot.?.tga",
-        "/a/shot.*.tga /a/shot.*.tga", "/a/s2_v3_0012_x.tga /a/s2_v3_????_x.tga", "/a/12 /a/??", "/a/.12 /a/.??",
+        "/a/shot.*.tga /a/shot.*.tga", "/a/s2_v3_0012_x.tga /a/s2_v3_????_x.tga", "/a/x.-05.tga /a/x.???.tga",
+        "/a/shot-12.tga /a/shot-??.tga", "/a/x_+5.tga /a/x_??.tga", "/a/-5 /a/??", "/a/12 /a/??", "/a/.12 /a/.??",
         "/a/x\\y1.tga /a/x\\y?.tga", "/a#/b1.tga /a#/b?.tga"}) {
     EXPECT_TRUE(ksn::build_pattern(words(row)[0], pattern)) << row;
     EXPECT_EQ(pattern, words(row)[1]);
