@@ -2,10 +2,9 @@
 // archives and the descriptions of the types can be held against them.
 #pragma once
 
+#include <bit>
 #include <cstdint>
-#include <cstring>
-#include <functional>
-#include <map>
+#include <set>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -16,12 +15,11 @@ namespace support {
 struct field;
 
 struct value {
-  enum class kind { number, real, text, units, block, raw, list, map, plain, versioned };
-  kind what = kind::number;
-  int bytes = 4;  // of a number
-  long long number = 0;
-  double real = 0;
-  std::string text;          // also the bytes of a block
+  enum class kind { leaf, list, map, plain, versioned };
+  kind what = kind::leaf;
+  std::string bytes;         // of a leaf in a binary archive
+  std::string old_bytes;     // the same in version 0, where they differ
+  std::string text;          // of a leaf in XML
   std::vector<field> parts;  // elements, entries or fields
   std::string type;          // of a versioned record
   int version = 0;
@@ -32,10 +30,19 @@ struct field {
   value content;
 };
 
+inline std::string little_endian(long long number, int size) {
+  std::string bytes;
+  for (int i = 0; i < size; ++i) bytes += static_cast<char>(number >> (8 * i) & 255);
+  return bytes;
+}
+inline std::string count_header(std::size_t count) {
+  return "[n]\x1a" + little_endian(static_cast<long long>(count), 4);
+}
+
 inline value sized(int bytes, long long number) {
   value v;
-  v.bytes = bytes;
-  v.number = number;
+  v.bytes = little_endian(number, bytes);
+  v.text = std::to_string(number);
   return v;
 }
 inline value boolean(bool number) {
@@ -48,29 +55,35 @@ inline value word(long long number) {
   return sized(2, number);
 }
 inline value real(double number) {
-  value v;
-  v.what = value::kind::real;
-  v.real = number;
+  value v = sized(8, std::bit_cast<std::int64_t>(number));
+  std::ostringstream text;
+  text << number;
+  v.text = text.str();
   return v;
 }
-inline value of_text(value::kind what, std::string text) {
+inline value raw(std::string bytes) {
   value v;
-  v.what = what;
-  v.text = std::move(text);
+  v.bytes = std::move(bytes);
   return v;
 }
-inline value text(std::string content) {
-  return of_text(value::kind::text, std::move(content));
+inline value block(const std::string& bytes) {
+  return raw(count_header(bytes.size()) + bytes);
 }
-// Of letters below 128 in this writer.
-inline value units(std::string content) {
-  return of_text(value::kind::units, std::move(content));
+// In this writer only the blank is a letter that XML must escape.
+inline value text(const std::string& content) {
+  value v = block(content);
+  for (const char letter : content) v.text += letter == ' ' ? "&#32;" : std::string(1, letter);
+  return v;
 }
-inline value block(std::string content) {
-  return of_text(value::kind::block, std::move(content));
-}
-inline value raw(std::string content) {
-  return of_text(value::kind::raw, std::move(content));
+// Of letters below 128.
+inline value units(const std::string& content) {
+  value v = text(content);
+  v.old_bytes = v.bytes = count_header(content.size());
+  for (const char letter : content) {
+    v.bytes += little_endian(letter, 4);
+    v.old_bytes += little_endian(letter, 2);
+  }
+  return v;
 }
 inline value list(const std::vector<value>& elements) {
   value v;
@@ -116,49 +129,23 @@ inline value color(int a, int r, int g, int b) {
 // The bytes of a document whose archive states the version `archive`.
 class binary_form {
  public:
-  binary_form(const value& root, int archive) : archive_(archive) {
-    bytes_ = "LSB\x1a";
-    put(archive, 4);
+  binary_form(const value& root, int archive) : archive_(archive), bytes_("LSB\x1a" + little_endian(archive, 4)) {
     put(root);
   }
   const std::string& bytes() const { return bytes_; }
 
  private:
-  void put(long long number, int size) {
-    for (int i = 0; i < size; ++i) bytes_ += static_cast<char>(number >> (8 * i) & 255);
-  }
-  void put_count(std::size_t count) {
-    bytes_ += "[n]\x1a";
-    put(static_cast<long long>(count), 4);
-  }
   void put(const value& v) {
     using kind = value::kind;
-    if (v.what == kind::list || v.what == kind::map) put_count(v.parts.size());
-    if (v.what == kind::block || v.what == kind::text || v.what == kind::units) put_count(v.text.size());
-    switch (v.what) {
-      case kind::number:
-        put(v.number, v.bytes);
-        break;
-      case kind::real: {
-        std::int64_t bits = 0;
-        std::memcpy(&bits, &v.real, 8);
-        put(bits, 8);
-        break;
-      }
-      case kind::units:
-        for (const char letter : v.text) put(letter, archive_ == 0 ? 2 : 4);
-        break;
-      case kind::versioned:
-        if (archive_ >= 4 && told_.insert({v.type, v.version}).second) put(v.version, 4);
-        break;
-      default:
-        bytes_ += v.text;
-    }
+    if (v.what == kind::list || v.what == kind::map) bytes_ += count_header(v.parts.size());
+    const bool tells = v.what == kind::versioned && archive_ >= 4 && told_.insert(v.type).second;
+    if (tells) bytes_ += little_endian(v.version, 4);
+    bytes_ += archive_ == 0 && !v.old_bytes.empty() ? v.old_bytes : v.bytes;
     for (const field& part : v.parts) put(part.content);
   }
 
   int archive_;
-  std::map<std::string, int> told_;
+  std::set<std::string> told_;
   std::string bytes_;
 };
 
@@ -178,16 +165,8 @@ class xml_form {
     using kind = value::kind;
     const std::string blanks(static_cast<std::size_t>(indentation), ' ');
     const std::string name = key.empty() ? "" : " name=\"" + key + "\"";
-    if (v.what == kind::number || v.what == kind::real || v.what == kind::text || v.what == kind::units) {
-      out_ << blanks << "<f" << name << '>';
-      if (v.what == kind::number) {
-        out_ << v.number;
-      } else if (v.what == kind::real) {
-        out_ << v.real;
-      } else {
-        for (const char letter : v.text) letter == ' ' ? out_ << "&#32;" : out_ << letter;
-      }
-      out_ << "</f>\n";
+    if (v.what == kind::leaf) {
+      out_ << blanks << "<f" << name << '>' << v.text << "</f>\n";
       return;
     }
     std::string tag = "r";
