@@ -208,18 +208,18 @@ TEST_F(preload_test, a_cancelled_task_finishes_its_frame) {
 }
 
 TEST_F(preload_test, clearing_the_cache_under_a_running_task) {
-  const auto [clip, layer] = start(100);
+  const source slow = start(100);
   gate.permit(3);
-  ASSERT_TRUE(wait_until([&] { return gate.waiting() == 1 && clip->reads == 4; }));
+  ASSERT_TRUE(wait_until([&] { return gate.waiting() == 1 && slow.clip->reads == 4; }));
   preload.stop();
   frames.clear();
   EXPECT_EQ(preload.pending_tasks(), 0);
   EXPECT_EQ(frames.queue_size(), 0u);
   gate.open();
-  ASSERT_TRUE(wait_until([&, &layer = layer] { return is_cached(layer, 3); }));
-  EXPECT_EQ(cache::fetch_frame(frames, layer, 3, cache::key_of_frame(layer, 3, {}), false)->row(0, 7)[7], 3);
-  EXPECT_FALSE(is_cached(layer, 0));
-  EXPECT_EQ(clip->reads, 4);
+  ASSERT_TRUE(wait_until([&] { return is_cached(slow.layer, 3); }));
+  EXPECT_EQ(cache::fetch_frame(frames, slow.layer, 3, cache::key_of_frame(slow.layer, 3, {}), false)->row(0, 7)[7], 3);
+  EXPECT_FALSE(is_cached(slow.layer, 0));
+  EXPECT_EQ(slow.clip->reads, 4);
 }
 
 TEST_F(preload_test, failures_are_passed_over) {
