@@ -328,8 +328,8 @@ TEST(transfer_picture, same_pixels_with_any_threads_and_level) {
 }
 
 TEST(transfer_picture, floats) {
-  correction doubled;
-  doubled.exposure.fill(100);
+  correction apart;
+  apart.exposure = {0, 100, 200};
   // Half of the way in sRGB is 0.2140 in linear light.
   const correction cube = with_table(cube_of([](double, double, double) { return std::array<double, 3>{1, 0.5, 0}; }));
   const image halves = flat("BGRA", 16, std::vector(4, half(-7.5)));
@@ -343,8 +343,8 @@ TEST(transfer_picture, floats) {
     bool cube_applied;
   } rows[] = {
       {"bytes", {}, flat("BGRA", 8, {51, 0, 255, 51}), {0.033104767f, 0, 1, 0.2f}, false},
-      {"halves", doubled, halves, {-15, -15, -15, -7.5}, false},
-      {"words", {}, flat("U", 32, {__builtin_bswap32(word(1023, 685, 95))}), {0, 1, 13.521694568553716f}, false},
+      {"halves", apart, halves, {-7.5, -15, -30, -7.5}, false},
+      {"words", apart, flat("U", 32, {__builtin_bswap32(word(1023, 685, 445))}), {0.14930371f, 2, 54.086778f}, false},
       {"gray", {}, flat("LA", 8, {255, 51}), {1, 1, 1, 0.2f}, false},
       {"bytes through a cube", cube, flat("BGR", 8, {9, 9, 9}), {0, 0.21404114f, 1}, false},
       {"halves through a cube", cube, halves, {0, 0.21404114f, 1, -7.5}, false},
