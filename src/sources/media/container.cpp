@@ -85,14 +85,10 @@ int open_container(sources::clip_kind kind, const std::string& path, AVMediaType
     tags.emplace_back(file->streams[i]->codecpar->color_space, file->streams[i]->codecpar->color_range);
   const int info = avformat_find_stream_info(file.get(), nullptr);
   if (info < 0) return info;
-  int stream = -1;
-  do {
-    stream = av_find_best_stream(file.get(), type, -1, -1, nullptr, 0);
-    if (stream < 0) return stream;
-    // A cover picture is no movie.
-    if (!(file->streams[stream]->disposition & AV_DISPOSITION_ATTACHED_PIC)) break;
-    return AVERROR_STREAM_NOT_FOUND;
-  } while (false);
+  const int stream = av_find_best_stream(file.get(), type, -1, -1, nullptr, 0);
+  if (stream < 0) return stream;
+  // A cover picture is no movie.
+  if (file->streams[stream]->disposition & AV_DISPOSITION_ATTACHED_PIC) return AVERROR_STREAM_NOT_FOUND;
   for (unsigned i = 0; i < file->nb_streams; ++i) {
     if (static_cast<int>(i) != stream) file->streams[i]->discard = AVDISCARD_ALL;
   }

@@ -143,8 +143,7 @@ bool movie_clip::read(int frame, int resolution, img::image& image) {
   if (good) {
     position->decode_ahead();
     try {
-      picture_converter converter;
-      good = converter.convert(*picture, image);
+      good = position->converter().convert(*picture, image);
     } catch (...) {
       give_back(std::move(position));
       throw;

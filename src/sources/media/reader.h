@@ -5,6 +5,7 @@
 #include <string>
 
 #include "sources/media/container.h"
+#include "sources/media/picture.h"
 
 namespace media {
 
@@ -25,6 +26,8 @@ class reader {
   // The frame that comes next without seeking.
   int next() const { return next_; }
   int lowres() const { return lowres_; }
+  // For the pictures of this position; what it sets up for their form stays from one to the next.
+  picture_converter& converter() { return converter_; }
 
  private:
   sources::clip_kind kind_{};
@@ -40,6 +43,7 @@ class reader {
   int pending_number_ = -1;
   int decoded_number_ = -1;  // of the last picture that came from the decoder
   packet_ptr packet_;
+  picture_converter converter_;
   reading_style style_ = reading_style::jumping;
   bool draining_ = false;
   int packets_to_key_ = 0;   // that may still be passed over in search of a key frame
