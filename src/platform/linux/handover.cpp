@@ -24,12 +24,13 @@ namespace platform {
 namespace {
 
 constexpr int backlog = 64;
-constexpr std::size_t most_peers = 32;      // the others wait in the backlog
-constexpr int farewell_milliseconds = 500;  // for the last answers, each, when serving ends
-constexpr int peer_milliseconds = 5000;     // for a peer to send its message, and to take each piece of its answer
-constexpr int retry_milliseconds = 1000;    // between two tries to take over from an instance that ended
-constexpr int owner_milliseconds = 2000;    // for an instance that has the claim to come to listen
-constexpr int most_broken_lines = 3;        // of instances that ended before they answered
+constexpr std::size_t most_peers = 32;       // the others wait in the backlog
+constexpr int farewell_milliseconds = 500;   // for the last answers, each, when serving ends
+constexpr int peer_milliseconds = 5000;      // for a peer to send its message, and to take each piece of its answer
+constexpr int retry_milliseconds = 1000;     // between two tries to take over from an instance that ended
+constexpr int owner_milliseconds = 2000;     // for an instance that has the claim to come to listen
+constexpr int crowded_microseconds = 50000;  // between two tries to accept a peer without a free descriptor
+constexpr int most_broken_lines = 3;         // of instances that ended before they answered
 
 class descriptor {
  public:
@@ -251,6 +252,8 @@ class handover::server {
 
   void accept_peer() {
     descriptor accepted(accept4(socket_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    // Out of descriptors: the peer stays in the backlog, and is asked for again all the time.
+    if (!accepted && (errno == EMFILE || errno == ENFILE)) usleep(crowded_microseconds);
     if (!accepted || !is_same_user(accepted.get())) return;
     peer& fresh = peers_.emplace_back();
     fresh.socket = std::move(accepted);
