@@ -185,7 +185,7 @@ void application::impl::register_actions() {
   const auto current_desktop = [this] { return window.desktop(); };
   register_dialog_actions(
       {engine, current_desktop, [this](std::string_view key) { return text(key); }, [this] { window.redraw(); }});
-  register_clipboard_actions({engine, pipeline, current_desktop});
+  register_clipboard_actions({engine, pipeline, current_desktop, [this] { return clock.shown_time(); }});
   command::register_unavailable(engine);
 }
 
@@ -212,6 +212,7 @@ int application::impl::run_step(bool any_arguments) {
 }
 
 int application::impl::run_window() {
+  outlive_readers();
   attach.serve([this] { desktop->wake(); }, [this] { desktop->bring_forward(); });
   sound.use(&desktop->audio());
   bool shown = false;

@@ -67,7 +67,7 @@ std::vector<std::string> files_of(std::string_view text) {
 void copy_picture(const clipboard_parts& parts, platform::desktop& desktop, const render::frame_view& view) {
   const ksn::state& composition = parts.engine.composition();
   img::image picture;
-  render::render_frame(parts.pipeline, composition, picture, view, composition.tm_t);
+  render::render_frame(parts.pipeline, composition, picture, view, parts.shown_time());
   std::vector<std::uint8_t> pixels(img::plane_bytes(32, picture.width, picture.height));
   for (int y = 0; y < picture.height; ++y) {
     img::active_row_kernels().join4(picture.row(0, y), picture.row(1, y), picture.row(2, y), picture.row(3, y),

@@ -13,6 +13,7 @@ struct clipboard_parts {
   command::engine& engine;
   render::pipeline& pipeline;
   std::function<platform::desktop*()> desktop;  // null while there is no window
+  std::function<double()> shown_time;           // of the picture in the window
 };
 
 // Registers clipboard_copy_mask, clipboard_copy_screen, clipboard_paste and its three kinds: a command text, whose

@@ -13,7 +13,6 @@
 #include "composition/window_file.h"
 #include "io/exceptions.h"
 #include "lib/paths.h"
-#include "platform/files.h"
 #include "platform/folders.h"
 #include "playback/pacing.h"
 #include "render/image_pool.h"
@@ -28,8 +27,6 @@ constexpr int lost_display_code = 1;  // of the process
 constexpr const char* unnamed_composition = "unnamed.ksncomp";
 
 using steady = std::chrono::steady_clock;
-
-using platform::milliseconds;
 
 long long since(steady::time_point start) {
   return std::chrono::nanoseconds(steady::now() - start).count();
@@ -222,7 +219,7 @@ void window_run::draw_and_present(tick_times& times) {
     auto start = steady::now();
     render::frame_times frame;
     const img::image_ptr picture = render::pooled_image();
-    ui::draw_screen(parts_.pipeline, composition, *picture, size.x, size.y, &frame);
+    ui::draw_screen(parts_.pipeline, composition, parts_.clock.shown_time(), *picture, size.x, size.y, &frame);
     times.fetch = frame.fetch;
     times.composite = frame.composite;
     times.draw = since(start) - frame.fetch - frame.composite;
@@ -279,6 +276,7 @@ void window_run::pace(std::uint32_t tick_start) {
 
 void window_run::modal_tick() {
   if (in_tick_ || closed_ || !presenter_) return;
+  if (interrupted()) desktop_->dismiss_dialogs();
   if (poll_handover) poll_handover();
   main_tick();
 }

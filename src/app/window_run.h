@@ -13,6 +13,7 @@
 #include "command/engine.h"
 #include "command/keys.h"
 #include "platform/desktop.h"
+#include "platform/files.h"
 #include "playback/clock.h"
 #include "render/pipeline.h"
 #include "ui/presenter.h"
@@ -71,6 +72,9 @@ class window_run {
 
   // The client area of the window, or of the one that would be opened when that is known.
   bool client_area(int& width, int& height) const;
+
+  // The counter that all waiting goes by; a test moves it by hand.
+  std::function<std::uint32_t()> milliseconds = platform::milliseconds;
 
   // --- bound by their owners; each may be empty ---
   // Carries out what other instances hand over. Called in each pass of the loop; platform::desktop::wake() ends a wait.

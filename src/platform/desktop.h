@@ -144,6 +144,8 @@ class desktop {
   // --- dialogs ---
   virtual std::vector<std::string> ask_files(const file_dialog& dialog) = 0;
   virtual message_answer show_message(const std::string& text, bool question) = 0;
+  // Ends the dialogs that wait for an answer, as if the user had cancelled them.
+  virtual void dismiss_dialogs() = 0;
   // One line of progress; false once the user cancelled. `done` equal to `total` closes it.
   virtual bool show_progress(const std::string& title, int done, int total) = 0;
 

@@ -7,7 +7,8 @@
 namespace playback {
 namespace {
 
-constexpr double audio_stall = 0.9;  // seconds; from here on the ring may have wrapped, and plain time is kept
+constexpr double audio_stall = 0.9;      // seconds; from here on the ring may have wrapped, and plain time is kept
+constexpr double before_an_end = 0.001;  // frames
 
 }  // namespace
 
@@ -26,6 +27,7 @@ bool clock::any_audible() const {
 
 void clock::tick(double elapsed, bool modal_busy) {
   ksn::state& c = composition_;
+  if (c.playing || ended_at_ != c.tm_t) ended_at_.reset();
   const bool sound = audio && audio->is_open();
   int play = 0;
   int write = 0;
@@ -76,6 +78,12 @@ double clock::advance(double elapsed, bool audio_locked) {
   return speed;
 }
 
+double clock::shown_time() const {
+  const ksn::state& c = composition_;
+  const bool rests_on_end = c.tm_t >= c.tm_n || (!c.playing && ended_at_ == c.tm_t);
+  return rests_on_end ? c.tm_t - before_an_end : c.tm_t;
+}
+
 void clock::bring_into_work_area() {
   ksn::state& c = composition_;
   if (c.tm_t < c.tm_f || c.tm_t > c.tm_l) c.tm_t = c.forward ? c.tm_f : c.tm_l;
@@ -89,6 +97,7 @@ void clock::step_forward(double amount) {
     case ksn::repeat_type::none:
       c.tm_t = c.tm_l;
       c.playing = false;
+      ended_at_ = c.tm_t;
       break;
     case ksn::repeat_type::ping_pong:
       c.tm_t = 2.0 * c.tm_l - c.tm_t;

@@ -31,6 +31,9 @@ class clock {
   // `modal_busy`: a gesture owns the mouse or a menu is open; the position stands and the device gets silence.
   void tick(double elapsed, bool modal_busy);
 
+  // The time of the picture to show: the position, but just before an end of play or timeline that it rests on.
+  double shown_time() const;
+
   // The transport actions.
   void play_forward();
   void play_backward();
@@ -48,6 +51,7 @@ class clock {
   cache::frame_cache& cache_;
   mixer mixer_;
   std::optional<int> last_write_cursor_;  // nothing before the device gave one
+  std::optional<double> ended_at_;        // where a play that does not repeat came to its end, until it is left
 
   bool any_audible() const;
   double advance(double elapsed, bool audio_locked);

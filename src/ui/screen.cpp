@@ -18,8 +18,8 @@ int scaled(int size, double factor) {
 
 }  // namespace
 
-void draw_screen(render::pipeline& pipeline, const ksn::state& composition, img::image& target, int client_width,
-                 int client_height, render::frame_times* times) {
+void draw_screen(render::pipeline& pipeline, const ksn::state& composition, double time, img::image& target,
+                 int client_width, int client_height, render::frame_times* times) {
   render::frame_view view = save::screen_view(composition, client_width, client_height);
   const int strip = std::max(client_height - view.height, 0);
   const std::size_t above = img::plane_bytes(8, view.width, view.height);
@@ -27,10 +27,10 @@ void draw_screen(render::pipeline& pipeline, const ksn::state& composition, img:
   if (strip == 0 || composition.target_view != ksn::target_view_type::both) {
     // The picture is made where it is shown.
     view.room_below = strip;
-    render::render_frame(pipeline, composition, target, view, composition.tm_t, times);
+    render::render_frame(pipeline, composition, target, view, time, times);
   } else {
     const img::image_ptr preview = render::pooled_image();
-    render::render_frame(pipeline, composition, *preview, view, composition.tm_t, times);
+    render::render_frame(pipeline, composition, *preview, view, time, times);
     const img::image_ptr whole = render::pooled_image("BGRAZ", view.width, client_height);
     for (int plane = 0; plane < 3; ++plane) std::memcpy(whole->row(plane, 0), preview->row(plane, 0), above);
     target.swap(*whole);

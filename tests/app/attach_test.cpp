@@ -2,17 +2,25 @@
 #include "app/attach.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <filesystem>
 #include <future>
 
 #include "support/program.h"
+#include "support/variable.h"
 
 namespace {
 
-// A running instance without a window; run() polls until the sender has its answer.
+// What `work` gives on a thread of its own, while this one carries lines out.
+template <class Work>
+auto while_polling(app::attach& attach, Work&& work) {
+  auto result = std::async(std::launch::async, work);
+  while (result.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) attach.poll();
+  return result.get();
+}
+
+// A running instance without a window.
 struct receiver {
   support::temp_folder folder;
   ksn::state composition;
@@ -35,13 +43,11 @@ struct receiver {
   // Whether a sender of this line may end.
   bool run(std::vector<std::string> args) {
     args.insert(args.begin(), "kestrin");
-    std::future<bool> sender = std::async(std::launch::async, [&] {
+    return while_polling(attach, [&] {
       ksn::state other;
       command::engine none(other);
       return app::attach(none, folder / "line").hand_over(args);
     });
-    while (sender.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) attach.poll();
-    return sender.get();
   }
 };
 
@@ -81,12 +87,10 @@ TEST(attach, relative_paths_mean_the_senders_folder) {
   const support::temp_folder elsewhere;
   platform::handover line(r.folder / "line");
   const auto send = [&](const std::string& folder) {
-    std::future<bool> sender = std::async(std::launch::async, [&] {
+    return while_polling(r.attach, [&] {
       return line.send({folder, {"kestrin", "--attach", "shot.tga", "/abs/b.tga"}}, false,
                        [](const platform::answer_record&) {});
     });
-    while (sender.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) r.attach.poll();
-    return sender.get();
   };
   EXPECT_TRUE(send(elsewhere.path()));
   EXPECT_EQ(r.sources, (std::vector<std::string>{elsewhere / "shot.tga", "/abs/b.tga"}));
@@ -107,7 +111,7 @@ TEST(attach, not_while_a_command_runs) {
   std::future<bool> sender = std::async(std::launch::async, [&] {
     return line.send({"", {"kestrin", "--attach", "a.tga"}}, false, [](const platform::answer_record&) {});
   });
-  while (r.woken == 0) usleep(1000);
+  ASSERT_TRUE(support::wait_until([&] { return r.woken > 0; }));
   r.engine.run_option("--dialog");
   EXPECT_TRUE(polled);
   EXPECT_TRUE(r.sources.empty());
@@ -118,26 +122,19 @@ TEST(attach, not_while_a_command_runs) {
 // The real program as the sender: what the receiver prints and reports comes to its console.
 TEST(attach, the_program_hands_over_and_prints_the_answer) {
   const support::temp_folder runtime;
-  setenv("XDG_RUNTIME_DIR", runtime.path().c_str(), 1);
-  setenv("DISPLAY", ":77", 1);
-  const std::string address = platform::handover_address();
-  unsetenv("DISPLAY");
-  unsetenv("XDG_RUNTIME_DIR");
-  ASSERT_FALSE(address.empty());
-
+  const support::variable folder("XDG_RUNTIME_DIR", runtime.path()), display("DISPLAY", ":77");
   receiver r;
-  app::attach attach(r.engine, address);
+  app::attach attach(r.engine);
   attach.serve([] {}, [] {});
-  const auto run = [&](std::vector<std::string> args, std::map<std::string, std::string> environment) {
-    std::future<support::outcome> sender = std::async(
-        std::launch::async, [&] { return support::run_program(KESTRIN_BINARY, args, runtime.path(), environment); });
-    while (sender.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) attach.poll();
-    return sender.get();
+  const auto run = [&](const std::vector<std::string>& args) {
+    return while_polling(attach, [&] {
+      return support::run_program(KESTRIN_BINARY, args, runtime.path(),
+                                  {{"XDG_RUNTIME_DIR", runtime.path()}, {"DISPLAY", ":77"}});
+    });
   };
-  const std::map<std::string, std::string> here{{"XDG_RUNTIME_DIR", runtime.path()}, {"DISPLAY", ":77"}};
   const std::vector<std::string> args{"--attach",           "x.####.tga", "--time=7",
                                       "--print_field=time", "--nonsense", std::string(100000, 'x')};
-  const support::outcome outcome = run(args, here);
+  const support::outcome outcome = run(args);
   EXPECT_EQ(outcome.code, 0);
   EXPECT_EQ(outcome.out, "global:time=7\n");
   EXPECT_EQ(outcome.errors, "\"--nonsense\": Invalid option\n");
@@ -146,7 +143,7 @@ TEST(attach, the_program_hands_over_and_prints_the_answer) {
   // With nobody there it goes on by itself, and says that it does not know the option.
   attach.stop();
   for (const char* option : {"--attach", "--use_existing_window", "--attach_nf"}) {
-    const support::outcome alone = run({option, "--print_field=time", "--exit"}, here);
+    const support::outcome alone = run({option, "--print_field=time", "--exit"});
     EXPECT_EQ(alone.code, 0);
     EXPECT_EQ(alone.out, "global:time=0\n");
     EXPECT_EQ(alone.errors, "\"" + std::string(option) + "\": Invalid option\n");

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <map>
+#include <sstream>
 
 #include "composition/recent_items.h"
 #include "img/format.h"
@@ -47,6 +48,24 @@ class window : public testing::Test {
 
   // The binding that look_at() needs.
   std::string screen_key() const { return "F9 save_screen_as=" + (folder / "screen.png") + "\n"; }
+
+  // Presses the key and returns the file dialog that it opens.
+  std::string open_dialog(window_program& program, const char* key) {
+    program.key(key);
+    std::string dialog;
+    EXPECT_TRUE(wait_until([&] {
+      const std::string all = server->xdotool({"search", "--onlyvisible", "--all", "--pid",
+                                               std::to_string(program.program().id()), "--name", "Composition"});
+      dialog = all.substr(0, all.find('\n'));
+      return !dialog.empty();
+    })) << "a dialog opens";
+    return dialog;
+  }
+
+  void expect_quit(window_program& program) {
+    program.key("ctrl+q");
+    EXPECT_EQ(program.program().wait_for_end(), 0) << program.errors();
+  }
 
   // What the compositor says that the preview area shows.
   screenshot preview_of(window_program& program) {
@@ -106,41 +125,46 @@ TEST_F(window, shows_what_the_compositor_says) {
     EXPECT_TRUE(comes_to_show(program, now, r.strip)) << r.commands;
     before = now;
   }
-  program.key("ctrl+q");
-  EXPECT_EQ(program.program().wait_for_end(), 0) << program.errors();
+  expect_quit(program);
   EXPECT_EQ(program.errors(), "");
 }
 
 TEST_F(window, keeps_what_it_is_asked_to_at_its_end) {
   picture("a.tga", 40, 30);
   struct row {
+    const char* name;
     std::vector<std::string> arguments;
-    const char* end;  // a key; "" asks the window to close, as its button does
-    int signal;       // instead of a key
+    std::function<void(window_program&)> end;
+    int code;
     bool kept;
   };
-  const row rows[] = {{{folder / "a.tga"}, "ctrl+q", 0, true},
-                      {{folder / "a.tga"}, "", 0, true},
-                      {{folder / "a.tga"}, "", SIGTERM, true},
-                      {{folder / "a.tga", "--transient"}, "ctrl+q", 0, false}};
+  const auto quit = [](window_program& program) { program.key("ctrl+q"); };
+  const auto terminate = [](window_program& program) { program.program().send(SIGTERM); };
+  const row rows[] = {
+      {"key", {folder / "a.tga"}, quit, 0, true},
+      {"button", {folder / "a.tga"}, [](auto& program) { server->ask_to_close(program.window()); }, 0, true},
+      {"signal", {folder / "a.tga"}, terminate, 128 + SIGTERM, true},
+      {"signal in a dialog",
+       {folder / "a.tga"},
+       [&](auto& program) {
+         open_dialog(program, "ctrl+o");
+         terminate(program);
+       },
+       128 + SIGTERM,
+       true},
+      {"transient", {folder / "a.tga", "--transient"}, quit, 0, false}};
   for (const row& r : rows) {
     window_program program(*server, r.arguments);
     EXPECT_EQ(program.title().rfind("Kestrin 32 ", 0), 0u) << program.title();
     EXPECT_NE(program.title().find(" - unnamed.ksncomp"), std::string::npos) << program.title();
-    if (r.signal != 0) {
-      program.program().send(r.signal);
-    } else if (*r.end) {
-      program.key(r.end);
-    } else {
-      server->ask_to_close(program.window());
-    }
-    EXPECT_EQ(program.program().wait_for_end(), r.signal == 0 ? 0 : 128 + r.signal);
-    EXPECT_EQ(std::filesystem::exists(program.user("config/Kestrin/kestrin.settings.dat")), r.kept) << r.end;
-    EXPECT_EQ(std::filesystem::exists(program.user("data/Kestrin/kestrin.window.xml")), r.kept) << r.end;
+    r.end(program);
+    EXPECT_EQ(program.program().wait_for_end(), r.code) << r.name;
+    EXPECT_EQ(std::filesystem::exists(program.user("config/Kestrin/kestrin.settings.dat")), r.kept) << r.name;
+    EXPECT_EQ(std::filesystem::exists(program.user("data/Kestrin/kestrin.window.xml")), r.kept) << r.name;
     // The document is filed in any case.
     const ksn::recent_lists lists = ksn::read_recent(program.user("data/Kestrin"));
     const auto unsaved = lists.find(ksn::unsaved_items);
-    ASSERT_TRUE(unsaved != lists.end() && unsaved->second.size() == 1) << r.end;
+    ASSERT_TRUE(unsaved != lists.end() && unsaved->second.size() == 1) << r.name;
     EXPECT_TRUE(std::filesystem::exists(unsaved->second[0].path));
   }
 }
@@ -156,8 +180,7 @@ TEST_F(window, comes_back_where_it_was) {
     ASSERT_TRUE(wait_until([&] { return program.geometry() == rectangle{123, 45, 700, 600}; }));
     program.key("f");
     ASSERT_TRUE(wait_until([&] { return program.geometry() == rectangle{0, 0, 1280, 1024}; })) << "full screen";
-    program.key("ctrl+q");
-    EXPECT_EQ(program.program().wait_for_end(), 0) << program.errors();
+    expect_quit(program);
   }
   {
     window_program program(*server, {}, {}, same);
@@ -207,70 +230,31 @@ TEST_F(window, lives_through_absurd_sizes_and_definitions) {
   const screenshot preview = preview_of(program);
   EXPECT_TRUE(comes_to_show(program, preview, 94));
   EXPECT_NE(preview.at(350 - 90, preview.height / 2), 0u) << "zoomed to 300 percent";
-  program.key("ctrl+q");
-  EXPECT_EQ(program.program().wait_for_end(), 0) << program.errors();
+  expect_quit(program);
 }
 
 TEST_F(window, takes_every_kind_of_key) {
-  struct row {
-    const char* definition;
-    const char* pressed;  // as xdotool names it
-  };
-  const row rows[] = {{"F", "f"},
-                      {"shift+f", "shift+f"},
-                      {"Ctrl+F", "ctrl+f"},
-                      {"Alt+F", "alt+f"},
-                      {"shift+CTRL+alt+F", "ctrl+alt+shift+f"},
-                      {"7", "7"},
-                      {"shift+7", "shift+7"},
-                      {"F2", "F2"},
-                      {"shift+F12", "shift+F12"},
-                      {"space", "space"},
-                      {"tab", "Tab"},
-                      {"ctrl+shift+tab", "ctrl+shift+Tab"},
-                      {"enter", "Return"},
-                      {"esc", "Escape"},
-                      {"backspace", "BackSpace"},
-                      {"del", "Delete"},
-                      {"ins", "Insert"},
-                      {"home", "Home"},
-                      {"end", "End"},
-                      {"pgup", "Page_Up"},
-                      {"shift+pgdn", "shift+Page_Down"},
-                      {"left", "Left"},
-                      {"alt+right", "alt+Right"},
-                      {"up", "Up"},
-                      {"ctrl+down", "ctrl+Down"},
-                      {"numpad5", "KP_5"},
-                      {"numpad*", "KP_Multiply"},
-                      {"numpad+", "KP_Add"},
-                      {"numpad-", "KP_Subtract"},
-                      {"numpad/", "KP_Divide"},
-                      {";", "semicolon"},
-                      {"shift+;", "shift+semicolon"},
-                      {"=", "equal"},
-                      {"shift+=", "shift+equal"},
-                      {",", "comma"},
-                      {"-", "minus"},
-                      {".", "period"},
-                      {"/", "slash"},
-                      {"`", "grave"},
-                      {"[", "bracketleft"},
-                      {"shift+]", "shift+bracketright"},
-                      {"\\", "backslash"},
-                      {"'", "apostrophe"}};
+  // Each definition with what xdotool calls the key.
+  std::istringstream bound(
+      "F f  shift+f shift+f  Ctrl+F ctrl+f  Alt+F alt+f  shift+CTRL+alt+F ctrl+alt+shift+f  7 7  shift+7 shift+7  "
+      "F2 F2  shift+F12 shift+F12  space space  tab Tab  ctrl+shift+tab ctrl+shift+Tab  enter Return  esc Escape  "
+      "backspace BackSpace  del Delete  ins Insert  home Home  end End  pgup Page_Up  shift+pgdn shift+Page_Down  "
+      "left Left  alt+right alt+Right  up Up  ctrl+down ctrl+Down  numpad5 KP_5  numpad* KP_Multiply  "
+      "numpad+ KP_Add  numpad- KP_Subtract  numpad/ KP_Divide  ; semicolon  shift+; shift+semicolon  = equal  "
+      "shift+= shift+equal  , comma  - minus  . period  / slash  ` grave  [ bracketleft  "
+      "shift+] shift+bracketright  \\ backslash  ' apostrophe");
   std::string keys;
   std::string expected;
   std::vector<std::string> presses = {"key"};
-  int number = 0;
-  for (const row& r : rows) {
-    keys += std::string(r.definition) + " var:k=" + std::to_string(++number) + " print_field=var:k\n";
-    expected += "var:k=" + std::to_string(number) + "\n";
-    presses.push_back(r.pressed);
+  for (std::string definition, pressed; bound >> definition >> pressed; presses.push_back(pressed)) {
+    const std::string number = std::to_string(presses.size());
+    keys += definition + " var:k=" + number + " print_field=var:k\n";
+    expected += "var:k=" + number + "\n";
   }
+  ASSERT_EQ(presses.size(), 44u);
   window_program program(*server, {}, keys);
   server->xdotool(presses);
-  EXPECT_TRUE(wait_until([&] { return program.output().size() >= expected.size(); }, std::chrono::seconds(20)));
+  EXPECT_TRUE(wait_until([&] { return program.output().size() >= expected.size(); }));
   EXPECT_EQ(program.output(), expected);
 }
 
@@ -299,8 +283,7 @@ TEST_F(window, shows_the_same_through_opengl) {
   }
   std::string loaded = support::read_file("/proc/" + std::to_string(program.program().id()) + "/maps");
   EXPECT_NE(loaded.find("swrast_dri"), std::string::npos) << "OpenGL drew";
-  program.key("ctrl+q");
-  EXPECT_EQ(program.program().wait_for_end(), 0) << program.errors();
+  expect_quit(program);
 }
 
 TEST_F(window, works_from_its_menu_while_the_clock_goes_on) {
@@ -331,19 +314,7 @@ TEST_F(window, opens_and_saves_through_dialogs) {
   window_program program(*server, {folder / "a.tga"}, screen_key());
   ASSERT_TRUE(comes_to_show(program, preview_of(program), 94));
   const auto answer = [&](const char* key, const std::string& text) {
-    const std::string title = key;
-    program.key(key);
-    std::string dialog;
-    EXPECT_TRUE(wait_until(
-        [&] {
-          const std::string all = server->xdotool({"search", "--onlyvisible", "--all", "--pid",
-                                                   std::to_string(program.program().id()), "--name", "Composition"});
-          dialog = all.substr(0, all.find('\n'));
-          return !dialog.empty();
-        },
-        std::chrono::seconds(20)))
-        << "a dialog opens";
-    server->xdotool({"windowfocus", "--sync", dialog, "key", "ctrl+a", "type", text + "\r"});
+    server->xdotool({"windowfocus", "--sync", open_dialog(program, key), "key", "ctrl+a", "type", text + "\r"});
   };
   answer("ctrl+shift+s", folder / "new.ksncomp");
   EXPECT_TRUE(wait_until([&] { return program.title().find(" - new.ksncomp") != std::string::npos; }))
@@ -408,8 +379,7 @@ TEST_F(window, takes_files_that_are_dropped_by_thousands_and_leaves_junk) {
   const std::string expected = "!9999:name=shot.#####.tga,a b\xE4.tga\nglobal:timeline=10000\n";
   EXPECT_TRUE(wait_until([&] { return program.output() == expected; })) << program.output() << program.errors();
   EXPECT_TRUE(comes_to_show(program, preview_of(program), 114));
-  program.key("ctrl+q");
-  EXPECT_EQ(program.program().wait_for_end(), 0) << program.errors();
+  expect_quit(program);
 }
 
 TEST_F(window, reads_definitions_and_texts_in_any_encoding) {

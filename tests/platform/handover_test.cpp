@@ -14,6 +14,8 @@
 #include <thread>
 
 #include "support/temp_folder.h"
+#include "support/variable.h"
+#include "support/wait.h"
 
 namespace {
 
@@ -25,17 +27,39 @@ using platform::parse_state;
 
 const handover_message sample{"/shots/a b", {"kestrin", "--attach", "", "x.####.exr", std::string("\0\xFF\n", 3)}};
 
-TEST(handover_message, arrives_in_pieces_of_any_size) {
-  const std::string bytes = platform::encode_handover(sample);
+// Gives the bytes to a fresh taker in pieces of each size; it must be complete with the last one and not before.
+template <class Fresh>
+void in_pieces(const std::string& bytes, Fresh&& fresh) {
   for (std::size_t size = 1; size <= bytes.size(); ++size) {
-    platform::handover_parser parser;
+    auto take = fresh();
+    parse_state state = parse_state::incomplete;
     for (std::size_t at = 0; at < bytes.size(); at += size) {
-      ASSERT_EQ(parser.state(), parse_state::incomplete) << size << " at " << at;
-      parser.take(std::string_view(bytes).substr(at, size));
+      ASSERT_EQ(state, parse_state::incomplete) << size << " at " << at;
+      state = take(std::string_view(bytes).substr(at, size));
     }
-    ASSERT_EQ(parser.state(), parse_state::complete) << size;
-    EXPECT_EQ(parser.message(), sample);
+    ASSERT_EQ(state, parse_state::complete) << size;
   }
+}
+
+TEST(handover_message, arrives_in_pieces_of_any_size) {
+  platform::handover_parser message;
+  in_pieces(platform::encode_handover(sample), [&] {
+    message = {};
+    return [&](std::string_view bytes) { return message.take(bytes); };
+  });
+  EXPECT_EQ(message.message(), sample);
+
+  platform::answer_parser answer;
+  std::vector<answer_record> records;
+  in_pieces(platform::encode_answer(answer_kind::output, "global:time=5") +
+                platform::encode_answer(answer_kind::error, "") + platform::encode_answer(answer_kind::done, ""),
+            [&] {
+              answer = {};
+              records.clear();
+              return [&](std::string_view bytes) { return answer.take(bytes, records); };
+            });
+  ASSERT_EQ(records.size(), 3u);
+  EXPECT_EQ(records[0].text, "global:time=5");
 }
 
 TEST(handover_message, lies) {
@@ -72,24 +96,6 @@ TEST(handover_message, lies) {
     if (r.expected == parse_state::broken) {
       EXPECT_EQ(parser.take(good), parse_state::broken) << r.what;
     }
-  }
-}
-
-TEST(handover_message, answers) {
-  const std::string bytes = platform::encode_answer(answer_kind::output, "global:time=5") +
-                            platform::encode_answer(answer_kind::error, "") +
-                            platform::encode_answer(answer_kind::done, "");
-  for (std::size_t size = 1; size <= bytes.size(); ++size) {
-    platform::answer_parser parser;
-    std::vector<answer_record> records;
-    parse_state state = parse_state::incomplete;
-    for (std::size_t at = 0; at < bytes.size(); at += size) {
-      ASSERT_EQ(state, parse_state::incomplete);
-      state = parser.take(std::string_view(bytes).substr(at, size), records);
-    }
-    ASSERT_EQ(state, parse_state::complete);
-    ASSERT_EQ(records.size(), 3u);
-    EXPECT_EQ(records[0].text, "global:time=5");
   }
   std::vector<answer_record> records;
   EXPECT_EQ(platform::answer_parser().take("x....", records), parse_state::broken);
@@ -277,12 +283,7 @@ TEST(handover, who_waits_is_not_forgotten_when_the_first_ends) {
   EXPECT_FALSE(other.serves_at_once);
   owner.end();
   handover third(folder / "line");
-  bool taken = false;
-  for (int i = 0; i < 300 && !taken; ++i) {
-    taken = third.send(sample, false, no_lines);
-    if (!taken) usleep(20000);
-  }
-  EXPECT_TRUE(taken);
+  EXPECT_TRUE(support::wait_until([&] { return third.send(sample, false, no_lines); }));
 }
 
 TEST(handover, the_last_answer_is_told) {
@@ -339,40 +340,31 @@ TEST(handover, address) {
       {"host.domain:10.0", "", "kestrin-host.domain_10"},
       {"", "wayland-1", "kestrin-wayland-1"},
       {"../../x:1", "", "kestrin-.._.._x_1"},
+      {"", "", ""},  // no display, no line
   };
-  const auto set = [](const char* name, const std::string& value) {
-    value.empty() ? unsetenv(name) : setenv(name, value.c_str(), 1);
-  };
-  set("XDG_RUNTIME_DIR", folder.path());
+  const support::variable in_runtime("XDG_RUNTIME_DIR", folder.path());
   for (const row& r : rows) {
-    set("DISPLAY", r.display);
-    set("WAYLAND_DISPLAY", r.wayland);
-    EXPECT_EQ(platform::handover_address(), folder / r.name);
+    const support::variable display("DISPLAY", r.display), wayland("WAYLAND_DISPLAY", r.wayland);
+    EXPECT_EQ(platform::handover_address(), *r.name ? folder / r.name : "") << r.display << r.wayland;
   }
-  set("DISPLAY", "");
-  set("WAYLAND_DISPLAY", "");
-  EXPECT_EQ(platform::handover_address(), "") << "no display, no line";
 
-  set("DISPLAY", ":7");
-  set("TMPDIR", folder / "tmp");
+  const support::variable display("DISPLAY", ":7"), temporary("TMPDIR", folder / "tmp");
   ASSERT_EQ(mkdir((folder / "tmp").c_str(), 0700), 0);
   const std::string own = folder / "tmp/kestrin-" + std::to_string(geteuid());
   for (const std::string& runtime : {std::string(), std::string("relative"), folder / "missing"}) {
-    set("XDG_RUNTIME_DIR", runtime);
+    const support::variable other("XDG_RUNTIME_DIR", runtime);
     EXPECT_EQ(platform::handover_address(), own + "/kestrin-_7") << runtime;
   }
   struct stat info {};
   ASSERT_EQ(stat(own.c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 0777, 0700u);
   // A folder that others may write to, or that is somewhere else, is not trusted.
+  const support::variable none("XDG_RUNTIME_DIR", "");
   chmod(own.c_str(), 0777);
   EXPECT_EQ(platform::handover_address(), "");
   rmdir(own.c_str());
   ASSERT_EQ(symlink(folder.path().c_str(), own.c_str()), 0);
   EXPECT_EQ(platform::handover_address(), "");
-  set("TMPDIR", "");
-  set("XDG_RUNTIME_DIR", "");
-  set("DISPLAY", "");
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 namespace {
 
 using playback::clock;
+using enum ksn::repeat_type;
 
 struct stage {
   ksn::state composition;
@@ -32,15 +33,6 @@ struct stage {
   void tick(double elapsed) { playback.tick(elapsed, false); }
 };
 
-std::string frames_shown(stage& s, double elapsed, int ticks) {
-  std::string out;
-  for (int i = 0; i < ticks; ++i) {
-    s.tick(elapsed);
-    out += std::to_string(static_cast<int>(s.composition.tm_t)) + (s.composition.playing ? " " : "| ");
-  }
-  return out;
-}
-
 TEST(clock, lists_of_frames) {
   struct row {
     const char* what;
@@ -53,97 +45,85 @@ TEST(clock, lists_of_frames) {
   };
   // Work area 2 to 6 at 10 frames a second: 0.1 s is one frame, 0.25 s two and a half.
   const row rows[] = {
-      {"loop", ksn::repeat_type::loop, true, false, 2, 0.1, "3 4 5 2 3 4 5 2 "},
-      {"loop backward", ksn::repeat_type::loop, false, false, 4, 0.1, "3 2 5 4 3 2 5 4 "},
-      {"ping-pong", ksn::repeat_type::ping_pong, true, false, 3.5, 0.1, "4 5 5 4 3 2 2 3 "},
-      {"once", ksn::repeat_type::none, true, false, 3, 0.1, "4 5 6| 6| 6| 6| 6| 6| "},
-      {"once backward", ksn::repeat_type::none, false, false, 3.5, 0.1, "2 2| 2| 2| 2| 2| 2| 2| "},
-      {"slow machine keeps every frame", ksn::repeat_type::loop, true, false, 2, 0.25, "3 4 5 2 3 4 5 2 "},
-      {"slow machine drops", ksn::repeat_type::loop, true, true, 2, 0.25, "4 3 5 4 2 5 3 2 "},
-      {"from before the work area", ksn::repeat_type::loop, true, false, 0, 0.1, "3 4 5 2 3 4 5 2 "},
-      {"from behind it, backward", ksn::repeat_type::loop, false, false, 100, 0.1, "5 4 3 2 5 4 3 2 "},
+      {"loop", loop, true, false, 2, 0.1, "3 4 5 2 3 4 5 2 "},
+      {"loop backward", loop, false, false, 4, 0.1, "3 2 5 4 3 2 5 4 "},
+      {"ping-pong", ping_pong, true, false, 3.5, 0.1, "4 5 5 4 3 2 2 3 "},
+      {"once", none, true, false, 3, 0.1, "4 5 6| 6| 6| 6| 6| 6| "},
+      {"once backward", none, false, false, 3.5, 0.1, "2 2| 2| 2| 2| 2| 2| 2| "},
+      {"slow machine keeps every frame", loop, true, false, 2, 0.25, "3 4 5 2 3 4 5 2 "},
+      {"slow machine drops", loop, true, true, 2, 0.25, "4 3 5 4 2 5 3 2 "},
+      {"from before the work area", loop, true, false, 0, 0.1, "3 4 5 2 3 4 5 2 "},
+      {"from behind it, backward", loop, false, false, 100, 0.1, "5 4 3 2 5 4 3 2 "},
   };
   for (const row& r : rows) {
     stage s(1000, 2, 6, r.repeat);
     s.composition.forward = r.forward;
     s.composition.can_drop_frames = r.drop;
     s.composition.tm_t = r.start;
-    EXPECT_EQ(frames_shown(s, r.elapsed, 8), r.frames) << r.what;
+    std::string frames;
+    for (int i = 0; i < 8; ++i) {
+      s.tick(r.elapsed);
+      frames += std::to_string(static_cast<int>(s.composition.tm_t)) + (s.composition.playing ? " " : "| ");
+    }
+    EXPECT_EQ(frames, r.frames) << r.what;
   }
 }
 
-TEST(clock, fractions_at_the_ends) {
-  stage bounce(3000, 0, 100, ksn::repeat_type::ping_pong);
-  bounce.composition.tm_t = 99.3;
-  bounce.tick(1.0 / 30.0);
-  EXPECT_NEAR(bounce.composition.tm_t, 99.7, 1e-9);
-  EXPECT_FALSE(bounce.composition.forward);
-
-  stage loop(3000, 0, 100, ksn::repeat_type::loop);
-  loop.composition.tm_t = 99.5;
-  loop.tick(1.0 / 30.0);
-  EXPECT_NEAR(loop.composition.tm_t, 0.5, 1e-9);
-
-  stage drops(3000, 0, 100, ksn::repeat_type::loop);
-  drops.composition.can_drop_frames = true;
-  drops.tick(0.05);
-  EXPECT_NEAR(drops.composition.tm_t, 1.5, 1e-9);
-  drops.composition.can_drop_frames = false;
-  drops.tick(0.05);
-  EXPECT_NEAR(drops.composition.tm_t, 2.5, 1e-9);
-}
-
-TEST(clock, a_stall_longer_than_the_work_area_stays_inside) {
+TEST(clock, fractions_and_stalls) {
   struct row {
+    const char* what;
+    int fpcs;
     ksn::repeat_type repeat;
-    bool forward;
-    double expected;
+    bool forward, drop, modal;
+    double start, elapsed, expected;
   };
-  for (const row& r : {row{ksn::repeat_type::loop, true, 10.0}, row{ksn::repeat_type::loop, false, 20.0},
-                       row{ksn::repeat_type::ping_pong, true, 20.0}, row{ksn::repeat_type::ping_pong, false, 10.0},
-                       row{ksn::repeat_type::none, true, 20.0}, row{ksn::repeat_type::none, false, 10.0}}) {
-    stage s(2500, 10, 20, r.repeat);
-    s.composition.can_drop_frames = true;
+  // Work area 10 to 20.
+  const row rows[] = {
+      {"a bounce", 3000, ping_pong, true, false, false, 19.3, 1.0 / 30, 19.7},
+      {"around the end", 3000, loop, true, false, false, 19.5, 1.0 / 30, 10.5},
+      {"a late tick drops", 3000, loop, true, true, false, 10, 0.05, 11.5},
+      {"a late tick takes the next frame", 3000, loop, true, false, false, 10, 0.05, 11},
+      {"a stall longer than a loop", 2500, loop, true, true, false, 12, 60, 10},
+      {"backward", 2500, loop, false, true, false, 12, 60, 20},
+      {"than a ping-pong", 2500, ping_pong, true, true, false, 12, 60, 20},
+      {"backward", 2500, ping_pong, false, true, false, 12, 60, 10},
+      {"than a play", 2500, none, true, true, false, 12, 60, 20},
+      {"backward", 2500, none, false, true, false, 12, 60, 10},
+      {"a gesture holds the position", 2500, loop, true, true, true, 12, 0.04, 12},
+      {"no time went by", 2500, loop, true, true, false, 30, 0, 30},
+      {"a rate of zero", 0, loop, true, true, false, 12, 0.04, 12},
+  };
+  for (const row& r : rows) {
+    stage s(r.fpcs, 10, 20, r.repeat);
     s.composition.forward = r.forward;
-    s.composition.tm_t = 12.0;
-    s.tick(60.0);
-    EXPECT_EQ(s.composition.tm_t, r.expected) << static_cast<int>(r.repeat) << r.forward;
+    s.composition.can_drop_frames = r.drop;
+    s.composition.tm_t = r.start;
+    s.playback.tick(r.elapsed, r.modal);
+    EXPECT_NEAR(s.composition.tm_t, r.expected, 1e-9) << r.what << r.elapsed;
+    const bool turned = r.repeat == ping_pong && !r.modal;
+    EXPECT_EQ(s.composition.forward, turned ? !r.forward : r.forward) << r.what;
   }
 }
 
-TEST(clock, stands_still) {
-  stage s(2500, 0, 100, ksn::repeat_type::loop);
-  s.playback.tick(0.04, true);
-  EXPECT_EQ(s.composition.tm_t, 0.0) << "a gesture holds the position";
-  s.tick(0.0);
-  EXPECT_EQ(s.composition.tm_t, 0.0);
-  s.composition.fpcs = 0;
-  s.tick(0.04);
-  EXPECT_EQ(s.composition.tm_t, 0.0) << "a rate of zero";
-}
-
-TEST(clock, transport) {
-  stage s(2500, 10, 20, ksn::repeat_type::none);
+// Played once to its end, the position rests behind the last frame, which stays on screen.
+TEST(clock, the_frame_that_is_shown) {
+  stage s(1000, 2, 6, none);
   auto& c = s.composition;
-  c.playing = false;
-  c.tm_t = 20;
-  s.playback.play_forward();
-  EXPECT_TRUE(c.playing && c.forward);
-  EXPECT_EQ(c.tm_t, 10.0) << "from the end, once, it starts over";
-  s.playback.play_forward();
-  EXPECT_FALSE(c.playing) << "twice stops";
-  s.playback.play_backward();
-  EXPECT_TRUE(c.playing && !c.forward);
-  EXPECT_EQ(c.tm_t, 20.0);
-  c.repeat = ksn::repeat_type::loop;
-  c.playing = false;
-  c.tm_t = 20;
-  s.playback.play_forward();
-  EXPECT_EQ(c.tm_t, 20.0) << "a loop does not move first";
-  s.playback.reverse_playback_direction();
-  EXPECT_TRUE(c.playing && !c.forward);
-  s.playback.toggle_pause();
-  EXPECT_FALSE(c.playing);
+  const auto shown = [&] { return static_cast<int>(s.playback.shown_time()); };
+  c.tm_t = 5;
+  EXPECT_EQ(shown(), 5);
+  s.tick(0.1);
+  ASSERT_EQ(c.tm_t, 6.0);
+  EXPECT_EQ(shown(), 5);
+  s.tick(0.1);
+  EXPECT_EQ(shown(), 5);
+  c.set_current_time(7);
+  EXPECT_EQ(shown(), 7);
+  s.tick(0.1);
+  c.set_current_time(6);
+  EXPECT_EQ(shown(), 6) << "a place that was chosen is itself";
+  c.set_current_time(250);
+  EXPECT_EQ(shown(), 249) << "the timeline's last";
 }
 
 TEST(clock, millisecond_counter_wraps) {
@@ -162,15 +142,14 @@ TEST(clock, output_counter) {
 
 // A ring that the test moves by hand.
 struct made_up_device : platform::audio_device {
-  bool running = true;
   bool readable = true;
   int play = 0;
   std::vector<char> ring = std::vector<char>(platform::audio_ring_bytes, 0);
   int written_at = -1;
   int written = 0;
 
-  bool open() override { return running = true; }
-  bool is_open() const override { return running; }
+  bool open() override { return true; }
+  bool is_open() const override { return true; }
   bool get_cursors(int& p, int& w) override {
     if (!readable) return false;
     p = play;
@@ -187,15 +166,17 @@ struct made_up_device : platform::audio_device {
   }
 };
 
-ksn::track_info sounding_layer(int frames, std::int16_t level) {
+constexpr int level = 1000;
+
+// Ten seconds of one level.
+ksn::track_info sounding_layer(int frames) {
   auto wave = std::make_shared<sources::wave_context>();
   wave->sample_rate = 44100;
   wave->bits = 16;
   wave->channels = 1;
   wave->data.resize(44100 * 2 * 10);
-  for (std::size_t i = 0; i < wave->data.size(); i += 2) {
-    wave->data[i] = static_cast<std::uint8_t>(level & 255);
-    wave->data[i + 1] = static_cast<std::uint8_t>(level >> 8);
+  for (std::size_t i = 0; i < wave->data.size(); ++i) {
+    wave->data[i] = static_cast<std::uint8_t>(level >> (i & 1 ? 8 : 0));
   }
   ksn::track_info track;
   track.source_type = ksn::source_type::wave;
@@ -206,132 +187,90 @@ ksn::track_info sounding_layer(int frames, std::int16_t level) {
   return track;
 }
 
+struct sounding_stage : stage {
+  made_up_device device;
+  sounding_stage() : stage(2500, 0, 250, loop) {
+    playback.audio = &device;
+    composition.tracks.push_back(sounding_layer(250));
+  }
+};
+
 TEST(clock, who_gives_the_time) {
   // 0.2 s of the ring, 0.08 s of the output and the timer's own: five, two and so many frames of 25 a second.
   struct row {
     const char* what;
-    bool device, cursors, audible, forward, output;
+    bool device, cursors, audible, forward, output, drop;
+    int play;  // where the ring begins
     double timer;
     double frames;
   };
   const row rows[] = {
-      {"sound", true, true, true, true, false, 0.04, 5.0},
-      {"sound goes before the output", true, true, true, true, true, 0.04, 5.0},
-      {"no device, timer", false, true, true, true, false, 0.04, 1.0},
-      {"no device, output", false, true, true, true, true, 0.04, 2.0},
-      {"nothing audible", true, true, false, true, false, 0.04, 1.0},
-      {"nothing audible, output", true, true, false, true, true, 0.04, 2.0},
-      {"backward", true, true, true, false, false, 0.04, -1.0},
-      {"cursors can't be read", true, false, true, true, false, 0.04, 1.0},
-      {"just below a stall", true, true, true, true, false, 0.899, 5.0},
-      {"a stall", true, true, true, true, false, 0.9, 22.5},
-      {"a stall with an output", true, true, true, true, true, 0.9, 2.0},
+      {"sound", true, true, true, true, false, true, 0, 0.04, 5.0},
+      {"across the end of the ring", true, true, true, true, false, true, 170000, 0.04, 5.0},
+      {"sound drops frames in any case", true, true, true, true, false, false, 0, 0.04, 5.0},
+      {"sound goes before the output", true, true, true, true, true, true, 0, 0.04, 5.0},
+      {"no device, timer", false, true, true, true, false, true, 0, 0.04, 1.0},
+      {"no device, output", false, true, true, true, true, true, 0, 0.04, 2.0},
+      {"nothing audible", true, true, false, true, false, true, 0, 0.04, 1.0},
+      {"nothing audible, output", true, true, false, true, true, true, 0, 0.04, 2.0},
+      {"backward", true, true, true, false, false, true, 0, 0.04, -1.0},
+      {"cursors can't be read", true, false, true, true, false, true, 0, 0.04, 1.0},
+      {"just below a stall", true, true, true, true, false, true, 0, 0.899, 5.0},
+      {"a stall", true, true, true, true, false, true, 0, 0.9, 22.5},
+      {"a stall with an output", true, true, true, true, true, true, 0, 0.9, 2.0},
   };
   for (const row& r : rows) {
-    stage s(2500, 0, 250, ksn::repeat_type::loop);
-    s.composition.can_drop_frames = true;
+    sounding_stage s;
+    s.composition.can_drop_frames = r.drop;
     s.composition.forward = r.forward;
     s.composition.tm_t = 100.0;
-    made_up_device device;
-    if (r.device) s.playback.audio = &device;
+    if (!r.device) s.playback.audio = nullptr;
     int asked = 0;
     if (r.output) s.playback.device_clock = [&](double) { return ++asked, 0.08; };
-    s.composition.tracks.push_back(sounding_layer(250, 1000));
     s.composition.tracks[0].audible = r.audible;
+    s.device.play = r.play;
     s.tick(0.0);
     s.composition.tm_t = 100.0;
-    device.readable = r.cursors;
-    device.play = platform::audio_ring_bytes / 5;
+    s.device.readable = r.cursors;
+    s.device.play = (r.play + platform::audio_ring_bytes / 5) % platform::audio_ring_bytes;
     s.tick(r.timer);
     EXPECT_NEAR(s.composition.tm_t - 100.0, r.frames, 1e-6) << r.what;
     EXPECT_EQ(asked, r.output ? 2 : 0) << r.what;
   }
-}
-
-TEST(clock, sound_holds_its_rate_whatever_may_be_dropped) {
-  for (const bool drop : {false, true}) {
-    stage s(2500, 0, 250, ksn::repeat_type::loop);
-    s.composition.can_drop_frames = drop;
-    made_up_device device;
-    s.playback.audio = &device;
-    s.composition.tracks.push_back(sounding_layer(250, 1000));
-    s.tick(0.0);
-    device.play = platform::audio_ring_bytes / 2;
-    s.tick(0.04);
-    EXPECT_NEAR(s.composition.tm_t, 12.5, 1e-6);
-  }
-}
-
-TEST(clock, a_device_that_was_just_opened_makes_no_jump) {
-  stage s(2500, 0, 250, ksn::repeat_type::loop);
-  made_up_device device;
-  device.play = 100000;
-  s.playback.audio = &device;
-  s.composition.tracks.push_back(sounding_layer(250, 1000));
-  s.tick(0.04);
-  EXPECT_NEAR(s.composition.tm_t, 1.0, 1e-6);
-}
-
-TEST(clock, silence_flows_while_the_position_stands) {
-  struct row {
-    const char* what;
-    bool playing, modal;
-    double elapsed;
-    bool written;
-  };
-  for (const row& r : {row{"stopped", false, false, 0.04, true}, row{"a gesture", true, true, 0.04, true},
-                       row{"no time went by", true, false, 0.0, false}}) {
-    stage s(2500, 0, 250, ksn::repeat_type::loop);
-    made_up_device device;
-    s.playback.audio = &device;
-    s.composition.tracks.push_back(sounding_layer(250, 1000));
-    s.tick(0.02);
-    ASSERT_EQ(device.sample(20000), 1000);
-    device.written = 0;
-    s.composition.playing = r.playing;
-    if (r.elapsed != 0.0) device.play = 4000;
-    s.playback.tick(r.elapsed, r.modal);
-    EXPECT_EQ(device.written != 0, r.written) << r.what;
-    EXPECT_EQ(device.sample(20000), r.written ? 0 : 1000) << r.what;
-  }
-}
-
-TEST(clock, the_device_is_the_master) {
-  stage s(2500, 0, 250, ksn::repeat_type::loop);
-  made_up_device device;
-  s.playback.audio = &device;
-  s.composition.tracks.push_back(sounding_layer(250, 1000));
-  s.tick(0.001);
-  const double start = s.composition.tm_t;
-
-  device.play += platform::audio_ring_bytes / 5;
-  s.tick(0.5);
-  EXPECT_NEAR(s.composition.tm_t - start, 5.0, 1e-6) << "0.2 s of sound, whatever the timer says";
-  const double before = s.composition.tm_t;
-  device.play = (device.play + platform::audio_ring_bytes / 10 * 9) % platform::audio_ring_bytes;
-  s.tick(0.8);
-  EXPECT_NEAR(s.composition.tm_t - before, 22.5, 1e-6) << "across the end of the ring";
-  const double jump = s.composition.tm_t;
-  s.tick(1.0);
-  EXPECT_NEAR(s.composition.tm_t - jump, 25.0, 1e-6) << "a stall takes the timer";
+  sounding_stage just_opened;
+  just_opened.device.play = 100000;
+  just_opened.tick(0.04);
+  EXPECT_NEAR(just_opened.composition.tm_t, 1.0, 1e-6) << "no jump by what it played before";
 }
 
 TEST(clock, sound_reaches_the_ring_behind_the_lead) {
-  stage s(2500, 0, 250, ksn::repeat_type::loop);
-  made_up_device device;
-  device.play = 44100;
-  s.playback.audio = &device;
-  s.composition.tracks.push_back(sounding_layer(250, 1000));
-  s.tick(0.04);
-  EXPECT_EQ(device.written_at, 44100 + platform::audio_lead_bytes);
-  EXPECT_EQ(device.written, platform::audio_ring_bytes - platform::audio_lead_bytes);
-  EXPECT_EQ(device.sample(60000), 1000);
-  EXPECT_EQ(device.sample(44100), 0) << "what plays now is not touched";
-
-  s.composition.forward = false;
-  device.play += 4000;
-  s.tick(0.04);
-  EXPECT_EQ(device.sample(60000), 0) << "backward play is silent";
+  struct row {
+    const char* what;
+    bool playing, modal, forward;
+    double elapsed;
+    int heard;  // -1: nothing is written
+  };
+  const row rows[] = {{"playing", true, false, true, 0.04, level},
+                      {"stopped", false, false, true, 0.04, 0},
+                      {"a gesture", true, true, true, 0.04, 0},
+                      {"backward", true, false, false, 0.04, 0},
+                      {"no time went by", true, false, true, 0.0, -1}};
+  for (const row& r : rows) {
+    sounding_stage s;
+    s.device.play = 44100;
+    s.tick(0.04);
+    EXPECT_EQ(s.device.written_at, 44100 + platform::audio_lead_bytes);
+    EXPECT_EQ(s.device.written, platform::audio_ring_bytes - platform::audio_lead_bytes);
+    EXPECT_EQ(s.device.sample(44100), 0) << "what plays now is not touched";
+    ASSERT_EQ(s.device.sample(20000), level);
+    s.device.written = 0;
+    s.composition.playing = r.playing;
+    s.composition.forward = r.forward;
+    if (r.elapsed != 0.0) s.device.play += 4000;
+    s.playback.tick(r.elapsed, r.modal);
+    EXPECT_EQ(s.device.written != 0, r.heard >= 0) << r.what;
+    EXPECT_EQ(s.device.sample(20000), r.heard < 0 ? level : r.heard) << r.what;
+  }
 }
 
 // A clip whose frames all are in the cache, oldest first.
@@ -340,11 +279,9 @@ struct cached_loop {
   ksn::track_info& track;
 
   cached_loop(int first, int end)
-      : s(2500, first, end, ksn::repeat_type::loop),
+      : s(2500, first, end, loop),
         track(s.composition.tracks.emplace_back(support::plain_layer(end, "BGR", 1, 1, {1, 2, 3}))) {
-    for (int i = 0; i < end; ++i) {
-      s.cache.touch(s.cache.get_clip_frame(key(i), *track.clip, i, nullptr));
-    }
+    for (int i = 0; i < end; ++i) s.cache.touch(s.cache.get_clip_frame(key(i), *track.clip, i, nullptr));
   }
   cache::frame_key key(int frame) const { return cache::key_of_frame(track, frame, ksn::cache_resolution_type::full); }
   // The frames in the order in which they would be given up.
@@ -393,17 +330,12 @@ TEST(clock, sweep_and_ahead_touch) {
     loop.s.tick(0.04);
     EXPECT_EQ(loop.order(), r.order) << r.what;
   }
-}
-
-TEST(clock, what_is_not_cached_is_not_touched) {
-  const auto change = [](cached_loop& loop, int which) {
+  // What is not cached, or not there, is not touched.
+  for (const int which : {0, 1, 2}) {
+    cached_loop loop(0, 8);
     if (which == 0) loop.track.visible = false;
     if (which == 1) loop.track.disable_cache = true;
     if (which == 2) loop.track.begin = 100;
-  };
-  for (const int which : {0, 1, 2}) {
-    cached_loop loop(0, 8);
-    change(loop, which);
     loop.s.playback.keep_alive_sweep();
     loop.track.begin = 0;
     EXPECT_EQ(loop.order(), "0 1 2 3 4 5 6 7 ") << which;
@@ -411,35 +343,48 @@ TEST(clock, what_is_not_cached_is_not_touched) {
 }
 
 TEST(clock, actions_of_the_transport) {
-  stage s(2500, 3, 4, ksn::repeat_type::loop);
+  stage s(2500, 10, 20, none);
   command::engine engine(s.composition);
   playback::register_playback_actions(engine, s.playback);
   auto& c = s.composition;
   c.playing = false;
-  c.tracks.push_back(sounding_layer(10, 0));
-  c.tracks.push_back(sounding_layer(10, 0));
+  c.tracks.push_back(sounding_layer(10));
+  c.tracks.push_back(sounding_layer(10));
   c.tracks[1].source_type = ksn::source_type::brush_sequence;
-  const auto state_after = [&](const char* action) {
-    for (ksn::track_info& track : c.tracks) track.frame_states.assign(4, 2);
-    EXPECT_TRUE(engine.action_enabled(action));
-    engine.execute_action(action);
-    std::string out = !c.playing ? "stopped" : c.forward ? "forward" : "backward";
-    if (c.tracks[0].frame_states.empty()) out += " swept";
-    EXPECT_EQ(c.tracks[1].frame_states.size(), 4u) << "painted frames are known without the cache";
-    return out;
+  struct row {
+    const char* action;
+    ksn::repeat_type repeat;
+    double from;
+    const char* state;
+    double time;
   };
-  c.tm_t = 3;
-  EXPECT_EQ(state_after("play_forward"), "forward swept");
-  EXPECT_EQ(state_after("play_forward"), "stopped");
-  EXPECT_EQ(state_after("toggle_pause"), "forward swept");
-  EXPECT_EQ(state_after("reverse_playback_direction"), "backward");
-  EXPECT_EQ(state_after("toggle_pause"), "stopped");
-  EXPECT_EQ(state_after("toggle_pause"), "backward");
-  EXPECT_EQ(state_after("play_backward"), "stopped");
-  EXPECT_EQ(state_after("play_backward"), "backward");
-  EXPECT_EQ(state_after("play_forward"), "forward swept");
-  EXPECT_EQ(state_after("reverse_playback_direction"), "backward");
-  EXPECT_EQ(state_after("reverse_playback_direction"), "forward");
+  const row rows[] = {
+      {"play_forward", none, 20, "forward swept", 10},  // from the end it starts over
+      {"play_forward", none, 12, "stopped", 12},
+      {"play_backward", none, 10, "backward", 20},
+      {"play_backward", none, 12, "stopped", 12},
+      {"play_forward", loop, 20, "forward", 20},  // a loop does not move first; the end has nothing to sweep from
+      {"play_backward", loop, 10, "backward", 10},
+      {"play_forward", loop, 12, "forward swept", 12},
+      {"toggle_pause", loop, 12, "stopped", 12},
+      {"toggle_pause", loop, 12, "forward swept", 12},
+      {"reverse_playback_direction", loop, 12, "backward", 12},
+      {"toggle_pause", loop, 12, "stopped", 12},
+      {"toggle_pause", loop, 12, "backward", 12},
+      {"reverse_playback_direction", loop, 12, "forward", 12},
+  };
+  for (const row& r : rows) {
+    for (ksn::track_info& track : c.tracks) track.frame_states.assign(4, 2);
+    c.repeat = r.repeat;
+    c.tm_t = r.from;
+    EXPECT_TRUE(engine.action_enabled(r.action));
+    engine.execute_action(r.action);
+    std::string state = !c.playing ? "stopped" : c.forward ? "forward" : "backward";
+    if (c.tracks[0].frame_states.empty()) state += " swept";
+    EXPECT_EQ(state, r.state) << r.action;
+    EXPECT_EQ(c.tm_t, r.time) << r.action;
+    EXPECT_EQ(c.tracks[1].frame_states.size(), 4u) << "painted frames are known without the cache";
+  }
 }
 
 }  // namespace

@@ -26,6 +26,14 @@ ksn::track_info layer_of(std::vector<std::uint8_t> data, int bits, int channels,
   return track;
 }
 
+// The number of each sample, 16 bits.
+std::vector<std::uint8_t> ramp(int count) {
+  std::vector<std::uint8_t> data;
+  for (int i = 0; i < count; ++i)
+    data.insert(data.end(), {static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(i >> 8)});
+  return data;
+}
+
 TEST(mixer, sample_forms) {
   struct row {
     const char* what;
@@ -49,27 +57,23 @@ TEST(mixer, sample_forms) {
   }
 }
 
-TEST(mixer, rate_speed_and_place) {
-  std::vector<std::uint8_t> ramp;
-  for (int i = 0; i < 22050; ++i) {
-    ramp.push_back(static_cast<std::uint8_t>(i & 255));
-    ramp.push_back(static_cast<std::uint8_t>(i >> 8));
-  }
+TEST(mixer, places) {
   std::vector<std::int16_t> out(2 * 100);
-  auto track = layer_of(ramp, 16, 1, 22050);
-  playback::render_layer(track, 0.0, 2500, 1.0, out);
-  EXPECT_EQ(out[2 * 40], 20) << "half the rate: every sample twice";
+  auto track = layer_of(ramp(22050), 16, 1, 22050);
   playback::render_layer(track, 10.0, 2500, 1.0, out);
   EXPECT_EQ(out[0], 8820) << "frame 10 at 25 a second is 0.4 s";
-  playback::render_layer(track, 0.0, 5000, 1.0, out);
-  EXPECT_EQ(out[2 * 40], 40) << "a composition at twice the rate plays it faster";
-  playback::render_layer(track, 0.0, 2500, 0.5, out);
-  EXPECT_EQ(out[2 * 40], 10);
+  playback::render_layer(track, 0.0, 5000, 0.5, out);
+  EXPECT_EQ(out[2 * 40], 20) << "twice the rate, half the speed, half the samples";
   track.begin = 50;
   playback::render_layer(track, 10.0, 2500, 1.0, out);
   EXPECT_EQ(out[0], 0) << "before its start there is silence";
   track.audio.reset();
   EXPECT_FALSE(playback::render_layer(track, 60.0, 2500, 1.0, out));
+
+  const ksn::track_info absurd = layer_of({1, 2, 3, 4}, 16, 2, 2147483647);
+  std::fill(out.begin(), out.end(), std::int16_t{77});
+  ASSERT_TRUE(playback::render_layer(absurd, 99.0, 1000000000, 1.0, out));
+  EXPECT_EQ(out, std::vector<std::int16_t>(out.size()));
 }
 
 // The formula for each output frame, in plain form.
@@ -113,12 +117,7 @@ TEST(mixer, every_sample_of_a_second) {
 
 // What one tick plays later is what the next tick plays at once, wherever between two samples the sound began.
 TEST(mixer, ticks_join_without_a_step) {
-  std::vector<std::uint8_t> ramp;
-  for (int i = 0; i < 30000; ++i) {
-    ramp.push_back(static_cast<std::uint8_t>(i & 255));
-    ramp.push_back(static_cast<std::uint8_t>(i >> 8));
-  }
-  const ksn::track_info track = layer_of(ramp, 16, 1, 44100);
+  const ksn::track_info track = layer_of(ramp(30000), 16, 1, 44100);
   std::vector<std::int16_t> out(2);
   for (int tenth = 0; tenth < 10; ++tenth) {
     // Moved by whole samples, as the device does.
@@ -132,13 +131,6 @@ TEST(mixer, ticks_join_without_a_step) {
       EXPECT_EQ(out[0], expected) << tenth;
     }
   }
-}
-
-TEST(mixer, an_absurd_rate_is_silence) {
-  const ksn::track_info track = layer_of({1, 2, 3, 4}, 16, 2, 2147483647);
-  std::vector<std::int16_t> out(2 * 44100, 77);
-  ASSERT_TRUE(playback::render_layer(track, 99.0, 1000000000, 1.0, out));
-  EXPECT_EQ(out, std::vector<std::int16_t>(out.size()));
 }
 
 TEST(mixer, rows_of_every_instruction_set) {

@@ -20,15 +20,7 @@ using support::open_movie;
 constexpr clip_kind all_kinds[] = {clip_kind::avi,          clip_kind::directshow, clip_kind::quicktime,
                                    clip_kind::phantom_cine, clip_kind::r3d,        clip_kind::rtv};
 
-class broken_movie : public testing::Test {
- protected:
-  void SetUp() override {
-    if (!support::have_ffmpeg()) GTEST_SKIP() << "no ffmpeg to make movies with";
-  }
-  std::string file(const std::string& name) const { return folder / name; }
-
-  support::temp_folder folder;
-};
+using broken_movie = support::movie_maker;
 
 // Kilobytes that the process has in memory.
 long resident() {
@@ -232,23 +224,6 @@ TEST_F(broken_movie, that_vanishes_while_it_plays) {
       const int shown = number_of_frame(*deleted, frame);
       EXPECT_TRUE(shown == frame || shown == -1) << name << ' ' << frame << " shows " << shown;
     }
-  }
-}
-
-TEST_F(broken_movie, with_damaged_bytes) {
-  ASSERT_TRUE(encode_numbers(file("good.ts"), 60, "-c:v libx264 -pix_fmt yuv420p -g 12 -bf 2"));
-  const std::string good = support::read_file(file("good.ts"));
-  std::mt19937 random(11);
-  for (int round = 0; round < 6; ++round) {
-    std::string bytes = good;
-    for (int i = 0; i < 40; ++i) bytes[random() % bytes.size()] = static_cast<char>(random());
-    support::write_file(file("bad.ts"), bytes);
-    const auto clip = open_movie(file("bad.ts")).opened;
-    if (!clip) continue;
-    EXPECT_LE(clip->frames(), 100'000'000);
-    img::image image;
-    for (int i = 0; i < std::min(clip->frames(), 70); ++i) clip->read(i, 0, image);
-    clip->read(clip->frames() - 1, 0, image);
   }
 }
 

@@ -11,12 +11,8 @@ namespace {
 
 using support::open_movie;
 
-class movie_picture : public testing::Test {
+class movie_picture : public support::movie_maker {
  protected:
-  void SetUp() override {
-    if (!support::have_ffmpeg()) GTEST_SKIP() << "no ffmpeg to make movies with";
-  }
-  std::string file(const std::string& name) const { return folder / name; }
   // The first picture of a movie of raw samples encoded without loss.
   std::shared_ptr<img::image> lossless(const std::string& name, const std::string& samples, const std::string& form,
                                        int width, int height, const std::string& options) {
@@ -29,8 +25,6 @@ class movie_picture : public testing::Test {
     if (!clip || !clip->read(0, 0, *image)) return nullptr;
     return image;
   }
-
-  support::temp_folder folder;
 };
 
 TEST_F(movie_picture, colours_and_alpha) {

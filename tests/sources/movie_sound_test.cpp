@@ -8,15 +8,7 @@ namespace {
 
 using support::open_movie;
 
-class movie_sound : public testing::Test {
- protected:
-  void SetUp() override {
-    if (!support::have_ffmpeg()) GTEST_SKIP() << "no ffmpeg to make movies with";
-  }
-  std::string file(const std::string& name) const { return folder / name; }
-
-  support::temp_folder folder;
-};
+using movie_sound = support::movie_maker;
 
 TEST_F(movie_sound, time_codes) {
   struct row {

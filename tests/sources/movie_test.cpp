@@ -16,15 +16,7 @@ using support::encode_numbers;
 using support::number_of_frame;
 using support::open_movie;
 
-class movie : public testing::Test {
- protected:
-  void SetUp() override {
-    if (!support::have_ffmpeg()) GTEST_SKIP() << "no ffmpeg to make movies with";
-  }
-  std::string file(const char* name) const { return folder / name; }
-
-  support::temp_folder folder;
-};
+using movie = support::movie_maker;
 
 // Frame N of `clip` shows the number first + N, forwards, backwards and at random, and nothing is behind the end.
 void expect_numbers(sources::clip& clip, int count, int first, const std::string& name) {

@@ -74,7 +74,7 @@ class drop_source {
 
   // Hands the data out until the message comes.
   bool answered(const std::string& message, const std::string& type, const std::string& data, bool* accepted) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(3);
     while (std::chrono::steady_clock::now() < end && !xcb_connection_has_error(connection_)) {
       xcb_generic_event_t* event = xcb_poll_for_event(connection_);
       if (!event) {

@@ -1,11 +1,10 @@
 // Holds threads back until the test lets them go on.
 #pragma once
 
-#include <chrono>
 #include <condition_variable>
-#include <functional>
 #include <mutex>
-#include <thread>
+
+#include "support/wait.h"
 
 namespace support {
 
@@ -43,14 +42,5 @@ class gate {
   int waiting_ = 0;
   bool open_ = false;
 };
-
-// Waits for another thread to bring `condition` about. False when that has not happened after a long time.
-inline bool wait_until(const std::function<bool()>& condition) {
-  for (int i = 0; i < 30000; ++i) {
-    if (condition()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return condition();
-}
 
 }  // namespace support

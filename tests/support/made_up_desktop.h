@@ -21,14 +21,13 @@ class made_up_desktop : public platform::desktop {
   math::point size{940, 780};
   bool minimised = false;
   bool foreground = true;
-  bool fullscreen = false;
-  bool on_top = false;
   std::string board_text;
   std::vector<std::uint8_t> board_pixels;
   math::point board_size;
   std::deque<std::vector<std::string>> answers;  // of file dialogs
   std::deque<platform::message_answer> message_answers;
   int cancel_progress_at = -1;
+  std::function<void(int milliseconds)> waited;  // called in each wait
 
   platform::window_options options;
   platform::window_events events;
@@ -58,10 +57,10 @@ class made_up_desktop : public platform::desktop {
   void bring_forward() override { calls.push_back("forward"); }
   void set_fullscreen(bool on) override {
     calls.push_back(on ? "fullscreen" : "window");
-    fullscreen = on;
+    fullscreen_ = on;
   }
-  bool is_fullscreen() const override { return fullscreen; }
-  void set_always_on_top(bool on) override { on_top = on; }
+  bool is_fullscreen() const override { return fullscreen_; }
+  void set_always_on_top(bool) override {}
   void set_cursor(platform::cursor_shape) override {}
   void set_menu_visible(bool) override {}
   platform::window_placement placement() const override {
@@ -80,6 +79,7 @@ class made_up_desktop : public platform::desktop {
   void wait_vertical_blank() override {}
   void wait_events(int milliseconds) override {
     waits.push_back(milliseconds);
+    if (waited) waited(milliseconds);
     if (script.empty()) {
       if (events.close_requested) events.close_requested();
       return;
@@ -103,6 +103,7 @@ class made_up_desktop : public platform::desktop {
     message_answers.pop_front();
     return answer;
   }
+  void dismiss_dialogs() override {}
   bool show_progress(const std::string&, int done, int) override {
     ++progress_steps;
     return cancel_progress_at < 0 || done < cancel_progress_at;
@@ -134,6 +135,7 @@ class made_up_desktop : public platform::desktop {
     void write(int, const void*, int) override {}
   };
   bool exists_ = false;
+  bool fullscreen_ = false;
   no_sound silence_;
 };
 

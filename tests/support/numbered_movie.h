@@ -1,6 +1,8 @@
 // Movies that carry the frame number in the picture, made with the ffmpeg program where there is one.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -8,6 +10,7 @@
 #include <string>
 
 #include "sources/clip.h"
+#include "support/temp_folder.h"
 
 namespace support {
 
@@ -64,6 +67,17 @@ inline sources::open_result open_movie(const std::string& file) {
                                            : sources::clip_kind::directshow;
   return sources::open_clip(kind, file, 2500);
 }
+
+// A test that makes movies of its own.
+class movie_maker : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!have_ffmpeg()) GTEST_SKIP() << "no ffmpeg to make movies with";
+  }
+  std::string file(const std::string& name) const { return folder / name; }
+
+  temp_folder folder;
+};
 
 inline int number_of_frame(sources::clip& clip, int frame) {
   img::image image;

@@ -1,112 +1,13 @@
 // The program in a real window: an X server of its own without a screen, keys and mouse, and what is to be seen.
 #pragma once
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <xcb/xcb.h>
 
-#include <array>
-#include <chrono>
-#include <csignal>
 #include <cstdint>
-#include <functional>
-#include <map>
-#include <stdexcept>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "support/program.h"
-#include "support/temp_folder.h"
 
 namespace support {
-
-constexpr std::chrono::seconds patience(30);
-
-// Asks until it holds; false after the patience of a busy machine.
-inline bool wait_until(const std::function<bool()>& holds, std::chrono::seconds how_long = patience) {
-  const auto end = std::chrono::steady_clock::now() + how_long;
-  while (!holds()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return true;
-}
-
-// A program that runs beside the test. Killed at the end of its life if it is still there.
-class process {
- public:
-  process() = default;
-  process(std::vector<std::string> command, std::map<std::string, std::string> environment, const std::string& folder,
-          const std::string& output, int inherited = -1) {
-    std::vector<std::string> variables;
-    for (char** variable = environ; *variable; ++variable) {
-      const std::string text = *variable;
-      if (!environment.contains(text.substr(0, text.find('=')))) variables.push_back(text);
-    }
-    for (const auto& [name, value] : environment) {
-      if (!value.empty()) variables.push_back(name + "=" + value);
-    }
-    const auto pointers = [](std::vector<std::string>& texts) {
-      std::vector<char*> result;
-      for (std::string& text : texts) result.push_back(text.data());
-      result.push_back(nullptr);
-      return result;
-    };
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, (output + ".out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_addopen(&actions, 2, (output + ".err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (inherited >= 0) posix_spawn_file_actions_adddup2(&actions, inherited, 9);
-    const int failure =
-        posix_spawnp(&id_, command[0].c_str(), &actions, nullptr, pointers(command).data(), pointers(variables).data());
-    posix_spawn_file_actions_destroy(&actions);
-    if (failure) throw std::runtime_error("can't run " + command[0] + ": " + std::strerror(failure));
-  }
-  ~process() {
-    if (id_ > 0) {
-      kill(id_, SIGKILL);
-      wait();
-    }
-  }
-  process(process&& other) noexcept : id_(std::exchange(other.id_, 0)), code_(other.code_) {}
-  process& operator=(process&& other) noexcept {
-    std::swap(id_, other.id_);
-    std::swap(code_, other.code_);
-    return *this;
-  }
-
-  pid_t id() const { return id_; }
-  void send(int signal) const { kill(id_, signal); }
-  bool running() {
-    int status = 0;
-    if (id_ > 0 && waitpid(id_, &status, WNOHANG) == id_) end(status);
-    return id_ > 0;
-  }
-  // The exit code, or 1000 and the number of the signal that ended it; -1 when it does not end.
-  int wait_for_end() {
-    return wait_until([this] { return !running(); }) ? code_ : -1;
-  }
-
- private:
-  pid_t id_ = 0;
-  int code_ = -1;
-
-  void end(int status) {
-    id_ = 0;
-    code_ = WIFSIGNALED(status) ? 1000 + WTERMSIG(status) : WEXITSTATUS(status);
-  }
-  void wait() {
-    int status = 0;
-    while (waitpid(id_, &status, 0) < 0 && errno == EINTR) {
-    }
-    end(status);
-  }
-};
 
 // Colours as 0xRRGGBB.
 struct screenshot {
@@ -134,13 +35,13 @@ class x_server {
     server_ = process(
         {"Xvfb", "-displayfd", "9", "-screen", "0", std::to_string(width) + "x" + std::to_string(height) + "x24",
          "-nolisten", "tcp", "-noreset", "-nocursor", "-fbdir", folder_.path()},
-        {}, folder_.path(), folder_ / "xvfb", ends[1]);
+        {folder_.path(), {}, folder_ / "out", folder_ / "err", ends[1]});
     close(ends[1]);
     std::string number;
     char c = 0;
     while (read(ends[0], &c, 1) == 1 && c != '\n') number += c;
     close(ends[0]);
-    if (number.empty()) throw std::runtime_error("Xvfb does not start: " + read_file(folder_ / "xvfb.err"));
+    if (number.empty()) throw std::runtime_error("Xvfb does not start: " + read_file(folder_ / "err"));
     name_ = ":" + number;
   }
 
@@ -210,23 +111,25 @@ struct rectangle {
   bool operator==(const rectangle&) const = default;
 };
 
+// The environment of a program on that server, with folders of the user in `folder`.
+inline std::map<std::string, std::string> desktop_variables(const x_server& server, const std::string& folder) {
+  return {{"DISPLAY", server.name()},         {"WAYLAND_DISPLAY", ""},     {"QT_QPA_PLATFORM", "xcb"},
+          {"SDL_AUDIODRIVER", "dummy"},       {"XDG_RUNTIME_DIR", folder}, {"XDG_CONFIG_HOME", folder + "/config"},
+          {"XDG_DATA_HOME", folder + "/data"}};
+}
+
 // The program in a window on `server`, with folders of its own. Keys F13 to F24 are free for the test's own bindings.
 class window_program {
  public:
   window_program(x_server& server, std::vector<std::string> arguments, const std::string& key_definitions = {},
-                 std::map<std::string, std::string> environment = {})
+                 std::map<std::string, std::string> environment = {}, const std::string& output = {})
       : server_(server) {
     if (!key_definitions.empty()) write_file(user_ / "documents/Kestrin/keydefs.txt", key_definitions);
     write_file(user_ / "config/user-dirs.dirs", "XDG_DOCUMENTS_DIR=\"" + user_ / "documents" + "\"\n");
-    environment.insert({{"DISPLAY", server.name()},
-                        {"WAYLAND_DISPLAY", ""},
-                        {"QT_QPA_PLATFORM", "xcb"},
-                        {"SDL_AUDIODRIVER", "dummy"},
-                        {"XDG_RUNTIME_DIR", user_.path()},
-                        {"XDG_CONFIG_HOME", user_ / "config"},
-                        {"XDG_DATA_HOME", user_ / "data"}});
+    environment.merge(desktop_variables(server, user_.path()));
     arguments.insert(arguments.begin(), KESTRIN_BINARY);
-    program_ = process(std::move(arguments), std::move(environment), user_.path(), user_ / "program");
+    program_ = process(std::move(arguments), {user_.path(), std::move(environment),
+                                              output.empty() ? user_ / "out" : output, user_ / "errors"});
     if (!wait_until([this] { return !program_.running() || !find().empty(); })) throw std::runtime_error("no window");
     if (!program_.running()) throw std::runtime_error("the program ended: " + errors());
     server_.xdotool({"windowfocus", "--sync", window_});
@@ -234,8 +137,8 @@ class window_program {
 
   process& program() { return program_; }
   std::string user(const std::string& name) const { return user_ / name; }
-  std::string errors() const { return read_file(user_ / "program.err"); }
-  std::string output() const { return read_file(user_ / "program.out"); }
+  std::string errors() const { return read_file(user_ / "errors"); }
+  std::string output() const { return read_file(user_ / "out"); }
   const std::string& window() const { return window_; }
 
   std::string title() const { return server_.xdotool({"getwindowname", window_}); }

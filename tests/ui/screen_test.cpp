@@ -43,7 +43,7 @@ TEST(screen, the_preview_area_above_the_strip) {
     img::image expected;
     render::render_frame(pipeline, composition, expected, view, composition.tm_t, nullptr);
     img::image whole;
-    ui::draw_screen(pipeline, composition, whole, r.width, r.height, nullptr);
+    ui::draw_screen(pipeline, composition, composition.tm_t, whole, r.width, r.height, nullptr);
     ASSERT_EQ(whole.width, r.width) << r.what;
     ASSERT_EQ(whole.height, r.height) << r.what;
     const int shown = std::min(view.height, r.height);

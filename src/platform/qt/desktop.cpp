@@ -364,6 +364,14 @@ class qt_desktop : public desktop {
     }
   }
 
+  void dismiss_dialogs() override {
+    // One may stand in front of another.
+    QWidget* last = nullptr;
+    for (QWidget* top; (top = QApplication::activeModalWidget()) && top != last; last = top) {
+      if (auto* dialog = qobject_cast<QDialog*>(top)) dialog->reject();
+    }
+  }
+
   bool show_progress(const std::string& title, int done, int total) override {
     if (!progress_) {
       if (done >= total) return true;

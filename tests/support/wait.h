@@ -1,0 +1,20 @@
+// Waiting for what another thread or process brings about.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <thread>
+
+namespace support {
+
+// Asks until it holds; false when that has not come about on the busiest machine.
+inline bool wait_until(const std::function<bool()>& holds) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(3);
+  while (!holds()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return true;
+}
+
+}  // namespace support
