@@ -212,7 +212,6 @@ int application::impl::run_step(bool any_arguments) {
 }
 
 int application::impl::run_window() {
-  outlive_readers();
   attach.serve([this] { desktop->wake(); }, [this] { desktop->bring_forward(); });
   sound.use(&desktop->audio());
   bool shown = false;

@@ -26,14 +26,6 @@ void watch_interrupt() {
   }
 }
 
-void outlive_readers() {
-  // A handler, since the programs that this one starts would inherit that the signal is ignored.
-  struct sigaction wanted {};
-  wanted.sa_handler = [](int) {};
-  wanted.sa_flags = SA_RESTART;
-  sigaction(SIGPIPE, &wanted, nullptr);
-}
-
 bool interrupted() {
   return signal_seen != 0;
 }
