@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <sstream>
 
 #include "composition/document.h"
 #include "composition/invariants.h"
@@ -67,29 +68,23 @@ TEST_F(movies, fill_in_the_layer_and_the_timeline) {
   int started = 0;
   c.hooks.start_audio = [&] { ++started; };
   ASSERT_TRUE(c.add(folder / "a.mov", false, false, false));
-  const track_info& track = c.track_at(0);
-  EXPECT_EQ(track.width, 160);
-  EXPECT_EQ(track.height, 96);
-  EXPECT_EQ(track.fpcs2, 2398);
-  EXPECT_EQ(track.begin, 0);
-  EXPECT_EQ(track.retime, 1.0);
-  EXPECT_EQ(track.in(), 0);
-  EXPECT_EQ(track.out(), 36);
-  EXPECT_EQ(track.alpha_type, ksn::alpha_type::pm);
-  EXPECT_TRUE(track.visible);
-  EXPECT_TRUE(track.audible);
-  ASSERT_TRUE(track.has_audio());
+  const auto facts = [&] {
+    const track_info& track = c.track_at(0);
+    std::ostringstream text;
+    text << track.width << "x" << track.height << ", " << track.fpcs2 << ", " << track.begin << " + " << track.in()
+         << " to " << track.out() << ", " << ksn::word_of(track.alpha_type) << (track.visible ? ", visible" : "")
+         << (track.audible ? ", audible" : "") << (track.has_audio() ? ", sound" : "");
+    return text.str();
+  };
+  EXPECT_EQ(facts(), "160x96, 2398, 0 + 0 to 36, pm, visible, audible, sound");
   EXPECT_EQ(started, 1);
   EXPECT_EQ(c.fpcs, 2398) << "the first layer brings its rate";
-  EXPECT_EQ(c.tm_l, 36);
+  EXPECT_EQ(c.timeline(), "36: 0 to 36, at 0");
 
   ASSERT_TRUE(c.add(folder / "silent.mkv", false, false, false));
-  EXPECT_EQ(c.track_at(0).alpha_type, ksn::alpha_type::ignore);
-  EXPECT_FALSE(c.track_at(0).audible);
-  EXPECT_EQ(c.track_at(0).fpcs2, 5000);
+  EXPECT_EQ(facts(), "160x96, 5000, 0 + 0 to 300, ignore, visible");
   EXPECT_EQ(c.fpcs, 2398);
-  EXPECT_EQ(c.tm_n, 300);
-  EXPECT_EQ(c.tm_l, 36);
+  EXPECT_EQ(c.timeline(), "300: 0 to 36, at 0");
 
   // A copy shares the open movie, or opens it again; either shows the same frames.
   c.selection = {1};

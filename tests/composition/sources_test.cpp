@@ -256,44 +256,41 @@ TEST_F(source_changes, a_growing_sequence_takes_the_view_along) {
   }
 }
 
-TEST_F(source_changes, watching) {
+TEST_F(source_changes, a_watch_scans_again_until_it_ends) {
+  const auto watched = [&] {
+    ksn::poll_watches(c);
+    return ksn::watches_selected(c);
+  };
   files({"r/a.1.tga", "r/a.2.tga"});
   track_info& track = add("r/a.#.tga");
-  EXPECT_FALSE(ksn::watches_selected(c));
+  EXPECT_FALSE(watched());
   ksn::layer_watch_sequence(c);
-  EXPECT_TRUE(ksn::watches_selected(c));
-  ksn::poll_watches(c);
+  EXPECT_TRUE(watched());
   EXPECT_EQ(track.frames, 2);
   files({"r/a.3.tga"});
-  ksn::poll_watches(c);
+  EXPECT_TRUE(watched());
   EXPECT_EQ(track.frames, 3);
   ksn::layer_watch_sequence(c);
-  EXPECT_FALSE(ksn::watches_selected(c));
   files({"r/a.4.tga"});
-  ksn::poll_watches(c);
+  EXPECT_FALSE(watched());
   EXPECT_EQ(track.frames, 3);
-}
 
-TEST_F(source_changes, a_watch_ends_with_its_folder) {
+  // It ends with its folder, and can't be started without, which nobody is told.
   for (const bool moved : {false, true}) {
     files({"r/a.1.tga", "r/a.2.tga"});
-    add("r/a.#.tga");
-    c.selection = {0};
     ksn::layer_watch_sequence(c);
-    ASSERT_TRUE(ksn::watches_selected(c));
+    ASSERT_TRUE(watched());
     if (moved) {
       fs::rename(folder / "r", folder / "elsewhere");
     } else {
       fs::remove_all(folder / "r");
     }
-    ksn::poll_watches(c);
-    EXPECT_FALSE(ksn::watches_selected(c)) << moved;
+    EXPECT_FALSE(watched()) << moved;
     ksn::layer_watch_sequence(c);
-    EXPECT_FALSE(ksn::watches_selected(c)) << "it can't be started, which nobody is told";
+    EXPECT_FALSE(watched());
   }
   EXPECT_TRUE(c.errors.empty());
-  c.selection = {1};
-  c.track_at(1).range = "1-2";
+  track.range = "1-2";
   EXPECT_FALSE(ksn::can_watch_selected(c));
 }
 
