@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <exception>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -18,13 +19,23 @@ struct loop {
   void* body;
   int count;
   int chunk;
-  std::atomic<long long> next{0};  // first item that nobody has taken
+  std::atomic<long long> next{0};           // first item that nobody has taken
+  std::atomic<long long> failed_at{count};  // the stretch whose body threw, the lowest of several
+  std::exception_ptr failure{};             // what it threw
+  std::mutex lock{};                        // guards failure
 
   void work() {
     for (;;) {
       const long long first = next.fetch_add(chunk, std::memory_order_relaxed);
-      if (first >= count) return;
-      call(body, static_cast<int>(first), static_cast<int>(std::min<long long>(count, first + chunk)));
+      if (first >= failed_at) return;
+      try {
+        call(body, static_cast<int>(first), static_cast<int>(std::min<long long>(count, first + chunk)));
+      } catch (...) {
+        const std::lock_guard guard(lock);
+        if (first >= failed_at) return;
+        failed_at = first;
+        failure = std::current_exception();
+      }
     }
   }
 };
@@ -120,13 +131,14 @@ void detail::run_chunks(int count, int chunk, chunk_function call, void* body) {
   loop work{call, body, count, std::max(chunk, 1)};
   const int stretches = (count - 1) / work.chunk + 1;
   const int helpers = inside_a_loop ? 0 : std::min(thread_count(), stretches) - 1;
+  bool shared = false;
   if (helpers > 0) {
     inside_a_loop = true;
-    const bool shared = pool().run(work, helpers);
+    shared = pool().run(work, helpers);
     inside_a_loop = false;
-    if (shared) return;
   }
-  work.work();
+  if (!shared) work.work();
+  if (work.failure) std::rethrow_exception(work.failure);
 }
 
 single_thread_scope::single_thread_scope(bool active) : before_(on_one_thread) {

@@ -28,8 +28,8 @@ render::frame_view screen_view(const ksn::state& composition, int client_width, 
   view.height = std::max(1, split_line(composition, client_height));
   view.zoom_x = composition.zoom();
   view.zoom_y = composition.zoom_factor2 / 100.0;
-  view.offset = {static_cast<int>(std::rint(composition.pan_position.x * view.zoom_x)),
-                 static_cast<int>(std::rint(composition.pan_position.y * view.zoom_y))};
+  view.offset = {render::limited(std::rint(composition.pan_position.x * view.zoom_x)),
+                 render::limited(std::rint(composition.pan_position.y * view.zoom_y))};
   view.resolution = composition.resolution;
   view.crop_preview = true;
   view.for_display = true;

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <numeric>
+#include <chrono>
+#include <stdexcept>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -50,6 +52,25 @@ TEST_F(parallel, loops_inside_loops_and_from_several_threads) {
   }
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(total, 4 * 200 * 50);
+}
+
+TEST_F(parallel, the_lowest_failure_of_a_body_reaches_the_caller) {
+  for (const int threads : {1, 3}) {
+    lib::set_thread_count(threads);
+    for (const int bad : {0, 57, 99}) {
+      std::string thrown;
+      try {
+        lib::parallel_chunks(100, 1, [&](int first, int) {
+          if (first == bad) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+          if (first >= bad) throw std::runtime_error(std::to_string(first));
+        });
+      } catch (const std::runtime_error& failure) {
+        thrown = failure.what();
+      }
+      EXPECT_EQ(thrown, std::to_string(bad)) << threads;
+      EXPECT_EQ(visits(100, 1), std::vector<int>(100, 1)) << "the loop after it";
+    }
+  }
 }
 
 TEST_F(parallel, small_rows_stay_on_the_calling_thread) {
