@@ -1,29 +1,12 @@
 // Movies from the command line: the frame that the number names, and the lines of what can't be opened.
-#include <gtest/gtest.h>
-
-#include "img/format.h"
 #include "support/numbered_movie.h"
-#include "support/pictures.h"
-#include "support/program.h"
+#include "support/program_test.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using strings = std::vector<std::string>;
 
-class movie_run : public testing::Test {
- protected:
-  support::temp_folder folder;
-
-  support::outcome run(const strings& arguments, const std::string& binary = KESTRIN_BINARY) {
-    support::run_options options;
-    options.folder = folder.path();
-    return support::run_program(binary, arguments, options);
-  }
-  std::string line(const std::string& name, const std::string& text) const {
-    return '"' + (folder / name) + "\": " + text;
-  }
-};
+using movie_run = support::program_test;
 
 TEST_F(movie_run, under_a_plate_frame_by_frame) {
   if (!support::have_ffmpeg() ||
@@ -33,7 +16,7 @@ TEST_F(movie_run, under_a_plate_frame_by_frame) {
   for (int i = 0; i < 30; ++i) {
     char name[32];
     std::snprintf(name, sizeof name, "plate.%04d.dpx", i);
-    img::save(support::picture("BGR", 32, 96, {20, 40, 8 * i}), folder / name, nullptr, {});
+    picture(name, {20, 40, 8 * i}, 32, 96);
   }
   const support::outcome found = run({"take.mov", "plate.####.dpx", "--mask_size=160,96", "--preload_all_layers",
                                       "--save_mask_as_sequence=out.####.tga", "--exit=status"});
@@ -53,7 +36,7 @@ TEST_F(movie_run, under_a_plate_frame_by_frame) {
 }
 
 TEST_F(movie_run, what_can_not_be_opened_is_its_line_and_stills_go_on) {
-  img::save(support::picture("BGR", 8, 6, {1, 2, 3}), folder / "still.tga", nullptr, {});
+  picture("still.tga");
   for (const char* name : {"a.mov", "a.avi", "a.mkv", "a.rtv", "a.cine", "a.r3d", "a.wav"})
     support::write_file(folder / name, "nothing that is a movie");
   const strings paths = {"a.mov",        "a.avi", "a.mkv",     "a.rtv",     "a.cine",
@@ -66,7 +49,7 @@ TEST_F(movie_run, what_can_not_be_opened_is_its_line_and_stills_go_on) {
   // A copy of the program without its modules.
   fs::create_directory(folder / "bare");
   fs::copy_file(KESTRIN_BINARY, folder / "bare/kestrin");
-  const support::outcome bare = run(paths, folder / "bare/kestrin");
+  const support::outcome bare = support::run_program(folder / "bare/kestrin", paths, folder.path());
   EXPECT_EQ(bare.code, 1);
   EXPECT_EQ(bare.error_lines(), (strings{line("a.mov", none), line("a.avi", none), line("a.mkv", none),
                                          line("a.rtv", alone), line("a.cine", alone), line("a.r3d", alone), wave,

@@ -152,22 +152,18 @@ TEST_F(window_run, closes_in_order) {
     desktop.calls.push_back("save");
     return true;
   };
-  struct row {
-    const char* name;
-    std::function<void()> end;
-  };
-  const row rows[] = {{"button", [&] { desktop.events.close_requested(); }},
-                      {"action", [&] { desktop.events.menu_chosen("exit", -1); }}};
-  for (const row& r : rows) {
+  const std::function<void()> ends[] = {[&] { desktop.events.close_requested(); },
+                                        [&] { desktop.events.menu_chosen("exit", -1); }};
+  for (const auto& end : ends) {
     desktop.calls.clear();
     engine.quit_requested = false;
     step([&] {
       composition.new_adjustment_layer();
       desktop.events.menu_chosen("toggle_fullscreen", -1);
     });
-    step(r.end);
+    step(end);
     EXPECT_EQ(window.run(desktop), 0);
-    EXPECT_EQ(desktop.calls, (strings{"fullscreen", "file 1", "window", "save", "destroy"})) << r.name;
+    EXPECT_EQ(desktop.calls, (strings{"fullscreen", "file 1", "window", "save", "destroy"}));
     EXPECT_EQ(composition.track_count(), 0);
     desktop.script.clear();
   }
@@ -211,8 +207,11 @@ TEST_F(window_run, opens_as_it_was_told_before) {
   EXPECT_TRUE(window.client_area(width, height));
   EXPECT_EQ(width, 600);
   EXPECT_EQ(height, 403) << "three rows below the preview";
+  engine.run_option("--add_layer=" + picture("a.tga", 300, 50));
+  composition.zoom_factor2 = 200;
+  engine.execute_action("resize_window_to_fit");
   window.run(desktop);
-  EXPECT_EQ(desktop.size, (math::point{600, 403}));
+  EXPECT_EQ(desktop.size, (math::point{600, 103})) << "the layer at its zoom";
   EXPECT_TRUE(desktop.options.always_on_top);
   EXPECT_EQ(desktop.title, "Title - unnamed.ksncomp");
 }
@@ -229,9 +228,7 @@ TEST_F(window_run, shows_the_table_as_its_menu) {
 
     struct row {
       const char* action;
-      bool enabled;
-      bool checkable;
-      bool checked;
+      bool enabled, checkable, checked;
     };
     composition.grid = true;
     const row rows[] = {{"exit", true, false, false},

@@ -168,8 +168,8 @@ TEST_F(broken_movie, that_was_cut) {
   for (const row& r : rows) {
     ASSERT_TRUE(encode_numbers(file(r.file), 100, r.options)) << r.file;
     fs::resize_file(file(r.file), fs::file_size(file(r.file)) * 6 / 10);
-    const auto clip = open_movie(file(r.file)).opened;
-    ASSERT_TRUE(clip) << r.file;
+    const auto clip = opened(r.file);
+    ASSERT_TRUE(clip);
     EXPECT_GT(clip->frames(), 25) << r.file;  // the description of a small movie takes its part of the file
     EXPECT_LT(clip->frames(), 75) << r.file;
     for (const int frame : {3, clip->frames() - 5, 20, 0, clip->frames() - 6})
@@ -193,8 +193,8 @@ TEST_F(broken_movie, whose_header_counts_wrongly) {
       bytes[stream_header + 32 + i] = static_cast<char>(count >> 8 * i);  // dwLength
     }
     support::write_file(file("b.avi"), bytes);
-    const auto clip = open_movie(file("b.avi")).opened;
-    ASSERT_TRUE(clip) << count;
+    const auto clip = opened("b.avi");
+    ASSERT_TRUE(clip);
     EXPECT_EQ(clip->frames(), 50) << count;
     for (const int frame : {49, 0, 25}) EXPECT_EQ(number_of_frame(*clip, frame), frame) << count;
   }
@@ -204,8 +204,7 @@ TEST_F(broken_movie, that_vanishes_while_it_plays) {
   // Larger than what a reader may hold in its buffer.
   for (const auto& [name, options] : {std::pair{"a.mov", "-vf noise=alls=8 -c:v mjpeg -q:v 1 -pix_fmt yuvj420p"},
                                       {"b.ts", "-vf noise=alls=8 -c:v mpeg2video -q:v 1 -g 12 -bf 2"}}) {
-    ASSERT_TRUE(encode_numbers(file(name), 100, options));
-    const auto cut = open_movie(file(name)).opened;
+    const auto cut = numbered(name, 100, options);
     ASSERT_TRUE(cut);
     for (int i = 0; i < 6; ++i) EXPECT_EQ(number_of_frame(*cut, i), i) << name;
     fs::resize_file(file(name), 2000);
@@ -214,8 +213,7 @@ TEST_F(broken_movie, that_vanishes_while_it_plays) {
     for (int i = 99; i >= 0; i -= 9) cut->read(i, 0, image);
     EXPECT_EQ(number_of_frame(*cut, 99), -1) << name;
 
-    ASSERT_TRUE(encode_numbers(file(name), 100, options));
-    const auto deleted = open_movie(file(name)).opened;
+    const auto deleted = numbered(name, 100, options);
     ASSERT_TRUE(deleted);
     EXPECT_EQ(number_of_frame(*deleted, 5), 5) << name;
     fs::remove(file(name));

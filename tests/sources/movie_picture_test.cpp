@@ -82,8 +82,8 @@ TEST_F(movie_picture, colours_and_alpha) {
                                   ":s=64x48:d=0.2:r=25,format=" + (r.alpha ? "rgba" : "rgb24") + " " + r.options + " " +
                                   file(r.file);
     ASSERT_TRUE(support::run_ffmpeg(arguments)) << arguments;
-    const auto clip = open_movie(file(r.file)).opened;
-    ASSERT_TRUE(clip) << r.file;
+    const auto clip = opened(r.file);
+    ASSERT_TRUE(clip);
     img::image image;
     ASSERT_TRUE(clip->read(1, 0, image)) << r.file;
     EXPECT_EQ(clip->has_alpha(), r.alpha) << r.file;

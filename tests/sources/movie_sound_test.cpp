@@ -29,8 +29,8 @@ TEST_F(movie_sound, time_codes) {
     ASSERT_TRUE(support::run_ffmpeg(std::string("-f lavfi -i color=s=64x48:d=2:r=") + r.rate + code +
                                     " -c:v mpeg2video -q:v 3 " + file(r.file)))
         << r.file;
-    const auto clip = open_movie(file(r.file)).opened;
-    ASSERT_TRUE(clip) << r.file;
+    const auto clip = opened(r.file);
+    ASSERT_TRUE(clip);
     img::image image;
     ASSERT_TRUE(clip->read(r.frame, 0, image));
     EXPECT_EQ(img::to_text(image.timecode), r.expected) << r.file;
@@ -60,8 +60,8 @@ TEST_F(movie_sound, one_block_of_the_exact_length) {
         (std::string(r.codec).find("-ac") == std::string::npos ? " -ac " + std::to_string(r.channels) : "") + " " +
         file(r.file)))
         << r.file;
-    const auto clip = open_movie(file(r.file)).opened;
-    ASSERT_TRUE(clip) << r.file;
+    const auto clip = opened(r.file);
+    ASSERT_TRUE(clip);
     const auto wave = clip->read_audio();
     ASSERT_TRUE(wave) << r.file;
     EXPECT_EQ(wave->sample_rate, static_cast<unsigned>(r.rate)) << r.file;
@@ -88,8 +88,8 @@ TEST_F(movie_sound, begins_with_frame_0) {
                                   " -map 0:v -map 1:a -c copy " + file("late.mkv")));
   ASSERT_TRUE(support::run_ffmpeg("-i " + file("a.mov") + " -c copy -output_ts_offset 7 " + file("shifted.mkv")));
   for (const auto& [name, click] : {std::pair{"a.mov", 0.25}, {"late.mkv", 0.75}, {"shifted.mkv", 0.25}}) {
-    const auto clip = open_movie(file(name)).opened;
-    ASSERT_TRUE(clip) << name;
+    const auto clip = opened(name);
+    ASSERT_TRUE(clip);
     const auto wave = clip->read_audio();
     ASSERT_TRUE(wave) << name;
     long long first = 0;
@@ -103,7 +103,7 @@ TEST_F(movie_sound, none_and_broken) {
   EXPECT_FALSE(open_movie(file("silent.mov")).opened->read_audio());
   ASSERT_TRUE(support::run_ffmpeg("-f lavfi -i color=s=64x48:d=1:r=25 -f lavfi -i sine=d=1 -c:v mjpeg -c:a pcm_s16le " +
                                   file("gone.mov")));
-  const auto clip = open_movie(file("gone.mov")).opened;
+  const auto clip = opened("gone.mov");
   ASSERT_TRUE(clip);
   std::filesystem::remove(file("gone.mov"));
   EXPECT_FALSE(clip->read_audio());

@@ -85,8 +85,8 @@ TEST_F(movie, every_frame_by_its_number) {
       continue;
     }
     ++tried;
-    const auto clip = open_movie(file(r.file)).opened;
-    ASSERT_TRUE(clip) << r.file;
+    const auto clip = opened(r.file);
+    ASSERT_TRUE(clip);
     EXPECT_EQ(clip->rate(), 2500) << r.file;
     expect_numbers(*clip, 90, 0, r.file);
   }
@@ -106,9 +106,8 @@ TEST_F(movie, rates_that_are_no_whole_numbers) {
       {"g.mkv", "120", 12000},       {"h.mkv", "15/2", 750},
   };
   for (const row& r : rows) {
-    ASSERT_TRUE(encode_numbers(file(r.file), 200, x264, r.rate)) << r.file;
-    const auto clip = open_movie(file(r.file)).opened;
-    ASSERT_TRUE(clip) << r.file;
+    const auto clip = numbered(r.file, 200, x264, r.rate);
+    ASSERT_TRUE(clip);
     EXPECT_EQ(clip->rate(), r.expected) << r.file;
     expect_numbers(*clip, 200, 0, r.file);
   }
@@ -132,8 +131,8 @@ TEST_F(movie, an_edit_list_decides_what_frame_0_is) {
   };
   for (const row& r : rows) {
     ASSERT_TRUE(support::run_ffmpeg(r.arguments + file(r.name))) << r.name;
-    const auto clip = open_movie(file(r.name)).opened;
-    ASSERT_TRUE(clip) << r.name;
+    const auto clip = opened(r.name);
+    ASSERT_TRUE(clip);
     expect_numbers(*clip, r.count, r.first, r.name);
   }
 }
@@ -144,9 +143,8 @@ TEST_F(movie, variable_rate_plays_at_its_nominal_rate) {
   for (const auto& [name, options] : {std::pair{"gaps.mkv", "-c:v ffv1 -pix_fmt yuv444p -r 25"},
                                       {"gaps.mov", "-c:v mjpeg -q:v 3 -pix_fmt yuvj420p -r 25"},
                                       {"gaps.mp4", "-c:v libx264 -pix_fmt yuv420p -bf 2 -r 25"}}) {
-    ASSERT_TRUE(encode_numbers(file(name), 60, drop + options)) << name;
-    const auto clip = open_movie(file(name)).opened;
-    ASSERT_TRUE(clip) << name;
+    const auto clip = numbered(name, 60, drop + options);
+    ASSERT_TRUE(clip);
     EXPECT_EQ(clip->frames(), 60) << name;
     EXPECT_EQ(clip->rate(), 2500) << name;
     for (const auto& [frame, expected] :
@@ -156,8 +154,7 @@ TEST_F(movie, variable_rate_plays_at_its_nominal_rate) {
 }
 
 TEST_F(movie, several_threads_at_once) {
-  ASSERT_TRUE(encode_numbers(file("long.mov"), 200, "-c:v libx264 -pix_fmt yuv420p -g 30 -bf 2"));
-  const auto clip = open_movie(file("long.mov")).opened;
+  const auto clip = numbered("long.mov", 200, "-c:v libx264 -pix_fmt yuv420p -g 30 -bf 2");
   ASSERT_TRUE(clip);
   const auto open_files = [] {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
@@ -178,12 +175,10 @@ TEST_F(movie, several_threads_at_once) {
 
 TEST_F(movie, times_that_jitter_stay_in_their_frames) {
   for (const char* name : {"jitter.mkv", "jitter.mp4"}) {
-    ASSERT_TRUE(encode_numbers(file(name), 80,
+    const auto clip = numbered(name, 80,
                                "-vf \"settb=1/1000,setpts='N*40+random(1)*12'\" -fps_mode passthrough "
-                               "-enc_time_base 1/1000 -c:v libx264 -pix_fmt yuv420p -g 24 -bf 2"))
-        << name;
-    const auto clip = open_movie(file(name)).opened;
-    ASSERT_TRUE(clip) << name;
+                               "-enc_time_base 1/1000 -c:v libx264 -pix_fmt yuv420p -g 24 -bf 2");
+    ASSERT_TRUE(clip);
     EXPECT_EQ(clip->rate(), 2500) << name;
     expect_numbers(*clip, 80, 0, name);
   }
@@ -203,7 +198,7 @@ TEST_F(movie, each_position_reads_on_without_jumps) {
                              "-vf noise=alls=15:allf=t -c:v libx264 -qp 4 -pix_fmt yuv420p -g 30 -bf 2"));
   const auto size = static_cast<long long>(std::filesystem::file_size(file("long.mov")));
   ASSERT_GT(size, 1 << 20);
-  const auto clip = open_movie(file("long.mov")).opened;
+  const auto clip = opened("long.mov");
   ASSERT_TRUE(clip);
   // Three layers of one clip take turns, each at its own place and in order.
   const auto play = [&](int from, int to) {
@@ -230,9 +225,8 @@ TEST_F(movie, frames_have_addresses) {
       {"c.mov", "-c:v mjpeg -pix_fmt yuvj420p -video_track_timescale 2500", "\\Q,1200"},
   };
   for (const row& r : rows) {
-    ASSERT_TRUE(encode_numbers(file(r.file), 20, r.options)) << r.file;
-    const auto clip = open_movie(file(r.file)).opened;
-    ASSERT_TRUE(clip) << r.file;
+    const auto clip = numbered(r.file, 20, r.options);
+    ASSERT_TRUE(clip);
     EXPECT_EQ(sources::clip_frame_name(*clip, file(r.file), 12), file(r.file) + r.address);
   }
 }

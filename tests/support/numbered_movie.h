@@ -75,6 +75,17 @@ class movie_maker : public testing::Test {
     if (!have_ffmpeg()) GTEST_SKIP() << "no ffmpeg to make movies with";
   }
   std::string file(const std::string& name) const { return folder / name; }
+  // An open movie of encode_numbers(); null after a failure.
+  std::shared_ptr<sources::clip> numbered(const std::string& name, int count, const std::string& options,
+                                          const std::string& rate = "25") const {
+    EXPECT_TRUE(encode_numbers(file(name), count, options, rate)) << name << " is not made";
+    return opened(name);
+  }
+  std::shared_ptr<sources::clip> opened(const std::string& name) const {
+    auto clip = open_movie(file(name)).opened;
+    EXPECT_TRUE(clip) << name << " is not opened";
+    return clip;
+  }
 
   temp_folder folder;
 };
