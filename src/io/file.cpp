@@ -19,11 +19,14 @@ bool is_folder(int handle) {
 }
 
 int open_for_reading(const std::string& path) {
-  const int handle = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  // Without O_NONBLOCK the opening of a named pipe would wait for a writer, perhaps for ever.
+  const int handle = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (handle < 0) throw open_error(path, "CreateFile", errno);
-  if (is_folder(handle)) {
+  struct stat status {};
+  fstat(handle, &status);
+  if (S_ISDIR(status.st_mode) || S_ISFIFO(status.st_mode)) {
     close(handle);
-    throw open_error(path, "CreateFile", EISDIR);
+    throw open_error(path, "CreateFile", S_ISDIR(status.st_mode) ? EISDIR : ESPIPE);
   }
   posix_fadvise(handle, 0, 0, POSIX_FADV_SEQUENTIAL);
   return handle;

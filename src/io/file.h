@@ -34,7 +34,7 @@ class file : public binary_reader, public binary_writer {
 // beyond it fails. Plain reading and writing goes on past it.
 class llfile : public binary_reader, public binary_writer {
  public:
-  // Reading needs an existing file. Writing creates or empties it, and fails while another llfile,
+  // Reading needs an existing file, which is no pipe. Writing creates or empties it, and fails while another llfile,
   // of any process, writes to it.
   // Throws io::open_error.
   llfile(const std::string& path, bool write);

@@ -10,7 +10,7 @@
 #include "film_files.h"
 #include "img/format.h"
 #include "io/exceptions.h"
-#include "support/load_failure.h"
+#include "support/failure.h"
 #include "support/temp_folder.h"
 
 namespace {

@@ -12,7 +12,7 @@
 #include "img/format.h"
 #include "img/formats/exr_huffman.h"
 #include "io/exceptions.h"
-#include "support/load_failure.h"
+#include "support/failure.h"
 #include "support/pictures.h"
 #include "support/temp_folder.h"
 

@@ -2,7 +2,7 @@
 
 #include "exr_files.h"
 #include "img/format.h"
-#include "support/load_failure.h"
+#include "support/failure.h"
 #include "support/temp_folder.h"
 
 namespace {

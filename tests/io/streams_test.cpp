@@ -139,7 +139,8 @@ TEST(llfile, reads_writes_and_seeks) {
   EXPECT_EQ(in.tell(), -1);
   EXPECT_EQ(failure([&] { in.read(nullptr, INT_MAX); }), seek_failure);
 
-  for (const std::string& wrong : {folder / "none", folder.path()}) {
+  ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0666), 0);
+  for (const std::string& wrong : {folder / "none", folder.path(), folder / "pipe"}) {
     EXPECT_EQ(failure([&] { io::llfile x(wrong, false); }), "io::open_error|" + wrong + "|CreateFile");
   }
   EXPECT_EQ(failure([&] { io::llfile x(folder.path(), true); }), "io::open_error|" + folder.path() + "|CreateFile");
