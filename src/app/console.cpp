@@ -14,6 +14,9 @@ namespace app {
 
 namespace {
 
+// A terminal at the end of a slow line takes no more than that.
+constexpr std::chrono::milliseconds progress_interval(50);
+
 constexpr const char* clear_line = "\r\x1b[K";
 
 bool write_line(std::FILE* stream, const std::string& line) {
@@ -42,7 +45,9 @@ void console::report(const std::string& line) {
 }
 
 void console::show(const save::progress& progress) {
-  if (!terminal_) return;
+  const auto now = std::chrono::steady_clock::now();
+  if (!terminal_ || (progress.done < progress.total && now < next_progress_)) return;
+  next_progress_ = now + progress_interval;
   flush();
   std::fprintf(stderr, "%s%s", clear_line, progress_text(progress).c_str());
   std::fflush(stderr);

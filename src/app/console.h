@@ -1,6 +1,7 @@
 // Standard output, the error stream, and the progress line between error lines.
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "save/save.h"
@@ -30,6 +31,7 @@ class console {
  private:
   bool terminal_;
   bool progress_shown_ = false;
+  std::chrono::steady_clock::time_point next_progress_;  // before it the line stands as it is
   bool any_error_ = false;
   int output_error_ = 0;  // errno of the first line that could not be written
 };

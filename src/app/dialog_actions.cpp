@@ -38,9 +38,9 @@ constexpr dialog_row rows[] = {
     {"export_composition_as", nullptr, "unnamed.nk", export_files},
     {"execute_cmdfile", nullptr, nullptr, command_files},
     {"save_screen_as", "save_screen_as_title", "screen.png", picture_files},
-    {"save_frame_as", "save_frame_as_title", "frame.exr", picture_files, false, enabled_when::one_layer},
+    {"save_frame_as", "save_frame_as_title", "frame.exr", picture_files},
     {"save_mask_as_image", "save_mask_as_image.title", "composite.png", picture_files},
-    {"save_layer_as", nullptr, "layer.####.exr", movie_or_picture_files, false, enabled_when::one_layer},
+    {"save_layer_as", nullptr, "layer.####.exr", movie_or_picture_files},
     {"save_mask_as_sequence", nullptr, "composite.####.exr", movie_or_picture_files},
     {"layer_replace_with", "layer_replace_with_title", nullptr, any_file, false, enabled_when::one_layer},
 };

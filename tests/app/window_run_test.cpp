@@ -238,7 +238,7 @@ TEST_F(window_run, shows_the_table_as_its_menu) {
                         {"open_recent", false, false, false},
                         {"clipboard_paste", false, false, false},
                         {"toggle_fullscreen", true, true, false},
-                        {"save_frame_as", false, false, false}};
+                        {"save_frame_as", true, false, false}};
     for (const row& r : rows) {
       const platform::menu_entry_state state = desktop.events.menu_state(r.action);
       EXPECT_EQ(state.enabled, r.enabled) << r.action;

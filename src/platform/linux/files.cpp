@@ -38,8 +38,10 @@ bool make_folders(const std::string& path) {
   const std::string here = path.back() == '/' ? path.substr(0, path.size() - 1) : path;
   const std::size_t slash = here.rfind('/');
   if (slash != std::string::npos && slash > 0 && !make_folders(here.substr(0, slash))) return false;
-  if (mkdir(here.c_str(), 0777) == 0 || is_folder(path)) return true;  // the second: another process was faster
-  if (errno == EEXIST) errno = ENOTDIR;
+  if (mkdir(here.c_str(), 0777) == 0) return true;
+  const int reason = errno;
+  if (is_folder(path)) return true;  // another process was faster
+  errno = reason == EEXIST ? ENOTDIR : reason;
   return false;
 }
 
