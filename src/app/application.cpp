@@ -181,7 +181,8 @@ void application::impl::register_actions() {
                                },
                                [this] { return interrupted() || window.progress_cancelled(); },
                                [this](const std::string& path) { after_save(path); },
-                               [this](int& width, int& height) { return window.client_area(width, height); }});
+                               [this](int& width, int& height) { return window.client_area(width, height); },
+                               [this] { return clock.shown_time(); }});
   const auto current_desktop = [this] { return window.desktop(); };
   register_dialog_actions(
       {engine, current_desktop, [this](std::string_view key) { return text(key); }, [this] { window.redraw(); }});

@@ -14,6 +14,8 @@ struct surroundings {
   std::function<void(const std::string& path)> after_save;
   // Stores the client area of the window, or of the one that would be opened, and returns true where it is known.
   std::function<bool(int& width, int& height)> client_area;
+  // The time of the picture in the window; without it that of the composition.
+  std::function<double()> shown_time;
 };
 
 // Gives the value forms of save_frame_as, save_layer_as, save_mask_as_image, save_mask_as_sequence, save_screen_as and

@@ -130,7 +130,7 @@ bool save_frame_as(context& context, const std::string& path) {
   if (!has_layer(context, "save_frame_as", path) || !open_target(context, path, target)) return false;
   return guarded(context, target, [&] {
     layer_source layer(context, context.composition.selected_index(), target);
-    return save_one(context, target, layer.make(context.composition.tm_t));
+    return save_one(context, target, layer.make(context.time));
   });
 }
 
@@ -147,8 +147,7 @@ bool save_layer_as(context& context, const std::string& path) {
 bool save_mask_as_image(context& context, const std::string& path) {
   target target;
   if (!open_target(context, path, target)) return false;
-  return guarded(context, target,
-                 [&] { return save_one(context, target, composite_at(context, context.composition.tm_t)); });
+  return guarded(context, target, [&] { return save_one(context, target, composite_at(context, context.time)); });
 }
 
 bool save_mask_as_sequence(context& context, const std::string& path) {
@@ -167,7 +166,7 @@ bool save_screen_as(context& context, const std::string& path, int client_width,
   return guarded(context, target, [&] {
     const img::image_ptr image = render::pooled_image();
     render::render_frame(context.pipeline, context.composition, *image,
-                         screen_view(context.composition, client_width, client_height), context.composition.tm_t);
+                         screen_view(context.composition, client_width, client_height), context.time);
     return save_one(context, target, {image, nullptr});
   });
 }

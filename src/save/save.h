@@ -24,6 +24,7 @@ struct context {
   ksn::state& composition;
   render::pipeline& pipeline;
   img::save_options options;
+  double time;  // in timeline frames: of what is saved as one picture
   std::function<void(const std::string& line)> report_error;
   std::function<void(const progress&)> show_progress;
   std::function<bool()> cancelled;

@@ -1,4 +1,5 @@
 // The program from outside: what it saves, the scripts behind a save, the progress line and Ctrl+C.
+#include <algorithm>
 #include <cmath>
 
 #include "app/console.h"
@@ -35,6 +36,18 @@ TEST_F(saving, a_stack_as_a_sequence) {
     EXPECT_TRUE(front[0] == 0 && front[1] == 0 && front[2] >= 254) << front[2];
   }
   EXPECT_FALSE(exists("new/deep/out.003.tga"));
+}
+
+TEST_F(saving, the_end_of_the_timeline_shows_its_last_frame) {
+  for (int i = 1; i <= 12; ++i) picture("a." + std::to_string(10 + i) + ".tga", {10 * i, 20, 30}, 8, 6);
+  const support::outcome found = run({"a.##.tga", "--mask_size=8,6", "--time=12", "--save_frame_as=frame.tga",
+                                      "--save_mask_as_image=mask.tga", "--save_screen_as=screen.tga", "--exit=status"});
+  EXPECT_EQ(found.errors, "");
+  for (const char* name : {"frame.tga", "mask.tga"}) EXPECT_EQ(pixel(folder / name, 0, 0)[0], 120) << name;
+  img::image screen;
+  img::load(screen, folder / "screen.tga");
+  const img::plane& blue = screen.data[0];
+  EXPECT_TRUE(std::find(blue.data(), blue.data() + blue.size(), 120) != blue.data() + blue.size());
 }
 
 TEST_F(saving, failures_are_lines) {

@@ -57,7 +57,7 @@ class window_run : public testing::Test {
     save::register_save_actions(
         engine, pipeline,
         {[this](const save::progress& progress) { window.show_progress("", progress.done, progress.total); },
-         [this] { return window.progress_cancelled(); }, nullptr, nullptr});
+         [this] { return window.progress_cancelled(); }, nullptr, nullptr, nullptr});
     app::register_dialog_actions({engine, current, [](std::string_view key) { return std::string(key); }, nullptr});
     app::register_clipboard_actions({engine, pipeline, current, [this] { return clock.shown_time(); }});
     command::register_unavailable(engine);

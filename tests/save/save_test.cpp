@@ -29,7 +29,7 @@ class studio : public ::testing::Test {
     save::register_save_actions(engine, pipeline,
                                 {[this](const save::progress& p) { shown.push_back(p); },
                                  [this] { return cancel_after >= 0 && --cancel_after < 0; },
-                                 [this](const std::string& path) { saved.push_back(path); }, nullptr});
+                                 [this](const std::string& path) { saved.push_back(path); }, nullptr, nullptr});
     command::register_unavailable(engine);
   }
 
@@ -273,9 +273,8 @@ TEST_F(studio, cancelling_keeps_what_is_written) {
 
 TEST_F(studio, memory_that_runs_out_keeps_what_is_made) {
   open_sequence({10, 20, 30, 40});
-  save::context context{
-      composition, pipeline, {}, nullptr, nullptr, nullptr, [this](const std::string& path) {
-                          saved.push_back(path); }};
+  const auto note = [this](const std::string& path) { saved.push_back(path); };
+  save::context context{composition, pipeline, {}, 0.0, nullptr, nullptr, nullptr, note};
   const auto make = [](int frame) -> save::picture {
     if (frame == 3) throw std::bad_alloc();
     return {std::make_shared<img::image>(support::picture("BGR", 2, 2, {frame})), nullptr};
