@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "img/lookup_text.h"
+#include "img/lookup/text.h"
 #include "img/transfer.h"
 #include "io/exceptions.h"
 

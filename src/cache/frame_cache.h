@@ -16,7 +16,7 @@
 
 #include "img/format.h"
 #include "img/image.h"
-#include "img/lookup_table.h"
+#include "img/lookup/table.h"
 #include "sources/clip.h"
 
 namespace cache {

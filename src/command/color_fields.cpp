@@ -4,7 +4,7 @@
 
 #include "command/field_builder.h"
 #include "command/guard.h"
-#include "img/lookup_table.h"
+#include "img/lookup/table.h"
 #include "lib/paths.h"
 #include "platform/files.h"
 #include "platform/folders.h"

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "img/image.h"
-#include "img/lookup_table.h"
+#include "img/lookup/table.h"
 #include "img/transfer.h"
 #include "io/serialize.h"
 #include "sources/wave.h"

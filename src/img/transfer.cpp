@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "img/color_rows.h"
-#include "img/cube_lookup.h"
+#include "img/lookup/cube_reader.h"
 #include "img/picture_form.h"
 #include "img/transfer_tables.h"
 #include "lib/parallel.h"

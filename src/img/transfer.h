@@ -7,7 +7,7 @@
 #include <string>
 
 #include "img/image.h"
-#include "img/lookup_table.h"
+#include "img/lookup/table.h"
 
 namespace img {
 

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "img/cube_lookup.h"
+#include "img/lookup/cube_reader.h"
 #include "img/picture_form.h"
 #include "img/transfer.h"
 #include "img/transfer_tables.h"

@@ -1,8 +1,8 @@
 // What the program says of a film frame, from outside.
 #include <algorithm>
 
-#include "img/exr_files.h"
-#include "img/film_files.h"
+#include "img/formats/dpx/files.h"
+#include "img/formats/exr/files.h"
 #include "support/program_test.h"
 
 namespace {

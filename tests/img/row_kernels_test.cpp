@@ -6,7 +6,7 @@
 #include <cstring>
 #include <vector>
 
-#include "img/formats/tga_runs.h"
+#include "img/formats/tga/runs.h"
 #include "support/levels.h"
 
 namespace {

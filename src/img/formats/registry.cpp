@@ -1,5 +1,5 @@
 // Every still-image format and its file extensions. A new format is `const img::format& NAME_format()` in
-// formats/NAME.cpp and its line in the list below.
+// formats/NAME/format.cpp and its line in the list below.
 #include <map>
 #include <string>
 #include <string_view>

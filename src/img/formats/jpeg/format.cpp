@@ -1,0 +1,285 @@
+// JPEG (ISO/IEC 10918) through libjpeg-turbo, as 8-bit colour planes. Gray is repeated. Four channels are taken for
+// CMYK and come out as they would print without a profile.
+#include <cstddef>
+#include <cstdio>
+
+#include <jerror.h>
+#include <jpeglib.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "img/format.h"
+#include "img/formats/shared/export_planes.h"
+#include "img/formats/shared/library_guard.h"
+#include "img/row_kernels.h"
+#include "io/file.h"
+
+namespace img {
+namespace {
+
+constexpr std::size_t buffer_size = 256 << 10;
+// One channel at least is stored at full size, and each block of 64 pixels takes at least one bit of it; arithmetic
+// coding goes below a bit.
+constexpr int most_pixels_per_byte = 512;
+constexpr int most_pixels_per_byte_arithmetic = 32768;
+// Scans of a progressive file; encoders make about ten. Each costs a walk over the whole picture, and a few bytes.
+constexpr int most_scans = 200;
+
+struct error_manager : jpeg_error_mgr {
+  library_guard guard;
+};
+
+library_guard& guard_of(j_common_ptr jpeg) {
+  return static_cast<error_manager*>(jpeg->err)->guard;
+}
+
+[[noreturn]] void fail(j_common_ptr jpeg) {
+  char text[JMSG_LENGTH_MAX];
+  jpeg->err->format_message(jpeg, text);
+  guard_of(jpeg).leave(text);
+}
+
+void ignore_message(j_common_ptr, int) {}
+
+void set_up(error_manager& errors) {
+  jpeg_std_error(&errors);
+  errors.error_exit = fail;
+  errors.emit_message = ignore_message;
+}
+
+struct source : jpeg_source_mgr {
+  explicit source(const std::string& path) : file(path, false), buffer(buffer_size) {}
+  io::llfile file;
+  plane buffer;
+};
+
+boolean fill_buffer(j_decompress_ptr jpeg) {
+  source& from = *static_cast<source*>(jpeg->src);
+  int size = 0;
+  const bool done = guard_of(reinterpret_cast<j_common_ptr>(jpeg)).attempt([&] {
+    size = from.file.read(from.buffer.data(), static_cast<int>(from.buffer.size()));
+    if (size == 0) throw io::eof_error(from.file.name());
+  });
+  if (!done) ERREXIT(jpeg, JERR_INPUT_EOF);
+  from.next_input_byte = from.buffer.data();
+  from.bytes_in_buffer = static_cast<std::size_t>(size);
+  return TRUE;
+}
+
+void skip_bytes(j_decompress_ptr jpeg, long count) {
+  source& from = *static_cast<source*>(jpeg->src);
+  while (count > static_cast<long>(from.bytes_in_buffer)) {
+    count -= static_cast<long>(from.bytes_in_buffer);
+    fill_buffer(jpeg);
+  }
+  if (count > 0) {
+    from.next_input_byte += count;
+    from.bytes_in_buffer -= static_cast<std::size_t>(count);
+  }
+}
+
+void nothing_to_start(j_decompress_ptr) {}
+
+void limit_scans(j_common_ptr jpeg) {
+  const auto* decompress = reinterpret_cast<j_decompress_ptr>(jpeg);
+  if (decompress->input_scan_number > most_scans) guard_of(jpeg).leave("Too many scans");
+}
+
+// An open file whose header has been read.
+class reading {
+ public:
+  explicit reading(const std::string& path) : path_(path), source_(path) {
+    set_up(errors_);
+    jpeg_.err = &errors_;
+    source_.init_source = nothing_to_start;
+    source_.fill_input_buffer = fill_buffer;
+    source_.skip_input_data = skip_bytes;
+    source_.resync_to_restart = jpeg_resync_to_restart;
+    source_.term_source = nothing_to_start;
+    source_.bytes_in_buffer = 0;
+    source_.next_input_byte = nullptr;
+    progress_.progress_monitor = limit_scans;
+    try {
+      errors_.guard.run(path, [this] {
+        jpeg_create_decompress(&jpeg_);
+        jpeg_.src = &source_;
+        jpeg_.progress = &progress_;
+        jpeg_read_header(&jpeg_, TRUE);
+      });
+      check_size(path, width(), height(), 1, source_.file.size(),
+                 jpeg_.arith_code ? most_pixels_per_byte_arithmetic : most_pixels_per_byte);
+      const int channels = jpeg_.num_components;
+      if (channels != 1 && channels != 3 && channels != 4) throw io::invalid_format(path, "Invalid number of channels");
+    } catch (...) {
+      jpeg_destroy_decompress(&jpeg_);
+      throw;
+    }
+  }
+  ~reading() { jpeg_destroy_decompress(&jpeg_); }
+  reading(const reading&) = delete;
+  reading& operator=(const reading&) = delete;
+
+  int width() const { return static_cast<int>(jpeg_.image_width); }
+  int height() const { return static_cast<int>(jpeg_.image_height); }
+
+  void pixels_into(image& image) {
+    const auto width = static_cast<std::size_t>(image.width);
+    const bool cmyk = jpeg_.num_components == 4;
+    std::vector<std::uint8_t> pixels(width * 4);
+    const row_kernels& kernels = active_row_kernels();
+    errors_.guard.run(path_, [&] {
+      jpeg_.out_color_space = cmyk ? JCS_CMYK : JCS_EXT_BGR;
+      jpeg_start_decompress(&jpeg_);
+      JSAMPROW row = pixels.data();
+      while (jpeg_.output_scanline < jpeg_.output_height) {
+        const int y = static_cast<int>(jpeg_.output_scanline);
+        jpeg_read_scanlines(&jpeg_, &row, 1);
+        std::uint8_t *b = image.row(0, y), *g = image.row(1, y), *r = image.row(2, y);
+        if (cmyk) {
+          from_cmyk(row, b, g, r, width, jpeg_.saw_Adobe_marker);
+        } else {
+          kernels.split3(row, b, g, r, width);
+        }
+      }
+      jpeg_finish_decompress(&jpeg_);
+    });
+  }
+
+ private:
+  // Light left by ink and black: (255 - ink) * (255 - black) / 255, rounded. Files with Adobe's marker hold 255 - ink.
+  static void from_cmyk(const std::uint8_t* pixels, std::uint8_t* b, std::uint8_t* g, std::uint8_t* r,
+                        std::size_t width, bool inverted) {
+    const int flip = inverted ? 0 : 255;
+    for (std::size_t x = 0; x < width; ++x, pixels += 4) {
+      const int black = pixels[3] ^ flip;
+      auto light = [&](int channel) {
+        return static_cast<std::uint8_t>(((pixels[channel] ^ flip) * black + 127) / 255);
+      };
+      r[x] = light(0);
+      g[x] = light(1);
+      b[x] = light(2);
+    }
+  }
+
+  std::string path_;
+  source source_;
+  error_manager errors_;
+  jpeg_progress_mgr progress_{};
+  jpeg_decompress_struct jpeg_{};
+};
+
+struct destination : jpeg_destination_mgr {
+  explicit destination(const std::string& path) : file(path, true), buffer(buffer_size) {}
+  io::llfile file;
+  plane buffer;
+};
+
+void start_buffer(j_compress_ptr jpeg) {
+  destination& to = *static_cast<destination*>(jpeg->dest);
+  to.next_output_byte = to.buffer.data();
+  to.free_in_buffer = to.buffer.size();
+}
+
+void write_out(j_compress_ptr jpeg, std::size_t size) {
+  destination& to = *static_cast<destination*>(jpeg->dest);
+  const bool done = guard_of(reinterpret_cast<j_common_ptr>(jpeg)).attempt([&] {
+    to.file.write(to.buffer.data(), static_cast<int>(size));
+  });
+  if (!done) ERREXIT(jpeg, JERR_FILE_WRITE);
+  start_buffer(jpeg);
+}
+
+boolean empty_buffer(j_compress_ptr jpeg) {
+  write_out(jpeg, static_cast<destination*>(jpeg->dest)->buffer.size());
+  return TRUE;
+}
+
+void end_buffer(j_compress_ptr jpeg) {
+  destination& to = *static_cast<destination*>(jpeg->dest);
+  write_out(jpeg, to.buffer.size() - to.free_in_buffer);
+}
+
+class writing {
+ public:
+  explicit writing(const std::string& path) : path_(path), destination_(path) {
+    set_up(errors_);
+    jpeg_.err = &errors_;
+    destination_.init_destination = start_buffer;
+    destination_.empty_output_buffer = empty_buffer;
+    destination_.term_destination = end_buffer;
+  }
+  ~writing() { jpeg_destroy_compress(&jpeg_); }
+  writing(const writing&) = delete;
+  writing& operator=(const writing&) = delete;
+
+  // One gray plane or three colours.
+  void write(const export_planes& planes, int width, int height, int quality) {
+    const auto columns = static_cast<std::size_t>(width);
+    const bool gray = planes.count == 1;
+    std::vector<std::uint8_t> pixels(columns * (gray ? 1 : 3));
+    const row_kernels& kernels = active_row_kernels();
+    errors_.guard.run(path_, [&] {
+      jpeg_create_compress(&jpeg_);
+      jpeg_.dest = &destination_;
+      jpeg_.image_width = static_cast<JDIMENSION>(width);
+      jpeg_.image_height = static_cast<JDIMENSION>(height);
+      jpeg_.input_components = gray ? 1 : 3;
+      jpeg_.in_color_space = gray ? JCS_GRAYSCALE : JCS_EXT_BGR;
+      jpeg_set_defaults(&jpeg_);
+      jpeg_set_quality(&jpeg_, quality, TRUE);
+      jpeg_start_compress(&jpeg_, TRUE);
+      JSAMPROW row = pixels.data();
+      for (int y = 0; y < height; ++y) {
+        const std::size_t at = static_cast<std::size_t>(y) * columns;
+        if (gray) {
+          std::copy_n(planes.data[0] + at, columns, row);
+        } else {
+          kernels.join3(planes.data[0] + at, planes.data[1] + at, planes.data[2] + at, row, columns);
+        }
+        jpeg_write_scanlines(&jpeg_, &row, 1);
+      }
+      jpeg_finish_compress(&jpeg_);
+    });
+  }
+
+ private:
+  std::string path_;
+  destination destination_;
+  error_manager errors_;
+  jpeg_compress_struct jpeg_{};
+};
+
+class jpeg : public format {
+ public:
+  const char* name() const override { return "jpeg"; }
+
+  void read(image& image, const std::string& path, const layer&) const override {
+    reading file(path);
+    image.reset("BGR", 8, file.width(), file.height());
+    image.set_path(path);
+    image.set_centre_anchor();
+    file.pixels_into(image);
+  }
+
+  picture_header read_header(const std::string& path, const layer&) const override {
+    const reading file(path);
+    return {file.width(), file.height(), false, {layer()}};
+  }
+
+  void write(const image& image, const std::string& path, const save_options& options) const override {
+    export_planes planes = planes_for_export(image, path, options, JPEG_MAX_DIMENSION);
+    if (planes.count == 2) throw io::invalid_format(path, "JPEG does not support two channel images");
+    if (planes.count == 4) planes.count = 3;
+    writing(path).write(planes, image.width, image.height, std::clamp(options.quality, 1, 100));
+  }
+};
+
+}  // namespace
+
+const format& jpeg_format() {
+  static const jpeg instance;
+  return instance;
+}
+
+}  // namespace img

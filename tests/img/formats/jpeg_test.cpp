@@ -1,0 +1,134 @@
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <jpeglib.h>
+
+#include "img/formats/raster_files.h"
+#include "support/pictures.h"
+
+namespace {
+
+using raster_files::bytes;
+
+// A file of one colour by the library itself.
+bytes jpeg_of(int channels, J_COLOR_SPACE space, const std::vector<std::uint8_t>& colour, bool adobe_marker,
+              int width = 16, int height = 8) {
+  jpeg_compress_struct jpeg;
+  jpeg_error_mgr errors;
+  jpeg.err = jpeg_std_error(&errors);
+  jpeg_create_compress(&jpeg);
+  unsigned char* memory = nullptr;
+  unsigned long size = 0;
+  jpeg_mem_dest(&jpeg, &memory, &size);
+  jpeg.image_width = static_cast<JDIMENSION>(width);
+  jpeg.image_height = static_cast<JDIMENSION>(height);
+  jpeg.input_components = channels;
+  jpeg.in_color_space = space;
+  jpeg_set_defaults(&jpeg);
+  if (space == JCS_UNKNOWN) jpeg_set_colorspace(&jpeg, JCS_UNKNOWN);
+  jpeg_set_quality(&jpeg, 100, TRUE);
+  jpeg.write_Adobe_marker = adobe_marker;
+  jpeg_start_compress(&jpeg, TRUE);
+  std::vector<std::uint8_t> row;
+  for (int x = 0; x < width; ++x) row.insert(row.end(), colour.begin(), colour.end());
+  JSAMPROW rows = row.data();
+  for (int y = 0; y < height; ++y) jpeg_write_scanlines(&jpeg, &rows, 1);
+  jpeg_finish_compress(&jpeg);
+  jpeg_destroy_compress(&jpeg);
+  bytes file(reinterpret_cast<char*>(memory), size);
+  free(memory);
+  return file;
+}
+
+struct jpeg : raster_files::file_test {
+  jpeg() : file_test("jpg") {}
+};
+
+TEST_F(jpeg, forms) {
+  struct row {
+    const char* what;
+    bytes file;
+    int blue, green, red;
+  };
+  const row rows[] = {
+      {"gray", jpeg_of(1, JCS_GRAYSCALE, {77}, false), 77, 77, 77},
+      {"colour", jpeg_of(3, JCS_RGB, {200, 100, 50}, false), 50, 100, 200},
+      // Light of an ink is (255 - ink) * (255 - black) / 255: red 155 * 205 / 255.
+      {"CMYK as ink", jpeg_of(4, JCS_CMYK, {100, 0, 255, 50}, false), 0, 205, 125},
+      {"CMYK as Adobe stores it", jpeg_of(4, JCS_CMYK, {155, 255, 0, 205}, true), 0, 205, 125},
+  };
+  for (const row& r : rows) {
+    const img::image image = read(r.file);
+    ASSERT_STREQ(image.format.data(), "BGR") << r.what;
+    EXPECT_EQ(image.width, 16);
+    EXPECT_EQ(image.height, 8);
+    const int expected[] = {r.blue, r.green, r.red};
+    for (int p = 0; p < 3; ++p) {
+      for (std::size_t i = 0; i < image.data[p].size(); ++i) {
+        ASSERT_NEAR(image.data[p].data()[i], expected[p], 2) << r.what << " plane " << p;
+      }
+    }
+  }
+}
+
+TEST_F(jpeg, bad_files_say_what_is_wrong) {
+  const bytes good = jpeg_of(3, JCS_RGB, {200, 100, 50}, false, 600, 400);
+  bytes large = good;  // the frame header holds marker, length, precision, height and width
+  const std::size_t frame = large.find("\xFF\xC0");
+  std::memcpy(large.data() + frame + 5, "\xFF\x00\xFF\x00", 4);
+  bytes no_height = good;
+  std::memcpy(no_height.data() + frame + 5, "\0\0", 2);
+  expect_failures({
+      {"empty", "", "Unexpected end of file"},
+      {"not a JPEG", "GIF89a", "Not a JPEG file"},
+      {"cut in the header", good.substr(0, 100), "Unexpected end of file"},
+      {"cut in the data", good.substr(0, good.size() - 30), "Unexpected end of file"},
+      {"no end marker", good.substr(0, good.size() - 2), "Unexpected end of file"},
+      {"too large for the file", large, "Picture size 65280 x 65280"},
+      {"no height", no_height, "DNL not supported"},
+      {"two channels", jpeg_of(2, JCS_UNKNOWN, {1, 2}, false), "Invalid number of channels"},
+  });
+}
+
+TEST_F(jpeg, written_files_come_back) {
+  struct row {
+    const char* letters;
+    bool ignore_alpha;
+    int components;
+  };
+  const row rows[] = {{"L", false, 1}, {"LA", true, 1}, {"BGR", false, 3}, {"BGRA", false, 3}, {"BGRAZ", true, 3}};
+  for (const row& r : rows) {
+    img::image image(r.letters, 8, 65, 33);
+    for (int p = 0; p < image.plane_count(); ++p) {
+      for (int y = 0; y < image.height; ++y) {
+        for (int x = 0; x < image.width; ++x) image.row(p, y)[x] = static_cast<std::uint8_t>(60 + p * 40 + x + y);
+      }
+    }
+    const bytes file = written(image, {0, 100, r.ignore_alpha});
+    EXPECT_EQ(file[file.find("\xFF\xC0") + 9], r.components) << r.letters;
+    const img::image again = read(file);
+    for (int p = 0; p < 3; ++p) {
+      const int from = r.letters[0] == 'L' ? 0 : p;
+      for (std::size_t i = 0; i < again.data[p].size(); ++i) {
+        ASSERT_NEAR(again.data[p].data()[i], image.data[from].data()[i], 5) << r.letters << " plane " << p;
+      }
+    }
+  }
+}
+
+TEST_F(jpeg, writer_options_and_refusals) {
+  const img::image noise = support::random_picture("BGR", 64, 64);
+  std::size_t last = 0;
+  for (int quality : {1, 50, 90, 100}) {
+    const std::size_t size = written(noise, {0, quality, false}).size();
+    EXPECT_GT(size, last) << quality;
+    last = size;
+  }
+  auto refusal_of = [&](const img::image& image) { return support::failure_of(path, [&] { written(image); }); };
+  EXPECT_EQ(refusal_of(img::image("LA", 8, 4, 4)), "io::invalid_format: JPEG does not support two channel images");
+  EXPECT_EQ(refusal_of(img::image("L", 8, 65501, 1)),
+            "io::invalid_format: Invalid picture size 65501 x 1, the format takes up to 65500");
+}
+
+}  // namespace
