@@ -16,6 +16,8 @@ namespace platform {
 constexpr int key_shift = 0x10000;
 constexpr int key_ctrl = 0x20000;
 constexpr int key_alt = 0x40000;
+// Caps Lock is on. Among the modifiers of events and of desktop::modifiers(), never in the code of a key.
+constexpr int key_caps = 0x80000;
 
 enum class mouse_button { none, left, middle, right };
 enum class mouse_action { press, release, double_click, move, wheel, leave };
@@ -60,6 +62,17 @@ struct menu_entry_state {
   bool checkable = false;
   bool checked = false;
   std::vector<std::string> items;  // texts of a sub-menu; run with their index
+};
+
+// One entry of a context menu.
+struct menu_entry {
+  std::string text;      // empty for a separator
+  std::string key_text;  // shown at the right end
+  bool enabled = true;
+  bool checkable = false;
+  bool checked = false;
+  int id = 0;                       // 0 or above; what the menu returns when this entry is chosen
+  std::vector<menu_entry> entries;  // of a sub-menu; an entry with some is not chosen itself
 };
 
 struct file_dialog {
