@@ -39,10 +39,6 @@ layer_geometry layer_scale(const ksn::track_info& track, double zoom_x, double z
   return scale;
 }
 
-rectangle intersect(const rectangle& a, const rectangle& b) {
-  return {std::max(a.left, b.left), std::max(a.top, b.top), std::min(a.right, b.right), std::min(a.bottom, b.bottom)};
-}
-
 rectangle crop_rect(const ksn::track_info& track) {
   const long long sx = scaled(track.scale_x, track.aspect, 1.0);
   const long long sy = scaled(track.scale_y, 1.0, 1.0);

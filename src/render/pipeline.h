@@ -9,6 +9,7 @@
 #include "cache/track_frame.h"
 #include "composition/state.h"
 #include "img/image.h"
+#include "lib/rectangle.h"
 
 namespace render {
 
@@ -98,15 +99,8 @@ int reduction_of(ksn::cache_resolution_type resolution);
 layer_geometry layer_scale(const ksn::track_info& track, double zoom_x, double zoom_y,
                            ksn::cache_resolution_type resolution);
 
-struct rectangle {
-  int left = 0;
-  int top = 0;
-  int right = 0;  // not part of it
-  int bottom = 0;
-  bool empty() const { return left >= right || top >= bottom; }
-  bool operator==(const rectangle&) const = default;
-};
-rectangle intersect(const rectangle& a, const rectangle& b);
+using math::intersect;
+using math::rectangle;
 
 // The crop rectangle in scaled pixels around the anchor, at 100 % zoom.
 rectangle crop_rect(const ksn::track_info& track);

@@ -1,0 +1,65 @@
+#include "text/font.h"
+
+namespace text {
+namespace {
+
+struct table_row {
+  std::string_view key;
+  const char* face;
+  int height;
+  bool bold;
+};
+
+constexpr table_row table[] = {
+    {"default", "Arial", 12, false},
+    {"small", "Arial", 11, false},
+    {"timeline.digits", "Verdana", 9, false},
+    {"track.opacity", "Tahoma", 11, false},
+    {"track.transfer", "Tahoma", 9, false},
+    {"track.effect", "Arial", 12, false},
+    {"track.name", "Arial", 12, false},
+    {"tooltip", "Tahoma", 11, false},
+    {"pan_position", "Tahoma", 11, false},
+    {"layer_selection", "Arial", 11, false},
+    {"about", "Arial", 14, false},
+    {"about.bold", "Arial", 14, true},
+    {"panel.default", "Arial", 12, false},
+    {"panel.text", "Arial", 12, false},
+    {"panel.value", "Arial", 11, false},
+    {"panel.label", "Arial", 12, false},
+};
+
+struct stand_in_row {
+  std::string_view face;
+  std::string_view instead;
+};
+
+constexpr stand_in_row stand_ins[] = {
+    {"Arial", "Liberation Sans"},
+    {"Helvetica", "Liberation Sans"},
+    {"Tahoma", "DejaVu Sans Condensed"},
+    {"Verdana", "DejaVu Sans"},
+    {"Times New Roman", "Liberation Serif"},
+    {"Courier New", "Liberation Mono"},
+    {"Arial Narrow", "Liberation Sans Narrow"},
+};
+
+}  // namespace
+
+font interface_font(std::string_view key, int scale) {
+  const table_row* found = table;
+  for (const table_row& row : table) {
+    if (row.key == key) found = &row;
+  }
+  // The interface looks the same on every machine, with the original faces installed or without.
+  return {std::string(stand_in(found->face)), found->height * scale, found->bold, false};
+}
+
+std::string_view stand_in(std::string_view face) {
+  for (const stand_in_row& row : stand_ins) {
+    if (row.face == face) return row.instead;
+  }
+  return face;
+}
+
+}  // namespace text

@@ -1,0 +1,195 @@
+#include "text/fonts.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/module.h"
+
+namespace text {
+namespace {
+
+constexpr std::size_t longest_line = 16 << 10;  // bytes
+
+std::unique_ptr<engine> engine_of_module(std::string& error) {
+  void* function = platform::module_function("text", "kestrin_make_text_engine", error);
+  std::unique_ptr<engine> result;
+  if (function) reinterpret_cast<make_engine_function>(function)(result);
+  return result;
+}
+
+bool same_letters(std::string_view a, std::string_view b) {
+  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c; };
+  return std::ranges::equal(a, b, {}, lower, lower);
+}
+
+int held(int height) {
+  return std::clamp(height, 1, max_font_height);
+}
+
+// Bytes of the valid character at the start of the text, 0 when there is none (RFC 3629).
+std::size_t character_bytes(std::string_view text) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  const unsigned lead = byte(0);
+  if (lead < 0x80) return 1;
+  const std::size_t count = lead >= 0xC2 && lead < 0xE0   ? 2
+                            : lead >= 0xE0 && lead < 0xF0 ? 3
+                            : lead >= 0xF0 && lead < 0xF5 ? 4
+                                                          : 0;
+  if (count == 0 || text.size() < count) return 0;
+  for (std::size_t i = 1; i < count; ++i) {
+    if ((byte(i) & 0xC0) != 0x80) return 0;
+  }
+  // Forms that are longer than they need to be, surrogates, and what lies beyond U+10FFFF.
+  const unsigned second = byte(1);
+  if (lead == 0xE0 && second < 0xA0) return 0;
+  if (lead == 0xED && second >= 0xA0) return 0;
+  if (lead == 0xF0 && second < 0x90) return 0;
+  if (lead == 0xF4 && second >= 0x90) return 0;
+  return count;
+}
+
+}  // namespace
+
+std::string clean_utf8(std::string_view text, std::size_t max_bytes) {
+  std::string clean;
+  clean.reserve(std::min(text.size(), max_bytes));
+  while (!text.empty()) {
+    const std::size_t count = character_bytes(text);
+    const bool control = count == 1 && (static_cast<unsigned char>(text[0]) < 0x20 || text[0] == 0x7F);
+    const std::string_view piece = control ? " " : count ? text.substr(0, count) : "\xEF\xBF\xBD";
+    if (clean.size() + piece.size() > max_bytes) break;
+    clean += piece;
+    text.remove_prefix(std::max<std::size_t>(count, 1));
+  }
+  return clean;
+}
+
+std::size_t fonts::kept_line::bytes() const {
+  constexpr std::size_t bookkeeping = 160;  // of the list, the index and the mask
+  return bookkeeping + key.size() + (ink ? ink->coverage.size() : 0);
+}
+
+fonts::fonts(std::function<void(const std::string&)> report, engine_maker maker)
+    : report_(std::move(report)), maker_(maker ? std::move(maker) : engine_maker(engine_of_module)) {}
+
+fonts::~fonts() = default;
+
+bool fonts::have_engine() {
+  if (!tried_) {
+    tried_ = true;
+    std::string error = "no fonts";
+    engine_ = maker_(error);
+    if (!engine_ && report_) report_("Text can't be drawn: " + error);
+  }
+  return engine_ != nullptr;
+}
+
+const std::string& fonts::family(const std::string& face) {
+  if (const auto found = faces_.find(face); found != faces_.end()) return found->second;
+  std::string nearest = engine_->nearest_face(face);
+  const std::string_view instead = stand_in(face);
+  if (!same_letters(nearest, face) && instead != face) nearest = engine_->nearest_face(std::string(instead));
+  if (report_ && nearest.empty()) {
+    report_("There is no font for \"" + face + "\"");
+  } else if (report_ && !same_letters(nearest, face) && !same_letters(nearest, instead)) {
+    report_("The font \"" + face + "\" is not installed, \"" + nearest + "\" is taken");
+  }
+  return faces_.emplace(face, std::move(nearest)).first->second;
+}
+
+font fonts::actual(const font& wanted) {
+  return {family(wanted.face), held(wanted.height), wanted.bold, wanted.italic};
+}
+
+std::string fonts::face_of(const std::string& face) {
+  const std::lock_guard guard(lock_);
+  return have_engine() ? family(face) : std::string();
+}
+
+font_metrics fonts::metrics_of(const font& font) {
+  const std::lock_guard guard(lock_);
+  if (!have_engine()) return {held(font.height), held(font.height)};
+  const auto found = metrics_.find(font);
+  if (found != metrics_.end()) return found->second;
+  // A text that grows from frame to frame brings ever new fonts.
+  if (metrics_.size() >= 256) metrics_.clear();
+  font_metrics metrics = engine_->metrics_of(actual(font));
+  metrics.height = std::max(metrics.height, 1);
+  return metrics_.emplace(font, metrics).first->second;
+}
+
+fonts::kept_line& fonts::line_of(const font& font, std::string_view line) {
+  line = line.substr(0, longest_line);
+  key_.assign(font.face);
+  const char attributes[] = {'\0', static_cast<char>(held(font.height) & 255),
+                             static_cast<char>(held(font.height) >> 8), static_cast<char>(font.bold * 2 + font.italic)};
+  key_.append(attributes, sizeof attributes).append(line);
+  if (const auto found = index_.find(key_); found != index_.end()) {
+    lines_.splice(lines_.begin(), lines_, found->second);
+    return lines_.front();
+  }
+  kept_line made;
+  made.key = key_;
+  made.width = line.empty() ? 0 : engine_->width_of(actual(font), clean_utf8(line, longest_line));
+  lines_.push_front(std::move(made));
+  index_.emplace(lines_.front().key, lines_.begin());
+  bytes_ += lines_.front().bytes();
+  return lines_.front();
+}
+
+void fonts::drop_old() {
+  while (bytes_ > limit_ && !lines_.empty()) {
+    bytes_ -= lines_.back().bytes();
+    index_.erase(lines_.back().key);
+    lines_.pop_back();
+  }
+}
+
+int fonts::width_of(const font& font, std::string_view line) {
+  const std::lock_guard guard(lock_);
+  if (!have_engine()) return 0;
+  const int width = line_of(font, line).width;
+  drop_old();
+  return width;
+}
+
+std::shared_ptr<const mask> fonts::mask_of(const font& font, std::string_view line) {
+  const std::lock_guard guard(lock_);
+  if (!have_engine()) return nullptr;
+  kept_line& kept = line_of(font, line);
+  if (!kept.drawn) {
+    mask ink = engine_->draw(actual(font), clean_utf8(line.substr(0, longest_line), longest_line));
+    bytes_ -= kept.bytes();
+    kept.drawn = true;
+    if (!ink.coverage.empty()) kept.ink = std::make_shared<const mask>(std::move(ink));
+    bytes_ += kept.bytes();
+  }
+  std::shared_ptr<const mask> result = kept.ink;
+  drop_old();
+  return result;
+}
+
+int fonts::caret_of(const font& font, std::string_view line, std::size_t byte) {
+  const std::lock_guard guard(lock_);
+  line = line.substr(0, longest_line);
+  return have_engine() ? engine_->caret_of(actual(font), clean_utf8(line, longest_line), byte) : 0;
+}
+
+std::size_t fonts::byte_at(const font& font, std::string_view line, int x) {
+  const std::lock_guard guard(lock_);
+  line = line.substr(0, longest_line);
+  return have_engine() ? engine_->byte_at(actual(font), clean_utf8(line, longest_line), x) : 0;
+}
+
+void fonts::limit_bytes(std::size_t bytes) {
+  const std::lock_guard guard(lock_);
+  limit_ = bytes;
+  drop_old();
+}
+
+std::size_t fonts::kept_bytes() {
+  const std::lock_guard guard(lock_);
+  return bytes_;
+}
+
+}  // namespace text

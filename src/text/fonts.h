@@ -1,0 +1,82 @@
+// The fonts of a process and the lines that were drawn with them.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "text/engine.h"
+#include "text/font.h"
+
+namespace text {
+
+// One per process. Making it touches no font: the engine comes with the first text. Any thread; one lock guards all of
+// it, and masks are only read once they are given out.
+//
+// Lines are UTF-8. Bytes that are not become U+FFFD, and of a line only the first 16 KiB count, which no width shows.
+class fonts {
+ public:
+  using engine_maker = std::function<std::unique_ptr<engine>(std::string& error)>;
+  // `report` takes error lines; it may be empty. Without a maker the engine is the module's.
+  explicit fonts(std::function<void(const std::string& line)> report = {}, engine_maker maker = {});
+  ~fonts();
+  fonts(const fonts&) = delete;
+  fonts& operator=(const fonts&) = delete;
+
+  // Without an engine, which is reported once, lines have their nominal height and no width.
+  font_metrics metrics_of(const font& font);
+  int width_of(const font& font, std::string_view line);
+  // Null for a line without ink.
+  std::shared_ptr<const mask> mask_of(const font& font, std::string_view line);
+  // The caret of an edited line, as engine::caret_of() and byte_at(), for valid UTF-8.
+  int caret_of(const font& font, std::string_view line, std::size_t byte);
+  std::size_t byte_at(const font& font, std::string_view line, int x);
+
+  // The family that is drawn with. Another one than was asked for, unless it is its stand-in, is reported once.
+  std::string face_of(const std::string& face);
+
+  // What the kept lines may take, oldest out first; 0 keeps none.
+  void limit_bytes(std::size_t bytes);
+  std::size_t kept_bytes();
+
+ private:
+  // A line that was measured, and drawn if it was asked for.
+  struct kept_line {
+    std::string key;
+    int width = 0;
+    bool drawn = false;
+    std::shared_ptr<const mask> ink;
+    std::size_t bytes() const;
+  };
+
+  std::mutex lock_;
+  std::function<void(const std::string&)> report_;
+  engine_maker maker_;
+  bool tried_ = false;
+  std::unique_ptr<engine> engine_;
+  std::map<std::string, std::string, std::less<>> faces_;  // the family for a name
+  std::map<font, font_metrics> metrics_;
+  std::list<kept_line> lines_;  // the last one used first
+  std::unordered_map<std::string_view, std::list<kept_line>::iterator> index_;
+  std::string key_;  // of the line at hand, to spare an allocation
+  std::size_t bytes_ = 0;
+  std::size_t limit_ = std::size_t{16} << 20;
+
+  bool have_engine();
+  const std::string& family(const std::string& face);
+  font actual(const font& wanted);
+  kept_line& line_of(const font& font, std::string_view line);
+  void drop_old();
+};
+
+// The text with U+FFFD for every byte that is not part of valid UTF-8, a space for control characters, and nothing
+// beyond `max_bytes`.
+std::string clean_utf8(std::string_view text, std::size_t max_bytes);
+
+}  // namespace text
