@@ -2,4 +2,4 @@
 # Fails and names the files that clang-format would change.
 set -eu
 cd "$(dirname "$0")/.."
-find src tests bench fuzz -name '*.h' -o -name '*.cpp' -o -name '*.inl' | sort | xargs clang-format --dry-run -Werror
+find src tests bench fuzz tools -name '*.h' -o -name '*.cpp' -o -name '*.inl' | sort | xargs clang-format --dry-run -Werror

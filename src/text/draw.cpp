@@ -64,27 +64,4 @@ void draw_mask(const mask& mask, img::image& target, math::point position, lib::
   }
 }
 
-std::string shortened(fonts& fonts, std::string_view text, int width, const font& font) {
-  constexpr std::string_view ellipsis = "\u2026";
-  if (fonts.width_of(font, text) <= width) return std::string(text);
-  const std::string clean = clean_utf8(text, text.size() * 3);
-  std::string result;
-  std::size_t fits = 0;
-  std::size_t end = clean.size();
-  // A longer beginning is never narrower by more than its last letter pair, so halving finds the place.
-  while (fits < end) {
-    std::size_t middle = (fits + end + 1) / 2;
-    while (middle < clean.size() && (clean[middle] & 0xC0) == 0x80) ++middle;
-    if (middle > end) break;
-    result.assign(clean, 0, middle).append(ellipsis);
-    if (fonts.width_of(font, result) <= width) {
-      fits = middle;
-    } else {
-      end = middle - 1;
-      while (end > fits && (clean[end] & 0xC0) == 0x80) --end;
-    }
-  }
-  return result.assign(clean, 0, fits).append(ellipsis);
-}
-
 }  // namespace text

@@ -39,8 +39,4 @@ void draw_text(fonts& fonts, std::string_view text, const font& font, img::image
 void draw_mask(const mask& mask, img::image& target, math::point position, lib::color color,
                const std::optional<math::rectangle>& clip = {});
 
-// The longest beginning of a one-line text that fits into the width together with an ellipsis, or the text itself when
-// all of it fits.
-std::string shortened(fonts& fonts, std::string_view text, int width, const font& font);
-
 }  // namespace text

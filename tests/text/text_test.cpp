@@ -124,9 +124,6 @@ TEST(Text, StandsWhereThePlacementSays) {
   const text::extent extent = text::measure_text(m.fonts, "ab\n\ncde fg", 30, 0, {});
   EXPECT_EQ(extent.width, 21);
   EXPECT_EQ(extent.height, 4 * line_height);
-  EXPECT_EQ(text::shortened(m.fonts, "abcdefgh", 56, {}), "abcdefgh");
-  EXPECT_EQ(text::shortened(m.fonts, "abcdefgh", 55, {}), "abcd\u2026");
-  EXPECT_EQ(text::shortened(m.fonts, "abcdefgh", 0, {}), "\u2026");
 }
 
 TEST(Text, IsDrawnOnceAndKeptWithinALimit) {

@@ -41,6 +41,12 @@ constexpr lib::color red{255, 217, 105, 95};  // channel letters, lit only while
 constexpr lib::color green{255, 116, 179, 106};
 constexpr lib::color blue{255, 106, 159, 216};
 
+// Bars of layers, told apart by a hint of hue and never louder than the selected one.
+constexpr lib::color bar_sequence{255, 61, 75, 85};
+constexpr lib::color bar_still{255, 69, 66, 77};
+constexpr lib::color bar_text{255, 63, 74, 60};
+constexpr lib::color bar_adjustment{255, 76, 68, 54};
+
 // Corner radii at scale 1.
 constexpr int field_radius = 2;
 constexpr int button_radius = 3;
