@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 
 #include "app/after_save.h"
 #include "app/attach.h"
@@ -49,14 +50,16 @@ constexpr const char* short_usage =
 render::pipeline_options reporting(command::engine& engine, bool use_cache) {
   render::pipeline_options options;
   options.use_cache = use_cache;
-  options.report_error = [&engine](const std::string& line) { engine.report(line); };
+  // A picture fails in the window as well, where no command is under execution.
+  options.report_error = [&engine](const std::string& line) { engine.write_error(line); };
   return options;
 }
 
 }  // namespace
 
 struct application::impl {
-  app::console console;
+  lib::error_record errors;
+  app::console console{errors};
   lib::catalogue catalogue;
   bool catalogue_loaded = false;
   ksn::state composition;
@@ -74,7 +77,7 @@ struct application::impl {
   std::unique_ptr<platform::desktop> desktop;
   app::window_run window{{composition, engine, pipeline, frames, preloader, clock, product_title,
                           [this](std::string_view key) { return text(key); },
-                          [this](const std::string& line) { console.report(line); }}};
+                          [this](const std::string& line) { console.report(line); }, &errors}};
   bool exit_with_status = false;
   bool transient = false;  // save neither settings nor recent lists at the end
 
@@ -238,7 +241,7 @@ application::application() : impl_(std::make_unique<impl>()) {
 application::~application() = default;
 
 int application::application_main(const std::vector<std::string>& args) {
-  if (impl_->attach.hand_over(args)) return 0;
+  if (const std::optional<int> code = impl_->attach.hand_over(args)) return *code;
   watch_interrupt();
   impl_->bind();
   ksn::load_settings(impl_->composition);

@@ -5,13 +5,19 @@
 #include <filesystem>
 #include <utility>
 
+#include "app/line_copy.h"
+#include "command/messages.h"
+#include "lib/printable.h"
+
 namespace app {
 namespace {
 
 constexpr const char* attach_options[] = {"attach", "use_existing_window", "attach_nf"};
+constexpr const char* status_option = "--attach=status";
 
 bool is_attach_option(const std::string& argument) {
-  return std::any_of(std::begin(attach_options), std::end(attach_options),
+  return argument == status_option ||
+         std::any_of(std::begin(attach_options), std::end(attach_options),
                      [&](const char* name) { return argument == std::string("--") + name; });
 }
 
@@ -21,8 +27,16 @@ bool ends_by_itself(const std::vector<std::string>& args) {
 }
 
 void show_line(const platform::answer_record& record) {
-  std::FILE* stream = record.kind == platform::answer_kind::error ? stderr : stdout;
-  std::fprintf(stream, "%.*s\n", static_cast<int>(record.text.size()), record.text.c_str());
+  const bool error = record.kind == platform::answer_kind::error;
+  const std::string line = (error ? lib::printable(record.text) : record.text) + "\n";
+  std::FILE* stream = error ? stderr : stdout;
+  std::fwrite(line.data(), 1, line.size(), stream);
+  std::fflush(stream);
+}
+
+int give_up(const std::string& option, const char* reason) {
+  show_line({platform::answer_kind::error, command::about(option, reason)});
+  return 1;
 }
 
 // The process is in another folder while it lives.
@@ -56,18 +70,33 @@ platform::handover& attach::line() {
   return *line_;
 }
 
-bool attach::hand_over(const std::vector<std::string>& args) {
+std::optional<int> attach::hand_over(const std::vector<std::string>& args) {
   platform::handover_message message;
+  bool failed = false;
+  const auto show = [&](const platform::answer_record& record) {
+    failed = failed || record.kind == platform::answer_kind::error;
+    show_line(record);
+  };
   for (std::size_t i = 1; i < args.size(); ++i) {
     if (!is_attach_option(args[i])) continue;
     if (message.arguments.empty()) {
-      std::error_code unknown;
-      message.folder = std::filesystem::current_path(unknown).string();
+      std::error_code error;
+      message.folder = std::filesystem::current_path(error).string();
       message.arguments = args;
+      // Relative paths would mean those of another folder there.
+      if (error) return give_up(args[i], "The working folder is gone");
     }
-    if (line().send(message, !ends_by_itself(args), show_line)) return true;
+    switch (line().send(message, !ends_by_itself(args), show)) {
+      case platform::handover_result::carried_out:
+        return failed && std::find(args.begin(), args.end(), status_option) != args.end() ? 1 : 0;
+      case platform::handover_result::no_answer:
+        return give_up(args[i], "The Kestrin that runs on this display does not answer");
+      case platform::handover_result::refused:
+      case platform::handover_result::nobody:
+        break;
+    }
   }
-  return false;
+  return std::nullopt;
 }
 
 void attach::serve(std::function<void()> wake, std::function<void()> bring_forward) {
@@ -92,23 +121,21 @@ bool attach::poll() {
 bool attach::carry_out(const platform::handover_message& message, std::string& answer) {
   const visit folder(message.folder);
   if (!folder.arrived()) return false;
-  // What is written goes to both consoles.
-  const auto copied = [&answer](std::function<void(const std::string&)>& writer, platform::answer_kind kind) {
-    auto original = writer;
-    writer = [original, kind, &answer](const std::string& line) {
-      original(line);
-      answer += platform::encode_answer(kind, line);
-    };
-    return original;
-  };
-  auto write_output = copied(engine_.write_output, platform::answer_kind::output);
-  auto write_error = copied(engine_.write_error, platform::answer_kind::error);
-  // The options that led here are part of the line, and have done what they ask for.
-  for (const char* name : attach_options) engine_.action_table[name].execute = [] {};
-  engine_.command_pass(message.arguments);
-  for (const char* name : attach_options) engine_.action_table.erase(name);
-  engine_.write_output = std::move(write_output);
-  engine_.write_error = std::move(write_error);
+  {
+    // What is written goes to both consoles.
+    const line_copy output(engine_.write_output, [&answer](const std::string& line) {
+      answer += platform::encode_answer(platform::answer_kind::output, line);
+    });
+    const line_copy errors(engine_.write_error, [&answer](const std::string& line) {
+      answer += platform::encode_answer(platform::answer_kind::error, line);
+    });
+    // The options that led here are part of the line, and have done what they ask for.
+    for (const char* name : attach_options) engine_.action_table[name].execute = [] {};
+    engine_.value_action_table["attach"].execute = [](const std::string& value) { return value == "status"; };
+    engine_.command_pass(message.arguments);
+    engine_.value_action_table.erase("attach");
+    for (const char* name : attach_options) engine_.action_table.erase(name);
+  }
   // Whoever reads this instance's output has it when the sender ends.
   std::fflush(stdout);
 

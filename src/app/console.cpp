@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "command/messages.h"
+#include "lib/printable.h"
 
 namespace app {
 
@@ -25,7 +26,7 @@ bool write_line(std::FILE* stream, const std::string& line) {
 
 }  // namespace
 
-console::console() : terminal_(isatty(STDERR_FILENO) == 1) {}
+console::console(lib::error_record& errors) : errors_(errors), terminal_(isatty(STDERR_FILENO) == 1) {}
 
 void console::print(const std::string& line) {
   clear_progress();
@@ -40,8 +41,9 @@ void console::report(const std::string& line) {
   clear_progress();
   // What was printed before stands before the error when both streams go to one place.
   flush();
-  write_line(stderr, line);
-  any_error_ = true;
+  const std::string printed = lib::printable(line);
+  write_line(stderr, printed);
+  errors_.add(printed);
 }
 
 void console::show(const save::progress& progress) {

@@ -4,15 +4,17 @@
 #include <chrono>
 #include <string>
 
+#include "lib/error_record.h"
 #include "save/save.h"
 
 namespace app {
 
 class console {
  public:
-  console();
+  // What is reported goes to `errors` as well, which outlives the console.
+  explicit console(lib::error_record& errors);
 
-  // One line to standard output or to the error stream.
+  // One line to standard output, or to the error stream with its control characters escaped.
   void print(const std::string& line);
   void report(const std::string& line);
   // Rewrites the progress line when the error stream is a terminal. It is cleared by the next line, or when all is
@@ -23,17 +25,17 @@ class console {
   // A reader that has gone is none.
   void finish();
 
-  bool any_error() const { return any_error_; }
+  bool any_error() const { return errors_.count() > 0; }
 
   // What was printed goes to its reader now.
   void flush();
 
  private:
+  lib::error_record& errors_;
   bool terminal_;
   bool progress_shown_ = false;
   std::chrono::steady_clock::time_point next_progress_;  // before it the line stands as it is
-  bool any_error_ = false;
-  int output_error_ = 0;  // errno of the first line that could not be written
+  int output_error_ = 0;                                 // errno of the first line that could not be written
 };
 
 // "12/48 frames, 23.4 a second, 0:02 left"

@@ -3,9 +3,11 @@
 #include <cstddef>
 #include <vector>
 
+#include "app/line_copy.h"
 #include "command/action_names.h"
 #include "command/messages.h"
 #include "lib/paths.h"
+#include "lib/printable.h"
 
 namespace app {
 namespace {
@@ -89,15 +91,11 @@ void ask_and_run(const dialog_parts& parts, const dialog_row& row, std::string& 
 void run_and_tell(command::engine& engine, platform::desktop& desktop, const std::function<void()>& work) {
   if (engine.command_depth > 0) return work();
   std::vector<std::string> lines;
-  const auto write_error = engine.write_error;
-  engine.write_error = [&](const std::string& line) {
-    lines.push_back(line);
-    write_error(line);
-  };
-  ++engine.command_depth;
-  work();
-  --engine.command_depth;
-  engine.write_error = write_error;
+  {
+    const line_copy errors(engine.write_error, [&](const std::string& line) { lines.push_back(lib::printable(line)); });
+    const command::execution running(engine);
+    work();
+  }
   if (lines.empty()) return;
   std::string text;
   for (std::size_t i = 0; i < lines.size() && i < most_lines; ++i) text += (i == 0 ? "" : "\n") + lines[i];

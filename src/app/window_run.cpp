@@ -11,7 +11,7 @@
 #include "composition/persistence.h"
 #include "composition/watching.h"
 #include "composition/window_file.h"
-#include "io/exceptions.h"
+#include "io/failure.h"
 #include "lib/paths.h"
 #include "platform/folders.h"
 #include "playback/pacing.h"
@@ -300,10 +300,8 @@ bool window_run::file_document() {
   try {
     parts_.composition.new_composition(true);
     return true;
-  } catch (const io::exception& failure) {
-    reason = '"' + failure.source() + "\": " + failure.message();
-  } catch (const std::exception& failure) {
-    reason = failure.what();
+  } catch (const std::exception&) {
+    reason = io::failure_line(parts_.composition.file_name);
   }
   const std::string text = "The composition can't be kept among the unsaved ones.";
   parts_.report(text + " " + reason);

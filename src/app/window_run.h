@@ -12,6 +12,7 @@
 #include "cache/preload.h"
 #include "command/engine.h"
 #include "command/keys.h"
+#include "lib/error_record.h"
 #include "platform/desktop.h"
 #include "platform/files.h"
 #include "playback/clock.h"
@@ -48,6 +49,7 @@ struct window_parts {
   std::string product_title;
   std::function<std::string(std::string_view key)> text;  // of the message catalogue
   std::function<void(const std::string& line)> report;    // to the console
+  const lib::error_record* errors = nullptr;              // the latest error lines, for the areas that show them
 };
 
 // Main thread.

@@ -57,6 +57,8 @@ constexpr action_name names[] = {
     {save, "save_screen_as", "PATH", "the preview area as the window shows it"},
     {save, "save_options", "LIST",
      "for all saves after it: compression=uncompressed|rle|zip|b44a, quality=1..100, ignore_alpha=0|1"},
+    {save, "save_incomplete", "0|1",
+     "1: save composites without layers that failed, and without inputs that could not be opened"},
     {mail, "mail_screen_as_jpeg", "", "send the preview area"},
     {mail, "mail_screen_as_png", "", "send the preview area"},
     {mail, "mail_mask_as_jpeg", "", "send the composite"},

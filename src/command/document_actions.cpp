@@ -280,7 +280,8 @@ void register_document_actions(engine& engine) {
   engine.value_action_table["layer_replace_with"].execute = [&engine](const std::string& path) {
     if (path.empty()) return false;
     if (one(engine.composition())) {
-      ksn::layer_replace_with(engine.composition(), source_path(path));
+      const std::string source = source_path(path);
+      if (!ksn::layer_replace_with(engine.composition(), source)) engine.failed_inputs.push_back(source);
     } else {
       engine.report(about(engine.current_option(), option_needs_layer));
     }

@@ -16,12 +16,10 @@ namespace {
 
 constexpr std::size_t deepest_inclusion = 100;  // command files inside command files
 
-// Counts one level of execution up and down.
-struct depth_guard {
-  explicit depth_guard(int& depth) : depth_(depth) { ++depth_; }
-  ~depth_guard() { --depth_; }
-  int& depth_;
-};
+// Whether an action leaves nothing of what the line has opened so far, or failed to.
+bool empties_document(std::string_view action) {
+  return action == "new_composition" || action == "layer_delete_all";
+}
 
 bool is_option(std::string_view text) {
   return text.starts_with("--");
@@ -80,6 +78,14 @@ std::string source_path(const std::string& path) {
   return path.starts_with("shm:/") ? path : lib::full_path(path);
 }
 
+execution::execution(engine& engine) : engine_(engine) {
+  if (engine_.command_depth++ == 0) engine_.failed_inputs.clear();
+}
+
+execution::~execution() {
+  --engine_.command_depth;
+}
+
 engine::engine(ksn::state& composition)
     : write_error([](const std::string&) {}),
       write_output([](const std::string&) {}),
@@ -104,7 +110,7 @@ void engine::report(const std::string& line) {
 }
 
 void engine::command_pass(const std::vector<std::string>& args) {
-  const depth_guard depth(command_depth);
+  const execution running(*this);
   std::size_t i = 1;
   if (args.size() >= 2 && !is_option(args[1]) && lib::lower_extension(args[1]) == "ksncomp") {
     execute_action("open_composition=" + lib::full_path(args[1]));
@@ -155,8 +161,14 @@ std::size_t engine::take_source(const std::vector<std::string>& args, std::size_
     }
     if (request.how != source_request::kind::ordinary) ++index;
   }
-  guarded(*this, request.path, [&] { add_source(request); });
+  open_source(request);
   return index;
+}
+
+void engine::open_source(const source_request& request) {
+  const int before = composition_.track_count();
+  guarded(*this, request.path, [&] { add_source(request); });
+  if (composition_.track_count() == before) failed_inputs.push_back(request.path);
 }
 
 void engine::run_command_line(std::string_view text) {
@@ -176,6 +188,7 @@ void engine::run_command_file(const std::string& relative_path) {
   std::string text;
   if (!read_command_file(path, text)) {
     report(about(path, open_error));
+    failed_inputs.push_back(path);
     return;
   }
   if (text.empty()) return;
@@ -190,7 +203,7 @@ void engine::run_command_file(const std::string& relative_path) {
 }
 
 void engine::run_option(const std::string& text) {
-  const depth_guard depth(command_depth);
+  const execution running(*this);
   const std::string outer = std::exchange(current_option_, text);
   guarded(*this, text, [&] {
     const std::string stripped = is_option(text) ? text.substr(2) : text;
@@ -211,6 +224,7 @@ bool engine::execute_action(const std::string& text) {
     const action& entry = found->second;
     if (entry.execute && (!entry.enabled || entry.enabled())) {
       guarded(*this, "--" + text, [&] { entry.execute(); });
+      if (empties_document(text)) failed_inputs.clear();
     }
     return true;
   }

@@ -43,6 +43,20 @@ struct layer_field {
   std::string help;
 };
 
+class engine;
+
+// Whatever runs commands holds one: error lines are written while there is any.
+class execution {
+ public:
+  explicit execution(engine& engine);
+  ~execution();
+  execution(const execution&) = delete;
+  execution& operator=(const execution&) = delete;
+
+ private:
+  engine& engine_;
+};
+
 // One source path of the command pass, absolute, with what the options behind it ask for.
 struct source_request {
   enum class kind { ordinary, range, still_image, forced_sequence };
@@ -76,6 +90,12 @@ class engine {
   std::function<bool(const std::string& path, std::string& text)> read_command_file;
   // Looked at before each argument, like quit_requested. May be empty.
   std::function<bool()> stop_requested;
+
+  // Opens a source and notes one that could not be opened in failed_inputs.
+  void open_source(const source_request& request);
+  // Sources, compositions and command files that the line under execution asked for and did not get. Emptied where a
+  // line begins that no other one runs, and by what empties the document.
+  std::vector<std::string> failed_inputs;
 
   // Runs a token list; index 0 is skipped.
   void command_pass(const std::vector<std::string>& args);

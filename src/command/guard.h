@@ -1,12 +1,11 @@
 // What every operation that opens something does with the failures of the rooms below.
 #pragma once
 
-#include <new>
+#include <exception>
 #include <string>
 
 #include "command/engine.h"
-#include "command/messages.h"
-#include "io/exceptions.h"
+#include "io/failure.h"
 
 namespace command {
 
@@ -17,12 +16,8 @@ bool guarded(engine& engine, const std::string& object, Work&& work) {
   try {
     work();
     return true;
-  } catch (const io::exception& failure) {
-    engine.report(about(failure.source().empty() ? object : failure.source(), failure.what(), failure.message()));
-  } catch (const std::bad_alloc&) {
-    engine.report(about(object, not_enough_memory));
-  } catch (const std::exception& failure) {
-    engine.report(about(object, failure.what()));
+  } catch (const std::exception&) {
+    engine.report(io::failure_line(object));
   }
   return false;
 }

@@ -1,7 +1,7 @@
 // The actions of the language itself, and what stands for those that nobody carries out.
 #include "command/action_names.h"
 #include "command/engine.h"
-#include "command/guard.h"
+#include "command/messages.h"
 #include "command/values.h"
 
 namespace command {
@@ -27,7 +27,7 @@ void register_language_actions(engine& engine) {
     if (path.empty()) return false;
     source_request request;
     request.path = source_path(path);
-    guarded(engine, request.path, [&] { engine.add_source(request); });
+    engine.open_source(request);
     return true;
   });
   with_value("set_time", [&engine](const std::string& value) {

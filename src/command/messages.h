@@ -30,7 +30,6 @@ constexpr std::string_view field_needs_layer = "Field access requires a selected
 constexpr std::string_view open_error = "Open error";
 constexpr std::string_view includes_itself = "File includes itself";
 constexpr std::string_view not_available = "Not available";
-constexpr std::string_view not_enough_memory = "Not enough memory";
 
 // `number` counts from 1, or from -1 at the end of the stack.
 inline std::string invalid_layer_index(std::string_view option, int number) {

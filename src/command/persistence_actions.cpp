@@ -4,6 +4,7 @@
 #include <system_error>
 
 #include "command/guard.h"
+#include "command/messages.h"
 #include "composition/invariants.h"
 #include "composition/persistence.h"
 #include "composition/recent_items.h"
@@ -36,6 +37,12 @@ void recent_notes::write() {
 void recent_notes::open(engine& engine, const std::string& path, bool remember) {
   ksn::state& composition = engine.composition();
   const bool whole = guarded(engine, path, [&] { ksn::load_composition(composition, path, true); });
+  // What was opened before is gone, and with it what was missing there.
+  if (whole) {
+    engine.failed_inputs.clear();
+  } else {
+    engine.failed_inputs.push_back(path);
+  }
   ksn::check_invariants(composition, "open_composition");
   const bool named = whole && remember;
   if (named) composition.file_name = path;
@@ -123,11 +130,9 @@ void recent_notes::register_actions(engine& engine) {
   listed("add_recent", [this, &engine](const std::string& number) {
     std::string path;
     if (!item(engine, ksn::added_items, number, path)) return;
-    guarded(engine, path, [&] {
-      source_request request;
-      request.path = path;
-      engine.add_source(request);
-    });
+    source_request request;
+    request.path = path;
+    engine.open_source(request);
   });
 }
 

@@ -5,12 +5,10 @@
 
 namespace ksn {
 
-// 0 for anything that is there, else the errno.
-int missing_error(const std::string& path);
 // 0 for a file that can be read from any place, else an errno: a folder or a pipe is none.
 int file_error(const std::string& path);
 
-// "PATH": Open error CODE (0xCODE)
+// "PATH": Open error CODE (0xCODE), with the reason in words after an errno that needs them.
 std::string open_error_line(const std::string& path, int code);
 std::string no_images_line(const std::string& path);
 

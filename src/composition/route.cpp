@@ -12,7 +12,7 @@
 #include "composition/sequence.h"
 #include "composition/state.h"
 #include "img/format.h"
-#include "io/exceptions.h"
+#include "io/failure.h"
 #include "lib/paths.h"
 #include "platform/files.h"
 #include "sources/wave.h"
@@ -47,11 +47,8 @@ bool open_wave(state& composition, track_info& record, const std::string& path, 
   std::shared_ptr<const sources::wave_context> sound;
   try {
     sound = sources::load_wave(path);
-  } catch (const io::exception& failure) {
-    composition.report_error(line(path, failure.what() + std::string(": ") + failure.message()));
-    return false;
-  } catch (const std::bad_alloc&) {
-    composition.report_error(line(path, "Not enough memory"));
+  } catch (const std::exception&) {
+    composition.report_error(io::failure_line(path));
     return false;
   }
   if (!sound || sound->sample_rate == 0) return false;
@@ -140,7 +137,7 @@ bool state::route_source(track_info& record, const std::string& path, bool singl
     if (single_image || !build_pattern(path, pattern)) return add_single_image(path, record, default_alpha, errors);
     return scan_sequence(pattern, path, record, default_alpha, errors);
   }
-  if (const int error = missing_error(path)) {
+  if (const int error = file_error(path)) {
     report_error(open_error_line(path, error));
     return false;
   }

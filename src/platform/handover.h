@@ -10,6 +10,8 @@
 
 namespace platform {
 
+class handover_server;
+
 // The path, without its extension, of the socket and the lock file that the instances on this display share: in
 // $XDG_RUNTIME_DIR, or without a usable one in a folder of its own, closed to others, under the temporary folder. Empty
 // without a display or such a folder.
@@ -17,6 +19,13 @@ std::string handover_address();
 
 // What the receiver does with one message: adds lines to the answer, and gives false when it does not carry it out.
 using carry_out_function = std::function<bool(const handover_message& message, std::string& answer)>;
+
+enum class handover_result {
+  carried_out,
+  refused,    // somebody is there who does not carry it out
+  nobody,     // is there
+  no_answer,  // somebody listens, and did not take the message within ten seconds
+};
 
 // One instance's end of the line. Main thread, with one thread of its own while it serves: that one reads messages and
 // writes answers, so that a peer that is slow, silent or talks nonsense never holds up the main thread.
@@ -27,10 +36,11 @@ class handover {
   handover(const handover&) = delete;
   handover& operator=(const handover&) = delete;
 
-  // Gives the message to the instance that serves and waits until it has been carried out; lines of the answer go to
-  // `show`. False when there is nobody, or nobody who takes it. With `claim` this instance is then the one that later
-  // senders find: they wait until it serves or ends, so that of several that start at once just one stays.
-  bool send(const handover_message& message, bool claim, const std::function<void(const answer_record&)>& show);
+  // Gives the message to the instance that serves and waits until it has been carried out, however long that takes;
+  // lines of the answer go to `show`. With `claim` and nobody there this instance is then the one that later senders
+  // find: they wait until it serves or ends, so that of several that start at once just one stays.
+  handover_result send(const handover_message& message, bool claim,
+                       const std::function<void(const answer_record&)>& show);
 
   // Starts to serve, or goes on trying with each poll() while another instance does. `wake` is called from another
   // thread when a message waits for poll().
@@ -42,8 +52,6 @@ class handover {
   void stop();
 
  private:
-  class server;
-
   bool claim();
   void try_to_serve();
 
@@ -51,7 +59,7 @@ class handover {
   std::unique_ptr<file_lock> lock_;  // held by the instance that owns the socket
   int socket_ = -1;                  // listening; owned
   std::function<void()> wake_;
-  std::unique_ptr<server> server_;
+  std::unique_ptr<handover_server> server_;
   long long next_try_ = 0;  // milliseconds of a steady clock
   bool wants_to_serve_ = false;
   bool polling_ = false;

@@ -82,7 +82,8 @@ parse_state answer_parser::take(std::string_view bytes, std::vector<answer_recor
     const auto kind = static_cast<answer_kind>(rest[0]);
     const bool last = kind == answer_kind::done || kind == answer_kind::refused;
     const std::size_t length = length_at(rest.substr(1));
-    if ((!last && kind != answer_kind::output && kind != answer_kind::error) || length > longest_handover) {
+    const bool known = last || kind == answer_kind::taken || kind == answer_kind::output || kind == answer_kind::error;
+    if (!known || length > longest_handover) {
       return state_ = parse_state::broken;
     }
     if (rest.size() < 1 + length_bytes + length) break;

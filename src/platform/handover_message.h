@@ -41,6 +41,7 @@ class handover_parser {
 };
 
 enum class answer_kind : char {
+  taken = 't',    // the message has arrived; what follows may take as long as the line takes
   output = 'o',   // a line for the standard output
   error = 'e',    // a line for the error stream
   done = 'd',     // the line was carried out; the last record

@@ -58,8 +58,7 @@ void place(eye& out, const ksn::state& composition, const prepared_layer& prepar
   layer.track = &track;
   layer.image = prepared.image.get();
   layer.opacity = prepared.opacity;
-  const math::point position{limited(std::rint(track.pos.x * view.zoom_x) + view.offset.x + out.target->width / 2),
-                             limited(std::rint(track.pos.y * view.zoom_y) + view.offset.y + out.target->height / 2)};
+  const math::point position = layer_centre(track, view, out.target->width, out.target->height);
   const layer_geometry scale = layer_scale(track, view.zoom_x, view.zoom_y, prepared.resolution);
   if (track.crop) {
     layer.crop = moved(zoomed(crop_rect(track), view), position);
@@ -199,6 +198,11 @@ void draw_strip(const eye& eye, const rectangle& strip, const background* below)
 }
 
 }  // namespace
+
+math::point layer_centre(const ksn::track_info& track, const frame_view& view, int width, int height) {
+  return {limited(std::rint(track.pos.x * view.zoom_x) + view.offset.x + width / 2),
+          limited(std::rint(track.pos.y * view.zoom_y) + view.offset.y + height / 2)};
+}
 
 void render_stereo_pair(img::image* left, img::image* right, const ksn::state& composition,
                         const std::vector<prepared_layer>& layers, const frame_view& view, const background* below) {

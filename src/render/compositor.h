@@ -38,6 +38,9 @@ struct prepared_layer {
   std::shared_ptr<const img::transfer> correction;
 };
 
+// The centre of a layer in a picture of `width` by `height` pixels.
+math::point layer_centre(const ksn::track_info& track, const frame_view& view, int width, int height);
+
 // Which layers take part in a frame: the visible ones and, through the chains of alpha sources, those that they need.
 std::vector<bool> layers_taking_part(const ksn::state& composition);
 

@@ -5,7 +5,9 @@
 #include "render/alpha_source.h"
 #include "render/channels.h"
 #include "render/compositor.h"
+#include "render/failures.h"
 #include "render/image_pool.h"
+#include "render/overlays.h"
 #include "render/plane_kernels.h"
 #include "render/stereo.h"
 
@@ -74,6 +76,17 @@ void draw_checker(img::image& image, math::point origin) {
       }
     }
   });
+}
+
+// Tells a frame that failed apart from a black one.
+constexpr lib::color failure_color{255, 224, 48, 48};
+
+void outline_failures(img::image& picture, const pipeline& pipeline, const ksn::state& composition,
+                      const frame_view& view, double time) {
+  for (const layer_failure& failure : failed_layers(pipeline, composition, time)) {
+    draw_outline(picture, picture_place(composition.track_at(failure.index), view), failure_color,
+                 {0, 0, picture.width, picture.height});
+  }
 }
 
 }  // namespace
@@ -154,6 +167,7 @@ void render_frame(pipeline& pipeline, const ksn::state& composition, img::image&
   if (view.for_display) {
     if (composition.back_color == ksn::back_color_type::transparent) draw_checker(*picture, view.view_origin);
     if (composition.view != ksn::view_type::rgb) select_channels(*picture, composition.view);
+    outline_failures(*picture, pipeline, composition, view, time);
   }
   picture->frame = static_cast<int>(std::trunc(time));
   picture->timecode = img::timecode_of_frame(picture->frame, composition.fpcs);

@@ -31,7 +31,7 @@ struct layer_state {
   recipe made_from;                  // of `picture`
   std::uint32_t last_stat_time = 0;  // milliseconds
   int render_count = 0;
-  std::map<int, std::string> failures;  // the line reported for each source frame that failed
+  std::map<int, std::string> failures;  // the line of each source frame that failed
 
   img::transfer transfer;
   std::shared_ptr<const img::transfer> row_correction;  // of an adjustment layer, after prepare_rows()

@@ -5,7 +5,7 @@
 
 #include "cache/track_frame.h"
 #include "img/sampling.h"
-#include "io/exceptions.h"
+#include "io/failure.h"
 #include "platform/files.h"
 #include "render/image_pool.h"
 #include "render/layer_state.h"
@@ -215,7 +215,7 @@ img::const_image_ptr pipeline::guarded(layer_state& state, const ksn::track_info
                                        const std::function<img::const_image_ptr()>& attempt) {
   const auto name = [&] {
     const std::string path = track.frame_path(source_frame);
-    return '"' + (!path.empty() ? path : !track.path.empty() ? track.path : track.name) + "\": ";
+    return !path.empty() ? path : !track.path.empty() ? track.path : track.name;
   };
   for (int attempts = 1;; ++attempts) {
     try {
@@ -223,7 +223,7 @@ img::const_image_ptr pipeline::guarded(layer_state& state, const ksn::track_info
       if (image) {
         state.failures.erase(source_frame);
       } else if (track.is_decoded()) {
-        report(state, source_frame, name() + "The frame can't be read");
+        report(state, source_frame, '"' + name() + "\": The frame can't be read");
       }
       return image;
     } catch (const std::bad_alloc&) {
@@ -232,11 +232,9 @@ img::const_image_ptr pipeline::guarded(layer_state& state, const ksn::track_info
         cache_.evict_oldest();
         continue;
       }
-      report(state, source_frame, name() + "Not enough memory");
-    } catch (const io::exception& failure) {
-      report(state, source_frame, '"' + failure.source() + "\": " + failure.what() + ": " + failure.message());
-    } catch (const std::exception& failure) {
-      report(state, source_frame, name() + failure.what());
+      report(state, source_frame, io::failure_line(name()));
+    } catch (const std::exception&) {
+      report(state, source_frame, io::failure_line(name()));
     }
     return nullptr;
   }
@@ -246,7 +244,7 @@ void pipeline::report(layer_state& state, int source_frame, std::string line) {
   std::string& reported = state.failures[source_frame];
   if (reported == line) return;
   reported = std::move(line);
-  if (options_.report_error) options_.report_error(reported);
+  if (options_.report_error && silent_ == 0) options_.report_error(reported);
 }
 
 void pipeline::forget_layer(int layer_id) {
@@ -262,9 +260,11 @@ int pipeline::render_count(int layer_id) const {
   return found == layers_.end() ? 0 : found->second->render_count;
 }
 
-bool pipeline::frame_failed(int layer_id, int source_frame) const {
-  const auto found = layers_.find(layer_id);
-  return found != layers_.end() && found->second->failures.count(source_frame) != 0;
+const std::string* pipeline::failure_of(int layer_id, int source_frame) const {
+  const auto layer = layers_.find(layer_id);
+  if (layer == layers_.end()) return nullptr;
+  const auto failure = layer->second->failures.find(source_frame);
+  return failure == layer->second->failures.end() ? nullptr : &failure->second;
 }
 
 img::timecode layer_timecode(pipeline& pipeline, const ksn::state& composition, const ksn::track_info& track) {

@@ -25,7 +25,8 @@ struct layer_geometry {
 
 struct pipeline_options {
   bool use_cache = true;  // false reads every frame anew and keeps nothing
-  // One error line without line feed for a frame that can't be had; each failing frame is reported once.
+  // One error line without line feed for a frame that can't be had. A frame that goes on failing with the same line is
+  // reported once; who needs the reason again asks failure_of().
   std::function<void(const std::string& line)> report_error;
   // Milliseconds of a steady clock; tests move it by hand.
   std::function<std::uint32_t()> milliseconds;
@@ -58,8 +59,20 @@ class pipeline {
   void forget_all();
   // Incremented at each rebuild of the layer's picture; the display uses it to notice change.
   int render_count(int layer_id) const;
-  // Whether the last fetch of this source frame failed. The next fetch tries it again.
-  bool frame_failed(int layer_id, int source_frame) const;
+  // The line of a source frame whose last fetch failed, null for one that did not. The next fetch tries it again.
+  const std::string* failure_of(int layer_id, int source_frame) const;
+
+  // While one lives, failures are noted and not reported: for work that tells of them itself, each time anew.
+  class silence {
+   public:
+    explicit silence(pipeline& pipeline) : pipeline_(pipeline) { ++pipeline_.silent_; }
+    ~silence() { --pipeline_.silent_; }
+    silence(const silence&) = delete;
+    silence& operator=(const silence&) = delete;
+
+   private:
+    pipeline& pipeline_;
+  };
 
   cache::frame_cache& frame_cache() { return cache_; }
 
@@ -79,6 +92,7 @@ class pipeline {
   cache::frame_cache& cache_;
   pipeline_options options_;
   std::unordered_map<int, std::unique_ptr<layer_state>> layers_;
+  int silent_ = 0;
 };
 
 // What the layer's picture at the current time says of itself; the null value for sources that are not recorded ones.

@@ -10,14 +10,17 @@ namespace save {
 void register_save_actions(command::engine& engine, render::pipeline& pipeline, surroundings surroundings) {
   const auto around = std::make_shared<const save::surroundings>(std::move(surroundings));
   const auto options = std::make_shared<img::save_options>();
+  const auto incomplete = std::make_shared<bool>(false);
   auto& table = engine.value_action_table;
 
-  auto bind = [&, around, options](const char* name, auto run) {
-    table[name].execute = [&engine, &pipeline, around, options, run](const std::string& value) {
+  auto bind = [&, around, options, incomplete](const char* name, auto run) {
+    table[name].execute = [&engine, &pipeline, around, options, incomplete, run](const std::string& value) {
       context context{engine.composition(),
                       pipeline,
                       *options,
                       around->shown_time ? around->shown_time() : engine.composition().tm_t,
+                      engine.failed_inputs,
+                      *incomplete,
                       [&engine](const std::string& line) { engine.report(line); },
                       around->show_progress,
                       around->cancelled,
@@ -39,6 +42,11 @@ void register_save_actions(command::engine& engine, render::pipeline& pipeline, 
     }
     return save_screen_as(context, path, width, height);
   });
+  table["save_incomplete"].execute = [incomplete](const std::string& value) {
+    if (value != "0" && value != "1") return false;
+    *incomplete = value == "1";
+    return true;
+  };
   table["save_options"].execute = [options](const std::string& value) { return parse_save_options(value, *options); };
 }
 

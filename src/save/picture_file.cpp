@@ -2,11 +2,11 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <new>
+#include <exception>
 
 #include "command/messages.h"
 #include "io/exceptions.h"
+#include "io/failure.h"
 #include "io/part_file.h"
 #include "lib/paths.h"
 #include "platform/files.h"
@@ -24,17 +24,7 @@ bool is_movie(const std::string& extension) {
 std::string create_error(const std::string& path, int number) {
   char text[64];
   std::snprintf(text, sizeof text, "Create error %d (0x%08X)", number, static_cast<unsigned>(number));
-  return command::about(path, text);
-}
-
-// The fixed texts of streams say which call failed; the reason behind them says what to do.
-std::string file_error_line(const std::string& path, const io::file_error& failure) {
-  std::string text = failure.message();
-  if (failure.error_number() != 0) {
-    const char* reason = std::strerror(failure.error_number());
-    if (text != reason) text += std::string(": ") + reason;
-  }
-  return command::about(path, failure.what(), text);
+  return command::about(path, text, io::reason(number, path));
 }
 
 void write(const picture& picture, const std::string& path, const img::format& format,
@@ -69,15 +59,10 @@ std::string write_picture(const picture& picture, const std::string& path, const
     write(picture, path, format, options);
     return {};
   } catch (const io::open_error& failure) {
-    return failure.error_number() ? create_error(path, failure.error_number()) : file_error_line(path, failure);
-  } catch (const io::file_error& failure) {
-    return file_error_line(path, failure);
-  } catch (const io::exception& failure) {
-    return command::about(path, failure.what(), failure.message());
-  } catch (const std::bad_alloc&) {
-    return command::about(path, "Out of memory");
-  } catch (const std::exception& failure) {
-    return command::about(path, failure.what());
+    return failure.error_number() ? create_error(path, failure.error_number())
+                                  : command::about(path, io::failure_text());
+  } catch (const std::exception&) {
+    return command::about(path, io::failure_text("Out of memory"));
   }
 }
 

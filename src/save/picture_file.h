@@ -9,10 +9,12 @@
 
 namespace save {
 
-// What goes into a file: bytes, or floats where those are set. Neither set: there is no picture.
+// What goes into a file: bytes, or floats where those are set. Neither set: there is no picture, and `failure` says why
+// where that is known.
 struct picture {
   img::const_image_ptr bytes;
   std::shared_ptr<const img::float_image> floats;
+  std::string failure;
   explicit operator bool() const { return bytes || floats; }
 };
 

@@ -1,11 +1,12 @@
 #include "save/save.h"
 
-#include <new>
+#include <exception>
 
 #include "command/messages.h"
 #include "img/transfer.h"
-#include "io/exceptions.h"
+#include "io/failure.h"
 #include "lib/paths.h"
+#include "render/failures.h"
 #include "render/image_pool.h"
 #include "save/picture_file.h"
 #include "save/screen.h"
@@ -14,12 +15,23 @@
 namespace save {
 namespace {
 
-// The target of a save, or its error line.
+// Whether a save may begin: its target and all that the line asked for are there. Otherwise its error line is written.
 bool open_target(context& context, const std::string& path, target& target) {
   std::string line;
-  if (find_target(path, target, line)) return true;
-  context.report_error(line);
+  if (!find_target(path, target, line)) {
+    context.report_error(line);
+    return false;
+  }
+  if (context.failed_inputs.empty() || context.incomplete) return true;
+  context.report_error(command::about(target.path, "Not saved, because an input could not be opened",
+                                      '"' + context.failed_inputs.front() + "\" (--save_incomplete=1 saves without)"));
   return false;
+}
+
+std::string text_of(const std::vector<render::layer_failure>& failures) {
+  std::string text;
+  for (const render::layer_failure& failure : failures) text += (text.empty() ? "" : "; ") + failure.line;
+  return text;
 }
 
 // Whether a layer's file can hold its floats: the format takes them, and nothing in the layer's way works on bytes.
@@ -43,14 +55,18 @@ class layer_source {
       const double position = track.source_position(time);
       const img::const_image_ptr native =
           position < 0.0 ? nullptr : context_.pipeline.native_frame(track, static_cast<int>(position));
-      if (!native) return {};
+      if (!native) return {nullptr, nullptr, failure_at(time)};
       if (native->depth[0] != 8) {
         const auto floats = std::make_shared<img::float_image>();
         correction_.convert_float(*floats, *native, true);
-        return {nullptr, floats};
+        return {nullptr, floats, {}};
       }
     }
-    return {render::prepare_layer_picture(context_.pipeline, context_.composition, index_, time), nullptr};
+    const img::const_image_ptr image =
+        render::prepare_layer_picture(context_.pipeline, context_.composition, index_, time);
+    std::string failure = failure_at(time);
+    if (!image || (!failure.empty() && !context_.incomplete)) return {nullptr, nullptr, std::move(failure)};
+    return {image, nullptr, {}};
   }
 
   std::vector<wanted_frame> sources(double time) const {
@@ -63,19 +79,29 @@ class layer_source {
   }
 
  private:
+  std::string failure_at(double time) const {
+    return text_of(render::failed_layers_of(context_.pipeline, context_.composition, index_, time));
+  }
+
   context& context_;
   int index_;
   bool floats_;
   img::transfer correction_;
 };
 
-picture composite_at(context& context, double time) {
+picture composite_at(context& context, const render::frame_view& view, double time) {
   const img::image_ptr image = render::pooled_image();
-  render::frame_view view;
-  view.width = context.composition.mask_size.x;
-  view.height = context.composition.mask_size.y;
   render::render_frame(context.pipeline, context.composition, *image, view, time);
-  return {image, nullptr};
+  std::string failure = text_of(render::failed_layers(context.pipeline, context.composition, time));
+  if (!failure.empty() && !context.incomplete) return {nullptr, nullptr, std::move(failure)};
+  return {image, nullptr, {}};
+}
+
+render::frame_view mask_view(const ksn::state& composition) {
+  render::frame_view view;
+  view.width = composition.mask_size.x;
+  view.height = composition.mask_size.y;
+  return view;
 }
 
 std::vector<wanted_frame> sources_of_composite(const ksn::state& composition, double time) {
@@ -90,22 +116,21 @@ std::vector<wanted_frame> sources_of_composite(const ksn::state& composition, do
   return list;
 }
 
-// Runs what makes pictures under the rule for memory that runs out.
+// Runs what makes and writes pictures. What fails on the way is told with what is saved, and not beside it.
 template <class Work>
 bool guarded(context& context, const target& target, const Work& work) {
+  const render::pipeline::silence silence(context.pipeline);
   try {
     return work();
-  } catch (const std::bad_alloc&) {
-    context.report_error(command::about(target.path, "Out of memory"));
-  } catch (const io::exception& failure) {
-    context.report_error(command::about(target.path, failure.what(), failure.message()));
+  } catch (const std::exception&) {
+    context.report_error(io::failure_line(target.path, "Out of memory"));
   }
   return false;
 }
 
 bool save_one(context& context, const target& target, const picture& picture) {
   if (!picture) {
-    context.report_error(command::about(target.path, missing_frame_text(context.composition)));
+    context.report_error(missing_frame_line(context.composition, target.path, picture));
     return false;
   }
   const std::string line = write_picture(picture, target.path, *target.format, context.options);
@@ -147,7 +172,9 @@ bool save_layer_as(context& context, const std::string& path) {
 bool save_mask_as_image(context& context, const std::string& path) {
   target target;
   if (!open_target(context, path, target)) return false;
-  return guarded(context, target, [&] { return save_one(context, target, composite_at(context, context.time)); });
+  return guarded(context, target, [&] {
+    return save_one(context, target, composite_at(context, mask_view(context.composition), context.time));
+  });
 }
 
 bool save_mask_as_sequence(context& context, const std::string& path) {
@@ -155,7 +182,7 @@ bool save_mask_as_sequence(context& context, const std::string& path) {
   if (!open_target(context, path, target)) return false;
   return guarded(context, target, [&] {
     return save_walk(context, target,
-                     {[&](int frame) { return composite_at(context, frame); },
+                     {[&](int frame) { return composite_at(context, mask_view(context.composition), frame); },
                       [&](int frame) { return sources_of_composite(context.composition, frame); }});
   });
 }
@@ -164,10 +191,8 @@ bool save_screen_as(context& context, const std::string& path, int client_width,
   target target;
   if (!open_target(context, path, target)) return false;
   return guarded(context, target, [&] {
-    const img::image_ptr image = render::pooled_image();
-    render::render_frame(context.pipeline, context.composition, *image,
-                         screen_view(context.composition, client_width, client_height), context.time);
-    return save_one(context, target, {image, nullptr});
+    const render::frame_view view = screen_view(context.composition, client_width, client_height);
+    return save_one(context, target, composite_at(context, view, context.time));
   });
 }
 

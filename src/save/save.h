@@ -4,6 +4,7 @@
 #include <atomic>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "composition/state.h"
 #include "img/format.h"
@@ -25,13 +26,19 @@ struct context {
   render::pipeline& pipeline;
   img::save_options options;
   double time;  // in timeline frames: of what is saved as one picture
+  // Inputs that the command line asked for and did not get.
+  std::vector<std::string> failed_inputs;
+  // Saves all the same: without those inputs, and composites without the layers that failed.
+  bool incomplete = false;
   std::function<void(const std::string& line)> report_error;
   std::function<void(const progress&)> show_progress;
   std::function<bool()> cancelled;
   std::function<void(const std::string& path)> after_save;  // once for each save that wrote something
 };
 
-// Each writes NAME.part and renames it when whole, makes missing parent folders and returns whether all was written.
+// Each writes NAME.part and renames it when whole, makes missing parent folders and returns whether all was written. A
+// frame of which a layer failed is not written but one line, which names the output, the sources and the reasons; the
+// others are. Nothing is written when an input of the line could not be opened. `incomplete` lifts both.
 bool save_frame_as(context& context, const std::string& path);
 bool save_layer_as(context& context, const std::string& path);
 bool save_mask_as_image(context& context, const std::string& path);

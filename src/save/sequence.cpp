@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
+#include <new>
 
 #include "command/messages.h"
+#include "img/plane.h"
 #include "lib/parallel.h"
+#include "render/image_pool.h"
 #include "save/workers.h"
 #include "save/write_behind.h"
 
@@ -66,7 +69,7 @@ class sequence_save {
         writes_.add(std::move(picture), name_of(frame), *target_.format, context_.options, workers_);
       } else {
         collect(0);
-        if (!failed_) report_missing(frame);
+        if (!failed_) report_missing(frame, picture);
       }
     }
   }
@@ -99,9 +102,24 @@ class sequence_save {
   save::picture make(int frame, double waited) {
     const lib::single_thread_scope alone(waited > made_ / 10);
     const stopwatch making;
-    save::picture picture = walk_.make(frame);
+    save::picture picture = make_with_memory(frame);
     made_ = making.read();
     return picture;
+  }
+
+  save::picture make_with_memory(int frame) {
+    try {
+      return walk_.make(frame);
+    } catch (const std::bad_alloc&) {
+      collect(0);
+      render::release_pooled_images();
+      img::release_spare_planes();
+    }
+    try {
+      return walk_.make(frame);
+    } catch (const std::bad_alloc&) {
+      return {nullptr, nullptr, "Out of memory"};
+    }
   }
 
   // Takes results until at most `left` are to come.
@@ -119,8 +137,8 @@ class sequence_save {
     }
   }
 
-  void report_missing(int frame) {
-    context_.report_error(command::about(name_of(frame), missing_frame_text(context_.composition)));
+  void report_missing(int frame, const save::picture& missing) {
+    context_.report_error(missing_frame_line(context_.composition, name_of(frame), missing));
     ++missing_;
     show_progress();
   }
@@ -155,10 +173,11 @@ class sequence_save {
 
 }  // namespace
 
-std::string missing_frame_text(const ksn::state& composition) {
+std::string missing_frame_line(const ksn::state& composition, const std::string& path, const picture& missing) {
   constexpr const char* key = "save_layer_as.missing_frame";
-  const std::string text = composition.catalogue_text(key);
-  return text == key ? "The frame is missing" : text;
+  std::string text = composition.catalogue_text(key);
+  if (text == key) text = "The frame is missing";
+  return missing.failure.empty() ? command::about(path, text) : command::about(path, text, missing.failure);
 }
 
 bool save_walk(context& context, const target& target, const walk& walk) {

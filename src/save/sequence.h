@@ -10,11 +10,12 @@
 
 namespace save {
 
-// The catalogue's text for a frame that can't be had.
-std::string missing_frame_text(const ksn::state& composition);
+// The error line of a frame that can't be had: what was to be written, and why it is not.
+std::string missing_frame_line(const ksn::state& composition, const std::string& path, const picture& missing);
 
 struct walk {
-  // The picture of a timeline frame, made on the main thread; none for a frame that can't be had.
+  // The picture of a timeline frame, made on the main thread; none for a frame that can't be had. Memory that runs out
+  // makes it one of those, after another try with nothing else under way.
   std::function<picture(int frame)> make;
   // The source frames that it needs.
   std::function<std::vector<wanted_frame>(int frame)> sources;

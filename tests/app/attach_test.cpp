@@ -46,7 +46,7 @@ struct receiver {
     return while_polling(attach, [&] {
       ksn::state other;
       command::engine none(other);
-      return app::attach(none, folder / "line").hand_over(args);
+      return app::attach(none, folder / "line").hand_over(args).has_value();
     });
   }
 };
@@ -89,7 +89,7 @@ TEST(attach, relative_paths_mean_the_senders_folder) {
   const auto send = [&](const std::string& folder) {
     return while_polling(r.attach, [&] {
       return line.send({folder, {"kestrin", "--attach", "shot.tga", "/abs/b.tga"}}, false,
-                       [](const platform::answer_record&) {});
+                       [](const platform::answer_record&) {}) == platform::handover_result::carried_out;
     });
   };
   EXPECT_TRUE(send(elsewhere.path()));
@@ -108,7 +108,7 @@ TEST(attach, not_while_a_command_runs) {
     polled = true;
   };
   platform::handover line(r.folder / "line");
-  std::future<bool> sender = std::async(std::launch::async, [&] {
+  auto sender = std::async(std::launch::async, [&] {
     return line.send({"", {"kestrin", "--attach", "a.tga"}}, false, [](const platform::answer_record&) {});
   });
   ASSERT_TRUE(support::wait_until([&] { return r.woken > 0; }));

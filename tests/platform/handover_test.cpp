@@ -82,6 +82,7 @@ TEST(handover_message, lies) {
       {"another protocol", "GET / HTTP/1.1\r\n\r\n", parse_state::broken},
       {"half", good.substr(0, 15), parse_state::incomplete},
       {"a byte too many", good + "x", parse_state::broken},
+      {"an argument after the last", good + std::string(4, '\0'), parse_state::broken},
       {"a length of 4 GB", with(11, 0xFF), parse_state::broken},
       {"a length of 17 MB", with(11, 1) + std::string(5, 'x'), parse_state::broken},
       {"the whole is longer than its texts", with(8, 11) + "x", parse_state::broken},
@@ -103,6 +104,11 @@ TEST(handover_message, lies) {
 }
 
 void no_lines(const answer_record&) {}
+
+bool sent(handover& line, const handover_message& message, bool claim,
+          const std::function<void(const answer_record&)>& show) {
+  return line.send(message, claim, show) == platform::handover_result::carried_out;
+}
 
 // An instance that serves in a thread of its own until the end of the test.
 class instance {
@@ -157,19 +163,19 @@ TEST(handover, one_line_and_its_answer) {
   instance first(folder / "line");
   handover second(folder / "line");
   std::string shown;
-  EXPECT_TRUE(second.send(sample, true, [&](const answer_record& record) { shown += record.text; }));
+  EXPECT_TRUE(sent(second, sample, true, [&](const answer_record& record) { shown += record.text; }));
   EXPECT_EQ(shown, "--attach");
   handover_message megabyte{"/", {"kestrin", std::string(1 << 20, 'x'), "behind"}};
-  EXPECT_TRUE(second.send(megabyte, true, [&](const answer_record& record) { shown = record.text; }));
+  EXPECT_TRUE(sent(second, megabyte, true, [&](const answer_record& record) { shown = record.text; }));
   EXPECT_EQ(shown.size(), std::size_t{1} << 20);
-  EXPECT_FALSE(second.send({"/refused", {"kestrin"}}, false, no_lines));
+  EXPECT_FALSE(sent(second, {"/refused", {"kestrin"}}, false, no_lines));
   handover_message absurd{"/", {std::string(20 << 20, 'x')}};
-  EXPECT_FALSE(second.send(absurd, false, no_lines)) << "longer than any command line";
+  EXPECT_FALSE(sent(second, absurd, false, no_lines)) << "longer than any command line";
   first.end();
   ASSERT_EQ(first.received.size(), 3u);
   EXPECT_EQ(first.received[0], sample);
   EXPECT_EQ(first.received[1], megabyte);
-  EXPECT_FALSE(second.send(sample, false, no_lines)) << "nobody is there any more";
+  EXPECT_FALSE(sent(second, sample, false, no_lines)) << "nobody is there any more";
 }
 
 TEST(handover, nonsense_on_the_socket_does_no_harm) {
@@ -192,12 +198,12 @@ TEST(handover, nonsense_on_the_socket_does_no_harm) {
     }
   }
   handover second(folder / "line");
-  EXPECT_TRUE(second.send(sample, false, no_lines)) << "the silent ones still hold their connections";
+  EXPECT_TRUE(sent(second, sample, false, no_lines)) << "the silent ones still hold their connections";
   // One that sends its line and does not wait for the answer.
   const int hasty = raw_connection(folder / "line");
   ASSERT_EQ(::send(hasty, good.data(), good.size(), MSG_NOSIGNAL), static_cast<ssize_t>(good.size()));
   close(hasty);
-  EXPECT_TRUE(second.send(sample, false, no_lines));
+  EXPECT_TRUE(sent(second, sample, false, no_lines));
   for (const int socket : open) close(socket);
   first.end();
   EXPECT_EQ(first.received.size(), 3u);
@@ -209,17 +215,17 @@ TEST(handover, a_socket_left_by_a_crash_is_no_obstacle) {
   const pid_t crashed = fork();
   if (crashed == 0) {
     handover line(address);
-    line.send(sample, true, no_lines);
+    sent(line, sample, true, no_lines);
     _exit(0);  // nothing is cleaned up
   }
   waitpid(crashed, nullptr, 0);
   struct stat info {};
   ASSERT_EQ(stat((address + ".socket").c_str(), &info), 0) << "the dead socket is there";
   handover second(address);
-  EXPECT_FALSE(second.send(sample, false, no_lines));
+  EXPECT_FALSE(sent(second, sample, false, no_lines));
   instance first(address);
   EXPECT_TRUE(first.serves_at_once);
-  EXPECT_TRUE(second.send(sample, false, no_lines));
+  EXPECT_TRUE(sent(second, sample, false, no_lines));
 }
 
 TEST(handover, of_several_first_ones_one_stays) {
@@ -236,7 +242,7 @@ TEST(handover, of_several_first_ones_one_stays) {
       char byte;
       [[maybe_unused]] const ssize_t count = read(start[0], &byte, 1);
       handover line(folder / "line");
-      if (line.send({"/", {"kestrin", std::to_string(i)}}, true, no_lines)) _exit(100);
+      if (sent(line, {"/", {"kestrin", std::to_string(i)}}, true, no_lines)) _exit(100);
       int received = 0;
       // Starting takes a while; the others wait for it.
       usleep(100000);
@@ -267,10 +273,10 @@ TEST(handover, of_several_first_ones_one_stays) {
 TEST(handover, who_waits_is_not_forgotten_when_the_first_ends) {
   const support::temp_folder folder;
   auto first = std::make_unique<handover>(folder / "line");
-  ASSERT_FALSE(first->send(sample, true, no_lines)) << "it has the line now, and never comes to serve";
+  ASSERT_FALSE(sent(*first, sample, true, no_lines)) << "it has the line now, and never comes to serve";
   std::future<bool> waiting = std::async(std::launch::async, [&] {
     handover second(folder / "line");
-    return second.send(sample, false, no_lines);
+    return sent(second, sample, false, no_lines);
   });
   usleep(50000);
   first.reset();
@@ -283,7 +289,7 @@ TEST(handover, who_waits_is_not_forgotten_when_the_first_ends) {
   EXPECT_FALSE(other.serves_at_once);
   owner.end();
   handover third(folder / "line");
-  EXPECT_TRUE(support::wait_until([&] { return third.send(sample, false, no_lines); }));
+  EXPECT_TRUE(support::wait_until([&] { return sent(third, sample, false, no_lines); }));
 }
 
 TEST(handover, the_last_answer_is_told) {
@@ -293,7 +299,7 @@ TEST(handover, the_last_answer_is_told) {
   line.serve([&] { woken = true; });
   std::future<bool> sender = std::async(std::launch::async, [&] {
     handover second(folder / "line");
-    return second.send(sample, false, no_lines);
+    return sent(second, sample, false, no_lines);
   });
   while (!woken) usleep(1000);
   line.poll([](const handover_message&, std::string&) { return true; });

@@ -188,27 +188,71 @@ TEST_F(studio, missing_frames_are_reported_in_order_and_left_out) {
   open_sequence({10, -1, 30, -1, 50});
   const std::string source = "\"" + (folder / "a.100");
   const std::string target = "\"" + out("c_000");
-  EXPECT_EQ(
-      run({"--save_layer_as=" + out("c.tga")}),
-      (text_list{source + "2.tga\": io::eof_error: Unexpected end of file", target + "1.tga\": The frame is missing",
-                 source + "4.tga\": io::eof_error: Unexpected end of file", target + "3.tga\": The frame is missing"}));
+  const std::string reason = ".tga\": io::eof_error: Unexpected end of file";
+  const auto missing = [&](const char* to, const char* from) {
+    return target + to + ".tga\": The frame is missing: " + source + from + reason;
+  };
+  // Told again by every save.
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(run({"--save_layer_as=" + out("c.tga")}), (text_list{missing("1", "2"), missing("3", "4")}));
+  }
   EXPECT_EQ(files_of(folder / "out"), (text_list{"c_0000.tga", "c_0002.tga", "c_0004.tga"}));
   EXPECT_EQ(shown.back().done, 5);
   composition.hooks.text = [](std::string_view key) { return "<" + std::string(key) + ">"; };
   EXPECT_EQ(run({"--save_layer_as=" + out("d.tga")})[0],
-            "\"" + out("d_0001.tga") + "\": <save_layer_as.missing_frame>");
+            "\"" + out("d_0001.tga") + "\": <save_layer_as.missing_frame>: " + source + "2" + reason);
 }
 
-TEST_F(studio, a_composite_goes_on_without_the_layer_that_is_broken) {
+TEST_F(studio, a_composite_of_a_broken_layer_is_written_only_when_asked_for) {
   open_sequence({10, 20, 30});
   sequence("b", {40, -1, 60});
   img::save(support::picture("BGR", 2, 2), folder / "still.tga", nullptr, {});  // small, in the middle of all frames
-  EXPECT_EQ(run({folder / "b.1001.tga", folder / "still.tga", "--length=3", "--save_mask_as_sequence=" + out("c.tga")}),
-            text_list{"\"" + (folder / "b.1002.tga") + "\": io::eof_error: Unexpected end of file"});
+  run({folder / "b.1001.tga", folder / "still.tga", "--length=3", "--layer_select_down"});
+  const std::string line = "\"" + out("c_0001.tga") + "\": The frame is missing: \"" + (folder / "b.1002.tga") +
+                           "\": io::eof_error: Unexpected end of file";
+  EXPECT_EQ(run({"--save_mask_as_sequence=" + out("c.tga")}), text_list{line});
+  EXPECT_EQ(files_of(folder / "out"), (text_list{"c_0000.tga", "c_0002.tga"}));
+  // A layer that only gives its alpha counts, one that is hidden does not.
+  EXPECT_EQ(run({"--layer_toggle_visible", "--1:alpha_source=2", "--set_time=1", "--save_mask_as_image=" + out("c_0001.tga")}),
+            text_list{line});
+  EXPECT_FALSE(std::filesystem::exists(out("c_0001.tga")));
+  EXPECT_EQ(run({"--1:alpha_source=none", "--save_mask_as_image=" + out("hidden.tga")}), text_list());
+  EXPECT_EQ(run({"--layer_toggle_visible", "--save_incomplete=1", "--save_mask_as_sequence=" + out("c.tga")}), text_list());
   EXPECT_EQ(level_of(out("c_0000.tga")), 40);
   EXPECT_EQ(level_of(out("c_0001.tga")), 20);
   EXPECT_EQ(level_of(out("c_0002.tga")), 60);
   for (int i = 0; i < 3; ++i) EXPECT_EQ(loaded(out("c_000" + std::to_string(i) + ".tga")).row(0, 4)[8], 0) << i;
+  EXPECT_EQ(run({"--save_incomplete=2"}), text_list{"\"--save_incomplete=2\": Invalid option"});
+}
+
+TEST_F(studio, nothing_is_saved_without_an_input_of_the_line) {
+  open_sequence({10});
+  const std::string none = folder / "none.tga";
+  const std::string open_line = "\"" + none + "\": Open error 2 (0x00000002)";
+  const std::string save_line = "\"" + out("c.tga") + "\": Not saved, because an input could not be opened: \"" + none +
+                                "\" (--save_incomplete=1 saves without)";
+  const std::string save = "--save_mask_as_image=" + out("c.tga");
+  const struct {
+    text_list arguments, lines;
+    bool written;
+  } rows[] = {
+      {{none, save}, {open_line, save_line}, false},
+      {{"--add_layer=" + none, save}, {open_line, save_line}, false},
+      {{"--layer_replace_with=" + none, save}, {open_line, save_line}, false},
+      {{none, "--save_layer_as=" + out("c.tga")}, {open_line, save_line}, false},
+      {{"--save_incomplete=1", none, save, "--save_incomplete=0"}, {open_line}, true},
+      // What the document was to hold is another matter after that.
+      {{none, "--layer_delete_all", save}, {open_line}, true},
+      {{none, "--new_composition", save}, {open_line}, true},
+      // And so is what another line asked for.
+      {{none}, {open_line}, false},
+      {{save}, {}, true},
+  };
+  for (const auto& r : rows) {
+    std::filesystem::remove(out("c.tga"));
+    EXPECT_EQ(run(r.arguments), r.lines) << r.arguments[0];
+    EXPECT_EQ(std::filesystem::exists(out("c.tga")), r.written) << r.arguments[0];
+  }
 }
 
 TEST_F(studio, targets_that_can_not_be_written) {
@@ -226,11 +270,11 @@ TEST_F(studio, targets_that_can_not_be_written) {
       {"save_mask_as_image", "out/c", "out/c", "Invalid file type"},
       {"save_mask_as_sequence", "out/c.mov", "out/c.mov", "Not available"},
       {"save_frame_as", "c.psd", "c.psd", "io::invalid_format: PSD files are not supported by this build"},
-      {"save_mask_as_image", "out/folder.tga", "out/folder.tga", "Create error 21 (0x00000015)"},
-      {"save_mask_as_image", "out/c.tga", "out/c.tga", "Create error 21 (0x00000015)"},
-      {"save_mask_as_image", below_file, "file/sub", "Create error 20 (0x00000014)"},
-      {"save_mask_as_sequence", below_file, "file/sub", "Create error 20 (0x00000014)"},
-      {"save_layer_as", below_file, "file/sub", "Create error 20 (0x00000014)"},
+      {"save_mask_as_image", "out/folder.tga", "out/folder.tga", "Create error 21 (0x00000015): It is a folder"},
+      {"save_mask_as_image", "out/c.tga", "out/c.tga", "Create error 21 (0x00000015): It is a folder"},
+      {"save_mask_as_image", below_file, "file/sub", "Create error 20 (0x00000014): Not a directory"},
+      {"save_mask_as_sequence", below_file, "file/sub", "Create error 20 (0x00000014): Not a directory"},
+      {"save_layer_as", below_file, "file/sub", "Create error 20 (0x00000014): Not a directory"},
   };
   for (const auto& r : rows) {
     EXPECT_EQ(run({std::string("--") + r.command + "=" + (folder / r.path)}),
@@ -274,16 +318,20 @@ TEST_F(studio, cancelling_keeps_what_is_written) {
 TEST_F(studio, memory_that_runs_out_keeps_what_is_made) {
   open_sequence({10, 20, 30, 40});
   const auto note = [this](const std::string& path) { saved.push_back(path); };
-  save::context context{composition, pipeline, {}, 0.0, nullptr, nullptr, nullptr, note};
-  const auto make = [](int frame) -> save::picture {
-    if (frame == 3) throw std::bad_alloc();
-    return {std::make_shared<img::image>(support::picture("BGR", 2, 2, {frame})), nullptr};
+  const auto report = [this](const std::string& line) { lines.push_back(line); };
+  save::context context{composition, pipeline, {}, 0.0, {}, false, report, nullptr, nullptr, note};
+  // Frame 1 finds memory when nothing else is under way, frame 2 never.
+  int tries = 0;
+  const auto make = [&](int frame) -> save::picture {
+    if (frame == 2 || (frame == 1 && tries++ == 0)) throw std::bad_alloc();
+    return {std::make_shared<img::image>(support::picture("BGR", 2, 2, {frame})), nullptr, {}};
   };
   const save::target target{out("c.tga"), img::find_format("c.tga")};
-  EXPECT_THROW(save::save_walk(context, target, {make, [](int) { return std::vector<save::wanted_frame>(); }}),
-               std::bad_alloc);
-  EXPECT_EQ(files_of(folder / "out"), (text_list{"c_0000.tga", "c_0001.tga", "c_0002.tga"}));
-  EXPECT_EQ(level_of(out("c_0002.tga")), 2);
+  lines.clear();
+  EXPECT_FALSE(save::save_walk(context, target, {make, [](int) { return std::vector<save::wanted_frame>(); }}));
+  EXPECT_EQ(lines, text_list{"\"" + out("c_0002.tga") + "\": The frame is missing: Out of memory"});
+  EXPECT_EQ(files_of(folder / "out"), (text_list{"c_0000.tga", "c_0001.tga", "c_0003.tga"}));
+  EXPECT_EQ(level_of(out("c_0001.tga")), 1);
   EXPECT_EQ(saved, text_list{out("c.tga")});
 }
 
