@@ -89,6 +89,35 @@ class window : public testing::Test {
 };
 support::x_server* window::server = nullptr;
 
+// On the error stream, on the picture, and again in each save.
+TEST_F(window, tells_of_a_frame_that_failed) {
+  picture("a.1.tga", 301, 200);
+  picture("a.2.tga", 301, 200);
+  std::filesystem::resize_file(folder / "a.2.tga", 100);
+  const std::string screen = "F9 save_screen_as=" + (folder / "screen.png") + "\n";
+  window_program program(*server, {folder / "a.#.tga"}, screen + "F2 set_time=1\nF3 save_incomplete=1\n");
+  EXPECT_EQ(program.errors(), "");
+  program.key("F2");
+  const std::string line = "\"" + (folder / "a.2.tga") + "\": io::eof_error: Unexpected end of file\n";
+  ASSERT_TRUE(wait_until([&] { return program.errors() == line; })) << program.errors();
+  std::string told = line;
+  for (int i = 0; i < 2; ++i) {
+    program.key("F9");
+    told += "\"" + (folder / "screen.png") + "\": The frame is missing: " + line;
+    ASSERT_TRUE(wait_until([&] { return program.errors() == told; })) << program.errors();
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder / "screen.png"));
+  program.key("F3");
+  const screenshot preview = preview_of(program);
+  ASSERT_TRUE(comes_to_show(program, preview, 94));
+  const int left = preview.width / 2 - 150;
+  const int top = preview.height / 2 - 100;
+  for (const auto& [x, y] : {std::pair(0, 0), {300, 0}, {0, 199}, {300, 199}, {150, 0}})
+    EXPECT_EQ(preview.at(left + x, top + y), 0xE03030u) << x << " " << y;
+  EXPECT_EQ(preview.at(left + 150, top + 100), 0u);
+  expect_quit(program);
+}
+
 TEST_F(window, shows_what_the_compositor_says) {
   const img::image image = picture("a.tga", 301, 200);
   struct row {

@@ -213,11 +213,13 @@ TEST_F(studio, a_composite_of_a_broken_layer_is_written_only_when_asked_for) {
   EXPECT_EQ(run({"--save_mask_as_sequence=" + out("c.tga")}), text_list{line});
   EXPECT_EQ(files_of(folder / "out"), (text_list{"c_0000.tga", "c_0002.tga"}));
   // A layer that only gives its alpha counts, one that is hidden does not.
-  EXPECT_EQ(run({"--layer_toggle_visible", "--1:alpha_source=2", "--set_time=1", "--save_mask_as_image=" + out("c_0001.tga")}),
+  EXPECT_EQ(run({"--layer_toggle_visible", "--1:alpha_source=2", "--set_time=1",
+                 "--save_mask_as_image=" + out("c_0001.tga")}),
             text_list{line});
   EXPECT_FALSE(std::filesystem::exists(out("c_0001.tga")));
   EXPECT_EQ(run({"--1:alpha_source=none", "--save_mask_as_image=" + out("hidden.tga")}), text_list());
-  EXPECT_EQ(run({"--layer_toggle_visible", "--save_incomplete=1", "--save_mask_as_sequence=" + out("c.tga")}), text_list());
+  EXPECT_EQ(run({"--layer_toggle_visible", "--save_incomplete=1", "--save_mask_as_sequence=" + out("c.tga")}),
+            text_list());
   EXPECT_EQ(level_of(out("c_0000.tga")), 40);
   EXPECT_EQ(level_of(out("c_0001.tga")), 20);
   EXPECT_EQ(level_of(out("c_0002.tga")), 60);
