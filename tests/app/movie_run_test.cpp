@@ -39,9 +39,18 @@ TEST_F(movie_run, what_can_not_be_opened_is_its_line_and_stills_go_on) {
   picture("still.tga");
   for (const char* name : {"a.mov", "a.avi", "a.mkv", "a.rtv", "a.cine", "a.r3d", "a.wav"})
     support::write_file(folder / name, "nothing that is a movie");
-  const strings paths = {"a.mov",        "a.avi", "a.mkv",     "a.rtv",     "a.cine",
-                         "a.r3d",        "a.wav", "gone.cine", "still.tga", "--save_incomplete=1",
-                         "--save_frame_as=copy.tga", "--exit=status"};
+  const strings paths = {"a.mov",
+                         "a.avi",
+                         "a.mkv",
+                         "a.rtv",
+                         "a.cine",
+                         "a.r3d",
+                         "a.wav",
+                         "gone.cine",
+                         "still.tga",
+                         "--save_incomplete=1",
+                         "--save_frame_as=copy.tga",
+                         "--exit=status"};
   const std::string wave = line("a.wav", "io::invalid_format: Invalid RIFF signature");
   const std::string none = "Open error 0xFFFFFFFF, 0xFFFFFFFF, -1";
   const std::string alone = "Open error -1 (0xFFFFFFFF)";

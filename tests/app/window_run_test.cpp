@@ -181,7 +181,8 @@ TEST_F(window_run, asks_before_it_loses_the_document) {
   EXPECT_EQ(kept, 1);
   EXPECT_EQ(composition.track_count(), 0);
   ASSERT_EQ(desktop.messages.size(), 2u);
-  EXPECT_NE(desktop.messages[0].find("\"/disk/a\": io::write_error: No space left on device"), std::string::npos) << desktop.messages[0];
+  EXPECT_NE(desktop.messages[0].find("\"/disk/a\": io::write_error: No space left on device"), std::string::npos)
+      << desktop.messages[0];
   EXPECT_EQ(lines.size(), 2u);
 }
 
