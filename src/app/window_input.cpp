@@ -66,6 +66,7 @@ platform::window_events window_run::events() {
   events.mouse = [this](const platform::mouse_event& event) { on_mouse(event); };
   events.dropped = [this](const std::vector<std::string>& paths) { drop(paths); };
   events.focus_lost = [this] { end_pan(); };
+  events.capture_lost = [this] { end_pan(); };
   events.close_requested = [this] { close_requested_ = true; };
   events.menu_state = [this](const std::string& action) { return menu_state(action); };
   events.menu_chosen = [this](const std::string& action, int item) { choose(action, item); };

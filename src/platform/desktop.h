@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,11 +27,26 @@ struct mouse_event {
   mouse_action action = mouse_action::move;
   mouse_button button = mouse_button::none;
   math::point position;  // in picture pixels of the window's content
-  int wheel = 0;         // steps of 120
-  int modifiers = 0;     // key_shift, key_ctrl, key_alt
+  int wheel = 0;         // a notch is 120
+  int modifiers = 0;     // key_shift, key_ctrl, key_alt, key_caps
+  int wheel_x = 0;       // of the sideways wheel, a notch is 120
 };
 
-enum class cursor_shape { arrow, hand, move, cross, size_horizontal, size_vertical, text, wait, hidden };
+enum class cursor_shape {
+  arrow,
+  hand,
+  move,
+  cross,
+  size_horizontal,
+  size_vertical,
+  text,
+  wait,
+  hidden,
+  size_diagonal_down,  // from the upper left to the lower right corner
+  size_diagonal_up,
+  pick,   // of a colour
+  brush,  // none: the program draws its own
+};
 
 // Where the window stood, as it is kept between runs.
 struct window_placement {
@@ -49,7 +65,7 @@ struct monitor {
   double scale = 1.0;
 };
 
-// One menu: actions by name, "-" for a separator.
+// One menu: actions by name, "-" for a separator, ">TEXT" and "<" around the entries of a sub-menu of that title.
 struct menu_description {
   std::string title;
   std::vector<std::string> entries;
@@ -86,14 +102,21 @@ struct file_dialog {
 
 enum class message_answer { ok, yes, no, cancel };
 
-// What the window tells. All are called on the main thread, from wait_events().
+// What the window tells, on the main thread. Events of the user come from wait_events() after the toolkit's own event
+// is over, so that they may open menus and dialogs; the ones below that say so come at once, from inside of it.
 struct window_events {
   std::function<void(int key_code)> key;
+  // What a key typed, after `key`, or what an input method made.
   std::function<void(const std::string& text)> text;
+  // Shift, Ctrl, Alt or Caps Lock alone went down or up: the state from now on.
+  std::function<void(int modifiers)> modifiers;
   std::function<void(const mouse_event& event)> mouse;
   std::function<void(const std::vector<std::string>& paths)> dropped;
   std::function<void()> close_requested;
-  std::function<void()> focus_lost;
+  std::function<void()> focus_lost;  // the window lost the keyboard, but not to a menu; at once
+  // A menu or a dialog opens: it takes the pointer, and the release of a button that is down will not come. At once.
+  std::function<void()> capture_lost;
+  std::function<void()> scale_changed;
   std::function<menu_entry_state(const std::string& action)> menu_state;
   std::function<void(const std::string& action, int item)> menu_chosen;  // item -1 for the entry itself
   // While a menu or a dialog runs its own loop: keeps picture and clock going.
@@ -132,6 +155,15 @@ class desktop {
   virtual bool is_fullscreen() const = 0;
   virtual void set_always_on_top(bool on) = 0;
   virtual void set_cursor(cursor_shape shape) = 0;
+  // Where the pointer is, in pixels of the window's content; nothing outside of it.
+  virtual std::optional<math::point> pointer() = 0;
+  // key_shift and the others that are down, and key_caps while Caps Lock is on (under Wayland: at the last key).
+  virtual int modifiers() = 0;
+  // Of the interface on the screen of the window: 2 where one pixel of a desktop is 1.5 pixels of the screen or more,
+  // else 1.
+  virtual int scale() const = 0;
+  // While a control takes text, input methods and dead keys compose; without, every key is a key.
+  virtual void set_text_input(bool on) = 0;
   virtual void set_menu_visible(bool visible) = 0;
   virtual window_placement placement() const = 0;
 
@@ -154,7 +186,9 @@ class desktop {
   // Makes a running or coming wait_events() return. Any thread.
   virtual void wake() = 0;
 
-  // --- dialogs ---
+  // --- menus and dialogs: each runs a loop of its own with modal_tick and returns when it is closed ---
+  // Opens a menu with its corner at a point of the window's content; the id of the chosen entry, -1 for none.
+  virtual int popup_menu(const std::vector<menu_entry>& entries, math::point at) = 0;
   virtual std::vector<std::string> ask_files(const file_dialog& dialog) = 0;
   virtual message_answer show_message(const std::string& text, bool question) = 0;
   // Ends the dialogs that wait for an answer, as if the user had cancelled them.

@@ -342,6 +342,58 @@ TEST_F(window, works_from_its_menu_while_the_clock_goes_on) {
   expect_quit(program);
 }
 
+// Whatever opened a dialog: the picture goes on playing behind it, and lines of other instances are carried out.
+TEST_F(window, a_dialog_holds_up_neither_clock_nor_sender) {
+  for (int i = 1; i <= 60; ++i) picture("shot." + std::to_string(100 + i) + ".tga", 301, 200, i);
+  window_program program(*server, {folder / "shot.101.tga", "--zoom=400"}, screen_key());
+  ASSERT_TRUE(comes_to_show(program, preview_of(program), 94));
+  const rectangle at = program.geometry();
+  const auto corner = [&] { return server->look().part(at.x + 2, at.y + 680, 20, 20); };
+  const screenshot stopped = corner();
+  program.key("space");
+  ASSERT_TRUE(wait_until([&] { return corner() != stopped; })) << "it plays";
+  const auto windows = [&] {
+    std::istringstream all(server->xdotool(
+        {"search", "--onlyvisible", "--all", "--pid", std::to_string(program.program().id()), "--name", ""}));
+    std::vector<std::string> found;
+    for (std::string id; all >> id;) {
+      if (id != program.window()) found.push_back(id);
+    }
+    return found;
+  };
+  const auto click_at = [&](int x, int y, std::vector<std::string> rest) {
+    std::vector<std::string> words = {"mousemove", "--sync", std::to_string(at.x + x), std::to_string(at.y + y)};
+    words.insert(words.end(), rest.begin(), rest.end());
+    server->xdotool(words);
+  };
+  struct row {
+    const char* name;
+    std::function<void()> open;
+  };
+  const row rows[] = {{"key", [&] { program.key("ctrl+o"); }},
+                      {"double click",
+                       [&] {
+                         click_at(100, 100, {"click", "--repeat", "2", "--delay", "50", "1"});
+                       }},
+                      {"menu", [&] {
+                         click_at(12, 9, {"click", "1", "sleep", "0.5", "key", "Down", "Return"});
+                       }}};
+  for (const row& r : rows) {
+    const std::vector<std::string> before = windows();
+    r.open();
+    ASSERT_TRUE(wait_until([&] { return windows().size() > before.size(); })) << r.name;
+    const screenshot playing = corner();
+    EXPECT_TRUE(wait_until([&] { return corner() != playing; })) << r.name;
+    const support::outcome sent = support::run_program(KESTRIN_BINARY, {"--attach", "--zoom=100"}, folder.path(),
+                                                       support::desktop_variables(*server, program.user("")));
+    EXPECT_EQ(sent.code, 0) << r.name << sent.errors;
+    server->xdotool({"key", "Escape"});
+    ASSERT_TRUE(wait_until([&] { return windows().size() == before.size(); })) << r.name;
+    server->xdotool({"windowfocus", "--sync", program.window()});
+  }
+  expect_quit(program);
+}
+
 TEST_F(window, opens_and_saves_through_dialogs) {
   picture("a.tga", 60, 40);
   window_program program(*server, {folder / "a.tga"}, screen_key());

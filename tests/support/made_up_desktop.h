@@ -3,6 +3,7 @@
 
 #include <deque>
 #include <functional>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -26,6 +27,10 @@ class made_up_desktop : public platform::desktop {
   math::point board_size;
   std::deque<std::vector<std::string>> answers;  // of file dialogs
   std::deque<platform::message_answer> message_answers;
+  std::deque<std::string> menu_answers;  // texts of the entries that are chosen, "" for none
+  std::optional<math::point> pointer_at;
+  int held_modifiers = 0;
+  int screen_scale = 1;
   int cancel_progress_at = -1;
   std::function<void(int milliseconds)> waited;  // called in each wait
 
@@ -35,6 +40,8 @@ class made_up_desktop : public platform::desktop {
   std::vector<int> waits;             // milliseconds
   std::vector<std::string> messages;  // of message boxes
   std::vector<platform::file_dialog> dialogs;
+  std::vector<std::vector<platform::menu_entry>> menus;  // that were opened
+  platform::cursor_shape cursor = platform::cursor_shape::arrow;
   std::string title;
   int pictures = 0;
   std::vector<std::uint8_t> pixels;  // of the last picture
@@ -61,7 +68,11 @@ class made_up_desktop : public platform::desktop {
   }
   bool is_fullscreen() const override { return fullscreen_; }
   void set_always_on_top(bool) override {}
-  void set_cursor(platform::cursor_shape) override {}
+  void set_cursor(platform::cursor_shape shape) override { cursor = shape; }
+  std::optional<math::point> pointer() override { return pointer_at; }
+  int modifiers() override { return held_modifiers; }
+  int scale() const override { return screen_scale; }
+  void set_text_input(bool on) override { text_input = on; }
   void set_menu_visible(bool) override {}
   platform::window_placement placement() const override {
     platform::window_placement placement;
@@ -89,8 +100,17 @@ class made_up_desktop : public platform::desktop {
     if (step) step();
   }
   void wake() override {}
+  int popup_menu(const std::vector<platform::menu_entry>& entries, math::point) override {
+    menus.push_back(entries);
+    modal();
+    if (menu_answers.empty()) return -1;
+    const std::string answer = menu_answers.front();
+    menu_answers.pop_front();
+    return id_of(entries, answer);
+  }
   std::vector<std::string> ask_files(const platform::file_dialog& dialog) override {
     dialogs.push_back(dialog);
+    modal();
     if (answers.empty()) return {};
     const std::vector<std::string> answer = answers.front();
     answers.pop_front();
@@ -98,6 +118,7 @@ class made_up_desktop : public platform::desktop {
   }
   platform::message_answer show_message(const std::string& text, bool) override {
     messages.push_back(text);
+    modal();
     if (message_answers.empty()) return platform::message_answer::ok;
     const platform::message_answer answer = message_answers.front();
     message_answers.pop_front();
@@ -125,8 +146,21 @@ class made_up_desktop : public platform::desktop {
   platform::audio_device& audio() override { return silence_; }
 
   int progress_steps = 0;
+  bool text_input = false;
 
  private:
+  // What happens while a menu or a dialog is open.
+  void modal() {
+    if (events.capture_lost) events.capture_lost();
+    if (events.modal_tick) events.modal_tick();
+  }
+  static int id_of(const std::vector<platform::menu_entry>& entries, const std::string& text) {
+    for (const platform::menu_entry& entry : entries) {
+      if (entry.entries.empty() && entry.enabled && !text.empty() && entry.text == text) return entry.id;
+      if (const int found = id_of(entry.entries, text); found >= 0) return found;
+    }
+    return -1;
+  }
   class no_sound : public platform::audio_device {
    public:
     bool open() override { return false; }

@@ -1,49 +1,32 @@
 #include "platform/desktop.h"
 
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-#include <xcb/xcb.h>
 #include <QApplication>
-#include <QClipboard>
-#include <QDir>
 #include <QEventLoop>
-#include <QFile>
-#include <QFileDialog>
-#include <QGuiApplication>
-#include <QLibraryInfo>
 #include <QMenuBar>
-#include <QMessageBox>
-#include <QMimeData>
-#include <QProgressDialog>
-#include <QProxyStyle>
 #include <QScreen>
 #include <QThread>
 #include <QTimer>
-#include <QWindow>
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
-#include <string_view>
-#include <thread>
 #include <utility>
 
+#include "platform/qt/clipboard.h"
+#include "platform/qt/connection.h"
+#include "platform/qt/dialogs.h"
 #include "platform/qt/gl_surface.h"
+#include "platform/qt/keys.h"
 #include "platform/qt/main_window.h"
+#include "platform/qt/menus.h"
+#include "platform/qt/style.h"
 #include "platform/sdl/ring_device.h"
 
 namespace platform {
 namespace {
 
-constexpr int progress_patience = 500;             // milliseconds of work that shows no progress dialog
-constexpr std::chrono::seconds lost_patience(10);  // for a document to be filed
-constexpr int largest_window = 32767;              // pixels, of the window system
+constexpr int largest_window = 32767;  // pixels, of the window system
 constexpr int error_no_window = 1400;
 constexpr int error_size = static_cast<int>(0x80049205u);
 
@@ -66,121 +49,36 @@ Qt::CursorShape qt_cursor(cursor_shape shape) {
     case cursor_shape::wait:
       return Qt::WaitCursor;
     case cursor_shape::hidden:
+    case cursor_shape::brush:
       return Qt::BlankCursor;
+    case cursor_shape::size_diagonal_down:
+      return Qt::SizeFDiagCursor;
+    case cursor_shape::size_diagonal_up:
+      return Qt::SizeBDiagCursor;
+    case cursor_shape::pick:
+      return Qt::CrossCursor;
   }
   return Qt::ArrowCursor;
 }
-
-bool is_set(const char* variable) {
-  const char* value = std::getenv(variable);
-  return value && *value;
-}
-
-// Whether a Wayland compositor takes connections, and Qt knows how to speak to it.
-bool reaches_wayland() {
-  const QDir plugins(QLibraryInfo::path(QLibraryInfo::PluginsPath) + "/platforms");
-  if (plugins.entryList({"libqwayland*"}, QDir::Files).isEmpty()) return false;
-  if (is_set("WAYLAND_SOCKET")) return true;
-  std::string path = is_set("WAYLAND_DISPLAY") ? std::getenv("WAYLAND_DISPLAY") : "wayland-0";
-  if (path[0] != '/') path = std::string(is_set("XDG_RUNTIME_DIR") ? std::getenv("XDG_RUNTIME_DIR") : "") + "/" + path;
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (path.size() >= sizeof address.sun_path) return false;
-  std::memcpy(address.sun_path, path.c_str(), path.size());
-  const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const bool reached = socket >= 0 && connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-  if (socket >= 0) close(socket);
-  return reached;
-}
-
-// Qt ends the process when it can't connect to a display, so that is tried first. A connection to an X display stays
-// until Qt has its own: some servers begin anew, and refuse connections meanwhile, when their last one is closed.
-class display_probe {
- public:
-  display_probe() {
-    const std::string platform = is_set("QT_QPA_PLATFORM") ? std::getenv("QT_QPA_PLATFORM") : "";
-    const bool asks_wayland = platform.empty() ? is_set("WAYLAND_DISPLAY") : platform.starts_with("wayland");
-    const bool asks_x = platform.empty() ? is_set("DISPLAY") : platform == "xcb";
-    if (!asks_wayland && !asks_x) {
-      good_ = !platform.empty();  // one of the platforms that need no display
-    } else if (asks_wayland && reaches_wayland()) {
-      good_ = true;
-    } else if (asks_x) {
-      connection_ = xcb_connect(nullptr, nullptr);
-      good_ = xcb_connection_has_error(connection_) == 0;
-      // Otherwise Qt would go to the Wayland display that is not there first.
-      if (good_) setenv("QT_QPA_PLATFORM", "xcb", 1);
-    }
-  }
-  ~display_probe() {
-    if (connection_) xcb_disconnect(connection_);
-  }
-  display_probe(const display_probe&) = delete;
-  display_probe& operator=(const display_probe&) = delete;
-  bool good() const { return good_; }
-
- private:
-  xcb_connection_t* connection_ = nullptr;
-  bool good_ = false;
-};
-
-void tell_lost_connection();
-
-// The toolkit's remarks about the session are nothing that a user of the command line can act on. Those about a broken
-// connection to a Wayland display are the last that it does in this process.
-void show_only_errors(QtMsgType type, const QMessageLogContext&, const QString& text) {
-  if (text.startsWith("The Wayland connection")) tell_lost_connection();
-  if (type == QtCriticalMsg || type == QtFatalMsg) std::fprintf(stderr, "%s\n", qPrintable(text));
-}
-
-// Alt alone, and with a key, belongs to the key definitions and not to the menu bar.
-class program_style : public QProxyStyle {
- public:
-  int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
-                QStyleHintReturn* data) const override {
-    if (hint == SH_MenuBar_AltKeyNavigation) return 0;
-    return QProxyStyle::styleHint(hint, option, widget, data);
-  }
-};
-
-class qt_desktop;
-// The desktop whose connection may break: Qt then ends the process from inside a call.
-qt_desktop* connected = nullptr;
 
 QRect rectangle_of(const window_placement& placement) {
   return {QPoint(placement.left, placement.top), QPoint(placement.right - 1, placement.bottom - 1)};
 }
 
-// Whether somebody carries out what a window asks for its state. An X server alone does not.
-bool has_window_manager() {
-  const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-  if (!x11) return true;
-  xcb_connection_t* connection = x11->connection();
-  constexpr std::string_view name = "_NET_SUPPORTING_WM_CHECK";
-  const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> atom(
-      xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 1, name.size(), name.data()), nullptr), std::free);
-  if (!atom || atom->atom == XCB_ATOM_NONE) return false;
-  const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
-  const std::unique_ptr<xcb_get_property_reply_t, decltype(&std::free)> property(
-      xcb_get_property_reply(connection, xcb_get_property(connection, 0, root, atom->atom, XCB_ATOM_WINDOW, 0, 1),
-                             nullptr),
-      std::free);
-  return property && xcb_get_property_value_length(property.get()) > 0;
-}
-
 class qt_desktop : public desktop {
  public:
   qt_desktop() : application_(argument_count_, arguments_) {
-    QApplication::setStyle(new program_style);
-    connected = this;
-    std::atexit(tell_lost_connection);
+    wear_program_style(application_);
+    watch_connection([this] {
+      if (window_ && display_lost_) std::exchange(display_lost_, nullptr)();
+    });
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setApplicationName("Kestrin");
     QApplication::setDesktopFileName("kestrin");
   }
   ~qt_desktop() override {
     destroy_window();
-    connected = nullptr;
+    watch_connection(nullptr);
   }
 
   bool create_window(const window_options& options, window_events events) override {
@@ -193,6 +91,7 @@ class qt_desktop : public desktop {
       window_->show();
     }
     QApplication::processEvents();
+    last_scale_ = scale();
     return true;
   }
 
@@ -259,6 +158,14 @@ class qt_desktop : public desktop {
   void set_cursor(cursor_shape shape) override {
     if (window_) window_->canvas().setCursor(qt_cursor(shape));
   }
+  std::optional<math::point> pointer() override {
+    return window_ ? window_->canvas().pointer() : std::optional<math::point>();
+  }
+  int modifiers() override { return modifiers_now(); }
+  int scale() const override { return window_ && window_->devicePixelRatioF() >= 1.5 ? 2 : 1; }
+  void set_text_input(bool on) override {
+    if (window_) window_->canvas().set_text_input(on);
+  }
   void set_menu_visible(bool visible) override {
     menu_visible_ = visible;
     if (window_ && !fullscreen_) window_->menuBar()->setVisible(visible);
@@ -309,108 +216,52 @@ class qt_desktop : public desktop {
 
   void wait_events(int milliseconds) override {
     QEventLoop::ProcessEventsFlags flags = QEventLoop::AllEvents;
-    if (milliseconds <= 0) {
+    if (milliseconds <= 0 || (window_ && !window_->queue().empty())) {
       QApplication::processEvents(flags);
-      return;
+    } else {
+      QTimer timer;
+      timer.setTimerType(Qt::PreciseTimer);
+      timer.setSingleShot(true);
+      timer.start(milliseconds);
+      QApplication::processEvents(flags | QEventLoop::WaitForMoreEvents);
     }
-    QTimer timer;
-    timer.setTimerType(Qt::PreciseTimer);
-    timer.setSingleShot(true);
-    timer.start(milliseconds);
-    QApplication::processEvents(flags | QEventLoop::WaitForMoreEvents);
+    if (!window_) return;
+    if (std::exchange(last_scale_, scale()) != last_scale_ && window_->events().scale_changed) {
+      window_->events().scale_changed();
+    }
+    window_->queue().run();
   }
   void wake() override {
     QMetaObject::invokeMethod(
         &application_, [] {}, Qt::QueuedConnection);
   }
 
+  int popup_menu(const std::vector<menu_entry>& entries, math::point at) override {
+    if (!window_) return -1;
+    const modal_loop loop(window_.get());
+    return run_menu(entries, window_->canvas().global_position(at));
+  }
   std::vector<std::string> ask_files(const file_dialog& dialog) override {
     const modal_loop loop(window_.get());
-    const QString title = QString::fromStdString(dialog.title);
-    const QString filter = QString::fromStdString(dialog.filter);
-    const QString start =
-        QString::fromStdString(dialog.folder.empty() ? dialog.file_name : dialog.folder + "/" + dialog.file_name);
-    QStringList chosen;
-    if (dialog.save) {
-      chosen << QFileDialog::getSaveFileName(window_.get(), title, start, filter);
-    } else if (dialog.several) {
-      chosen = QFileDialog::getOpenFileNames(window_.get(), title, start, filter);
-    } else {
-      chosen << QFileDialog::getOpenFileName(window_.get(), title, start, filter);
-    }
-    std::vector<std::string> paths;
-    for (const QString& path : chosen) {
-      if (!path.isEmpty()) paths.push_back(QFile::encodeName(path).toStdString());
-    }
-    return paths;
+    return platform::ask_files(window_.get(), dialog);
   }
-
   message_answer show_message(const std::string& text, bool question) override {
     const modal_loop loop(window_.get());
-    QMessageBox box(window_.get());
-    box.setTextFormat(Qt::PlainText);
-    box.setText(QString::fromStdString(text));
-    box.setStandardButtons(question ? QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel
-                                    : QMessageBox::StandardButtons(QMessageBox::Ok));
-    switch (box.exec()) {
-      case QMessageBox::Yes:
-        return message_answer::yes;
-      case QMessageBox::No:
-        return message_answer::no;
-      case QMessageBox::Cancel:
-        return message_answer::cancel;
-      default:
-        return message_answer::ok;
-    }
+    return platform::show_message(window_.get(), text, question);
   }
-
-  void dismiss_dialogs() override {
-    // One may stand in front of another.
-    QWidget* last = nullptr;
-    for (QWidget* top; (top = QApplication::activeModalWidget()) && top != last; last = top) {
-      if (auto* dialog = qobject_cast<QDialog*>(top)) dialog->reject();
-    }
-  }
-
+  void dismiss_dialogs() override { platform::dismiss_dialogs(); }
   bool show_progress(const std::string& title, int done, int total) override {
-    if (!progress_) {
-      if (done >= total) return true;
-      progress_ = std::make_unique<QProgressDialog>(window_.get());
-      progress_->setWindowModality(Qt::ApplicationModal);
-      progress_->setMinimumDuration(progress_patience);
-      progress_->setAutoClose(false);
-      progress_->setAutoReset(false);
-    }
-    progress_->setLabelText(QString::fromStdString(title));
-    progress_->setMaximum(std::max(total, 1));
-    progress_->setValue(done);
-    QApplication::processEvents();
-    const bool go_on = !progress_->wasCanceled();
-    if (done >= total || !go_on) progress_.reset();
-    return go_on;
+    return progress_.show(window_.get(), title, done, total);
   }
 
-  std::string clipboard_text() override { return QGuiApplication::clipboard()->text().toStdString(); }
-  void set_clipboard_text(const std::string& text) override {
-    QGuiApplication::clipboard()->setText(QString::fromStdString(text));
-  }
-  bool has_clipboard_picture() override {
-    const QMimeData* data = QGuiApplication::clipboard()->mimeData();
-    return data && data->hasImage();
-  }
+  std::string clipboard_text() override { return platform::clipboard_text(); }
+  void set_clipboard_text(const std::string& text) override { platform::set_clipboard_text(text); }
+  bool has_clipboard_picture() override { return platform::has_clipboard_picture(); }
   bool clipboard_picture(std::vector<std::uint8_t>& pixels, int& width, int& height) override {
-    const QImage image = QGuiApplication::clipboard()->image().convertToFormat(QImage::Format_ARGB32);
-    if (image.isNull()) return false;
-    width = image.width();
-    height = image.height();
-    pixels.resize(static_cast<std::size_t>(width) * height * 4);
-    for (int y = 0; y < height; ++y)
-      std::memcpy(pixels.data() + static_cast<std::size_t>(y) * width * 4, image.constScanLine(y),
-                  static_cast<std::size_t>(width) * 4);
-    return true;
+    return platform::clipboard_picture(pixels, width, height);
   }
   void set_clipboard_picture(const std::uint8_t* pixels, int width, int height) override {
-    QGuiApplication::clipboard()->setImage(QImage(pixels, width, height, width * 4, QImage::Format_ARGB32).copy());
+    platform::set_clipboard_picture(pixels, width, height);
   }
 
   std::vector<monitor> monitors() override {
@@ -428,10 +279,6 @@ class qt_desktop : public desktop {
 
   audio_device& audio() override { return audio_; }
 
-  void tell_lost() {
-    if (window_ && display_lost_) std::exchange(display_lost_, nullptr)();
-  }
-
  private:
   int argument_count_ = 1;
   char program_[8] = "kestrin";
@@ -441,8 +288,9 @@ class qt_desktop : public desktop {
   std::unique_ptr<gl_surface> gl_;  // looked at by other threads only while gl_in_use_
   bool gl_tried_ = false;
   std::atomic<bool> gl_in_use_ = false;
-  std::unique_ptr<QProgressDialog> progress_;
+  progress_dialog progress_;
   std::function<void()> display_lost_;
+  int last_scale_ = 1;
   bool menu_visible_ = true;
   bool fullscreen_ = false;  // as it was asked for: without a window manager Qt takes the state back
   window_placement before_fullscreen_;
@@ -477,17 +325,6 @@ class qt_desktop : public desktop {
   }
 };
 
-// Several threads of the toolkit may find the connection broken and are about to end the process: they leave that to
-// the main thread, which finds it with its next picture.
-void tell_lost_connection() {
-  if (!connected) return;
-  if (QThread::currentThread() == qGuiApp->thread()) {
-    connected->tell_lost();
-  } else {
-    std::this_thread::sleep_for(lost_patience);
-  }
-}
-
 }  // namespace
 }  // namespace platform
 
@@ -497,7 +334,7 @@ extern "C" __attribute__((visibility("default"))) platform::desktop* kestrin_mak
     error = "the display can't be reached";
     return nullptr;
   }
-  qInstallMessageHandler(platform::show_only_errors);
+  platform::quiet_toolkit();
   try {
     return new platform::qt_desktop;
   } catch (const std::exception& failure) {

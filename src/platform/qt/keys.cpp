@@ -1,6 +1,10 @@
 #include "platform/qt/keys.h"
 
+#include <xcb/xcb.h>
+#include <QGuiApplication>
 #include <QKeyEvent>
+#include <cstdlib>
+#include <memory>
 
 #include "platform/desktop.h"
 
@@ -49,14 +53,66 @@ int virtual_key_of(int key, bool on_keypad) {
   return 0;
 }
 
+// Whether Caps Lock is on, as of the last key where the display can't be asked.
+bool& last_caps() {
+  static bool on = false;
+  return on;
+}
+
+bool caps_lock() {
+  const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+  if (!x11) return last_caps();
+  xcb_connection_t* connection = x11->connection();
+  const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+  const std::unique_ptr<xcb_query_pointer_reply_t, decltype(&std::free)> reply(
+      xcb_query_pointer_reply(connection, xcb_query_pointer(connection, root), nullptr), std::free);
+  if (reply) last_caps() = (reply->mask & XCB_MOD_MASK_LOCK) != 0;
+  return last_caps();
+}
+
 }  // namespace
+
+int modifiers_of(Qt::KeyboardModifiers modifiers) {
+  return (modifiers & Qt::ShiftModifier ? key_shift : 0) | (modifiers & Qt::ControlModifier ? key_ctrl : 0) |
+         (modifiers & Qt::AltModifier ? key_alt : 0) | (last_caps() ? key_caps : 0);
+}
+
+int modifiers_now() {
+  const bool caps = caps_lock();
+  return (modifiers_of(QGuiApplication::queryKeyboardModifiers()) & ~key_caps) | (caps ? key_caps : 0);
+}
+
+bool is_modifier_key(const QKeyEvent& event) {
+  switch (event.key()) {
+    case Qt::Key_Shift:
+    case Qt::Key_Control:
+    case Qt::Key_Alt:
+    case Qt::Key_CapsLock:
+      return true;
+    default:
+      return false;
+  }
+}
+
+int modifiers_after(const QKeyEvent& event, bool pressed) {
+  if (event.key() == Qt::Key_CapsLock) {
+    if (pressed) last_caps() = !last_caps();
+    caps_lock();
+  }
+  int result = modifiers_of(event.modifiers());
+  const int own = event.key() == Qt::Key_Shift     ? key_shift
+                  : event.key() == Qt::Key_Control ? key_ctrl
+                  : event.key() == Qt::Key_Alt     ? key_alt
+                                                   : 0;
+  result = pressed ? result | own : result & ~own;
+  return result;
+}
 
 int key_code_of(const QKeyEvent& event) {
   const Qt::KeyboardModifiers modifiers = event.modifiers();
   const int key = virtual_key_of(event.key(), modifiers & Qt::KeypadModifier);
   if (key == 0) return 0;
-  return key | (modifiers & Qt::ShiftModifier ? key_shift : 0) | (modifiers & Qt::ControlModifier ? key_ctrl : 0) |
-         (modifiers & Qt::AltModifier ? key_alt : 0);
+  return key | (modifiers_of(modifiers) & ~key_caps);
 }
 
 }  // namespace platform
