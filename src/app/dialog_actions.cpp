@@ -1,6 +1,8 @@
 #include "app/dialog_actions.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <vector>
 
 #include "app/line_copy.h"
@@ -87,6 +89,11 @@ void ask_and_run(const dialog_parts& parts, const dialog_row& row, std::string& 
 }
 
 }  // namespace
+
+bool opens_dialog(std::string_view action) {
+  if (action == "save_composition") return true;
+  return std::any_of(std::begin(rows), std::end(rows), [&](const dialog_row& row) { return action == row.action; });
+}
 
 void run_and_tell(command::engine& engine, platform::desktop& desktop, const std::function<void()>& work) {
   if (engine.command_depth > 0) return work();

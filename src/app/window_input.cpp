@@ -188,6 +188,10 @@ platform::menu_entry_state window_run::menu_state(const std::string& name) const
 
 void window_run::choose(const std::string& action, int item) {
   redraw_ = true;
+  if (item < 0 && opens_dialog(action)) {
+    parts_.engine.execute_action(action);
+    return;
+  }
   run_and_tell(parts_.engine, *desktop_, [&] {
     if (item < 0) {
       parts_.engine.execute_action(action);

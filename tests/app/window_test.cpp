@@ -384,7 +384,7 @@ TEST_F(window, a_dialog_holds_up_neither_clock_nor_sender) {
     ASSERT_TRUE(wait_until([&] { return windows().size() > before.size(); })) << r.name;
     const screenshot playing = corner();
     EXPECT_TRUE(wait_until([&] { return corner() != playing; })) << r.name;
-    const support::outcome sent = support::run_program(KESTRIN_BINARY, {"--attach", "--zoom=100"}, folder.path(),
+    const support::outcome sent = support::run_program(KESTRIN_BINARY, {"--attach_nf", "--zoom=400"}, folder.path(),
                                                        support::desktop_variables(*server, program.user("")));
     EXPECT_EQ(sent.code, 0) << r.name << sent.errors;
     server->xdotool({"key", "Escape"});
