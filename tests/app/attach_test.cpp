@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <future>
 
+#include "paths.h"
 #include "support/program.h"
 #include "support/variable.h"
 

@@ -1,4 +1,5 @@
 // Movies from the command line: the frame that the number names, and the lines of what can't be opened.
+#include "paths.h"
 #include "support/numbered_movie.h"
 #include "support/program_test.h"
 

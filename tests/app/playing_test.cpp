@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "img/format.h"
+#include "paths.h"
 #include "support/pictures.h"
 #include "support/window_session.h"
 

@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "command/menu.h"
+#include "paths.h"
 #include "support/program.h"
 
 namespace {

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "app/console.h"
+#include "paths.h"
 #include "support/program_test.h"
 
 namespace {

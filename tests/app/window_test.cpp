@@ -10,6 +10,7 @@
 
 #include "composition/recent_items.h"
 #include "img/format.h"
+#include "paths.h"
 #include "support/drop_source.h"
 #include "support/pictures.h"
 #include "support/window_session.h"

@@ -13,6 +13,7 @@
 #include "command/language.h"
 #include "command/menu.h"
 #include "lib/messages.h"
+#include "paths.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 
 #include "img/format.h"
 #include "img/transfer.h"
+#include "paths.h"
 #include "support/failure.h"
 #include "support/temp_folder.h"
 

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "paths.h"
 #include "sources/clip.h"
 #include "support/cine_file.h"
 #include "support/temp_folder.h"

@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "paths.h"
 #include "support/numbered_movie.h"
 #include "support/temp_folder.h"
 

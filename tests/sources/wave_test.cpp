@@ -7,6 +7,7 @@
 
 #include "io/exceptions.h"
 #include "io/memory_reader.h"
+#include "paths.h"
 
 namespace {
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "img/format.h"
+#include "paths.h"
 #include "support/pictures.h"
 #include "support/program.h"
 

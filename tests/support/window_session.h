@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "paths.h"
 #include "support/program.h"
 
 namespace support {

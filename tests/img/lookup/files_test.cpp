@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "img/lookup/table.h"
+#include "paths.h"
 #include "support/failure.h"
 #include "support/temp_folder.h"
 

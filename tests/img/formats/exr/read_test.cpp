@@ -5,6 +5,7 @@
 
 #include "img/format.h"
 #include "img/formats/exr/files.h"
+#include "paths.h"
 #include "support/levels.h"
 #include "support/temp_folder.h"
 
