@@ -43,6 +43,8 @@ struct image_info {
   img::keycode keycode;
   int frame_rate_nm = 0;  // frame rate as a fraction, 0/0 unknown
   int frame_rate_dn = 0;
+  double pixel_aspect = 0;  // width of a pixel to its height, 0 unknown
+  std::string note;         // what the file lacks of this picture, for the user; empty when it is whole
   std::map<std::string, std::string> metadata;  // shown to the user, in plain byte order of the names
 
   bool operator==(const image_info&) const = default;

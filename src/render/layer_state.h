@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "cache/frame_cache.h"
@@ -32,6 +33,7 @@ struct layer_state {
   std::uint32_t last_stat_time = 0;  // milliseconds
   int render_count = 0;
   std::map<int, std::string> failures;  // the line of each source frame that failed
+  std::set<int> noted;                  // source frames that were told to be incomplete
 
   img::transfer transfer;
   std::shared_ptr<const img::transfer> row_correction;  // of an adjustment layer, after prepare_rows()

@@ -222,6 +222,9 @@ img::const_image_ptr pipeline::guarded(layer_state& state, const ksn::track_info
       img::const_image_ptr image = attempt();
       if (image) {
         state.failures.erase(source_frame);
+        if (!image->note.empty() && silent_ == 0 && state.noted.insert(source_frame).second && options_.report_error) {
+          options_.report_error('"' + name() + "\": " + image->note);
+        }
       } else if (track.is_decoded()) {
         report(state, source_frame, '"' + name() + "\": The frame can't be read");
       }

@@ -1,7 +1,8 @@
 // Pixels of the compressions that the library decodes, and of files with luminance and chroma.
 #include <ImfArray.h>
 #include <ImfFrameBuffer.h>
-#include <ImfInputFile.h>
+#include <ImfInputPart.h>
+#include <ImfMultiPartInputFile.h>
 #include <ImfRgbaFile.h>
 
 #include <algorithm>
@@ -26,7 +27,7 @@ char* origin_of(const void* at, std::int64_t x, std::int64_t y, std::int64_t sam
   return reinterpret_cast<char*>(reinterpret_cast<std::intptr_t>(at) - x * sample - y * row);
 }
 
-void read_directly(Imf::InputFile& input, const exr_file& file, const std::vector<exr_channel_use>& uses, image& image,
+void read_directly(Imf::InputPart& input, const exr_file& file, const std::vector<exr_channel_use>& uses, image& image,
                    const exr_overlap& overlap) {
   const exr_attr_v2i_t& display = file.display_window().min;
   const std::int64_t row = image.width * 2LL;
@@ -40,7 +41,7 @@ void read_directly(Imf::InputFile& input, const exr_file& file, const std::vecto
   input.readPixels(overlap.top, overlap.bottom - 1);
 }
 
-void read_in_blocks(Imf::InputFile& input, const exr_file& file, const std::vector<exr_channel_use>& uses, image& image,
+void read_in_blocks(Imf::InputPart& input, const exr_file& file, const std::vector<exr_channel_use>& uses, image& image,
                     const exr_overlap& overlap) {
   const exr_attr_box2i_t& data = file.data_window();
   const exr_attr_v2i_t& display = file.display_window().min;
@@ -70,12 +71,13 @@ void read_in_blocks(Imf::InputFile& input, const exr_file& file, const std::vect
 
 }  // namespace
 
-void read_by_library(const exr_file& file, const std::vector<exr_channel_use>& uses, image& image) {
+void read_by_library(const exr_file& file, const std::vector<exr_channel_use>& uses, image& image,
+                     const exr_overlap& overlap) {
   start_exr_threads();
   with_exr_errors(file.path(), [&] {
     exr_input_stream stream(file.source());
-    Imf::InputFile input(stream);
-    const exr_overlap overlap = overlap_of(file);
+    Imf::MultiPartInputFile parts(stream);
+    Imf::InputPart input(parts, file.part());
     const bool inside = overlap.left == file.data_window().min.x && overlap.right == file.data_window().max.x + 1;
     if (inside) {
       read_directly(input, file, uses, image, overlap);
@@ -86,6 +88,9 @@ void read_by_library(const exr_file& file, const std::vector<exr_channel_use>& u
 }
 
 void decode_chroma(const exr_file& file, image& image) {
+  if (file.part() > 0) {
+    throw io::invalid_format(file.path(), "Luminance and chroma are read in the first part only");
+  }
   const exr_overlap overlap = overlap_of(file);
   if (overlap.empty()) return;
   check_chunk_sizes(file);

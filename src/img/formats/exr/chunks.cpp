@@ -1,5 +1,5 @@
-// Pixels of files without compression and of those that are decoded here: run-length, ZIPS, ZIP, PIZ, PXR24, B44 and
-// B44A. Chunks are decoded on all threads straight into the planes. Their layout: "OpenEXR File Layout", openexr.com.
+// Pixels of files without compression and of those that are decoded here: run-length, ZIPS, ZIP and
+// PXR24. Chunks are decoded on all threads straight into the planes. Their layout: "OpenEXR File Layout", openexr.com.
 #include <libdeflate.h>
 
 #include <algorithm>
@@ -8,7 +8,6 @@
 
 #include "img/formats/exr/codecs.h"
 #include "img/formats/exr/decode.h"
-#include "img/formats/exr/piz.h"
 #include "img/formats/exr/rows.h"
 #include "img/formats/shared/parallel_tasks.h"
 #include "io/exceptions.h"
@@ -18,9 +17,6 @@ namespace {
 
 // Waking the other threads costs as much as decoding a few thousand pixels.
 constexpr long long fewest_parallel_pixels = 8192;
-
-// The readers of Huffman codes take 8 bytes at a time.
-constexpr std::size_t readable_behind = 8;
 
 // Memory that grows and is never cleared.
 class scratch {
@@ -70,8 +66,8 @@ struct chunk_bytes {
 
 class chunk_reader {
  public:
-  chunk_reader(const exr_file& file, const std::vector<exr_channel_use>& uses, image& image)
-      : file_(file), image_(image), overlap_(overlap_of(file)) {
+  chunk_reader(const exr_file& file, const std::vector<exr_channel_use>& uses, image& image, const exr_overlap& area)
+      : file_(file), image_(image), overlap_(area) {
     const exr_attr_chlist_t& list = file.channels();
     for (int i = 0; i < list.num_channels; ++i) {
       const exr_attr_chlist_entry_t& channel = list.entries[i];
@@ -96,14 +92,13 @@ class chunk_reader {
   struct worker {
     scratch packed, inflated, unpacked, row;
     std::vector<exr_row> rows;  // of the chunk at hand
-    piz_memory piz;
     std::unique_ptr<libdeflate_decompressor, void (*)(libdeflate_decompressor*)> inflater{
         libdeflate_alloc_decompressor(), libdeflate_free_decompressor};
   };
 
   void read_lines() {
     std::int32_t lines = 1;
-    file_.check(exr_get_scanlines_per_chunk(file_.context(), 0, &lines));
+    file_.check(exr_get_scanlines_per_chunk(file_.context(), file_.part(), &lines));
     const exr_attr_box2i_t& data = file_.data_window();
     const int first = (overlap_.top - data.min.y) / lines;
     const int last = (overlap_.bottom - 1 - data.min.y) / lines;
@@ -114,7 +109,7 @@ class chunk_reader {
       area.width = data.max.x - data.min.x + 1;
       area.height = std::min(lines, data.max.y - area.y + 1);
       exr_chunk_info_t info{};
-      file_.check(exr_read_scanline_chunk_info(file_.context(), 0, area.y, &info));
+      file_.check(exr_read_scanline_chunk_info(file_.context(), file_.part(), area.y, &info));
       read_chunk(info, area, own);
     });
   }
@@ -122,7 +117,7 @@ class chunk_reader {
   void read_tiles() {
     std::int32_t width = 1;
     std::int32_t height = 1;
-    file_.check(exr_get_tile_sizes(file_.context(), 0, 0, 0, &width, &height));
+    file_.check(exr_get_tile_sizes(file_.context(), file_.part(), 0, 0, &width, &height));
     const exr_attr_box2i_t& data = file_.data_window();
     const int left = (overlap_.left - data.min.x) / width;
     const int across = (overlap_.right - 1 - data.min.x) / width - left + 1;
@@ -137,7 +132,7 @@ class chunk_reader {
       area.width = std::min(width, data.max.x - area.x + 1);
       area.height = std::min(height, data.max.y - area.y + 1);
       exr_chunk_info_t info{};
-      file_.check(exr_read_tile_chunk_info(file_.context(), 0, column, row, 0, 0, &info));
+      file_.check(exr_read_tile_chunk_info(file_.context(), file_.part(), column, row, 0, 0, &info));
       read_chunk(info, area, own);
     });
   }
@@ -174,7 +169,7 @@ class chunk_reader {
       bad_chunk(area);
     }
     file_.source().check_range(static_cast<std::int64_t>(info.data_offset), static_cast<std::int64_t>(packed_size));
-    std::uint8_t* packed = own.packed.get(packed_size + readable_behind);
+    std::uint8_t* packed = own.packed.get(packed_size);
     file_.source().read(packed, packed_size, static_cast<std::int64_t>(info.data_offset));
     chunk.data = packed;
     if (!stored) unpack(chunk, packed_size, area, own);
@@ -196,13 +191,6 @@ class chunk_reader {
         if (whole) unpack_pxr24(inflated, out, own.rows);
         break;
       }
-      case EXR_COMPRESSION_PIZ:
-        whole = unpack_piz(chunk.data, packed_size, out, own.rows, own.piz);
-        break;
-      case EXR_COMPRESSION_B44:
-      case EXR_COMPRESSION_B44A:
-        whole = unpack_b44(chunk.data, packed_size, out, own.rows);
-        break;
       default:
         whole = inflate(own, chunk.data, packed_size, out, chunk.size);
         chunk.split = true;
@@ -270,27 +258,19 @@ class chunk_reader {
 
 }  // namespace
 
-bool read_chunks(const exr_file& file, const std::vector<exr_channel_use>& uses, image& image) {
+bool read_chunks(const exr_file& file, const std::vector<exr_channel_use>& uses, image& image,
+                 const exr_overlap& area) {
   switch (file.compression()) {
     case EXR_COMPRESSION_NONE:
     case EXR_COMPRESSION_RLE:
     case EXR_COMPRESSION_ZIPS:
     case EXR_COMPRESSION_ZIP:
-    case EXR_COMPRESSION_PIZ:
     case EXR_COMPRESSION_PXR24:
       break;
-    case EXR_COMPRESSION_B44:
-    case EXR_COMPRESSION_B44A: {
-      // Channels that say that they are linear are coded as logarithms.
-      const exr_attr_chlist_t& list = file.channels();
-      const auto is_linear = [](const exr_attr_chlist_entry_t& channel) { return channel.p_linear != 0; };
-      if (std::any_of(list.entries, list.entries + list.num_channels, is_linear)) return false;
-      break;
-    }
     default:
       return false;
   }
-  chunk_reader(file, uses, image).read_all();
+  chunk_reader(file, uses, image, area).read_all();
   return true;
 }
 

@@ -30,8 +30,4 @@ std::size_t pack_exr_runs(const std::uint8_t* in, std::size_t in_size, std::uint
 std::size_t pxr24_bytes(std::span<const exr_row> rows);
 void unpack_pxr24(const std::uint8_t* in, std::uint8_t* out, std::span<const exr_row> rows);
 
-// B44 and B44A: blocks of 4 x 4 halves in 14 bytes, flat ones in 3; other samples as they are. False when `in` is not
-// just as long as the blocks are.
-bool unpack_b44(const std::uint8_t* in, std::size_t in_size, std::uint8_t* out, std::span<const exr_row> rows);
-
 }  // namespace img

@@ -29,6 +29,49 @@ void clear_around(image& image, int plane, const exr_file& file, const exr_overl
   clear_rows(image, plane, overlap.bottom - origin.y, image.height);
 }
 
+void read_area(const exr_file& file, const std::vector<exr_channel_use>& uses, image& image, const exr_overlap& area) {
+  if (!read_uncompressed(file, uses, image, area) && !read_chunks(file, uses, image, area)) {
+    read_by_library(file, uses, image, area);
+  }
+}
+
+// The chunks of `area` that lie whole in a file of scan lines, as areas of their own.
+std::vector<exr_overlap> whole_areas(const exr_file& file, const exr_overlap& area) {
+  std::int32_t lines = 1;
+  file.check(exr_get_scanlines_per_chunk(file.context(), file.part(), &lines));
+  std::vector<exr_overlap> found;
+  const int top = file.data_window().min.y;
+  for (int y = top + (area.top - top) / lines * lines; y < area.bottom; y += lines) {
+    exr_chunk_info_t info{};
+    if (exr_read_scanline_chunk_info(file.context(), file.part(), y, &info) != EXR_ERR_SUCCESS) continue;
+    const auto size = static_cast<std::uint64_t>(file.source().size());
+    if (info.data_offset > size || info.packed_size > size - info.data_offset) continue;
+    const int first = std::max(y, area.top);
+    const int end = std::min(y + lines, area.bottom);
+    if (!found.empty() && found.back().bottom == first) {
+      found.back().bottom = end;
+    } else {
+      found.push_back({area.left, first, area.right, end});
+    }
+  }
+  return found;
+}
+
+// After a failure: the lines whose chunks are whole, black for the others. False when none or all of them are.
+bool read_what_is_there(const exr_file& file, const std::vector<exr_channel_use>& uses, image& image,
+                        const exr_overlap& area) {
+  if (file.is_tiled()) return false;
+  const std::vector<exr_overlap> whole = whole_areas(file, area);
+  int missing = area.bottom - area.top;
+  for (const exr_overlap& part : whole) missing -= part.bottom - part.top;
+  if (whole.empty() || missing == 0) return false;
+  for (const exr_channel_use& use : uses) fill_plane(image.data[static_cast<std::size_t>(use.plane)], 0);
+  for (const exr_overlap& part : whole) read_area(file, uses, image, part);
+  image.note = std::to_string(missing) + " of " + std::to_string(area.bottom - area.top) +
+               " lines are missing from the file and shown in black";
+  return true;
+}
+
 }  // namespace
 
 void check_chunk_sizes(const exr_file& file) {
@@ -36,13 +79,13 @@ void check_chunk_sizes(const exr_file& file) {
   std::int32_t width = data.max.x - data.min.x + 1;
   std::int32_t height = 1;
   std::int32_t chunks = 0;
-  file.check(exr_get_chunk_count(file.context(), 0, &chunks));
+  file.check(exr_get_chunk_count(file.context(), file.part(), &chunks));
   if (file.is_tiled()) {
     std::int32_t tile_width = 0;
-    file.check(exr_get_tile_sizes(file.context(), 0, 0, 0, &tile_width, &height));
+    file.check(exr_get_tile_sizes(file.context(), file.part(), 0, 0, &tile_width, &height));
     width = std::min(width, tile_width);
   } else {
-    file.check(exr_get_scanlines_per_chunk(file.context(), 0, &height));
+    file.check(exr_get_scanlines_per_chunk(file.context(), file.part(), &height));
   }
   height = std::min(height, data.max.y - data.min.y + 1);
   if (width < 1 || height < 1) throw io::invalid_format(file.path(), "Invalid tile size");
@@ -88,8 +131,10 @@ void decode_channels(const exr_file& file, const std::vector<exr_channel_use>& u
   }
   if (!overlap.empty() && !firsts.empty()) {
     check_chunk_sizes(file);
-    if (!read_uncompressed(file, firsts, image) && !read_chunks(file, firsts, image)) {
-      read_by_library(file, firsts, image);
+    try {
+      read_area(file, firsts, image, overlap);
+    } catch (const io::exception&) {
+      if (!read_what_is_there(file, firsts, image, overlap)) throw;
     }
   }
   for (const exr_channel_use& use : uses) {

@@ -20,8 +20,8 @@ struct line_piece {
   std::size_t bytes = 0;
 };
 
-std::vector<line_piece> pieces_of_a_line(const exr_file& file, const std::vector<exr_channel_use>& uses) {
-  const exr_overlap overlap = overlap_of(file);
+std::vector<line_piece> pieces_of_a_line(const exr_file& file, const std::vector<exr_channel_use>& uses,
+                                         const exr_overlap& overlap) {
   const exr_attr_box2i_t& data = file.data_window();
   std::vector<line_piece> pieces;
   const auto add = [&](int plane, int column, int samples) {
@@ -47,7 +47,7 @@ std::vector<line_piece> pieces_of_a_line(const exr_file& file, const std::vector
 }
 
 bool is_plain(const exr_file& file) {
-  if (file.compression() != EXR_COMPRESSION_NONE || file.is_tiled() || file.is_multipart()) return false;
+  if (file.compression() != EXR_COMPRESSION_NONE || file.is_tiled() || file.has_parts()) return false;
   const exr_attr_chlist_t& list = file.channels();
   return std::all_of(list.entries, list.entries + list.num_channels, [](const exr_attr_chlist_entry_t& c) {
     return c.pixel_type == EXR_PIXEL_HALF && c.x_sampling == 1 && c.y_sampling == 1;
@@ -56,9 +56,10 @@ bool is_plain(const exr_file& file) {
 
 }  // namespace
 
-bool read_uncompressed(const exr_file& file, const std::vector<exr_channel_use>& uses, image& image) {
+bool read_uncompressed(const exr_file& file, const std::vector<exr_channel_use>& uses, image& image,
+                       const exr_overlap& overlap) {
   if (!is_plain(file)) return false;
-  const std::vector<line_piece> pieces = pieces_of_a_line(file, uses);
+  const std::vector<line_piece> pieces = pieces_of_a_line(file, uses, overlap);
   const int lines_at_once = most_pieces / (static_cast<int>(pieces.size()) + 1);
   if (lines_at_once < 1) return false;
   std::int64_t line_bytes = 0;
@@ -68,11 +69,10 @@ bool read_uncompressed(const exr_file& file, const std::vector<exr_channel_use>&
     if (piece.plane < 0) unused = std::max(unused, piece.bytes);
   }
   // Lines lie one behind the other in nearly every file; in any other they are read one by one.
-  const exr_overlap overlap = overlap_of(file);
   exr_chunk_info_t first{};
   exr_chunk_info_t last{};
-  file.check(exr_read_scanline_chunk_info(file.context(), 0, overlap.top, &first));
-  file.check(exr_read_scanline_chunk_info(file.context(), 0, overlap.bottom - 1, &last));
+  file.check(exr_read_scanline_chunk_info(file.context(), file.part(), overlap.top, &first));
+  file.check(exr_read_scanline_chunk_info(file.context(), file.part(), overlap.bottom - 1, &last));
   const std::int64_t stride = line_bytes + line_header;
   const std::int64_t lines = overlap.bottom - overlap.top;
   const auto begin = static_cast<std::int64_t>(first.data_offset) - line_header;

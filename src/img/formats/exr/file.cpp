@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "img/formats/exr/header_sizes.h"
 #include "img/image.h"
 #include "io/exceptions.h"
 
@@ -41,18 +42,37 @@ void exr_file::open() {
   setup.size_fn = &size_callback;
   std::array<std::uint8_t, 8> start{};  // magic number, version and flags, little-endian
   source_.read(start.data(), start.size(), 0);
-  is_multipart_ = (start[5] & 0x10) != 0;
+  has_parts_ = (start[5] & 0x10) != 0;
+  constexpr std::uint8_t magic[] = {0x76, 0x2F, 0x31, 0x01};
+  if (!std::equal(std::begin(magic), std::end(magic), start.begin())) throw io::invalid_signature(path());
+  check_header_sizes(source_);
   check(exr_start_read(&context_, path().c_str(), &setup));
-  check(exr_get_storage(context_, 0, &storage_));
-  if (storage_ != EXR_STORAGE_SCANLINE && storage_ != EXR_STORAGE_TILED) {
-    throw io::invalid_format(path(), "Unsupported deep data");
+  int count = 0;
+  check(exr_get_count(context_, &count));
+  for (int i = 0; i < count; ++i) parts_.push_back(part_at(i));
+  if (parts_.empty()) throw io::invalid_format(path(), "The file has no parts");
+}
+
+exr_part exr_file::part_at(int index) const {
+  exr_part part;
+  const char* name = nullptr;
+  if (exr_get_name(context_, index, &name) == EXR_ERR_SUCCESS && name != nullptr) part.name = name;
+  check(exr_get_storage(context_, index, &part.storage));
+  check(exr_get_compression(context_, index, &part.compression));
+  check(exr_get_channels(context_, index, &part.channels));
+  check(exr_get_data_window(context_, index, &part.data_window));
+  check(exr_get_display_window(context_, index, &part.display_window));
+  return part;
+}
+
+void exr_file::use_part(int index) {
+  const exr_part& part = parts_[static_cast<std::size_t>(index)];
+  if (part.is_deep()) {
+    throw io::invalid_format(path(), "Unsupported deep data" + (part.name.empty() ? "" : " in part " + part.name));
   }
-  check(exr_get_compression(context_, 0, &compression_));
-  check(exr_get_channels(context_, 0, &channels_));
-  check(exr_get_data_window(context_, 0, &data_window_));
-  check(exr_get_display_window(context_, 0, &display_window_));
-  check_window(data_window_);
-  check_window(display_window_);
+  check_window(part.data_window);
+  check_window(part.display_window);
+  part_ = index;
 }
 
 void exr_file::check_window(const exr_attr_box2i_t& window) const {
@@ -90,15 +110,15 @@ void exr_file::check(exr_result_t result) const {
   throw io::invalid_format(path(), message_.empty() ? exr_get_default_error_message(result) : message_);
 }
 
-int exr_file::find_channel(const std::string& name) const {
-  for (int i = 0; i < channels_->num_channels; ++i) {
-    if (name == channels_->entries[i].name.str) return i;
+int find_channel(const exr_attr_chlist_t& channels, std::string_view name) {
+  for (int i = 0; i < channels.num_channels; ++i) {
+    if (name == channels.entries[i].name.str) return i;
   }
   return -1;
 }
 
 int exr_file::expansion() const {
-  switch (compression_) {
+  switch (compression()) {
     case EXR_COMPRESSION_NONE:
       return 1;
     case EXR_COMPRESSION_RLE:
@@ -117,7 +137,7 @@ int exr_file::expansion() const {
 void exr_file::check_picture_size(int bytes_per_pixel) const {
   check_dimensions(path(), width(), height());
   const double data_pixels =
-      (1.0 + data_window_.max.x - data_window_.min.x) * (1.0 + data_window_.max.y - data_window_.min.y);
+      (1.0 + data_window().max.x - data_window().min.x) * (1.0 + data_window().max.y - data_window().min.y);
   const double coded = static_cast<double>(source_.size()) * expansion() / bytes_per_pixel;
   const double backed = std::max(most_empty_pixels, std::min(coded, data_pixels * most_empty_factor));
   check_size(path(), width(), height(), bytes_per_pixel, static_cast<long long>(backed * bytes_per_pixel), 1);

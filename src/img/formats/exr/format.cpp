@@ -12,7 +12,7 @@ void exr_fmt::list_layers(const std::string& path, std::vector<layer>& layers) c
 }
 
 void exr_fmt::read(image& image, const std::string& path, const layer& layer) const {
-  const exr_file file(path);
+  exr_file file(path);
   const exr_picture picture = choose_picture(file, layer);
   const int planes = static_cast<int>(picture.letters.size()) + (picture.has_depth ? 1 : 0);
   file.check_picture_size(planes * 2);
@@ -22,12 +22,13 @@ void exr_fmt::read(image& image, const std::string& path, const layer& layer) co
   image.set_path(path);
   image.set_centre_anchor();
   take_exr_attributes(file, image);
+  if (!picture.shown_layer.empty()) image.metadata["shown_layer"] = picture.shown_layer;
   decode_channels(file, picture.uses, image);
   if (picture.from_chroma) decode_chroma(file, image);
 }
 
 picture_header exr_fmt::read_header(const std::string& path, const layer& layer) const {
-  const exr_file file(path);
+  exr_file file(path);
   const exr_picture picture = choose_picture(file, layer);
   file.check_picture_size(2);
   picture_header header;

@@ -5,8 +5,8 @@
 
 namespace img {
 
-// Pictures have the size of the display window and 16 bits a sample; what the data window leaves out is black. Reads
-// the first part of files with several, and no deep data.
+// Pictures have the size of the display window and 16 bits a sample; what the data window leaves out is black. Layers
+// are those of all parts; deep data is refused.
 class exr_fmt final : public format {
  public:
   void list_layers(const std::string& path, std::vector<layer>& layers) const override;

@@ -20,15 +20,22 @@ struct exr_picture {
   std::vector<exr_channel_use> uses;  // planes of the picture that no channel fills are black
   bool has_depth = false;             // a plane Z at place 4, behind a gap when there is no alpha
   bool from_chroma = false;  // colours are to be computed from Y, RY and BY; `uses` has only what is beside them
+  std::string shown_layer;   // that stands for the main picture of a file that has named layers only
 };
 
-// The main picture, or the channels that `layer` names: a channel of that very name as a gray picture, or else the
-// first of the suffix groups. Throws io::invalid_format with "Empty layer", "Unsupported layer", "Unsupported channel
-// type within a layer", "Channel type mismatch within a layer" and "Unsupported sampling rate".
-exr_picture choose_picture(const exr_file& file, const layer& layer);
+// The main picture of the first part, or what `layer` names, and has `file` use its part: a channel of that very name
+// as a gray picture, or the first of the suffix groups under that name, in the first part; then a part of that name, a
+// layer or channel of a part as `part.layer`; then a layer or channel of any part. Throws io::invalid_format with
+// "Empty layer", "Unsupported layer", "Unsupported channel type within a layer", "Channel type mismatch within a layer"
+// and "Unsupported sampling rate", each followed by what was found.
+//
+// The main picture is R, G and B, in part missing only where Y alone, or Y with RY and BY, does not stand in for them.
+// Without any of these it is the first layer that has colours.
+exr_picture choose_picture(exr_file& file, const layer& layer);
 
-// The main picture, then every group of channels with a common name in front of the last dot, then the single channels
-// that belong to none of them and can be read.
+// The main picture, then of the first part every group of channels with a common name in front of the last dot and the
+// single channels that belong to none of them and can be read, then each further part and what it has of those as
+// `part.layer`. Throws io::invalid_format when all parts are deep.
 std::vector<layer> layers_of(const exr_file& file);
 
 }  // namespace img

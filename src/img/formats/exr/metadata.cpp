@@ -1,6 +1,7 @@
 #include "img/formats/exr/metadata.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <iterator>
 
@@ -176,6 +177,8 @@ void take_value(const exr_attribute_t& a, image_info& info) {
     if (code.is_valid()) info.keycode = code;
   } else if (name == "framesPerSecond") {
     take_rate(a, info);
+  } else if (name == "pixelAspectRatio" && a.type == EXR_ATTR_FLOAT) {
+    if (std::isfinite(a.f) && a.f > 0) info.pixel_aspect = static_cast<double>(a.f);
   }
 }
 
@@ -183,10 +186,10 @@ void take_value(const exr_attribute_t& a, image_info& info) {
 
 void take_exr_attributes(const exr_file& file, image_info& info) {
   int count = 0;
-  file.check(exr_get_attribute_count(file.context(), 0, &count));
+  file.check(exr_get_attribute_count(file.context(), file.part(), &count));
   for (int i = 0; i < count; ++i) {
     const exr_attribute_t* attribute = nullptr;
-    file.check(exr_get_attribute_by_index(file.context(), 0, EXR_ATTR_LIST_FILE_ORDER, i, &attribute));
+    file.check(exr_get_attribute_by_index(file.context(), file.part(), EXR_ATTR_LIST_FILE_ORDER, i, &attribute));
     info.metadata[valid_utf8(attribute->name)] = value_text(*attribute);
     take_value(*attribute, info);
   }

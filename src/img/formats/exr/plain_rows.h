@@ -55,27 +55,5 @@ inline void plain_floats_to_halves(uint16_t* out, const uint32_t* floats, size_t
   for (size_t i = 0; i < count; ++i) out[i] = plain_half_of(floats[i]);
 }
 
-// From an average and a difference to the two samples. Values of 14 bits are signed.
-inline void plain_join_samples(uint16_t& average, uint16_t& difference, bool wide) {
-  if (wide) {
-    const uint16_t second = static_cast<uint16_t>(average - (difference >> 1));
-    average = static_cast<uint16_t>(difference + second - 0x8000);
-    difference = second;
-  } else {
-    const int d = static_cast<int16_t>(difference);
-    const int first = static_cast<int16_t>(average) + (d & 1) + (d >> 1);
-    average = static_cast<uint16_t>(first);
-    difference = static_cast<uint16_t>(first - d);
-  }
-}
-
-inline void plain_join_wavelet(uint16_t* upper, uint16_t* lower, size_t count, bool wide) {
-  for (size_t i = 0; i < count; ++i) plain_join_samples(upper[i], lower[i], wide);
-  for (size_t i = 0; i + 1 < count; i += 2) {
-    plain_join_samples(upper[i], upper[i + 1], wide);
-    plain_join_samples(lower[i], lower[i + 1], wide);
-  }
-}
-
 }  // namespace
 }  // namespace img

@@ -32,8 +32,8 @@ const exr_row_kernels& active_exr_rows() {
 }
 
 const exr_row_kernels& plain_exr_rows() {
-  static constexpr exr_row_kernels table{plain_undo_differences, plain_join_bytes,       plain_take_differences,
-                                         plain_split_bytes,      plain_floats_to_halves, plain_join_wavelet};
+  static constexpr exr_row_kernels table{plain_undo_differences, plain_join_bytes, plain_take_differences,
+                                         plain_split_bytes, plain_floats_to_halves};
   return table;
 }
 

@@ -20,9 +20,6 @@ struct exr_row_kernels {
   // Bits of IEEE singles to halves, rounded to the nearest, ties to even. Beyond 65504, the largest half, infinite.
   // NaNs keep the upper bits of their payload. No overlap.
   void (*floats_to_halves)(uint16_t* out, const uint32_t* floats, size_t count);
-  // One step of the inverse wavelet on two rows of the finest level, `count` samples each: first between the rows, then
-  // between neighbours in a row. `wide` is for values of 16 bits, where sums wrap around; others have 14.
-  void (*join_wavelet)(uint16_t* upper, uint16_t* lower, size_t count, bool wide);
 };
 
 // For current_simd_level().

@@ -102,51 +102,10 @@ void floats_to_halves(uint16_t* out, const uint32_t* floats, size_t count) {
   plain_floats_to_halves(out + i, floats + i, count - i);
 }
 
-void join_rows(uint16_t* __restrict upper, uint16_t* __restrict lower, size_t count, bool wide) {
-  if (wide) {
-    for (size_t i = 0; i < count; ++i) {
-      const uint16_t second = static_cast<uint16_t>(upper[i] - (lower[i] >> 1));
-      upper[i] = static_cast<uint16_t>(lower[i] + second - 0x8000);
-      lower[i] = second;
-    }
-  } else {
-    for (size_t i = 0; i < count; ++i) {
-      const int16_t difference = static_cast<int16_t>(lower[i]);
-      const int16_t first = static_cast<int16_t>(static_cast<int16_t>(upper[i]) + (difference & 1) + (difference >> 1));
-      upper[i] = static_cast<uint16_t>(first);
-      lower[i] = static_cast<uint16_t>(first - difference);
-    }
-  }
-}
-
-// Neighbours as the halves of words of 32 bits, the average below.
-void join_neighbours(uint16_t* row, size_t pairs, bool wide) {
-  for (size_t i = 0; i < pairs; ++i) {
-    uint32_t word;
-    memcpy(&word, row + 2 * i, 4);
-    if (wide) {
-      const uint32_t difference = word >> 16;
-      const uint32_t second = word - (difference >> 1);
-      word = ((difference + second - 0x8000) & 0xFFFF) | second << 16;
-    } else {
-      const int32_t difference = static_cast<int32_t>(word) >> 16;
-      const int32_t first = static_cast<int16_t>(word) + (difference & 1) + (difference >> 1);
-      word = (static_cast<uint32_t>(first) & 0xFFFF) | static_cast<uint32_t>(first - difference) << 16;
-    }
-    memcpy(row + 2 * i, &word, 4);
-  }
-}
-
-void join_wavelet(uint16_t* upper, uint16_t* lower, size_t count, bool wide) {
-  join_rows(upper, lower, count, wide);
-  join_neighbours(upper, count / 2, wide);
-  join_neighbours(lower, count / 2, wide);
-}
-
 }  // namespace
 
 // Where the portable loop is named, the compiler vectorises it.
-extern const exr_row_kernels exr_rows = {undo_differences,  join_bytes,       plain_take_differences,
-                                         plain_split_bytes, floats_to_halves, join_wavelet};
+extern const exr_row_kernels exr_rows = {undo_differences, join_bytes, plain_take_differences, plain_split_bytes,
+                                         floats_to_halves};
 
 }  // namespace img::KSN_SIMD_LEVEL

@@ -1,16 +1,17 @@
 #include <ImfDeepFrameBuffer.h>
 #include <ImfDeepScanLineOutputFile.h>
-#include <ImfMultiPartOutputFile.h>
-#include <ImfOutputPart.h>
 #include <ImfPartType.h>
+#include <ImfPreviewImage.h>
+#include <ImfStringAttribute.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 
 #include "img/format.h"
 #include "img/formats/exr/files.h"
-#include "img/formats/exr/huffman.h"
 #include "io/exceptions.h"
 #include "support/failure.h"
 #include "support/pictures.h"
@@ -42,14 +43,30 @@ class ExrBroken : public testing::Test {
   const std::string path = folder / "a.exr";
 };
 
+// Scan lines that are whole in the file are shown, the others are black, and the picture says how many.
 TEST_F(ExrBroken, CutAnywhere) {
   for (const int compression : {0, 1, 2, 3, 4, 5, 7, 8}) {
     for (const int tile : {0, 16}) {
       const std::size_t whole = make_file(compression, tile).size();
+      img::image expected;
+      img::load(expected, path);
+      bool shown = false;
       for (std::size_t size = whole - 1; size > 0; size -= 1 + size / 15) {
         std::filesystem::resize_file(path, size);
-        EXPECT_NE(failure(), "no failure") << size << " of " << whole << " bytes, compression " << compression;
+        if (failure() != "no failure") continue;
+        ASSERT_EQ(tile, 0) << size << " of " << whole << " bytes, compression " << compression;
+        img::image image;
+        img::load(image, path);
+        int missing = 0;
+        ASSERT_EQ(std::sscanf(image.note.c_str(), "%d of 37 lines are missing", &missing), 1) << image.note;
+        const std::size_t there = static_cast<std::size_t>(37 - missing) * 20 * 2;
+        EXPECT_EQ(std::memcmp(image.data[1].data(), expected.data[1].data(), there), 0) << size;
+        EXPECT_TRUE(std::all_of(image.data[1].data() + there, image.data[1].data() + image.data[1].size(),
+                                [](std::uint8_t byte) { return byte == 0; }));
+        shown = true;
       }
+      // One chunk of 256 lines holds all of a DWAB picture, one of 32 most of a PIZ.
+      EXPECT_EQ(shown, tile == 0) << compression;
     }
   }
   EXPECT_NE(failure_of(std::string(5000, 'x')), "no failure");
@@ -115,6 +132,7 @@ TEST_F(ExrBroken, LiesAboutPlaces) {
       if (failure_of(bad) != "no failure") continue;
       img::image image;
       img::load(image, path);
+      if (!image.note.empty()) continue;
       EXPECT_EQ(image.data, expected.data) << place << " compression " << compression;
     }
   }
@@ -134,50 +152,11 @@ TEST_F(ExrBroken, DamagedChunksAreRefused) {
     } else {
       std::fill_n(&bad[chunk + 8], size, '\xFF');
     }
-    EXPECT_EQ(failure_of(bad), "Invalid chunk data at line " + std::to_string(line)) << compression;
+    const bool by_library = compression == 4 || compression == 6;
+    const std::string expected = by_library ? "" : "Invalid chunk data at line " + std::to_string(line);
+    EXPECT_EQ(failure_of(bad).substr(0, expected.size()), expected) << compression;
+    EXPECT_NE(failure(), "no failure") << compression;
   }
-}
-
-// Huffman codes as a PIZ chunk holds them, for symbols from 0 on; `data` is in whole bytes.
-std::vector<std::uint8_t> huffman_codes(const std::vector<int>& lengths, const std::vector<std::uint8_t>& data) {
-  std::vector<std::uint8_t> bytes(20);
-  const auto put = [&](std::size_t at, std::size_t value) {
-    for (std::size_t i = 0; i < 4; ++i) bytes[at + i] = static_cast<std::uint8_t>(value >> (8 * i));
-  };
-  put(4, lengths.size() - 1);
-  put(12, data.size() * 8);
-  int free_bits = 0;
-  for (const int length : lengths) {
-    for (int bit = 5; bit >= 0; --bit) {
-      if (free_bits == 0) {
-        bytes.push_back(0);
-        free_bits = 8;
-      }
-      bytes.back() = static_cast<std::uint8_t>(bytes.back() | (length >> bit & 1) << --free_bits);
-    }
-  }
-  bytes.insert(bytes.end(), data.begin(), data.end());
-  return bytes;
-}
-
-// No samples for damage.
-std::vector<std::uint16_t> decode_huffman(std::vector<std::uint8_t> bytes, std::size_t count) {
-  img::piz_memory memory;
-  std::vector<std::uint16_t> samples(count);
-  const std::size_t size = bytes.size();
-  bytes.resize(size + 8, 0xFF);
-  if (!img::decode_exr_huffman(bytes.data(), size, samples.data(), count, memory)) samples.clear();
-  return samples;
-}
-
-TEST_F(ExrBroken, OddHuffmanCodes) {
-  // Zeros behind the data are the code of a run here, and 0 its length.
-  EXPECT_TRUE(decode_huffman(huffman_codes({1, 1, 2}, {0x80}), 100).empty());
-  // Codes of 14 bits, the highest of them all ones, and two of 15; nothing that the lookup table of 12 bits holds.
-  std::vector<int> lengths(16383, 14);
-  lengths.insert(lengths.end(), {15, 15});
-  const auto ones = huffman_codes(lengths, std::vector<std::uint8_t>(9, 0xFF));
-  EXPECT_EQ(decode_huffman(ones, 5), std::vector<std::uint16_t>(5, 16382));
 }
 
 TEST_F(ExrBroken, EmptySpaceIsBelievedUpToACommonSize) {
@@ -203,26 +182,23 @@ Imf::Header part_header(const char* name, const std::string& type) {
   return header;
 }
 
-TEST_F(ExrBroken, FirstPlainPartIsRead) {
-  for (const Imf::Compression compression : {Imf::NO_COMPRESSION, Imf::ZIP_COMPRESSION, Imf::PIZ_COMPRESSION}) {
-    Imf::Header headers[] = {part_header("first", Imf::SCANLINEIMAGE), part_header("second", Imf::SCANLINEIMAGE)};
-    for (Imf::Header& header : headers) header.compression() = compression;
-    {
-      Imf::MultiPartOutputFile file(path.c_str(), headers, 2);
-      for (const int part : {0, 1}) {
-        std::vector<half> samples(64, half(part == 0 ? 0.5F : 2.0F));
-        Imf::FrameBuffer source;
-        source.insert("R", Imf::Slice(Imf::HALF, reinterpret_cast<char*>(samples.data()), 2, 16));
-        Imf::OutputPart output(file, part);
-        output.setFrameBuffer(source);
-        output.writePixels(8);
-      }
-    }
-    img::image image;
-    img::load(image, path);
-    EXPECT_EQ(support::samples<std::uint16_t>(image, 2), std::vector<int>(64, 0x3800)) << compression;
-    EXPECT_EQ(image.metadata.at("name"), "first");
-  }
+// An attribute that says more than the file has, and a preview larger than its own bytes, before the library takes
+// memory for them.
+TEST_F(ExrBroken, ClaimsOfAttributes) {
+  Imf::Header header;
+  header.insert("comments", Imf::StringAttribute("twelve chars"));
+  header.setPreviewImage(Imf::PreviewImage(2, 2));
+  exr_files::write(path, {}, header);
+  const std::string good = support::read_file(path);
+  std::string bad = good;
+  const std::size_t size = bad.find(std::string("comments\0string\0", 16)) + 16;
+  bad.replace(size, 4, std::string("\0\0\0\x60", 4));
+  EXPECT_EQ(failure_of(bad), "Attribute \"comments\" says 1610612736 bytes, but only " +
+                                 std::to_string(bad.size() - size - 4) + " are left in the file");
+  bad = good;
+  const std::size_t preview = bad.find(std::string("preview\0preview\0", 16)) + 16 + 4;
+  bad.replace(preview, 8, std::string("\0\x40\0\0\0\x40\0\0", 8));
+  EXPECT_EQ(failure_of(bad), "Attribute \"preview\" says 16384 x 16384 pixels, but has 24 bytes");
 }
 
 TEST_F(ExrBroken, DeepDataIsRefused) {
@@ -239,7 +215,7 @@ TEST_F(ExrBroken, DeepDataIsRefused) {
     file.setFrameBuffer(source);
     file.writePixels(8);
   }
-  EXPECT_EQ(failure(), "Unsupported deep data");
+  EXPECT_EQ(failure(), "Unsupported deep data in part deep");
   std::vector<img::layer> layers;
   EXPECT_THROW(img::list_layers(path, nullptr, layers), io::invalid_format);
 }

@@ -94,7 +94,7 @@ TEST_F(ExrRead, EverySetOfChannels) {
       {{"Y"}, {"RY", Imf::HALF, 2, 2}, {"BY", Imf::HALF, 2, 2}, {"A"}, {"Z", Imf::FLOAT}},
       {{"R"}, {"G"}, {"B"}, {"small", Imf::HALF, 2, 2}, {"wide", Imf::FLOAT, 3, 1}, {"zz.q", Imf::UINT}},
       {{"R", Imf::HALF, 1, 1, true}, {"G"}, {"B"}, {"A"}},
-      {{"diffuse.R"}, {"diffuse.G"}, {"diffuse.B"}},
+      {{"matte"}, {"crypto.q"}},
   };
   for (const auto& channels : sets) {
     std::string what;

@@ -208,10 +208,6 @@ TEST(ExrRows, LevelsAgree) {
         });
         compare("halves",
                 [&](const auto& rows, words at) { rows.floats_to_halves(halves(at), at + part + offset, count); });
-        for (const bool wide : {false, true}) {
-          compare("wavelet",
-                  [&](const auto& rows, words at) { rows.join_wavelet(halves(at), halves(at + part), count, wide); });
-        }
       }
     }
   });
