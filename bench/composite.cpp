@@ -52,12 +52,12 @@ struct stack {
     view.height = height;
     for (int i = 0; i < count; ++i) {
       ksn::track_info track;
-      track.source_type = ksn::source_type::image;
-      track.alpha_type = ksn::alpha_type::normal;
-      track.visible = true;
-      track.width = width;
-      track.height = height;
-      composition.tracks.push_back(track);
+      track.source.type = ksn::source_type::image;
+      track.look.alpha_type = ksn::alpha_type::normal;
+      track.look.visible = true;
+      track.source.width = width;
+      track.source.height = height;
+      composition.doc.tracks.push_back(track);
     }
     for (int i = count - 1; i >= 0; --i) {
       render::prepared_layer layer;

@@ -62,29 +62,29 @@ int main() {
   for (int i = 0; i < layers; ++i) {
     const std::string stem = "layer" + std::to_string(i % 10);
     ksn::track_info track;
-    track.source_type = ksn::source_type::sequence;
+    track.source.type = ksn::source_type::sequence;
     // Ten lists of names in all; layers with the same number share one, as duplicates do.
-    track.names = i < 10 ? names_of(stem) : composition.track_at(i - 10).names;
-    track.frames = frames;
-    track.path = "/show/" + stem + "/";
-    track.mask = stem + ".??????.tga";
+    track.source.names = i < 10 ? names_of(stem) : composition.doc.track_at(i - 10).source.names;
+    track.source.frames = frames;
+    track.source.path = "/show/" + stem + "/";
+    track.source.mask = stem + ".??????.tga";
     track.name = track.default_name = stem + ".######.tga";
-    track.width = 1920;
-    track.height = 1080;
-    track.begin = i;
-    track.visible = true;
-    track.frame_states.assign(frames, 1);
-    if (i % 3 == 0 && i > 0) track.alpha_source_id = composition.track_at(i - 1).id;
-    composition.tracks.push_back(track);
+    track.source.width = 1920;
+    track.source.height = 1080;
+    track.timing.begin = i;
+    track.look.visible = true;
+    track.source.frame_states.assign(frames, 1);
+    if (i % 3 == 0 && i > 0) track.look.alpha_source_id = composition.doc.track_at(i - 1).id;
+    composition.doc.tracks.push_back(track);
   }
-  ksn::track_info& real = composition.track_at(layers / 2);
-  real.path = work.path() + "/shot_v1/";
-  real.mask = "beauty.??????.tga";
-  real.names = names_of("beauty");
-  real.version = "v1";
-  composition.set_timeline_length(frames + layers, true);
-  composition.track_max = layers;
-  composition.tm_t = frames / 2;
+  ksn::track_info& real = composition.doc.track_at(layers / 2);
+  real.source.path = work.path() + "/shot_v1/";
+  real.source.mask = "beauty.??????.tga";
+  real.source.names = names_of("beauty");
+  real.source.version = "v1";
+  composition.doc.set_timeline_length(frames + layers, true);
+  composition.workspace.track_max = layers;
+  composition.doc.tm_t = frames / 2;
   const ksn::composition_view start = composition;
 
   std::vector<std::string> operations = {"layer_replace_with=" + work.path() + "/shot_v1/depth.000000.tga",
@@ -98,8 +98,9 @@ int main() {
         static_cast<ksn::composition_view&>(composition) = start;
         composition.undo_stack.reset();
         composition.watcher.reset();
-        composition.selection.clear();
-        for (int i = all ? 0 : layers / 2; i < (all ? layers : layers / 2 + 1); ++i) composition.selection.insert(i);
+        composition.doc.selection.clear();
+        for (int i = all ? 0 : layers / 2; i < (all ? layers : layers / 2 + 1); ++i)
+          composition.doc.selection.insert(i);
         const std::string name = operation.substr(0, operation.find('=')) + (all ? ", all selected" : "");
         times[name].push_back(processor_seconds([&] { engine.execute_action(operation); }));
         if (operation != "undo" && composition.undo_stack) {

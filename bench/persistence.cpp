@@ -31,14 +31,14 @@ void fill(ksn::state& composition) {
     ksn::name_list names;
     for (int frame = 0; frame < frames; ++frame) names.add(ksn::name_for_number(stem + ".????.exr", frame));
     ksn::track_info track;
-    track.source_type = ksn::source_type::sequence;
-    track.names = ksn::frame_names(std::move(names));
-    track.frames = frames;
-    track.path = "/show/shot/" + stem + "/";
-    track.mask = stem + ".????.exr";
+    track.source.type = ksn::source_type::sequence;
+    track.source.names = ksn::frame_names(std::move(names));
+    track.source.frames = frames;
+    track.source.path = "/show/shot/" + stem + "/";
+    track.source.mask = stem + ".????.exr";
     track.name = track.default_name = stem + ".####.exr";
-    track.visible = true;
-    composition.tracks.push_back(track);
+    track.look.visible = true;
+    composition.doc.tracks.push_back(track);
   }
 }
 
@@ -69,7 +69,7 @@ int main() {
     ksn::composition_view view;
     const auto body = [&](auto& from) { ksn::read_composition(from, view); };
     io::read_document(path, body, body);
-    if (view.tracks.size() != layers || view.tracks[1].names.size() != frames) std::abort();
+    if (view.doc.tracks.size() != layers || view.doc.tracks[1].source.names.size() != frames) std::abort();
   };
   std::vector<bench::contender> contenders = {
       {"write", [&] { ksn::save_composition(composition, binary); }, {}},

@@ -40,11 +40,11 @@ class still_clip : public sources::clip {
 
 ksn::track_info clip_layer() {
   ksn::track_info track;
-  track.source_type = ksn::source_type::avi;
-  track.frames = frames;
-  track.path = "/projects/show/shots/sq010/sh0200/plates/scan_v003/main_plate_v003.mov";
-  track.clip = std::make_shared<still_clip>();
-  track.visible = true;
+  track.source.type = ksn::source_type::avi;
+  track.source.frames = frames;
+  track.source.path = "/projects/show/shots/sq010/sh0200/plates/scan_v003/main_plate_v003.mov";
+  track.source.clip = std::make_shared<still_clip>();
+  track.look.visible = true;
   return track;
 }
 
@@ -128,12 +128,12 @@ void row_work() {
   key.enabled = true;
   key.key = {255, 60, 50, 40};
   ksn::track_info inverted;
-  inverted.invert_color = true;
+  inverted.look.invert_color = true;
   ksn::track_info combined;
-  combined.alpha_source_mode = ksn::alpha_source_mode_type::combine;
+  combined.look.alpha_source_mode = ksn::alpha_source_mode_type::combine;
   ksn::track_info ranged = combined;
-  ranged.alpha_source_mode = ksn::alpha_source_mode_type::replace;
-  ranged.alpha_source_range = ksn::alpha_source_range_type::midtones;
+  ranged.look.alpha_source_mode = ksn::alpha_source_mode_type::replace;
+  ranged.look.alpha_source_range = ksn::alpha_source_range_type::midtones;
   const ksn::track_info source;
   img::image gray("L", 8, width, height);
 

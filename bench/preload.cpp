@@ -36,21 +36,21 @@ class waiting_clip : public sources::clip {
 
 ksn::track_info waiting_layer(int number, int count) {
   ksn::track_info track;
-  track.source_type = ksn::source_type::avi;
-  track.path = "/waiting" + std::to_string(number);
-  track.clip = std::make_shared<waiting_clip>(count);
-  track.frames = count;
+  track.source.type = ksn::source_type::avi;
+  track.source.path = "/waiting" + std::to_string(number);
+  track.source.clip = std::make_shared<waiting_clip>(count);
+  track.source.frames = count;
   return track;
 }
 
 ksn::track_info file_layer(const std::string& folder, int first, int count) {
   ksn::track_info track;
-  track.source_type = ksn::source_type::sequence;
-  track.path = folder + "/";
+  track.source.type = ksn::source_type::sequence;
+  track.source.path = folder + "/";
   std::vector<std::string> names;
   for (int i = first; i < first + count; ++i) names.push_back(std::to_string(i) + ".tga");
-  track.names = names;
-  track.frames = count;
+  track.source.names = names;
+  track.source.frames = count;
   return track;
 }
 
@@ -58,13 +58,13 @@ void preload(const std::vector<ksn::track_info>& layers) {
   cache::frame_cache cache;
   cache.memory_load = [] { return 0; };
   cache::preloader preloader(cache);
-  for (const ksn::track_info& layer : layers) preloader.preload_range(layer, 0, layer.frames);
+  for (const ksn::track_info& layer : layers) preloader.preload_range(layer, 0, layer.source.frames);
   while (preloader.pending_tasks() != 0) std::this_thread::sleep_for(std::chrono::microseconds(200));
 }
 
 void read_plainly(const ksn::track_info& layer) {
   std::vector<img::const_image_ptr> held;
-  for (int i = 0; i < layer.frames; ++i) held.push_back(cache::read_frame(layer, i));
+  for (int i = 0; i < layer.source.frames; ++i) held.push_back(cache::read_frame(layer, i));
 }
 
 void compare(const char* title, const ksn::track_info& one, const std::vector<ksn::track_info>& four) {

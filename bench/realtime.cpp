@@ -114,8 +114,8 @@ int run_window(const job& job) {
   window.register_actions();
   window.is_transient = [] { return true; };
   engine.command_pass({"bench", job.pattern, "--fps=" + std::to_string(job.rate), "--resize_window_to_fit"});
-  composition.can_drop_frames = true;
-  composition.playing = job.kind != "idle";
+  composition.doc.can_drop_frames = true;
+  composition.doc.playing = job.kind != "idle";
 
   using steady = std::chrono::steady_clock;
   const auto since = [](steady::time_point start) {

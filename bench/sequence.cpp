@@ -80,7 +80,7 @@ int main() {
        [&] {
          ksn::track_info record;
          ksn::scan_folder(folder + "/*", record, ksn::alpha_type::mask, false, {});
-         if (record.frames != frames) std::exit(1);
+         if (record.source.frames != frames) std::exit(1);
        },
        {}},
   };

@@ -116,8 +116,8 @@ void application::impl::bind() {
   hooks.drop_changed = [this](const std::string& path) { frames.remove_changed(path); };
   hooks.drop_changed_in = [this](const std::string& folder) { frames.remove_changed_in(folder); };
   hooks.request_preload = [this](const ksn::track_info& track) {
-    preloader.set_resolution(composition.resolution);
-    preloader.preload_layer_over(track, composition.tm_f, composition.tm_l);
+    preloader.set_resolution(composition.view.resolution);
+    preloader.preload_layer_over(track, composition.doc.tm_f, composition.doc.tm_l);
   };
   hooks.cancel_preload = [this](const ksn::track_info& track) { preloader.cancel_layer(track.id); };
   hooks.stop_preload = [this] { preloader.stop(); };

@@ -79,8 +79,8 @@ void copy_picture(const clipboard_parts& parts, platform::desktop& desktop, cons
 
 render::frame_view mask_view(const ksn::state& composition) {
   render::frame_view view;
-  view.width = composition.mask_size.x;
-  view.height = composition.mask_size.y;
+  view.width = composition.doc.mask_size.x;
+  view.height = composition.doc.mask_size.y;
   return view;
 }
 
@@ -117,15 +117,15 @@ bool paste_picture(const clipboard_parts& parts, platform::desktop& desktop) {
   }
   ksn::state& composition = parts.engine.composition();
   ksn::track_info layer;
-  layer.source_type = ksn::source_type::clipboard_image;
-  layer.frames = 1;
-  layer.width = width;
-  layer.height = height;
+  layer.source.type = ksn::source_type::clipboard_image;
+  layer.source.frames = 1;
+  layer.source.width = width;
+  layer.source.height = height;
   layer.name = composition.catalogue_text("ti_clipboard_image_name");
   layer.default_name = layer.name;
-  layer.visible = true;
-  layer.alpha_type = ksn::alpha_type::normal;
-  layer.clipboard_image = std::move(picture);
+  layer.look.visible = true;
+  layer.look.alpha_type = ksn::alpha_type::normal;
+  layer.source.clipboard_image = std::move(picture);
   composition.enter_stack(std::move(layer), true);
   return true;
 }

@@ -119,7 +119,7 @@ void register_dialog_actions(const dialog_parts& parts) {
       action.enabled = [parts] {
         const ksn::state& composition = parts.engine.composition();
         // Without a window the line about the value form is of more use than silence.
-        return !parts.desktop() || composition.selected_index() != composition.track_count();
+        return !parts.desktop() || composition.doc.selected_index() != composition.doc.track_count();
       };
     }
   }

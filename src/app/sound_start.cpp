@@ -12,8 +12,8 @@ void sound_start::use(platform::audio_device* device) {
 
 void sound_start::poll() {
   if (!device_ || clock_.audio || failed_) return;
-  const auto& tracks = composition_.tracks;
-  if (std::none_of(tracks.begin(), tracks.end(), [](const ksn::track_info& t) { return t.has_audio(); })) return;
+  const auto& tracks = composition_.doc.tracks;
+  if (std::none_of(tracks.begin(), tracks.end(), [](const ksn::track_info& t) { return t.source.has_audio(); })) return;
   if (device_->open()) {
     clock_.audio = device_;
   } else {

@@ -35,8 +35,8 @@ void window_run::register_actions() {
     engine.quit_requested = true;
   };
   command::action& fullscreen = engine.action_table["toggle_fullscreen"];
-  fullscreen.execute = [this] { set_fullscreen(!parts_.composition.full_screen); };
-  fullscreen.checked = [this] { return parts_.composition.full_screen; };
+  fullscreen.execute = [this] { set_fullscreen(!parts_.composition.workspace.full_screen); };
+  fullscreen.checked = [this] { return parts_.composition.workspace.full_screen; };
   command::action& on_top = engine.action_table["toggle_always_on_top"];
   on_top.execute = [this] {
     always_on_top_ = !always_on_top_;
@@ -54,9 +54,9 @@ void window_run::register_actions() {
 }
 
 void window_run::set_fullscreen(bool on) {
-  if (on == parts_.composition.full_screen) return;
+  if (on == parts_.composition.workspace.full_screen) return;
   if (desktop_) desktop_->set_fullscreen(on);
-  parts_.composition.full_screen = on;
+  parts_.composition.workspace.full_screen = on;
   redraw_ = true;
 }
 
@@ -80,7 +80,7 @@ void window_run::on_key(int code) {
   if (!pan_button_) {
     keys_.run_key(code, parts_.engine);
   } else if (code == command::parse_key("escape")) {
-    parts_.composition.pan_position = pan_before_;
+    parts_.composition.view.pan_position = pan_before_;
     end_pan();
   }
 }
@@ -100,7 +100,7 @@ void window_run::on_mouse(const platform::mouse_event& event) {
           ((event.button == mouse_button::middle && !alt) || (event.button == mouse_button::left && alt && !ctrl))) {
         pan_button_ = event.button;
         pan_from_ = event.position;
-        pan_before_ = parts_.composition.pan_position;
+        pan_before_ = parts_.composition.view.pan_position;
         desktop_->set_cursor(platform::cursor_shape::move);
       }
       return;
@@ -128,8 +128,8 @@ void window_run::end_pan() {
 
 void window_run::move_pan(math::point position) {
   ksn::state& composition = parts_.composition;
-  composition.pan_position = {pan_before_.x + (position.x - pan_from_.x) / composition.zoom(),
-                              pan_before_.y + (position.y - pan_from_.y) * 100.0 / composition.zoom_factor2};
+  composition.view.pan_position = {pan_before_.x + (position.x - pan_from_.x) / composition.view.zoom(),
+                                   pan_before_.y + (position.y - pan_from_.y) * 100.0 / composition.view.zoom_factor2};
   redraw_ = true;
 }
 
@@ -146,11 +146,11 @@ void window_run::on_wheel(const platform::mouse_event& event) {
   const math::point from_centre{event.position.x - view.width / 2, event.position.y - view.height / 2};
   const math::pointd before{from_centre.x / view.zoom_x, from_centre.y / view.zoom_y};
   for (int i = 0; i < std::abs(steps); ++i) {
-    steps > 0 ? composition.increase_zoom_factor() : composition.decrease_zoom_factor();
+    steps > 0 ? composition.view.increase_zoom_factor() : composition.view.decrease_zoom_factor();
   }
   if (event.modifiers & platform::key_ctrl) {
-    composition.pan_position.x += from_centre.x / composition.zoom() - before.x;
-    composition.pan_position.y += from_centre.y * 100.0 / composition.zoom_factor2 - before.y;
+    composition.view.pan_position.x += from_centre.x / composition.view.zoom() - before.x;
+    composition.view.pan_position.y += from_centre.y * 100.0 / composition.view.zoom_factor2 - before.y;
   }
   redraw_ = true;
 }
@@ -227,11 +227,12 @@ void window_run::drop(const std::vector<std::string>& paths) {
           continue;
         }
         if (taken.contains(paths[i])) continue;
-        const int before = composition.track_count();
+        const int before = composition.doc.track_count();
         engine.run_option("--add_layer=" + paths[i]);
-        if (composition.track_count() == before || composition.tracks.front().names.size() < 2) continue;
-        const ksn::track_info& added = composition.tracks.front();
-        for (int frame = 0; frame < static_cast<int>(added.names.size()); ++frame) taken.insert(added.file_of(frame));
+        if (composition.doc.track_count() == before || composition.doc.tracks.front().source.names.size() < 2) continue;
+        const ksn::track_info& added = composition.doc.tracks.front();
+        for (int frame = 0; frame < static_cast<int>(added.source.names.size()); ++frame)
+          taken.insert(added.source.file_of(frame));
       }
       end_progress();
     });

@@ -34,14 +34,14 @@ long long since(steady::time_point start) {
 
 // Shows other pictures from moment to moment without any command.
 bool is_live(const ksn::track_info& track) {
-  return track.visible &&
-         (track.source_type == ksn::source_type::shmem || track.source_type == ksn::source_type::video);
+  return track.look.visible &&
+         (track.source.type == ksn::source_type::shmem || track.source.type == ksn::source_type::video);
 }
 
 // Frames until the shown one changes.
 double frames_left(const ksn::state& composition) {
-  const double part = composition.tm_t - std::floor(composition.tm_t);
-  return composition.forward ? 1.0 - part : part;
+  const double part = composition.doc.tm_t - std::floor(composition.doc.tm_t);
+  return composition.doc.forward ? 1.0 - part : part;
 }
 
 }  // namespace
@@ -122,7 +122,7 @@ bool window_run::open() {
     return false;
   }
   if (pending_client_size_.x > 0 && pending_client_size_.y > 0) desktop_->set_client_size(pending_client_size_);
-  if (parts_.composition.full_screen) desktop_->set_fullscreen(true);
+  if (parts_.composition.workspace.full_screen) desktop_->set_fullscreen(true);
   refresh_caption();
 
   display_ = std::make_unique<window_display>(*desktop_);
@@ -150,7 +150,7 @@ int window_run::loop() {
     if ((close_requested_ || interrupted()) && close()) break;
     const std::uint32_t start = milliseconds();
     const bool may_sleep = main_tick();
-    if (may_sleep && !parts_.composition.playing) {
+    if (may_sleep && !parts_.composition.doc.playing) {
       parts_.frames.trim(parts_.frames.memory_reserve_percent);
       desktop_->wait_events(longest_sleep);
     } else {
@@ -171,11 +171,11 @@ bool window_run::main_tick() {
   const double elapsed = playback::elapsed_seconds(now, last_tick_);
   last_tick_ = now;
   tick_times times;
-  const bool was_playing = composition.playing;
+  const bool was_playing = composition.doc.playing;
   parts_.clock.tick(elapsed, pan_button_.has_value());
   times.advance = since(start);
   times.playing = was_playing;
-  parts_.preloader.set_resolution(composition.resolution);
+  parts_.preloader.set_resolution(composition.view.resolution);
 
   if (!desktop_->window_exists() || desktop_->is_minimised()) {
     redraw_ = true;
@@ -185,12 +185,12 @@ bool window_run::main_tick() {
   }
   ksn::poll_watches(composition);
 
-  const bool live = std::any_of(composition.tracks.begin(), composition.tracks.end(), is_live);
+  const bool live = std::any_of(composition.doc.tracks.begin(), composition.doc.tracks.end(), is_live);
   // A wait that ended early makes no second picture of a frame, which would keep the next one waiting.
   const std::uint32_t since_draw = now - last_draw_;
   const bool next_picture =
-      was_playing && (static_cast<int>(composition.tm_t) != last_frame_ ||
-                      since_draw > static_cast<std::uint32_t>(playback::turn_milliseconds(composition.fpcs) + 1));
+      was_playing && (static_cast<int>(composition.doc.tm_t) != last_frame_ ||
+                      since_draw > static_cast<std::uint32_t>(playback::turn_milliseconds(composition.doc.fpcs) + 1));
   if (redraw_ || next_picture || live || since_draw >= longest_redraw || desktop_->client_size() != surface_size_) {
     redraw_ = false;
     last_draw_ = now;
@@ -198,7 +198,7 @@ bool window_run::main_tick() {
     times.lateness = since(start);
     if (was_playing) {
       const double gone = 1.0 - frames_left(composition);
-      times.lateness += static_cast<long long>(gone * 1e11 / std::max(composition.fpcs, 1));
+      times.lateness += static_cast<long long>(gone * 1e11 / std::max(composition.doc.fpcs, 1));
     }
   }
   foreground_ = desktop_->is_foreground();
@@ -233,27 +233,27 @@ void window_run::draw_and_present(tick_times& times) {
     return;
   }
   times.drawn = true;
-  times.frame = static_cast<int>(composition.tm_t);
+  times.frame = static_cast<int>(composition.doc.tm_t);
   times.new_frame = times.frame != last_frame_;
   last_frame_ = times.frame;
 }
 
 ui::present_mode window_run::turn_mode() const {
-  return ui::mode_for(parts_.composition.vsync, parts_.composition.vsync_mode);
+  return ui::mode_for(parts_.composition.settings.vsync, parts_.composition.settings.vsync_mode);
 }
 
 void window_run::pace(std::uint32_t tick_start) {
   const ksn::state& composition = parts_.composition;
   playback::turn turn;
-  turn.fpcs = composition.fpcs;
+  turn.fpcs = composition.doc.fpcs;
   turn.spent = static_cast<int>(milliseconds() - tick_start);
   turn.present_mode = static_cast<int>(turn_mode());
   turn.foreground = foreground_;
-  turn.throttled = composition.vsync_parameter != 0;
+  turn.throttled = composition.settings.vsync_parameter != 0;
   playback::pacing rest = playback::pace(turn);
-  if (composition.playing) {
+  if (composition.doc.playing) {
     // A picture goes out when it is due: a turn that came a little before would make it late by a whole turn.
-    const double due = std::ceil(frames_left(composition) * 1e5 / std::max(composition.fpcs, 1));
+    const double due = std::ceil(frames_left(composition) * 1e5 / std::max(composition.doc.fpcs, 1));
     rest.milliseconds = static_cast<int>(std::min<double>(rest.milliseconds, due - turn.spent));
   }
   if (rest.milliseconds < 1) return;

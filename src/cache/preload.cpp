@@ -12,7 +12,7 @@ namespace {
 constexpr std::chrono::milliseconds pause_between_frames(2);
 
 bool has_frames_to_read(const ksn::track_info& layer) {
-  return layer.source_type == ksn::source_type::sequence || layer.is_clip();
+  return layer.source.type == ksn::source_type::sequence || layer.source.is_clip();
 }
 
 // Of a layer with `frames` source frames. A retime near 0 makes positions that no integer holds, and one of 0 none.
@@ -51,21 +51,22 @@ void preloader::start_locked(std::unique_ptr<worker>& slot) {
 }
 
 void preloader::preload_layer_over(const ksn::track_info& layer, int from, int to) {
-  if (layer.disable_cache || !has_frames_to_read(layer)) return;
-  const long long first = std::max<long long>(static_cast<long long>(from) - layer.begin, layer.in());
-  const long long last = std::min<long long>({static_cast<long long>(to) - layer.begin, layer.out(), layer.length()});
+  if (layer.source.disable_cache || !has_frames_to_read(layer)) return;
+  const long long first = std::max<long long>(static_cast<long long>(from) - layer.timing.begin, layer.in());
+  const long long last =
+      std::min<long long>({static_cast<long long>(to) - layer.timing.begin, layer.out(), layer.length()});
   if (first >= last) return;
-  preload_range(layer, nearest_frame(static_cast<double>(first) / layer.retime, layer.frames),
-                nearest_frame(static_cast<double>(last) / layer.retime, layer.frames));
+  preload_range(layer, nearest_frame(static_cast<double>(first) / layer.timing.retime, layer.source.frames),
+                nearest_frame(static_cast<double>(last) / layer.timing.retime, layer.source.frames));
 }
 
 void preloader::preload_after_gesture(const ksn::state& composition, const std::function<void()>& keep_alive) {
   stop();
   if (keep_alive) keep_alive();
   for (int i = 0; i < 32; ++i) cache_.trim(cache_.memory_reserve_percent + 30);
-  const int from = std::max(composition.tm_f, static_cast<int>(composition.tm_t));
-  for (const ksn::track_info& track : composition.tracks) {
-    if (track.visible) preload_layer_over(track, from, composition.tm_l);
+  const int from = std::max(composition.doc.tm_f, static_cast<int>(composition.doc.tm_t));
+  for (const ksn::track_info& track : composition.doc.tracks) {
+    if (track.look.visible) preload_layer_over(track, from, composition.doc.tm_l);
   }
 }
 
@@ -167,7 +168,7 @@ void preloader::run(worker& self) {
 
 void preloader::read_next(task& task) {
   const int frame = task.next++;
-  if (frame < 0 || task.layer.disable_cache || !has_frames_to_read(task.layer)) return;
+  if (frame < 0 || task.layer.source.disable_cache || !has_frames_to_read(task.layer)) return;
   ksn::cache_resolution_type resolution;
   {
     const std::lock_guard guard(lock_);

@@ -12,20 +12,21 @@ const img::format& format_of(const std::string& path) {
 }
 
 bool has_frame(const ksn::track_info& track, int source_frame, const std::string& path) {
-  return source_frame >= 0 && source_frame < track.frames && !path.empty() && (!track.is_clip() || track.clip);
+  return source_frame >= 0 && source_frame < track.source.frames && !path.empty() &&
+         (!track.source.is_clip() || track.source.clip);
 }
 
 }  // namespace
 
 frame_key key_of_frame(const ksn::track_info& track, int source_frame, ksn::cache_resolution_type resolution) {
   frame_key key;
-  key.path = track.frame_path(source_frame);
-  key.layer_type = track.layer.type;
-  key.layer_index = track.layer.index;
-  key.layer_name = track.layer.name;
-  if (track.source_type == ksn::source_type::r3d) {
-    const ksn::r3d_color_settings& settings = track.rcs;
-    key.decoder_preset = static_cast<int>(track.rds);
+  key.path = track.source.frame_path(source_frame);
+  key.layer_type = track.source.image_layer.type;
+  key.layer_index = track.source.image_layer.index;
+  key.layer_name = track.source.image_layer.name;
+  if (track.source.type == ksn::source_type::r3d) {
+    const ksn::r3d_color_settings& settings = track.source.rcs;
+    key.decoder_preset = static_cast<int>(track.source.rds);
     key.r3d_color_settings = {static_cast<int>(settings.preset),
                               settings.kelvin,
                               settings.tint,
@@ -36,30 +37,30 @@ frame_key key_of_frame(const ksn::track_info& track, int source_frame, ksn::cach
                               settings.track};
   }
   key.resolution = static_cast<int>(resolution);
-  key.has_lookup = track.tf.lookup_table.has_cube();
-  key.lookup_hash = track.tf.lookup_table.cube_hash();
+  key.has_lookup = track.look.tf.lookup_table.has_cube();
+  key.lookup_hash = track.look.tf.lookup_table.cube_hash();
   return key;
 }
 
 img::const_image_ptr fetch_frame(frame_cache& cache, const ksn::track_info& track, int source_frame,
                                  const frame_key& key, bool revalidate) {
   if (!has_frame(track, source_frame, key.path)) return nullptr;
-  const img::lookup_table* lookup = &track.tf.lookup_table;
-  const img::const_image_ptr image = track.is_clip()
-                                         ? cache.get_clip_frame(key, *track.clip, source_frame, lookup)
+  const img::lookup_table* lookup = &track.look.tf.lookup_table;
+  const img::const_image_ptr image = track.source.is_clip()
+                                         ? cache.get_clip_frame(key, *track.source.clip, source_frame, lookup)
                                          : cache.get_file_frame(key, format_of(key.path), revalidate, lookup);
   if (image) cache.touch(image);
   return image;
 }
 
 img::const_image_ptr read_frame(const ksn::track_info& track, int source_frame) {
-  const std::string path = track.frame_path(source_frame);
+  const std::string path = track.source.frame_path(source_frame);
   if (!has_frame(track, source_frame, path)) return nullptr;
   auto image = std::make_shared<img::image>();
-  if (!track.is_clip()) {
-    format_of(path).read(*image, path, track.layer);
+  if (!track.source.is_clip()) {
+    format_of(path).read(*image, path, track.source.image_layer);
   } else {
-    if (!track.clip->read(source_frame, 0, *image)) return nullptr;
+    if (!track.source.clip->read(source_frame, 0, *image)) return nullptr;
     image->path = path;
   }
   return image;

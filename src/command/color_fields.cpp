@@ -66,7 +66,7 @@ bool set_lookup(engine& engine, state& composition, img::correction& tf, const s
     return true;
   }
   std::string name = value;
-  if (!composition.lookup_table_map.contains(name)) {
+  if (!composition.doc.lookup_table_map.contains(name)) {
     std::string path = lib::full_path(value);
     if (value.empty()) return false;
     if (!platform::file_exists(path)) {
@@ -78,10 +78,10 @@ bool set_lookup(engine& engine, state& composition, img::correction& tf, const s
     name = lib::file_name(path);
     img::lookup_table table;
     if (!guarded(engine, path, [&] { img::load_lookup(path, table); })) return true;
-    composition.lookup_table_map[name] = table;
+    composition.doc.lookup_table_map[name] = table;
   }
   tf.lookup = name;
-  tf.lookup_table = composition.lookup_table_map[name];
+  tf.lookup_table = composition.doc.lookup_table_map[name];
   return true;
 }
 
@@ -137,16 +137,16 @@ void register_color_fields(engine& engine) {
   for_each_color_field(engine, [&](const char* name, std::string form, const char* help, auto get, auto set) {
     add_layer(
         engine, name, std::move(form), help,
-        [get](const state&, const ksn::track_info& layer) -> std::string { return get(layer.tf); },
+        [get](const state&, const ksn::track_info& layer) -> std::string { return get(layer.look.tf); },
         [set](state& composition, ksn::track_info& layer, const std::string& value) {
-          return set(composition, layer.tf, value);
+          return set(composition, layer.look.tf, value);
         });
   });
   for_each_color_field(engine, [&](const char* name, std::string form, const char* help, auto get, auto set) {
     add_global(
         engine, name, std::move(form), std::string("of the view: ") + help,
-        [get](const state& composition) -> std::string { return get(composition.tf); },
-        [set](state& composition, const std::string& value) { return set(composition, composition.tf, value); });
+        [get](const state& composition) -> std::string { return get(composition.view.tf); },
+        [set](state& composition, const std::string& value) { return set(composition, composition.view.tf, value); });
   });
 }
 

@@ -38,51 +38,58 @@ struct action_row {
 };
 
 bool some(const state& c) {
-  return c.has_selection();
+  return c.doc.has_selection();
 }
 bool one(const state& c) {
-  return c.selected_index() != c.track_count();
+  return c.doc.selected_index() != c.doc.track_count();
 }
 bool any(const state& c) {
-  return c.track_count() > 0;
+  return c.doc.track_count() > 0;
 }
 
-template <bool ksn::composition_view::*Field>
+// Where an object keeps a switch.
+#define FIELD(path)           \
+  [](auto& object) -> auto& { \
+    return object.path;       \
+  }
+
+template <auto Field>
 void flip(state& c) {
-  c.*Field = !(c.*Field);
+  bool& value = Field(c);
+  value = !value;
 }
-template <bool ksn::composition_view::*Field>
+template <auto Field>
 bool is_on(const state& c) {
-  return c.*Field;
+  return Field(c);
 }
-template <bool& (state::*Shown)()>
+template <bool& (ksn::workspace::*Shown)()>
 void flip_shown(state& c) {
-  bool& shown = (c.*Shown)();
+  bool& shown = (c.workspace.*Shown)();
   shown = !shown;
 }
-template <bool& (state::*Shown)()>
+template <bool& (ksn::workspace::*Shown)()>
 bool is_shown(const state& c) {
-  return (const_cast<state&>(c).*Shown)();
+  return (const_cast<state&>(c).workspace.*Shown)();
 }
-template <bool track_info::*Field>
+template <auto Field>
 void flip_layers(state& c) {
   ksn::toggle_in_selection(c, Field);
 }
-template <bool track_info::*Field>
+template <auto Field>
 bool layers_on(const state& c) {
   return ksn::on_in_selection(c, Field);
 }
 template <view_type View>
 void show_channel(state& c) {
-  c.toggle_channel(View);
+  c.view.toggle_channel(View);
 }
 template <channel_type Channel>
 void step_channel(state& c) {
-  c.step_channel_mode(Channel);
+  c.view.step_channel_mode(Channel);
 }
 template <channel_type Channel>
 bool channel_lit(const state& c) {
-  return c.channel_lit(Channel);
+  return c.view.channel_lit(Channel);
 }
 template <int X, int Y>
 void move_layers(state& c) {
@@ -111,15 +118,15 @@ constexpr action_row time_rows[] = {
     {"next_frame", ksn::next_frame},
     {"prev_frame", ksn::prev_frame},
     {"last_frame", ksn::last_frame},
-    {"toggle_repeat", [](state& c) { c.toggle_repeat(); }},
-    {"increase_fps", [](state& c) { c.increase_fps(); }},
-    {"decrease_fps", [](state& c) { c.decrease_fps(); }},
+    {"toggle_repeat", [](state& c) { c.doc.toggle_repeat(); }},
+    {"increase_fps", [](state& c) { c.doc.increase_fps(); }},
+    {"decrease_fps", [](state& c) { c.doc.decrease_fps(); }},
 
-    {"workarea_set_begin", [](state& c) { c.set_workarea_begin(static_cast<int>(c.tm_t)); }},
-    {"workarea_set_end", [](state& c) { c.set_workarea_end(static_cast<int>(c.tm_t)); }},
+    {"workarea_set_begin", [](state& c) { c.doc.set_workarea_begin(static_cast<int>(c.doc.tm_t)); }},
+    {"workarea_set_end", [](state& c) { c.doc.set_workarea_end(static_cast<int>(c.doc.tm_t)); }},
     {"workarea_set_to_selection", ksn::workarea_set_to_selection, some},
-    {"timeline_fit_all_layers", [](state& c) { c.timeline_fit_all_layers(); }},
-    {"timeline_trim_to_workarea", [](state& c) { c.timeline_trim_to_workarea(); }},
+    {"timeline_fit_all_layers", [](state& c) { c.doc.timeline_fit_all_layers(); }},
+    {"timeline_trim_to_workarea", [](state& c) { c.doc.timeline_trim_to_workarea(); }},
 
     {"layer_go_to_begin", ksn::layer_go_to_begin, one},
     {"layer_go_to_end", ksn::layer_go_to_end, one},
@@ -141,14 +148,14 @@ constexpr action_row time_rows[] = {
 };
 
 constexpr action_row view_rows[] = {
-    {"increase_zoom_factor", [](state& c) { c.increase_zoom_factor(); }},
-    {"decrease_zoom_factor", [](state& c) { c.decrease_zoom_factor(); }},
-    {"reset_zoom_factor", [](state& c) { c.zoom_factor2 = 100; }},
-    {"reset_pan_position", [](state& c) { c.pan_position = {}; }},
+    {"increase_zoom_factor", [](state& c) { c.view.increase_zoom_factor(); }},
+    {"decrease_zoom_factor", [](state& c) { c.view.decrease_zoom_factor(); }},
+    {"reset_zoom_factor", [](state& c) { c.view.zoom_factor2 = 100; }},
+    {"reset_pan_position", [](state& c) { c.view.pan_position = {}; }},
     {"reset_pan_and_zoom",
      [](state& c) {
-       c.pan_position = {};
-       c.zoom_factor2 = 100;
+       c.view.pan_position = {};
+       c.view.zoom_factor2 = 100;
      }},
     {"channel_r", show_channel<view_type::r_grayscale>, nullptr, channel_lit<channel_type::red>},
     {"channel_g", show_channel<view_type::g_grayscale>, nullptr, channel_lit<channel_type::green>},
@@ -159,25 +166,28 @@ constexpr action_row view_rows[] = {
     {"channel_r_mode", step_channel<channel_type::red>},
     {"channel_g_mode", step_channel<channel_type::green>},
     {"channel_b_mode", step_channel<channel_type::blue>},
-    {"toggle_timeline", flip_shown<&state::shown_timeline>, nullptr, is_shown<&state::shown_timeline>},
-    {"toggle_layer_stack", [](state& c) { c.toggle_layer_stack(); }, nullptr,
-     [](const state& c) { return c.track_max > 0; }},
-    {"toggle_infobar", flip_shown<&state::shown_infobar>, nullptr, is_shown<&state::shown_infobar>},
-    {"toggle_property_panel", flip_shown<&state::shown_property_panel>, nullptr,
-     is_shown<&state::shown_property_panel>},
-    {"toggle_pv_tooltip", flip_shown<&state::shown_tooltip>, nullptr, is_shown<&state::shown_tooltip>},
-    {"toggle_mask", [](state& c) { c.toggle_mask(); }, nullptr, is_on<&state::safe_area_active>},
-    {"toggle_grid", flip<&state::grid>, nullptr, is_on<&state::grid>},
-    {"toggle_vsync", flip<&state::vsync>, nullptr, is_on<&state::vsync>},
-    {"toggle_spb_enabled", flip<&state::spb_enabled>, nullptr, is_on<&state::spb_enabled>},
-    {"toggle_automatic_preload", flip<&state::automatic_preload>, nullptr, is_on<&state::automatic_preload>},
-    {"toggle_disable_caching_by_default", flip<&state::disable_caching_by_default>, nullptr,
-     is_on<&state::disable_caching_by_default>},
-    {"toggle_continue_playback_after_drag", flip<&state::continue_playback_after_drag>, nullptr,
-     is_on<&state::continue_playback_after_drag>},
-    {"switch_stereo_views", flip<&state::switch_views>, nullptr, is_on<&state::switch_views>},
-    {"pp_next_tab", [](state& c) { c.step_property_tab(1); }},
-    {"pp_prev_tab", [](state& c) { c.step_property_tab(-1); }},
+    {"toggle_timeline", flip_shown<&ksn::workspace::shown_timeline>, nullptr,
+     is_shown<&ksn::workspace::shown_timeline>},
+    {"toggle_layer_stack", [](state& c) { c.workspace.toggle_layer_stack(c.doc.track_count()); }, nullptr,
+     [](const state& c) { return c.workspace.track_max > 0; }},
+    {"toggle_infobar", flip_shown<&ksn::workspace::shown_infobar>, nullptr, is_shown<&ksn::workspace::shown_infobar>},
+    {"toggle_property_panel", flip_shown<&ksn::workspace::shown_property_panel>, nullptr,
+     is_shown<&ksn::workspace::shown_property_panel>},
+    {"toggle_pv_tooltip", flip_shown<&ksn::workspace::shown_tooltip>, nullptr,
+     is_shown<&ksn::workspace::shown_tooltip>},
+    {"toggle_mask", [](state& c) { c.view.toggle_mask(); }, nullptr, is_on<FIELD(view.safe_area_active)>},
+    {"toggle_grid", flip<FIELD(view.grid)>, nullptr, is_on<FIELD(view.grid)>},
+    {"toggle_vsync", flip<FIELD(settings.vsync)>, nullptr, is_on<FIELD(settings.vsync)>},
+    {"toggle_spb_enabled", flip<FIELD(settings.spb_enabled)>, nullptr, is_on<FIELD(settings.spb_enabled)>},
+    {"toggle_automatic_preload", flip<FIELD(settings.automatic_preload)>, nullptr,
+     is_on<FIELD(settings.automatic_preload)>},
+    {"toggle_disable_caching_by_default", flip<FIELD(settings.disable_caching_by_default)>, nullptr,
+     is_on<FIELD(settings.disable_caching_by_default)>},
+    {"toggle_continue_playback_after_drag", flip<FIELD(settings.continue_playback_after_drag)>, nullptr,
+     is_on<FIELD(settings.continue_playback_after_drag)>},
+    {"switch_stereo_views", flip<FIELD(view.switch_views)>, nullptr, is_on<FIELD(view.switch_views)>},
+    {"pp_next_tab", [](state& c) { c.workspace.step_property_tab(1); }},
+    {"pp_prev_tab", [](state& c) { c.workspace.step_property_tab(-1); }},
 };
 
 constexpr action_row placement_rows[] = {
@@ -192,8 +202,8 @@ constexpr action_row placement_rows[] = {
     {"layer_half_width_right", move_by_half<1, 0>, one},
     {"layer_half_height_up", move_by_half<0, -1>, one},
     {"layer_half_height_down", move_by_half<0, 1>, one},
-    {"layer_flip_x", flip_layers<&track_info::flip_x>, some, layers_on<&track_info::flip_x>},
-    {"layer_flip_y", flip_layers<&track_info::flip_y>, some, layers_on<&track_info::flip_y>},
+    {"layer_flip_x", flip_layers<FIELD(placement.flip_x)>, some, layers_on<FIELD(placement.flip_x)>},
+    {"layer_flip_y", flip_layers<FIELD(placement.flip_y)>, some, layers_on<FIELD(placement.flip_y)>},
     {"layer_resize_to_mask", ksn::layer_resize_to_mask, some},
 };
 
@@ -203,11 +213,12 @@ constexpr action_row layer_rows[] = {
     {"layer_update_modified", ksn::layer_update_modified, some},
     {"layer_remove_from_cache", ksn::layer_remove_from_cache, some},
     {"layer_preload_into_cache", ksn::layer_preload_into_cache, one},
-    {"layer_toggle_disablecache", flip_layers<&track_info::disable_cache>, some, layers_on<&track_info::disable_cache>},
-    {"layer_toggle_autoupdate", flip_layers<&track_info::auto_update>, some, layers_on<&track_info::auto_update>},
-    {"layer_toggle_visible", flip_layers<&track_info::visible>, some, layers_on<&track_info::visible>},
+    {"layer_toggle_disablecache", flip_layers<FIELD(source.disable_cache)>, some,
+     layers_on<FIELD(source.disable_cache)>},
+    {"layer_toggle_autoupdate", flip_layers<FIELD(source.auto_update)>, some, layers_on<FIELD(source.auto_update)>},
+    {"layer_toggle_visible", flip_layers<FIELD(look.visible)>, some, layers_on<FIELD(look.visible)>},
     {"layer_toggle_disable_cc", ksn::layer_toggle_disable_cc, some, ksn::disable_cc_in_selection},
-    {"layer_toggle_crop", flip_layers<&track_info::crop>, some, layers_on<&track_info::crop>},
+    {"layer_toggle_crop", flip_layers<FIELD(placement.crop)>, some, layers_on<FIELD(placement.crop)>},
     {"layer_toggle_difference", ksn::layer_toggle_difference, some, ksn::difference_in_selection},
     {"layer_rescan_sequence", ksn::layer_rescan_sequence, ksn::can_rescan_selected},
     {"layer_watch_sequence", ksn::layer_watch_sequence, ksn::can_watch_selected, ksn::watches_selected},
@@ -223,7 +234,7 @@ constexpr action_row layer_rows[] = {
 };
 
 bool has_canvas_selected(const state& c) {
-  return one(c) && ksn::has_canvas(c.track_at(c.selected_index()));
+  return one(c) && ksn::has_canvas(c.doc.track_at(c.doc.selected_index()));
 }
 
 constexpr action_row other_rows[] = {

@@ -166,9 +166,9 @@ std::size_t engine::take_source(const std::vector<std::string>& args, std::size_
 }
 
 void engine::open_source(const source_request& request) {
-  const int before = composition_.track_count();
+  const int before = composition_.doc.track_count();
   guarded(*this, request.path, [&] { add_source(request); });
-  if (composition_.track_count() == before) failed_inputs.push_back(request.path);
+  if (composition_.doc.track_count() == before) failed_inputs.push_back(request.path);
 }
 
 void engine::run_command_line(std::string_view text) {

@@ -38,14 +38,15 @@ bool engine::set_field(const std::string& name, const std::string& value) {
   }
   if (scope == "env") return setenv(field.c_str(), value.c_str(), 1) == 0;
   if (scope == "var") {
-    composition_.vars[field] = value;
+    composition_.doc.vars[field] = value;
     return true;
   }
   const layer_field* entry = find_layer_field(field);
   if (!entry || !entry->set) return false;
   if (scope == "selected") {
-    const int index = composition_.selected_index();
-    if (index < composition_.track_count()) return entry->set(composition_, composition_.track_at(index), value);
+    const int index = composition_.doc.selected_index();
+    if (index < composition_.doc.track_count())
+      return entry->set(composition_, composition_.doc.track_at(index), value);
     report(about(quoted_option(*this, name, value), option_needs_layer));
     return true;
   }
@@ -82,9 +83,9 @@ bool engine::set_layers(const std::string& scope, const layer_field& field, cons
 
 void engine::set_one_layer(int index, const layer_field& field, const std::string& value, const std::string& quote) {
   const int number = layer_number(composition_, index);
-  if (index < 0 || index >= composition_.track_count()) {
+  if (index < 0 || index >= composition_.doc.track_count()) {
     report(invalid_layer_index(quote, number));
-  } else if (!field.set(composition_, composition_.track_at(index), value)) {
+  } else if (!field.set(composition_, composition_.doc.track_at(index), value)) {
     report(invalid_suboption(quote, number, field.name, value));
   }
 }
@@ -110,9 +111,9 @@ engine::field_read engine::read_field(const std::string& name, std::string& valu
     return found_if(variable != nullptr);
   }
   if (scope == "var") {
-    const auto variable = composition_.vars.find(field);
-    if (variable != composition_.vars.end()) value = variable->second;
-    return found_if(variable != composition_.vars.end());
+    const auto variable = composition_.doc.vars.find(field);
+    if (variable != composition_.doc.vars.end()) value = variable->second;
+    return found_if(variable != composition_.doc.vars.end());
   }
   if (scope == "cmdfile" && field == "folder" && !include_order_.empty()) {
     const std::string& file = include_order_.back();
@@ -122,9 +123,9 @@ engine::field_read engine::read_field(const std::string& name, std::string& valu
   const layer_field* entry = find_layer_field(field);
   if (!entry || !entry->get) return field_read::not_found;
   if (scope != "selected") return read_layers(scope, name, *entry, value);
-  const int index = composition_.selected_index();
-  if (index < composition_.track_count())
-    return found_if(entry->get(composition_, composition_.track_at(index), value));
+  const int index = composition_.doc.selected_index();
+  if (index < composition_.doc.track_count())
+    return found_if(entry->get(composition_, composition_.doc.track_at(index), value));
   report(about("{" + name + "}", field_needs_layer));
   return field_read::reported;
 }
@@ -144,10 +145,10 @@ engine::field_read engine::read_layers(const std::string& scope, const std::stri
   for (const int index : set.members) {
     const int number = layer_number(composition_, index);
     std::string element;
-    if (index < 0 || index >= composition_.track_count()) {
+    if (index < 0 || index >= composition_.doc.track_count()) {
       report(invalid_layer_index(quote, number));
       result = field_read::reported;
-    } else if (!field.get(composition_, composition_.track_at(index), element)) {
+    } else if (!field.get(composition_, composition_.doc.track_at(index), element)) {
       element.clear();
       if (set.single) return field_read::not_found;
       report(invalid_subfield(quote, number, field.name));

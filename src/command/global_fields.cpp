@@ -16,8 +16,8 @@ template <class E, class Member>
 void add_word(engine& engine, std::string name, std::string help, Member member) {
   add_global(
       engine, std::move(name), word_form<E>(), std::move(help),
-      [member](const state& c) { return std::string(ksn::word_of(c.*member)); },
-      [member](state& c, const std::string& value) { return ksn::value_of(value, c.*member); });
+      [member](const state& c) { return std::string(ksn::word_of(c.view.*member)); },
+      [member](state& c, const std::string& value) { return ksn::value_of(value, c.view.*member); });
 }
 
 template <class Get, class Set>
@@ -43,22 +43,22 @@ void add_double(engine& engine, std::string name, std::string help, Get get, Set
 }
 
 bool set_back_color(state& c, const std::string& value) {
-  if (ksn::value_of(value, c.back_color)) return true;
+  if (ksn::value_of(value, c.doc.back_color)) return true;
   lib::color color;
   if (!read_color(value, color)) return false;
   color.a = 255;
-  c.set_back_color(color);
+  c.doc.set_back_color(color);
   return true;
 }
 
 std::string get_back_color(const state& c) {
-  return c.back_color == ksn::back_color_type::custom ? write_color(c.back_custom_color)
-                                                      : std::string(ksn::word_of(c.back_color));
+  return c.doc.back_color == ksn::back_color_type::custom ? write_color(c.doc.back_custom_color)
+                                                          : std::string(ksn::word_of(c.doc.back_color));
 }
 
 bool set_safe_area(state& c, const std::string& value) {
-  if (!ksn::value_of(value, c.safe_area_type)) return false;
-  c.safe_area_active = c.safe_area_type != ksn::safe_area_type_t::none;
+  if (!ksn::value_of(value, c.view.safe_area_type)) return false;
+  c.view.safe_area_active = c.view.safe_area_type != ksn::safe_area_type_t::none;
   return true;
 }
 
@@ -68,21 +68,21 @@ bool set_mask_size(state& c, const std::string& value) {
   for (const int side : size) {
     if (side < 1 || side > largest_size) return false;
   }
-  c.mask_size = {size[0], size[1]};
+  c.doc.mask_size = {size[0], size[1]};
   return true;
 }
 
 bool set_pan(state& c, const std::string& value) {
   std::array<double, 2> pan{};
   if (!read_doubles(value, pan)) return false;
-  c.pan_position = {pan[0], pan[1]};
+  c.view.pan_position = {pan[0], pan[1]};
   return true;
 }
 
 bool set_rate(state& c, double rate) {
   const double hundredths = std::rint(rate * 100.0);
   if (!(hundredths >= 1.0 && rate <= highest_rate)) return false;
-  c.set_frame_rate(static_cast<int>(hundredths));
+  c.doc.set_frame_rate(static_cast<int>(hundredths));
   return true;
 }
 
@@ -91,17 +91,17 @@ bool set_rate(state& c, double rate) {
 void register_global_fields(engine& engine) {
   add_int(
       engine, "timeline", "length of the timeline in frames, at least 10", -most_frames, most_frames,
-      [](const state& c) { return c.tm_n; }, [](state& c, int n) { c.set_timeline_length(n, false); });
+      [](const state& c) { return c.doc.tm_n; }, [](state& c, int n) { c.doc.set_timeline_length(n, false); });
   add_int(
       engine, "wa_begin", "first frame of the work area", -most_frames, most_frames,
-      [](const state& c) { return c.tm_f; }, [](state& c, int n) { c.set_workarea_begin(n); });
+      [](const state& c) { return c.doc.tm_f; }, [](state& c, int n) { c.doc.set_workarea_begin(n); });
   add_int(
       engine, "wa_end", "end of the work area, not part of it", -most_frames, most_frames,
-      [](const state& c) { return c.tm_l; }, [](state& c, int n) { c.set_workarea_end(n); });
+      [](const state& c) { return c.doc.tm_l; }, [](state& c, int n) { c.doc.set_workarea_end(n); });
   add_double(
-      engine, "time", "current time in timeline frames", [](const state& c) { return c.tm_t; },
+      engine, "time", "current time in timeline frames", [](const state& c) { return c.doc.tm_t; },
       [](state& c, double t) {
-        c.set_current_time(t);
+        c.doc.set_current_time(t);
         return true;
       });
   add_global(engine, "back_color", word_form<ksn::back_color_type>() + "|R,G,B", "background of the composite",
@@ -109,45 +109,45 @@ void register_global_fields(engine& engine) {
   add_global(
       engine, "safe_area", word_form<ksn::safe_area_type_t>(), "safe area shown over the picture",
       [](const state& c) {
-        return std::string(ksn::word_of(c.safe_area_active ? c.safe_area_type : ksn::safe_area_type_t::none));
+        return std::string(ksn::word_of(c.view.safe_area_active ? c.view.safe_area_type : ksn::safe_area_type_t::none));
       },
       set_safe_area);
-  add_word<ksn::mask_type_t>(engine, "mask_type", "how the output mask is drawn", &state::mask_type);
+  add_word<ksn::mask_type_t>(engine, "mask_type", "how the output mask is drawn", &ksn::view::mask_type);
   add_global(
       engine, "mask_size", "W,H", "size of the output in pixels",
-      [](const state& c) { return std::to_string(c.mask_size.x) + "," + std::to_string(c.mask_size.y); },
+      [](const state& c) { return std::to_string(c.doc.mask_size.x) + "," + std::to_string(c.doc.mask_size.y); },
       set_mask_size);
   add_double(
-      engine, "fps", "frames a second of the timeline", [](const state& c) { return c.fpcs / 100.0; }, set_rate);
+      engine, "fps", "frames a second of the timeline", [](const state& c) { return c.doc.fpcs / 100.0; }, set_rate);
   add_int(
-      engine, "zoom", "zoom of the view in percent", 1, most_frames, [](const state& c) { return c.zoom_factor2; },
-      [](state& c, int n) { c.zoom_factor2 = n; });
+      engine, "zoom", "zoom of the view in percent", 1, most_frames, [](const state& c) { return c.view.zoom_factor2; },
+      [](state& c, int n) { c.view.zoom_factor2 = n; });
   add_global(
       engine, "pan", "X,Y", "pan of the view",
       [](const state& c) {
-        return write_doubles(std::array{c.pan_position.x, c.pan_position.y});
+        return write_doubles(std::array{c.view.pan_position.x, c.view.pan_position.y});
       },
       set_pan);
   add_int(
       engine, "frame_base", "number of the first frame as shown: 0 or 1", 0, 1,
-      [](const state& c) { return c.frame_base; }, [](state& c, int n) { c.frame_base = n; });
+      [](const state& c) { return c.doc.frame_base; }, [](state& c, int n) { c.doc.frame_base = n; });
   add_double(
       engine, "global_aspect", "pixel aspect of the view; below 1 switches it off",
-      [](const state& c) { return c.aspect; },
+      [](const state& c) { return c.view.aspect; },
       [](state& c, double value) {
-        c.set_view_aspect(value);
+        c.view.set_view_aspect(value);
         return true;
       });
   add_global(
       engine, "apply_transforms_to_mask", "0|1", "placement of layers moves the mask as well",
-      [](const state& c) { return write_bool(c.mask_transforms_enabled); },
-      [](state& c, const std::string& value) { return read_bool(value, c.mask_transforms_enabled); });
-  add_word<ksn::target_view_type>(engine, "stereo_view", "stereo view that is shown", &state::target_view);
+      [](const state& c) { return write_bool(c.view.mask_transforms_enabled); },
+      [](state& c, const std::string& value) { return read_bool(value, c.view.mask_transforms_enabled); });
+  add_word<ksn::target_view_type>(engine, "stereo_view", "stereo view that is shown", &ksn::view::stereo_view);
   add_word<ksn::stereo_view_type>(engine, "stereo_mode", "how two stereo views become one picture",
-                                  &state::stereo_view);
+                                  &ksn::view::stereo_mode);
   add_int(
-      engine, "global_volume", "volume in percent", 0, most_frames, [](const state& c) { return c.volume; },
-      [](state& c, int n) { c.volume = n; });
+      engine, "global_volume", "volume in percent", 0, most_frames, [](const state& c) { return c.settings.volume; },
+      [](state& c, int n) { c.settings.volume = n; });
 }
 
 }  // namespace command

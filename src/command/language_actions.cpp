@@ -33,7 +33,7 @@ void register_language_actions(engine& engine) {
   with_value("set_time", [&engine](const std::string& value) {
     double time = 0;
     if (!read_double(value, time)) return false;
-    engine.composition().set_current_time(time);
+    engine.composition().doc.set_current_time(time);
     return true;
   });
 }

@@ -36,35 +36,35 @@ void add_number(engine& engine, std::string name, std::string help, int least, i
 bool set_position(state&, track_info& layer, const std::string& value) {
   std::array<int, 2> position{};
   if (!read_ints(value, position)) return false;
-  layer.pos = {position[0], position[1]};
+  layer.placement.pos = {position[0], position[1]};
   return true;
 }
 
 bool set_crop(state&, track_info& layer, const std::string& value) {
   if (value == "none") {
-    layer.crop = false;
+    layer.placement.crop = false;
     return true;
   }
   std::array<int, 4> crop{};
   if (!read_ints(value, crop)) return false;
-  layer.crop = true;
-  layer.crop_xy = {crop[0], crop[1]};
-  layer.crop_wh = {crop[2], crop[3]};
+  layer.placement.crop = true;
+  layer.placement.crop_xy = {crop[0], crop[1]};
+  layer.placement.crop_wh = {crop[2], crop[3]};
   return true;
 }
 
 std::string get_crop(const state&, const track_info& layer) {
-  if (!layer.crop) return "none";
-  return std::to_string(layer.crop_xy.x) + "," + std::to_string(layer.crop_xy.y) + "," +
-         std::to_string(layer.crop_wh.x) + "," + std::to_string(layer.crop_wh.y);
+  if (!layer.placement.crop) return "none";
+  return std::to_string(layer.placement.crop_xy.x) + "," + std::to_string(layer.placement.crop_xy.y) + "," +
+         std::to_string(layer.placement.crop_wh.x) + "," + std::to_string(layer.placement.crop_wh.y);
 }
 
 // Shows the picture of the file for which `is_wanted` holds.
 template <class Wanted>
 bool show_image_layer(track_info& layer, Wanted is_wanted) {
-  const auto found = std::find_if(layer.layers.begin(), layer.layers.end(), is_wanted);
-  if (found == layer.layers.end()) return false;
-  layer.layer = *found;
+  const auto found = std::find_if(layer.source.image_layers.begin(), layer.source.image_layers.end(), is_wanted);
+  if (found == layer.source.image_layers.end()) return false;
+  layer.source.image_layer = *found;
   return true;
 }
 
@@ -72,7 +72,7 @@ bool set_image_layer_index(state&, track_info& layer, const std::string& value) 
   int index = 0;
   if (!read_int(value, index, -1)) return false;
   if (index == -1) {
-    layer.layer = {};
+    layer.source.image_layer = {};
     return true;
   }
   return show_image_layer(layer, [&](const img::layer& entry) { return entry.index == index; });
@@ -80,7 +80,7 @@ bool set_image_layer_index(state&, track_info& layer, const std::string& value) 
 
 bool set_image_layer(state&, track_info& layer, const std::string& value) {
   if (value.empty()) {
-    layer.layer = {};
+    layer.source.image_layer = {};
     return true;
   }
   return show_image_layer(layer, [&](const img::layer& entry) { return entry.name == value; });
@@ -88,25 +88,25 @@ bool set_image_layer(state&, track_info& layer, const std::string& value) {
 
 bool set_alpha_source(state& composition, track_info& layer, const std::string& value) {
   if (value == "none") {
-    layer.alpha_source_id = 0;
+    layer.look.alpha_source_id = 0;
     return true;
   }
   layer_set set;
   if (!parse_layer_set(composition, value, set) || set.members.size() != 1) return false;
   const int index = set.members[0];
-  if (index < 0 || index >= composition.track_count()) return false;
-  layer.alpha_source_id = composition.track_at(index).id;
+  if (index < 0 || index >= composition.doc.track_count()) return false;
+  layer.look.alpha_source_id = composition.doc.track_at(index).id;
   return true;
 }
 
 std::string get_alpha_source(const state& composition, const track_info& layer) {
-  const int index = layer.alpha_source_id ? composition.index_of_id(layer.alpha_source_id) : -1;
+  const int index = layer.look.alpha_source_id ? composition.doc.index_of_id(layer.look.alpha_source_id) : -1;
   return index < 0 ? "none" : std::to_string(index + 1);
 }
 
 bool set_border_color(state&, track_info& layer, const std::string& value) {
-  if (!read_color(value, layer.border_color)) return false;
-  layer.border_color.a = 255;
+  if (!read_color(value, layer.placement.border_color)) return false;
+  layer.placement.border_color.a = 255;
   return true;
 }
 
@@ -137,11 +137,11 @@ std::string write_color_key(const ksn::color_key& key) {
          write_double(key.tolerance) + "," + std::to_string(key.slope);
 }
 
-void add_color_key(engine& engine, std::string name, std::string help, ksn::color_key track_info::*key) {
+void add_color_key(engine& engine, std::string name, std::string help, ksn::color_key ksn::layer_look::*key) {
   add_layer(
       engine, std::move(name), "none|R,G,B,TOLERANCE,SLOPE", std::move(help),
-      [key](const state&, const track_info& layer) { return write_color_key(layer.*key); },
-      [key](state&, track_info& layer, const std::string& value) { return read_color_key(value, layer.*key); });
+      [key](const state&, const track_info& layer) { return write_color_key(layer.look.*key); },
+      [key](state&, track_info& layer, const std::string& value) { return read_color_key(value, layer.look.*key); });
 }
 
 void register_timing(engine& engine) {
@@ -153,7 +153,8 @@ void register_timing(engine& engine) {
         return true;
       });
   add_layer_int(engine, "group_id", "number of its group, 0 for none", 0, largest_int, MEMBER(group_id));
-  add_layer_int(engine, "begin", "timeline frame of its first source frame", -most_frames, most_frames, MEMBER(begin));
+  add_layer_int(engine, "begin", "timeline frame of its first source frame", -most_frames, most_frames,
+                MEMBER(timing.begin));
   add_number(
       engine, "in_point", "first visible frame, counted from begin", -most_frames, most_frames,
       [](const track_info& layer) { return layer.in(); }, [](track_info& layer, int n) { layer.set_in(n); });
@@ -170,74 +171,80 @@ void register_blending(engine& engine) {
   add_layer(
       engine, "position", "X,Y", "its centre in pixels from the centre of the composition",
       [](const state&, const track_info& layer) {
-        return std::to_string(layer.pos.x) + "," + std::to_string(layer.pos.y);
+        return std::to_string(layer.placement.pos.x) + "," + std::to_string(layer.placement.pos.y);
       },
       set_position);
-  add_layer_word<ksn::blend_type>(engine, "blend", "how its colours meet what is below", MEMBER(blend_type));
-  add_layer_word<ksn::alpha_type>(engine, "alpha", "how its alpha channel is read", MEMBER(alpha_type));
-  add_layer_word<ksn::depth_blend_type>(engine, "depth", "how its depth meets what is below", MEMBER(depth_blend_type));
-  add_layer_int(engine, "opacity", "percent", 0, 100, MEMBER(opacity));
-  add_layer_int(engine, "fade_in", "frames", 0, most_frames, MEMBER(fade_in));
-  add_layer_int(engine, "fade_out", "frames", 0, most_frames, MEMBER(fade_out));
-  add_layer_bool(engine, "invert_color", "complement of the colours", MEMBER(invert_color));
-  add_layer_bool(engine, "invert_alpha", "complement of the alpha channel", MEMBER(invert_alpha));
-  add_layer_bool(engine, "invert_depth", "complement of the depth channel", MEMBER(invert_depth));
-  add_layer_bool(engine, "auto_update", "read again when its file changes", MEMBER(auto_update));
-  add_layer_bool(engine, "disable_caching", "frames are not kept in memory", MEMBER(disable_cache));
+  add_layer_word<ksn::blend_type>(engine, "blend", "how its colours meet what is below", MEMBER(look.blend_type));
+  add_layer_word<ksn::alpha_type>(engine, "alpha", "how its alpha channel is read", MEMBER(look.alpha_type));
+  add_layer_word<ksn::depth_blend_type>(engine, "depth", "how its depth meets what is below",
+                                        MEMBER(look.depth_blend_type));
+  add_layer_int(engine, "opacity", "percent", 0, 100, MEMBER(look.opacity));
+  add_layer_int(engine, "fade_in", "frames", 0, most_frames, MEMBER(timing.fade_in));
+  add_layer_int(engine, "fade_out", "frames", 0, most_frames, MEMBER(timing.fade_out));
+  add_layer_bool(engine, "invert_color", "complement of the colours", MEMBER(look.invert_color));
+  add_layer_bool(engine, "invert_alpha", "complement of the alpha channel", MEMBER(look.invert_alpha));
+  add_layer_bool(engine, "invert_depth", "complement of the depth channel", MEMBER(look.invert_depth));
+  add_layer_bool(engine, "auto_update", "read again when its file changes", MEMBER(source.auto_update));
+  add_layer_bool(engine, "disable_caching", "frames are not kept in memory", MEMBER(source.disable_cache));
 }
 
 void register_placement(engine& engine) {
   add_layer(
       engine, "pixel_aspect", "X", "width of its pixels over their height",
-      [](const state&, const track_info& layer) { return write_double(layer.aspect); },
+      [](const state&, const track_info& layer) { return write_double(layer.placement.aspect); },
       [](state&, track_info& layer, const std::string& value) {
         double aspect = 0;
         if (!read_double(value, aspect)) return false;
-        layer.set_aspect(aspect);
+        layer.placement.set_aspect(aspect);
         return true;
       });
   add_number(
       engine, "scale_x", "width in percent, at least 1", -largest_int, largest_int,
-      [](const track_info& layer) { return layer.scale_x; }, [](track_info& layer, int n) { layer.set_scale_x(n); });
+      [](const track_info& layer) { return layer.placement.scale_x; },
+      [](track_info& layer, int n) { layer.placement.set_scale_x(n); });
   add_number(
       engine, "scale_y", "height in percent, at least 1", -largest_int, largest_int,
-      [](const track_info& layer) { return layer.scale_y; }, [](track_info& layer, int n) { layer.set_scale_y(n); });
-  add_layer_bool(engine, "flip_x", "mirrored left to right", MEMBER(flip_x));
-  add_layer_bool(engine, "flip_y", "mirrored top to bottom", MEMBER(flip_y));
-  add_layer_bool(engine, "border", "outline of one pixel", MEMBER(border));
+      [](const track_info& layer) { return layer.placement.scale_y; },
+      [](track_info& layer, int n) { layer.placement.set_scale_y(n); });
+  add_layer_bool(engine, "flip_x", "mirrored left to right", MEMBER(placement.flip_x));
+  add_layer_bool(engine, "flip_y", "mirrored top to bottom", MEMBER(placement.flip_y));
+  add_layer_bool(engine, "border", "outline of one pixel", MEMBER(placement.border));
   add_layer(
       engine, "border_color", "R,G,B", "colour of the outline",
-      [](const state&, const track_info& layer) { return write_color(layer.border_color); }, set_border_color);
-  add_layer_bool(engine, "layer_safe_area", "safe area of the layer", MEMBER(safe_area));
+      [](const state&, const track_info& layer) { return write_color(layer.placement.border_color); },
+      set_border_color);
+  add_layer_bool(engine, "layer_safe_area", "safe area of the layer", MEMBER(placement.safe_area));
   add_layer(engine, "crop", "none|X,Y,W,H", "rectangle that is shown: centre from its anchor, width, height", get_crop,
             set_crop);
 }
 
 void register_source(engine& engine) {
-  add_color_key(engine, "primary_color_key", "colour that becomes transparent", &track_info::ck_primary);
-  add_color_key(engine, "secondary_color_key", "a second such colour", &track_info::ck_secondary);
+  add_color_key(engine, "primary_color_key", "colour that becomes transparent", &ksn::layer_look::ck_primary);
+  add_color_key(engine, "secondary_color_key", "a second such colour", &ksn::layer_look::ck_secondary);
   add_layer(
       engine, "image_layer_index", "N", "picture of a file that holds several, by number; -1 is the main one",
-      [](const state&, const track_info& layer) { return std::to_string(layer.layer.index); }, set_image_layer_index);
+      [](const state&, const track_info& layer) { return std::to_string(layer.source.image_layer.index); },
+      set_image_layer_index);
   add_layer(
       engine, "image_layer", "NAME", "the same by name; empty is the main one",
-      [](const state&, const track_info& layer) { return layer.layer.name; }, set_image_layer);
-  add_layer_word<ksn::view_type>(engine, "layer_channels", "channels that are used", MEMBER(channels));
-  add_layer_word<ksn::target_view_type>(engine, "target_view", "stereo view in which it appears", MEMBER(target_view));
-  add_layer_int(engine, "volume", "percent", 0, most_frames, MEMBER(volume));
+      [](const state&, const track_info& layer) { return layer.source.image_layer.name; }, set_image_layer);
+  add_layer_word<ksn::view_type>(engine, "layer_channels", "channels that are used", MEMBER(look.channels));
+  add_layer_word<ksn::target_view_type>(engine, "target_view", "stereo view in which it appears",
+                                        MEMBER(look.target_view));
+  add_layer_int(engine, "volume", "percent", 0, most_frames, MEMBER(sound.volume));
   add_layer(engine, "alpha_source", "none|LAYER", "layer that supplies its alpha channel", get_alpha_source,
             set_alpha_source);
   add_layer_word<ksn::channel_type>(engine, "alpha_source_channel", "channel taken from the alpha source",
-                                    MEMBER(alpha_source_channel));
+                                    MEMBER(look.alpha_source_channel));
   add_layer_word<ksn::alpha_source_range_type>(engine, "alpha_source_range", "tonal range taken from the alpha source",
-                                               MEMBER(alpha_source_range));
-  add_layer_bool(engine, "alpha_source_invert", "complement of the alpha source", MEMBER(alpha_source_invert));
+                                               MEMBER(look.alpha_source_range));
+  add_layer_bool(engine, "alpha_source_invert", "complement of the alpha source", MEMBER(look.alpha_source_invert));
   add_layer_bool(engine, "alpha_source_stretch", "the alpha source is fitted to this layer's size",
-                 MEMBER(alpha_source_stretch));
+                 MEMBER(look.alpha_source_stretch));
   add_layer_word<ksn::alpha_source_mode_type>(engine, "alpha_source_mode", "how it meets the layer's own alpha",
-                                              MEMBER(alpha_source_mode));
+                                              MEMBER(look.alpha_source_mode));
   add_layer_word<ksn::channel_type>(engine, "alpha_source_channel2", "second channel, for the combined modes",
-                                    MEMBER(alpha_source_channel2));
+                                    MEMBER(look.alpha_source_channel2));
 }
 
 #undef MEMBER

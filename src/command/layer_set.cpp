@@ -13,7 +13,7 @@ constexpr int largest_offset = 1 << 30;  // keeps an index with an offset within
 class parser {
  public:
   parser(const ksn::state& composition, std::string_view text)
-      : composition_(composition), count_(composition.track_count()), rest_(text) {}
+      : composition_(composition), count_(composition.doc.track_count()), rest_(text) {}
 
   bool parse(layer_set& set) {
     if (rest_.empty()) return false;
@@ -54,7 +54,7 @@ class parser {
     if (skip("id(")) {
       lone = true;
       if (!number(n) || !skip(")")) return false;
-      if (const int found = composition_.index_of_id(n); found >= 0) members.push_back(found);
+      if (const int found = composition_.doc.index_of_id(n); found >= 0) members.push_back(found);
       return true;
     }
     int first = 0;
@@ -76,11 +76,11 @@ class parser {
       const std::size_t end = rest_.find('\'');
       if (end == rest_.npos) return false;
       const std::string_view name = rest_.substr(0, end);
-      const auto found = std::find_if(composition_.tracks.begin(), composition_.tracks.end(),
+      const auto found = std::find_if(composition_.doc.tracks.begin(), composition_.doc.tracks.end(),
                                       [&](const ksn::track_info& track) { return track.name == name; });
-      if (found == composition_.tracks.end()) return false;
+      if (found == composition_.doc.tracks.end()) return false;
       rest_.remove_prefix(end + 1);
-      out = static_cast<int>(found - composition_.tracks.begin());
+      out = static_cast<int>(found - composition_.doc.tracks.begin());
       if (skip("+")) return number(n) && (out += std::min(n, largest_offset), true);
       if (skip("-")) return number(n) && (out -= std::min(n, largest_offset), true);
       return true;
@@ -101,7 +101,7 @@ class parser {
   }
 
   bool selected(std::vector<int>& members, bool descending) {
-    const std::set<int>& selection = composition_.selection;
+    const std::set<int>& selection = composition_.doc.selection;
     if (descending) {
       members.insert(members.end(), selection.rbegin(), selection.rend());
     } else {
@@ -113,7 +113,7 @@ class parser {
   bool group(std::vector<int>& members, int id, bool descending) {
     for (int k = 0; k < count_; ++k) {
       const int i = descending ? count_ - 1 - k : k;
-      if (composition_.track_at(i).group_id == id) members.push_back(i);
+      if (composition_.doc.track_at(i).group_id == id) members.push_back(i);
     }
     return true;
   }

@@ -19,7 +19,7 @@ bool parse_layer_set(const ksn::state& composition, std::string_view text, layer
 
 // The number that stands for an index in a layer set: from 1, or for an index before the stack from -1 at its end.
 inline int layer_number(const ksn::state& composition, int index) {
-  return index < 0 ? index - composition.track_count() : index + 1;
+  return index < 0 ? index - composition.doc.track_count() : index + 1;
 }
 
 }  // namespace command

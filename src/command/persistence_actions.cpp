@@ -85,12 +85,12 @@ void recent_notes::register_actions(engine& engine) {
   ksn::state& composition = engine.composition();
   composition.hooks.file_among_unsaved = [this, &composition] {
     std::string folder;
-    if (composition.track_count() > 0 && folder_(true, folder)) ksn::file_unsaved(folder, composition);
+    if (composition.doc.track_count() > 0 && folder_(true, folder)) ksn::file_unsaved(folder, composition);
   };
   engine.add_source = [this, &composition, add = engine.add_source](const source_request& request) {
-    const int before = composition.track_count();
+    const int before = composition.doc.track_count();
     add(request);
-    if (composition.track_count() > before) added_.push_back(request.path);
+    if (composition.doc.track_count() > before) added_.push_back(request.path);
   };
 
   const auto with_path = [&engine](const char* name, std::function<void(const std::string& path)> run) {

@@ -19,7 +19,7 @@ void engine::print_field(const std::string& name) {
   print("global:" + name);
   print("env:" + name);
   print("var:" + name);
-  if (composition_.selected_index() < composition_.track_count()) print("selected:" + name);
+  if (composition_.doc.selected_index() < composition_.doc.track_count()) print("selected:" + name);
 }
 
 bool engine::print_fields(const std::string& scope) {
@@ -27,7 +27,7 @@ bool engine::print_fields(const std::string& scope) {
   print_scope("global");
   print_scope("env");
   print_scope("var");
-  if (composition_.selected_index() < composition_.track_count()) print_scope("selected");
+  if (composition_.doc.selected_index() < composition_.doc.track_count()) print_scope("selected");
   return true;
 }
 
@@ -44,13 +44,13 @@ bool engine::print_scope(const std::string& scope) {
     return true;
   }
   if (scope == "var") {
-    for (const auto& [name, value] : composition_.vars) write_output("var:" + name + "=" + value);
+    for (const auto& [name, value] : composition_.doc.vars) write_output("var:" + name + "=" + value);
     return true;
   }
   if (scope == "selected") {
-    const int index = composition_.selected_index();
-    if (index < composition_.track_count()) {
-      print_layer_fields(scope, composition_.track_at(index));
+    const int index = composition_.doc.selected_index();
+    if (index < composition_.doc.track_count()) {
+      print_layer_fields(scope, composition_.doc.track_at(index));
     } else {
       report(about("{" + scope + "}", field_needs_layer));
     }
@@ -61,10 +61,10 @@ bool engine::print_scope(const std::string& scope) {
   if (set.members.empty() && set.single) report(empty_layer_set("{" + scope + "}", scope));
   for (const int index : set.members) {
     const int number = layer_number(composition_, index);
-    if (index < 0 || index >= composition_.track_count()) {
+    if (index < 0 || index >= composition_.doc.track_count()) {
       report(invalid_layer_index("{" + scope + "}", number));
     } else {
-      print_layer_fields(set.single ? scope : std::to_string(number), composition_.track_at(index));
+      print_layer_fields(set.single ? scope : std::to_string(number), composition_.doc.track_at(index));
     }
   }
   return true;

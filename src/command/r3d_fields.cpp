@@ -2,16 +2,16 @@
 
 namespace command {
 
-#define SETTING(name)        \
-  [](auto& layer) -> auto& { \
-    return layer.rcs.name;   \
+#define SETTING(name)             \
+  [](auto& layer) -> auto& {      \
+    return layer.source.rcs.name; \
   }
 
 void register_r3d_fields(engine& engine) {
   constexpr int most = std::numeric_limits<int>::max();
   add_layer_word<ksn::r3d_resolution_type>(
       engine, "r3d_resolution", "resolution at which an R3D clip is decoded",
-      [](auto& layer) -> auto& { return layer.rds; });
+      [](auto& layer) -> auto& { return layer.source.rds; });
   add_layer_int(engine, "r3d_track", "video track", 0, most, SETTING(track));
   add_layer_word<ksn::r3d_preset_type>(engine, "r3d_preset", "where the decoder's settings come from", SETTING(preset));
   add_layer_int(engine, "r3d_kelvin", "colour temperature", 1, most, SETTING(kelvin));

@@ -9,22 +9,22 @@ using ksn::track_info;
 
 constexpr int largest_text = 10000;  // pixels
 
-#define ATTRIBUTE(name)          \
-  [](auto& layer) -> auto& {     \
-    return layer.text_attr.name; \
+#define ATTRIBUTE(name)                    \
+  [](auto& layer) -> auto& {               \
+    return layer.lettering.text_attr.name; \
   }
 
 void add_color(engine& engine, std::string name, std::string help, lib::color ksn::text_attributes::*color) {
   add_layer(
       engine, std::move(name), "R,G,B|R,G,B,A", std::move(help),
-      [color](const state&, const track_info& layer) { return write_color(layer.text_attr.*color); },
+      [color](const state&, const track_info& layer) { return write_color(layer.lettering.text_attr.*color); },
       [color](state&, track_info& layer, const std::string& value) {
-        return read_color(value, layer.text_attr.*color);
+        return read_color(value, layer.lettering.text_attr.*color);
       });
 }
 
 bool set_back_color(state&, track_info& layer, const std::string& value) {
-  ksn::text_attributes& attributes = layer.text_attr;
+  ksn::text_attributes& attributes = layer.lettering.text_attr;
   const bool enabled = value != "none";
   if (enabled && !read_color(value, attributes.back_color)) return false;
   attributes.back_enabled = enabled;
@@ -36,19 +36,19 @@ bool set_back_color(state&, track_info& layer, const std::string& value) {
 void register_text_fields(engine& engine) {
   add_layer(
       engine, "text", "TEXT", "text with its fields; \\n is a line break, \\\\ a backslash, \\q a double quote",
-      [](const state&, const track_info& layer) { return escape_text(layer.text); },
+      [](const state&, const track_info& layer) { return escape_text(layer.lettering.text); },
       [](state&, track_info& layer, const std::string& value) {
-        layer.text = unescape_text(value);
+        layer.lettering.text = unescape_text(value);
         return true;
       });
   add_layer_word<ksn::text_align_x_type>(engine, "text_align_x", "side to which lines are set", ATTRIBUTE(align_x));
   add_layer_word<ksn::text_align_y_type>(engine, "text_align_y", "edge to which the text is set", ATTRIBUTE(align_y));
   add_layer(
       engine, "text_font", "NAME", "name of the face",
-      [](const state&, const track_info& layer) { return layer.text_attr.font; },
+      [](const state&, const track_info& layer) { return layer.lettering.text_attr.font; },
       [](state&, track_info& layer, const std::string& value) {
         if (value.empty()) return false;
-        layer.text_attr.font = value;
+        layer.lettering.text_attr.font = value;
         return true;
       });
   add_layer_int(engine, "text_size", "pixels", 1, largest_text, ATTRIBUTE(size));
@@ -60,7 +60,7 @@ void register_text_fields(engine& engine) {
   add_layer(
       engine, "text_back_color", "none|R,G,B|R,G,B,A", "colour of the panel behind the text",
       [](const state&, const track_info& layer) {
-        const ksn::text_attributes& attributes = layer.text_attr;
+        const ksn::text_attributes& attributes = layer.lettering.text_attr;
         return attributes.back_enabled ? write_color(attributes.back_color) : "none";
       },
       set_back_color);

@@ -12,39 +12,39 @@ constexpr std::uint8_t frame_drawn_on = 2;
 
 void mark_frame(track_info& track, int frame, std::uint8_t mark) {
   const auto at = static_cast<std::size_t>(frame);
-  if (at >= track.frame_states.size()) {
+  if (at >= track.source.frame_states.size()) {
     if (mark == frame_unknown) return;
-    track.frame_states.resize(at + 1, frame_unknown);
+    track.source.frame_states.resize(at + 1, frame_unknown);
   }
-  track.frame_states[at] = mark;
+  track.source.frame_states[at] = mark;
 }
 
 }  // namespace
 
 bool canvas_frame(const state& composition, const track_info& track, int& frame) {
   if (!has_canvas(track)) return false;
-  const double end = static_cast<double>(track.begin) + track.out();
-  const double position = track.source_position(std::min(composition.tm_t, end - 0.001));
-  if (position < 0.0 || position >= track.frames) return false;
+  const double end = static_cast<double>(track.timing.begin) + track.out();
+  const double position = track.source_position(std::min(composition.doc.tm_t, end - 0.001));
+  if (position < 0.0 || position >= track.source.frames) return false;
   frame = static_cast<int>(position);
   return true;
 }
 
 img::image_ptr canvas_at(const track_info& track, int frame) {
-  if (track.source_type == source_type::brush) return track.brush_image;
-  const auto found = track.brush_seq.find(frame);
-  return found == track.brush_seq.end() ? nullptr : found->second;
+  if (track.source.type == source_type::brush) return track.source.brush_image;
+  const auto found = track.source.brush_seq.find(frame);
+  return found == track.source.brush_seq.end() ? nullptr : found->second;
 }
 
 void set_canvas(const state& composition, track_info& track, int frame, img::image_ptr canvas) {
-  if (track.source_type == source_type::brush) {
-    track.brush_image = std::move(canvas);
+  if (track.source.type == source_type::brush) {
+    track.source.brush_image = std::move(canvas);
   } else {
     mark_frame(track, frame, canvas ? frame_drawn_on : frame_unknown);
     if (canvas) {
-      track.brush_seq[frame] = std::move(canvas);
+      track.source.brush_seq[frame] = std::move(canvas);
     } else {
-      track.brush_seq.erase(frame);
+      track.source.brush_seq.erase(frame);
     }
   }
   if (composition.hooks.forget_layer) composition.hooks.forget_layer(track.id);
@@ -58,8 +58,8 @@ img::image* canvas_for_painting(const state& composition, track_info& track, int
   if (canvas) {
     canvas = std::make_shared<img::image>(*canvas);
   } else {
-    if (track.width <= 0 || track.height <= 0) return nullptr;
-    canvas = std::make_shared<img::image>("BGRA", 8, track.width, track.height);
+    if (track.source.width <= 0 || track.source.height <= 0) return nullptr;
+    canvas = std::make_shared<img::image>("BGRA", 8, track.source.width, track.source.height);
     canvas->fill(0, 0, 0, 0);
     canvas->set_centre_anchor();
   }
@@ -69,7 +69,7 @@ img::image* canvas_for_painting(const state& composition, track_info& track, int
 }
 
 void clear_canvas(state& composition) {
-  track_info* track = composition.selected_track();
+  track_info* track = composition.doc.selected_track();
   int frame = 0;
   if (!track || !canvas_frame(composition, *track, frame)) return;
   img::image_ptr before = canvas_at(*track, frame);

@@ -6,7 +6,7 @@
 namespace ksn {
 
 inline bool has_canvas(const track_info& track) {
-  return track.source_type == source_type::brush || track.source_type == source_type::brush_sequence;
+  return track.source.type == source_type::brush || track.source.type == source_type::brush_sequence;
 }
 
 // The source frame that is painted on at the composition's current time: past the end of the layer it is the last one.

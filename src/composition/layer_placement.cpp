@@ -26,41 +26,43 @@ int rescaled(int value, int new_size, int old_size) {
 }  // namespace
 
 void move_position(track_info& track, math::point offset) {
-  track.pos = {moved(track.pos.x, offset.x), moved(track.pos.y, offset.y)};
+  track.placement.pos = {moved(track.placement.pos.x, offset.x), moved(track.placement.pos.y, offset.y)};
 }
 
 math::point displayed_size(const track_info& track) {
-  return {scaled_size(track.width, track.scale_x * track.aspect / 100),
-          scaled_size(track.height, track.scale_y / 100.0)};
+  return {scaled_size(track.source.width, track.placement.scale_x * track.placement.aspect / 100),
+          scaled_size(track.source.height, track.placement.scale_y / 100.0)};
 }
 
 void move_selected_layers(state& composition, math::point offset) {
-  if (!composition.has_selection() || offset == math::point{}) return;
-  for (const int index : composition.selection) move_position(composition.track_at(index), offset);
+  if (!composition.doc.has_selection() || offset == math::point{}) return;
+  for (const int index : composition.doc.selection) move_position(composition.doc.track_at(index), offset);
   composition.set_undo_action(std::make_shared<undo_layer_move>(composition, offset));
 }
 
 void reset_layer_position(state& composition) {
-  const track_info* track = composition.selected_track();
-  if (track) move_selected_layers(composition, {moved(0, -track->pos.x), moved(0, -track->pos.y)});
+  const track_info* track = composition.doc.selected_track();
+  if (track) move_selected_layers(composition, {moved(0, -track->placement.pos.x), moved(0, -track->placement.pos.y)});
 }
 
 void move_by_half_size(state& composition, int direction_x, int direction_y) {
-  const track_info* track = composition.selected_track();
+  const track_info* track = composition.doc.selected_track();
   if (!track) return;
   const math::point size = displayed_size(*track);
   move_selected_layers(composition, {direction_x * (size.x / 2), direction_y * (size.y / 2)});
 }
 
 void layer_resize_to_mask(state& composition) {
-  for (const int index : composition.selection) {
-    track_info& track = composition.track_at(index);
-    if (track.source_type != source_type::adjustment && track.source_type != source_type::text) continue;
-    const math::point size = composition.mask_size;
-    track.crop_xy = {rescaled(track.crop_xy.x, size.x, track.width), rescaled(track.crop_xy.y, size.y, track.height)};
-    track.crop_wh = {rescaled(track.crop_wh.x, size.x, track.width), rescaled(track.crop_wh.y, size.y, track.height)};
-    track.width = size.x;
-    track.height = size.y;
+  for (const int index : composition.doc.selection) {
+    track_info& track = composition.doc.track_at(index);
+    if (track.source.type != source_type::adjustment && track.source.type != source_type::text) continue;
+    const math::point size = composition.doc.mask_size;
+    track.placement.crop_xy = {rescaled(track.placement.crop_xy.x, size.x, track.source.width),
+                               rescaled(track.placement.crop_xy.y, size.y, track.source.height)};
+    track.placement.crop_wh = {rescaled(track.placement.crop_wh.x, size.x, track.source.width),
+                               rescaled(track.placement.crop_wh.y, size.y, track.source.height)};
+    track.source.width = size.x;
+    track.source.height = size.y;
     if (composition.hooks.forget_layer) composition.hooks.forget_layer(track.id);
   }
 }

@@ -15,7 +15,7 @@ namespace {
 
 // Sources that hold something open, which a deleted layer lets go of.
 bool holds_open_source(const track_info& track) {
-  switch (track.source_type) {
+  switch (track.source.type) {
     case source_type::avi:
     case source_type::directshow:
     case source_type::quicktime:
@@ -44,8 +44,8 @@ std::set<int> shifted(const std::set<int>& selection, const std::vector<int>& in
 }
 
 void raise_track_max(state& composition, int count) {
-  composition.track_max =
-      std::min(composition.track_max + count, std::max(composition.track_max, composition.track_count()));
+  composition.workspace.track_max = std::min(composition.workspace.track_max + count,
+                                             std::max(composition.workspace.track_max, composition.doc.track_count()));
 }
 
 // The copies of the layers at `originals`, each to stand right below its model.
@@ -65,17 +65,17 @@ track_info duplicate_of(const track_info& track) {
 
 void insert_layers(state& composition, const std::vector<int>& indices, std::vector<track_info> records) {
   std::deque<track_info> stack;
-  auto existing = composition.tracks.begin();
+  auto existing = composition.doc.tracks.begin();
   auto record = records.begin();
   for (const int index : indices) {
-    while (static_cast<int>(stack.size()) < index && existing != composition.tracks.end()) {
+    while (static_cast<int>(stack.size()) < index && existing != composition.doc.tracks.end()) {
       stack.push_back(std::move(*existing++));
     }
     stack.push_back(std::move(*record++));
   }
-  std::move(existing, composition.tracks.end(), std::back_inserter(stack));
-  composition.tracks = std::move(stack);
-  composition.selection = shifted(composition.selection, indices);
+  std::move(existing, composition.doc.tracks.end(), std::back_inserter(stack));
+  composition.doc.tracks = std::move(stack);
+  composition.doc.selection = shifted(composition.doc.selection, indices);
   raise_track_max(composition, static_cast<int>(indices.size()));
 }
 
@@ -84,21 +84,21 @@ std::vector<track_info> take_layers(state& composition, const std::set<int>& ind
   std::deque<track_info> kept;
   std::set<int> selection;
   taken.reserve(indices.size());
-  for (int index = 0; index < composition.track_count(); ++index) {
-    track_info& track = composition.track_at(index);
+  for (int index = 0; index < composition.doc.track_count(); ++index) {
+    track_info& track = composition.doc.track_at(index);
     if (indices.contains(index)) {
       if (composition.watcher) composition.watcher->forget(track.id);
       if (composition.hooks.forget_layer) composition.hooks.forget_layer(track.id);
       taken.push_back(std::move(track));
       continue;
     }
-    if (composition.selection.contains(index)) selection.insert(selection.end(), static_cast<int>(kept.size()));
+    if (composition.doc.selection.contains(index)) selection.insert(selection.end(), static_cast<int>(kept.size()));
     kept.push_back(std::move(track));
   }
-  composition.tracks = std::move(kept);
-  composition.selection = std::move(selection);
-  composition.track_max = std::min(composition.track_max, composition.track_count());
-  composition.prev_track_max = std::min(composition.prev_track_max, composition.track_count());
+  composition.doc.tracks = std::move(kept);
+  composition.doc.selection = std::move(selection);
+  composition.workspace.track_max = std::min(composition.workspace.track_max, composition.doc.track_count());
+  composition.workspace.prev_track_max = std::min(composition.workspace.prev_track_max, composition.doc.track_count());
   return taken;
 }
 
@@ -110,94 +110,97 @@ track_info copy_of(const track_info& track) {
 
 void drop_dangling_alpha_sources(state& composition) {
   std::set<int> ids;
-  for (const track_info& track : composition.tracks) ids.insert(track.id);
-  for (track_info& track : composition.tracks) {
-    if (!ids.contains(track.alpha_source_id)) track.alpha_source_id = 0;
+  for (const track_info& track : composition.doc.tracks) ids.insert(track.id);
+  for (track_info& track : composition.doc.tracks) {
+    if (!ids.contains(track.look.alpha_source_id)) track.look.alpha_source_id = 0;
   }
 }
 
 void reopen_source(state& composition, track_info& record) {
-  if (!record.is_clip() || record.clip) return;
-  record.clip =
-      sources::open_clip(static_cast<sources::clip_kind>(record.source_type), record.path, composition.fpcs).opened;
+  if (!record.source.is_clip() || record.source.clip) return;
+  record.source.clip =
+      sources::open_clip(static_cast<sources::clip_kind>(record.source.type), record.source.path, composition.doc.fpcs)
+          .opened;
 }
 
 void layer_move_selected_up(state& composition) {
-  const int index = composition.selected_index();
-  if (index == composition.track_count() || index == 0) return;
-  std::swap(composition.track_at(index), composition.track_at(index - 1));
-  composition.selection = {index - 1};
+  const int index = composition.doc.selected_index();
+  if (index == composition.doc.track_count() || index == 0) return;
+  std::swap(composition.doc.track_at(index), composition.doc.track_at(index - 1));
+  composition.doc.selection = {index - 1};
 }
 
 void layer_move_selected_down(state& composition) {
-  const int index = composition.selected_index();
-  if (index >= composition.track_count() - 1) return;
-  std::swap(composition.track_at(index), composition.track_at(index + 1));
-  composition.selection = {index + 1};
+  const int index = composition.doc.selected_index();
+  if (index >= composition.doc.track_count() - 1) return;
+  std::swap(composition.doc.track_at(index), composition.doc.track_at(index + 1));
+  composition.doc.selection = {index + 1};
 }
 
 void layer_delete_selected(state& composition) {
-  if (!composition.has_selection()) return;
-  const std::vector<int> indices(composition.selection.begin(), composition.selection.end());
-  std::vector<track_info> records = take_layers(composition, composition.selection);
+  if (!composition.doc.has_selection()) return;
+  const std::vector<int> indices(composition.doc.selection.begin(), composition.doc.selection.end());
+  std::vector<track_info> records = take_layers(composition, composition.doc.selection);
 
   std::set<std::pair<source_type, std::string>> remaining;
-  for (const track_info& track : composition.tracks) remaining.emplace(track.source_type, track.path);
+  for (const track_info& track : composition.doc.tracks) remaining.emplace(track.source.type, track.source.path);
   std::set<int> deleted_ids;
   for (track_info& record : records) {
     deleted_ids.insert(record.id);
-    if (remaining.emplace(record.source_type, record.path).second) drop_from_cache(composition, record);
-    if (holds_open_source(record)) record.clip.reset();
+    if (remaining.emplace(record.source.type, record.source.path).second) drop_from_cache(composition, record);
+    if (holds_open_source(record)) record.source.clip.reset();
   }
   std::vector<std::pair<int, int>> alpha_users;
-  for (track_info& track : composition.tracks) {
-    if (!deleted_ids.contains(track.alpha_source_id)) continue;
-    alpha_users.emplace_back(track.id, track.alpha_source_id);
-    track.alpha_source_id = 0;
+  for (track_info& track : composition.doc.tracks) {
+    if (!deleted_ids.contains(track.look.alpha_source_id)) continue;
+    alpha_users.emplace_back(track.id, track.look.alpha_source_id);
+    track.look.alpha_source_id = 0;
   }
   composition.set_undo_action(
       std::make_shared<undo_delete_layer>(composition, indices, std::move(records), std::move(alpha_users)));
 }
 
 void layer_duplicate(state& composition) {
-  const std::vector<int> originals(composition.selection.begin(), composition.selection.end());
+  const std::vector<int> originals(composition.doc.selection.begin(), composition.doc.selection.end());
   std::vector<track_info> copies;
   copies.reserve(originals.size());
-  for (const int index : originals) copies.push_back(duplicate_of(composition.track_at(index)));
+  for (const int index : originals) copies.push_back(duplicate_of(composition.doc.track_at(index)));
   insert_below(composition, originals, std::move(copies));
 }
 
 std::vector<int> layers_to_split(const state& composition) {
-  const long long t = static_cast<long long>(composition.tm_t);
+  const long long t = static_cast<long long>(composition.doc.tm_t);
   std::vector<int> under;
   const auto consider = [&](int index) {
-    const track_info& track = composition.track_at(index);
-    if (static_cast<long long>(track.begin) + track.in() < t && t < static_cast<long long>(track.begin) + track.out()) {
+    const track_info& track = composition.doc.track_at(index);
+    if (static_cast<long long>(track.timing.begin) + track.in() < t &&
+        t < static_cast<long long>(track.timing.begin) + track.out()) {
       under.push_back(index);
     }
   };
-  if (composition.has_selection()) {
-    for (const int index : composition.selection) consider(index);
+  if (composition.doc.has_selection()) {
+    for (const int index : composition.doc.selection) consider(index);
     return under;
   }
-  for (int index = 0; index < composition.track_count(); ++index) consider(index);
+  for (int index = 0; index < composition.doc.track_count(); ++index) consider(index);
   if (under.size() > 1) under.clear();
   return under;
 }
 
 void layer_duplicate_and_split(state& composition) {
   const std::vector<int> originals = layers_to_split(composition);
-  const int t = static_cast<int>(composition.tm_t);
+  const int t = static_cast<int>(composition.doc.tm_t);
   std::vector<track_info> copies;
   copies.reserve(originals.size());
   for (const int index : originals) {
-    track_info& track = composition.track_at(index);
+    track_info& track = composition.doc.track_at(index);
     track_info copy = duplicate_of(track);
     // The in point lies within one pass of the source, so a split in a later pass moves the copy by whole passes.
     const int length = track.length();
-    const int relative = t - track.begin;
+    const int relative = t - track.timing.begin;
     const int passes = relative / length;
-    copy.begin = clamped_frame(static_cast<long long>(copy.begin) + static_cast<long long>(passes) * length);
+    copy.timing.begin =
+        clamped_frame(static_cast<long long>(copy.timing.begin) + static_cast<long long>(passes) * length);
     copy.set_in_out(relative - passes * length, track.out() - passes * length);
     track.set_out(relative);
     copies.push_back(std::move(copy));
@@ -206,65 +209,65 @@ void layer_duplicate_and_split(state& composition) {
 }
 
 bool can_expand_into_layers(const state& composition) {
-  const track_info* track = composition.selected_track();
-  return track && track->layers.size() > 1 && track->layer.is_default();
+  const track_info* track = composition.doc.selected_track();
+  return track && track->source.image_layers.size() > 1 && track->source.image_layer.is_default();
 }
 
 void expand_into_layers(state& composition) {
   if (!can_expand_into_layers(composition)) return;
-  const int index = composition.selected_index();
+  const int index = composition.doc.selected_index();
   const track_info model = std::move(take_layers(composition, {index}).front());
   std::vector<track_info> copies;
   std::vector<int> indices;
-  for (const img::layer& layer : model.layers) {
+  for (const img::layer& layer : model.source.image_layers) {
     track_info copy = copy_of(model);
-    copy.layer = layer;
+    copy.source.image_layer = layer;
     indices.push_back(index + static_cast<int>(copies.size()));
     copies.push_back(std::move(copy));
   }
   // Who took alpha from the whole takes it from the first part.
-  for (track_info& track : composition.tracks) {
-    if (track.alpha_source_id == model.id) track.alpha_source_id = copies.front().id;
+  for (track_info& track : composition.doc.tracks) {
+    if (track.look.alpha_source_id == model.id) track.look.alpha_source_id = copies.front().id;
   }
   insert_layers(composition, indices, std::move(copies));
-  composition.selection = std::set<int>(indices.begin(), indices.end());
+  composition.doc.selection = std::set<int>(indices.begin(), indices.end());
 }
 
 bool can_embed_layer(const state& composition) {
-  const track_info* track = composition.selected_track();
-  return track && track->is_decoded() && track->frames == 1;
+  const track_info* track = composition.doc.selected_track();
+  return track && track->source.is_decoded() && track->source.frames == 1;
 }
 
 void embed_layer(state& composition) {
   if (!can_embed_layer(composition)) return;
-  track_info& track = *composition.selected_track();
+  track_info& track = *composition.doc.selected_track();
   auto picture = std::make_shared<img::image>();
-  if (track.is_clip()) {
-    if (!track.clip || !track.clip->read(0, 0, *picture)) {
-      composition.report_error('"' + track.path + "\": Open error");
+  if (track.source.is_clip()) {
+    if (!track.source.clip || !track.source.clip->read(0, 0, *picture)) {
+      composition.report_error('"' + track.source.path + "\": Open error");
       return;
     }
   } else {
-    img::load(*picture, track.frame_path(0), nullptr, &track.layer);
+    img::load(*picture, track.source.frame_path(0), nullptr, &track.source.image_layer);
   }
   if (composition.watcher) composition.watcher->forget(track.id);
   if (composition.hooks.cancel_preload) composition.hooks.cancel_preload(track);
-  track.source_type = source_type::clipboard_image;
-  track.width = picture->width;
-  track.height = picture->height;
-  track.clipboard_image = std::move(picture);
-  track.clip.reset();
-  track.audio.reset();
-  track.path.clear();
-  track.mask.clear();
-  track.range.clear();
-  track.names.clear();
-  track.version.clear();
-  track.versions.clear();
-  track.layer = {};
-  track.layers.clear();
-  track.auto_update = false;
-  track.frame_states.clear();
+  track.source.type = source_type::clipboard_image;
+  track.source.width = picture->width;
+  track.source.height = picture->height;
+  track.source.clipboard_image = std::move(picture);
+  track.source.clip.reset();
+  track.source.audio.reset();
+  track.source.path.clear();
+  track.source.mask.clear();
+  track.source.range.clear();
+  track.source.names.clear();
+  track.source.version.clear();
+  track.source.versions.clear();
+  track.source.image_layer = {};
+  track.source.image_layers.clear();
+  track.source.auto_update = false;
+  track.source.frame_states.clear();
   if (composition.hooks.forget_layer) composition.hooks.forget_layer(track.id);
 }
 

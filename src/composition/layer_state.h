@@ -5,10 +5,13 @@
 
 namespace ksn {
 
+// Where a layer keeps a switch.
+using bool_field = bool& (*)(track_info&);
+
 // Turns a switch of every selected layer over.
-void toggle_in_selection(state& composition, bool track_info::*field);
+void toggle_in_selection(state& composition, bool_field field);
 // Whether there is a selection and the switch is on in all of it.
-bool on_in_selection(const state& composition, bool track_info::*field);
+bool on_in_selection(const state& composition, bool_field field);
 void layer_toggle_disable_cc(state& composition);
 bool disable_cc_in_selection(const state& composition);
 // In every selected layer `normal` becomes `difference` and the reverse; other modes stay.

@@ -24,27 +24,27 @@ void load_composition(state& composition, const std::string& path, bool file_pre
 
 // The bodies of those two, for archives in memory, without header and footer. What is read is stored field by field as
 // it stands; nothing is opened.
-void read_composition(io::binary_iarchive& archive, composition_view& view);
-void read_composition(io::xml_iarchive& archive, composition_view& view);
-void write_composition(io::binary_oarchive& archive, const composition_view& view);
-void write_composition(io::xml_oarchive& archive, const composition_view& view);
-// What holds for the document (composition/invariants.h) holds then, whatever `view` was read from.
-void put_within_bounds(composition_view& view);
+void read_composition(io::binary_iarchive& archive, composition_view& stored);
+void read_composition(io::xml_iarchive& archive, composition_view& stored);
+void write_composition(io::binary_oarchive& archive, const composition_view& stored);
+void write_composition(io::xml_oarchive& archive, const composition_view& stored);
+// What holds for the document (composition/invariants.h) holds then, whatever `stored` was read from.
+void put_within_bounds(composition_view& stored);
 
 constexpr const char* settings_file_name = "kestrin.settings.dat";
 
 // The settings of the user's configuration folder, read at start and written at the end of a run with a window. Both
 // swallow every failure and return false. After a failed read the defaults stand, but for what was read before it;
 // after a failed write the old file stands. Instances that end at the same time write one after the other.
-bool load_settings(composition_view& view);
-bool save_settings(const composition_view& view);
+bool load_settings(composition_view& stored);
+bool save_settings(const composition_view& stored);
 // The same for a file of any name; they throw.
-void load_settings_file(composition_view& view, const std::string& path);
-void save_settings_file(const composition_view& view, const std::string& path);
+void load_settings_file(composition_view& stored, const std::string& path);
+void save_settings_file(const composition_view& stored, const std::string& path);
 // The bodies, for archives in memory.
-void read_settings(io::binary_iarchive& archive, composition_view& view);
-void read_settings(io::xml_iarchive& archive, composition_view& view);
-void write_settings(io::binary_oarchive& archive, const composition_view& view);
-void write_settings(io::xml_oarchive& archive, const composition_view& view);
+void read_settings(io::binary_iarchive& archive, composition_view& stored);
+void read_settings(io::xml_iarchive& archive, composition_view& stored);
+void write_settings(io::binary_oarchive& archive, const composition_view& stored);
+void write_settings(io::xml_oarchive& archive, const composition_view& stored);
 
 }  // namespace ksn

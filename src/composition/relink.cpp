@@ -26,9 +26,9 @@ std::vector<std::string> folders_around(const std::string& composition_path) {
 
 // Whether the source stands at `path`. Of a sequence one end suffices: it may have holes.
 bool stands_at(const track_info& track, const std::string& path) {
-  if (track.source_type != source_type::sequence) return platform::file_exists(path);
-  return platform::file_exists(path + std::string(track.names.front())) ||
-         platform::file_exists(path + std::string(track.names.back()));
+  if (track.source.type != source_type::sequence) return platform::file_exists(path);
+  return platform::file_exists(path + std::string(track.source.names.front())) ||
+         platform::file_exists(path + std::string(track.source.names.back()));
 }
 
 // What a move did to the path of one layer, tried first on the next one.
@@ -38,7 +38,7 @@ struct move {
 };
 
 bool find(const track_info& track, const std::vector<std::string>& folders, move& found) {
-  const std::string_view path = track.path;
+  const std::string_view path = track.source.path;
   for (std::size_t level = 0; level < folders.size(); ++level) {
     for (std::size_t slash = path.find('/'); slash != path.npos; slash = path.find('/', slash + 1)) {
       const std::string_view rest = path.substr(slash + 1);
@@ -53,8 +53,9 @@ bool find(const track_info& track, const std::vector<std::string>& folders, move
 }
 
 bool has_file(const track_info& track) {
-  return track.source_type == source_type::sequence ? !track.names.empty()
-                                                    : track.is_decoded() || track.source_type == source_type::wave;
+  return track.source.type == source_type::sequence
+             ? !track.source.names.empty()
+             : track.source.is_decoded() || track.source.type == source_type::wave;
 }
 
 }  // namespace
@@ -64,11 +65,12 @@ void relink(std::deque<track_info>& tracks, const std::string& composition_path)
   move last;
   for (track_info& track : tracks) {
     if (!has_file(track)) continue;
-    if (!folders.empty() && !track.path.starts_with('/')) track.path = lib::full_path(folders[0] + track.path);
-    if (stands_at(track, track.path)) continue;
-    const auto moved = [&] { return last.to + track.path.substr(last.from.size()); };
-    const bool as_before = !last.from.empty() && track.path.starts_with(last.from) && stands_at(track, moved());
-    if (as_before || find(track, folders, last)) track.path = moved();
+    if (!folders.empty() && !track.source.path.starts_with('/'))
+      track.source.path = lib::full_path(folders[0] + track.source.path);
+    if (stands_at(track, track.source.path)) continue;
+    const auto moved = [&] { return last.to + track.source.path.substr(last.from.size()); };
+    const bool as_before = !last.from.empty() && track.source.path.starts_with(last.from) && stands_at(track, moved());
+    if (as_before || find(track, folders, last)) track.source.path = moved();
   }
 }
 

@@ -20,36 +20,37 @@ void take_source(state& composition, track_info& track, track_info fresh) {
   if (track.name.empty() || track.name == track.default_name) track.name = fresh.name;
   track.default_name = fresh.default_name;
   const bool has_same_layer = [&] {
-    for (const img::layer& layer : fresh.layers) {
-      if (layer == track.layer) return true;
+    for (const img::layer& layer : fresh.source.image_layers) {
+      if (layer == track.source.image_layer) return true;
     }
     return false;
   }();
-  if (!has_same_layer) track.layer = {};
-  track.source_type = fresh.source_type;
-  track.frames = fresh.frames;
-  track.fpcs = fresh.fpcs;
-  track.fpcs2 = fresh.fpcs2;
-  track.path = std::move(fresh.path);
-  track.mask = std::move(fresh.mask);
-  track.range = std::move(fresh.range);
-  track.names = std::move(fresh.names);
-  track.width = fresh.width;
-  track.height = fresh.height;
-  track.clip = std::move(fresh.clip);
-  if (!track.has_audio()) track.audible = fresh.audible;
-  track.audio = std::move(fresh.audio);
-  track.clipboard_image.reset();
-  track.brush_image.reset();
-  track.brush_seq.clear();
-  track.smcp.clear();
-  track.layers = std::move(fresh.layers);
-  track.version = version_of(track);
-  track.versions.clear();
-  track.frame_states.clear();
+  if (!has_same_layer) track.source.image_layer = {};
+  track.source.type = fresh.source.type;
+  track.source.frames = fresh.source.frames;
+  track.source.fpcs = fresh.source.fpcs;
+  track.source.fpcs2 = fresh.source.fpcs2;
+  track.source.path = std::move(fresh.source.path);
+  track.source.mask = std::move(fresh.source.mask);
+  track.source.range = std::move(fresh.source.range);
+  track.source.names = std::move(fresh.source.names);
+  track.source.width = fresh.source.width;
+  track.source.height = fresh.source.height;
+  track.source.clip = std::move(fresh.source.clip);
+  if (!track.source.has_audio()) track.sound.audible = fresh.sound.audible;
+  track.source.audio = std::move(fresh.source.audio);
+  track.source.clipboard_image.reset();
+  track.source.brush_image.reset();
+  track.source.brush_seq.clear();
+  track.source.smcp.clear();
+  track.source.image_layers = std::move(fresh.source.image_layers);
+  track.source.version = version_of(track);
+  track.source.versions.clear();
+  track.source.frame_states.clear();
   track.set_in_out(track.in(), track.out());
   if (composition.hooks.forget_layer) composition.hooks.forget_layer(track.id);
-  if (composition.automatic_preload && composition.hooks.request_preload) composition.hooks.request_preload(track);
+  if (composition.settings.automatic_preload && composition.hooks.request_preload)
+    composition.hooks.request_preload(track);
 }
 
 // Of names that are visited in any order, the one that stands next to `present` in the given direction.
@@ -75,49 +76,50 @@ class neighbour_search {
 };
 
 void replace_sequence(state& composition, track_info& track, bool forward) {
-  neighbour_search search(forward ? track.names.back() : track.names.front(), forward);
-  const name_matcher own_frames(track.mask);
+  neighbour_search search(forward ? track.source.names.back() : track.source.names.front(), forward);
+  const name_matcher own_frames(track.source.mask);
   name_list others;
-  lib::visit_files(track.path.empty() ? "." : track.path, [&](std::string_view name) {
+  lib::visit_files(track.source.path.empty() ? "." : track.source.path, [&](std::string_view name) {
     int number = 0;
     bool fits = false;
-    if (track.mask == "*" || own_frames(name, number, fits) || !img::is_image_file(std::string(name))) return;
+    if (track.source.mask == "*" || own_frames(name, number, fits) || !img::is_image_file(std::string(name))) return;
     search.consider(name);
     others.add(name);
   });
   if (!search.found()) return;
-  const std::string path = track.path + *search.found();
+  const std::string path = track.source.path + *search.found();
   std::string pattern;
   track_info fresh;
-  const bool is_sequence = build_pattern(path, pattern) && scan_folder(pattern, fresh, composition.default_alpha_type,
-                                                                       false, {}, &others) == scan_result::found;
+  const bool is_sequence =
+      build_pattern(path, pattern) &&
+      scan_folder(pattern, fresh, composition.settings.default_alpha_type, false, {}, &others) == scan_result::found;
   if (!is_sequence) {
     fresh = track_info();
-    if (!composition.route_source(fresh, path, true, composition.default_alpha_type)) return;
+    if (!composition.route_source(fresh, path, true, composition.settings.default_alpha_type)) return;
   }
   take_source(composition, track, std::move(fresh));
 }
 
 void replace_file(state& composition, track_info& track, bool forward) {
-  const auto [folder, file] = split_real_path(track.path);
+  const auto [folder, file] = split_real_path(track.source.path);
   neighbour_search search(file, forward);
-  const std::string extension = lib::lower_extension(track.path);
+  const std::string extension = lib::lower_extension(track.source.path);
   lib::visit_files(folder.empty() ? "." : std::string(folder), [&](std::string_view name) {
     const bool counts =
-        track.is_clip() ? lib::lower_extension(name) == extension : img::is_image_file(std::string(name));
+        track.source.is_clip() ? lib::lower_extension(name) == extension : img::is_image_file(std::string(name));
     if (counts) search.consider(name);
   });
   if (!search.found()) return;
   track_info fresh;
   const std::string path = std::string(folder) + *search.found();
-  if (!composition.route_source(fresh, path, true, composition.default_alpha_type)) return;
+  if (!composition.route_source(fresh, path, true, composition.settings.default_alpha_type)) return;
   take_source(composition, track, std::move(fresh));
 }
 
 void replace_with_neighbour(state& composition, bool forward) {
   if (!can_replace_with_neighbour(composition)) return;
-  track_info& track = *composition.selected_track();
-  if (track.source_type == source_type::sequence) {
+  track_info& track = *composition.doc.selected_track();
+  if (track.source.type == source_type::sequence) {
     replace_sequence(composition, track, forward);
   } else {
     replace_file(composition, track, forward);
@@ -127,16 +129,17 @@ void replace_with_neighbour(state& composition, bool forward) {
 }  // namespace
 
 bool layer_replace_with(state& composition, const std::string& path) {
-  track_info* track = composition.selected_track();
+  track_info* track = composition.doc.selected_track();
   track_info fresh;
-  if (!track || !composition.route_source(fresh, path, false, composition.default_alpha_type)) return false;
+  if (!track || !composition.route_source(fresh, path, false, composition.settings.default_alpha_type)) return false;
   take_source(composition, *track, std::move(fresh));
   return true;
 }
 
 bool can_replace_with_neighbour(const state& composition) {
-  const track_info* track = composition.selected_track();
-  return track && track->is_decoded() && (track->source_type != source_type::sequence || !track->names.empty());
+  const track_info* track = composition.doc.selected_track();
+  return track && track->source.is_decoded() &&
+         (track->source.type != source_type::sequence || !track->source.names.empty());
 }
 
 void layer_replace_with_next(state& composition) {

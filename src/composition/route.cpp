@@ -33,12 +33,12 @@ std::string hexadecimal(int code) {
 }
 
 bool open_kind(state& composition, track_info& record, clip_kind kind, const std::string& path, int& error) {
-  const sources::open_result result = sources::open_clip(kind, path, composition.fpcs);
+  const sources::open_result result = sources::open_clip(kind, path, composition.doc.fpcs);
   error = result.error;
   if (!result.opened) return false;
-  take_clip(record, result.opened, path, composition.fpcs);
+  take_clip(record, result.opened, path, composition.doc.fpcs);
   read_sound(composition, record);
-  record.audible = record.has_audio();
+  record.sound.audible = record.source.has_audio();
   return true;
 }
 
@@ -53,17 +53,17 @@ bool open_wave(state& composition, track_info& record, const std::string& path, 
   }
   if (!sound || sound->sample_rate == 0) return false;
   record = track_info();
-  record.source_type = source_type::wave;
-  record.frames =
+  record.source.type = source_type::wave;
+  record.source.frames =
       std::clamp(rounded_frame(std::ceil(static_cast<double>(sound->frames()) / sound->sample_rate * rate / 100.0)), 1,
                  frame_limit);
-  record.fpcs = rate;
-  record.path = path;
+  record.source.fpcs = rate;
+  record.source.path = path;
   record.name = name_of_source(record);
   record.default_name = record.name;
-  record.visible = true;
-  record.audible = true;
-  record.audio = std::move(sound);
+  record.look.visible = true;
+  record.sound.audible = true;
+  record.source.audio = std::move(sound);
   return true;
 }
 
@@ -93,30 +93,30 @@ bool open_movie(state& composition, track_info& record, const std::string& path,
 
 void read_sound(const state& composition, track_info& record) {
   try {
-    record.audio = record.clip->read_audio();
+    record.source.audio = record.source.clip->read_audio();
   } catch (const std::bad_alloc&) {
-    composition.report_error(line(record.path, "Could not get audio for work area (out of memory?)"));
+    composition.report_error(line(record.source.path, "Could not get audio for work area (out of memory?)"));
   }
 }
 
 void take_clip(track_info& record, std::shared_ptr<sources::clip> clip, const std::string& path, int rate) {
-  record.source_type = static_cast<ksn::source_type>(clip->kind());
-  record.frames = clip->frames();
-  record.fpcs = rate;
-  record.fpcs2 = clip->rate();
-  record.path = path;
+  record.source.type = static_cast<ksn::source_type>(clip->kind());
+  record.source.frames = clip->frames();
+  record.source.fpcs = rate;
+  record.source.fpcs2 = clip->rate();
+  record.source.path = path;
   record.name = real_file_name(path);
   record.default_name = record.name;
-  record.begin = 0;
-  record.retime = 1.0;
-  record.sbegin_f = 0.0;
-  record.send_f = 1.0;
-  record.width = clip->width();
-  record.height = clip->height();
-  record.alpha_type = clip->has_alpha() ? ksn::alpha_type::pm : ksn::alpha_type::ignore;
-  record.visible = true;
-  record.frame_states.clear();
-  record.clip = std::move(clip);
+  record.timing.begin = 0;
+  record.timing.retime = 1.0;
+  record.timing.sbegin_f = 0.0;
+  record.timing.send_f = 1.0;
+  record.source.width = clip->width();
+  record.source.height = clip->height();
+  record.look.alpha_type = clip->has_alpha() ? ksn::alpha_type::pm : ksn::alpha_type::ignore;
+  record.look.visible = true;
+  record.source.frame_states.clear();
+  record.source.clip = std::move(clip);
 }
 
 bool state::route_source(track_info& record, const std::string& path, bool single_image,
@@ -144,7 +144,7 @@ bool state::route_source(track_info& record, const std::string& path, bool singl
   if (extension == "rtv") return open_camera_clip(*this, record, clip_kind::rtv, path);
   if (extension == "cine") return open_camera_clip(*this, record, clip_kind::phantom_cine, path);
   if (extension == "r3d") return open_camera_clip(*this, record, clip_kind::r3d, path);
-  if (extension == "wav" && open_wave(*this, record, path, fpcs)) return true;
+  if (extension == "wav" && open_wave(*this, record, path, doc.fpcs)) return true;
   return open_movie(*this, record, path, extension == "avi");
 }
 

@@ -142,21 +142,21 @@ bool dense_enough(const found_files& found) {
 }
 
 void reset_timing(track_info& record) {
-  record.begin = 0;
-  record.retime = 1.0;
-  record.sbegin_f = 0.0;
-  record.send_f = 1.0;
+  record.timing.begin = 0;
+  record.timing.retime = 1.0;
+  record.timing.sbegin_f = 0.0;
+  record.timing.send_f = 1.0;
 }
 
 // All of a sequence but its frames.
 void begin_sequence(track_info& record, const std::string& pattern_path) {
   reset_timing(record);
   const auto [folder, pattern] = split_real_path(pattern_path);
-  record.path = folder;
-  record.mask = pattern;
-  record.range.clear();
-  record.visible = true;
-  record.source_type = ksn::source_type::sequence;
+  record.source.path = folder;
+  record.source.mask = pattern;
+  record.source.range.clear();
+  record.look.visible = true;
+  record.source.type = ksn::source_type::sequence;
   record.name = name_of_source(record);
   record.default_name = record.name;
 }
@@ -165,59 +165,59 @@ void begin_sequence(track_info& record, const std::string& pattern_path) {
 scan_result scan(const std::string& pattern_path, track_info& record, alpha_type default_alpha, bool forced,
                  const std::string& fallback_name, const name_list* listed, int& error) {
   begin_sequence(record, pattern_path);
-  record.frames = 0;
-  record.names.clear();
-  found_files found = find_files(record.path, record.mask, listed);
+  record.source.frames = 0;
+  record.source.names.clear();
+  found_files found = find_files(record.source.path, record.source.mask, listed);
   error = found.error;
   if (found.names.empty() && forced && !fallback_name.empty()) {
     name_list names;
     names.add(fallback_name);
     set_frame_names(record, std::move(names));
-    record.alpha_type = default_alpha;
-    record.blend_type = ksn::blend_type::normal;
+    record.look.alpha_type = default_alpha;
+    record.look.blend_type = ksn::blend_type::normal;
     return scan_result::found;
   }
   if (found.names.empty()) return scan_result::nothing;
   if (found.names.size() == 1 && !forced) {
-    record.names = frame_names(std::move(found.names));
+    record.source.names = frame_names(std::move(found.names));
     return scan_result::one_file;
   }
   if (!forced && dense_enough(found)) {
-    fill_holes(found, record.mask);
+    fill_holes(found, record.source.mask);
   } else {
     sort_found(found);
   }
   set_frame_names(record, std::move(found.names));
-  read_first_header(record, record.file_of(0), default_alpha);
+  read_first_header(record, record.source.file_of(0), default_alpha);
   return scan_result::found;
 }
 
 }  // namespace
 
 std::string name_of_source(const track_info& record) {
-  if (record.source_type != source_type::sequence) return std::string(real_file_name(record.path));
-  if (record.mask != "*") return display_pattern(record.mask);
-  const std::string folder = lib::remove_separator(record.path);
+  if (record.source.type != source_type::sequence) return std::string(real_file_name(record.source.path));
+  if (record.source.mask != "*") return display_pattern(record.source.mask);
+  const std::string folder = lib::remove_separator(record.source.path);
   return std::string(real_file_name(folder));
 }
 
 void set_frame_names(track_info& record, name_list names) {
-  record.frames = static_cast<int>(names.size());
-  record.names = frame_names(std::move(names));
-  record.frame_states.clear();
+  record.source.frames = static_cast<int>(names.size());
+  record.source.names = frame_names(std::move(names));
+  record.source.frame_states.clear();
 }
 
 void read_first_header(track_info& record, const std::string& path, alpha_type default_alpha) {
-  record.alpha_type = ksn::alpha_type::ignore;
-  record.blend_type = ksn::blend_type::normal;
+  record.look.alpha_type = ksn::alpha_type::ignore;
+  record.look.blend_type = ksn::blend_type::normal;
   try {
     const img::format* format = img::find_format(path);
     if (format == nullptr) return;
     const img::picture_header header = format->read_header(path, img::layer());
-    record.width = header.width;
-    record.height = header.height;
-    if (header.has_alpha) record.alpha_type = default_alpha;
-    if (header.layers.size() > 1) record.layers = header.layers;
+    record.source.width = header.width;
+    record.source.height = header.height;
+    if (header.has_alpha) record.look.alpha_type = default_alpha;
+    if (header.layers.size() > 1) record.source.image_layers = header.layers;
   } catch (const std::exception&) {
     // The layer stands without a size; the decode of its frames says what is wrong with the file.
   }
@@ -234,7 +234,7 @@ bool scan_sequence(const std::string& pattern_path, const std::string& given, tr
   int error = 0;
   const scan_result result = scan(pattern_path, record, default_alpha, false, {}, nullptr, error);
   if (result == scan_result::found) return true;
-  if (result == scan_result::one_file) return add_single_image(record.file_of(0), record, default_alpha, errors);
+  if (result == scan_result::one_file) return add_single_image(record.source.file_of(0), record, default_alpha, errors);
   if (file_error(given) == 0) return add_single_image(given, record, default_alpha, errors);
   const bool could_list = error == 0 || error == ENOENT || error == ENOTDIR;
   if (errors) errors(could_list ? no_images_line(given) : open_error_line(given, error));
@@ -247,16 +247,16 @@ bool add_single_image(const std::string& path, track_info& record, alpha_type de
     return false;
   }
   reset_timing(record);
-  record.source_type = ksn::source_type::image;
-  record.path = path;
+  record.source.type = ksn::source_type::image;
+  record.source.path = path;
   record.name = name_of_source(record);
   record.default_name = record.name;
-  record.mask.clear();
-  record.range.clear();
-  record.names.clear();
-  record.visible = true;
-  record.frames = 1;
-  record.frame_states.clear();
+  record.source.mask.clear();
+  record.source.range.clear();
+  record.source.names.clear();
+  record.look.visible = true;
+  record.source.frames = 1;
+  record.source.frame_states.clear();
   read_first_header(record, path, default_alpha);
   return true;
 }
@@ -270,11 +270,11 @@ bool make_range(const std::string& pattern_path, const std::string& range, track
   std::vector<int> numbers;
   if (!expand_range(range, numbers)) return false;
   begin_sequence(record, pattern_path);
-  record.range = range;
+  record.source.range = range;
   name_list names;
-  for (const int number : numbers) names.add(name_for_number(record.mask, number));
+  for (const int number : numbers) names.add(name_for_number(record.source.mask, number));
   set_frame_names(record, std::move(names));
-  read_first_header(record, record.file_of(0), default_alpha);
+  read_first_header(record, record.source.file_of(0), default_alpha);
   return true;
 }
 

@@ -15,9 +15,9 @@
 
 namespace ksn {
 
-// What a composition file holds of a view; the rest are settings.
+// What a composition file holds; the rest are settings.
 struct composition_record {
-  composition_view& view;
+  composition_view& stored;
 };
 
 }  // namespace ksn
@@ -52,74 +52,74 @@ void skip_bools(A& ar, int count) {
 
 template <class A>
 void serialize(A& ar, composition_record& record, int version) {
-  composition_view& v = record.view;
-  ar.ranged("view", v.view, 0, 12, 9);
-  ar.ranged("back_color", v.back_color, 0, 7, 0);
-  ar.field("safe_area_active", v.safe_area_active);
-  ar.ranged("safe_area_type", v.safe_area_type, 0, 2, 0);
-  ar.ranged("mask_type", v.mask_type, 0, 3, 0);
-  ar.field("mask_size", v.mask_size);
-  ar.field("grid", v.grid);
-  ar.ranged("counter_type", v.counter_type, 0, 6, 0);
-  ar.field("playing", v.playing);
-  ar.field("forward", v.forward);
-  ar.ranged("repeat", v.repeat, 0, 2, 2);
-  ar.field("fpcs", v.fpcs);
-  ar.field("can_drop_frames", v.can_drop_frames);
-  ar.field("tm_n", v.tm_n);
-  ar.field("tm_f", v.tm_f);
-  ar.field("tm_l", v.tm_l);
-  ar.field("tm_t", v.tm_t);
-  ar.field("zoom_factor2", v.zoom_factor2);
-  ar.field("pan_position", v.pan_position);
-  serialize_tracks(ar, v.tracks);
+  composition_view& v = record.stored;
+  ar.ranged("view", v.view.channels, 0, 12, 9);
+  ar.ranged("back_color", v.doc.back_color, 0, 7, 0);
+  ar.field("safe_area_active", v.view.safe_area_active);
+  ar.ranged("safe_area_type", v.view.safe_area_type, 0, 2, 0);
+  ar.ranged("mask_type", v.view.mask_type, 0, 3, 0);
+  ar.field("mask_size", v.doc.mask_size);
+  ar.field("grid", v.view.grid);
+  ar.ranged("counter_type", v.workspace.counter_type, 0, 6, 0);
+  ar.field("playing", v.doc.playing);
+  ar.field("forward", v.doc.forward);
+  ar.ranged("repeat", v.doc.repeat, 0, 2, 2);
+  ar.field("fpcs", v.doc.fpcs);
+  ar.field("can_drop_frames", v.doc.can_drop_frames);
+  ar.field("tm_n", v.doc.tm_n);
+  ar.field("tm_f", v.doc.tm_f);
+  ar.field("tm_l", v.doc.tm_l);
+  ar.field("tm_t", v.doc.tm_t);
+  ar.field("zoom_factor2", v.view.zoom_factor2);
+  ar.field("pan_position", v.view.pan_position);
+  serialize_tracks(ar, v.doc.tracks);
   if (version >= 4) {
-    ar.field("selection", v.selection);
+    ar.field("selection", v.doc.selection);
   } else {
     int selected = 0;
     ar.field("selection", selected);
-    v.selection = {selected};
+    v.doc.selection = {selected};
   }
-  ar.field("track_max", v.track_max);
-  ar.field("pp_visible", v.pp_visible);
-  ar.field("pp_pos", v.pp_pos);
-  ar.field("pp_tab", v.pp_tab);
-  ar.field("frame_base", v.frame_base);
-  ar.field("infobar_visible", v.infobar_visible);
+  ar.field("track_max", v.workspace.track_max);
+  ar.field("pp_visible", v.workspace.pp_visible);
+  ar.field("pp_pos", v.workspace.pp_pos);
+  ar.field("pp_tab", v.workspace.pp_tab);
+  ar.field("frame_base", v.doc.frame_base);
+  ar.field("infobar_visible", v.workspace.infobar_visible);
   if (version >= 1) {
-    ar.field("aspect_enabled", v.aspect_enabled);
-    ar.field("aspect", v.aspect);
+    ar.field("aspect_enabled", v.view.aspect_enabled);
+    ar.field("aspect", v.view.aspect);
     if (version <= 7) skip_bools(ar, 1);
   }
-  if (version >= 2) ar.ranged("resolution", v.resolution, 0, 2, 0);
+  if (version >= 2) ar.ranged("resolution", v.view.resolution, 0, 2, 0);
   if (version >= 3) {
-    ar.field("brush_size", v.brush_size);
-    ar.field("brush_softness", v.brush_softness);
-    ar.field("brush_spacing", v.brush_spacing);
-    ar.field("brush_color", v.brush_color);
+    ar.field("brush_size", v.workspace.brush_size);
+    ar.field("brush_softness", v.workspace.brush_softness);
+    ar.field("brush_spacing", v.workspace.brush_spacing);
+    ar.field("brush_color", v.workspace.brush_color);
   }
   if (version >= 5) {
-    ar.field("back_custom_color", v.back_custom_color);
-    if constexpr (A::reading) v.back_custom_color.a = 255;
+    ar.field("back_custom_color", v.doc.back_custom_color);
+    if constexpr (A::reading) v.doc.back_custom_color.a = 255;
   }
   if (version >= 6) {
-    ar.field("timeline_visible", v.timeline_visible);
-    ar.field("pv_tooltip_enabled", v.pv_tooltip_enabled);
-    ar.field("fs_timeline_visible", v.fs_timeline_visible);
-    ar.field("fs_infobar_visible", v.fs_infobar_visible);
-    ar.field("fs_pp_visible", v.fs_pp_visible);
-    ar.field("fs_pp_pos", v.fs_pp_pos);
-    ar.field("fs_pv_tooltip_enabled", v.fs_pv_tooltip_enabled);
+    ar.field("timeline_visible", v.workspace.timeline_visible);
+    ar.field("pv_tooltip_enabled", v.workspace.pv_tooltip_enabled);
+    ar.field("fs_timeline_visible", v.workspace.fs_timeline_visible);
+    ar.field("fs_infobar_visible", v.workspace.fs_infobar_visible);
+    ar.field("fs_pp_visible", v.workspace.fs_pp_visible);
+    ar.field("fs_pp_pos", v.workspace.fs_pp_pos);
+    ar.field("fs_pv_tooltip_enabled", v.workspace.fs_pv_tooltip_enabled);
   }
-  if (version >= 7) ar.field("mask_transforms_enabled", v.mask_transforms_enabled);
+  if (version >= 7) ar.field("mask_transforms_enabled", v.view.mask_transforms_enabled);
   if (version == 7) skip_bools(ar, 2);
-  if (version >= 9) ar.field("lookup_table_map", v.lookup_table_map);
-  if (version >= 10) ar.field("prev_track_max", v.prev_track_max);
+  if (version >= 9) ar.field("lookup_table_map", v.doc.lookup_table_map);
+  if (version >= 10) ar.field("prev_track_max", v.workspace.prev_track_max);
   if (version >= 11) {
-    ar.ranged("target_view", v.target_view, 0, 2, 0);
-    ar.ranged("stereo_view", v.stereo_view, 0, 3, 0);
+    ar.ranged("target_view", v.view.stereo_view, 0, 2, 0);
+    ar.ranged("stereo_view", v.view.stereo_mode, 0, 3, 0);
   }
-  if (version >= 12) ar.field("vars", v.vars);
+  if (version >= 12) ar.field("vars", v.doc.vars);
 }
 
 namespace {
@@ -127,8 +127,8 @@ namespace {
 constexpr const char* root_key = "composition";
 
 // A writer changes nothing.
-composition_record record_to_write(const composition_view& view) {
-  return {const_cast<composition_view&>(view)};
+composition_record record_to_write(const composition_view& stored) {
+  return {const_cast<composition_view&>(stored)};
 }
 
 // Identities above it are replaced, so that there is always a next one.
@@ -150,175 +150,161 @@ void settle_ids(std::deque<track_info>& tracks) {
     ids.insert(track.id);
   }
   for (track_info& track : tracks) {
-    if (!ids.contains(track.alpha_source_id)) track.alpha_source_id = 0;
+    if (!ids.contains(track.look.alpha_source_id)) track.look.alpha_source_id = 0;
   }
 }
 
 void drop_unfit_canvas(const track_info& track, img::image_ptr& canvas) {
-  const bool fits = canvas && canvas->width == track.width && canvas->height == track.height &&
+  const bool fits = canvas && canvas->width == track.source.width && canvas->height == track.source.height &&
                     canvas->format[0] == 'B' && canvas->depth[0] == 8 && canvas->format[3] == 'A' &&
                     canvas->plane_count() == 4;
   if (!fits) canvas = nullptr;
 }
 
 void settle_source(track_info& track) {
-  track.frames = std::clamp(track.frames, 0, frame_limit);
-  track.width = std::clamp(track.width, 0, img::max_dimension);
-  track.height = std::clamp(track.height, 0, img::max_dimension);
-  track.fpcs = std::max(track.fpcs, 0);
-  track.fpcs2 = std::max(track.fpcs2, 0);
-  if (track.source_type == source_type::sequence) {
-    if (track.names.empty()) track.source_type = source_type::none;
-    track.frames = static_cast<int>(track.names.size());
+  track.source.frames = std::clamp(track.source.frames, 0, frame_limit);
+  track.source.width = std::clamp(track.source.width, 0, img::max_dimension);
+  track.source.height = std::clamp(track.source.height, 0, img::max_dimension);
+  track.source.fpcs = std::max(track.source.fpcs, 0);
+  track.source.fpcs2 = std::max(track.source.fpcs2, 0);
+  if (track.source.type == source_type::sequence) {
+    if (track.source.names.empty()) track.source.type = source_type::none;
+    track.source.frames = static_cast<int>(track.source.names.size());
   }
-  if (track.source_type == source_type::clipboard_image && !track.clipboard_image) {
-    track.source_type = source_type::none;
+  if (track.source.type == source_type::clipboard_image && !track.source.clipboard_image) {
+    track.source.type = source_type::none;
   }
-  if (track.source_type == source_type::embedded_audio && !track.audio) track.source_type = source_type::none;
-  if (track.brush_image) drop_unfit_canvas(track, track.brush_image);
-  for (auto entry = track.brush_seq.begin(); entry != track.brush_seq.end();) {
-    if (entry->first >= 0 && entry->first < track.frames) drop_unfit_canvas(track, entry->second);
-    const bool keep = entry->first >= 0 && entry->first < track.frames && entry->second;
-    entry = keep ? std::next(entry) : track.brush_seq.erase(entry);
+  if (track.source.type == source_type::embedded_audio && !track.source.audio) track.source.type = source_type::none;
+  if (track.source.brush_image) drop_unfit_canvas(track, track.source.brush_image);
+  for (auto entry = track.source.brush_seq.begin(); entry != track.source.brush_seq.end();) {
+    if (entry->first >= 0 && entry->first < track.source.frames) drop_unfit_canvas(track, entry->second);
+    const bool keep = entry->first >= 0 && entry->first < track.source.frames && entry->second;
+    entry = keep ? std::next(entry) : track.source.brush_seq.erase(entry);
   }
 }
 
 void settle_layer(track_info& track) {
   settle_source(track);
-  track.begin = clamped_frame(track.begin);
-  track.retime = finite(track.retime, 1.0);
-  track.sbegin_f = finite(track.sbegin_f, 0.0);
-  track.send_f = finite(track.send_f, 1.0);
-  track.set_aspect(finite(track.aspect, 1.0));
-  track.set_scale_x(track.scale_x);
-  track.set_scale_y(track.scale_y);
-  track.opacity = std::clamp(track.opacity, 0, 100);
-  track.volume = std::max(track.volume, 0);
-  track.fade_in = std::clamp(track.fade_in, 0, frame_limit);
-  track.fade_out = std::clamp(track.fade_out, 0, frame_limit);
-  track.text_attr.size = std::clamp(track.text_attr.size, 1, most_text_pixels);
+  track.timing.begin = clamped_frame(track.timing.begin);
+  track.timing.retime = finite(track.timing.retime, 1.0);
+  track.timing.sbegin_f = finite(track.timing.sbegin_f, 0.0);
+  track.timing.send_f = finite(track.timing.send_f, 1.0);
+  track.placement.set_aspect(finite(track.placement.aspect, 1.0));
+  track.placement.set_scale_x(track.placement.scale_x);
+  track.placement.set_scale_y(track.placement.scale_y);
+  track.look.opacity = std::clamp(track.look.opacity, 0, 100);
+  track.sound.volume = std::max(track.sound.volume, 0);
+  track.timing.fade_in = std::clamp(track.timing.fade_in, 0, frame_limit);
+  track.timing.fade_out = std::clamp(track.timing.fade_out, 0, frame_limit);
+  track.lettering.text_attr.size = std::clamp(track.lettering.text_attr.size, 1, most_text_pixels);
   const auto byte = [](int& value) { value = std::clamp(value, 0, 255); };
-  byte(track.ck_primary.slope);
-  byte(track.ck_primary.tolerance);
-  byte(track.ck_secondary.slope);
-  byte(track.ck_secondary.tolerance);
+  byte(track.look.ck_primary.slope);
+  byte(track.look.ck_primary.tolerance);
+  byte(track.look.ck_secondary.slope);
+  byte(track.look.ck_secondary.tolerance);
 }
 
-void settle_timeline(composition_view& view) {
-  view.fpcs = std::max(view.fpcs, 1);
-  view.tm_n = std::clamp(view.tm_n, 10, frame_limit);
-  view.tm_l = std::clamp(view.tm_l, 1, view.tm_n);
-  view.tm_f = std::clamp(view.tm_f, 0, view.tm_l - 1);
-  view.tm_t = std::clamp(finite(view.tm_t, 0.0), 0.0, static_cast<double>(view.tm_n));
+void settle_timeline(composition_view& stored) {
+  stored.doc.fpcs = std::max(stored.doc.fpcs, 1);
+  stored.doc.tm_n = std::clamp(stored.doc.tm_n, 10, frame_limit);
+  stored.doc.tm_l = std::clamp(stored.doc.tm_l, 1, stored.doc.tm_n);
+  stored.doc.tm_f = std::clamp(stored.doc.tm_f, 0, stored.doc.tm_l - 1);
+  stored.doc.tm_t = std::clamp(finite(stored.doc.tm_t, 0.0), 0.0, static_cast<double>(stored.doc.tm_n));
 }
 
 // What compositions do not hold goes on from the present document.
 composition_view with_settings_of(const composition_view& present) {
-  composition_view view;
-  view.default_back_color = present.default_back_color;
-  view.default_back_custom_color = present.default_back_custom_color;
-  view.default_cfps = present.default_cfps;
-  view.default_alpha_type = present.default_alpha_type;
-  view.default_aspect = present.default_aspect;
-  view.default_frame_base = present.default_frame_base;
-  view.default_text_attr = present.default_text_attr;
-  view.vsync = present.vsync;
-  view.vsync_parameter = present.vsync_parameter;
-  view.vsync_mode = present.vsync_mode;
-  view.ext_device = present.ext_device;
-  view.ext_alpha = present.ext_alpha;
-  view.volume = present.volume;
-  view.spb_enabled = present.spb_enabled;
-  view.automatic_preload = present.automatic_preload;
-  view.switch_views = present.switch_views;
-  view.continue_playback_after_drag = present.continue_playback_after_drag;
-  view.disable_caching_by_default = present.disable_caching_by_default;
-  view.creation_timestamp = present.creation_timestamp;
-  view.tf = present.tf;
-  return view;
+  composition_view stored;
+  stored.settings = present.settings;
+  stored.view.switch_views = present.view.switch_views;
+  stored.view.tf = present.view.tf;
+  stored.workspace.full_screen = present.workspace.full_screen;
+  return stored;
 }
 
 // Opens what the layer reads from again. A source that is gone leaves a layer without one, or throws.
 void open_source(state& composition, track_info& track) {
-  switch (track.source_type) {
+  switch (track.source.type) {
     case source_type::wave:
-      track.audio = sources::load_wave(track.path);
+      track.source.audio = sources::load_wave(track.source.path);
       return;
     case source_type::shmem:
     case source_type::video:
-      track.source_type = source_type::none;
+      track.source.type = source_type::none;
       return;
     default:
       break;
   }
-  if (!track.is_clip()) return;
+  if (!track.source.is_clip()) return;
   reopen_source(composition, track);
-  if (!track.clip) {
-    track.source_type = source_type::none;
+  if (!track.source.clip) {
+    track.source.type = source_type::none;
     return;
   }
   read_sound(composition, track);
-  track.frames = track.clip->frames();
-  track.width = track.clip->width();
-  track.height = track.clip->height();
+  track.source.frames = track.source.clip->frames();
+  track.source.width = track.source.clip->width();
+  track.source.height = track.source.clip->height();
 }
 
-void adopt(state& composition, composition_view&& view) {
+void adopt(state& composition, composition_view&& stored) {
   composition.layer_delete_all();
   composition.set_undo_action(nullptr);
-  static_cast<composition_view&>(composition) = std::move(view);
+  static_cast<composition_view&>(composition) = std::move(stored);
   // Half a document must not be saved over the one before it.
   composition.file_name.clear();
-  for (track_info& track : composition.tracks) {
+  for (track_info& track : composition.doc.tracks) {
     try {
       open_source(composition, track);
     } catch (const std::exception&) {
-      track.source_type = source_type::none;
+      track.source.type = source_type::none;
     }
   }
-  for (const track_info& track : composition.tracks) {
-    if (composition.automatic_preload && composition.hooks.request_preload) composition.hooks.request_preload(track);
+  for (const track_info& track : composition.doc.tracks) {
+    if (composition.settings.automatic_preload && composition.hooks.request_preload)
+      composition.hooks.request_preload(track);
   }
-  if (composition.playing && composition.hooks.start_audio) composition.hooks.start_audio();
+  if (composition.doc.playing && composition.hooks.start_audio) composition.hooks.start_audio();
 }
 
 }  // namespace
 
-void put_within_bounds(composition_view& view) {
-  settle_ids(view.tracks);
-  for (track_info& track : view.tracks) settle_layer(track);
-  std::erase_if(view.selection, [&](int index) { return index < 0 || index >= static_cast<int>(view.tracks.size()); });
-  settle_timeline(view);
-  view.mask_size.x = std::clamp(view.mask_size.x, 1, img::max_dimension);
-  view.mask_size.y = std::clamp(view.mask_size.y, 1, img::max_dimension);
-  view.zoom_factor2 = std::max(view.zoom_factor2, 1);
-  view.pan_position = {finite(view.pan_position.x, 0.0), finite(view.pan_position.y, 0.0)};
-  view.pp_pos = {finite(view.pp_pos.x, 1.0), finite(view.pp_pos.y, 1.0)};
-  view.fs_pp_pos = {finite(view.fs_pp_pos.x, 1.0), finite(view.fs_pp_pos.y, 1.0)};
-  view.pp_tab = view.pp_tab < 0 || view.pp_tab > 7 ? 0 : view.pp_tab;
-  view.track_max = std::max(view.track_max, 0);
-  view.prev_track_max = std::max(view.prev_track_max, 0);
-  view.frame_base = view.frame_base == 1 ? 1 : 0;
-  view.aspect = finite(view.aspect, composition_view().aspect);
-  view.back_custom_color.a = 255;
+void put_within_bounds(composition_view& stored) {
+  settle_ids(stored.doc.tracks);
+  for (track_info& track : stored.doc.tracks) settle_layer(track);
+  std::erase_if(stored.doc.selection,
+                [&](int index) { return index < 0 || index >= static_cast<int>(stored.doc.tracks.size()); });
+  settle_timeline(stored);
+  stored.doc.mask_size.x = std::clamp(stored.doc.mask_size.x, 1, img::max_dimension);
+  stored.doc.mask_size.y = std::clamp(stored.doc.mask_size.y, 1, img::max_dimension);
+  stored.view.zoom_factor2 = std::max(stored.view.zoom_factor2, 1);
+  stored.view.pan_position = {finite(stored.view.pan_position.x, 0.0), finite(stored.view.pan_position.y, 0.0)};
+  stored.workspace.pp_pos = {finite(stored.workspace.pp_pos.x, 1.0), finite(stored.workspace.pp_pos.y, 1.0)};
+  stored.workspace.fs_pp_pos = {finite(stored.workspace.fs_pp_pos.x, 1.0), finite(stored.workspace.fs_pp_pos.y, 1.0)};
+  stored.workspace.pp_tab = stored.workspace.pp_tab < 0 || stored.workspace.pp_tab > 7 ? 0 : stored.workspace.pp_tab;
+  stored.workspace.track_max = std::max(stored.workspace.track_max, 0);
+  stored.workspace.prev_track_max = std::max(stored.workspace.prev_track_max, 0);
+  stored.doc.frame_base = stored.doc.frame_base == 1 ? 1 : 0;
+  stored.view.aspect = finite(stored.view.aspect, composition_view().view.aspect);
+  stored.doc.back_custom_color.a = 255;
 }
 
-void read_composition(io::binary_iarchive& archive, composition_view& view) {
-  composition_record record{view};
+void read_composition(io::binary_iarchive& archive, composition_view& stored) {
+  composition_record record{stored};
   archive.field(root_key, record);
 }
 
-void read_composition(io::xml_iarchive& archive, composition_view& view) {
-  composition_record record{view};
+void read_composition(io::xml_iarchive& archive, composition_view& stored) {
+  composition_record record{stored};
   archive.field(root_key, record);
 }
 
-void write_composition(io::binary_oarchive& archive, const composition_view& view) {
-  archive.field(root_key, record_to_write(view));
+void write_composition(io::binary_oarchive& archive, const composition_view& stored) {
+  archive.field(root_key, record_to_write(stored));
 }
 
-void write_composition(io::xml_oarchive& archive, const composition_view& view) {
-  archive.field(root_key, record_to_write(view));
+void write_composition(io::xml_oarchive& archive, const composition_view& stored) {
+  archive.field(root_key, record_to_write(stored));
 }
 
 void save_composition(const state& composition, const std::string& path) {
@@ -328,17 +314,17 @@ void save_composition(const state& composition, const std::string& path) {
 
 void load_composition(state& composition, const std::string& path, bool file_present) {
   { io::file readable(path, "rb"); }
-  if (file_present && composition.track_count() > 0 && composition.hooks.file_among_unsaved) {
+  if (file_present && composition.doc.track_count() > 0 && composition.hooks.file_among_unsaved) {
     composition.hooks.file_among_unsaved();
   }
-  composition_view view = with_settings_of(composition);
+  composition_view stored = with_settings_of(composition);
   const auto take = [&] {
-    put_within_bounds(view);
-    relink(view.tracks, path);
-    adopt(composition, std::move(view));
+    put_within_bounds(stored);
+    relink(stored.doc.tracks, path);
+    adopt(composition, std::move(stored));
   };
   try {
-    const auto body = [&](auto& archive) { read_composition(archive, view); };
+    const auto body = [&](auto& archive) { read_composition(archive, stored); };
     io::read_document(path, body, body);
   } catch (...) {
     take();

@@ -11,9 +11,9 @@
 
 namespace ksn {
 
-// What the settings file holds of a view.
+// What the settings file holds.
 struct settings_record {
-  composition_view& view;
+  composition_view& stored;
 };
 
 }  // namespace ksn
@@ -27,78 +27,78 @@ namespace ksn {
 
 template <class A>
 void serialize(A& ar, settings_record& record, int version) {
-  composition_view& v = record.view;
+  composition_view& v = record.stored;
   const auto skip_bools = [&](int count) {
     for (bool dropped = false; count > 0; --count) ar.field("", dropped);
   };
-  ar.field("mask_size", v.mask_size);
-  ar.field("default_cfps", v.default_cfps);
+  ar.field("mask_size", v.doc.mask_size);
+  ar.field("default_cfps", v.settings.default_cfps);
   if (version >= 1) {
-    ar.ranged("safe_area_type", v.safe_area_type, 0, 2, 1);
-    ar.ranged("mask_type", v.mask_type, 0, 3, 1);
+    ar.ranged("safe_area_type", v.view.safe_area_type, 0, 2, 1);
+    ar.ranged("mask_type", v.view.mask_type, 0, 3, 1);
   }
-  if (version >= 2) ar.ranged("default_alpha_type", v.default_alpha_type, 0, 3, 3);
-  if (version >= 3) ar.field("default_aspect", v.default_aspect);
+  if (version >= 2) ar.ranged("default_alpha_type", v.settings.default_alpha_type, 0, 3, 3);
+  if (version >= 3) ar.field("default_aspect", v.settings.default_aspect);
   if (version >= 4) {
-    ar.field("pp_visible", v.pp_visible);
-    ar.field("pp_position", v.pp_pos);
+    ar.field("pp_visible", v.workspace.pp_visible);
+    ar.field("pp_position", v.workspace.pp_pos);
   }
-  if (version >= 5) ar.field("pp_tab", v.pp_tab);
-  if (version >= 6) ar.field("vsync", v.vsync);
-  if (version >= 7) ar.field("volume", v.volume);
-  if (version >= 8) ar.ranged("ext_device", v.ext_device, 1, 7, 1);
+  if (version >= 5) ar.field("pp_tab", v.workspace.pp_tab);
+  if (version >= 6) ar.field("vsync", v.settings.vsync);
+  if (version >= 7) ar.field("volume", v.settings.volume);
+  if (version >= 8) ar.ranged("ext_device", v.settings.ext_device, 1, 7, 1);
   if (version >= 9 && version <= 16) skip_bools(1);
   if (version >= 10) {
-    ar.ranged("default_back_color", v.default_back_color, 0, 7, 0);
-    ar.field("brush_size", v.brush_size);
-    ar.field("brush_softness", v.brush_softness);
-    ar.field("brush_spacing", v.brush_spacing);
-    ar.field("brush_color", v.brush_color);
+    ar.ranged("default_back_color", v.settings.default_back_color, 0, 7, 0);
+    ar.field("brush_size", v.workspace.brush_size);
+    ar.field("brush_softness", v.workspace.brush_softness);
+    ar.field("brush_spacing", v.workspace.brush_spacing);
+    ar.field("brush_color", v.workspace.brush_color);
   }
-  if (version >= 11) ar.field("spb_enabled", v.spb_enabled);
+  if (version >= 11) ar.field("spb_enabled", v.settings.spb_enabled);
   if (version >= 12) {
-    ar.field("default_back_custom_color", v.default_back_custom_color);
+    ar.field("default_back_custom_color", v.settings.default_back_custom_color);
     if constexpr (A::reading) {
-      v.default_back_custom_color.a = 255;
-      v.back_custom_color = v.default_back_custom_color;
+      v.settings.default_back_custom_color.a = 255;
+      v.doc.back_custom_color = v.settings.default_back_custom_color;
     }
   }
-  if (version >= 13) ar.field("automatic_preload", v.automatic_preload);
+  if (version >= 13) ar.field("automatic_preload", v.settings.automatic_preload);
   if (version >= 14) {
-    ar.field("timeline_visible", v.timeline_visible);
-    ar.field("pv_tooltip_enabled", v.pv_tooltip_enabled);
-    ar.field("fs_timeline_visible", v.fs_timeline_visible);
-    ar.field("fs_infobar_visible", v.fs_infobar_visible);
-    ar.field("fs_pp_visible", v.fs_pp_visible);
-    ar.field("fs_pp_pos", v.fs_pp_pos);
-    ar.field("fs_pv_tooltip_enabled", v.fs_pv_tooltip_enabled);
+    ar.field("timeline_visible", v.workspace.timeline_visible);
+    ar.field("pv_tooltip_enabled", v.workspace.pv_tooltip_enabled);
+    ar.field("fs_timeline_visible", v.workspace.fs_timeline_visible);
+    ar.field("fs_infobar_visible", v.workspace.fs_infobar_visible);
+    ar.field("fs_pp_visible", v.workspace.fs_pp_visible);
+    ar.field("fs_pp_pos", v.workspace.fs_pp_pos);
+    ar.field("fs_pv_tooltip_enabled", v.workspace.fs_pv_tooltip_enabled);
   } else {
-    v.timeline_visible = true;
-    v.pv_tooltip_enabled = true;
-    v.fs_timeline_visible = false;
-    v.fs_infobar_visible = v.infobar_visible;
-    v.fs_pp_visible = false;
-    v.fs_pp_pos = v.pp_pos;
-    v.fs_pv_tooltip_enabled = false;
+    v.workspace.timeline_visible = true;
+    v.workspace.pv_tooltip_enabled = true;
+    v.workspace.fs_timeline_visible = false;
+    v.workspace.fs_infobar_visible = v.workspace.infobar_visible;
+    v.workspace.fs_pp_visible = false;
+    v.workspace.fs_pp_pos = v.workspace.pp_pos;
+    v.workspace.fs_pv_tooltip_enabled = false;
   }
-  if (version >= 15) ar.ranged("counter_type", v.counter_type, 0, 6, 0);
-  if (version >= 16) ar.field("mask_transforms_enabled", v.mask_transforms_enabled);
+  if (version >= 15) ar.ranged("counter_type", v.workspace.counter_type, 0, 6, 0);
+  if (version >= 16) ar.field("mask_transforms_enabled", v.view.mask_transforms_enabled);
   if (version == 16) skip_bools(2);
-  if (version >= 18) ar.field("lookup_table_map", v.lookup_table_map);
-  if (version >= 19) ar.field("default_text_attr", v.default_text_attr);
-  if (version >= 20) ar.field("infobar_visible", v.infobar_visible);
-  if (version >= 21) ar.ranged("stereo_view", v.stereo_view, 0, 3, 0);
-  if (version >= 22) ar.field("switch_views", v.switch_views);
-  if (version >= 23) ar.ranged("ext_alpha", v.ext_alpha, 0, 2, 0);
+  if (version >= 18) ar.field("lookup_table_map", v.doc.lookup_table_map);
+  if (version >= 19) ar.field("default_text_attr", v.settings.default_text_attr);
+  if (version >= 20) ar.field("infobar_visible", v.workspace.infobar_visible);
+  if (version >= 21) ar.ranged("stereo_view", v.view.stereo_mode, 0, 3, 0);
+  if (version >= 22) ar.field("switch_views", v.view.switch_views);
+  if (version >= 23) ar.ranged("ext_alpha", v.settings.ext_alpha, 0, 2, 0);
   if (version >= 24) {
-    ar.field("continue_playback_after_drag", v.continue_playback_after_drag);
-    ar.field("disable_caching_by_default", v.disable_caching_by_default);
+    ar.field("continue_playback_after_drag", v.settings.continue_playback_after_drag);
+    ar.field("disable_caching_by_default", v.settings.disable_caching_by_default);
   }
   if (version >= 25) {
-    ar.field("default_frame_base", v.default_frame_base);
-    ar.field("creation_timestamp", v.creation_timestamp);
+    ar.field("default_frame_base", v.settings.default_frame_base);
+    ar.field("creation_timestamp", v.settings.creation_timestamp);
   }
-  if (version >= 26) ar.field("aspect", v.aspect);
+  if (version >= 26) ar.field("aspect", v.view.aspect);
 }
 
 namespace {
@@ -107,8 +107,8 @@ constexpr const char* root_key = "kestrin.settings";
 constexpr int longest_wait = 2000;  // milliseconds
 
 // A writer changes nothing.
-settings_record record_to_write(const composition_view& view) {
-  return {const_cast<composition_view&>(view)};
+settings_record record_to_write(const composition_view& stored) {
+  return {const_cast<composition_view&>(stored)};
 }
 
 bool settings_path(bool create, std::string& path) {
@@ -118,72 +118,72 @@ bool settings_path(bool create, std::string& path) {
 }
 
 // The values that the settings decide for the first document, and values that no setter would have stored.
-void settle(composition_view& view) {
-  std::erase_if(view.default_aspect,
+void settle(composition_view& stored) {
+  std::erase_if(stored.settings.default_aspect,
                 [](const auto& entry) { return !(std::isfinite(entry.second) && entry.second > 0.0); });
-  if (view.default_cfps < 1) view.default_cfps = composition_view().default_cfps;
-  view.fpcs = view.default_cfps;
-  view.default_frame_base = view.default_frame_base == 1 ? 1 : 0;
-  view.frame_base = view.default_frame_base;
-  view.volume = std::max(view.volume, 0);
-  view.default_text_attr.size = std::max(view.default_text_attr.size, 1);
-  put_within_bounds(view);
+  if (stored.settings.default_cfps < 1) stored.settings.default_cfps = composition_view().settings.default_cfps;
+  stored.doc.fpcs = stored.settings.default_cfps;
+  stored.settings.default_frame_base = stored.settings.default_frame_base == 1 ? 1 : 0;
+  stored.doc.frame_base = stored.settings.default_frame_base;
+  stored.settings.volume = std::max(stored.settings.volume, 0);
+  stored.settings.default_text_attr.size = std::max(stored.settings.default_text_attr.size, 1);
+  put_within_bounds(stored);
 }
 
 }  // namespace
 
-void load_settings_file(composition_view& view, const std::string& path) {
+void load_settings_file(composition_view& stored, const std::string& path) {
   try {
-    const auto body = [&](auto& archive) { read_settings(archive, view); };
+    const auto body = [&](auto& archive) { read_settings(archive, stored); };
     io::read_document(path, body, body);
   } catch (...) {
-    settle(view);
+    settle(stored);
     throw;
   }
-  settle(view);
+  settle(stored);
 }
 
-void save_settings_file(const composition_view& view, const std::string& path) {
-  const auto body = [&](auto& archive) { write_settings(archive, view); };
+void save_settings_file(const composition_view& stored, const std::string& path) {
+  const auto body = [&](auto& archive) { write_settings(archive, stored); };
   io::write_document(path, body, body);
 }
 
-void read_settings(io::binary_iarchive& archive, composition_view& view) {
-  settings_record record{view};
+void read_settings(io::binary_iarchive& archive, composition_view& stored) {
+  settings_record record{stored};
   archive.field(root_key, record);
 }
 
-void read_settings(io::xml_iarchive& archive, composition_view& view) {
-  settings_record record{view};
+void read_settings(io::xml_iarchive& archive, composition_view& stored) {
+  settings_record record{stored};
   archive.field(root_key, record);
 }
 
-void write_settings(io::binary_oarchive& archive, const composition_view& view) {
-  archive.field(root_key, record_to_write(view));
+void write_settings(io::binary_oarchive& archive, const composition_view& stored) {
+  archive.field(root_key, record_to_write(stored));
 }
 
-void write_settings(io::xml_oarchive& archive, const composition_view& view) {
-  archive.field(root_key, record_to_write(view));
+void write_settings(io::xml_oarchive& archive, const composition_view& stored) {
+  archive.field(root_key, record_to_write(stored));
 }
 
-bool load_settings(composition_view& view) {
+bool load_settings(composition_view& stored) {
   try {
     std::string path;
     if (!settings_path(false, path)) return false;
-    load_settings_file(view, path);
+    load_settings_file(stored, path);
     return true;
   } catch (const std::exception&) {
     return false;
   }
 }
 
-bool save_settings(const composition_view& view) {
+bool save_settings(const composition_view& stored) {
   try {
     std::string path;
     if (!settings_path(true, path)) return false;
     const platform::file_lock lock(path + ".lock", longest_wait);
     if (!lock.held()) return false;
-    save_settings_file(view, path);
+    save_settings_file(stored, path);
     return true;
   } catch (const std::exception&) {
     return false;

@@ -148,109 +148,110 @@ void serialize_sound(A& ar, std::shared_ptr<const sources::wave_context>& sound)
 template <class A>
 void serialize(A& ar, track_info& v, int version) {
   ar.field("id", v.id);
-  ar.ranged("source_type", v.source_type, 0, 18, 0);
-  ar.field("frames", v.frames);
-  ar.field("width", v.width);
-  ar.field("height", v.height);
-  ar.field("fpcs", v.fpcs);
-  if (version >= 5) ar.field("fpcs2", v.fpcs2);
-  ar.field("path", v.path);
-  ar.field("mask", v.mask);
-  if (version >= 7) ar.field("range", v.range);
-  serialize_names(ar, v.names);
-  if (version >= 9) ar.field("vdev", v.vdev);
+  ar.ranged("source_type", v.source.type, 0, 18, 0);
+  ar.field("frames", v.source.frames);
+  ar.field("width", v.source.width);
+  ar.field("height", v.source.height);
+  ar.field("fpcs", v.source.fpcs);
+  if (version >= 5) ar.field("fpcs2", v.source.fpcs2);
+  ar.field("path", v.source.path);
+  ar.field("mask", v.source.mask);
+  if (version >= 7) ar.field("range", v.source.range);
+  serialize_names(ar, v.source.names);
+  if (version >= 9) ar.field("vdev", v.source.vdev);
   if constexpr (A::binary) {
-    if (version >= 6 && v.source_type == source_type::shmem) ar.field("smcp", v.smcp);
+    if (version >= 6 && v.source.type == source_type::shmem) ar.field("smcp", v.source.smcp);
   }
-  ar.field("begin", v.begin);
-  ar.field("retime", v.retime);
-  ar.field("sbegin_f", v.sbegin_f);
-  ar.field("send_f", v.send_f);
+  ar.field("begin", v.timing.begin);
+  ar.field("retime", v.timing.retime);
+  ar.field("sbegin_f", v.timing.sbegin_f);
+  ar.field("send_f", v.timing.send_f);
   ar.field("name", v.name);
-  ar.field("pos", v.pos);
-  ar.ranged("alpha_type", v.alpha_type, 0, 3, 0);
-  ar.ranged("blend_type", v.blend_type, 0, 4, 0);
-  ar.ranged("depth_blend_type", v.depth_blend_type, 0, 2, 0);
-  ar.field("visible", v.visible);
-  ar.field("opacity", v.opacity);
-  ar.field("invert_color", v.invert_color);
-  ar.field("invert_alpha", v.invert_alpha);
-  ar.field("invert_depth", v.invert_depth);
-  ar.field("alpha_source_id", v.alpha_source_id);
-  ar.ranged("alpha_source_channel", v.alpha_source_channel, 0, 7, 3);
-  if (version >= 21) ar.ranged("alpha_source_range", v.alpha_source_range, 0, 3, 0);
-  ar.field("alpha_source_invert", v.alpha_source_invert);
-  ar.field("alpha_source_stretch", v.alpha_source_stretch);
-  ar.ranged("alpha_source_mode", v.alpha_source_mode, 0, 2, 0);
-  ar.ranged("alpha_source_channel2", v.alpha_source_channel2, 0, 7, 3);
-  ar.field("tf", v.tf);
-  ar.field("auto_update", v.auto_update);
-  ar.field("disable_cache", v.disable_cache);
-  ar.field("aspect", v.aspect);
-  ar.field("scale_x", v.scale_x);
+  ar.field("pos", v.placement.pos);
+  ar.ranged("alpha_type", v.look.alpha_type, 0, 3, 0);
+  ar.ranged("blend_type", v.look.blend_type, 0, 4, 0);
+  ar.ranged("depth_blend_type", v.look.depth_blend_type, 0, 2, 0);
+  ar.field("visible", v.look.visible);
+  ar.field("opacity", v.look.opacity);
+  ar.field("invert_color", v.look.invert_color);
+  ar.field("invert_alpha", v.look.invert_alpha);
+  ar.field("invert_depth", v.look.invert_depth);
+  ar.field("alpha_source_id", v.look.alpha_source_id);
+  ar.ranged("alpha_source_channel", v.look.alpha_source_channel, 0, 7, 3);
+  if (version >= 21) ar.ranged("alpha_source_range", v.look.alpha_source_range, 0, 3, 0);
+  ar.field("alpha_source_invert", v.look.alpha_source_invert);
+  ar.field("alpha_source_stretch", v.look.alpha_source_stretch);
+  ar.ranged("alpha_source_mode", v.look.alpha_source_mode, 0, 2, 0);
+  ar.ranged("alpha_source_channel2", v.look.alpha_source_channel2, 0, 7, 3);
+  ar.field("tf", v.look.tf);
+  ar.field("auto_update", v.source.auto_update);
+  ar.field("disable_cache", v.source.disable_cache);
+  ar.field("aspect", v.placement.aspect);
+  ar.field("scale_x", v.placement.scale_x);
   if (version >= 2) {
-    ar.field("scale_y", v.scale_y);
+    ar.field("scale_y", v.placement.scale_y);
   } else {
-    v.scale_y = v.scale_x;
+    v.placement.scale_y = v.placement.scale_x;
   }
   if (version >= 1) {
-    ar.field("flip_x", v.flip_x);
-    ar.field("flip_y", v.flip_y);
+    ar.field("flip_x", v.placement.flip_x);
+    ar.field("flip_y", v.placement.flip_y);
   }
   if (version >= 3) {
-    ar.field("border", v.border);
-    ar.field("border_color", v.border_color);
+    ar.field("border", v.placement.border);
+    ar.field("border_color", v.placement.border_color);
   }
   if (version >= 4) {
-    ar.field("crop", v.crop);
-    ar.field("crop_xy", v.crop_xy);
-    ar.field("crop_wh", v.crop_wh);
+    ar.field("crop", v.placement.crop);
+    ar.field("crop_xy", v.placement.crop_xy);
+    ar.field("crop_wh", v.placement.crop_wh);
   } else {
-    v.crop_wh = {v.width, v.height};
+    v.placement.crop_wh = {v.source.width, v.source.height};
   }
   if constexpr (A::binary) {
-    if (v.source_type == source_type::clipboard_image) serialize_picture(ar, "clipboard_image", v.clipboard_image);
-    if (v.source_type == source_type::brush) serialize_picture(ar, "brush_image", v.brush_image);
-    if (v.source_type == source_type::brush_sequence) serialize_canvases(ar, v.brush_seq);
-    if (v.source_type == source_type::embedded_audio) serialize_sound(ar, v.audio);
+    if (v.source.type == source_type::clipboard_image)
+      serialize_picture(ar, "clipboard_image", v.source.clipboard_image);
+    if (v.source.type == source_type::brush) serialize_picture(ar, "brush_image", v.source.brush_image);
+    if (v.source.type == source_type::brush_sequence) serialize_canvases(ar, v.source.brush_seq);
+    if (v.source.type == source_type::embedded_audio) serialize_sound(ar, v.source.audio);
   }
   if (version >= 8) {
-    ar.field("text", io::wide(v.text));
-    ar.field("text_attr", v.text_attr);
+    ar.field("text", io::wide(v.lettering.text));
+    ar.field("text_attr", v.lettering.text_attr);
   }
   if (version >= 10) {
-    ar.field("ck_primary", v.ck_primary);
-    ar.field("ck_secondary", v.ck_secondary);
+    ar.field("ck_primary", v.look.ck_primary);
+    ar.field("ck_secondary", v.look.ck_secondary);
   }
   if (version >= 11) {
-    ar.field("fade_in", v.fade_in);
-    ar.field("fade_out", v.fade_out);
-    ar.field("blur_radius", v.blur_radius);
+    ar.field("fade_in", v.timing.fade_in);
+    ar.field("fade_out", v.timing.fade_out);
+    ar.field("blur_radius", v.look.blur_radius);
   }
   if (version >= 12) {
-    ar.field("layer", v.layer);
-    serialize_layers(ar, v.layers);
+    ar.field("layer", v.source.image_layer);
+    serialize_layers(ar, v.source.image_layers);
   }
   if (version >= 13) {
-    ar.field("version", v.version);
-    ar.field("versions", v.versions);
+    ar.field("version", v.source.version);
+    ar.field("versions", v.source.versions);
   }
-  if (version >= 14) ar.ranged("target_view", v.target_view, 0, 2, 2);
-  if (version >= 15) ar.field("safe_area", v.safe_area);
-  if (version >= 16) ar.ranged("channels", v.channels, 0, 12, 9);
+  if (version >= 14) ar.ranged("target_view", v.look.target_view, 0, 2, 2);
+  if (version >= 15) ar.field("safe_area", v.placement.safe_area);
+  if (version >= 16) ar.ranged("channels", v.look.channels, 0, 12, 9);
   if (version >= 17) {
-    ar.ranged("rds", v.rds, 0, 5, 2);
-    ar.field("rcs", v.rcs);
+    ar.ranged("rds", v.source.rds, 0, 5, 2);
+    ar.field("rcs", v.source.rcs);
   }
   if (version >= 18) ar.field("group_id", v.group_id);
   if (version >= 19) {
-    ar.field("audible", v.audible);
-    ar.field("volume", v.volume);
+    ar.field("audible", v.sound.audible);
+    ar.field("volume", v.sound.volume);
   }
   if (version >= 20) ar.field("default_name", v.default_name);
   if constexpr (A::reading) {
-    v.border_color.a = 255;
-    if (!A::binary && is_embedded(v.source_type)) v.source_type = source_type::none;
+    v.placement.border_color.a = 255;
+    if (!A::binary && is_embedded(v.source.type)) v.source.type = source_type::none;
   }
 }
 

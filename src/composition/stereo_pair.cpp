@@ -47,58 +47,58 @@ std::string replace_word(const std::string& text, std::string_view from, std::st
 
 // Turns `copy` to the source whose folder and names have the words replaced. False when it is not there.
 bool open_other_path(state& composition, track_info& copy, std::string path, std::string mask) {
-  if (path == copy.path && mask == copy.mask) return false;
-  if (copy.source_type != source_type::sequence) {
+  if (path == copy.source.path && mask == copy.source.mask) return false;
+  if (copy.source.type != source_type::sequence) {
     if (!platform::file_exists(path)) return false;
-    if (copy.is_clip()) {
-      auto result = sources::open_clip(static_cast<sources::clip_kind>(copy.source_type), path, composition.fpcs);
+    if (copy.source.is_clip()) {
+      auto result = sources::open_clip(static_cast<sources::clip_kind>(copy.source.type), path, composition.doc.fpcs);
       if (!result.opened) return false;
-      copy.clip = std::move(result.opened);
-      copy.frames = copy.clip->frames();
+      copy.source.clip = std::move(result.opened);
+      copy.source.frames = copy.source.clip->frames();
     }
-    copy.path = std::move(path);
-    if (copy.clip) read_sound(composition, copy);
+    copy.source.path = std::move(path);
+    if (copy.source.clip) read_sound(composition, copy);
     return true;
   }
   track_info found;
-  if (!copy.range.empty()) {
-    if (!make_range(path + mask, copy.range, found, copy.alpha_type)) return false;
-    if (!platform::file_exists(found.file_of(0))) return false;
-  } else if (scan_folder(path + mask, found, copy.alpha_type, false, {}) == scan_result::nothing) {
+  if (!copy.source.range.empty()) {
+    if (!make_range(path + mask, copy.source.range, found, copy.look.alpha_type)) return false;
+    if (!platform::file_exists(found.source.file_of(0))) return false;
+  } else if (scan_folder(path + mask, found, copy.look.alpha_type, false, {}) == scan_result::nothing) {
     return false;
   }
-  copy.path = std::move(found.path);
-  copy.mask = std::move(found.mask);
-  copy.frames = static_cast<int>(found.names.size());
-  copy.names = std::move(found.names);
+  copy.source.path = std::move(found.source.path);
+  copy.source.mask = std::move(found.source.mask);
+  copy.source.frames = static_cast<int>(found.source.names.size());
+  copy.source.names = std::move(found.source.names);
   return true;
 }
 
 // Tries the words in the file's name alone, in the folders alone and in both, in this order.
 bool find_other_path(state& composition, track_info& copy, std::string_view from, std::string_view to) {
-  const bool is_sequence = copy.source_type == source_type::sequence;
-  const auto [folder_view, name_view] = split_real_path(copy.path);
+  const bool is_sequence = copy.source.type == source_type::sequence;
+  const auto [folder_view, name_view] = split_real_path(copy.source.path);
   const std::string folder(folder_view);
-  const std::string name = is_sequence ? copy.mask : std::string(name_view);
+  const std::string name = is_sequence ? copy.source.mask : std::string(name_view);
   const std::string other_folder = replace_word(folder, from, to);
   const std::string other_name = replace_word(name, from, to);
   const auto try_path = [&](const std::string& in, const std::string& file) {
-    return open_other_path(composition, copy, is_sequence ? in : in + file, is_sequence ? file : copy.mask);
+    return open_other_path(composition, copy, is_sequence ? in : in + file, is_sequence ? file : copy.source.mask);
   };
   return try_path(folder, other_name) || try_path(other_folder, name) || try_path(other_folder, other_name);
 }
 
 bool find_other_eye(state& composition, const track_info& original, track_info& copy, int& eye) {
-  if (!original.layers.empty()) {
-    const auto other = other_layer_name(original.layer.name, eye);
+  if (!original.source.image_layers.empty()) {
+    const auto other = other_layer_name(original.source.image_layer.name, eye);
     if (!other) return false;
-    const auto found = std::find_if(original.layers.begin(), original.layers.end(),
+    const auto found = std::find_if(original.source.image_layers.begin(), original.source.image_layers.end(),
                                     [&](const img::layer& layer) { return layer.name == *other; });
-    if (found == original.layers.end()) return false;
-    copy.layer = *found;
+    if (found == original.source.image_layers.end()) return false;
+    copy.source.image_layer = *found;
     return true;
   }
-  if (!original.is_decoded()) return false;
+  if (!original.source.is_decoded()) return false;
   for (eye = 0; eye < 2; ++eye) {
     if (find_other_path(composition, copy, eye_words[eye], eye_words[1 - eye])) return true;
   }
@@ -108,22 +108,22 @@ bool find_other_eye(state& composition, const track_info& original, track_info& 
 }  // namespace
 
 bool add_other_stereo_view(state& composition) {
-  const int index = composition.selected_index();
-  if (index == composition.track_count()) return false;
-  track_info& original = composition.track_at(index);
+  const int index = composition.doc.selected_index();
+  if (index == composition.doc.track_count()) return false;
+  track_info& original = composition.doc.track_at(index);
   track_info copy = original;
   int eye = 0;
   if (!find_other_eye(composition, original, copy, eye)) return false;
   copy.id = next_layer_id();
   if (copy.name == copy.default_name) copy.name = name_of_source(copy);
   copy.default_name = name_of_source(copy);
-  original.target_view = eye == 0 ? target_view_type::left : target_view_type::right;
-  copy.target_view = eye == 0 ? target_view_type::right : target_view_type::left;
+  original.look.target_view = eye == 0 ? target_view_type::left : target_view_type::right;
+  copy.look.target_view = eye == 0 ? target_view_type::right : target_view_type::left;
   std::vector<track_info> records;
   records.push_back(std::move(copy));
   insert_layers(composition, {index}, std::move(records));
-  if (composition.automatic_preload && composition.hooks.request_preload) {
-    composition.hooks.request_preload(composition.track_at(index));
+  if (composition.settings.automatic_preload && composition.hooks.request_preload) {
+    composition.hooks.request_preload(composition.doc.track_at(index));
   }
   return true;
 }

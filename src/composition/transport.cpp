@@ -6,19 +6,19 @@
 namespace ksn {
 
 void first_frame(state& composition) {
-  composition.set_current_time(composition.tm_f);
+  composition.doc.set_current_time(composition.doc.tm_f);
 }
 
 void last_frame(state& composition) {
-  composition.set_current_time(composition.tm_l - 1);
+  composition.doc.set_current_time(composition.doc.tm_l - 1);
 }
 
 void prev_frame(state& composition) {
-  composition.set_current_time(std::max(std::nearbyint(composition.tm_t) - 1, 0.0));
+  composition.doc.set_current_time(std::max(std::nearbyint(composition.doc.tm_t) - 1, 0.0));
 }
 
 void next_frame(state& composition) {
-  composition.set_current_time(std::min(std::nearbyint(composition.tm_t) + 1, composition.tm_n - 1.0));
+  composition.doc.set_current_time(std::min(std::nearbyint(composition.doc.tm_t) + 1, composition.doc.tm_n - 1.0));
 }
 
 }  // namespace ksn

@@ -76,7 +76,7 @@ class undo_position_after : public undo_align_at_current {
   undo_position_after(const state& composition, layer_times before, timeline_extent extent_before)
       : undo_align_at_current(composition, std::move(before)),
         before_(extent_before),
-        after_{composition.tm_n, composition.tm_l} {}
+        after_{composition.doc.tm_n, composition.doc.tm_l} {}
   std::string text_key() const override { return key_for("position_after"); }
 
  protected:
@@ -144,7 +144,7 @@ struct crop_fields {
 class undo_layer_move_crop : public undo_action {
  public:
   undo_layer_move_crop(const track_info& cropped, const crop_fields& before)
-      : id_(cropped.id), before_(before), after_{cropped.crop_xy, cropped.crop_wh} {}
+      : id_(cropped.id), before_(before), after_{cropped.placement.crop_xy, cropped.placement.crop_wh} {}
   std::string text_key() const override { return key_for("layer_move_crop"); }
   bool is_applicable(const state& composition) const override;
 
@@ -158,26 +158,26 @@ class undo_layer_move_crop : public undo_action {
 };
 
 // A mode was set on several layers. Applicable while one of them still has the value that stands at this point.
-template <class Mode, Mode track_info::*Field>
+template <class Mode, Mode layer_look::*Field>
 class undo_mode_change : public undo_action {
  public:
   undo_mode_change(std::map<int, Mode> old_values, Mode new_value)
       : old_values_(std::move(old_values)), new_value_(new_value) {}
   bool is_applicable(const state& composition) const override {
-    for (const track_info& track : composition.tracks) {
+    for (const track_info& track : composition.doc.tracks) {
       const auto found = old_values_.find(track.id);
-      if (found != old_values_.end() && track.*Field == (undone() ? found->second : new_value_)) return true;
+      if (found != old_values_.end() && track.look.*Field == (undone() ? found->second : new_value_)) return true;
     }
     return false;
   }
 
  protected:
   void swap(state& composition) override {
-    for (track_info& track : composition.tracks) {
+    for (track_info& track : composition.doc.tracks) {
       const auto found = old_values_.find(track.id);
       if (found == old_values_.end()) continue;
       const Mode expected = undone() ? found->second : new_value_;
-      if (track.*Field == expected) track.*Field = undone() ? new_value_ : found->second;
+      if (track.look.*Field == expected) track.look.*Field = undone() ? new_value_ : found->second;
     }
   }
 
@@ -186,17 +186,17 @@ class undo_mode_change : public undo_action {
   Mode new_value_;
 };
 
-class undo_alpha_mode_change : public undo_mode_change<alpha_type, &track_info::alpha_type> {
+class undo_alpha_mode_change : public undo_mode_change<alpha_type, &layer_look::alpha_type> {
  public:
   using undo_mode_change::undo_mode_change;
   std::string text_key() const override { return key_for("alpha_mode_change"); }
 };
-class undo_blend_mode_change : public undo_mode_change<blend_type, &track_info::blend_type> {
+class undo_blend_mode_change : public undo_mode_change<blend_type, &layer_look::blend_type> {
  public:
   using undo_mode_change::undo_mode_change;
   std::string text_key() const override { return key_for("blend_mode_change"); }
 };
-class undo_depth_mode_change : public undo_mode_change<depth_blend_type, &track_info::depth_blend_type> {
+class undo_depth_mode_change : public undo_mode_change<depth_blend_type, &layer_look::depth_blend_type> {
  public:
   using undo_mode_change::undo_mode_change;
   std::string text_key() const override { return key_for("depth_mode_change"); }

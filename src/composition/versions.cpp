@@ -37,8 +37,8 @@ struct version_place {
 };
 
 bool find_place(const track_info& track, version_place& place) {
-  const bool folder_only = track.source_type == source_type::sequence;
-  std::string_view rest = track.path;
+  const bool folder_only = track.source.type == source_type::sequence;
+  std::string_view rest = track.source.path;
   for (bool is_file = !folder_only; !rest.empty(); is_file = false) {
     if (!is_file && rest.back() == '/') rest.remove_suffix(1);
     const auto [folder, name] = split_real_path(rest);
@@ -62,7 +62,7 @@ struct versioned_source {
 };
 
 bool source_exists(const track_info& track, const versioned_source& source) {
-  if (track.source_type != source_type::sequence) return platform::file_exists(source.path);
+  if (track.source.type != source_type::sequence) return platform::file_exists(source.path);
   if (!source.names.empty() && platform::file_exists(source.path + std::string(source.names.front()))) return true;
   // The first frame may be a hole: any other will do. A whole folder is known by its names.
   const bool is_folder = source.mask == "*";
@@ -99,16 +99,16 @@ bool find_version(const track_info& track, std::string_view version, versioned_s
   version_place place;
   if (!find_place(track, place)) return false;
   name_list names;
-  for (const std::string_view name : track.names) names.add(replace_version(name, place.token, version));
+  for (const std::string_view name : track.source.names) names.add(replace_version(name, place.token, version));
   const frame_names replaced_names(std::move(names));
-  const std::string replaced_mask = replace_version(track.mask, place.token, version);
+  const std::string replaced_mask = replace_version(track.source.mask, place.token, version);
 
-  const std::vector<std::string> paths = versioned_paths(track.path, place.token, version);
+  const std::vector<std::string> paths = versioned_paths(track.source.path, place.token, version);
   for (const std::string& path : paths) {
     source = {path, replaced_mask, replaced_names};
     if (source_exists(track, source)) return true;
-    source = {path, track.mask, track.names};
-    if (track.source_type == source_type::sequence && source_exists(track, source)) return true;
+    source = {path, track.source.mask, track.source.names};
+    if (track.source.type == source_type::sequence && source_exists(track, source)) return true;
   }
   source = {paths.front(), replaced_mask, replaced_names};
   return false;
@@ -116,57 +116,58 @@ bool find_version(const track_info& track, std::string_view version, versioned_s
 
 // Reads again what the header of a still, or the clip itself, decides. The user's choices stay.
 void reopen(state& composition, track_info& track) {
-  if (track.is_clip()) {
+  if (track.source.is_clip()) {
     sources::open_result result =
-        sources::open_clip(static_cast<sources::clip_kind>(track.source_type), track.path, composition.fpcs);
-    track.clip = std::move(result.opened);
-    track.audio.reset();
-    if (!track.clip) return;
+        sources::open_clip(static_cast<sources::clip_kind>(track.source.type), track.source.path, composition.doc.fpcs);
+    track.source.clip = std::move(result.opened);
+    track.source.audio.reset();
+    if (!track.source.clip) return;
     read_sound(composition, track);
-    track.frames = track.clip->frames();
-    track.width = track.clip->width();
-    track.height = track.clip->height();
+    track.source.frames = track.source.clip->frames();
+    track.source.width = track.source.clip->width();
+    track.source.height = track.source.clip->height();
     return;
   }
-  const std::string first = track.frame_path(0);
+  const std::string first = track.source.frame_path(0);
   if (first.empty() || !platform::file_exists(first)) return;
   track_info fresh;
-  read_first_header(fresh, first, track.alpha_type);
-  if (fresh.width == 0) return;
-  track.width = fresh.width;
-  track.height = fresh.height;
-  track.layers = fresh.layers;
+  read_first_header(fresh, first, track.look.alpha_type);
+  if (fresh.source.width == 0) return;
+  track.source.width = fresh.source.width;
+  track.source.height = fresh.source.height;
+  track.source.image_layers = fresh.source.image_layers;
 }
 
 // The source as it is under `version` becomes that of the layer.
 void take_version(state& composition, track_info& track, const std::string& version, versioned_source source) {
   drop_from_cache(composition, track);
   const bool named_by_file = track.name == name_of_source(track);
-  track.path = std::move(source.path);
-  track.mask = std::move(source.mask);
-  track.names = std::move(source.names);
-  track.frame_states.clear();
-  track.version = version;
+  track.source.path = std::move(source.path);
+  track.source.mask = std::move(source.mask);
+  track.source.names = std::move(source.names);
+  track.source.frame_states.clear();
+  track.source.version = version;
   track.default_name = name_of_source(track);
   if (named_by_file) track.name = track.default_name;
   reopen(composition, track);
-  if (composition.watcher && composition.watcher->watches(track.id)) composition.watcher->watch(track.id, track.path);
+  if (composition.watcher && composition.watcher->watches(track.id))
+    composition.watcher->watch(track.id, track.source.path);
 }
 
 void step_version(state& composition, int direction) {
-  track_info* selected = composition.selected_track();
+  track_info* selected = composition.doc.selected_track();
   if (!selected) return;
   track_info& track = *selected;
   scan_versions(track);
-  const int count = static_cast<int>(track.versions.size());
-  const auto found = std::find(track.versions.begin(), track.versions.end(), track.version);
-  int at = static_cast<int>(found - track.versions.begin());
+  const int count = static_cast<int>(track.source.versions.size());
+  const auto found = std::find(track.source.versions.begin(), track.source.versions.end(), track.source.version);
+  int at = static_cast<int>(found - track.source.versions.begin());
   if (at == count) at = direction > 0 ? -1 : count;
   for (int step = 0; step < count; ++step) {
     at = (at + direction + count) % count;
-    const std::string candidate = track.versions[static_cast<std::size_t>(at)];
+    const std::string candidate = track.source.versions[static_cast<std::size_t>(at)];
     versioned_source source;
-    if (candidate == track.version || !find_version(track, candidate, source)) continue;
+    if (candidate == track.source.version || !find_version(track, candidate, source)) continue;
     take_version(composition, track, candidate, std::move(source));
     return;
   }
@@ -201,16 +202,16 @@ std::string replace_version(std::string_view text, std::string_view from, std::s
 
 std::string version_of(const track_info& track) {
   version_place place;
-  if (track.source_type != source_type::image && track.source_type != source_type::sequence && !track.is_clip())
+  if (track.source.type != source_type::image && track.source.type != source_type::sequence && !track.source.is_clip())
     return {};
   return find_place(track, place) ? std::string(place.token) : std::string();
 }
 
 void scan_versions(track_info& track) {
-  track.versions.clear();
-  track.version = version_of(track);
+  track.source.versions.clear();
+  track.source.version = version_of(track);
   version_place place;
-  if (track.version.empty() || !find_place(track, place)) return;
+  if (track.source.version.empty() || !find_place(track, place)) return;
   std::vector<std::string> beside;
   lib::list_folder(place.folder.empty() ? "." : std::string(place.folder), "*", place.is_file ? &beside : nullptr,
                    place.is_file ? nullptr : &beside);
@@ -218,13 +219,13 @@ void scan_versions(track_info& track) {
     if (name.size() <= place.prefix.size() + place.suffix.size()) continue;
     if (!name.starts_with(place.prefix) || !name.ends_with(place.suffix)) continue;
     const std::string token = name.substr(place.prefix.size(), name.size() - place.prefix.size() - place.suffix.size());
-    if (end_of_token(token, 0) == token.size()) track.versions.push_back(token);
+    if (end_of_token(token, 0) == token.size()) track.source.versions.push_back(token);
   }
-  natural_sort(track.versions);
+  natural_sort(track.source.versions);
 }
 
 bool can_change_version(const state& composition) {
-  const track_info* track = composition.selected_track();
+  const track_info* track = composition.doc.selected_track();
   return track && !version_of(*track).empty();
 }
 

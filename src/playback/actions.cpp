@@ -17,9 +17,9 @@ void register_playback_actions(command::engine& engine, clock& clock) {
     engine.action_table[r.name].execute = [&clock, run = r.run] { (clock.*run)(); };
   }
   clock.forget_frame_states = [&composition = engine.composition()] {
-    for (ksn::track_info& track : composition.tracks) {
+    for (ksn::track_info& track : composition.doc.tracks) {
       // What a brush sequence marks are its painted frames, which no cache knows.
-      if (track.source_type != ksn::source_type::brush_sequence) track.frame_states.clear();
+      if (track.source.type != ksn::source_type::brush_sequence) track.source.frame_states.clear();
     }
   };
 }

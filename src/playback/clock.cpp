@@ -19,15 +19,15 @@ double elapsed_seconds(std::uint32_t now, std::uint32_t last) {
 clock::clock(ksn::state& composition, cache::frame_cache& cache) : composition_(composition), cache_(cache) {}
 
 bool clock::any_audible() const {
-  for (const ksn::track_info& track : composition_.tracks) {
-    if (track.audible && track.has_audio()) return true;
+  for (const ksn::track_info& track : composition_.doc.tracks) {
+    if (track.sound.audible && track.source.has_audio()) return true;
   }
   return false;
 }
 
 void clock::tick(double elapsed, bool modal_busy) {
   ksn::state& c = composition_;
-  if (c.playing || ended_at_ != c.tm_t) ended_at_.reset();
+  if (c.doc.playing || ended_at_ != c.doc.tm_t) ended_at_.reset();
   const bool sound = audio && audio->is_open();
   int play = 0;
   int write = 0;
@@ -36,7 +36,7 @@ void clock::tick(double elapsed, bool modal_busy) {
     mixer_.clear();
     cursors = audio->get_cursors(play, write);
   }
-  const bool audio_locked = sound && c.forward && any_audible();
+  const bool audio_locked = sound && c.doc.forward && any_audible();
   // An output's counter is read in any case, so that it is up to date when the sound falls silent.
   const std::optional<double> device = device_clock ? device_clock(elapsed) : std::nullopt;
   if (audio_locked && elapsed < audio_stall) {
@@ -49,9 +49,9 @@ void clock::tick(double elapsed, bool modal_busy) {
   }
   if (cursors) last_write_cursor_ = write;
 
-  if (!modal_busy && c.playing && elapsed != 0.0) {
+  if (!modal_busy && c.doc.playing && elapsed != 0.0) {
     const double speed = advance(elapsed, audio_locked);
-    if (sound && c.forward) mixer_.mix(c, c.tm_t, speed);
+    if (sound && c.doc.forward) mixer_.mix(c, c.doc.tm_t, speed);
   }
   if (sound && cursors) mixer_.write_to(*audio, elapsed, play, write);
 }
@@ -59,52 +59,52 @@ void clock::tick(double elapsed, bool modal_busy) {
 double clock::advance(double elapsed, bool audio_locked) {
   ksn::state& c = composition_;
   bring_into_work_area();
-  const int before = static_cast<int>(c.tm_t);
-  double amount = c.fpcs * elapsed / 100.0;
+  const int before = static_cast<int>(c.doc.tm_t);
+  double amount = c.doc.fpcs * elapsed / 100.0;
   double speed = 1.0;
-  if (!c.can_drop_frames && !audio_locked && amount > 1.0) {
+  if (!c.doc.can_drop_frames && !audio_locked && amount > 1.0) {
     speed = 1.0 / amount;
     amount = 1.0;
   }
-  if (c.forward) {
+  if (c.doc.forward) {
     step_forward(amount);
   } else {
     step_backward(amount);
   }
   // A stall longer than the work area leads past its other end.
   bring_into_work_area();
-  const int now = static_cast<int>(c.tm_t);
-  if (now != before && c.playing && c.forward) ahead_touch(now);
+  const int now = static_cast<int>(c.doc.tm_t);
+  if (now != before && c.doc.playing && c.doc.forward) ahead_touch(now);
   return speed;
 }
 
 double clock::shown_time() const {
   const ksn::state& c = composition_;
-  const bool rests_on_end = c.tm_t >= c.tm_n || (!c.playing && ended_at_ == c.tm_t);
-  return rests_on_end ? c.tm_t - before_an_end : c.tm_t;
+  const bool rests_on_end = c.doc.tm_t >= c.doc.tm_n || (!c.doc.playing && ended_at_ == c.doc.tm_t);
+  return rests_on_end ? c.doc.tm_t - before_an_end : c.doc.tm_t;
 }
 
 void clock::bring_into_work_area() {
   ksn::state& c = composition_;
-  if (c.tm_t < c.tm_f || c.tm_t > c.tm_l) c.tm_t = c.forward ? c.tm_f : c.tm_l;
+  if (c.doc.tm_t < c.doc.tm_f || c.doc.tm_t > c.doc.tm_l) c.doc.tm_t = c.doc.forward ? c.doc.tm_f : c.doc.tm_l;
 }
 
 void clock::step_forward(double amount) {
   ksn::state& c = composition_;
-  c.tm_t += amount;
-  if (c.tm_t < c.tm_l) return;
-  switch (c.repeat) {
+  c.doc.tm_t += amount;
+  if (c.doc.tm_t < c.doc.tm_l) return;
+  switch (c.doc.repeat) {
     case ksn::repeat_type::none:
-      c.tm_t = c.tm_l;
-      c.playing = false;
-      ended_at_ = c.tm_t;
+      c.doc.tm_t = c.doc.tm_l;
+      c.doc.playing = false;
+      ended_at_ = c.doc.tm_t;
       break;
     case ksn::repeat_type::ping_pong:
-      c.tm_t = 2.0 * c.tm_l - c.tm_t;
-      c.forward = false;
+      c.doc.tm_t = 2.0 * c.doc.tm_l - c.doc.tm_t;
+      c.doc.forward = false;
       break;
     case ksn::repeat_type::loop:
-      c.tm_t -= c.tm_l - c.tm_f;
+      c.doc.tm_t -= c.doc.tm_l - c.doc.tm_f;
       keep_alive_sweep();
       break;
   }
@@ -112,68 +112,68 @@ void clock::step_forward(double amount) {
 
 void clock::step_backward(double amount) {
   ksn::state& c = composition_;
-  c.tm_t -= amount;
-  if (c.tm_t >= c.tm_f) return;
-  switch (c.repeat) {
+  c.doc.tm_t -= amount;
+  if (c.doc.tm_t >= c.doc.tm_f) return;
+  switch (c.doc.repeat) {
     case ksn::repeat_type::none:
-      c.tm_t = c.tm_f;
-      c.playing = false;
+      c.doc.tm_t = c.doc.tm_f;
+      c.doc.playing = false;
       break;
     case ksn::repeat_type::ping_pong:
-      c.tm_t = 2.0 * c.tm_f - c.tm_t;
-      c.forward = true;
+      c.doc.tm_t = 2.0 * c.doc.tm_f - c.doc.tm_t;
+      c.doc.forward = true;
       keep_alive_sweep();
       break;
     case ksn::repeat_type::loop:
-      c.tm_t += c.tm_l - c.tm_f;
+      c.doc.tm_t += c.doc.tm_l - c.doc.tm_f;
       break;
   }
 }
 
 void clock::play_forward() {
   ksn::state& c = composition_;
-  if (c.playing && c.forward) {
-    c.playing = false;
+  if (c.doc.playing && c.doc.forward) {
+    c.doc.playing = false;
     return;
   }
-  c.playing = true;
-  c.forward = true;
-  if (c.repeat == ksn::repeat_type::none && c.tm_t >= c.tm_l) c.tm_t = c.tm_f;
+  c.doc.playing = true;
+  c.doc.forward = true;
+  if (c.doc.repeat == ksn::repeat_type::none && c.doc.tm_t >= c.doc.tm_l) c.doc.tm_t = c.doc.tm_f;
   keep_alive_sweep();
 }
 
 void clock::play_backward() {
   ksn::state& c = composition_;
-  if (c.playing && !c.forward) {
-    c.playing = false;
+  if (c.doc.playing && !c.doc.forward) {
+    c.doc.playing = false;
     return;
   }
-  c.playing = true;
-  c.forward = false;
-  if (c.repeat == ksn::repeat_type::none && c.tm_t <= c.tm_f) c.tm_t = c.tm_l;
+  c.doc.playing = true;
+  c.doc.forward = false;
+  if (c.doc.repeat == ksn::repeat_type::none && c.doc.tm_t <= c.doc.tm_f) c.doc.tm_t = c.doc.tm_l;
 }
 
 void clock::toggle_pause() {
-  composition_.playing = !composition_.playing;
-  if (composition_.playing && composition_.forward) keep_alive_sweep();
+  composition_.doc.playing = !composition_.doc.playing;
+  if (composition_.doc.playing && composition_.doc.forward) keep_alive_sweep();
 }
 
 void clock::reverse_playback_direction() {
-  composition_.playing = true;
-  composition_.forward = !composition_.forward;
+  composition_.doc.playing = true;
+  composition_.doc.forward = !composition_.doc.forward;
 }
 
 void clock::keep_alive_sweep() {
   const ksn::state& c = composition_;
-  const int current = static_cast<int>(c.tm_t);
-  if (current < c.tm_f || current >= c.tm_l) return;
-  const int span = c.tm_l - c.tm_f;
+  const int current = static_cast<int>(c.doc.tm_t);
+  if (current < c.doc.tm_f || current >= c.doc.tm_l) return;
+  const int span = c.doc.tm_l - c.doc.tm_f;
   int n = static_cast<int>(static_cast<long long>(span) * 3 / 4);
   int t = current + n;
   while (n > 0) {
     --n;
     --t;
-    keep_frame_alive(t >= c.tm_l ? t - c.tm_l + c.tm_f : t);
+    keep_frame_alive(t >= c.doc.tm_l ? t - c.doc.tm_l + c.doc.tm_f : t);
     if (n % 3 == 0 && n != 0) keep_frame_alive(current - n / 3);
   }
   if (forget_frame_states) forget_frame_states();
@@ -181,22 +181,22 @@ void clock::keep_alive_sweep() {
 
 void clock::ahead_touch(int frame) {
   const ksn::state& c = composition_;
-  const int span = c.tm_l - c.tm_f;
+  const int span = c.doc.tm_l - c.doc.tm_f;
   int step = span / 3;
   for (int i = 0; i < 8 && step >= 1; ++i, step /= 2) {
     const int t = frame + step;
-    keep_frame_alive(t >= c.tm_l ? t - span : t);
+    keep_frame_alive(t >= c.doc.tm_l ? t - span : t);
   }
 }
 
 void clock::keep_frame_alive(int timeline_frame) {
   const ksn::state& c = composition_;
-  if (timeline_frame < c.tm_f || timeline_frame >= c.tm_l) return;
-  for (const ksn::track_info& track : c.tracks) {
-    if (!track.visible || track.disable_cache || !track.is_decoded()) continue;
+  if (timeline_frame < c.doc.tm_f || timeline_frame >= c.doc.tm_l) return;
+  for (const ksn::track_info& track : c.doc.tracks) {
+    if (!track.look.visible || track.source.disable_cache || !track.source.is_decoded()) continue;
     const int frame = static_cast<int>(track.source_position(timeline_frame));
-    if (frame < 0 || frame >= track.frames) continue;
-    cache_.keep_alive(render::key_of_frame(track, frame, c.resolution));
+    if (frame < 0 || frame >= track.source.frames) continue;
+    cache_.keep_alive(render::key_of_frame(track, frame, c.view.resolution));
   }
 }
 

@@ -49,11 +49,11 @@ void copy_pairs(const sources::wave_context& wave, const std::int32_t* index, st
 }  // namespace
 
 bool render_layer(const ksn::track_info& track, double position, int fpcs, double speed, std::span<std::int16_t> out) {
-  if (!track.audio) return false;
+  if (!track.source.audio) return false;
   std::fill(out.begin(), out.end(), std::int16_t{0});
-  const sources::wave_context& wave = *track.audio;
+  const sources::wave_context& wave = *track.source.audio;
   // The rate that the source declares, else the one it was opened with.
-  const int clip_rate = track.fpcs2 > 0 ? track.fpcs2 : track.fpcs > 0 ? track.fpcs : fpcs;
+  const int clip_rate = track.source.fpcs2 > 0 ? track.source.fpcs2 : track.source.fpcs > 0 ? track.source.fpcs : fpcs;
   if (clip_rate <= 0) return true;
   // Outside the layer's range the source position is negative.
   const double start = track.source_position(position) * 100.0 / clip_rate;
@@ -104,9 +104,9 @@ void mixer::clear() {
 }
 
 void mixer::mix(const ksn::state& composition, double position, double speed) {
-  for (const ksn::track_info& track : composition.tracks) {
-    if (!track.audible || !render_layer(track, position, composition.fpcs, speed, scratch_)) continue;
-    add_saturated(mix_, scratch_, track.faded_value(position, track.volume), composition.volume);
+  for (const ksn::track_info& track : composition.doc.tracks) {
+    if (!track.sound.audible || !render_layer(track, position, composition.doc.fpcs, speed, scratch_)) continue;
+    add_saturated(mix_, scratch_, track.faded_value(position, track.sound.volume), composition.settings.volume);
   }
 }
 

@@ -75,20 +75,22 @@ matte_placement place_matte(const ksn::track_info& track, const img::image& targ
                             const layer_picture& source) {
   const img::image& matte = *source.image;
   rectangle kept{0, 0, matte.width, matte.height};
-  if (source.track->crop) {
+  if (source.track->placement.crop) {
     const auto cut = [&](int anchor, int centre, int size, int full, int& first, int& last) {
       const int length = size > 0 ? size : full;
       const int left = centre - length / 2;
       first = std::max(0, anchor + left / source.reduction);
       last = std::min(last, anchor + (left + length) / source.reduction);
     };
-    cut(matte.user[0].x, source.track->crop_xy.x, source.track->crop_wh.x, source.track->width, kept.left, kept.right);
-    cut(matte.user[0].y, source.track->crop_xy.y, source.track->crop_wh.y, source.track->height, kept.top, kept.bottom);
+    cut(matte.user[0].x, source.track->placement.crop_xy.x, source.track->placement.crop_wh.x,
+        source.track->source.width, kept.left, kept.right);
+    cut(matte.user[0].y, source.track->placement.crop_xy.y, source.track->placement.crop_wh.y,
+        source.track->source.height, kept.top, kept.bottom);
   }
   img::axis_scale x{source.reduction, target_reduction, matte.width, false};
   img::axis_scale y{source.reduction, target_reduction, matte.height, false};
   math::point origin;
-  if (track.alpha_source_stretch) {
+  if (track.look.alpha_source_stretch) {
     x = {target.width, matte.width, matte.width, false};
     y = {target.height, matte.height, matte.height, false};
   } else {
@@ -139,24 +141,24 @@ void copy_or_invert(const img::image& from, int from_plane, img::image& to, int 
 void write_matte(img::image& target, const ksn::track_info& track, const std::uint8_t* own, const channel& chosen,
                  int matte_width, const matte_placement& at) {
   const plane_kernels& rows = plane_rows();
-  const std::uint8_t* range = range_table(track.alpha_source_range);
+  const std::uint8_t* range = range_table(track.look.alpha_source_range);
   const auto width = static_cast<std::size_t>(target.width);
   lib::parallel_rows(target.height, 1LL * target.width * target.height, [&](int top, int bottom) {
     for (int y = top; y < bottom; ++y) {
       std::uint8_t* alpha = target.row(alpha_plane, y);
       const std::uint8_t* own_row = own ? own + static_cast<std::size_t>(y) * width : nullptr;
       matte_row(alpha, y, target.width, chosen.samples, matte_width, at, range);
-      if (track.alpha_source_invert) rows.invert(alpha, alpha, width);
-      if (track.alpha_source_mode == alpha_source_mode_type::combine) {
+      if (track.look.alpha_source_invert) rows.invert(alpha, alpha, width);
+      if (track.look.alpha_source_mode == alpha_source_mode_type::combine) {
         if (own_row) {
           rows.screen(alpha, own_row, width);
         } else {
           std::memset(alpha, 255, width);
         }
-      } else if (track.alpha_source_mode == alpha_source_mode_type::multiply && own_row) {
+      } else if (track.look.alpha_source_mode == alpha_source_mode_type::multiply && own_row) {
         rows.multiply(alpha, own_row, width);
       }
-      if (track.invert_alpha) rows.invert(alpha, alpha, width);
+      if (track.look.invert_alpha) rows.invert(alpha, alpha, width);
     }
   });
 }
@@ -164,7 +166,7 @@ void write_matte(img::image& target, const ksn::track_info& track, const std::ui
 img::const_image_ptr adjustment_matte(const layer_picture& layer, const layer_picture& source, const channel& chosen) {
   std::array<char, img::image::max_planes> letters{};
   letters[alpha_plane] = 'A';
-  const img::image_ptr result = pooled_image(letters, layer.track->width, layer.track->height);
+  const img::image_ptr result = pooled_image(letters, layer.track->source.width, layer.track->source.height);
   write_matte(*result, *layer.track, nullptr, chosen, source.image->width,
               place_matte(*layer.track, *result, 1, source));
   return result;
@@ -186,19 +188,19 @@ img::const_image_ptr decorate(const layer_picture& layer, const layer_picture& s
   result->copy_info(image);
 
   for (int i = 0; i < 3; ++i) {
-    if (letters[i]) copy_or_invert(image, image.has_plane(i) ? i : 0, *result, i, track.invert_color);
+    if (letters[i]) copy_or_invert(image, image.has_plane(i) ? i : 0, *result, i, track.look.invert_color);
   }
   if (chosen) {
-    const channel own = track.alpha_source_mode == alpha_source_mode_type::replace
+    const channel own = track.look.alpha_source_mode == alpha_source_mode_type::replace
                             ? channel{}
-                            : channel_of(image, track.alpha_source_channel2);
+                            : channel_of(image, track.look.alpha_source_channel2);
     write_matte(*result, track, own.samples, chosen, source.image->width,
                 place_matte(track, *result, layer.reduction, source));
   } else if (has_alpha) {
-    copy_or_invert(image, alpha_plane, *result, alpha_plane, track.invert_alpha);
-    if (!track.invert_alpha) result->hint[alpha_plane] = image.hint[alpha_plane];
+    copy_or_invert(image, alpha_plane, *result, alpha_plane, track.look.invert_alpha);
+    if (!track.look.invert_alpha) result->hint[alpha_plane] = image.hint[alpha_plane];
   }
-  if (letters[depth_plane]) copy_or_invert(image, depth_plane, *result, depth_plane, track.invert_depth);
+  if (letters[depth_plane]) copy_or_invert(image, depth_plane, *result, depth_plane, track.look.invert_depth);
   return result;
 }
 
@@ -235,14 +237,15 @@ const std::uint8_t* range_table(alpha_source_range_type range) {
 img::const_image_ptr apply_alpha_source(const layer_picture& layer, const layer_picture& source) {
   const ksn::track_info& track = *layer.track;
   channel chosen;
-  if (source.image && !source.image->empty()) chosen = channel_of(*source.image, track.alpha_source_channel);
+  if (source.image && !source.image->empty()) chosen = channel_of(*source.image, track.look.alpha_source_channel);
 
-  if (track.source_type == ksn::source_type::adjustment) {
-    return chosen && track.width > 0 && track.height > 0 ? adjustment_matte(layer, source, chosen) : nullptr;
+  if (track.source.type == ksn::source_type::adjustment) {
+    return chosen && track.source.width > 0 && track.source.height > 0 ? adjustment_matte(layer, source, chosen)
+                                                                       : nullptr;
   }
   const img::image& image = *layer.image;
-  const bool inverts = track.invert_color || (track.invert_alpha && has_bytes(image, alpha_plane)) ||
-                       (track.invert_depth && has_bytes(image, depth_plane));
+  const bool inverts = track.look.invert_color || (track.look.invert_alpha && has_bytes(image, alpha_plane)) ||
+                       (track.look.invert_depth && has_bytes(image, depth_plane));
   if (!chosen && !inverts) return layer.image;
   return decorate(layer, source, chosen);
 }

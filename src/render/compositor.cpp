@@ -45,14 +45,14 @@ rectangle zoomed(const rectangle& box, const frame_view& view) {
 }
 
 std::shared_ptr<const img::transfer> prepared_correction(const ksn::track_info& track) {
-  auto correction = std::make_shared<img::transfer>(track.tf);
+  auto correction = std::make_shared<img::transfer>(track.look.tf);
   correction->prepare_rows();
   return correction;
 }
 
 void place(eye& out, const ksn::state& composition, const prepared_layer& prepared, const frame_view& view) {
-  const ksn::track_info& track = composition.track_at(prepared.index);
-  const bool adjusts = track.source_type == ksn::source_type::adjustment;
+  const ksn::track_info& track = composition.doc.track_at(prepared.index);
+  const bool adjusts = track.source.type == ksn::source_type::adjustment;
   if (!prepared.image && !adjusts) return;
   placed_layer layer;
   layer.track = &track;
@@ -60,21 +60,22 @@ void place(eye& out, const ksn::state& composition, const prepared_layer& prepar
   layer.opacity = prepared.opacity;
   const math::point position = layer_centre(track, view, out.target->width, out.target->height);
   const layer_geometry scale = layer_scale(track, view.zoom_x, view.zoom_y, prepared.resolution);
-  if (track.crop) {
+  if (track.placement.crop) {
     layer.crop = moved(zoomed(crop_rect(track), view), position);
-    layer.show_outside = view.crop_preview && !adjusts && composition.selected_index() == prepared.index;
+    layer.show_outside = view.crop_preview && !adjusts && composition.doc.selected_index() == prepared.index;
   }
   planned_blend blend;
   if (adjusts) {
-    const rectangle size = placed_rectangle({}, track.width, track.height, {}, scale);
+    const rectangle size = placed_rectangle({}, track.source.width, track.source.height, {}, scale);
     layer.box = moved(size, {position.x - size.right / 2, position.y - size.bottom / 2});
     layer.correction = prepared.correction ? prepared.correction : prepared_correction(track);
   } else {
-    blend_mode mode{track.alpha_type, track.blend_type, track.depth_blend_type, prepared.opacity};
-    blend = plan_blend(*layer.image, position, mode, scale, track.flip_x, track.flip_y);
+    blend_mode mode{track.look.alpha_type, track.look.blend_type, track.look.depth_blend_type, prepared.opacity};
+    blend = plan_blend(*layer.image, position, mode, scale, track.placement.flip_x, track.placement.flip_y);
     layer.box = blend.box;
     mode.opacity /= 2;
-    if (layer.show_outside) layer.half = plan_blend(*layer.image, position, mode, scale, track.flip_x, track.flip_y);
+    if (layer.show_outside)
+      layer.half = plan_blend(*layer.image, position, mode, scale, track.placement.flip_x, track.placement.flip_y);
   }
   out.layers.push_back(std::move(layer));
   out.blends.push_back(blend);
@@ -88,7 +89,7 @@ eye place_all(img::image* target, ksn::target_view_type other, const ksn::state&
   out.layers.reserve(layers.size());
   out.blends.reserve(layers.size());
   for (const prepared_layer& layer : layers) {
-    if (composition.track_at(layer.index).target_view != other) place(out, composition, layer, view);
+    if (composition.doc.track_at(layer.index).look.target_view != other) place(out, composition, layer, view);
   }
   return out;
 }
@@ -108,7 +109,7 @@ void adjust_rect(const placed_layer& layer, img::image& target, const rectangle&
   }
   const int opacity = layer.opacity;
   const auto& family = opacity >= 100 ? current_rows().opaque : current_rows().scaled;
-  const auto alpha_type = matte ? layer.track->alpha_type : ksn::alpha_type::ignore;
+  const auto alpha_type = matte ? layer.track->look.alpha_type : ksn::alpha_type::ignore;
   const row_operation operation = family[static_cast<int>(ksn::blend_type::normal)][static_cast<int>(alpha_type)];
   thread_local std::vector<std::uint8_t> scratch;
   scratch.resize(static_cast<std::size_t>(width) * 4);
@@ -151,22 +152,23 @@ void draw_outside(const placed_layer& layer, img::image& target, const rectangle
 
 void draw_layer(const placed_layer& layer, const planned_blend& blend, img::image& target, const rectangle& strip) {
   const ksn::track_info& track = *layer.track;
-  const rectangle clip = track.crop ? intersect(strip, layer.crop) : strip;
+  const rectangle clip = track.placement.crop ? intersect(strip, layer.crop) : strip;
   if (layer.correction) {
     adjust_rect(layer, target, clip);
   } else {
     if (layer.show_outside) draw_outside(layer, target, strip);
     draw_blends(target, {&blend, 1}, clip, nullptr);
   }
-  if (track.border) draw_outline(target, layer.box, track.border_color, strip);
-  if (track.safe_area) {
-    draw_safe_area(target, layer.box, track.border_color, layer.show_outside ? &layer.crop : nullptr, strip);
+  if (track.placement.border) draw_outline(target, layer.box, track.placement.border_color, strip);
+  if (track.placement.safe_area) {
+    draw_safe_area(target, layer.box, track.placement.border_color, layer.show_outside ? &layer.crop : nullptr, strip);
   }
 }
 
 // A layer that is nothing but its blend, so that it may be drawn together with the next.
 bool is_plain(const placed_layer& layer) {
-  return !layer.correction && !layer.track->crop && !layer.track->border && !layer.track->safe_area;
+  return !layer.correction && !layer.track->placement.crop && !layer.track->placement.border &&
+         !layer.track->placement.safe_area;
 }
 
 // The lowest layer of which something shows in the strip, or whose depth counts.
@@ -174,7 +176,7 @@ std::size_t lowest_shown(const eye& eye, const rectangle& strip) {
   std::size_t lowest = 0;
   for (std::size_t i = 1; i < eye.layers.size(); ++i) {
     if (has_depth(eye.blends[i - 1])) break;
-    if (!eye.layers[i].correction && !eye.layers[i].track->crop && hides(eye.blends[i], strip)) lowest = i;
+    if (!eye.layers[i].correction && !eye.layers[i].track->placement.crop && hides(eye.blends[i], strip)) lowest = i;
   }
   return lowest;
 }
@@ -200,8 +202,8 @@ void draw_strip(const eye& eye, const rectangle& strip, const background* below)
 }  // namespace
 
 math::point layer_centre(const ksn::track_info& track, const frame_view& view, int width, int height) {
-  return {limited(std::rint(track.pos.x * view.zoom_x) + view.offset.x + width / 2),
-          limited(std::rint(track.pos.y * view.zoom_y) + view.offset.y + height / 2)};
+  return {limited(std::rint(track.placement.pos.x * view.zoom_x) + view.offset.x + width / 2),
+          limited(std::rint(track.placement.pos.y * view.zoom_y) + view.offset.y + height / 2)};
 }
 
 void render_stereo_pair(img::image* left, img::image* right, const ksn::state& composition,

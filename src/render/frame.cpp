@@ -18,28 +18,28 @@ using ksn::cache_resolution_type;
 
 layer_picture fetch(pipeline& pipeline, const ksn::state& composition, int index, double time,
                     cache_resolution_type resolution) {
-  const ksn::track_info& track = composition.track_at(index);
+  const ksn::track_info& track = composition.doc.track_at(index);
   return {&track, pipeline.layer_image(composition, track, time, resolution),
           reduction_of(pipeline.delivered_resolution(track, resolution))};
 }
 
 bool is_adjustment(const ksn::track_info& track) {
-  return track.source_type == ksn::source_type::adjustment;
+  return track.source.type == ksn::source_type::adjustment;
 }
 
 // The index of the layer that supplies alpha, -1 for none.
 int alpha_source_of(const ksn::state& composition, const ksn::track_info& track) {
-  return track.alpha_source_id == 0 ? -1 : composition.index_of_id(track.alpha_source_id);
+  return track.look.alpha_source_id == 0 ? -1 : composition.doc.index_of_id(track.look.alpha_source_id);
 }
 
 background background_of(const ksn::state& composition) {
-  const lib::color color = composition.resolved_back_color();
+  const lib::color color = composition.doc.resolved_back_color();
   return {color.b, color.g, color.r, 0, 0};
 }
 
 bool any_layer_of_one_eye(const ksn::state& composition, const std::vector<prepared_layer>& layers) {
   for (const prepared_layer& layer : layers) {
-    if (composition.track_at(layer.index).target_view != ksn::target_view_type::both) return true;
+    if (composition.doc.track_at(layer.index).look.target_view != ksn::target_view_type::both) return true;
   }
   return false;
 }
@@ -51,12 +51,12 @@ void render_both_eyes(img::image& target, const ksn::state& composition, const s
   const background below = background_of(composition);
   if (any_layer_of_one_eye(composition, layers)) {
     render_stereo_pair(&target, other.get(), composition, layers, view, &below);
-    if (composition.switch_views) target.swap(*other);
+    if (composition.view.switch_views) target.swap(*other);
   } else {
     render_stereo_pair(&target, nullptr, composition, layers, view, &below);
     *other = target;
   }
-  merge_stereo(target, *other, composition.stereo_view, view.view_origin.x + view.view_origin.y);
+  merge_stereo(target, *other, composition.view.stereo_mode, view.view_origin.x + view.view_origin.y);
 }
 
 // Two grays in squares of eight pixels, fixed to the screen.
@@ -84,7 +84,7 @@ constexpr lib::color failure_color{255, 224, 48, 48};
 void outline_failures(img::image& picture, const pipeline& pipeline, const ksn::state& composition,
                       const frame_view& view, double time) {
   for (const layer_failure& failure : failed_layers(pipeline, composition, time)) {
-    draw_outline(picture, picture_place(composition.track_at(failure.index), view), failure_color,
+    draw_outline(picture, picture_place(composition.doc.track_at(failure.index), view), failure_color,
                  {0, 0, picture.width, picture.height});
   }
 }
@@ -93,14 +93,14 @@ void outline_failures(img::image& picture, const pipeline& pipeline, const ksn::
 
 // A chain ends at a layer that is marked already, so that a ring of sources ends too.
 std::vector<bool> layers_taking_part(const ksn::state& composition) {
-  std::vector<bool> marked(composition.tracks.size());
-  for (std::size_t i = 0; i < marked.size(); ++i) marked[i] = composition.tracks[i].visible;
-  for (int i = 0; i < composition.track_count(); ++i) {
-    if (!composition.track_at(i).visible) continue;
-    int next = alpha_source_of(composition, composition.track_at(i));
+  std::vector<bool> marked(composition.doc.tracks.size());
+  for (std::size_t i = 0; i < marked.size(); ++i) marked[i] = composition.doc.tracks[i].look.visible;
+  for (int i = 0; i < composition.doc.track_count(); ++i) {
+    if (!composition.doc.track_at(i).look.visible) continue;
+    int next = alpha_source_of(composition, composition.doc.track_at(i));
     while (next >= 0 && !marked[static_cast<std::size_t>(next)]) {
       marked[static_cast<std::size_t>(next)] = true;
-      next = alpha_source_of(composition, composition.track_at(next));
+      next = alpha_source_of(composition, composition.doc.track_at(next));
     }
   }
   return marked;
@@ -110,21 +110,21 @@ std::vector<prepared_layer> prepare_layers(pipeline& pipeline, const ksn::state&
                                            cache_resolution_type resolution) {
   const std::vector<bool> marked = layers_taking_part(composition);
   std::vector<layer_picture> pictures(marked.size());
-  for (int i = composition.track_count() - 1; i >= 0; --i) {
+  for (int i = composition.doc.track_count() - 1; i >= 0; --i) {
     if (marked[static_cast<std::size_t>(i)]) {
       pictures[static_cast<std::size_t>(i)] = fetch(pipeline, composition, i, time, resolution);
     }
   }
   std::vector<prepared_layer> layers;
-  for (int i = composition.track_count() - 1; i >= 0; --i) {
+  for (int i = composition.doc.track_count() - 1; i >= 0; --i) {
     const layer_picture& picture = pictures[static_cast<std::size_t>(i)];
-    const ksn::track_info& track = composition.track_at(i);
-    if (!track.visible || !picture.image) continue;
+    const ksn::track_info& track = composition.doc.track_at(i);
+    if (!track.look.visible || !picture.image) continue;
     const int source = alpha_source_of(composition, track);
     img::const_image_ptr image =
         apply_alpha_source(picture, source < 0 ? layer_picture{} : pictures[static_cast<std::size_t>(source)]);
     if (!image && !is_adjustment(track)) continue;
-    layers.push_back({i, std::move(image), track.faded_value(time, track.opacity),
+    layers.push_back({i, std::move(image), track.faded_value(time, track.look.opacity),
                       pipeline.delivered_resolution(track, resolution),
                       is_adjustment(track) ? pipeline.row_correction(track) : nullptr});
   }
@@ -133,7 +133,7 @@ std::vector<prepared_layer> prepare_layers(pipeline& pipeline, const ksn::state&
 
 img::const_image_ptr prepare_layer_picture(pipeline& pipeline, const ksn::state& composition, int index, double time,
                                            cache_resolution_type resolution) {
-  const ksn::track_info& track = composition.track_at(index);
+  const ksn::track_info& track = composition.doc.track_at(index);
   // The source first: when a layer is its own source, its picture must be the one of the last fetch.
   const int source_index = alpha_source_of(composition, track);
   layer_picture source;
@@ -153,7 +153,7 @@ void render_frame(pipeline& pipeline, const ksn::state& composition, img::image&
   const background below = background_of(composition);
   const std::vector<prepared_layer> layers = prepare_layers(pipeline, composition, time, view.resolution);
   const auto fetched = std::chrono::steady_clock::now();
-  switch (composition.target_view) {
+  switch (composition.view.stereo_view) {
     case ksn::target_view_type::left:
       render_stereo_pair(picture.get(), nullptr, composition, layers, view, &below);
       break;
@@ -165,13 +165,13 @@ void render_frame(pipeline& pipeline, const ksn::state& composition, img::image&
       break;
   }
   if (view.for_display) {
-    if (composition.back_color == ksn::back_color_type::transparent) draw_checker(*picture, view.view_origin);
-    if (composition.view != ksn::view_type::rgb) select_channels(*picture, composition.view);
+    if (composition.doc.back_color == ksn::back_color_type::transparent) draw_checker(*picture, view.view_origin);
+    if (composition.view.channels != ksn::view_type::rgb) select_channels(*picture, composition.view.channels);
     outline_failures(*picture, pipeline, composition, view, time);
   }
   picture->frame = static_cast<int>(std::trunc(time));
-  picture->timecode = img::timecode_of_frame(picture->frame, composition.fpcs);
-  picture->frame_rate_nm = composition.fpcs;
+  picture->timecode = img::timecode_of_frame(picture->frame, composition.doc.fpcs);
+  picture->frame_rate_nm = composition.doc.fpcs;
   picture->frame_rate_dn = 100;
   picture->height += view.room_below;
   target.swap(*picture);

@@ -33,19 +33,19 @@ int reduction_of(ksn::cache_resolution_type resolution) {
 layer_geometry layer_scale(const ksn::track_info& track, double zoom_x, double zoom_y,
                            ksn::cache_resolution_type resolution) {
   layer_geometry scale;
-  const int factor = track.is_decoded() && !track.disable_cache ? reduction_of(resolution) : 1;
-  scale.num_x = scaled(track.scale_x, track.aspect, zoom_x) * factor;
-  scale.num_y = scaled(track.scale_y, 1.0, zoom_y) * factor;
+  const int factor = track.source.is_decoded() && !track.source.disable_cache ? reduction_of(resolution) : 1;
+  scale.num_x = scaled(track.placement.scale_x, track.placement.aspect, zoom_x) * factor;
+  scale.num_y = scaled(track.placement.scale_y, 1.0, zoom_y) * factor;
   return scale;
 }
 
 rectangle crop_rect(const ksn::track_info& track) {
-  const long long sx = scaled(track.scale_x, track.aspect, 1.0);
-  const long long sy = scaled(track.scale_y, 1.0, 1.0);
-  const long long width = track.crop_wh.x > 0 ? track.crop_wh.x : track.width;
-  const long long height = track.crop_wh.y > 0 ? track.crop_wh.y : track.height;
-  const long long left = track.crop_xy.x - width / 2;
-  const long long top = track.crop_xy.y - height / 2;
+  const long long sx = scaled(track.placement.scale_x, track.placement.aspect, 1.0);
+  const long long sy = scaled(track.placement.scale_y, 1.0, 1.0);
+  const long long width = track.placement.crop_wh.x > 0 ? track.placement.crop_wh.x : track.source.width;
+  const long long height = track.placement.crop_wh.y > 0 ? track.placement.crop_wh.y : track.source.height;
+  const long long left = track.placement.crop_xy.x - width / 2;
+  const long long top = track.placement.crop_xy.y - height / 2;
   const auto at = [](long long product) { return limited(static_cast<double>(product / 1000)); };
   return {at(left * sx), at(top * sy), at((left + width) * sx), at((top + height) * sy)};
 }

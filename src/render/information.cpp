@@ -31,8 +31,8 @@ std::string in_one_line(std::string text) {
 // The selected layer, or null with the line that says so.
 const ksn::track_info* selected_layer(command::engine& engine) {
   const ksn::state& composition = engine.composition();
-  const int index = composition.selected_index();
-  if (index < composition.track_count()) return &composition.track_at(index);
+  const int index = composition.doc.selected_index();
+  if (index < composition.doc.track_count()) return &composition.doc.track_at(index);
   engine.report(command::about(engine.current_option(), command::option_needs_layer));
   return nullptr;
 }
@@ -40,7 +40,7 @@ const ksn::track_info* selected_layer(command::engine& engine) {
 void print_metadata(command::engine& engine, pipeline& pipeline) {
   const ksn::track_info* track = selected_layer(engine);
   if (track == nullptr) return;
-  const double position = track->source_position(engine.composition().tm_t);
+  const double position = track->source_position(engine.composition().doc.tm_t);
   if (position < 0) {
     engine.report(command::about(engine.current_option(), "The layer has no picture at the current time"));
     return;
@@ -53,7 +53,7 @@ void print_metadata(command::engine& engine, pipeline& pipeline) {
 void print_image_layers(command::engine& engine) {
   const ksn::track_info* track = selected_layer(engine);
   if (track == nullptr) return;
-  for (const img::layer& layer : track->layers) {
+  for (const img::layer& layer : track->source.image_layers) {
     if (!layer.is_default()) engine.write_output(layer.name);
   }
 }

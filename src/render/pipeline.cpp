@@ -56,8 +56,8 @@ bool has_recorded_fields(source_type type) {
 
 img::const_image_ptr picture_with_fields(pipeline& pipeline, const ksn::state& composition,
                                          const ksn::track_info& track) {
-  if (!has_recorded_fields(track.source_type)) return nullptr;
-  return pipeline.layer_image(composition, track, composition.tm_t, composition.resolution);
+  if (!has_recorded_fields(track.source.type)) return nullptr;
+  return pipeline.layer_image(composition, track, composition.doc.tm_t, composition.view.resolution);
 }
 
 }  // namespace
@@ -82,12 +82,12 @@ layer_state& pipeline::state_of(int layer_id) {
 }
 
 cache_resolution_type pipeline::delivered_resolution(const ksn::track_info& track, cache_resolution_type wanted) const {
-  return track.is_decoded() && !is_direct(track) ? wanted : cache_resolution_type::full;
+  return track.source.is_decoded() && !is_direct(track) ? wanted : cache_resolution_type::full;
 }
 
 img::const_image_ptr pipeline::layer_image(const ksn::state& composition, const ksn::track_info& track, double time,
                                            cache_resolution_type resolution) {
-  if (!has_pictures(track.source_type)) return nullptr;
+  if (!has_pictures(track.source.type)) return nullptr;
   const double position = track.source_position(time);
   if (position < 0.0) return nullptr;
   return layer_frame(composition, track, static_cast<int>(position), resolution, false, time);
@@ -95,23 +95,23 @@ img::const_image_ptr pipeline::layer_image(const ksn::state& composition, const 
 
 img::const_image_ptr pipeline::layer_frame(const ksn::state&, const ksn::track_info& track, int source_frame,
                                            cache_resolution_type resolution, bool force_reload, double) {
-  if (source_frame < 0 || !has_pictures(track.source_type)) return nullptr;
+  if (source_frame < 0 || !has_pictures(track.source.type)) return nullptr;
   layer_state& state = state_of(track.id);
   const request asked{track, source_frame, delivered_resolution(track, resolution), force_reload};
-  return track.is_decoded() ? decoded_frame(state, asked) : made_frame(state, asked);
+  return track.source.is_decoded() ? decoded_frame(state, asked) : made_frame(state, asked);
 }
 
 img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& asked) {
   const ksn::track_info& track = asked.track;
   const bool direct = is_direct(track);
   recipe wanted{key_of_frame(track, asked.source_frame, asked.resolution),
-                track.tf,
-                track.ck_primary,
-                track.ck_secondary,
-                track.channels,
+                track.look.tf,
+                track.look.ck_primary,
+                track.look.ck_secondary,
+                track.look.channels,
                 nullptr};
   if (state.picture && !direct && !asked.force_reload && state.made_from == wanted) {
-    if (!track.auto_update || track.is_clip()) return state.picture;
+    if (!track.source.auto_update || track.source.is_clip()) return state.picture;
     const std::uint32_t now = options_.milliseconds();
     if (now - state.last_stat_time < stat_interval) return state.picture;
     state.last_stat_time = now;
@@ -125,7 +125,7 @@ img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& 
   const bool through_cache = !direct && !asked.force_reload;
   state.picture = guarded(state, track, asked.source_frame, [&]() -> img::const_image_ptr {
     img::const_image_ptr native =
-        through_cache ? cache::fetch_frame(cache_, track, asked.source_frame, wanted.key, track.auto_update)
+        through_cache ? cache::fetch_frame(cache_, track, asked.source_frame, wanted.key, track.source.auto_update)
                       : cache::read_frame(track, asked.source_frame);
     if (!native) return nullptr;
     if (!through_cache && asked.resolution != cache_resolution_type::full) {
@@ -145,18 +145,19 @@ img::const_image_ptr pipeline::canvas_of(layer_state& state, const request& aske
   const ksn::track_info& track = asked.track;
   const auto blank = [&](std::string_view letters) {
     const img::const_image_ptr& last = state.made_from.canvas;
-    if (track.width <= 0 || track.height <= 0) return img::const_image_ptr();
-    return is_blank_of(last, letters, track.width, track.height) ? last
-                                                                 : blank_picture(letters, track.width, track.height);
+    if (track.source.width <= 0 || track.source.height <= 0) return img::const_image_ptr();
+    return is_blank_of(last, letters, track.source.width, track.source.height)
+               ? last
+               : blank_picture(letters, track.source.width, track.source.height);
   };
-  switch (track.source_type) {
+  switch (track.source.type) {
     case source_type::clipboard_image:
-      return track.clipboard_image;
+      return track.source.clipboard_image;
     case source_type::brush:
-      return track.brush_image;
+      return track.source.brush_image;
     case source_type::brush_sequence: {
-      const auto found = track.brush_seq.find(asked.source_frame);
-      return found == track.brush_seq.end() ? nullptr : found->second;
+      const auto found = track.source.brush_seq.find(asked.source_frame);
+      return found == track.source.brush_seq.end() ? nullptr : found->second;
     }
     case source_type::text:
     case source_type::text_sequence:
@@ -176,9 +177,9 @@ img::const_image_ptr pipeline::made_frame(layer_state& state, const request& ask
     state.picture.reset();
     return nullptr;
   }
-  recipe wanted{{}, track.tf, {}, {}, track.channels, canvas};
+  recipe wanted{{}, track.look.tf, {}, {}, track.look.channels, canvas};
   // The pixels of an adjustment layer are never used: its correction is what counts.
-  if (track.source_type == source_type::adjustment) wanted.correction = {};
+  if (track.source.type == source_type::adjustment) wanted.correction = {};
   if (state.picture && state.made_from == wanted) return state.picture;
   ++state.render_count;
   state.picture.reset();
@@ -188,23 +189,23 @@ img::const_image_ptr pipeline::made_frame(layer_state& state, const request& ask
 }
 
 img::const_image_ptr pipeline::native_frame(const ksn::track_info& track, int source_frame) {
-  if (source_frame < 0 || !has_pictures(track.source_type)) return nullptr;
+  if (source_frame < 0 || !has_pictures(track.source.type)) return nullptr;
   layer_state& state = state_of(track.id);
   const request asked{track, source_frame, cache_resolution_type::full, false};
-  if (!track.is_decoded()) return canvas_of(state, asked);
+  if (!track.source.is_decoded()) return canvas_of(state, asked);
   cache::frame_key key = key_of_frame(track, source_frame, cache_resolution_type::full);
   key.has_lookup = false;
   key.lookup_hash = 0;
   return guarded(state, track, source_frame, [&] {
     return is_direct(track) ? cache::read_frame(track, source_frame)
-                            : cache::fetch_frame(cache_, track, source_frame, key, track.auto_update);
+                            : cache::fetch_frame(cache_, track, source_frame, key, track.source.auto_update);
   });
 }
 
 std::shared_ptr<const img::transfer> pipeline::row_correction(const ksn::track_info& track) {
   std::shared_ptr<const img::transfer>& kept = state_of(track.id).row_correction;
-  if (!kept || !(kept->settings() == track.tf)) {
-    auto correction = std::make_shared<img::transfer>(track.tf);
+  if (!kept || !(kept->settings() == track.look.tf)) {
+    auto correction = std::make_shared<img::transfer>(track.look.tf);
     correction->prepare_rows();
     kept = std::move(correction);
   }
@@ -214,8 +215,8 @@ std::shared_ptr<const img::transfer> pipeline::row_correction(const ksn::track_i
 img::const_image_ptr pipeline::guarded(layer_state& state, const ksn::track_info& track, int source_frame,
                                        const std::function<img::const_image_ptr()>& attempt) {
   const auto name = [&] {
-    const std::string path = track.frame_path(source_frame);
-    return !path.empty() ? path : !track.path.empty() ? track.path : track.name;
+    const std::string path = track.source.frame_path(source_frame);
+    return !path.empty() ? path : !track.source.path.empty() ? track.source.path : track.name;
   };
   for (int attempts = 1;; ++attempts) {
     try {
@@ -225,7 +226,7 @@ img::const_image_ptr pipeline::guarded(layer_state& state, const ksn::track_info
         if (!image->note.empty() && silent_ == 0 && state.noted.insert(source_frame).second && options_.report_error) {
           options_.report_error('"' + name() + "\": " + image->note);
         }
-      } else if (track.is_decoded()) {
+      } else if (track.source.is_decoded()) {
         report(state, source_frame, '"' + name() + "\": The frame can't be read");
       }
       return image;

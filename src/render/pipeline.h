@@ -87,7 +87,7 @@ class pipeline {
   img::const_image_ptr guarded(layer_state& state, const ksn::track_info& track, int source_frame,
                                const std::function<img::const_image_ptr()>& attempt);
   void report(layer_state& state, int source_frame, std::string line);
-  bool is_direct(const ksn::track_info& track) const { return track.disable_cache || !options_.use_cache; }
+  bool is_direct(const ksn::track_info& track) const { return track.source.disable_cache || !options_.use_cache; }
 
   cache::frame_cache& cache_;
   pipeline_options options_;

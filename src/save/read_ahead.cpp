@@ -14,17 +14,17 @@ std::size_t bytes_of(const img::image& image) {
 }  // namespace
 
 bool wanted_of(const ksn::track_info& track, double time, bool native, wanted_frame& wanted) {
-  if (!track.is_decoded() || track.is_clip() || track.disable_cache) return false;
+  if (!track.source.is_decoded() || track.source.is_clip() || track.source.disable_cache) return false;
   const double position = track.source_position(time);
-  if (position < 0.0 || position >= track.frames) return false;
+  if (position < 0.0 || position >= track.source.frames) return false;
   wanted.key = render::key_of_frame(track, static_cast<int>(position), ksn::cache_resolution_type::full);
   if (native) {
     wanted.key.has_lookup = false;
     wanted.key.lookup_hash = 0;
   }
   wanted.format = wanted.key.path.empty() ? nullptr : img::find_format(wanted.key.path);
-  wanted.revalidate = track.auto_update;
-  if (wanted.key.has_lookup) wanted.lookup = track.tf.lookup_table;
+  wanted.revalidate = track.source.auto_update;
+  if (wanted.key.has_lookup) wanted.lookup = track.look.tf.lookup_table;
   return wanted.format != nullptr;
 }
 

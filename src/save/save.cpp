@@ -37,8 +37,9 @@ std::string text_of(const std::vector<render::layer_failure>& failures) {
 // Whether a layer's file can hold its floats: the format takes them, and nothing in the layer's way works on bytes.
 bool takes_floats(const ksn::track_info& track, const target& target) {
   return (target.format->has_native_float() || lib::lower_extension(target.path) == "ftif") &&
-         !track.ck_primary.enabled && !track.ck_secondary.enabled && track.channels == ksn::view_type::rgb &&
-         track.alpha_source_id == 0 && !track.invert_color && !track.invert_alpha && !track.invert_depth;
+         !track.look.ck_primary.enabled && !track.look.ck_secondary.enabled &&
+         track.look.channels == ksn::view_type::rgb && track.look.alpha_source_id == 0 && !track.look.invert_color &&
+         !track.look.invert_alpha && !track.look.invert_depth;
 }
 
 class layer_source {
@@ -46,11 +47,11 @@ class layer_source {
   layer_source(context& context, int index, const target& target)
       : context_(context),
         index_(index),
-        floats_(takes_floats(context.composition.track_at(index), target)),
-        correction_(context.composition.track_at(index).tf) {}
+        floats_(takes_floats(context.composition.doc.track_at(index), target)),
+        correction_(context.composition.doc.track_at(index).look.tf) {}
 
   picture make(double time) {
-    const ksn::track_info& track = context_.composition.track_at(index_);
+    const ksn::track_info& track = context_.composition.doc.track_at(index_);
     if (floats_) {
       const double position = track.source_position(time);
       const img::const_image_ptr native =
@@ -72,9 +73,11 @@ class layer_source {
   std::vector<wanted_frame> sources(double time) const {
     std::vector<wanted_frame> list;
     wanted_frame wanted;
-    if (wanted_of(context_.composition.track_at(index_), time, floats_, wanted)) list.push_back(wanted);
-    const int source = context_.composition.index_of_id(context_.composition.track_at(index_).alpha_source_id);
-    if (source >= 0 && wanted_of(context_.composition.track_at(source), time, false, wanted)) list.push_back(wanted);
+    if (wanted_of(context_.composition.doc.track_at(index_), time, floats_, wanted)) list.push_back(wanted);
+    const int source =
+        context_.composition.doc.index_of_id(context_.composition.doc.track_at(index_).look.alpha_source_id);
+    if (source >= 0 && wanted_of(context_.composition.doc.track_at(source), time, false, wanted))
+      list.push_back(wanted);
     return list;
   }
 
@@ -99,17 +102,17 @@ picture composite_at(context& context, const render::frame_view& view, double ti
 
 render::frame_view mask_view(const ksn::state& composition) {
   render::frame_view view;
-  view.width = composition.mask_size.x;
-  view.height = composition.mask_size.y;
+  view.width = composition.doc.mask_size.x;
+  view.height = composition.doc.mask_size.y;
   return view;
 }
 
 std::vector<wanted_frame> sources_of_composite(const ksn::state& composition, double time) {
   std::vector<wanted_frame> list;
   const std::vector<bool> taking_part = render::layers_taking_part(composition);
-  for (int i = 0; i < composition.track_count(); ++i) {
+  for (int i = 0; i < composition.doc.track_count(); ++i) {
     wanted_frame wanted;
-    if (taking_part[static_cast<std::size_t>(i)] && wanted_of(composition.track_at(i), time, false, wanted)) {
+    if (taking_part[static_cast<std::size_t>(i)] && wanted_of(composition.doc.track_at(i), time, false, wanted)) {
       list.push_back(std::move(wanted));
     }
   }
@@ -143,7 +146,7 @@ bool save_one(context& context, const target& target, const picture& picture) {
 }
 
 bool has_layer(context& context, const char* command, const std::string& path) {
-  if (context.composition.selected_index() < context.composition.track_count()) return true;
+  if (context.composition.doc.selected_index() < context.composition.doc.track_count()) return true;
   context.report_error(command::about(std::string("--") + command + "=" + path, command::option_needs_layer));
   return false;
 }
@@ -154,7 +157,7 @@ bool save_frame_as(context& context, const std::string& path) {
   target target;
   if (!has_layer(context, "save_frame_as", path) || !open_target(context, path, target)) return false;
   return guarded(context, target, [&] {
-    layer_source layer(context, context.composition.selected_index(), target);
+    layer_source layer(context, context.composition.doc.selected_index(), target);
     return save_one(context, target, layer.make(context.time));
   });
 }
@@ -163,7 +166,7 @@ bool save_layer_as(context& context, const std::string& path) {
   target target;
   if (!has_layer(context, "save_layer_as", path) || !open_target(context, path, target)) return false;
   return guarded(context, target, [&] {
-    layer_source layer(context, context.composition.selected_index(), target);
+    layer_source layer(context, context.composition.doc.selected_index(), target);
     return save_walk(context, target,
                      {[&](int frame) { return layer.make(frame); }, [&](int frame) { return layer.sources(frame); }});
   });

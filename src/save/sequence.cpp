@@ -34,8 +34,8 @@ class sequence_save {
       : context_(context),
         target_(target),
         walk_(walk),
-        first_(context.composition.tm_f),
-        end_(context.composition.tm_l),
+        first_(context.composition.doc.tm_f),
+        end_(context.composition.doc.tm_l),
         ahead_(context.pipeline.frame_cache()),
         workers_(lib::thread_count()) {}
 
@@ -74,7 +74,9 @@ class sequence_save {
     }
   }
 
-  std::string name_of(int frame) const { return numbered_name(target_.path, frame + context_.composition.frame_base); }
+  std::string name_of(int frame) const {
+    return numbered_name(target_.path, frame + context_.composition.doc.frame_base);
+  }
   bool is_cancelled() const { return context_.cancelled && context_.cancelled(); }
   static int most_pending() { return lib::thread_count(); }  // pictures, one for each worker
 

@@ -24,7 +24,7 @@ void draw_screen(render::pipeline& pipeline, const ksn::state& composition, doub
   const int strip = std::max(client_height - view.height, 0);
   const std::size_t above = img::plane_bytes(8, view.width, view.height);
   const std::size_t below = img::plane_bytes(8, view.width, strip);
-  if (strip == 0 || composition.target_view != ksn::target_view_type::both) {
+  if (strip == 0 || composition.view.stereo_view != ksn::target_view_type::both) {
     // The picture is made where it is shown.
     view.room_below = strip;
     render::render_frame(pipeline, composition, target, view, time, times);
@@ -40,16 +40,16 @@ void draw_screen(render::pipeline& pipeline, const ksn::state& composition, doub
 
 math::point client_size_to_fit(const ksn::state& composition) {
   math::point size;
-  for (const ksn::track_info& track : composition.tracks) {
-    if (!track.visible || track.width <= 0 || track.height <= 0) continue;
+  for (const ksn::track_info& track : composition.doc.tracks) {
+    if (!track.look.visible || track.source.width <= 0 || track.source.height <= 0) continue;
     const render::layer_geometry scale = render::layer_scale(
-        track, composition.zoom(), composition.zoom_factor2 / 100.0, ksn::cache_resolution_type::full);
-    size.x = std::max(size.x, scaled(track.width, static_cast<double>(scale.num_x) / std::max(scale.den_x, 1)));
-    size.y = std::max(size.y, scaled(track.height, static_cast<double>(scale.num_y) / std::max(scale.den_y, 1)));
+        track, composition.view.zoom(), composition.view.zoom_factor2 / 100.0, ksn::cache_resolution_type::full);
+    size.x = std::max(size.x, scaled(track.source.width, static_cast<double>(scale.num_x) / std::max(scale.den_x, 1)));
+    size.y = std::max(size.y, scaled(track.source.height, static_cast<double>(scale.num_y) / std::max(scale.den_y, 1)));
   }
   if (size.x == 0 || size.y == 0) {
-    size = {scaled(composition.mask_size.x, composition.zoom()),
-            scaled(composition.mask_size.y, composition.zoom_factor2 / 100.0)};
+    size = {scaled(composition.doc.mask_size.x, composition.view.zoom()),
+            scaled(composition.doc.mask_size.y, composition.view.zoom_factor2 / 100.0)};
   }
   // The strip's height depends on the client's.
   int height = size.y;

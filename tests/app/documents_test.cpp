@@ -113,8 +113,8 @@ TEST_F(documents, lists_outlast_the_runs) {
 
 TEST_F(documents, settings_are_read_and_not_written_without_a_window) {
   ksn::composition_view settings;
-  settings.default_cfps = 3000;
-  settings.volume = 40;
+  settings.settings.default_cfps = 3000;
+  settings.settings.volume = 40;
   const std::string path = home / "config/Kestrin/kestrin.settings.dat";
   std::filesystem::create_directories(home / "config/Kestrin");
   ksn::save_settings_file(settings, path);

@@ -30,9 +30,9 @@ struct stage {
 
   void add(bool audible) {
     ksn::track_info track;
-    track.source_type = ksn::source_type::image;
-    if (audible) track.audio = std::make_shared<sources::wave_context>();
-    composition.tracks.push_front(std::move(track));
+    track.source.type = ksn::source_type::image;
+    if (audible) track.source.audio = std::make_shared<sources::wave_context>();
+    composition.doc.tracks.push_front(std::move(track));
   }
 };
 
@@ -41,7 +41,7 @@ TEST(sound_start, opens_with_the_first_layer_that_sounds) {
   s.add(true);
   s.sound.poll();
   EXPECT_EQ(s.device.opened, 0) << "no window, no device";
-  s.composition.tracks.clear();
+  s.composition.doc.tracks.clear();
   s.sound.use(&s.device);
   s.add(false);
   s.sound.poll();
@@ -52,7 +52,7 @@ TEST(sound_start, opens_with_the_first_layer_that_sounds) {
   s.sound.poll();
   EXPECT_EQ(s.device.opened, 1);
   EXPECT_EQ(s.clock.audio, &s.device);
-  s.composition.tracks.clear();
+  s.composition.doc.tracks.clear();
   s.sound.poll();
   EXPECT_EQ(s.clock.audio, &s.device) << "it stays open until the end";
   s.sound.use(nullptr);

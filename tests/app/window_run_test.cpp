@@ -101,8 +101,8 @@ TEST_F(window_run, draws_when_something_happened) {
   // A wait that ends early makes no second picture of a frame.
   ticks.clear();
   desktop.waited = [this](int) { ++now; };
-  composition.fpcs = 100;  // a second for each frame
-  step([&] { composition.playing = true; }, 90);
+  composition.doc.fpcs = 100;  // a second for each frame
+  step([&] { composition.doc.playing = true; }, 90);
   EXPECT_EQ(window.run(desktop), 0);
   EXPECT_GE(ticks.size(), 90u);
   EXPECT_EQ(drawn(), 2) << "180 ms of turns that last 100";
@@ -131,9 +131,9 @@ TEST_F(window_run, waits_as_long_as_its_state_allows) {
     const int pictures = desktop.pictures;
     step(
         [&, r] {
-          composition.playing = r.playing;
-          composition.vsync_parameter = r.throttle;
-          composition.fpcs = r.fpcs;
+          composition.doc.playing = r.playing;
+          composition.settings.vsync_parameter = r.throttle;
+          composition.doc.fpcs = r.fpcs;
         },
         6);
     window.run(desktop);
@@ -146,7 +146,7 @@ TEST_F(window_run, waits_as_long_as_its_state_allows) {
 
 TEST_F(window_run, closes_in_order) {
   composition.hooks.file_among_unsaved = [&] {
-    desktop.calls.push_back("file " + std::to_string(composition.track_count()));
+    desktop.calls.push_back("file " + std::to_string(composition.doc.track_count()));
   };
   window.is_transient = [&] {
     desktop.calls.push_back("save");
@@ -164,7 +164,7 @@ TEST_F(window_run, closes_in_order) {
     step(end);
     EXPECT_EQ(window.run(desktop), 0);
     EXPECT_EQ(desktop.calls, (strings{"fullscreen", "file 1", "window", "save", "destroy"}));
-    EXPECT_EQ(composition.track_count(), 0);
+    EXPECT_EQ(composition.doc.track_count(), 0);
     desktop.script.clear();
   }
 }
@@ -176,10 +176,10 @@ TEST_F(window_run, asks_before_it_loses_the_document) {
   desktop.message_answers = {platform::message_answer::no, platform::message_answer::yes};
   int kept = 0;
   step([&] { desktop.events.close_requested(); });
-  step([&] { kept = composition.track_count(); });
+  step([&] { kept = composition.doc.track_count(); });
   EXPECT_EQ(window.run(desktop), 0);
   EXPECT_EQ(kept, 1);
-  EXPECT_EQ(composition.track_count(), 0);
+  EXPECT_EQ(composition.doc.track_count(), 0);
   ASSERT_EQ(desktop.messages.size(), 2u);
   EXPECT_NE(desktop.messages[0].find("\"/disk/a\": io::write_error: No space left on device"), std::string::npos)
       << desktop.messages[0];
@@ -197,19 +197,19 @@ TEST_F(window_run, reports_what_does_not_start) {
 }
 
 TEST_F(window_run, opens_as_it_was_told_before) {
-  composition.mask_size = {600, 400};
-  composition.timeline_visible = false;
+  composition.doc.mask_size = {600, 400};
+  composition.workspace.timeline_visible = false;
   engine.execute_action("resize_window_to_fit");
   engine.execute_action("toggle_always_on_top");
   engine.execute_action("toggle_fullscreen");
-  composition.full_screen = false;
+  composition.workspace.full_screen = false;
   int width = 0;
   int height = 0;
   EXPECT_TRUE(window.client_area(width, height));
   EXPECT_EQ(width, 600);
   EXPECT_EQ(height, 403) << "three rows below the preview";
   engine.run_option("--add_layer=" + picture("a.tga", 300, 50));
-  composition.zoom_factor2 = 200;
+  composition.view.zoom_factor2 = 200;
   engine.execute_action("resize_window_to_fit");
   window.run(desktop);
   EXPECT_EQ(desktop.size, (math::point{600, 103})) << "the layer at its zoom";
@@ -231,7 +231,7 @@ TEST_F(window_run, shows_the_table_as_its_menu) {
       const char* action;
       bool enabled, checkable, checked;
     };
-    composition.grid = true;
+    composition.view.grid = true;
     const row rows[] = {{"exit", true, false, false},
                         {"toggle_grid", true, true, true},
                         {"toggle_vsync", true, true, false},
@@ -256,7 +256,7 @@ TEST_F(window_run, asks_for_files) {
   in_window([&] {
     desktop.answers = {{a, b}, {folder / "c.ksncomp"}, {folder / "out/x.tga"}, {}, {folder / "x.none"}};
     desktop.events.menu_chosen("add_layer", -1);
-    EXPECT_EQ(composition.track_count(), 2);
+    EXPECT_EQ(composition.doc.track_count(), 2);
     desktop.events.menu_chosen("layer_replace_with", -1);
     desktop.events.menu_chosen("save_mask_as_image", -1);
     EXPECT_TRUE(std::filesystem::exists(folder / "out/x.tga"));
@@ -288,8 +288,8 @@ TEST_F(window_run, says_why_an_action_did_nothing) {
 
 TEST_F(window_run, shows_how_far_a_save_is_and_lets_it_be_cancelled) {
   composition.new_adjustment_layer();
-  composition.mask_size = {4, 4};
-  composition.tm_l = 20;
+  composition.doc.mask_size = {4, 4};
+  composition.doc.tm_l = 20;
   const auto files = [&] {
     return std::distance(std::filesystem::directory_iterator(folder / "out"), std::filesystem::directory_iterator());
   };
@@ -316,9 +316,9 @@ TEST_F(window_run, shows_how_far_a_save_is_and_lets_it_be_cancelled) {
 TEST_F(window_run, copies_and_pastes) {
   const std::string a = picture("a b.tga", 5, 4);
   in_window([&] {
-    composition.mask_size = {7, 3};
-    composition.back_color = ksn::back_color_type::custom;
-    composition.back_custom_color = {255, 10, 20, 30};
+    composition.doc.mask_size = {7, 3};
+    composition.doc.back_color = ksn::back_color_type::custom;
+    composition.doc.back_custom_color = {255, 10, 20, 30};
     desktop.events.menu_chosen("clipboard_copy_mask", -1);
     EXPECT_EQ(desktop.board_size, (math::point{7, 3}));
     EXPECT_EQ(desktop.board_pixels[0], 30);
@@ -329,20 +329,20 @@ TEST_F(window_run, copies_and_pastes) {
     desktop.board_pixels = {1, 2, 3, 4, 5, 6, 7, 8};
     desktop.board_size = {1, 2};
     desktop.events.menu_chosen("clipboard_paste", -1);
-    ASSERT_EQ(composition.track_count(), 1);
-    const ksn::track_info& pasted = composition.track_at(0);
-    EXPECT_EQ(pasted.source_type, ksn::source_type::clipboard_image);
-    EXPECT_EQ(support::samples(*pasted.clipboard_image, 2), (std::vector<int>{3, 7}));
+    ASSERT_EQ(composition.doc.track_count(), 1);
+    const ksn::track_info& pasted = composition.doc.track_at(0);
+    EXPECT_EQ(pasted.source.type, ksn::source_type::clipboard_image);
+    EXPECT_EQ(support::samples(*pasted.source.clipboard_image, 2), (std::vector<int>{3, 7}));
 
     desktop.board_text = "file://" + folder.path() + "/a%20b.tga\r\n";
     desktop.events.menu_chosen("clipboard_paste", -1);
-    ASSERT_EQ(composition.track_count(), 2);
-    EXPECT_EQ(composition.track_at(0).width, 5);
+    ASSERT_EQ(composition.doc.track_count(), 2);
+    EXPECT_EQ(composition.doc.track_at(0).source.width, 5);
 
     desktop.board_text = "--ksncmd\n--zoom=300 --1:opacity=7\n";
     desktop.events.menu_chosen("clipboard_paste", -1);
-    EXPECT_EQ(composition.zoom_factor2, 300);
-    EXPECT_EQ(composition.track_at(0).opacity, 7);
+    EXPECT_EQ(composition.view.zoom_factor2, 300);
+    EXPECT_EQ(composition.doc.track_at(0).look.opacity, 7);
 
     for (const char* text : {"--ksncmdx\n--zoom=1", "just words", "/no/such/file", "file://%zz%"}) {
       desktop.board_text = text;
@@ -350,8 +350,8 @@ TEST_F(window_run, copies_and_pastes) {
       EXPECT_FALSE(desktop.events.menu_state("clipboard_paste").enabled) << text;
       desktop.events.menu_chosen("clipboard_paste", -1);
     }
-    EXPECT_EQ(composition.track_count(), 2);
-    EXPECT_EQ(composition.zoom_factor2, 300);
+    EXPECT_EQ(composition.doc.track_count(), 2);
+    EXPECT_EQ(composition.view.zoom_factor2, 300);
   });
 }
 
@@ -365,21 +365,21 @@ TEST_F(window_run, takes_what_is_dropped) {
   step([&] {
     // Its frames are in the sequence that the first one brought.
     desktop.events.dropped(sequence);
-    EXPECT_EQ(composition.track_count(), 1);
-    EXPECT_EQ(composition.track_at(0).frames, 30);
+    EXPECT_EQ(composition.doc.track_count(), 1);
+    EXPECT_EQ(composition.doc.track_at(0).source.frames, 30);
     desktop.events.dropped({still, folder / "zoom.ksncmd", folder / "junk.exr", "/no/such.tga", "", "\xFF\xFE"});
-    EXPECT_EQ(composition.zoom_factor2, 450);
+    EXPECT_EQ(composition.view.zoom_factor2, 450);
     EXPECT_EQ(desktop.messages.size(), 1u);
     EXPECT_EQ(desktop.calls, (strings{"forward", "forward"}));
-    EXPECT_EQ(composition.tracks.back().frames, 30);
+    EXPECT_EQ(composition.doc.tracks.back().source.frames, 30);
     // Not in the midst of other work.
-    before = composition.track_count();
+    before = composition.doc.track_count();
     engine.command_depth = 1;
     desktop.events.dropped({still});
-    EXPECT_EQ(composition.track_count(), before);
+    EXPECT_EQ(composition.doc.track_count(), before);
     engine.command_depth = 0;
   });
-  step([&] { EXPECT_EQ(composition.track_count(), before + 1); });
+  step([&] { EXPECT_EQ(composition.doc.track_count(), before + 1); });
   window.run(desktop);
 }
 
@@ -439,19 +439,19 @@ TEST_F(window_run, zooms_and_pans_with_the_mouse) {
   };
   for (const row& r : rows) {
     step([&, r] {
-      composition.zoom_factor2 = 100;
-      composition.pan_position = {};
+      composition.view.zoom_factor2 = 100;
+      composition.view.pan_position = {};
       for (const platform::mouse_event& event : r.events) desktop.events.mouse(event);
-      EXPECT_EQ(composition.zoom_factor2, r.zoom) << r.name;
-      EXPECT_EQ(composition.pan_position, r.pan) << r.name << " " << composition.pan_position.x;
+      EXPECT_EQ(composition.view.zoom_factor2, r.zoom) << r.name;
+      EXPECT_EQ(composition.view.pan_position, r.pan) << r.name << " " << composition.view.pan_position.x;
     });
   }
   step([&] {
-    composition.pan_position = {1, 2};
+    composition.view.pan_position = {1, 2};
     desktop.events.mouse({mouse_action::press, mouse_button::middle, {0, 0}, 0, 0});
     desktop.events.mouse({mouse_action::move, mouse_button::none, {50, 50}, 0, 0});
     desktop.events.key(command::parse_key("escape"));
-    EXPECT_EQ(composition.pan_position, (math::pointd{1, 2})) << "Escape takes a drag back";
+    EXPECT_EQ(composition.view.pan_position, (math::pointd{1, 2})) << "Escape takes a drag back";
   });
   window.run(desktop);
 }
@@ -459,10 +459,10 @@ TEST_F(window_run, zooms_and_pans_with_the_mouse) {
 TEST_F(window_run, tells_what_a_tick_took) {
   picture("shot.1.tga");
   engine.run_option("--add_layer=" + picture("shot.2.tga"));
-  composition.tm_l = 2;
-  composition.fpcs = 100000;  // a thousand frames a second: each turn shows another one
+  composition.doc.tm_l = 2;
+  composition.doc.fpcs = 100000;  // a thousand frames a second: each turn shows another one
   desktop.waited = [this](int) { ++now; };
-  step([&] { composition.playing = true; }, 50);
+  step([&] { composition.doc.playing = true; }, 50);
   window.run(desktop);
   int news = 0;
   for (const app::tick_times& tick : ticks) {

@@ -131,10 +131,10 @@ TEST_F(preload_test, timeline_ranges_become_source_ranges) {
   };
   for (const auto& c : cases) {
     auto [clip, layer] = make(10);
-    layer.begin = c.begin;
-    layer.retime = c.retime;
-    layer.sbegin_f = c.in;
-    layer.send_f = c.out;
+    layer.timing.begin = c.begin;
+    layer.timing.retime = c.retime;
+    layer.timing.sbegin_f = c.in;
+    layer.timing.send_f = c.out;
     preload.preload_layer_over(layer, c.from, c.to);
     ASSERT_TRUE(finish()) << c.name;
     EXPECT_EQ(clip->frames_read(), numbers(c.first, c.last)) << c.name;
@@ -145,13 +145,13 @@ TEST_F(preload_test, what_has_nothing_to_load_starts_no_thread) {
   auto [clip, uncached] = make(10);
   preload.preload_range(uncached, 5, 5);
   preload.preload_range(uncached, 5, 4);
-  uncached.disable_cache = true;
+  uncached.source.disable_cache = true;
   ksn::track_info still;
-  still.source_type = ksn::source_type::image;
-  still.frames = 1;
-  still.path = "/still.tga";
+  still.source.type = ksn::source_type::image;
+  still.source.frames = 1;
+  still.source.path = "/still.tga";
   ksn::track_info text = still;
-  text.source_type = ksn::source_type::text;
+  text.source.type = ksn::source_type::text;
   for (const ksn::track_info& layer : {uncached, still, text}) preload.preload_layer_over(layer, 0, 100);
   preload.stop();
   preload.cancel_layer(uncached.id);
@@ -234,10 +234,10 @@ TEST_F(preload_test, failures_are_passed_over) {
   const ksn::track_info layer = layer_of(clip);
   preload.preload_range(layer, -2, 10);
   ksn::track_info gone;
-  gone.source_type = ksn::source_type::sequence;
-  gone.path = "/no/such/folder/";
-  gone.names = {"a.tga", "b.unknown", "noextension"};
-  gone.frames = 3;
+  gone.source.type = ksn::source_type::sequence;
+  gone.source.path = "/no/such/folder/";
+  gone.source.names = {"a.tga", "b.unknown", "noextension"};
+  gone.source.frames = 3;
   preload.preload_range(gone, 0, 3);
   ASSERT_TRUE(finish());
   EXPECT_EQ(clip->reads, 8);
@@ -259,12 +259,12 @@ TEST_F(preload_test, a_new_resolution_holds_from_the_next_frame) {
 TEST_F(preload_test, the_end_of_a_gesture_makes_room_and_starts_at_the_play_head) {
   const source layers[] = {make(40), make(40), make(40)};
   ksn::state composition;
-  for (const source& made : layers) composition.tracks.push_back(made.layer);
-  composition.tracks[1].visible = false;
-  composition.tracks[2].begin = 10;
-  composition.tm_f = 5;
-  composition.tm_l = 30;
-  composition.tm_t = 12.9;
+  for (const source& made : layers) composition.doc.tracks.push_back(made.layer);
+  composition.doc.tracks[1].look.visible = false;
+  composition.doc.tracks[2].timing.begin = 10;
+  composition.doc.tm_f = 5;
+  composition.doc.tm_l = 30;
+  composition.doc.tm_t = 12.9;
   for (int i = 0; i < 2000; ++i) frames.touch(std::make_shared<img::image>("L", 8, 1, 1));
   load = 61;  // above 100 - 40 and not above 105 - 40: one image in each of 32 * 32 rounds
   bool kept_alive = false;
@@ -280,8 +280,8 @@ TEST_F(preload_test, the_end_of_a_gesture_makes_room_and_starts_at_the_play_head
   EXPECT_EQ(layers[2].clip->frames_read(), numbers(2, 20));
   // A play head before the work area does not extend it.
   load = 0;
-  composition.tm_t = 0.0;
-  composition.tracks.resize(1);
+  composition.doc.tm_t = 0.0;
+  composition.doc.tracks.resize(1);
   preload.preload_after_gesture(composition, {});
   ASSERT_TRUE(finish());
   EXPECT_EQ(layers[0].clip->reads, 18 + 7);
@@ -321,7 +321,7 @@ TEST_F(preload_test, workers_and_main_thread_on_the_same_frames) {
       const auto image = cache::fetch_frame(frames, layer, frame, cache::key_of_frame(layer, frame, resolution), false);
       ASSERT_TRUE(image);
       ASSERT_EQ(image->row(0, 0)[0], frame);
-      layer.opacity = frame;  // the worker has a copy
+      layer.look.opacity = frame;  // the worker has a copy
     }
     if (frame == 20) preload.cancel_layer(layers[2].id);
     if (frame == 25) preload.set_resolution(ksn::cache_resolution_type::half);

@@ -63,8 +63,8 @@ TEST(document_actions, enabled) {
     std::string enabled;
     for (const int selected : {-1, 0, 1, 2}) {
       document_language l(selected < 0 ? strings{} : strings{"a", "b", "c"});
-      l.composition.selection.clear();
-      for (int i = 0; i < selected; ++i) l.composition.selection.insert(i);
+      l.composition.doc.selection.clear();
+      for (int i = 0; i < selected; ++i) l.composition.doc.selection.insert(i);
       enabled += l.engine.action_enabled(r.action) ? '1' : '0';
     }
     EXPECT_EQ(enabled, r.enabled) << r.action;
@@ -146,21 +146,21 @@ TEST(document_actions, check_marks) {
   l.run({"--toggle_grid", "--toggle_timeline"});
   EXPECT_TRUE(l.engine.action_checked("toggle_grid"));
   EXPECT_FALSE(l.engine.action_checked("toggle_timeline"));
-  l.composition.full_screen = true;
+  l.composition.workspace.full_screen = true;
   l.run({"--toggle_timeline"});
   EXPECT_TRUE(l.engine.action_checked("toggle_timeline"));
-  l.composition.full_screen = false;
+  l.composition.workspace.full_screen = false;
   EXPECT_FALSE(l.engine.action_checked("toggle_timeline")) << "the window keeps its own";
-  l.composition.track_max = 2;
+  l.composition.workspace.track_max = 2;
   l.run({"--toggle_layer_stack"});
-  EXPECT_EQ(l.composition.track_max, 0);
+  EXPECT_EQ(l.composition.workspace.track_max, 0);
   l.run({"--toggle_layer_stack"});
-  EXPECT_EQ(l.composition.track_max, 2);
-  l.composition.pp_tab = 7;
+  EXPECT_EQ(l.composition.workspace.track_max, 2);
+  l.composition.workspace.pp_tab = 7;
   l.run({"--pp_next_tab"});
-  EXPECT_EQ(l.composition.pp_tab, 0);
+  EXPECT_EQ(l.composition.workspace.pp_tab, 0);
   l.run({"--pp_prev_tab"});
-  EXPECT_EQ(l.composition.pp_tab, 7);
+  EXPECT_EQ(l.composition.workspace.pp_tab, 7);
 }
 
 }  // namespace

@@ -185,8 +185,8 @@ TEST(fields, of_layers) {
 
 TEST(fields, in_and_out_count_from_begin) {
   language tried({"a"});
-  tried.composition.tracks[0].frames = 100;
-  tried.composition.tracks[0].source_type = ksn::source_type::sequence;
+  tried.composition.doc.tracks[0].source.frames = 100;
+  tried.composition.doc.tracks[0].source.type = ksn::source_type::sequence;
   tried.run({"--1:begin=1000", "--1:in_point=10", "--1:out_point=60"});
   EXPECT_EQ(tried.field("1:length"), "50");
   tried.run({"--1:length=20"});
@@ -198,16 +198,16 @@ TEST(fields, in_and_out_count_from_begin) {
 
 TEST(fields, picture_of_a_file_that_holds_several) {
   language tried({"a"});
-  tried.composition.tracks[0].layers = {{}, {2, 1, "left"}, {2, 2, "right"}};
+  tried.composition.doc.tracks[0].source.image_layers = {{}, {2, 1, "left"}, {2, 2, "right"}};
   tried.run({"--image_layer=right"});
   EXPECT_EQ(tried.field("1:image_layer_index"), "2");
   tried.run({"--image_layer_index=1"});
   EXPECT_EQ(tried.field("1:image_layer"), "left");
   tried.run({"--image_layer_index=3", "--image_layer=middle"});
   EXPECT_EQ(tried.errors.size(), 2u);
-  EXPECT_EQ(tried.composition.tracks[0].layer, (img::layer{2, 1, "left"}));
+  EXPECT_EQ(tried.composition.doc.tracks[0].source.image_layer, (img::layer{2, 1, "left"}));
   tried.run({"--image_layer="});
-  EXPECT_TRUE(tried.composition.tracks[0].layer.is_default());
+  EXPECT_TRUE(tried.composition.doc.tracks[0].source.image_layer.is_default());
 }
 
 TEST(fields, lookup_table_is_read_once_and_kept_by_name) {
@@ -218,20 +218,20 @@ TEST(fields, lookup_table_is_read_once_and_kept_by_name) {
   tried.run({"--1:lookup_table=" + path});
   EXPECT_EQ(tried.errors, strings{});
   EXPECT_EQ(tried.field("1:lookup_table"), "film look.cube");
-  EXPECT_TRUE(tried.composition.tracks[0].tf.lookup_table.has_cube());
-  EXPECT_EQ(tried.composition.lookup_table_map.count("film look.cube"), 1u);
+  EXPECT_TRUE(tried.composition.doc.tracks[0].look.tf.lookup_table.has_cube());
+  EXPECT_EQ(tried.composition.doc.lookup_table_map.count("film look.cube"), 1u);
   std::ofstream(path) << "rubbish";
   tried.run({"--2:lookup_table=film look.cube", "--global:lookup_table=film look.cube"});
   EXPECT_EQ(tried.errors, strings{});
-  EXPECT_TRUE(tried.composition.tracks[1].tf.lookup_table.has_cube());
+  EXPECT_TRUE(tried.composition.doc.tracks[1].look.tf.lookup_table.has_cube());
   EXPECT_EQ(tried.field("global:lookup_table"), "film look.cube");
   tried.run({"--1:lookup_table=none"});
-  EXPECT_TRUE(tried.composition.tracks[0].tf.lookup_table.empty());
+  EXPECT_TRUE(tried.composition.doc.tracks[0].look.tf.lookup_table.empty());
   // A file that can't be read is one line with its path, and the layer keeps what it had.
   tried.run({"--2:lookup_table=" + path});
   EXPECT_EQ(tried.errors.size(), 1u);
   EXPECT_EQ(tried.errors.at(0).find("\"" + path + "\": "), 0u);
-  EXPECT_TRUE(tried.composition.tracks[1].tf.lookup_table.has_cube());
+  EXPECT_TRUE(tried.composition.doc.tracks[1].look.tf.lookup_table.has_cube());
 }
 
 TEST(fields, of_color_are_stored_in_their_own_units) {
@@ -250,7 +250,7 @@ TEST(fields, of_color_are_stored_in_their_own_units) {
   expected.temperature = 4300;
   expected.hue = {30, 20, 10};
   expected.saturation = {90, 90, 90};
-  EXPECT_EQ(tried.composition.tracks[0].tf, expected);
+  EXPECT_EQ(tried.composition.doc.tracks[0].look.tf, expected);
 }
 
 }  // namespace

@@ -47,13 +47,13 @@ bool change(language& l, const std::string& name, const std::string& form) {
 
 ksn::track_info source() {
   ksn::track_info layer;
-  layer.source_type = ksn::source_type::sequence;
-  layer.path = "/nowhere/";
+  layer.source.type = ksn::source_type::sequence;
+  layer.source.path = "/nowhere/";
   ksn::name_list names;
   for (int i = 0; i < 100; ++i) names.add("a." + std::to_string(i) + ".tga");
-  layer.names = ksn::frame_names(std::move(names));
-  layer.frames = 100;
-  layer.layers = {{0, -1, "main"}, {1, 0, "Z"}};
+  layer.source.names = ksn::frame_names(std::move(names));
+  layer.source.frames = 100;
+  layer.source.image_layers = {{0, -1, "main"}, {1, 0, "Z"}};
   return layer;
 }
 
@@ -64,11 +64,11 @@ TEST(kept_fields, all_of_a_composition) {
                                           "saturation",    "color_space", "lookup_table", "disable_cc"};
   language written;
   for (const char* name : {"a", "b"}) {
-    written.composition.tracks.push_back(source());
-    written.composition.tracks.back().name = written.composition.tracks.back().default_name = name;
+    written.composition.doc.tracks.push_back(source());
+    written.composition.doc.tracks.back().name = written.composition.doc.tracks.back().default_name = name;
   }
-  written.composition.selection = {0};
-  written.composition.lookup_table_map["warm.lut"].set_1d(std::vector<double>(3072, 0.5), true);
+  written.composition.doc.selection = {0};
+  written.composition.doc.lookup_table_map["warm.lut"].set_1d(std::vector<double>(3072, 0.5), true);
   strings names;
   for (const command::global_field& field : written.engine.global_field_table) {
     if (!field.set || not_kept.contains(field.name)) continue;

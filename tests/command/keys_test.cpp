@@ -57,7 +57,7 @@ TEST(keys, later_lines_replace_and_commands_run_in_order) {
   EXPECT_FALSE(keys.run_key(command::parse_key("F6"), engine));
   EXPECT_EQ(ran, "onetwotwoa b");
   EXPECT_TRUE(keys.run_key(command::parse_key("F3"), engine));
-  EXPECT_EQ(composition.fpcs, 2400) << "a command with a value may be a field";
+  EXPECT_EQ(composition.doc.fpcs, 2400) << "a command with a value may be a field";
   EXPECT_EQ(keys.key_text_of_action("two"), "F1");
   EXPECT_EQ(keys.key_text_of_action("one"), "F1") << "that table is only ever added to";
   EXPECT_EQ(keys.bindings().size(), 5u);

@@ -38,11 +38,11 @@ struct language {
       layer.name = name;
       layer.default_name = name;
       layer.id = id++;
-      layer.source_type = ksn::source_type::image;
-      layer.frames = 1;
-      composition.tracks.push_back(layer);
+      layer.source.type = ksn::source_type::image;
+      layer.source.frames = 1;
+      composition.doc.tracks.push_back(layer);
     }
-    if (!names.empty()) composition.selection = {0};
+    if (!names.empty()) composition.doc.selection = {0};
   }
 
   // One command pass; what was written before is forgotten.

@@ -60,7 +60,7 @@ TEST(option, long_quotes) {
 TEST(option, without_a_selected_layer) {
   language tried({"a", "b"});
   for (const std::set<int>& selection : {std::set<int>{}, std::set<int>{0, 1}}) {
-    tried.composition.selection = selection;
+    tried.composition.doc.selection = selection;
     tried.run({"--opacity=5", "--selected:opacity=6", "--name=%{selected:name}x", "--print_field=selected:name",
                "--print_fields=selected"});
     EXPECT_EQ(tried.errors, (strings{"\"--opacity=5\": Option requires a selected layer",
@@ -185,9 +185,9 @@ TEST(expansion, field_rule) {
   setenv("KESTRIN_TEST_PATH", "%PATH%", 1);
   for (const row& r : rows) {
     language tried({"a b", "c"});
-    tried.composition.vars = {{"c", "1"}, {"1", "one"}, {"{x}", "braces"}};
+    tried.composition.doc.vars = {{"c", "1"}, {"1", "one"}, {"{x}", "braces"}};
     tried.run({std::string("--var:found=") + r.text});
-    EXPECT_EQ(tried.composition.vars["found"], r.expanded) << r.text;
+    EXPECT_EQ(tried.composition.doc.vars["found"], r.expanded) << r.text;
     EXPECT_EQ(tried.errors, r.errors) << r.text;
   }
 }
@@ -217,14 +217,14 @@ TEST(expansion, environment_rule) {
   language tried({"a"});
   for (const row& r : rows) {
     tried.run({"--expand_env_vars=1", std::string("--var:found=") + r.text});
-    EXPECT_EQ(tried.composition.vars["found"], r.expanded) << r.text;
+    EXPECT_EQ(tried.composition.doc.vars["found"], r.expanded) << r.text;
   }
   // The switch counts from where it stands.
   tried.run({"--var:a=%KESTRIN_A%", "--expand_env_vars=1x", "--var:b=%KESTRIN_A%",
              "--expand_env_vars=", "--var:c=%KESTRIN_A%"});
-  EXPECT_EQ(tried.composition.vars["a"], "%KESTRIN_A%");
-  EXPECT_EQ(tried.composition.vars["b"], "value");
-  EXPECT_EQ(tried.composition.vars["c"], "%KESTRIN_A%");
+  EXPECT_EQ(tried.composition.doc.vars["a"], "%KESTRIN_A%");
+  EXPECT_EQ(tried.composition.doc.vars["b"], "value");
+  EXPECT_EQ(tried.composition.doc.vars["c"], "%KESTRIN_A%");
   EXPECT_EQ(tried.errors, strings{});
 }
 
@@ -325,13 +325,13 @@ TEST(command_file, inclusion) {
 TEST(run_command_line, first_token_is_skipped) {
   language tried;
   tried.engine.run_command_line("--ksncmd\r\n--var:a=\"1 2\"\n// --var:a=3\n--var:b=4");
-  EXPECT_EQ(tried.composition.vars, (std::map<std::string, std::string>{{"a", "1 2"}, {"b", "4"}}));
+  EXPECT_EQ(tried.composition.doc.vars, (std::map<std::string, std::string>{{"a", "1 2"}, {"b", "4"}}));
   EXPECT_EQ(tried.errors, strings{});
 }
 
 TEST(print, one_field) {
   language tried({"a,b", "c"});
-  tried.composition.vars["name"] = "v";
+  tried.composition.doc.vars["name"] = "v";
   setenv("name", "e", 1);
   struct row {
     const char* argument;
@@ -361,7 +361,7 @@ TEST(print, one_field) {
 
 TEST(print, all_fields_of_a_scope) {
   language tried({"a", "b", "c"});
-  tried.composition.vars = {{"y", "1"}, {"x", "2"}};
+  tried.composition.doc.vars = {{"y", "1"}, {"x", "2"}};
   const auto first_and_count = [&](const std::string& argument) {
     tried.run({argument});
     return std::pair(tried.out.empty() ? "" : tried.out.front(), tried.out.size());

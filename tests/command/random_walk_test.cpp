@@ -9,9 +9,9 @@
 #include <random>
 
 #include "command/engine.h"
-#include "composition/document.h"
 #include "composition/invariants.h"
 #include "composition/layer_state.h"
+#include "composition/test_document.h"
 #include "composition/undo.h"
 #include "composition/watching.h"
 
@@ -41,8 +41,8 @@ class walk {
 
   // One step; its text.
   std::string step() {
-    if (document_.track_count() > 30) {
-      for (int i = 0; i < 20; ++i) document_.selection.insert(below(document_.track_count()));
+    if (document_.doc.track_count() > 30) {
+      for (int i = 0; i < 20; ++i) document_.doc.selection.insert(below(document_.doc.track_count()));
       return act("layer_delete_selected");
     }
     switch (below(20)) {
@@ -124,16 +124,16 @@ class walk {
     return "change " + path;
   }
   std::string select() {
-    document_.selection.clear();
-    for (int i = below(4); i > 0 && document_.track_count() > 0; --i) {
-      document_.selection.insert(below(document_.track_count()));
+    document_.doc.selection.clear();
+    for (int i = below(4); i > 0 && document_.doc.track_count() > 0; --i) {
+      document_.doc.selection.insert(below(document_.doc.track_count()));
     }
-    if (document_.selection.size() == 1 && below(2) == 0) {
+    if (document_.doc.selection.size() == 1 && below(2) == 0) {
       // One layer supplies the alpha of another.
-      document_.track_at(*document_.selection.begin()).alpha_source_id =
-          document_.track_at(below(document_.track_count())).id;
+      document_.doc.track_at(*document_.doc.selection.begin()).look.alpha_source_id =
+          document_.doc.track_at(below(document_.doc.track_count())).id;
     }
-    document_.set_current_time(below(document_.tm_n + 2) + below(4) * 0.25);
+    document_.doc.set_current_time(below(document_.doc.tm_n + 2) + below(4) * 0.25);
     return "select";
   }
   // What only the mouse does.
@@ -149,8 +149,8 @@ class walk {
         document_.set_undo_action(std::make_shared<ksn::undo_multiple_move_in_timeline>(document_, below(9) - 4));
         return "move";
       default:
-        if (document_.selected_index() < document_.track_count()) {
-          ksn::track_info& track = document_.track_at(document_.selected_index());
+        if (document_.doc.selected_index() < document_.doc.track_count()) {
+          ksn::track_info& track = document_.doc.track_at(document_.doc.selected_index());
           const ksn::time_fields before = ksn::times_of(track);
           track.set_in_out(below(50) - 20, below(90) - 20);
           document_.set_undo_action(std::make_shared<ksn::undo_move_in_timeline>(track, before));
@@ -171,8 +171,8 @@ TEST(random_walk, keeps_the_invariants) {
   for (int i = 0; i < steps; ++i) {
     last.push_back(walk.step());
     if (last.size() > 12) last.pop_front();
-    changes += walk.document().track_count() != layers;
-    layers = walk.document().track_count();
+    changes += walk.document().doc.track_count() != layers;
+    layers = walk.document().doc.track_count();
     most_layers = std::max(most_layers, layers);
     const std::string broken = ksn::broken_invariant(walk.document());
     if (broken.empty()) continue;

@@ -89,12 +89,12 @@ ksn::state five_layers() {
     ksn::track_info layer;
     layer.name = name;
     layer.id = id++;
-    composition.tracks.push_back(layer);
+    composition.doc.tracks.push_back(layer);
   }
-  composition.tracks[0].group_id = 7;
-  composition.tracks[2].group_id = 7;
-  composition.tracks[1].group_id = 8;
-  composition.selection = {1, 3};
+  composition.doc.tracks[0].group_id = 7;
+  composition.doc.tracks[2].group_id = 7;
+  composition.doc.tracks[1].group_id = 8;
+  composition.doc.selection = {1, 3};
   return composition;
 }
 

@@ -4,8 +4,8 @@
 
 #include <filesystem>
 
-#include "composition/document.h"
 #include "composition/invariants.h"
+#include "composition/test_document.h"
 
 namespace {
 
@@ -45,13 +45,13 @@ TEST_F(adding, the_timeline_of_the_first_layer_and_of_later_ones) {
   };
   for (const row& r : rows) {
     document d;
-    if (r.set_by_hand) d.set_timeline_length(r.set_by_hand, false);
+    if (r.set_by_hand) d.doc.set_timeline_length(r.set_by_hand, false);
     for (const std::string& pattern : r.patterns) {
       ASSERT_TRUE(d.add(folder / pattern, false, false, false));
-      EXPECT_EQ(d.track_at(0).name, pattern) << "on top";
-      EXPECT_EQ(d.selection, std::set<int>{0});
-      EXPECT_EQ(d.track_max, d.track_count());
-      EXPECT_EQ(d.track_at(0).crop_wh, (math::point{4, 3}));
+      EXPECT_EQ(d.doc.track_at(0).name, pattern) << "on top";
+      EXPECT_EQ(d.doc.selection, std::set<int>{0});
+      EXPECT_EQ(d.workspace.track_max, d.doc.track_count());
+      EXPECT_EQ(d.doc.track_at(0).placement.crop_wh, (math::point{4, 3}));
     }
     EXPECT_EQ(d.timeline(), r.timeline) << r.patterns[0];
     EXPECT_EQ(ksn::broken_invariant(d), "");
@@ -61,37 +61,37 @@ TEST_F(adding, the_timeline_of_the_first_layer_and_of_later_ones) {
 TEST_F(adding, one_frame_of_a_sequence_shows_that_frame) {
   files("a", 10, 19);
   ASSERT_TRUE(c.add(folder / "a.14.tga", false, false, false));
-  EXPECT_EQ(c.tm_t, 4.0);
+  EXPECT_EQ(c.doc.tm_t, 4.0);
   ASSERT_TRUE(c.add(folder / "a.16.tga", false, false, false));
-  EXPECT_EQ(c.tm_t, 4.0) << "only with the first layer";
+  EXPECT_EQ(c.doc.tm_t, 4.0) << "only with the first layer";
   ASSERT_TRUE(c.add(folder / "a.16.tga", true, false, false));
-  EXPECT_EQ(c.track_at(0).source_type, source_type::image);
-  EXPECT_EQ(c.track_at(0).frames, 1);
+  EXPECT_EQ(c.doc.track_at(0).source.type, source_type::image);
+  EXPECT_EQ(c.doc.track_at(0).source.frames, 1);
 }
 
 TEST_F(adding, behind_the_selected_layer) {
   files("a", 10, 39);
   ASSERT_TRUE(c.add(folder / "a.##.tga", false, false, false));
-  c.track_at(0).set_in_out(5, 20);
+  c.doc.track_at(0).set_in_out(5, 20);
   ASSERT_TRUE(c.add(folder / "a.##.tga", false, true, false));
-  EXPECT_EQ(c.track_at(0).begin, 20);
+  EXPECT_EQ(c.doc.track_at(0).timing.begin, 20);
   EXPECT_EQ(c.timeline(), "50: 0 to 50, at 0");
-  c.selection.clear();
+  c.doc.selection.clear();
   ASSERT_TRUE(c.add(folder / "a.##.tga", false, true, false));
-  EXPECT_EQ(c.track_at(0).begin, 0) << "nothing to stand behind";
+  EXPECT_EQ(c.doc.track_at(0).timing.begin, 0) << "nothing to stand behind";
 }
 
 TEST_F(adding, settings_of_new_layers) {
   files("a", 1, 3, true);
-  c.default_alpha_type = ksn::alpha_type::normal;
-  c.default_aspect[{4, 3}] = 1.5;
-  c.disable_caching_by_default = true;
-  c.automatic_preload = true;
+  c.settings.default_alpha_type = ksn::alpha_type::normal;
+  c.settings.default_aspect[{4, 3}] = 1.5;
+  c.settings.disable_caching_by_default = true;
+  c.settings.automatic_preload = true;
   ASSERT_TRUE(c.add(folder / "a.#.tga", false, false, false));
-  const ksn::track_info& track = c.track_at(0);
-  EXPECT_EQ(track.alpha_type, ksn::alpha_type::normal);
-  EXPECT_EQ(track.aspect, 1.5);
-  EXPECT_TRUE(track.disable_cache);
+  const ksn::track_info& track = c.doc.track_at(0);
+  EXPECT_EQ(track.look.alpha_type, ksn::alpha_type::normal);
+  EXPECT_EQ(track.placement.aspect, 1.5);
+  EXPECT_TRUE(track.source.disable_cache);
   EXPECT_EQ(c.dropped, std::vector{folder / "a.1.tga"});
   EXPECT_EQ(c.preloaded, std::vector{track.id});
   EXPECT_EQ(track.default_name, "a.#.tga");
@@ -100,14 +100,14 @@ TEST_F(adding, settings_of_new_layers) {
 TEST_F(adding, ranges) {
   files("a", 1, 5);
   ASSERT_TRUE(c.add_with_range(folder / "a.3.tga", "9,3-1"));
-  const ksn::track_info& track = c.track_at(0);
-  EXPECT_EQ(track.names, (ksn::frame_names{"a.9.tga", "a.3.tga", "a.2.tga", "a.1.tga"}));
-  EXPECT_EQ(track.range, "9,3-1");
-  EXPECT_EQ(track.mask, "a.?.tga");
-  EXPECT_EQ(c.tm_l, 4);
+  const ksn::track_info& track = c.doc.track_at(0);
+  EXPECT_EQ(track.source.names, (ksn::frame_names{"a.9.tga", "a.3.tga", "a.2.tga", "a.1.tga"}));
+  EXPECT_EQ(track.source.range, "9,3-1");
+  EXPECT_EQ(track.source.mask, "a.?.tga");
+  EXPECT_EQ(c.doc.tm_l, 4);
   EXPECT_FALSE(c.add_with_range(folder / "a.3.tga", "1-"));
   EXPECT_EQ(c.errors, std::vector<std::string>{"\"--range=1-\": Invalid option"});
-  EXPECT_EQ(c.track_count(), 1);
+  EXPECT_EQ(c.doc.track_count(), 1);
 }
 
 TEST_F(adding, forced_sequences) {
@@ -125,8 +125,8 @@ TEST_F(adding, forced_sequences) {
   };
   for (const row& r : rows) {
     ASSERT_TRUE(c.add_forced_sequence(folder / r.path)) << r.path;
-    EXPECT_EQ(c.track_at(0).mask, r.mask);
-    EXPECT_EQ(c.track_at(0).names, r.names) << r.path;
+    EXPECT_EQ(c.doc.track_at(0).source.mask, r.mask);
+    EXPECT_EQ(c.doc.track_at(0).source.names, r.names) << r.path;
   }
   write_file(folder / "none/readme.txt", "");
   EXPECT_FALSE(c.add_forced_sequence(folder / "none"));
@@ -139,8 +139,8 @@ TEST_F(adding, files_whose_names_look_like_patterns) {
   for (const auto& [given, shown] :
        {std::pair{"a#1.tga", "a#1.tga"}, {"b?.tga", "b?.tga"}, {"c*.tga", "c*.tga"}, {"d#.tga", "d7.tga"}}) {
     ASSERT_TRUE(c.add(folder / given, false, false, false)) << given;
-    EXPECT_EQ(c.track_at(0).source_type, source_type::image) << given;
-    EXPECT_EQ(c.track_at(0).path, folder / shown) << given;
+    EXPECT_EQ(c.doc.track_at(0).source.type, source_type::image) << given;
+    EXPECT_EQ(c.doc.track_at(0).source.path, folder / shown) << given;
   }
   EXPECT_TRUE(c.errors.empty());
 }
@@ -181,8 +181,8 @@ TEST_F(adding, what_does_not_open_is_one_line_and_no_layer) {
   EXPECT_FALSE(c.add(folder / "rubbish.mov", false, false, false));
   ASSERT_EQ(c.errors.size(), 1u);
   EXPECT_TRUE(c.errors[0].starts_with('"' + (folder / "rubbish.mov") + "\": Open error 0x")) << c.errors[0];
-  EXPECT_EQ(c.track_count(), 0);
-  EXPECT_EQ(c.tm_n, 250);
+  EXPECT_EQ(c.doc.track_count(), 0);
+  EXPECT_EQ(c.doc.tm_n, 250);
 }
 
 TEST_F(adding, sound_alone) {
@@ -199,11 +199,11 @@ TEST_F(adding, sound_alone) {
   int started = 0;
   c.hooks.start_audio = [&] { ++started; };
   ASSERT_TRUE(c.add(folder / "a.wav", false, false, false));
-  const ksn::track_info& track = c.track_at(0);
-  EXPECT_EQ(track.source_type, source_type::wave);
-  EXPECT_EQ(track.frames, 38);
-  EXPECT_TRUE(track.audible);
-  EXPECT_TRUE(track.has_audio());
+  const ksn::track_info& track = c.doc.track_at(0);
+  EXPECT_EQ(track.source.type, source_type::wave);
+  EXPECT_EQ(track.source.frames, 38);
+  EXPECT_TRUE(track.sound.audible);
+  EXPECT_TRUE(track.source.has_audio());
   EXPECT_EQ(track.name, "a.wav");
   EXPECT_EQ(started, 1);
   write_file(folder / "b.wav", "no wave");
@@ -214,9 +214,9 @@ TEST_F(adding, sound_alone) {
 }
 
 TEST_F(adding, layers_made_inside) {
-  c.mask_size = {200, 100};
+  c.doc.mask_size = {200, 100};
   c.hooks.text = [](std::string_view key) { return "<" + std::string(key) + ">"; };
-  c.default_text_attr.size = 99;
+  c.settings.default_text_attr.size = 99;
   c.new_adjustment_layer();
   c.new_brush_layer(20);
   c.new_brush_sequence_layer(30);
@@ -225,43 +225,43 @@ TEST_F(adding, layers_made_inside) {
   const source_type types[] = {source_type::text, source_type::brush_sequence, source_type::brush,
                                source_type::adjustment};
   for (int i = 0; i < 4; ++i) {
-    EXPECT_EQ(c.track_at(i).source_type, types[i]);
-    EXPECT_EQ(c.track_at(i).width, 200);
-    EXPECT_EQ(c.track_at(i).crop_wh, (math::point{200, 100}));
-    EXPECT_TRUE(c.track_at(i).visible);
+    EXPECT_EQ(c.doc.track_at(i).source.type, types[i]);
+    EXPECT_EQ(c.doc.track_at(i).source.width, 200);
+    EXPECT_EQ(c.doc.track_at(i).placement.crop_wh, (math::point{200, 100}));
+    EXPECT_TRUE(c.doc.track_at(i).look.visible);
   }
-  EXPECT_EQ(c.track_at(0).text_attr.size, 99);
-  EXPECT_EQ(c.tm_n, 30);
+  EXPECT_EQ(c.doc.track_at(0).lettering.text_attr.size, 99);
+  EXPECT_EQ(c.doc.tm_n, 30);
 }
 
 TEST_F(adding, new_composition_takes_the_defaults) {
   files("a", 1, 3);
-  c.set_timeline_length(77, false);
+  c.doc.set_timeline_length(77, false);
   ASSERT_TRUE(c.add(folder / "a.#.tga", false, false, false));
   int filed = 0;
-  c.hooks.file_among_unsaved = [&] { filed = c.track_count(); };
-  c.default_cfps = 2400;
-  c.default_back_color = ksn::back_color_type::green;
-  c.default_frame_base = 1;
-  c.zoom_factor2 = 250;
-  c.pan_position = {3, 4};
-  c.set_view_aspect(2.0);
+  c.hooks.file_among_unsaved = [&] { filed = c.doc.track_count(); };
+  c.settings.default_cfps = 2400;
+  c.settings.default_back_color = ksn::back_color_type::green;
+  c.settings.default_frame_base = 1;
+  c.view.zoom_factor2 = 250;
+  c.view.pan_position = {3, 4};
+  c.view.set_view_aspect(2.0);
   c.file_name = "/x.ksncomp";
-  c.tm_t = 2;
-  c.playing = true;
+  c.doc.tm_t = 2;
+  c.doc.playing = true;
   c.new_composition(true);
   EXPECT_EQ(filed, 1);
-  EXPECT_EQ(c.track_count(), 0);
-  EXPECT_TRUE(c.selection.empty());
-  EXPECT_EQ(c.fpcs, 2400);
-  EXPECT_EQ(c.back_color, ksn::back_color_type::green);
-  EXPECT_EQ(c.frame_base, 1);
-  EXPECT_EQ(c.zoom(), 1.0);
-  EXPECT_EQ(c.pan_position, math::pointd());
+  EXPECT_EQ(c.doc.track_count(), 0);
+  EXPECT_TRUE(c.doc.selection.empty());
+  EXPECT_EQ(c.doc.fpcs, 2400);
+  EXPECT_EQ(c.doc.back_color, ksn::back_color_type::green);
+  EXPECT_EQ(c.doc.frame_base, 1);
+  EXPECT_EQ(c.view.zoom(), 1.0);
+  EXPECT_EQ(c.view.pan_position, math::pointd());
   EXPECT_EQ(c.file_name, "");
   EXPECT_EQ(c.timeline(), "77: 0 to 77, at 0");
-  EXPECT_FALSE(c.timeline_user_set);
-  EXPECT_FALSE(c.playing);
+  EXPECT_FALSE(c.doc.timeline_user_set);
+  EXPECT_FALSE(c.doc.playing);
   EXPECT_EQ(c.dropped, std::vector<std::string>{"all"});
 }
 

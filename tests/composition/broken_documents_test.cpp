@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include "composition/document.h"
 #include "composition/document_kinds.h"
 #include "composition/invariants.h"
+#include "composition/test_document.h"
 #include "io/exceptions.h"
 #include "io/file.h"
 #include "io/packer.h"

@@ -30,7 +30,7 @@ struct settings_kind {
   static value tree(const document_rows& rows) { return rows.settings(); }
   template <class A>
   static void read(A& archive, ksn::composition_view& view) {
-    view.creation_timestamp = 5;
+    view.settings.creation_timestamp = 5;
     ksn::read_settings(archive, view);
   }
   template <class A>

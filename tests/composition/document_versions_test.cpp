@@ -109,7 +109,7 @@ TEST(document_versions, curves_within_a_transfer) {
   transfer.parts.insert(transfer.parts.begin() + 2, {{"name", text("old.lut")}, {"tables", list(curves)}});
   ksn::composition_view view;
   read_document<composition_kind>(bytes_of(tree, "composition", false), false, view);
-  const img::correction& found = view.tracks.at(0).tf;
+  const img::correction& found = view.doc.tracks.at(0).look.tf;
   EXPECT_EQ(found.color_space, 0) << "3 is no colour space";
   EXPECT_EQ(found.lookup, "old.lut");
   ASSERT_TRUE(found.lookup_table.has_curves());
@@ -125,7 +125,7 @@ TEST(document_versions, from_the_future) {
   tree.parts.push_back({"more", integer(1)});
   ksn::composition_view view;
   EXPECT_EQ(read_document<composition_kind>(bytes_of(tree, "composition", false), false, view), 4u);
-  EXPECT_EQ(view.vars["shot"], "a 1");
+  EXPECT_EQ(view.doc.vars["shot"], "a 1");
   for (const bool xml : {false, true}) {
     EXPECT_THROW(read_document<composition_kind>(bytes_of(tree, "composition", xml, 5), xml, view),
                  io::invalid_version);

@@ -4,10 +4,10 @@
 #include <filesystem>
 #include <sstream>
 
-#include "composition/document.h"
 #include "composition/invariants.h"
 #include "composition/layer_stack.h"
 #include "composition/stereo_pair.h"
+#include "composition/test_document.h"
 #include "composition/versions.h"
 #include "support/numbered_movie.h"
 
@@ -49,11 +49,11 @@ TEST_F(movies, the_container_decides_the_reader) {
     support::document c;
     ASSERT_TRUE(c.add(folder / r.name, false, false, false)) << r.name;
     EXPECT_TRUE(c.errors.empty()) << c.errors.front();
-    const track_info& track = c.track_at(0);
-    EXPECT_EQ(track.source_type, r.expected) << r.name;
-    EXPECT_EQ(track.frames, 12) << r.name;
+    const track_info& track = c.doc.track_at(0);
+    EXPECT_EQ(track.source.type, r.expected) << r.name;
+    EXPECT_EQ(track.source.frames, 12) << r.name;
     EXPECT_EQ(track.name, r.name);
-    EXPECT_EQ(track.path, folder / r.name);
+    EXPECT_EQ(track.source.path, folder / r.name);
     EXPECT_EQ(ksn::broken_invariant(c), "");
   }
 }
@@ -69,29 +69,30 @@ TEST_F(movies, fill_in_the_layer_and_the_timeline) {
   c.hooks.start_audio = [&] { ++started; };
   ASSERT_TRUE(c.add(folder / "a.mov", false, false, false));
   const auto facts = [&] {
-    const track_info& track = c.track_at(0);
+    const track_info& track = c.doc.track_at(0);
     std::ostringstream text;
-    text << track.width << "x" << track.height << ", " << track.fpcs2 << ", " << track.begin << " + " << track.in()
-         << " to " << track.out() << ", " << ksn::word_of(track.alpha_type) << (track.visible ? ", visible" : "")
-         << (track.audible ? ", audible" : "") << (track.has_audio() ? ", sound" : "");
+    text << track.source.width << "x" << track.source.height << ", " << track.source.fpcs2 << ", " << track.timing.begin
+         << " + " << track.in() << " to " << track.out() << ", " << ksn::word_of(track.look.alpha_type)
+         << (track.look.visible ? ", visible" : "") << (track.sound.audible ? ", audible" : "")
+         << (track.source.has_audio() ? ", sound" : "");
     return text.str();
   };
   EXPECT_EQ(facts(), "160x96, 2398, 0 + 0 to 36, pm, visible, audible, sound");
   EXPECT_EQ(started, 1);
-  EXPECT_EQ(c.fpcs, 2398) << "the first layer brings its rate";
+  EXPECT_EQ(c.doc.fpcs, 2398) << "the first layer brings its rate";
   EXPECT_EQ(c.timeline(), "36: 0 to 36, at 0");
 
   ASSERT_TRUE(c.add(folder / "silent.mkv", false, false, false));
   EXPECT_EQ(facts(), "160x96, 5000, 0 + 0 to 300, ignore, visible");
-  EXPECT_EQ(c.fpcs, 2398);
+  EXPECT_EQ(c.doc.fpcs, 2398);
   EXPECT_EQ(c.timeline(), "300: 0 to 36, at 0");
 
   // A copy shares the open movie, or opens it again; either shows the same frames.
-  c.selection = {1};
+  c.doc.selection = {1};
   ksn::layer_duplicate(c);
   img::image image;
-  ASSERT_TRUE(c.track_at(2).clip);
-  ASSERT_TRUE(c.track_at(2).clip->read(7, 0, image));
+  ASSERT_TRUE(c.doc.track_at(2).source.clip);
+  ASSERT_TRUE(c.doc.track_at(2).source.clip->read(7, 0, image));
   EXPECT_EQ(support::number_in(image), 7);
 }
 
@@ -103,11 +104,11 @@ TEST_F(movies, another_version_or_eye_brings_its_own_frames_and_sound) {
   support::document c;
   ASSERT_TRUE(c.add(folder / "left_v1.mov", false, false, false));
   const auto expect = [&](int layer, const std::string& name, int frames, bool sound) {
-    const track_info& track = c.track_at(layer);
-    EXPECT_EQ(track.path, folder / name);
-    EXPECT_EQ(track.frames, frames) << name;
-    EXPECT_EQ(track.has_audio(), sound) << name;
-    EXPECT_TRUE(track.clip) << name;
+    const track_info& track = c.doc.track_at(layer);
+    EXPECT_EQ(track.source.path, folder / name);
+    EXPECT_EQ(track.source.frames, frames) << name;
+    EXPECT_EQ(track.source.has_audio(), sound) << name;
+    EXPECT_TRUE(track.source.clip) << name;
   };
   ksn::layer_next_version(c);
   expect(0, "left_v2.mov", 24, false);

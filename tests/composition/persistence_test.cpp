@@ -7,9 +7,9 @@
 
 #include <cstdlib>
 
-#include "composition/document.h"
 #include "composition/invariants.h"
 #include "composition/recent_items.h"
+#include "composition/test_document.h"
 #include "composition/window_file.h"
 #include "io/exceptions.h"
 #include "support/archive_tree.h"
@@ -24,19 +24,19 @@ using support::write_file;
 TEST(persistence, a_composition_comes_back_the_same) {
   const temp_folder folder;
   document written;
-  written.tm_t = 12.5;
-  written.aspect = 1.25;  // six digits hold it
-  written.vars = {{"shot", "a < b & \"c\"\n'"}, {"", ""}};
+  written.doc.tm_t = 12.5;
+  written.view.aspect = 1.25;  // six digits hold it
+  written.doc.vars = {{"shot", "a < b & \"c\"\n'"}, {"", ""}};
   std::vector<std::uint16_t> cube(img::lookup_table::cube_entries, 16383);
-  written.lookup_table_map["cold.cube"].set_3d(cube, false);
+  written.doc.lookup_table_map["cold.cube"].set_3d(cube, false);
   ksn::track_info& first = written.put("plate", 5, 4);
-  first.tf.lookup_table = written.lookup_table_map["cold.cube"];
-  first.text = "H\xC3\xA9 \xF0\x9F\x8E\xAC";
-  first.path = "/no wh\xC3\xA9re/a\"b<c>&d/";
-  first.layers = {{0, -1, "main"}, {2, 1, "Z"}, {2, 2, "A"}};
-  first.layer = {2, 2, "A"};
-  written.put_still("matte").alpha_source_id = written.track_at(0).id;
-  written.selection = {1};
+  first.look.tf.lookup_table = written.doc.lookup_table_map["cold.cube"];
+  first.lettering.text = "H\xC3\xA9 \xF0\x9F\x8E\xAC";
+  first.source.path = "/no wh\xC3\xA9re/a\"b<c>&d/";
+  first.source.image_layers = {{0, -1, "main"}, {2, 1, "Z"}, {2, 2, "A"}};
+  first.source.image_layer = {2, 2, "A"};
+  written.put_still("matte").look.alpha_source_id = written.doc.track_at(0).id;
+  written.doc.selection = {1};
   const std::string binary = folder / "shot.ksncomp";
   const std::string xml = folder / "shot.XML";
   for (const std::string& path : {binary, xml}) ksn::save_composition(written, path);
@@ -45,7 +45,7 @@ TEST(persistence, a_composition_comes_back_the_same) {
     ksn::load_composition(found, path, false);
     EXPECT_EQ(ksn::broken_invariant(found), "");
     EXPECT_EQ(found.stack(), "plate [matte]");
-    EXPECT_EQ(found.vars, written.vars);
+    EXPECT_EQ(found.doc.vars, written.doc.vars);
     for (const std::string& form : {binary, xml}) {
       const std::string again = folder / "again" + form.substr(form.rfind('.'));
       ksn::save_composition(found, again);
@@ -73,13 +73,13 @@ TEST(persistence, pictures_and_sound_are_in_binary_files_only) {
   for (const source_type type :
        {source_type::clipboard_image, source_type::brush, source_type::brush_sequence, source_type::embedded_audio}) {
     ksn::track_info& layer = written.put_still("kept", type);
-    layer.frames = 3;
-    layer.opacity = 40;
+    layer.source.frames = 3;
+    layer.look.opacity = 40;
   }
-  written.track_at(0).clipboard_image = canvas(1);
-  written.track_at(1).brush_image = canvas(2);
-  written.track_at(2).brush_seq = {{0, canvas(3)}, {2, canvas(4)}};
-  written.track_at(3).audio = sound;
+  written.doc.track_at(0).source.clipboard_image = canvas(1);
+  written.doc.track_at(1).source.brush_image = canvas(2);
+  written.doc.track_at(2).source.brush_seq = {{0, canvas(3)}, {2, canvas(4)}};
+  written.doc.track_at(3).source.audio = sound;
   for (const char* name : {"a.ksncomp", "a.xml"}) ksn::save_composition(written, folder / name);
 
   document found;
@@ -87,19 +87,20 @@ TEST(persistence, pictures_and_sound_are_in_binary_files_only) {
   const auto blue = [](const img::image_ptr& picture) {
     return picture && picture->metadata.contains("a") ? *picture->row(0, 29) : -1;
   };
-  EXPECT_EQ(blue(found.track_at(0).clipboard_image), 1);
-  EXPECT_EQ(blue(found.track_at(1).brush_image), 2);
-  EXPECT_EQ(found.track_at(2).brush_seq.size(), 2u);
-  EXPECT_EQ(blue(found.track_at(2).brush_seq[2]), 4);
-  ASSERT_TRUE(found.track_at(3).audio);
-  EXPECT_EQ(found.track_at(3).audio->data, sound->data);
-  EXPECT_EQ(found.track_at(3).audio->sample_rate, 44100u);
-  for (int i = 0; i < 4; ++i) EXPECT_EQ(found.track_at(i).source_type, written.track_at(i).source_type);
+  EXPECT_EQ(blue(found.doc.track_at(0).source.clipboard_image), 1);
+  EXPECT_EQ(blue(found.doc.track_at(1).source.brush_image), 2);
+  EXPECT_EQ(found.doc.track_at(2).source.brush_seq.size(), 2u);
+  EXPECT_EQ(blue(found.doc.track_at(2).source.brush_seq[2]), 4);
+  ASSERT_TRUE(found.doc.track_at(3).source.audio);
+  EXPECT_EQ(found.doc.track_at(3).source.audio->data, sound->data);
+  EXPECT_EQ(found.doc.track_at(3).source.audio->sample_rate, 44100u);
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(found.doc.track_at(i).source.type, written.doc.track_at(i).source.type);
   ksn::load_composition(found, folder / "a.xml", false);
-  for (const ksn::track_info& empty : found.tracks) {
-    EXPECT_EQ(empty.source_type, source_type::none);
-    EXPECT_EQ(empty.opacity, 40);
-    EXPECT_FALSE(empty.clipboard_image || empty.brush_image || empty.audio || !empty.brush_seq.empty());
+  for (const ksn::track_info& empty : found.doc.tracks) {
+    EXPECT_EQ(empty.source.type, source_type::none);
+    EXPECT_EQ(empty.look.opacity, 40);
+    EXPECT_FALSE(empty.source.clipboard_image || empty.source.brush_image || empty.source.audio ||
+                 !empty.source.brush_seq.empty());
   }
 }
 
@@ -128,37 +129,38 @@ TEST(persistence, sources_are_found_where_they_moved) {
     const bool whole_path = row.stored[0] == '=';
     const std::string stored = whole_path ? folder / (row.stored + 1) : std::string(row.stored);
     document written;
-    written.put("p", 0, 3).path = stored;  // only the first of its frames is there
-    written.track_at(0).names = {"p.1.tga", "p.2.tga", "p.3.tga"};
-    written.put_still("still").path = stored + "still.tga";
-    written.put_still("gone").path = "/old/gone.tga";
+    written.put("p", 0, 3).source.path = stored;  // only the first of its frames is there
+    written.doc.track_at(0).source.names = {"p.1.tga", "p.2.tga", "p.3.tga"};
+    written.put_still("still").source.path = stored + "still.tga";
+    written.put_still("gone").source.path = "/old/gone.tga";
     const std::string path = folder / row.composition;
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     ksn::save_composition(written, path);
     document found;
     ksn::load_composition(found, path, false);
     const std::string expected = row.found[0] == '/' ? std::string(row.found) : folder / row.found;
-    EXPECT_EQ(found.track_at(0).path, expected);
-    EXPECT_EQ(found.track_at(1).path, expected + "still.tga");
-    EXPECT_EQ(found.track_at(2).path, "/old/gone.tga");
+    EXPECT_EQ(found.doc.track_at(0).source.path, expected);
+    EXPECT_EQ(found.doc.track_at(1).source.path, expected + "still.tga");
+    EXPECT_EQ(found.doc.track_at(2).source.path, "/old/gone.tga");
   }
 }
 
 TEST(persistence, settings_start_the_first_document) {
   const temp_folder folder;
   ksn::composition_view written;
-  written.default_cfps = 2398;
-  written.default_frame_base = 1;
-  written.default_back_custom_color = {255, 1, 2, 3};
-  written.default_aspect = {{{720, 576}, 1.5}, {{1, 1}, 0.0}};
+  written.settings.default_cfps = 2398;
+  written.settings.default_frame_base = 1;
+  written.settings.default_back_custom_color = {255, 1, 2, 3};
+  written.settings.default_aspect = {{{720, 576}, 1.5}, {{1, 1}, 0.0}};
   for (const char* name : {"a.dat", "a.xml"}) {
     ksn::save_settings_file(written, folder / name);
     ksn::composition_view found;
     ksn::load_settings_file(found, folder / name);
-    EXPECT_EQ(found.fpcs, 2398);
-    EXPECT_EQ(found.frame_base, 1);
-    EXPECT_EQ(found.back_custom_color, (lib::color{255, 1, 2, 3}));
-    EXPECT_EQ(found.default_aspect, (std::map<std::pair<int, int>, double>{{{720, 576}, 1.5}})) << "0 is no aspect";
+    EXPECT_EQ(found.doc.fpcs, 2398);
+    EXPECT_EQ(found.doc.frame_base, 1);
+    EXPECT_EQ(found.doc.back_custom_color, (lib::color{255, 1, 2, 3}));
+    EXPECT_EQ(found.settings.default_aspect, (std::map<std::pair<int, int>, double>{{{720, 576}, 1.5}}))
+        << "0 is no aspect";
   }
   // What a file holds in front of its broken place is taken.
   std::string text = read_file(folder / "a.xml");
@@ -166,8 +168,8 @@ TEST(persistence, settings_start_the_first_document) {
   write_file(folder / "a.xml", text);
   ksn::composition_view found;
   EXPECT_THROW(ksn::load_settings_file(found, folder / "a.xml"), io::exception);
-  EXPECT_EQ(found.default_cfps, 2398);
-  EXPECT_EQ(found.default_frame_base, 0);
+  EXPECT_EQ(found.settings.default_cfps, 2398);
+  EXPECT_EQ(found.settings.default_frame_base, 0);
 }
 
 // The folders of the user's documents are in a fresh place while it lives.
@@ -222,7 +224,7 @@ TEST(persistence, programs_that_end_at_once) {
     const pid_t child = fork();
     if (child == 0) {
       ksn::composition_view settings;
-      settings.volume = program;
+      settings.settings.volume = program;
       bool good = true;
       for (int i = 0; i < 5; ++i) {
         good = ksn::save_settings(settings) && good;
@@ -246,7 +248,7 @@ TEST(persistence, programs_that_end_at_once) {
   EXPECT_EQ(items.size(), 20u) << "no program undoes what another noted";
   ksn::composition_view settings;
   EXPECT_TRUE(ksn::load_settings(settings));
-  EXPECT_LT(settings.volume, programs);
+  EXPECT_LT(settings.settings.volume, programs);
   platform::window_placement placement;
   EXPECT_TRUE(ksn::load_window_placement(placement));
   for (const std::string& folder : {user.data(), user.config()}) {

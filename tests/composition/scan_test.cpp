@@ -3,8 +3,8 @@
 
 #include <filesystem>
 
-#include "composition/document.h"
 #include "composition/sequence.h"
+#include "composition/test_document.h"
 
 namespace {
 
@@ -76,20 +76,20 @@ TEST(scan, files_and_their_frames) {
       EXPECT_EQ(errors, std::vector{'"' + pattern + "\": Path contains no images"});
       continue;
     }
-    EXPECT_EQ(record.source_type, r.type) << what;
+    EXPECT_EQ(record.source.type, r.type) << what;
     if (r.type == ksn::source_type::image) {
-      EXPECT_EQ(record.path, folder / r.names);
+      EXPECT_EQ(record.source.path, folder / r.names);
       EXPECT_EQ(record.name, r.names);
-      EXPECT_EQ(record.frames, 1);
+      EXPECT_EQ(record.source.frames, 1);
       continue;
     }
-    EXPECT_EQ(joined(record.names), r.names) << what;
-    EXPECT_EQ(record.frames, static_cast<int>(record.names.size()));
-    EXPECT_EQ(record.path, folder.path() + "/");
-    EXPECT_EQ(record.mask, r.pattern);
-    const bool header_read = !r.files.empty() && !record.names.front().ends_with(".png");
-    EXPECT_EQ(record.width, header_read ? 4 : 0) << what;
-    EXPECT_TRUE(record.visible);
+    EXPECT_EQ(joined(record.source.names), r.names) << what;
+    EXPECT_EQ(record.source.frames, static_cast<int>(record.source.names.size()));
+    EXPECT_EQ(record.source.path, folder.path() + "/");
+    EXPECT_EQ(record.source.mask, r.pattern);
+    const bool header_read = !r.files.empty() && !record.source.names.front().ends_with(".png");
+    EXPECT_EQ(record.source.width, header_read ? 4 : 0) << what;
+    EXPECT_TRUE(record.look.visible);
   }
 }
 
@@ -99,15 +99,15 @@ TEST(scan, alpha_mode_and_name) {
   write_file(folder / "shot/a.2.tga", tga(false));
   ksn::track_info record;
   ASSERT_TRUE(ksn::scan_sequence(folder / "shot/a.?.tga", "", record, ksn::alpha_type::pm, nullptr));
-  EXPECT_EQ(record.alpha_type, ksn::alpha_type::pm) << "as the first frame has alpha";
+  EXPECT_EQ(record.look.alpha_type, ksn::alpha_type::pm) << "as the first frame has alpha";
   EXPECT_EQ(record.name, "a.#.tga");
-  record.begin = 7;
-  record.send_f = 0.5;
+  record.timing.begin = 7;
+  record.timing.send_f = 0.5;
   ASSERT_TRUE(ksn::add_folder(folder / "shot", record, ksn::alpha_type::pm, nullptr));
   EXPECT_EQ(record.name, "shot");
-  EXPECT_EQ(record.mask, "*");
-  EXPECT_EQ(record.begin, 0);
-  EXPECT_EQ(record.send_f, 1.0);
+  EXPECT_EQ(record.source.mask, "*");
+  EXPECT_EQ(record.timing.begin, 0);
+  EXPECT_EQ(record.timing.send_f, 1.0);
 }
 
 TEST(scan, folders_links_and_broken_headers) {
@@ -118,9 +118,9 @@ TEST(scan, folders_links_and_broken_headers) {
   std::filesystem::create_symlink("gone", folder / "s.4.tga");
   ksn::track_info record;
   ASSERT_TRUE(ksn::scan_sequence(folder / "s.?.tga", "", record, ksn::alpha_type::mask, nullptr));
-  EXPECT_EQ(joined(record.names), "s.2.tga s.3.tga s.4.tga") << "the folder is no frame";
-  EXPECT_EQ(record.width, 0);
-  EXPECT_EQ(record.alpha_type, ksn::alpha_type::ignore);
+  EXPECT_EQ(joined(record.source.names), "s.2.tga s.3.tga s.4.tga") << "the folder is no frame";
+  EXPECT_EQ(record.source.width, 0);
+  EXPECT_EQ(record.look.alpha_type, ksn::alpha_type::ignore);
 }
 
 }  // namespace

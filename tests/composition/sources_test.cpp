@@ -3,10 +3,10 @@
 
 #include <filesystem>
 
-#include "composition/document.h"
 #include "composition/invariants.h"
 #include "composition/replace.h"
 #include "composition/stereo_pair.h"
+#include "composition/test_document.h"
 #include "composition/versions.h"
 #include "composition/watching.h"
 #include "platform/file_watch.h"
@@ -30,17 +30,17 @@ class source_changes : public testing::Test {
   }
   track_info& add(const std::string& path, bool single = false) {
     EXPECT_TRUE(c.add(folder / path, single, false, false)) << path;
-    return c.track_at(0);
+    return c.doc.track_at(0);
   }
   // Path below the test's folder, and pattern or nothing.
   std::string source(int index = 0) const {
-    const track_info& track = c.track_at(index);
-    EXPECT_TRUE(track.path.starts_with(folder.path() + "/")) << track.path;
-    return track.path.substr(folder.path().size() + 1) + track.mask;
+    const track_info& track = c.doc.track_at(index);
+    EXPECT_TRUE(track.source.path.starts_with(folder.path() + "/")) << track.source.path;
+    return track.source.path.substr(folder.path().size() + 1) + track.source.mask;
   }
   // The sources that the top layer, the only selected one, shows after each of the operations.
   std::string walk(std::initializer_list<void (*)(ksn::state&)> operations) {
-    c.selection = {0};
+    c.doc.selection = {0};
     std::string visited;
     for (const auto run : operations) {
       run(c);
@@ -75,13 +75,13 @@ TEST_F(source_changes, versions_of_a_sequence) {
   files({"shot_v2_comp/a_v2.1.tga", "shot_v2_comp/a_v2.2.tga", "shot_v10_comp/a_v10.1.tga", "shot_v10_comp/a_v10.2.tga",
          "shot_v3_comp/b_v3.1.tga", "shot_v4_compX/a_v4.1.tga"});
   track_info& track = add("shot_v2_comp/a_v2.#.tga");
-  EXPECT_EQ(track.version, "v2");
+  EXPECT_EQ(track.source.version, "v2");
   // v3 has no such files.
   EXPECT_EQ(walk({next}), "shot_v10_comp/a_v10.?.tga");
-  EXPECT_EQ(track.versions, (std::vector<std::string>{"v2", "v3", "v10"})) << "in the order of their numbers";
-  EXPECT_EQ(track.names, (ksn::frame_names{"a_v10.1.tga", "a_v10.2.tga"}));
+  EXPECT_EQ(track.source.versions, (std::vector<std::string>{"v2", "v3", "v10"})) << "in the order of their numbers";
+  EXPECT_EQ(track.source.names, (ksn::frame_names{"a_v10.1.tga", "a_v10.2.tga"}));
   EXPECT_EQ(track.name, "a_v10.#.tga");
-  EXPECT_EQ(track.version, "v10");
+  EXPECT_EQ(track.source.version, "v10");
   EXPECT_EQ(c.dropped, std::vector{folder / "shot_v2_comp/"});
   track.name = "mine";
   EXPECT_EQ(walk({next, previous}), "shot_v2_comp/a_v2.?.tga shot_v10_comp/a_v10.?.tga");
@@ -91,9 +91,9 @@ TEST_F(source_changes, versions_of_a_sequence) {
   EXPECT_EQ(walk({next, next}), "shot_v2_comp/a_v2.?.tga shot_v2_comp/a_v2.?.tga") << "nothing else is left";
   ksn::set_version(c, track, "v77");
   EXPECT_EQ(source(), "shot_v77_comp/a_v77.?.tga") << "asked for by name, though it is not there";
-  EXPECT_EQ(track.frames, 2);
+  EXPECT_EQ(track.source.frames, 2);
   for (const char* none : {"rubbish", ""}) ksn::set_version(c, track, none);
-  EXPECT_EQ(track.version, "v77");
+  EXPECT_EQ(track.source.version, "v77");
 }
 
 TEST_F(source_changes, versions_of_stills_and_folders) {
@@ -101,8 +101,8 @@ TEST_F(source_changes, versions_of_stills_and_folders) {
          "all/v1/x.tga", "all/v1/y.tga", "all/v2/z.tga", "all/v3/y.tga"});
   add("a_v1.tga", true);
   EXPECT_EQ(walk({next, next, next}), "a_v2.tga a_v02.tga a_v1.tga");
-  EXPECT_EQ(c.track_at(0).name, "a_v1.tga");
-  EXPECT_EQ(add("v1/b.tga", true).version, "v1");
+  EXPECT_EQ(c.doc.track_at(0).name, "a_v1.tga");
+  EXPECT_EQ(add("v1/b.tga", true).source.version, "v1");
   EXPECT_EQ(walk({next}), "v2/b.tga");
   add("v1/c_v1.tga", true);
   EXPECT_EQ(walk({next}), "v1/c_v1.tga") << "the file names the version, and there is no c_v2 nor v2/c_v2";
@@ -123,21 +123,21 @@ TEST_F(source_changes, replacing) {
   files({"a.1.tga", "a.2.tga", "a.3.tga", "b.1.tga", "b.2.tga", "still.tga"});
   track_info& track = add("a.#.tga");
   track.set_in(1);
-  track.begin = 5;
-  track.opacity = 40;
+  track.timing.begin = 5;
+  track.look.opacity = 40;
   const int id = track.id;
-  c.selection = {0};
+  c.doc.selection = {0};
   EXPECT_TRUE(ksn::layer_replace_with(c, folder / "b.1.tga"));
   EXPECT_EQ(source(), "b.?.tga") << "a numbered file is its sequence";
   EXPECT_EQ(track.name, "b.#.tga");
-  EXPECT_EQ(track.frames, 2);
-  EXPECT_EQ(track.begin, 5);
+  EXPECT_EQ(track.source.frames, 2);
+  EXPECT_EQ(track.timing.begin, 5);
   EXPECT_EQ(track.in(), 1) << "a third of two frames";
-  EXPECT_EQ(track.opacity, 40);
+  EXPECT_EQ(track.look.opacity, 40);
   EXPECT_EQ(track.id, id);
   track.name = "mine";
   EXPECT_TRUE(ksn::layer_replace_with(c, folder / "still.tga"));
-  EXPECT_EQ(track.source_type, source_type::image);
+  EXPECT_EQ(track.source.type, source_type::image);
   EXPECT_EQ(track.name, "mine");
   EXPECT_EQ(track.default_name, "still.tga");
   EXPECT_FALSE(ksn::layer_replace_with(c, folder / "gone.tga"));
@@ -152,7 +152,7 @@ TEST_F(source_changes, neighbours_in_the_folder) {
          "alone/x.1.tga", "alone/x.2.tga"});
   add("p2.tga", true);
   EXPECT_EQ(walk({forward, forward, forward, back}), "p10.tga p1.tga p2.tga p1.tga");
-  EXPECT_EQ(c.track_at(0).source_type, source_type::image);
+  EXPECT_EQ(c.doc.track_at(0).source.type, source_type::image);
   add("s/a.#.tga");
   // From a still to the next still.
   EXPECT_EQ(walk({forward, forward, forward}), "s/b.?.tga s/c.tga s/a.1.tga");
@@ -184,34 +184,35 @@ TEST_F(source_changes, the_other_eye_by_path) {
     for (const char* file : r.files) write_file(place / file, tga());
     EXPECT_TRUE(d.add(place / r.path, false, false, true));
     if (!*r.other) {
-      EXPECT_EQ(d.track_count(), 1) << r.path;
-      EXPECT_EQ(d.track_at(0).target_view, ksn::target_view_type::both);
+      EXPECT_EQ(d.doc.track_count(), 1) << r.path;
+      EXPECT_EQ(d.doc.track_at(0).look.target_view, ksn::target_view_type::both);
       continue;
     }
-    ASSERT_EQ(d.track_count(), 2) << r.path;
-    EXPECT_EQ(d.track_at(0).path + d.track_at(0).mask, place / r.other);
+    ASSERT_EQ(d.doc.track_count(), 2) << r.path;
+    EXPECT_EQ(d.doc.track_at(0).source.path + d.doc.track_at(0).source.mask, place / r.other);
     const auto left = ksn::target_view_type::left;
     const auto right = ksn::target_view_type::right;
-    EXPECT_EQ(d.track_at(1).target_view, r.original_is_left ? left : right) << r.path;
-    EXPECT_EQ(d.track_at(0).target_view, r.original_is_left ? right : left) << r.path;
-    EXPECT_EQ(d.selection, std::set<int>{1}) << "the original stays selected";
+    EXPECT_EQ(d.doc.track_at(1).look.target_view, r.original_is_left ? left : right) << r.path;
+    EXPECT_EQ(d.doc.track_at(0).look.target_view, r.original_is_left ? right : left) << r.path;
+    EXPECT_EQ(d.doc.selection, std::set<int>{1}) << "the original stays selected";
     EXPECT_EQ(ksn::broken_invariant(d), "");
   }
 }
 
 TEST_F(source_changes, the_other_eye_by_image_layer) {
   track_info& track = c.put_still("exr");
-  track.layers = {{}, {2, 1, "left"}, {2, 2, "right"}, {2, 3, "depth.left"}, {2, 4, "depth.right"}, {2, 5, "x.right"}};
-  c.selection = {0};
+  track.source.image_layers = {
+      {}, {2, 1, "left"}, {2, 2, "right"}, {2, 3, "depth.left"}, {2, 4, "depth.right"}, {2, 5, "x.right"}};
+  c.doc.selection = {0};
   EXPECT_FALSE(ksn::add_other_stereo_view(c)) << "no layer chosen";
-  c.track_at(0).layer = c.track_at(0).layers[5];
+  c.doc.track_at(0).source.image_layer = c.doc.track_at(0).source.image_layers[5];
   EXPECT_FALSE(ksn::add_other_stereo_view(c)) << "no x.left";
-  c.track_at(0).layer = c.track_at(0).layers[4];
+  c.doc.track_at(0).source.image_layer = c.doc.track_at(0).source.image_layers[4];
   EXPECT_TRUE(ksn::add_other_stereo_view(c));
-  EXPECT_EQ(c.track_at(0).layer.name, "depth.left");
-  EXPECT_EQ(c.track_at(0).target_view, ksn::target_view_type::left);
-  EXPECT_EQ(c.track_at(1).target_view, ksn::target_view_type::right);
-  EXPECT_NE(c.track_at(0).id, c.track_at(1).id);
+  EXPECT_EQ(c.doc.track_at(0).source.image_layer.name, "depth.left");
+  EXPECT_EQ(c.doc.track_at(0).look.target_view, ksn::target_view_type::left);
+  EXPECT_EQ(c.doc.track_at(1).look.target_view, ksn::target_view_type::right);
+  EXPECT_NE(c.doc.track_at(0).id, c.doc.track_at(1).id);
 }
 
 TEST_F(source_changes, a_growing_sequence_takes_the_view_along) {
@@ -237,21 +238,21 @@ TEST_F(source_changes, a_growing_sequence_takes_the_view_along) {
     for (int n = 11; n <= 22; ++n) write_file(frame(n), tga());
     ASSERT_TRUE(d.add(place / "r.##.tga", false, false, false));
     const std::string_view change = r.change;
-    if (change.ends_with("timeline")) d.set_timeline_length(10, true);
-    d.tm_l = r.wa_end;
-    d.tm_t = r.time;
-    d.playing = change.ends_with("playing");
+    if (change.ends_with("timeline")) d.doc.set_timeline_length(10, true);
+    d.doc.tm_l = r.wa_end;
+    d.doc.tm_t = r.time;
+    d.doc.playing = change.ends_with("playing");
     if (change == "one less") {
       fs::remove(frame(12));
     } else {
       for (const int n : {23, 24}) write_file(frame(n), tga());
     }
     ksn::layer_rescan_sequence(d);
-    EXPECT_EQ(d.track_at(0).out(), change == "one less" ? 11 : 14) << r.change;
+    EXPECT_EQ(d.doc.track_at(0).out(), change == "one less" ? 11 : 14) << r.change;
     EXPECT_EQ(d.timeline(), r.timeline_after) << r.change << " at " << r.time;
     for (const auto& entry : fs::directory_iterator(place.path())) fs::remove(entry);
     ksn::layer_rescan_sequence(d);
-    EXPECT_EQ(d.track_at(0).names, ksn::frame_names{"r.11.tga"}) << "one frame stays";
+    EXPECT_EQ(d.doc.track_at(0).source.names, ksn::frame_names{"r.11.tga"}) << "one frame stays";
     EXPECT_EQ(ksn::broken_invariant(d), "");
   }
 }
@@ -266,14 +267,14 @@ TEST_F(source_changes, a_watch_scans_again_until_it_ends) {
   EXPECT_FALSE(watched());
   ksn::layer_watch_sequence(c);
   EXPECT_TRUE(watched());
-  EXPECT_EQ(track.frames, 2);
+  EXPECT_EQ(track.source.frames, 2);
   files({"r/a.3.tga"});
   EXPECT_TRUE(watched());
-  EXPECT_EQ(track.frames, 3);
+  EXPECT_EQ(track.source.frames, 3);
   ksn::layer_watch_sequence(c);
   files({"r/a.4.tga"});
   EXPECT_FALSE(watched());
-  EXPECT_EQ(track.frames, 3);
+  EXPECT_EQ(track.source.frames, 3);
 
   // It ends with its folder, and can't be started without, which nobody is told.
   for (const bool moved : {false, true}) {
@@ -290,7 +291,7 @@ TEST_F(source_changes, a_watch_scans_again_until_it_ends) {
     EXPECT_FALSE(watched());
   }
   EXPECT_TRUE(c.errors.empty());
-  track.range = "1-2";
+  track.source.range = "1-2";
   EXPECT_FALSE(ksn::can_watch_selected(c));
 }
 

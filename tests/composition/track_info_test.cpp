@@ -11,11 +11,11 @@ using ksn::track_info;
 
 track_info sequence_of(int frames, double retime = 1.0, double first = 0.0, double end = 1.0) {
   track_info track;
-  track.source_type = ksn::source_type::sequence;
-  track.frames = frames;
-  track.retime = retime;
-  track.sbegin_f = first;
-  track.send_f = end;
+  track.source.type = ksn::source_type::sequence;
+  track.source.frames = frames;
+  track.timing.retime = retime;
+  track.timing.sbegin_f = first;
+  track.timing.send_f = end;
   return track;
 }
 
@@ -52,17 +52,17 @@ TEST(track_info, length_in_out_and_layer_end) {
 TEST(track_info, setters_keep_the_fractions_normalised) {
   track_info track = sequence_of(10);
   track.set_in(3);
-  EXPECT_DOUBLE_EQ(track.sbegin_f, 0.3);
-  EXPECT_DOUBLE_EQ(track.send_f, 1.0);
+  EXPECT_DOUBLE_EQ(track.timing.sbegin_f, 0.3);
+  EXPECT_DOUBLE_EQ(track.timing.send_f, 1.0);
   track.set_out(25);
   EXPECT_EQ(track.out(), 25);
-  EXPECT_DOUBLE_EQ(track.send_f, 2.5);
+  EXPECT_DOUBLE_EQ(track.timing.send_f, 2.5);
   track.set_in(40);  // clamped to the last frame of a pass
   EXPECT_EQ(track.in(), 9);
-  EXPECT_DOUBLE_EQ(track.sbegin_f, 0.9);
+  EXPECT_DOUBLE_EQ(track.timing.sbegin_f, 0.9);
   track.set_out(-7);
   EXPECT_EQ(track.out(), 10);
-  EXPECT_DOUBLE_EQ(track.send_f, 1.0);
+  EXPECT_DOUBLE_EQ(track.timing.send_f, 1.0);
   track.set_in_out(2, 4);
   EXPECT_EQ(track.in(), 2);
   EXPECT_EQ(track.out(), 4);
@@ -90,11 +90,11 @@ TEST(track_info, source_position) {
   };
   for (const row& r : rows) {
     track_info track = sequence_of(r.frames, r.retime, r.first, r.end);
-    track.begin = r.begin;
+    track.timing.begin = r.begin;
     EXPECT_DOUBLE_EQ(track.source_position(r.t), r.position) << "at " << r.t << " of a layer from " << r.begin;
   }
   track_info still = sequence_of(1, 50.0);
-  still.source_type = ksn::source_type::image;
+  still.source.type = ksn::source_type::image;
   EXPECT_DOUBLE_EQ(still.source_position(30.0), 0.0);
   EXPECT_DOUBLE_EQ(still.source_position(50.0), -1.0);
 }
@@ -113,9 +113,9 @@ TEST(track_info, fades) {
   };
   for (const row& r : rows) {
     track_info track = sequence_of(50);
-    track.begin = 100;
-    track.fade_in = r.fade_in;
-    track.fade_out = r.fade_out;
+    track.timing.begin = 100;
+    track.timing.fade_in = r.fade_in;
+    track.timing.fade_out = r.fade_out;
     EXPECT_EQ(track.faded_value(r.t, r.base), r.value)
         << "base " << r.base << " fades " << r.fade_in << "," << r.fade_out << " at " << r.t;
   }
@@ -124,14 +124,14 @@ TEST(track_info, fades) {
 TEST(track_info, setters_with_rules) {
   track_info track;
   for (const auto& [given, stored] : {std::pair{0.002, 0.002}, {-2.0, 0.001}, {double(NAN), 0.001}}) {
-    track.set_aspect(given);
-    EXPECT_DOUBLE_EQ(track.aspect, stored) << given;
+    track.placement.set_aspect(given);
+    EXPECT_DOUBLE_EQ(track.placement.aspect, stored) << given;
   }
   for (const auto& [given, stored] : {std::pair{2, 2}, {-50, 1}}) {
-    track.set_scale_x(given);
-    track.set_scale_y(given);
-    EXPECT_EQ(track.scale_x, stored) << given;
-    EXPECT_EQ(track.scale_y, stored) << given;
+    track.placement.set_scale_x(given);
+    track.placement.set_scale_y(given);
+    EXPECT_EQ(track.placement.scale_x, stored) << given;
+    EXPECT_EQ(track.placement.scale_y, stored) << given;
   }
 }
 

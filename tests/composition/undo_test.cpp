@@ -5,11 +5,11 @@
 #include <functional>
 
 #include "composition/canvas.h"
-#include "composition/document.h"
 #include "composition/layer_placement.h"
 #include "composition/layer_stack.h"
 #include "composition/layer_state.h"
 #include "composition/layer_time.h"
+#include "composition/test_document.h"
 
 namespace {
 
@@ -19,14 +19,15 @@ using support::document;
 
 // All that a gesture on layers may change, as text.
 std::string snapshot(const state& c) {
-  std::string text = std::to_string(c.tm_n) + "," + std::to_string(c.tm_l) + ";";
-  for (const track_info& t : c.tracks) {
+  std::string text = std::to_string(c.doc.tm_n) + "," + std::to_string(c.doc.tm_l) + ";";
+  for (const track_info& t : c.doc.tracks) {
     for (const int value :
-         {t.id, t.begin, t.in(), t.out(), t.pos.x, t.pos.y, t.crop_xy.x, t.crop_xy.y, t.crop_wh.x, t.crop_wh.y,
-          static_cast<int>(t.alpha_type), static_cast<int>(t.blend_type), static_cast<int>(t.depth_blend_type)}) {
+         {t.id, t.timing.begin, t.in(), t.out(), t.placement.pos.x, t.placement.pos.y, t.placement.crop_xy.x,
+          t.placement.crop_xy.y, t.placement.crop_wh.x, t.placement.crop_wh.y, static_cast<int>(t.look.alpha_type),
+          static_cast<int>(t.look.blend_type), static_cast<int>(t.look.depth_blend_type)}) {
       text += std::to_string(value) + " ";
     }
-    if (t.brush_image) text += "painted " + std::to_string(t.brush_image->row(0, 0)[0]);
+    if (t.source.brush_image) text += "painted " + std::to_string(t.source.brush_image->row(0, 0)[0]);
     text += ";";
   }
   return text;
@@ -39,7 +40,7 @@ struct gesture {
 };
 
 void paint(document& c, int value) {
-  track_info& track = c.track_at(c.selected_index());
+  track_info& track = c.doc.track_at(c.doc.selected_index());
   img::image_ptr before = ksn::canvas_at(track, 0);
   if (before) before = std::make_shared<img::image>(*before);
   ksn::canvas_for_painting(c, track, 0)->row(0, 0)[0] = static_cast<std::uint8_t>(value);
@@ -47,36 +48,36 @@ void paint(document& c, int value) {
 }
 
 void crop(document& c) {
-  c.selection = {0};
-  track_info& track = c.track_at(0);
-  track.crop = true;
-  const ksn::crop_fields before{track.crop_xy, track.crop_wh};
-  track.crop_xy = {5, 6};
-  track.crop_wh = {7, 8};
+  c.doc.selection = {0};
+  track_info& track = c.doc.track_at(0);
+  track.placement.crop = true;
+  const ksn::crop_fields before{track.placement.crop_xy, track.placement.crop_wh};
+  track.placement.crop_xy = {5, 6};
+  track.placement.crop_wh = {7, 8};
   c.set_undo_action(std::make_shared<ksn::undo_layer_move_crop>(track, before));
 }
 
 void drag_in_time(document& c) {
-  for (const int index : c.selection) c.track_at(index).begin += 12;
+  for (const int index : c.doc.selection) c.doc.track_at(index).timing.begin += 12;
   c.set_undo_action(std::make_shared<ksn::undo_multiple_move_in_timeline>(c, 12));
 }
 
 // Selects these layers first.
 auto on(std::set<int> layers, std::function<void(document&)> make) {
   return [=](document& c) {
-    c.selection = layers;
+    c.doc.selection = layers;
     make(c);
   };
 }
 
 auto select(std::set<int> layers) {
-  return [=](document& c) { c.selection = layers; };
+  return [=](document& c) { c.doc.selection = layers; };
 }
 
 template <class Mode>
-auto set_all(Mode track_info::*field, Mode mode) {
+auto set_all(Mode ksn::layer_look::*field, Mode mode) {
   return [=](document& c) {
-    for (track_info& track : c.tracks) track.*field = mode;
+    for (track_info& track : c.doc.tracks) track.look.*field = mode;
   };
 }
 
@@ -85,25 +86,25 @@ void move(document& c) {
 }
 
 void delete_first(document& c) {
-  c.selection = {0};
-  c.tracks.pop_front();
+  c.doc.selection = {0};
+  c.doc.tracks.pop_front();
 }
 
 const gesture gestures[] = {
     {"align_at_current", ksn::layer_align_in, select({1})},
-    {"align_at_current", ksn::layer_align_in, [](document& c) { c.track_at(0).set_in(4); }},
+    {"align_at_current", ksn::layer_align_in, [](document& c) { c.doc.track_at(0).set_in(4); }},
     {"position_after", ksn::layer_position_after, select({1})},
-    {"move_in_timeline", on({1}, ksn::layer_shift_left), [](document& c) { c.track_at(1).begin = 77; }},
+    {"move_in_timeline", on({1}, ksn::layer_shift_left), [](document& c) { c.doc.track_at(1).timing.begin = 77; }},
     {"multiple_move_in_timeline", drag_in_time, select({1})},
     {"layer_move", move, select({})},
     {"layer_move", move, delete_first},
-    {"layer_move_crop", crop, [](document& c) { c.track_at(0).crop = false; }},
+    {"layer_move_crop", crop, [](document& c) { c.doc.track_at(0).placement.crop = false; }},
     {"alpha_mode_change", [](document& c) { ksn::set_alpha_mode(c, ksn::alpha_type::pm); },
-     set_all(&track_info::alpha_type, ksn::alpha_type::normal)},
+     set_all(&ksn::layer_look::alpha_type, ksn::alpha_type::normal)},
     {"blend_mode_change", [](document& c) { ksn::set_blend_mode(c, ksn::blend_type::screen); },
-     set_all(&track_info::blend_type, ksn::blend_type::multiply)},
+     set_all(&ksn::layer_look::blend_type, ksn::blend_type::multiply)},
     {"depth_mode_change", [](document& c) { ksn::set_depth_mode(c, ksn::depth_blend_type::combine); },
-     set_all(&track_info::depth_blend_type, ksn::depth_blend_type::ignore)},
+     set_all(&ksn::layer_look::depth_blend_type, ksn::depth_blend_type::ignore)},
     {"brush_stroke", on({2}, [](document& c) { paint(c, 50); }), select({1})},
     {"clear_canvas", on({3}, ksn::clear_canvas), select({1})},
 };
@@ -114,13 +115,13 @@ void fill(document& c) {
   c.put("b", 40, 20);
   for (const int index : {2, 3}) {
     track_info& canvas = c.put_still("canvas", ksn::source_type::brush);
-    canvas.width = canvas.height = 2;
-    c.selection = {index};
+    canvas.source.width = canvas.source.height = 2;
+    c.doc.selection = {index};
     if (index == 3) paint(c, 60);
   }
   c.undo_stack.reset();
-  c.selection = {0, 1};
-  c.set_current_time(25);
+  c.doc.selection = {0, 1};
+  c.doc.set_current_time(25);
 }
 
 TEST(undo, twice_is_redo_while_the_step_fits) {
@@ -158,13 +159,13 @@ TEST(undo, delete_comes_back_once) {
   EXPECT_EQ(c.undo_stack->text_key(), "undo_delete_layers");
   c.put("d");
   EXPECT_FALSE(c.can_undo()) << "the count is another";
-  c.tracks.pop_back();
+  c.doc.tracks.pop_back();
   c.undo();
   EXPECT_EQ(c.stack(), "[a] [b] canvas canvas");
   EXPECT_FALSE(c.can_undo());
   c.undo();
   EXPECT_EQ(c.stack(), "[a] [b] canvas canvas");
-  c.selection = {1};
+  c.doc.selection = {1};
   ksn::layer_delete_selected(c);
   EXPECT_EQ(c.undo_stack->text_key(), "undo_delete_layer");
 }
@@ -172,37 +173,37 @@ TEST(undo, delete_comes_back_once) {
 TEST(undo, mode_change_leaves_layers_that_went_on) {
   document c;
   fill(c);
-  c.track_at(1).blend_type = ksn::blend_type::add;
+  c.doc.track_at(1).look.blend_type = ksn::blend_type::add;
   ksn::set_blend_mode(c, ksn::blend_type::screen);
-  c.track_at(0).blend_type = ksn::blend_type::multiply;
+  c.doc.track_at(0).look.blend_type = ksn::blend_type::multiply;
   c.undo();
-  EXPECT_EQ(c.track_at(0).blend_type, ksn::blend_type::multiply);
-  EXPECT_EQ(c.track_at(1).blend_type, ksn::blend_type::add);
+  EXPECT_EQ(c.doc.track_at(0).look.blend_type, ksn::blend_type::multiply);
+  EXPECT_EQ(c.doc.track_at(1).look.blend_type, ksn::blend_type::add);
 }
 
 TEST(undo, a_new_gesture_replaces_the_old_and_frees_its_picture) {
   document c;
   fill(c);
-  c.selection = {2};
+  c.doc.selection = {2};
   paint(c, 1);
   paint(c, 2);
   const std::weak_ptr<ksn::undo_action> first = c.undo_stack;
   paint(c, 3);
   EXPECT_TRUE(first.expired());
   c.undo();
-  EXPECT_EQ(c.track_at(2).brush_image->row(0, 0)[0], 2);
+  EXPECT_EQ(c.doc.track_at(2).source.brush_image->row(0, 0)[0], 2);
 }
 
 TEST(undo, position_after_leaves_a_timeline_that_was_changed_since) {
   document c;
   fill(c);
-  c.set_timeline_length(20, true);
+  c.doc.set_timeline_length(20, true);
   ksn::layer_position_after(c);
-  EXPECT_EQ(c.tm_n, 77);  // a stands from 57, 20 frames long
-  c.set_timeline_length(500, true);
+  EXPECT_EQ(c.doc.tm_n, 77);  // a stands from 57, 20 frames long
+  c.doc.set_timeline_length(500, true);
   c.undo();
-  EXPECT_EQ(c.tm_n, 500);
-  EXPECT_EQ(c.track_at(0).begin, 10);
+  EXPECT_EQ(c.doc.tm_n, 500);
+  EXPECT_EQ(c.doc.track_at(0).timing.begin, 10);
 }
 
 }  // namespace

@@ -22,12 +22,12 @@ struct stage {
   clock playback{composition, cache};
 
   stage(int fpcs, int first, int end, ksn::repeat_type repeat) {
-    composition.tm_n = std::max(250, end);
-    composition.tm_f = first;
-    composition.tm_l = end;
-    composition.fpcs = fpcs;
-    composition.repeat = repeat;
-    composition.playing = true;
+    composition.doc.tm_n = std::max(250, end);
+    composition.doc.tm_f = first;
+    composition.doc.tm_l = end;
+    composition.doc.fpcs = fpcs;
+    composition.doc.repeat = repeat;
+    composition.doc.playing = true;
     cache.memory_load = [] { return 0; };
   }
   void tick(double elapsed) { playback.tick(elapsed, false); }
@@ -57,13 +57,13 @@ TEST(clock, lists_of_frames) {
   };
   for (const row& r : rows) {
     stage s(1000, 2, 6, r.repeat);
-    s.composition.forward = r.forward;
-    s.composition.can_drop_frames = r.drop;
-    s.composition.tm_t = r.start;
+    s.composition.doc.forward = r.forward;
+    s.composition.doc.can_drop_frames = r.drop;
+    s.composition.doc.tm_t = r.start;
     std::string frames;
     for (int i = 0; i < 8; ++i) {
       s.tick(r.elapsed);
-      frames += std::to_string(static_cast<int>(s.composition.tm_t)) + (s.composition.playing ? " " : "| ");
+      frames += std::to_string(static_cast<int>(s.composition.doc.tm_t)) + (s.composition.doc.playing ? " " : "| ");
     }
     EXPECT_EQ(frames, r.frames) << r.what;
   }
@@ -95,13 +95,13 @@ TEST(clock, fractions_and_stalls) {
   };
   for (const row& r : rows) {
     stage s(r.fpcs, 10, 20, r.repeat);
-    s.composition.forward = r.forward;
-    s.composition.can_drop_frames = r.drop;
-    s.composition.tm_t = r.start;
+    s.composition.doc.forward = r.forward;
+    s.composition.doc.can_drop_frames = r.drop;
+    s.composition.doc.tm_t = r.start;
     s.playback.tick(r.elapsed, r.modal);
-    EXPECT_NEAR(s.composition.tm_t, r.expected, 1e-9) << r.what << r.elapsed;
+    EXPECT_NEAR(s.composition.doc.tm_t, r.expected, 1e-9) << r.what << r.elapsed;
     const bool turned = r.repeat == ping_pong && !r.modal;
-    EXPECT_EQ(s.composition.forward, turned ? !r.forward : r.forward) << r.what;
+    EXPECT_EQ(s.composition.doc.forward, turned ? !r.forward : r.forward) << r.what;
   }
 }
 
@@ -110,19 +110,19 @@ TEST(clock, the_frame_that_is_shown) {
   stage s(1000, 2, 6, none);
   auto& c = s.composition;
   const auto shown = [&] { return static_cast<int>(s.playback.shown_time()); };
-  c.tm_t = 5;
+  c.doc.tm_t = 5;
   EXPECT_EQ(shown(), 5);
   s.tick(0.1);
-  ASSERT_EQ(c.tm_t, 6.0);
+  ASSERT_EQ(c.doc.tm_t, 6.0);
   EXPECT_EQ(shown(), 5);
   s.tick(0.1);
   EXPECT_EQ(shown(), 5);
-  c.set_current_time(7);
+  c.doc.set_current_time(7);
   EXPECT_EQ(shown(), 7);
   s.tick(0.1);
-  c.set_current_time(6);
+  c.doc.set_current_time(6);
   EXPECT_EQ(shown(), 6) << "a place that was chosen is itself";
-  c.set_current_time(250);
+  c.doc.set_current_time(250);
   EXPECT_EQ(shown(), 249) << "the timeline's last";
 }
 
@@ -179,11 +179,11 @@ ksn::track_info sounding_layer(int frames) {
     wave->data[i] = static_cast<std::uint8_t>(level >> (i & 1 ? 8 : 0));
   }
   ksn::track_info track;
-  track.source_type = ksn::source_type::wave;
-  track.frames = frames;
-  track.fpcs = 2500;
-  track.audio = wave;
-  track.audible = true;
+  track.source.type = ksn::source_type::wave;
+  track.source.frames = frames;
+  track.source.fpcs = 2500;
+  track.source.audio = wave;
+  track.sound.audible = true;
   return track;
 }
 
@@ -191,7 +191,7 @@ struct sounding_stage : stage {
   made_up_device device;
   sounding_stage() : stage(2500, 0, 250, loop) {
     playback.audio = &device;
-    composition.tracks.push_back(sounding_layer(250));
+    composition.doc.tracks.push_back(sounding_layer(250));
   }
 };
 
@@ -221,26 +221,26 @@ TEST(clock, who_gives_the_time) {
   };
   for (const row& r : rows) {
     sounding_stage s;
-    s.composition.can_drop_frames = r.drop;
-    s.composition.forward = r.forward;
-    s.composition.tm_t = 100.0;
+    s.composition.doc.can_drop_frames = r.drop;
+    s.composition.doc.forward = r.forward;
+    s.composition.doc.tm_t = 100.0;
     if (!r.device) s.playback.audio = nullptr;
     int asked = 0;
     if (r.output) s.playback.device_clock = [&](double) { return ++asked, 0.08; };
-    s.composition.tracks[0].audible = r.audible;
+    s.composition.doc.tracks[0].sound.audible = r.audible;
     s.device.play = r.play;
     s.tick(0.0);
-    s.composition.tm_t = 100.0;
+    s.composition.doc.tm_t = 100.0;
     s.device.readable = r.cursors;
     s.device.play = (r.play + platform::audio_ring_bytes / 5) % platform::audio_ring_bytes;
     s.tick(r.timer);
-    EXPECT_NEAR(s.composition.tm_t - 100.0, r.frames, 1e-6) << r.what;
+    EXPECT_NEAR(s.composition.doc.tm_t - 100.0, r.frames, 1e-6) << r.what;
     EXPECT_EQ(asked, r.output ? 2 : 0) << r.what;
   }
   sounding_stage just_opened;
   just_opened.device.play = 100000;
   just_opened.tick(0.04);
-  EXPECT_NEAR(just_opened.composition.tm_t, 1.0, 1e-6) << "no jump by what it played before";
+  EXPECT_NEAR(just_opened.composition.doc.tm_t, 1.0, 1e-6) << "no jump by what it played before";
 }
 
 TEST(clock, sound_reaches_the_ring_behind_the_lead) {
@@ -264,8 +264,8 @@ TEST(clock, sound_reaches_the_ring_behind_the_lead) {
     EXPECT_EQ(s.device.sample(44100), 0) << "what plays now is not touched";
     ASSERT_EQ(s.device.sample(20000), level);
     s.device.written = 0;
-    s.composition.playing = r.playing;
-    s.composition.forward = r.forward;
+    s.composition.doc.playing = r.playing;
+    s.composition.doc.forward = r.forward;
     if (r.elapsed != 0.0) s.device.play += 4000;
     s.playback.tick(r.elapsed, r.modal);
     EXPECT_EQ(s.device.written != 0, r.heard >= 0) << r.what;
@@ -280,16 +280,16 @@ struct cached_loop {
 
   cached_loop(int first, int end)
       : s(2500, first, end, loop),
-        track(s.composition.tracks.emplace_back(support::plain_layer(end, "BGR", 1, 1, {1, 2, 3}))) {
-    for (int i = 0; i < end; ++i) s.cache.touch(s.cache.get_clip_frame(key(i), *track.clip, i, nullptr));
+        track(s.composition.doc.tracks.emplace_back(support::plain_layer(end, "BGR", 1, 1, {1, 2, 3}))) {
+    for (int i = 0; i < end; ++i) s.cache.touch(s.cache.get_clip_frame(key(i), *track.source.clip, i, nullptr));
   }
   cache::frame_key key(int frame) const { return cache::key_of_frame(track, frame, ksn::cache_resolution_type::full); }
   // The frames in the order in which they would be given up.
   std::string order() {
     std::string out;
-    std::vector<bool> gone(static_cast<std::size_t>(track.frames));
+    std::vector<bool> gone(static_cast<std::size_t>(track.source.frames));
     while (s.cache.evict_oldest()) {
-      for (int i = 0; i < track.frames; ++i) {
+      for (int i = 0; i < track.source.frames; ++i) {
         if (gone[static_cast<std::size_t>(i)] || s.cache.find(key(i))) continue;
         gone[static_cast<std::size_t>(i)] = true;
         out += std::to_string(i) + " ";
@@ -315,7 +315,7 @@ TEST(clock, sweep_and_ahead_touch) {
   };
   for (const row& r : sweeps) {
     cached_loop loop(r.first, r.end);
-    loop.s.composition.tm_t = r.current;
+    loop.s.composition.doc.tm_t = r.current;
     loop.s.playback.keep_alive_sweep();
     EXPECT_EQ(loop.order(), r.order) << r.what;
   }
@@ -326,18 +326,18 @@ TEST(clock, sweep_and_ahead_touch) {
   };
   for (const row& r : touches) {
     cached_loop loop(r.first, r.end);
-    loop.s.composition.tm_t = r.current;
+    loop.s.composition.doc.tm_t = r.current;
     loop.s.tick(0.04);
     EXPECT_EQ(loop.order(), r.order) << r.what;
   }
   // What is not cached, or not there, is not touched.
   for (const int which : {0, 1, 2}) {
     cached_loop loop(0, 8);
-    if (which == 0) loop.track.visible = false;
-    if (which == 1) loop.track.disable_cache = true;
-    if (which == 2) loop.track.begin = 100;
+    if (which == 0) loop.track.look.visible = false;
+    if (which == 1) loop.track.source.disable_cache = true;
+    if (which == 2) loop.track.timing.begin = 100;
     loop.s.playback.keep_alive_sweep();
-    loop.track.begin = 0;
+    loop.track.timing.begin = 0;
     EXPECT_EQ(loop.order(), "0 1 2 3 4 5 6 7 ") << which;
   }
 }
@@ -347,10 +347,10 @@ TEST(clock, actions_of_the_transport) {
   command::engine engine(s.composition);
   playback::register_playback_actions(engine, s.playback);
   auto& c = s.composition;
-  c.playing = false;
-  c.tracks.push_back(sounding_layer(10));
-  c.tracks.push_back(sounding_layer(10));
-  c.tracks[1].source_type = ksn::source_type::brush_sequence;
+  c.doc.playing = false;
+  c.doc.tracks.push_back(sounding_layer(10));
+  c.doc.tracks.push_back(sounding_layer(10));
+  c.doc.tracks[1].source.type = ksn::source_type::brush_sequence;
   struct row {
     const char* action;
     ksn::repeat_type repeat;
@@ -374,16 +374,16 @@ TEST(clock, actions_of_the_transport) {
       {"reverse_playback_direction", loop, 12, "forward", 12},
   };
   for (const row& r : rows) {
-    for (ksn::track_info& track : c.tracks) track.frame_states.assign(4, 2);
-    c.repeat = r.repeat;
-    c.tm_t = r.from;
+    for (ksn::track_info& track : c.doc.tracks) track.source.frame_states.assign(4, 2);
+    c.doc.repeat = r.repeat;
+    c.doc.tm_t = r.from;
     EXPECT_TRUE(engine.action_enabled(r.action));
     engine.execute_action(r.action);
-    std::string state = !c.playing ? "stopped" : c.forward ? "forward" : "backward";
-    if (c.tracks[0].frame_states.empty()) state += " swept";
+    std::string state = !c.doc.playing ? "stopped" : c.doc.forward ? "forward" : "backward";
+    if (c.doc.tracks[0].source.frame_states.empty()) state += " swept";
     EXPECT_EQ(state, r.state) << r.action;
-    EXPECT_EQ(c.tm_t, r.time) << r.action;
-    EXPECT_EQ(c.tracks[1].frame_states.size(), 4u) << "painted frames are known without the cache";
+    EXPECT_EQ(c.doc.tm_t, r.time) << r.action;
+    EXPECT_EQ(c.doc.tracks[1].source.frame_states.size(), 4u) << "painted frames are known without the cache";
   }
 }
 

@@ -18,11 +18,11 @@ ksn::track_info layer_of(std::vector<std::uint8_t> data, int bits, int channels,
   wave->sample_rate = static_cast<std::uint32_t>(rate);
   wave->data = std::move(data);
   ksn::track_info track;
-  track.source_type = ksn::source_type::wave;
-  track.frames = 100;
-  track.fpcs = 2500;
-  track.audio = wave;
-  track.audible = true;
+  track.source.type = ksn::source_type::wave;
+  track.source.frames = 100;
+  track.source.fpcs = 2500;
+  track.source.audio = wave;
+  track.sound.audible = true;
   return track;
 }
 
@@ -64,10 +64,10 @@ TEST(mixer, places) {
   EXPECT_EQ(out[0], 8820) << "frame 10 at 25 a second is 0.4 s";
   playback::render_layer(track, 0.0, 5000, 0.5, out);
   EXPECT_EQ(out[2 * 40], 20) << "twice the rate, half the speed, half the samples";
-  track.begin = 50;
+  track.timing.begin = 50;
   playback::render_layer(track, 10.0, 2500, 1.0, out);
   EXPECT_EQ(out[0], 0) << "before its start there is silence";
-  track.audio.reset();
+  track.source.audio.reset();
   EXPECT_FALSE(playback::render_layer(track, 60.0, 2500, 1.0, out));
 
   const ksn::track_info absurd = layer_of({1, 2, 3, 4}, 16, 2, 2147483647);
@@ -107,8 +107,8 @@ TEST(mixer, every_sample_of_a_second) {
       bool same = false;
       for (const long long index : nearest) {
         const bool inside = index < r.frames;
-        same = same || (out[2 * i] == (inside ? track.audio->sample(index, 0) : 0) &&
-                        out[2 * i + 1] == (inside ? track.audio->sample(index, r.channels > 1 ? 1 : 0) : 0));
+        same = same || (out[2 * i] == (inside ? track.source.audio->sample(index, 0) : 0) &&
+                        out[2 * i + 1] == (inside ? track.source.audio->sample(index, r.channels > 1 ? 1 : 0) : 0));
       }
       ASSERT_TRUE(same) << r.rate << " frame " << i << ": " << out[2 * i] << ' ' << out[2 * i + 1];
     }

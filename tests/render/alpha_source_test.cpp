@@ -31,23 +31,23 @@ struct setup {
   int layer_reduction = 1;
   bool attached = true;
 
-  setup() { layer.source_type = source.source_type = ksn::source_type::image; }
-  void take(channel_type channel) { layer.alpha_source_channel = channel; }
+  setup() { layer.source.type = source.source.type = ksn::source_type::image; }
+  void take(channel_type channel) { layer.look.alpha_source_channel = channel; }
   void gray_source() { source_image = support::picture("L", 4, 2, {90}); }
   void gray_layer() { layer_image = support::picture("L", 4, 2, {9}); }
   void own_alpha(int alpha) { layer_image = support::picture("BGRA", 4, 2, {1, 2, 3, alpha}); }
   void meet(mode how, bool inverted = false, channel_type own = channel_type::alpha) {
-    layer.alpha_source_mode = how;
-    layer.alpha_source_invert = inverted;
-    layer.alpha_source_channel2 = own;
+    layer.look.alpha_source_mode = how;
+    layer.look.alpha_source_invert = inverted;
+    layer.look.alpha_source_channel2 = own;
   }
   void small_source(int width, int height, int alpha = 70) {
     source_image = support::picture("BGRA", width, height, {1, 2, 3, alpha});
   }
   void cut_source(math::point centre, math::point size) {
-    source.crop = true;
-    source.crop_xy = centre;
-    source.crop_wh = size;
+    source.placement.crop = true;
+    source.placement.crop_xy = centre;
+    source.placement.crop_wh = size;
   }
   img::const_image_ptr run() const {
     layer_picture from;
@@ -69,16 +69,18 @@ const alpha_case alpha_cases[] = {
     // (54 * 60 + 183 * 50 + 19 * 40) >> 8 = 13150 >> 8
     {"luma", [](setup& s) { s.take(channel_type::luma); }, {51}},
     {"inverted source", [](setup& s) { s.meet(mode::replace, true); }, {185}},
-    {"inverted source and result", [](setup& s) { s.meet(mode::replace, true), s.layer.invert_alpha = true; }, {70}},
+    {"inverted source and result",
+     [](setup& s) { s.meet(mode::replace, true), s.layer.look.invert_alpha = true; },
+     {70}},
     {"green of a gray source", [](setup& s) { s.gray_source(), s.take(channel_type::green); }, {90}},
     {"luma of a gray source", [](setup& s) { s.gray_source(), s.take(channel_type::luma); }, {90}},
     {"a source without the channel counts as none", [](setup& s) { s.source_image = s.layer_image; }, {}},
     {"no source", [](setup& s) { s.attached = false; }, {}},
-    {"no alpha to invert", [](setup& s) { s.attached = false, s.layer.invert_alpha = true; }, {}},
-    {"own alpha", [](setup& s) { s.attached = false, s.layer.invert_alpha = true, s.own_alpha(100); }, {155}},
+    {"no alpha to invert", [](setup& s) { s.attached = false, s.layer.look.invert_alpha = true; }, {}},
+    {"own alpha", [](setup& s) { s.attached = false, s.layer.look.invert_alpha = true, s.own_alpha(100); }, {155}},
     {"a gray layer", [](setup& s) { s.gray_layer(); }, {70}},
     {"a gray layer without alpha",
-     [](setup& s) { s.attached = false, s.layer.invert_color = true, s.gray_layer(); },
+     [](setup& s) { s.attached = false, s.layer.look.invert_color = true, s.gray_layer(); },
      {}},
     // A row of four is all tail: floor(x * y / 255).
     {"255 - 155 * 185 / 255", [](setup& s) { s.own_alpha(100), s.meet(mode::combine); }, {255 - 112}},
@@ -102,7 +104,7 @@ const alpha_case alpha_cases[] = {
      },
      {70, 70, 0, 0, 70, 70, 0, 0}},
     {"stretched: nearest sample",
-     [](setup& s) { s.source_image = numbered_alpha(2, 1), s.layer.alpha_source_stretch = true; },
+     [](setup& s) { s.source_image = numbered_alpha(2, 1), s.layer.look.alpha_source_stretch = true; },
      {0, 0, 1, 1, 0, 0, 1, 1}},
     // Centre (1, 0) and size 2 by 1 from the anchor (2, 1): columns 2 and 3, row 1 (0 - 1 / 2 = 0).
     {"a cropped source",
@@ -113,7 +115,7 @@ const alpha_case alpha_cases[] = {
     {"a cropped and stretched source",
      [](setup& s) {
        s.layer_image = support::picture("BGR", 8, 1, {1, 2, 3});
-       s.layer.alpha_source_stretch = true;
+       s.layer.look.alpha_source_stretch = true;
        s.cut_source({1, 0}, {2, 4});
      },
      {0, 0, 0, 0, 70, 70, 70, 70}},
@@ -123,9 +125,9 @@ const alpha_case alpha_cases[] = {
      },
      {70}},
     {"shadows only where the source reaches",
-     [](setup& s) { s.small_source(2, 1, 50), s.layer.alpha_source_range = range::shadows; },
+     [](setup& s) { s.small_source(2, 1, 50), s.layer.look.alpha_source_range = range::shadows; },
      {0, 0, 0, 0, 0, 255, 255, 0}},
-    {"highlights", [](setup& s) { s.layer.alpha_source_range = range::highlights; }, {0}},
+    {"highlights", [](setup& s) { s.layer.look.alpha_source_range = range::highlights; }, {0}},
     // A reduced layer meets a source of full size at the same place: every second sample.
     {"a source of another reduction",
      [](setup& s) { s.layer_reduction = 2, s.source_image = numbered_alpha(8, 4); },
@@ -145,7 +147,7 @@ TEST(alpha_source, cases) {
     for (int p = 0; p < 3; ++p) {
       if (!result->has_plane(p)) continue;
       values colors = support::samples(s.layer_image, s.layer_image.has_plane(p) ? p : 0);
-      for (int& v : colors) v = s.layer.invert_color ? 255 - v : v;
+      for (int& v : colors) v = s.layer.look.invert_color ? 255 - v : v;
       EXPECT_EQ(support::samples(*result, p), colors) << c.name << " plane " << p;
     }
   }
@@ -154,7 +156,7 @@ TEST(alpha_source, cases) {
 TEST(alpha_source, inversions_and_what_the_picture_carries) {
   setup s;
   s.attached = false;
-  s.layer.invert_alpha = s.layer.invert_depth = true;
+  s.layer.look.invert_alpha = s.layer.look.invert_depth = true;
   // Neither plane exists: the picture itself.
   const auto image = std::make_shared<const img::image>(s.layer_image);
   EXPECT_EQ(render::apply_alpha_source({&s.layer, image, 1}, {}), image);
@@ -164,9 +166,9 @@ TEST(alpha_source, inversions_and_what_the_picture_carries) {
   s.layer_image.frame = 12;
   s.layer_image.user[0] = {1, 1};
   s.layer_image.hint[3] = {{1, 2}, {0, 3}};
-  s.layer.invert_color = true;
+  s.layer.look.invert_color = true;
   for (const bool alpha : {false, true}) {
-    s.layer.invert_alpha = alpha;
+    s.layer.look.invert_alpha = alpha;
     const img::const_image_ptr result = s.run();
     const int expected[] = {254, 253, 252, alpha ? 251 : 4, 250};
     for (int p = 0; p < 5; ++p) EXPECT_EQ(support::samples(*result, p), values(8, expected[p])) << p;
@@ -178,10 +180,10 @@ TEST(alpha_source, inversions_and_what_the_picture_carries) {
 
 TEST(alpha_source, of_an_adjustment_layer_is_an_alpha_plane_of_its_size) {
   setup s;
-  s.layer.source_type = ksn::source_type::adjustment;
-  s.layer.width = 6;
-  s.layer.height = 2;
-  s.layer.invert_color = true;
+  s.layer.source.type = ksn::source_type::adjustment;
+  s.layer.source.width = 6;
+  s.layer.source.height = 2;
+  s.layer.look.invert_color = true;
   const img::const_image_ptr result = s.run();
   ASSERT_TRUE(result);
   EXPECT_EQ(support::letters_of(*result), "...A");

@@ -20,13 +20,15 @@ class frame_test : public testing::Test {
 
   // Adds a layer of 4 by 2 pixels of one colour below the others and returns its record until the next one is added.
   ksn::track_info& add(std::string letters, std::vector<int> values, target_view_type eye = target_view_type::both) {
-    composition.tracks.push_back(support::plain_layer(100, letters, 4, 2, values));
-    ksn::track_info& track = composition.tracks.back();
-    track.target_view = eye;
-    if (letters == "BGRA") track.alpha_type = ksn::alpha_type::normal;
+    composition.doc.tracks.push_back(support::plain_layer(100, letters, 4, 2, values));
+    ksn::track_info& track = composition.doc.tracks.back();
+    track.look.target_view = eye;
+    if (letters == "BGRA") track.look.alpha_type = ksn::alpha_type::normal;
     return track;
   }
-  int reads(int index) { return std::static_pointer_cast<support::fake_clip>(composition.track_at(index).clip)->reads; }
+  int reads(int index) {
+    return std::static_pointer_cast<support::fake_clip>(composition.doc.track_at(index).source.clip)->reads;
+  }
   img::image render(double time = 0.0) {
     img::image target;
     render::render_frame(pipeline, composition, target, view, time);
@@ -48,7 +50,7 @@ class frame_test : public testing::Test {
 using values = std::vector<int>;
 
 TEST_F(frame_test, background_number_time_code_and_rate) {
-  composition.back_custom_color = {255, 1, 2, 3};
+  composition.doc.back_custom_color = {255, 1, 2, 3};
   const std::map<back_color_type, values> colors{
       {back_color_type::black, {0, 0, 0, 0, 0}},       {back_color_type::dark_grey, {50, 50, 50, 0, 0}},
       {back_color_type::green, {0, 255, 0, 0, 0}},     {back_color_type::blue, {255, 0, 0, 0, 0}},
@@ -56,7 +58,7 @@ TEST_F(frame_test, background_number_time_code_and_rate) {
       {back_color_type::transparent, {0, 0, 0, 0, 0}}, {back_color_type::custom, {3, 2, 1, 0, 0}},
   };
   for (const auto& [color, expected] : colors) {
-    composition.back_color = color;
+    composition.doc.back_color = color;
     const img::image frame = render(76.9);
     EXPECT_EQ(support::letters_of(frame), "BGRAZ");
     EXPECT_EQ(frame.width, 4);
@@ -72,10 +74,10 @@ TEST_F(frame_test, background_number_time_code_and_rate) {
 
 // The last layer is the lowest. One that is hidden, not there at this time or broken is left out.
 TEST_F(frame_test, order_of_layers) {
-  add("BGR", {10, 20, 30}).visible = false;
-  add("BGR", {10, 20, 30}).begin = 5;
+  add("BGR", {10, 20, 30}).look.visible = false;
+  add("BGR", {10, 20, 30}).timing.begin = 5;
   auto broken = std::make_shared<support::fake_clip>(1, [](int, int, img::image&) { return false; });
-  composition.tracks.push_back(support::clip_layer(broken, 4, 2, "/clips/broken.avi"));
+  composition.doc.tracks.push_back(support::clip_layer(broken, 4, 2, "/clips/broken.avi"));
   add("BGR", {40, 50, 60});
   add("BGR", {70, 80, 90});
   const auto layers = render::prepare_layers(pipeline, composition, 1.0);
@@ -90,13 +92,13 @@ TEST_F(frame_test, only_layers_that_take_part_are_fetched) {
   ksn::track_info plate = support::plain_layer(1, "BGR", 4, 2, {10, 20, 30});
   ksn::track_info hidden = support::plain_layer(1, "BGR", 4, 2, {70, 80, 90});
   ksn::track_info far = support::plain_layer(1, "L", 4, 2, {99});
-  plate.alpha_source_id = matte.id;
-  plate.alpha_type = ksn::alpha_type::normal;
-  plate.opacity = 50;
-  plate.fade_in = 4;
-  matte.alpha_source_id = far.id;  // a chain is fetched to its end; the plate gets the alpha of the matte's file
-  matte.visible = hidden.visible = far.visible = false;
-  composition.tracks = {matte, plate, hidden, far};
+  plate.look.alpha_source_id = matte.id;
+  plate.look.alpha_type = ksn::alpha_type::normal;
+  plate.look.opacity = 50;
+  plate.timing.fade_in = 4;
+  matte.look.alpha_source_id = far.id;  // a chain is fetched to its end; the plate gets the alpha of the matte's file
+  matte.look.visible = hidden.look.visible = far.look.visible = false;
+  composition.doc.tracks = {matte, plate, hidden, far};
 
   const auto layers = render::prepare_layers(pipeline, composition, 0.0);
   EXPECT_EQ((values{reads(0), reads(1), reads(2), reads(3)}), (values{1, 1, 0, 1}));
@@ -106,7 +108,7 @@ TEST_F(frame_test, only_layers_that_take_part_are_fetched) {
   EXPECT_EQ(support::letters_of(*layers[0].image), "BGRA");
   EXPECT_EQ(support::samples(*layers[0].image, 3), values(8, 128));
   // A saved layer frame is prepared the same way, also of a layer that is not visible.
-  composition.track_at(1).visible = false;
+  composition.doc.track_at(1).look.visible = false;
   const img::const_image_ptr saved = render::prepare_layer_picture(pipeline, composition, 1, 0.0);
   EXPECT_EQ(support::differing_plane(*saved, *layers[0].image), -1);
 }
@@ -123,11 +125,12 @@ TEST_F(frame_test, chains_of_alpha_sources_end) {
       {{false, false, true}, {1, 2, 9}, {false, false, true}},
   };
   for (const auto& c : cases) {
-    composition.tracks.assign(c.visible.size(), {});
-    for (ksn::track_info& track : composition.tracks) track.id = ksn::next_layer_id();
+    composition.doc.tracks.assign(c.visible.size(), {});
+    for (ksn::track_info& track : composition.doc.tracks) track.id = ksn::next_layer_id();
     for (std::size_t i = 0; i < c.visible.size(); ++i) {
-      composition.tracks[i].visible = c.visible[i];
-      composition.tracks[i].alpha_source_id = c.source[i] == 9 ? 1000000 : composition.tracks[c.source[i]].id;
+      composition.doc.tracks[i].look.visible = c.visible[i];
+      composition.doc.tracks[i].look.alpha_source_id =
+          c.source[i] == 9 ? 1000000 : composition.doc.tracks[c.source[i]].id;
     }
     EXPECT_EQ(render::layers_taking_part(composition), c.taking_part) << &c - cases;
   }
@@ -135,13 +138,13 @@ TEST_F(frame_test, chains_of_alpha_sources_end) {
 
 TEST_F(frame_test, adjustment_layers_carry_their_correction_and_the_alpha_of_their_source) {
   ksn::track_info adjustment;
-  adjustment.source_type = source_type::adjustment;
-  adjustment.frames = 1;
-  adjustment.width = 4;
-  adjustment.height = 2;
-  adjustment.visible = true;
-  adjustment.tf.exposure = {-10000, -10000, -10000};
-  composition.tracks = {adjustment, support::plain_layer(1, "BGR", 4, 2, {40, 50, 60})};
+  adjustment.source.type = source_type::adjustment;
+  adjustment.source.frames = 1;
+  adjustment.source.width = 4;
+  adjustment.source.height = 2;
+  adjustment.look.visible = true;
+  adjustment.look.tf.exposure = {-10000, -10000, -10000};
+  composition.doc.tracks = {adjustment, support::plain_layer(1, "BGR", 4, 2, {40, 50, 60})};
   const auto first = render::prepare_layers(pipeline, composition, 0.0);
   ASSERT_EQ(first.size(), 2u);
   EXPECT_EQ(first[1].index, 0);
@@ -149,17 +152,17 @@ TEST_F(frame_test, adjustment_layers_carry_their_correction_and_the_alpha_of_the
   ASSERT_TRUE(first[1].correction);
   EXPECT_EQ(render::prepare_layers(pipeline, composition, 0.0)[1].correction, first[1].correction);
   EXPECT_EQ(pixel(render(), 0, 0), (values{0, 0, 0, 255, 0}));
-  composition.track_at(0).tf.exposure = {0, 0, 0};
+  composition.doc.track_at(0).look.tf.exposure = {0, 0, 0};
   EXPECT_EQ(pixel(render(), 0, 0), (values{40, 50, 60, 255, 0}));
 
   ksn::track_info matte = support::plain_layer(1, "BGRA", 4, 2, {1, 2, 3, 0});
-  matte.visible = false;
-  composition.tracks.push_back(matte);
-  composition.track_at(0).alpha_source_id = matte.id;
-  composition.track_at(0).alpha_type = ksn::alpha_type::normal;
-  composition.track_at(0).tf.exposure = {-10000, -10000, -10000};
+  matte.look.visible = false;
+  composition.doc.tracks.push_back(matte);
+  composition.doc.track_at(0).look.alpha_source_id = matte.id;
+  composition.doc.track_at(0).look.alpha_type = ksn::alpha_type::normal;
+  composition.doc.track_at(0).look.tf.exposure = {-10000, -10000, -10000};
   EXPECT_EQ(pixel(render(), 0, 0), (values{40, 50, 60, 255, 0}));
-  composition.track_at(0).alpha_source_invert = true;
+  composition.doc.track_at(0).look.alpha_source_invert = true;
   EXPECT_EQ(pixel(render(), 0, 0), (values{0, 0, 0, 255, 0}));
 }
 
@@ -168,9 +171,9 @@ TEST_F(frame_test, eyes) {
   add("BGR", {10, 20, 30}, target_view_type::left);
   add("BGR", {200, 50, 90}, target_view_type::right);
   ksn::track_info both = add("BGR", {5, 6, 7});
-  both.pos = {3, 0};  // from column 3 on
-  composition.tracks.insert(composition.tracks.begin(), both);
-  composition.tracks.pop_back();
+  both.placement.pos = {3, 0};  // from column 3 on
+  composition.doc.tracks.insert(composition.doc.tracks.begin(), both);
+  composition.doc.tracks.pop_back();
   using merge = ksn::stereo_view_type;
   const values left{10, 20, 30, 255, 0};
   const values right{200, 50, 90, 255, 0};
@@ -191,9 +194,9 @@ TEST_F(frame_test, eyes) {
       {target_view_type::both, merge::checkerboard, false, {7, 4}, left, right},  // stays put on the screen
   };
   for (const auto& c : cases) {
-    composition.target_view = c.shown;
-    composition.stereo_view = c.mode;
-    composition.switch_views = c.switched;
+    composition.view.stereo_view = c.shown;
+    composition.view.stereo_mode = c.mode;
+    composition.view.switch_views = c.switched;
     view.view_origin = c.origin;
     const img::image frame = render();
     EXPECT_EQ(pixel(frame, 0, 0), c.first) << &c - cases;
@@ -203,16 +206,16 @@ TEST_F(frame_test, eyes) {
     }
   }
   // Layers of both eyes alone are the same picture twice: red becomes the mix of the own blue and green.
-  composition.tracks.resize(1);
-  composition.stereo_view = merge::anaglyph;
+  composition.doc.tracks.resize(1);
+  composition.view.stereo_mode = merge::anaglyph;
   EXPECT_EQ(pixel(render(), 3, 0), (values{5, 6, 5, 255, 0}));
 }
 
 TEST_F(frame_test, what_belongs_to_the_display_is_not_saved) {
   view.width = 40;
   view.height = 20;
-  composition.back_color = back_color_type::transparent;
-  composition.view = ksn::view_type::g_grayscale;
+  composition.doc.back_color = back_color_type::transparent;
+  composition.view.channels = ksn::view_type::g_grayscale;
   EXPECT_EQ(pixel(render(), 39, 19), (values{0, 0, 0, 0, 0}));
   add("BGR", {10, 100, 30});
   EXPECT_EQ(pixel(render(), 20, 10), (values{10, 100, 30, 255, 0}));
@@ -232,7 +235,7 @@ TEST_F(frame_test, what_belongs_to_the_display_is_not_saved) {
   EXPECT_EQ(pixel(moved, 5, 5), light);  // screen 0, 8
   EXPECT_EQ(pixel(moved, 4, 4), light);  // screen -1, 7
   EXPECT_EQ(pixel(moved, 5, 4), dark);   // screen 0, 7
-  composition.back_color = back_color_type::black;
+  composition.doc.back_color = back_color_type::black;
   EXPECT_EQ(pixel(render(), 0, 0), (values{0, 0, 0, 0, 0}));
 }
 
@@ -244,7 +247,7 @@ TEST_F(frame_test, reduced_layers_keep_their_place_and_size) {
     for (int x = 8; x < 16; ++x) image.row(0, 0)[x] = image.row(0, 4)[x] = 200;
     return true;
   });
-  composition.tracks = {support::clip_layer(clip, 16, 8)};
+  composition.doc.tracks = {support::clip_layer(clip, 16, 8)};
   const img::image whole = render();
   EXPECT_EQ(pixel(whole, 12, 5)[0], 9);
   for (const auto resolution : {ksn::cache_resolution_type::half, ksn::cache_resolution_type::quarter}) {
@@ -260,8 +263,8 @@ TEST_F(frame_test, same_frame_for_every_number_of_threads_and_every_level) {
   view.width = 131;
   view.height = 67;
   view.for_display = true;
-  composition.back_color = back_color_type::transparent;
-  composition.target_view = target_view_type::both;
+  composition.doc.back_color = back_color_type::transparent;
+  composition.view.stereo_view = target_view_type::both;
   for (int i = 0; i < 5; ++i) {
     auto clip = std::make_shared<support::fake_clip>(1, [i](int, int, img::image& image) {
       const img::image bytes = support::random_picture("BGRAZ", 90 + 7 * i, 70 - 7 * i, static_cast<unsigned>(i));
@@ -272,29 +275,29 @@ TEST_F(frame_test, same_frame_for_every_number_of_threads_and_every_level) {
       return true;
     });
     ksn::track_info track = support::clip_layer(clip, 90 + 7 * i, 70 - 7 * i, "/clips/" + std::to_string(i));
-    track.alpha_type = ksn::alpha_type::normal;
-    track.opacity = 100 - 20 * i;
-    track.scale_x = 100 + 30 * i;
-    track.target_view = static_cast<target_view_type>(i % 3);
-    track.ck_primary.enabled = i == 1;
-    track.tf.exposure = {20 * i, 0, -10 * i};
-    track.tf.saturation = {100 + i, 100 + i, 100 + i};
-    track.invert_depth = track.invert_color = i == 2;
-    track.alpha_source_range = ksn::alpha_source_range_type::midtones;
-    if (i > 0) track.alpha_source_id = composition.tracks.back().id;
-    composition.tracks.push_back(track);
+    track.look.alpha_type = ksn::alpha_type::normal;
+    track.look.opacity = 100 - 20 * i;
+    track.placement.scale_x = 100 + 30 * i;
+    track.look.target_view = static_cast<target_view_type>(i % 3);
+    track.look.ck_primary.enabled = i == 1;
+    track.look.tf.exposure = {20 * i, 0, -10 * i};
+    track.look.tf.saturation = {100 + i, 100 + i, 100 + i};
+    track.look.invert_depth = track.look.invert_color = i == 2;
+    track.look.alpha_source_range = ksn::alpha_source_range_type::midtones;
+    if (i > 0) track.look.alpha_source_id = composition.doc.tracks.back().id;
+    composition.doc.tracks.push_back(track);
   }
   const ksn::view_type shown[] = {ksn::view_type::rgb, ksn::view_type::luma, ksn::view_type::g_color,
                                   ksn::view_type::b_hidden, ksn::view_type::alpha};
   for (int round = 0; round < 5; ++round) {
-    composition.stereo_view = static_cast<ksn::stereo_view_type>(round % 4);
-    composition.view = shown[round];
-    for (ksn::track_info& track : composition.tracks) {
-      track.alpha_source_mode = static_cast<ksn::alpha_source_mode_type>(round % 3);
-      track.alpha_source_stretch = round % 2 == 1;
-      track.alpha_source_channel = track.alpha_source_channel2 =
+    composition.view.stereo_mode = static_cast<ksn::stereo_view_type>(round % 4);
+    composition.view.channels = shown[round];
+    for (ksn::track_info& track : composition.doc.tracks) {
+      track.look.alpha_source_mode = static_cast<ksn::alpha_source_mode_type>(round % 3);
+      track.look.alpha_source_stretch = round % 2 == 1;
+      track.look.alpha_source_channel = track.look.alpha_source_channel2 =
           round == 3 ? ksn::channel_type::luma : ksn::channel_type::alpha;
-      track.channels = shown[(round + 1 + track.scale_x / 30) % 5];
+      track.look.channels = shown[(round + 1 + track.placement.scale_x / 30) % 5];
     }
     lib::set_thread_count(1);
     pipeline.forget_all();

@@ -29,11 +29,11 @@ TEST(geometry, layer_scale) {
   };
   for (const auto& c : cases) {
     ksn::track_info track;
-    track.source_type = c.type;
-    track.disable_cache = c.direct;
-    track.scale_x = c.scale_x;
-    track.scale_y = c.scale_y;
-    track.aspect = c.aspect;
+    track.source.type = c.type;
+    track.source.disable_cache = c.direct;
+    track.placement.scale_x = c.scale_x;
+    track.placement.scale_y = c.scale_y;
+    track.placement.aspect = c.aspect;
     const render::layer_geometry scale = render::layer_scale(track, c.zoom_x, c.zoom_y, c.resolution);
     EXPECT_EQ(scale.num_x, c.num_x) << &c - cases;
     EXPECT_EQ(scale.num_y, c.num_y) << &c - cases;
@@ -58,13 +58,13 @@ TEST(geometry, crop_rect) {
   };
   for (const auto& c : cases) {
     ksn::track_info track;
-    track.width = 640;
-    track.height = 360;
-    track.crop_xy = c.centre;
-    track.crop_wh = c.size;
-    track.scale_x = c.scale_x;
-    track.scale_y = c.scale_y;
-    track.aspect = c.aspect;
+    track.source.width = 640;
+    track.source.height = 360;
+    track.placement.crop_xy = c.centre;
+    track.placement.crop_wh = c.size;
+    track.placement.scale_x = c.scale_x;
+    track.placement.scale_y = c.scale_y;
+    track.placement.aspect = c.aspect;
     EXPECT_EQ(render::crop_rect(track), c.expected) << &c - cases;
   }
 }

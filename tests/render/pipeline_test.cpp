@@ -39,7 +39,7 @@ class pipeline_test : public testing::Test {
 };
 
 std::shared_ptr<support::fake_clip> clip_of(const ksn::track_info& track) {
-  return std::static_pointer_cast<support::fake_clip>(track.clip);
+  return std::static_pointer_cast<support::fake_clip>(track.source.clip);
 }
 
 img::lookup_table black_cube() {
@@ -66,37 +66,40 @@ struct treatment {
 
 const treatment treatments[] = {
     {"nothing", [](ksn::track_info&) {}, treatment::same, {100, 150, 200}},
-    {"placement", [](ksn::track_info& t) { t.scale_x = 50, t.invert_color = true; }, treatment::same, {100, 150, 200}},
+    {"placement",
+     [](ksn::track_info& t) { t.placement.scale_x = 50, t.look.invert_color = true; },
+     treatment::same,
+     {100, 150, 200}},
     {"a correction that is off",
-     [](ksn::track_info& t) { t.tf.exposure[1] = 100, t.tf.disable_cc = true; },
+     [](ksn::track_info& t) { t.look.tf.exposure[1] = 100, t.look.tf.disable_cc = true; },
      treatment::shared,
      {100, 150, 200}},
     {"channels",
-     [](ksn::track_info& t) { t.channels = ksn::view_type::r_grayscale; },
+     [](ksn::track_info& t) { t.look.channels = ksn::view_type::r_grayscale; },
      treatment::made_anew,
      {200, 200, 200}},
     // D(100 / 255) * 0 for blue
-    {"exposure", [](ksn::track_info& t) { t.tf.exposure[0] = -10000; }, treatment::made_anew, {0, 150, 200}},
+    {"exposure", [](ksn::track_info& t) { t.look.tf.exposure[0] = -10000; }, treatment::made_anew, {0, 150, 200}},
     // No saturation: every channel becomes 0.2126 R + 0.7152 G + 0.0722 B = 157.0; in 1/256, 54 * 200 >> 8 and
     // 183 * 150 >> 8 and 18 * 100 >> 8 are 42, 107 and 7 in a row of four.
-    {"saturation", [](ksn::track_info& t) { t.tf.saturation.fill(0); }, treatment::made_anew, {156, 156, 156}},
+    {"saturation", [](ksn::track_info& t) { t.look.tf.saturation.fill(0); }, treatment::made_anew, {156, 156, 156}},
     // 100 / 255 * 1023 = 401.2: 1 - 401 / 1023 = 0.608, and so on
     {"curves",
-     [](ksn::track_info& t) { t.tf.lookup_table = inverting_curves(); },
+     [](ksn::track_info& t) { t.look.tf.lookup_table = inverting_curves(); },
      treatment::made_anew,
      {155, 105, 55}},
-    {"cube", [](ksn::track_info& t) { t.tf.lookup_table = black_cube(); }, treatment::made_anew, {0, 0, 0}},
-    {"key", [](ksn::track_info& t) { t.ck_primary.enabled = true; }, treatment::made_anew, {100, 150, 200, 255}},
+    {"cube", [](ksn::track_info& t) { t.look.tf.lookup_table = black_cube(); }, treatment::made_anew, {0, 0, 0}},
+    {"key", [](ksn::track_info& t) { t.look.ck_primary.enabled = true; }, treatment::made_anew, {100, 150, 200, 255}},
     // The key sees what lookup and space have made, and neither is applied to that again.
     {"key behind curves",
      [](ksn::track_info& t) {
-       t.tf.lookup_table = inverting_curves(), t.ck_primary = {true, {255, 55, 105, 155}};
+       t.look.tf.lookup_table = inverting_curves(), t.look.ck_primary = {true, {255, 55, 105, 155}};
      },
      treatment::made_anew,
      {155, 105, 55, 0}},
     {"key behind a space",
      [](ksn::track_info& t) {
-       t.tf.color_space = 1, t.ck_primary = {true, {255, 229, 202, 168}};
+       t.look.tf.color_space = 1, t.look.ck_primary = {true, {255, 229, 202, 168}};
      },
      treatment::made_anew,
      {168, 202, 229, 0}},
@@ -132,10 +135,10 @@ TEST_F(pipeline_test, pictures_and_what_they_are_made_from) {
 
 TEST_F(pipeline_test, source_frames_by_time) {
   ksn::track_info track = support::plain_layer(3, "BGR", 4, 2, {100, 150, 200});
-  track.channels = ksn::view_type::b_grayscale;
-  track.begin = 10;
-  track.retime = 2.0;
-  track.send_f = 2.0;
+  track.look.channels = ksn::view_type::b_grayscale;
+  track.timing.begin = 10;
+  track.timing.retime = 2.0;
+  track.timing.send_f = 2.0;
   const std::map<double, int> blue{{9.9, -1},   {10.0, 100}, {11.9, 100}, {12.0, 101},
                                    {15.5, 102}, {16.0, 100}, {21.9, 102}, {22.0, -1}};
   std::vector<std::pair<img::const_image_ptr, int>> held;
@@ -149,7 +152,7 @@ TEST_F(pipeline_test, source_frames_by_time) {
   EXPECT_EQ(fetch(track, -1), nullptr);
   EXPECT_EQ(fetch(track, 3), nullptr);
   for (const source_type type : {source_type::none, source_type::wave, source_type::embedded_audio}) {
-    track.source_type = type;
+    track.source.type = type;
     EXPECT_EQ(pipeline.layer_image(composition, track, 12.0, full), nullptr);
   }
 }
@@ -176,7 +179,7 @@ TEST_F(pipeline_test, reduced_frames) {
     }
     EXPECT_EQ(pipeline.delivered_resolution(track, resolution), resolution);
   }
-  track.disable_cache = true;
+  track.source.disable_cache = true;
   EXPECT_EQ(fetch(track, 0, cache_resolution_type::quarter)->width, 9);
   EXPECT_EQ(pipeline.delivered_resolution(track, cache_resolution_type::quarter), full);
 }
@@ -185,7 +188,7 @@ TEST_F(pipeline_test, a_layer_without_cache_leaves_the_store_alone) {
   ksn::track_info track = support::plain_layer(1, "BGR", 4, 2, {100, 150, 200});
   const img::const_image_ptr cached = fetch(track);
   cache.evict_oldest();
-  track.disable_cache = true;
+  track.source.disable_cache = true;
   for (int i = 0; i < 3; ++i) {
     const img::const_image_ptr image = fetch(track);
     EXPECT_NE(image, cached);
@@ -193,7 +196,7 @@ TEST_F(pipeline_test, a_layer_without_cache_leaves_the_store_alone) {
     EXPECT_EQ(clip_of(track)->reads, 2 + i);
   }
   EXPECT_EQ(cache.find(render::key_of_frame(track, 0, full)), cached);
-  track.disable_cache = false;
+  track.source.disable_cache = false;
   render::pipeline uncached{cache, {false, {}, {}}};
   EXPECT_NE(uncached.layer_frame(composition, track, 0, full, false, 0), cached);
   EXPECT_EQ(cache.queue_size(), 0u);
@@ -214,7 +217,7 @@ TEST_F(pipeline_test, pictures_of_other_forms) {
   ksn::track_info track = support::clip_layer(half_clip(), 4, 1, "/clips/half.avi");
   EXPECT_EQ(support::samples(*fetch(track), 1), (values{255, 137, 0, 188}));  // encoded for display
   EXPECT_EQ(support::samples(*fetch(track), 4), (values{255, 63, 0, 127}));
-  track.channels = ksn::view_type::depth;
+  track.look.channels = ksn::view_type::depth;
   EXPECT_EQ(support::samples(*fetch(track), 1), (values{255, 137, 0, 188}));  // copied as halves before
 
   auto packed = std::make_shared<support::fake_clip>(1, [](int, int, img::image& image) {
@@ -237,15 +240,15 @@ TEST_F(pipeline_test, pictures_of_other_forms) {
 TEST_F(pipeline_test, a_key_sees_the_picture_before_the_correction) {
   const auto clip = half_clip();
   ksn::track_info track = support::clip_layer(clip, 4, 1);
-  track.tf.exposure = {200, 200, 200};
-  track.ck_secondary = {true, {255, 188, 188, 187}, 8, 0};
+  track.look.tf.exposure = {200, 200, 200};
+  track.look.ck_secondary = {true, {255, 188, 188, 187}, 8, 0};
   const img::const_image_ptr image = fetch(track);
   ASSERT_TRUE(image);
   EXPECT_EQ(support::letters_of(*image), "BGRAZ");
   for (int p = 0; p < 3; ++p) EXPECT_EQ(support::samples(*image, p), (values{255, 255, 0, 255})) << p;
   EXPECT_EQ(support::samples(*image, 3), (values{255, 255, 255, 4}));
   // Without the key the frame is the same, from the same cached picture.
-  track.ck_secondary.enabled = false;
+  track.look.ck_secondary.enabled = false;
   EXPECT_EQ(support::letters_of(*fetch(track)), "BGR.Z");
   EXPECT_EQ(clip->reads, 1);
 }
@@ -253,15 +256,15 @@ TEST_F(pipeline_test, a_key_sees_the_picture_before_the_correction) {
 // The cube stands in the cache; a second layer with the same cube does not read or compute it again.
 TEST_F(pipeline_test, a_cube_is_applied_once) {
   ksn::track_info track = support::plain_layer(1, "BGR", 4, 2, {100, 150, 200});
-  track.tf.lookup_table = black_cube();
+  track.look.tf.lookup_table = black_cube();
   fetch(track);
   const cache::frame_key key = render::key_of_frame(track, 0, full);
   EXPECT_TRUE(key.has_lookup);
-  EXPECT_EQ(key.lookup_hash, track.tf.lookup_table.cube_hash());
+  EXPECT_EQ(key.lookup_hash, track.look.tf.lookup_table.cube_hash());
   ASSERT_TRUE(cache.find(key));
   ksn::track_info direct = track;
   direct.id = ksn::next_layer_id();
-  direct.disable_cache = true;
+  direct.source.disable_cache = true;
   EXPECT_EQ(support::differing_plane(*fetch(direct), *fetch(track)), -1);
   // The native frame has no lookup.
   EXPECT_EQ(pipeline.native_frame(track, 0)->row(2, 1)[3], 200);
@@ -351,25 +354,25 @@ TEST_F(pipeline_test, pictures_made_inside_the_program) {
   };
   for (const auto& c : cases) {
     ksn::track_info layer;
-    layer.frames = 1;
-    layer.width = 6;
-    layer.height = 4;
-    layer.source_type = c.type;
-    layer.clipboard_image = layer.brush_image = layer.brush_seq[0] = canvas;
+    layer.source.frames = 1;
+    layer.source.width = 6;
+    layer.source.height = 4;
+    layer.source.type = c.type;
+    layer.source.clipboard_image = layer.source.brush_image = layer.source.brush_seq[0] = canvas;
     const img::const_image_ptr image = fetch(layer);
     EXPECT_EQ(image ? support::letters_of(*image) : "", c.letters) << ksn::word_of(c.type);
     EXPECT_EQ(fetch(layer), image) << ksn::word_of(c.type);
     if (!image) continue;
     EXPECT_EQ(pipeline.render_count(layer.id), 1) << ksn::word_of(c.type);
     EXPECT_EQ(support::samples(*image, 1), values(24, c.green)) << ksn::word_of(c.type);
-    layer.tf.exposure = {-10000, -10000, -10000};
+    layer.look.tf.exposure = {-10000, -10000, -10000};
     // Of an adjustment layer it is the correction that counts.
     EXPECT_EQ(fetch(layer) == image, c.type == source_type::adjustment) << ksn::word_of(c.type);
     EXPECT_EQ(support::samples(*fetch(layer), 1), values(24, 0)) << ksn::word_of(c.type);
   }
   // No canvas, no picture, and no line either.
   ksn::track_info layer;
-  layer.source_type = source_type::brush_sequence;
+  layer.source.type = source_type::brush_sequence;
   EXPECT_EQ(fetch(layer, 0), nullptr);
   EXPECT_TRUE(lines.empty());
   EXPECT_FALSE(pipeline.failure_of(layer.id, 0));
@@ -390,9 +393,9 @@ std::string tga(int blue) {
 TEST_F(pipeline_test, a_file_that_changes_is_read_again_within_two_seconds) {
   const support::temp_folder folder;
   ksn::track_info track;
-  track.source_type = source_type::image;
-  track.frames = 1;
-  track.path = folder / "still.tga";
+  track.source.type = source_type::image;
+  track.source.frames = 1;
+  track.source.path = folder / "still.tga";
   const struct {
     bool auto_update, own_picture;
     int blue, time;  // of the file; time 0 for none
@@ -408,14 +411,14 @@ TEST_F(pipeline_test, a_file_that_changes_is_read_again_within_two_seconds) {
       {true, true, 60, 700, 0, 50},     {true, true, 60, 700, 2000, 60},   {false, true, 70, 800, 10000, 60},
   };
   for (const auto& step : steps) {
-    std::filesystem::remove(track.path);
+    std::filesystem::remove(track.source.path);
     if (step.time != 0) {
-      support::write_file(track.path, tga(step.blue));
+      support::write_file(track.source.path, tga(step.blue));
       const timespec times[2] = {{step.time, 0}, {step.time, 0}};
-      ASSERT_EQ(utimensat(AT_FDCWD, track.path.c_str(), times, 0), 0);
+      ASSERT_EQ(utimensat(AT_FDCWD, track.source.path.c_str(), times, 0), 0);
     }
-    track.auto_update = step.auto_update;
-    track.channels = step.own_picture ? ksn::view_type::b_grayscale : ksn::view_type::rgb;
+    track.source.auto_update = step.auto_update;
+    track.look.channels = step.own_picture ? ksn::view_type::b_grayscale : ksn::view_type::rgb;
     now += step.later;
     const img::const_image_ptr image = fetch(track);
     EXPECT_EQ(image ? image->row(0, 0)[0] : -1, step.expected) << &step - steps;
@@ -428,10 +431,10 @@ TEST_F(pipeline_test, frames_of_a_sequence) {
   const support::temp_folder folder;
   support::write_file(folder / "f.0.tga", tga(7));
   ksn::track_info track;
-  track.source_type = source_type::sequence;
-  track.path = folder.path() + "/";
-  track.names = {"f.0.tga", "f.1.tga", "f.2.xyz"};
-  track.frames = 3;
+  track.source.type = source_type::sequence;
+  track.source.path = folder.path() + "/";
+  track.source.names = {"f.0.tga", "f.1.tga", "f.2.xyz"};
+  track.source.frames = 3;
   for (const int frame : {2, 1, 0}) EXPECT_EQ(fetch(track, frame) != nullptr, frame == 0) << frame;
   EXPECT_EQ(fetch(track, 0)->row(0, 0)[0], 7);
   EXPECT_EQ(fetch(track, 0)->path, folder / "f.0.tga");

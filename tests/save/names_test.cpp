@@ -75,16 +75,16 @@ TEST(screen, the_preview_lies_above_timeline_and_layer_rows) {
       {true, false, false, 0, 5, 70, 1},
   };
   ksn::state composition;
-  composition.zoom_factor2 = 200;
-  composition.aspect_enabled = true;
-  composition.aspect = 1.5;
-  composition.pan_position = {10.0, -4.25};
+  composition.view.zoom_factor2 = 200;
+  composition.view.aspect_enabled = true;
+  composition.view.aspect = 1.5;
+  composition.view.pan_position = {10.0, -4.25};
   for (const row& r : rows) {
-    composition.timeline_visible = r.timeline;
-    composition.full_screen = r.full_screen;
-    composition.fs_timeline_visible = r.fs_timeline;
-    composition.track_max = r.track_max;
-    composition.tracks.resize(static_cast<std::size_t>(r.layers));
+    composition.workspace.timeline_visible = r.timeline;
+    composition.workspace.full_screen = r.full_screen;
+    composition.workspace.fs_timeline_visible = r.fs_timeline;
+    composition.workspace.track_max = r.track_max;
+    composition.doc.tracks.resize(static_cast<std::size_t>(r.layers));
     const render::frame_view view = save::screen_view(composition, 940, r.height);
     EXPECT_EQ(view.width, 940);
     EXPECT_EQ(view.height, r.preview) << r.layers << " layers, height " << r.height;

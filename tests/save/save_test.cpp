@@ -111,7 +111,8 @@ TEST_F(studio, a_composite_sequence_is_written_whole) {
   EXPECT_EQ(saved, text_list{out("deep/c.###.tga")});
   // What the save read has left the cache; what was there before stays.
   EXPECT_EQ(frames.queue_size(), 0u);
-  for (int t : {0, 1}) pipeline.layer_image(composition, composition.track_at(0), t, ksn::cache_resolution_type::full);
+  for (int t : {0, 1})
+    pipeline.layer_image(composition, composition.doc.track_at(0), t, ksn::cache_resolution_type::full);
   ASSERT_EQ(frames.queue_size(), 2u);
   EXPECT_EQ(run({"--save_mask_as_sequence=" + out("c.tga")}), text_list());
   EXPECT_EQ(frames.queue_size(), 2u);
@@ -165,7 +166,7 @@ TEST_F(studio, one_composite_has_the_size_of_the_mask) {
   EXPECT_EQ(support::samples(image, 1), std::vector<int>(35, 20));
   const img::image screen = loaded(out("screen.tga"));
   EXPECT_EQ(screen.width, 940);
-  EXPECT_EQ(screen.height, 800 - 74 - 20 * std::min(1, composition.track_max));
+  EXPECT_EQ(screen.height, 800 - 74 - 20 * std::min(1, composition.workspace.track_max));
 }
 
 TEST_F(studio, options_last_until_the_next) {

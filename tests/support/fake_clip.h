@@ -41,13 +41,13 @@ class fake_clip : public sources::clip {
 inline ksn::track_info clip_layer(std::shared_ptr<sources::clip> clip, int width, int height,
                                   const std::string& path = "/clips/fake.avi") {
   ksn::track_info track;
-  track.source_type = ksn::source_type::avi;
-  track.frames = clip->frames();
-  track.path = path;
-  track.clip = std::move(clip);
-  track.width = width;
-  track.height = height;
-  track.visible = true;
+  track.source.type = ksn::source_type::avi;
+  track.source.frames = clip->frames();
+  track.source.path = path;
+  track.source.clip = std::move(clip);
+  track.source.width = width;
+  track.source.height = height;
+  track.look.visible = true;
   return track;
 }
 

@@ -12,9 +12,9 @@ TEST(screen, the_preview_area_above_the_strip) {
   cache::frame_cache cache;
   render::pipeline pipeline(cache, {});
   ksn::state composition;
-  composition.tracks.push_back(support::plain_layer(3, "BGRA", 90, 70, {40, 100, 200, 128}));
-  composition.tracks.push_back(support::plain_layer(3, "BGR", 200, 30, {9, 8, 7}));
-  composition.selection = {0};
+  composition.doc.tracks.push_back(support::plain_layer(3, "BGRA", 90, 70, {40, 100, 200, 128}));
+  composition.doc.tracks.push_back(support::plain_layer(3, "BGR", 200, 30, {9, 8, 7}));
+  composition.doc.selection = {0};
   struct row {
     const char* what;
     ksn::target_view_type eyes;
@@ -35,15 +35,15 @@ TEST(screen, the_preview_area_above_the_strip) {
       {"one pixel", both, true, ksn::view_type::rgb, ksn::back_color_type::black, 1, 1},
   };
   for (const row& r : rows) {
-    composition.target_view = r.eyes;
-    composition.timeline_visible = r.timeline;
-    composition.view = r.view;
-    composition.back_color = r.background;
+    composition.view.stereo_view = r.eyes;
+    composition.workspace.timeline_visible = r.timeline;
+    composition.view.channels = r.view;
+    composition.doc.back_color = r.background;
     const render::frame_view view = save::screen_view(composition, r.width, r.height);
     img::image expected;
-    render::render_frame(pipeline, composition, expected, view, composition.tm_t, nullptr);
+    render::render_frame(pipeline, composition, expected, view, composition.doc.tm_t, nullptr);
     img::image whole;
-    ui::draw_screen(pipeline, composition, composition.tm_t, whole, r.width, r.height, nullptr);
+    ui::draw_screen(pipeline, composition, composition.doc.tm_t, whole, r.width, r.height, nullptr);
     ASSERT_EQ(whole.width, r.width) << r.what;
     ASSERT_EQ(whole.height, r.height) << r.what;
     const int shown = std::min(view.height, r.height);

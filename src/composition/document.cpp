@@ -1,7 +1,8 @@
-#include "composition/state.h"
+#include "composition/document.h"
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 
 #include "composition/frame_numbers.h"
 
@@ -13,62 +14,63 @@ constexpr int shortest_timeline = 10;
 constexpr lib::color named_back_colors[] = {{255, 0, 0, 0},   {255, 50, 50, 50},  {255, 0, 255, 0},
                                             {255, 0, 0, 255}, {255, 255, 0, 255}, {255, 255, 255, 255}};
 
-void clamp_to_timeline(composition_view& view) {
-  view.tm_l = std::min(view.tm_l, view.tm_n);
-  view.tm_t = std::min(view.tm_t, static_cast<double>(view.tm_n));
-  if (view.tm_f >= view.tm_l) view.tm_f = view.tm_l - 1;
+void clamp_to_timeline(document& doc) {
+  doc.tm_l = std::min(doc.tm_l, doc.tm_n);
+  doc.tm_t = std::min(doc.tm_t, static_cast<double>(doc.tm_n));
+  if (doc.tm_f >= doc.tm_l) doc.tm_f = doc.tm_l - 1;
 }
 
 // Moves everything on the timeline to the left by `amount`, but never by so much that fewer than ten frames remain.
-void shift_timeline(composition_view& view, int amount) {
-  amount = std::min(amount, view.tm_n - shortest_timeline);
-  view.tm_f = std::max(0, clamped_frame(static_cast<long long>(view.tm_f) - amount));
-  view.tm_l = std::max(1, clamped_frame(static_cast<long long>(view.tm_l) - amount));
-  view.tm_t = std::max(0.0, view.tm_t - amount);
-  for (track_info& track : view.tracks) track.begin = clamped_frame(static_cast<long long>(track.begin) - amount);
+void shift_timeline(document& doc, int amount) {
+  amount = std::min(amount, doc.tm_n - shortest_timeline);
+  doc.tm_f = std::max(0, clamped_frame(static_cast<long long>(doc.tm_f) - amount));
+  doc.tm_l = std::max(1, clamped_frame(static_cast<long long>(doc.tm_l) - amount));
+  doc.tm_t = std::max(0.0, doc.tm_t - amount);
+  for (track_info& track : doc.tracks)
+    track.timing.begin = clamped_frame(static_cast<long long>(track.timing.begin) - amount);
 }
 
 }  // namespace
 
-int state::selected_index() const {
+int document::selected_index() const {
   if (selection.size() != 1) return track_count();
   const int index = *selection.begin();
   return index >= 0 && index < track_count() ? index : track_count();
 }
 
-track_info* state::selected_track() {
+track_info* document::selected_track() {
   const int index = selected_index();
   return index == track_count() ? nullptr : &track_at(index);
 }
 
-const track_info* state::selected_track() const {
-  return const_cast<state*>(this)->selected_track();
+const track_info* document::selected_track() const {
+  return const_cast<document*>(this)->selected_track();
 }
 
-int state::index_of_id(int id) const {
+int document::index_of_id(int id) const {
   const auto found =
       std::find_if(tracks.begin(), tracks.end(), [id](const track_info& track) { return track.id == id; });
   return found == tracks.end() ? -1 : static_cast<int>(found - tracks.begin());
 }
 
-void state::set_frame_rate(int new_fpcs) {
+void document::set_frame_rate(int new_fpcs) {
   fpcs = std::max(new_fpcs, 1);
 }
 
-void state::set_timeline_length(int n, bool forced) {
+void document::set_timeline_length(int n, bool forced) {
   tm_n = std::clamp(n, shortest_timeline, frame_limit);
   if (!forced && tracks.empty()) timeline_user_set = true;
   clamp_to_timeline(*this);
 }
 
-void state::extend_timeline_to(int layer_end) {
+void document::extend_timeline_to(int layer_end) {
   if (layer_end <= tm_n) return;
   tm_n = std::max(shortest_timeline, layer_end);
   timeline_user_set = false;
   clamp_to_timeline(*this);
 }
 
-void state::set_workarea_begin(int n) {
+void document::set_workarea_begin(int n) {
   if (n >= tm_n - 1) {
     tm_f = tm_n - 1;
     tm_l = tm_n;
@@ -78,7 +80,7 @@ void state::set_workarea_begin(int n) {
   tm_l = std::max(tm_l, tm_f + 1);
 }
 
-void state::set_workarea_end(int n) {
+void document::set_workarea_end(int n) {
   if (n < 2) {
     tm_f = 0;
     tm_l = 1;
@@ -88,28 +90,13 @@ void state::set_workarea_end(int n) {
   tm_f = std::min(tm_f, tm_l - 1);
 }
 
-void state::set_current_time(double t) {
+void document::set_current_time(double t) {
   playing = false;
   // Also takes what is not a number to 0.
   tm_t = t > 0.0 ? std::min(t, static_cast<double>(tm_n)) : 0.0;
 }
 
-double state::zoom() const {
-  return zoom_factor2 / 100.0 * view_pixel_aspect();
-}
-
-void state::set_view_aspect(double value) {
-  aspect_enabled = value >= 1.0;
-  if (aspect_enabled) aspect = value;
-}
-
-double state::default_aspect_for(int width, int height) const {
-  if (width <= 0 || height <= 0) return 1.0;
-  const auto found = default_aspect.find({width, height});
-  return found == default_aspect.end() ? 1.0 : found->second;
-}
-
-lib::color state::resolved_back_color() const {
+lib::color document::resolved_back_color() const {
   if (back_color == back_color_type::custom) {
     return {255, back_custom_color.r, back_custom_color.g, back_custom_color.b};
   }
@@ -117,7 +104,7 @@ lib::color state::resolved_back_color() const {
   return named_back_colors[static_cast<int>(back_color)];
 }
 
-void state::set_back_color(lib::color color) {
+void document::set_back_color(lib::color color) {
   color.a = 255;
   const auto* found = std::find(std::begin(named_back_colors), std::end(named_back_colors), color);
   if (found != std::end(named_back_colors)) {
@@ -128,10 +115,10 @@ void state::set_back_color(lib::color color) {
   back_custom_color = color;
 }
 
-void state::timeline_fit_all_layers() {
+void document::timeline_fit_all_layers() {
   if (tracks.empty()) return;
-  int first = tracks.front().begin;
-  for (const track_info& track : tracks) first = std::min(first, track.begin);
+  int first = tracks.front().timing.begin;
+  for (const track_info& track : tracks) first = std::min(first, track.timing.begin);
   shift_timeline(*this, first);
   int end = shortest_timeline;
   for (const track_info& track : tracks) end = std::max(end, track.layer_end());
@@ -140,9 +127,42 @@ void state::timeline_fit_all_layers() {
   clamp_to_timeline(*this);
 }
 
-void state::timeline_trim_to_workarea() {
+void document::timeline_trim_to_workarea() {
   shift_timeline(*this, tm_f);
   set_timeline_length(tm_l, true);
+}
+
+// The broadcast rates lie between the whole ones and are reached from their neighbours.
+void document::increase_fps() {
+  switch (fpcs) {
+    case 2900:
+      return set_frame_rate(2997);
+    case 2300:
+      return set_frame_rate(2398);
+    case 5900:
+      return set_frame_rate(5994);
+    default:
+      if (fpcs <= std::numeric_limits<int>::max() - 100) set_frame_rate((fpcs / 100 + 1) * 100);
+  }
+}
+
+void document::decrease_fps() {
+  switch (fpcs) {
+    case 3000:
+      return set_frame_rate(2997);
+    case 2400:
+      return set_frame_rate(2398);
+    case 6000:
+      return set_frame_rate(5994);
+    default: {
+      const int whole = fpcs / 100 + (fpcs % 100 != 0);
+      if (whole >= 2) set_frame_rate(whole * 100 - 100);
+    }
+  }
+}
+
+void document::toggle_repeat() {
+  repeat = static_cast<repeat_type>((static_cast<int>(repeat) + 1) % 3);
 }
 
 }  // namespace ksn

@@ -48,28 +48,28 @@ struct document : ksn::state {
   // A layer of `frames` frames at the bottom of the stack.
   ksn::track_info& put(const std::string& name, int begin = 0, int frames = 10) {
     ksn::track_info track;
-    track.source_type = ksn::source_type::sequence;
+    track.source.type = ksn::source_type::sequence;
     std::vector<std::string> names;
     for (int i = 0; i < frames; ++i) names.push_back(name + "." + std::to_string(i) + ".tga");
-    track.frames = frames;
-    track.names = std::move(names);
-    track.path = "/nowhere/" + name + "/";
-    track.mask = name + ".?.tga";
+    track.source.frames = frames;
+    track.source.names = std::move(names);
+    track.source.path = "/nowhere/" + name + "/";
+    track.source.mask = name + ".?.tga";
     track.name = track.default_name = name;
-    track.begin = begin;
-    track.width = 40;
-    track.height = 30;
-    track.visible = true;
-    tracks.push_back(track);
-    track_max = track_count();
-    return tracks.back();
+    track.timing.begin = begin;
+    track.source.width = 40;
+    track.source.height = 30;
+    track.look.visible = true;
+    doc.tracks.push_back(track);
+    workspace.track_max = doc.track_count();
+    return doc.tracks.back();
   }
   ksn::track_info& put_still(const std::string& name, ksn::source_type type = ksn::source_type::image) {
     ksn::track_info& track = put(name, 0, 1);
-    track.source_type = type;
-    track.path = "/nowhere/" + name + ".tga";
-    track.names.clear();
-    track.mask.clear();
+    track.source.type = type;
+    track.source.path = "/nowhere/" + name + ".tga";
+    track.source.names.clear();
+    track.source.mask.clear();
     return track;
   }
 
@@ -79,7 +79,7 @@ struct document : ksn::state {
       std::string_view name = text.substr(0, text.find(' '));
       text.remove_prefix(std::min(name.size() + 1, text.size()));
       if (name.front() == '[') {
-        selection.insert(track_count());
+        doc.selection.insert(doc.track_count());
         name = name.substr(1, name.size() - 2);
       }
       put(std::string(name));
@@ -89,21 +89,21 @@ struct document : ksn::state {
   // Length, work area and current time: "250: 0 to 250, at 12.5".
   std::string timeline() const {
     std::ostringstream text;
-    text << tm_n << ": " << tm_f << " to " << tm_l << ", at " << tm_t;
+    text << doc.tm_n << ": " << doc.tm_f << " to " << doc.tm_l << ", at " << doc.tm_t;
     return text.str();
   }
   std::vector<int> begins() const {
     std::vector<int> list;
-    for (const ksn::track_info& track : tracks) list.push_back(track.begin);
+    for (const ksn::track_info& track : doc.tracks) list.push_back(track.timing.begin);
     return list;
   }
 
   // The names of the layers from the top, those selected in brackets.
   std::string stack() const {
     std::string text;
-    for (int i = 0; i < track_count(); ++i) {
+    for (int i = 0; i < doc.track_count(); ++i) {
       if (i > 0) text += ' ';
-      text += selection.contains(i) ? '[' + track_at(i).name + ']' : track_at(i).name;
+      text += doc.selection.contains(i) ? '[' + doc.track_at(i).name + ']' : doc.track_at(i).name;
     }
     return text;
   }
