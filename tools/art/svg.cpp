@@ -108,6 +108,21 @@ class scanner {
   }
 };
 
+// What is not drawn as an editor shows it must not be there.
+void check_attributes(const element& at) {
+  constexpr std::string_view known[] = {
+      "xmlns",   "width", "height", "viewBox", "color",        "data-states", "data-plate", "data-anchor", "data-lit",
+      "data-in", "id",    "fill",   "stroke",  "stroke-width", "opacity",     "fill-rule",  "transform",   "d",
+      "points",  "x",     "y",      "rx",      "cx",           "cy",          "r",          "ry",          "x1",
+      "y1",      "x2",    "y2"};
+  for (const auto& [key, value] : at.attributes) {
+    const bool round = (key == "stroke-linecap" || key == "stroke-linejoin") && value == "round";
+    if (!round && std::find(std::begin(known), std::end(known), key) == std::end(known)) {
+      fail(at, "has an attribute that is not drawn: " + key + "=\"" + value + "\"");
+    }
+  }
+}
+
 // What elements hand down to those inside.
 struct style {
   std::string fill = "#000";
@@ -157,6 +172,7 @@ std::vector<outline> outlines_of(const element& at) {
 
 void collect(const element& at, const std::string& state, const paint& ink, style inherited,
              std::vector<shape>& shapes) {
+  check_attributes(at);
   if (const std::string* in = at.find("data-in")) {
     const std::vector<std::string> states = split_words(*in);
     if (std::find(states.begin(), states.end(), state) == states.end()) return;
