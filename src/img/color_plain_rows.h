@@ -44,20 +44,22 @@ inline void plain_widen_bytes(uint16_t* out, const uint8_t* in, size_t count) {
 }
 
 inline void plain_cube(uint16_t* out, const uint16_t* b, const uint16_t* g, const uint16_t* r, const uint16_t* nodes,
-                       size_t count) {
+                       int points, size_t count) {
+  const size_t n = static_cast<size_t>(points);
+  const uint32_t cells = static_cast<uint32_t>(points - 1);
+  const size_t step[3] = {n * n * 4, n * 4, 4};  // to the next node in red, green, blue
   for (size_t i = 0; i < count; ++i) {
-    const uint16_t* corner = nodes + (((r[i] >> 6) * 17 + (g[i] >> 6)) * 17 + (b[i] >> 6)) * 4;
-    const uint32_t fr = r[i] & 63, fg = g[i] & 63, fb = b[i] & 63;
-    for (int c = 0; c < 3; ++c) {
-      // The weights are in 1/2^18 and a node has 14 bits, so that the exact sum just fits.
-      uint32_t sum = 1 << 17;
-      for (int k = 0; k < 8; ++k) {
-        const int kr = k >> 2, kg = k >> 1 & 1, kb = k & 1;
-        const uint32_t weight = (kr ? fr : 64 - fr) * (kg ? fg : 64 - fg) * (kb ? fb : 64 - fb);
-        sum += weight * corner[((kr * 17 + kg) * 17 + kb) * 4 + c];
-      }
-      out[4 * i + c] = static_cast<uint16_t>(sum >> 18);
+    const uint32_t x[3] = {r[i] * cells, g[i] * cells, b[i] * cells};
+    const uint16_t* corner = nodes + (x[0] >> 10) * step[0] + (x[1] >> 10) * step[1] + (x[2] >> 10) * step[2];
+    const uint64_t fr = x[0] & 1023, fg = x[1] & 1023, fb = x[2] & 1023;
+    uint64_t sum[3] = {1 << 29, 1 << 29, 1 << 29};
+    for (int k = 0; k < 8; ++k) {
+      const int kr = k >> 2, kg = k >> 1 & 1, kb = k & 1;
+      const uint64_t weight = (kr ? fr : 1024 - fr) * (kg ? fg : 1024 - fg) * (kb ? fb : 1024 - fb);
+      const uint16_t* node = corner + (kr ? step[0] : 0) + (kg ? step[1] : 0) + (kb ? step[2] : 0);
+      for (int c = 0; c < 3; ++c) sum[c] += weight * node[c];
     }
+    for (int c = 0; c < 3; ++c) out[4 * i + c] = static_cast<uint16_t>(sum[c] >> 30);
     out[4 * i + 3] = 0;
   }
 }

@@ -27,11 +27,12 @@ struct color_rows {
                     size_t count);
   // rint(in[i] * 1023 / 255)
   void (*widen_bytes)(uint16_t* out, const uint8_t* in, size_t count);
-  // Trilinear interpolation in a cube of 17 points a side, nodes of four values blue, green, red, unused, blue nodes
-  // adjacent. `b`, `g`, `r` are 0 to 1023: the cell is v >> 6, the weight (v & 63) / 64. The sum of the eight nodes is
-  // exact and rounded once to nearest, halves up. `out` gets four values a sample, the fourth without meaning.
+  // Trilinear interpolation in a cube of 2 to 129 points a side, nodes of four values blue, green, red, unused, blue
+  // nodes adjacent. `b`, `g`, `r` are 0 to 1023: with x = v * (points - 1) the cell is x >> 10, the weight
+  // (x & 1023) / 1024. The sum of the eight nodes is exact and rounded once to nearest, halves up. `out` gets four
+  // values a sample, the fourth without meaning.
   void (*cube)(uint16_t* out, const uint16_t* b, const uint16_t* g, const uint16_t* r, const uint16_t* nodes,
-               size_t count);
+               int points, size_t count);
   // The 3 x 3 matrix `m` (rows and columns red, green, blue, in 1/256) in place: each product is shifted right by 8,
   // the three are added and held to 0 to 255. No |m| may exceed matrix_limit, except in the portable form.
   void (*matrix)(uint8_t* b, uint8_t* g, uint8_t* r, const int32_t* m, size_t count);

@@ -133,7 +133,13 @@ img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& 
       img::reduce(*reduced, reduction_of(asked.resolution));
       native = std::move(reduced);
     }
-    return develop(state, wanted, native, through_cache && wanted.key.has_lookup);
+    if (!through_cache && wanted.key.has_lookup) {
+      // In the form that the cache keeps, so that the picture is the same either way.
+      auto looked_up = std::make_shared<img::image>();
+      img::apply_cube(*looked_up, *native, wanted.correction.lookup_table);
+      native = std::move(looked_up);
+    }
+    return develop(state, wanted, native, wanted.key.has_lookup);
   });
   state.made_from = std::move(wanted);
   state.last_stat_time = options_.milliseconds();

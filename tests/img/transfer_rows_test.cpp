@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "img/color_rows.h"
+#include "img/lookup/table.h"
 #include "support/levels.h"
 
 namespace {
@@ -128,7 +129,7 @@ TEST(transfer_rows, cube_interpolates_exactly_and_rounds_once) {
   }
   auto check = [&](const color_rows& rows, const char* level) {
     std::vector<std::uint16_t> out(4 * b.size());
-    rows.cube(out.data(), b.data(), g.data(), r.data(), cube.data(), b.size());
+    rows.cube(out.data(), b.data(), g.data(), r.data(), cube.data(), 17, b.size());
     for (std::size_t i = 0; i < b.size(); ++i) {
       const double x = r[i] / 64.0, y = g[i] / 64.0, z = b[i] / 64.0;
       ASSERT_EQ(out[4 * i], std::floor(500 * x + 30 * y * z + 0.5)) << level << " " << i;
@@ -141,22 +142,24 @@ TEST(transfer_rows, cube_interpolates_exactly_and_rounds_once) {
 }
 
 TEST(transfer_rows, cube_of_every_level_is_the_portable_one) {
-  std::vector<std::uint16_t> cube = noise<std::uint16_t>(17 * 17 * 17 * 4, 4, 16384);
-  // Nodes that need all bits, and rubbish where a node has no meaning.
-  for (std::size_t i = 0; i < 8000; i += 4) cube[i] = cube[i + 1] = 16383;
-  for (std::size_t i = 3; i < cube.size(); i += 4) cube[i] = static_cast<std::uint16_t>(i * 40503);
-  for (const std::size_t width : widths) {
-    const auto b = noise<std::uint16_t>(width, 21, 1024);
-    const auto g = noise<std::uint16_t>(width, 22, 1024);
-    const auto r = noise<std::uint16_t>(width, 23, 1024);
-    std::vector<std::uint16_t> expected(4 * width);
-    img::plain_color_rows().cube(expected.data(), b.data(), g.data(), r.data(), cube.data(), width);
-    every_level([&](const color_rows& rows, const char* level) {
-      guarded<std::uint16_t> out(std::vector<std::uint16_t>(4 * width), 2 * (width % 5));
-      rows.cube(out.data(), b.data(), g.data(), r.data(), cube.data(), width);
-      for (std::size_t i = 0; i < width; ++i) out.data()[4 * i + 3] = 0;
-      EXPECT_TRUE(out.holds(expected)) << level << " " << width;
-    });
+  for (const int points : {2, 3, 16, 17, 24, 33, 65, 129}) {
+    std::vector<std::uint16_t> cube = noise<std::uint16_t>(img::lookup_table::entries_of(points), 4, 16384);
+    // Nodes that need all bits, and rubbish where a node has no meaning.
+    for (std::size_t i = 0; i < cube.size() / 2; i += 4) cube[i] = cube[i + 1] = 16383;
+    for (std::size_t i = 3; i < cube.size(); i += 4) cube[i] = static_cast<std::uint16_t>(i * 40503);
+    for (const std::size_t width : widths) {
+      const auto b = noise<std::uint16_t>(width, 21, 1024);
+      const auto g = noise<std::uint16_t>(width, 22, 1024);
+      const auto r = noise<std::uint16_t>(width, 23, 1024);
+      std::vector<std::uint16_t> expected(4 * width);
+      img::plain_color_rows().cube(expected.data(), b.data(), g.data(), r.data(), cube.data(), points, width);
+      every_level([&](const color_rows& rows, const char* level) {
+        guarded<std::uint16_t> out(std::vector<std::uint16_t>(4 * width), 2 * (width % 5));
+        rows.cube(out.data(), b.data(), g.data(), r.data(), cube.data(), points, width);
+        for (std::size_t i = 0; i < width; ++i) out.data()[4 * i + 3] = 0;
+        EXPECT_TRUE(out.holds(expected)) << level << " " << width << " " << points;
+      });
+    }
   }
 }
 

@@ -35,7 +35,7 @@ void look_up_words(indexes& out, const std::uint32_t* words, bool swapped, std::
 }  // namespace
 
 cube_reader::cube_reader(const image& image, const lookup_table& table)
-    : image_(image), cube_(table.cube().data()), planes_{0, 0, 0} {
+    : image_(image), table_(table), planes_{0, 0, 0} {
   if (has_three_colors(image)) planes_ = {0, 1, 2};
 }
 
@@ -54,7 +54,7 @@ void cube_reader::read(std::uint16_t* nodes, std::size_t first, std::size_t coun
       }
     }
   }
-  active_color_rows().cube(nodes, index.b, index.g, index.r, cube_, count);
+  active_color_rows().cube(nodes, index.b, index.g, index.r, table_.cube().data(), table_.points(), count);
 }
 
 void cube_of_bytes(std::uint16_t* nodes, const std::uint8_t* b, const std::uint8_t* g, const std::uint8_t* r,
@@ -64,7 +64,7 @@ void cube_of_bytes(std::uint16_t* nodes, const std::uint8_t* b, const std::uint8
   rows.widen_bytes(index.b, b, count);
   rows.widen_bytes(index.g, g, count);
   rows.widen_bytes(index.r, r, count);
-  rows.cube(nodes, index.b, index.g, index.r, table.cube().data(), count);
+  rows.cube(nodes, index.b, index.g, index.r, table.cube().data(), table.points(), count);
 }
 
 void apply_cube(image& out, const image& source, const lookup_table& table) {

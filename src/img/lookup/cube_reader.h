@@ -24,7 +24,7 @@ class cube_reader {
 
  private:
   const image& image_;
-  const std::uint16_t* cube_;
+  const lookup_table& table_;
   std::array<int, 3> planes_;  // that hold blue, green, red; the same one thrice for a gray picture
 };
 

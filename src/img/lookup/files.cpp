@@ -16,15 +16,17 @@ using writer = std::string (*)(const lookup_table& table);
 struct text_form {
   std::string_view extension;
   reader read;
-  writer write;
+  writer write;  // null for one that is only read
   bool holds_cube;
   bool holds_curves;
 };
 
-constexpr text_form forms[] = {{"lut", read_lut, write_lut, false, true},
-                               {"3dl", read_3dl, write_3dl, true, false},
-                               {"cms", read_cube, write_cms, true, false},
-                               {"cube", read_cube, write_cube, true, true}};
+constexpr text_form forms[] = {
+    {"lut", read_lut, write_lut, false, true},    {"3dl", read_3dl, write_3dl, true, false},
+    {"cms", read_cube, write_cms, true, false},   {"cube", read_cube, write_cube, true, true},
+    {"csp", read_csp, nullptr, false, false},     {"spi1d", read_spi1d, nullptr, false, false},
+    {"spi3d", read_spi3d, nullptr, false, false}, {"cc", read_cdl, nullptr, false, false},
+    {"ccc", read_cdl, nullptr, false, false},     {"cdl", read_cdl, nullptr, false, false}};
 
 const text_form& form_of(const std::string& path) {
   const std::string extension = lib::lower_extension(path);
@@ -63,6 +65,9 @@ void load_lookup(const std::string& path, lookup_table& table) {
 void save_lookup(const std::string& path, const lookup_table& table) {
   const text_form& form = form_of(path);
   if (table.empty()) throw io::invalid_format(path, "Cannot export an empty lookup table");
+  if (form.write == nullptr) {
+    throw io::invalid_format(path, "Lookup tables are written as .cube, .3dl, .cms and .lut");
+  }
   if (table.has_cube() && !form.holds_cube) {
     throw io::invalid_format(path, "This format does not support 3D lookup tables");
   }

@@ -12,14 +12,14 @@ std::uint32_t folded(std::uint32_t h, std::uint32_t x) {
 }
 
 // Values into nodes, nodes into rows, rows into planes, planes into the whole.
-std::uint32_t hash_of(const std::vector<std::uint16_t>& cube) {
+std::uint32_t hash_of(const std::vector<std::uint16_t>& cube, int points) {
   std::uint32_t whole = 0;
   const std::uint16_t* value = cube.data();
-  for (int r = 0; r < lookup_table::cube_points; ++r) {
+  for (int r = 0; r < points; ++r) {
     std::uint32_t plane = 0;
-    for (int g = 0; g < lookup_table::cube_points; ++g) {
+    for (int g = 0; g < points; ++g) {
       std::uint32_t row = 0;
-      for (int b = 0; b < lookup_table::cube_points; ++b) {
+      for (int b = 0; b < points; ++b) {
         std::uint32_t node = 0;
         for (int i = 0; i < 4; ++i) node = folded(node, *value++);
         row = folded(row, node);
@@ -29,6 +29,14 @@ std::uint32_t hash_of(const std::vector<std::uint16_t>& cube) {
     whole = folded(whole, plane);
   }
   return whole;
+}
+
+// Points a side of a cube with this many entries, 0 when it is none.
+int points_of(std::size_t entries) {
+  for (int n = lookup_table::least_points; n <= lookup_table::most_points; ++n) {
+    if (lookup_table::entries_of(n) == entries) return n;
+  }
+  return 0;
 }
 
 template <class T>
@@ -49,7 +57,8 @@ void lookup_table::set_3d(std::span<const std::uint16_t> values, bool output_srg
 
 void lookup_table::set_raw(std::vector<std::uint16_t> cube, bool srgb3, std::vector<double> curves, bool srgb1) {
   // What is used as an index of 14 bits must be one, whatever an archive held.
-  if (cube.size() == cube_entries) {
+  points_ = points_of(cube.size());
+  if (points_ != 0) {
     for (std::size_t i = 0; i < cube.size(); ++i) {
       if (i % 4 != 3) cube[i] = std::min(cube[i], fixed_max);
     }
@@ -58,7 +67,7 @@ void lookup_table::set_raw(std::vector<std::uint16_t> cube, bool srgb3, std::vec
   output_srgb1 = srgb1;
   table3d_ = cube.empty() ? nullptr : std::make_shared<const std::vector<std::uint16_t>>(std::move(cube));
   table1d_ = curves.empty() ? nullptr : std::make_shared<const std::vector<double>>(std::move(curves));
-  cube_hash_ = has_cube() ? hash_of(*table3d_) : 0;
+  cube_hash_ = has_cube() ? hash_of(*table3d_, points_) : 0;
 }
 
 const std::vector<std::uint16_t>& lookup_table::raw_cube() const {

@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <type_traits>
 
+#include "img/formats/shared/metadata_text.h"
 #include "io/exceptions.h"
+#include "lib/paths.h"
 
 namespace img {
 namespace {
@@ -25,14 +28,19 @@ line_scanner::line_scanner(std::string_view text) : rest_(text) {
 }
 
 bool line_scanner::next(std::string_view& line) {
+  comment_ = {};
   while (!rest_.empty()) {
+    ++number_;
     const std::size_t end = std::min(rest_.find_first_of("\r\n"), rest_.size());
     line = rest_.substr(0, end);
-    rest_.remove_prefix(std::min(end + 1, rest_.size()));
-    line = line.substr(0, line.find('#'));
+    const std::size_t mark = rest_.substr(end).starts_with("\r\n") ? 2 : 1;
+    rest_.remove_prefix(std::min(end + mark, rest_.size()));
+    const std::size_t sign = std::min(line.find('#'), line.size());
+    if (sign < line.size()) comment_ = line.substr(sign + 1);
+    line = line.substr(0, sign);
     line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
     line = line.substr(0, line.find_last_not_of(blanks) + 1);
-    if (!line.empty()) return true;
+    if (!line.empty() || (comments_ && !comment_.empty())) return true;
   }
   return false;
 }
@@ -45,8 +53,11 @@ std::string_view take_word(std::string_view& line) {
 }
 
 bool is_data_line(std::string_view line) {
-  return !line.empty() &&
-         (std::string_view("+-.").find(line[0]) != std::string_view::npos || (line[0] >= '0' && line[0] <= '9'));
+  if (line.empty()) return false;
+  if (std::string_view("+-.").find(line[0]) != std::string_view::npos || (line[0] >= '0' && line[0] <= '9'))
+    return true;
+  const std::string word = lib::to_lower(take_word(line));
+  return word == "nan" || word == "inf" || word == "infinity";
 }
 
 bool parse_number(std::string_view word, double& value) {
@@ -69,77 +80,33 @@ bool parse_number(std::string_view word, int& value) {
   return error == std::errc() && stop == end && !word.empty();
 }
 
-template <class T>
-void parse_data_line(std::string_view line, const std::string& source, T (&values)[3]) {
-  for (T& value : values) {
-    if (!parse_number(take_word(line), value)) throw io::invalid_format(source, "Invalid data line");
+void bad_data_line(std::string_view line, int number, const std::string& source, const char* expected) {
+  constexpr std::size_t most = 60;  // of a line that is quoted
+  std::string quoted = valid_utf8(line.substr(0, most));
+  for (char& c : quoted) {
+    if (static_cast<unsigned char>(c) < ' ') c = '?';
   }
-  if (!take_word(line).empty()) throw io::invalid_format(source, "Invalid data line");
+  if (line.size() > most) quoted += "...";
+  throw io::invalid_format(
+      source, "Invalid data line " + std::to_string(number) + ": \"" + quoted + "\"; expected " + expected);
 }
-template void parse_data_line(std::string_view, const std::string&, double (&)[3]);
-template void parse_data_line(std::string_view, const std::string&, int (&)[3]);
+
+template <class T>
+void parse_data_line(std::string_view line, int number, const std::string& source, T (&values)[3]) {
+  std::string_view rest = line;
+  bool valid = true;
+  for (T& value : values) valid = valid && parse_number(take_word(rest), value);
+  if (!valid || !take_word(rest).empty()) {
+    bad_data_line(line, number, source, std::is_same_v<T, int> ? "three integers" : "three finite numbers");
+  }
+}
+template void parse_data_line(std::string_view, int, const std::string&, double (&)[3]);
+template void parse_data_line(std::string_view, int, const std::string&, int (&)[3]);
 
 void append_number(std::string& text, double value) {
   char buffer[32];
   const auto result = std::to_chars(buffer, buffer + sizeof buffer, std::isfinite(value) ? value : 0.0);
   text.append(buffer, result.ptr);
-}
-
-std::vector<double> resample_curves(const std::vector<double>& values, int size) {
-  if (size == 1024) return values;
-  std::vector<double> out(lookup_table::curve_entries);
-  for (int c = 0; c < 3; ++c) {
-    const double* curve = values.data() + static_cast<std::size_t>(c) * size;
-    for (int i = 0; i < 1024; ++i) {
-      const long long position = static_cast<long long>(i) * (size - 1);
-      const long long cell = std::min<long long>(position / 1023, size - 2);
-      const double fraction = static_cast<double>(position - cell * 1023) / 1023;
-      out[c * 1024 + i] = curve[cell] * (1 - fraction) + curve[cell + 1] * fraction;
-    }
-  }
-  return out;
-}
-
-std::uint16_t fixed_of(double value) {
-  return static_cast<std::uint16_t>(std::clamp(std::rint((value + 0.125) * 4096), 0.0, 16383.0));
-}
-
-std::vector<std::uint16_t> resample_cube(const std::vector<double>& points, int size, bool red_fastest) {
-  constexpr int nodes = lookup_table::cube_points;
-  struct place {
-    std::size_t cell;
-    double fraction;
-  };
-  place at[nodes];
-  for (int i = 0; i < nodes; ++i) {
-    const int position = i * (size - 1);
-    const int cell = std::min(position / 16, size - 2);
-    at[i] = {static_cast<std::size_t>(cell), (position - cell * 16) / 16.0};
-  }
-  const std::size_t n = static_cast<std::size_t>(size);
-  const std::size_t red_step = red_fastest ? 3 : n * n * 3;
-  const std::size_t blue_step = red_fastest ? n * n * 3 : 3;
-  const std::size_t green_step = n * 3;
-
-  std::vector<std::uint16_t> out;
-  out.reserve(lookup_table::cube_entries);
-  for (const place& r : at) {
-    for (const place& g : at) {
-      for (const place& b : at) {
-        const double* corner = points.data() + r.cell * red_step + g.cell * green_step + b.cell * blue_step;
-        double sum[3] = {0, 0, 0};
-        for (int k = 0; k < 8; ++k) {
-          const double weight = (k & 4 ? r.fraction : 1 - r.fraction) * (k & 2 ? g.fraction : 1 - g.fraction) *
-                                (k & 1 ? b.fraction : 1 - b.fraction);
-          const double* point = corner + (k & 4 ? red_step : 0) + (k & 2 ? green_step : 0) + (k & 1 ? blue_step : 0);
-          for (int c = 0; c < 3; ++c) sum[c] += weight * point[c];
-        }
-        for (int c = 2; c >= 0; --c) out.push_back(fixed_of(sum[c]));
-        out.push_back(0);
-      }
-    }
-  }
-  return out;
 }
 
 }  // namespace img

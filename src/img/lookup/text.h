@@ -23,43 +23,48 @@ class line_scanner {
  public:
   explicit line_scanner(std::string_view text);
   bool next(std::string_view& line);
+  // Gives lines that are comments alone too, as empty ones.
+  void take_comments() { comments_ = true; }
+  // Of the line that next() gave: its number from 1 on, and what stands after its `#`.
+  int number() const { return number_; }
+  std::string_view comment() const { return comment_; }
 
  private:
   std::string_view rest_;
+  std::string_view comment_;
+  int number_ = 0;
+  bool comments_ = false;
 };
 
 // Takes the next word off `line`; empty at its end.
 std::string_view take_word(std::string_view& line);
 
-// Whether a line starts as a number does; all other lines are keywords.
+// Whether a line starts as a number does, "nan" and "inf" among them; all other lines are keywords.
 bool is_data_line(std::string_view line);
 
 // The whole word must be a number, and a finite one. A leading `+` is taken.
 bool parse_number(std::string_view word, double& value);
 bool parse_number(std::string_view word, int& value);
 
-// Exactly three numbers, or io::invalid_format(source, "Invalid data line").
+// Throws io::invalid_format(source, "Invalid data line ...") with the line's number and text and what was expected.
+[[noreturn]] void bad_data_line(std::string_view line, int number, const std::string& source, const char* expected);
+
+// Exactly three numbers, or bad_data_line().
 template <class T>
-void parse_data_line(std::string_view line, const std::string& source, T (&values)[3]);
+void parse_data_line(std::string_view line, int number, const std::string& source, T (&values)[3]);
 
 // Appends a number as the shortest text that reads back the same; what is not finite as 0.
 void append_number(std::string& text, double value);
-
-// Three blocks of `size` entries to three of 1024, by linear interpolation.
-std::vector<double> resample_curves(const std::vector<double>& values, int size);
-
-// Points of three values red, green, blue on a grid of `size` a side, red or blue fastest, to the nodes of a table, by
-// trilinear interpolation.
-std::vector<std::uint16_t> resample_cube(const std::vector<double>& points, int size, bool red_fastest);
-
-// clamp(rint((value + 0.125) * 4096), 0, 16383)
-std::uint16_t fixed_of(double value);
 
 // The forms. A reader throws io::invalid_format or io::eof_error with `source`, a writer gives the whole text of a
 // table that has the curves, or the cube, that its form holds.
 lookup_table read_lut(std::string_view text, const std::string& source);
 lookup_table read_3dl(std::string_view text, const std::string& source);
 lookup_table read_cube(std::string_view text, const std::string& source);
+lookup_table read_csp(std::string_view text, const std::string& source);
+lookup_table read_spi1d(std::string_view text, const std::string& source);
+lookup_table read_spi3d(std::string_view text, const std::string& source);
+lookup_table read_cdl(std::string_view text, const std::string& source);
 std::string write_lut(const lookup_table& table);
 std::string write_3dl(const lookup_table& table);
 std::string write_cms(const lookup_table& table);

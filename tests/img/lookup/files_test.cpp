@@ -29,7 +29,8 @@ double curve(const lookup_table& table, int c, int i) {
 
 // Value c (0 red, 1 green, 2 blue) of a node.
 double node(const lookup_table& table, int r, int g, int b, int c) {
-  return table.cube()[((r * 17 + g) * 17 + b) * 4 + 2 - c] / 4096.0 - 0.125;
+  const int n = table.points();
+  return table.cube()[((r * n + g) * n + b) * 4 + 2 - c] / 4096.0 - 0.125;
 }
 
 template <class T>
@@ -53,8 +54,8 @@ std::string cube_lines(int size, bool red_fastest, Line&& line) {
 
 // Calls check(r, g, b) for all nodes of a table.
 template <class Check>
-void for_nodes(Check&& check) {
-  for (int i = 0; i < 17 * 17 * 17; ++i) check(i / 289, i / 17 % 17, i % 17);
+void for_nodes(int points, Check&& check) {
+  for (int i = 0; i < points * points * points; ++i) check(i / points / points, i / points % points, i % points);
 }
 
 lookup_table with_curves(const std::vector<double>& values) {
@@ -63,9 +64,9 @@ lookup_table with_curves(const std::vector<double>& values) {
   return table;
 }
 
-lookup_table random_cube(unsigned seed, int least, int most) {
+lookup_table random_cube(unsigned seed, int least, int most, int points = 17) {
   std::mt19937 random(seed);
-  std::vector<std::uint16_t> nodes(lookup_table::cube_entries);
+  std::vector<std::uint16_t> nodes(lookup_table::entries_of(points));
   for (std::size_t i = 0; i < nodes.size(); ++i) {
     nodes[i] = i % 4 == 3 ? 0 : static_cast<std::uint16_t>(least + random() % (most - least + 1));
   }
@@ -109,6 +110,8 @@ TEST_F(lookup_files, failures) {
   const std::string size1 = invalid("Invalid 1D table size");
   const std::string both = invalid("3D+1D tables are not supported");
   const std::string cube8 = repeated("0 0 0\n", 8);
+  const std::string csp = "CSPLUTV100\n3D\n";
+  const std::string csp_shaper = "2\n0 1\n0 1\n";
   const struct {
     std::string name;
     std::string expected;
@@ -121,7 +124,8 @@ TEST_F(lookup_files, failures) {
        invalid("Unsupported channel count or invalid table size"),
        {"LUT: 3 1\n0\n0\n0\n", "LUT: 1 4\n0\n0\n0\n0\n", "LUT: 4 2\n", "LUT: 3\n0\n", "LUT:\n", "LUT: 3 -5\n",
         "LUT: 3 99999999999\n", "LUT: 3 2000000000\n0\n"}},
-      {"a.lut", eof, {"", "no mark\nlut: 3 2\n", "LUT: 3 1000000\n0\n1\n", "LUT: 3 2\n0\n1\n0\n1\n0\n"}},
+      {"a.lut", invalid("Missing line \"LUT:\""), {"", "no mark\nlut: 3 2\n"}},
+      {"a.lut", eof, {"LUT: 3 1000000\n0\n1\n", "LUT: 3 2\n0\n1\n0\n1\n0\n"}},
       {"a.lut",
        data,
        {"LUT: 3 2\n0\nx\n0\n1\n0\n1\n", "LUT: 3 2\n0\n0.5\n0\n1\n0\n1\n", "LUT: 3 2\n0\n99999999999\n0\n1\n0\n1\n"}},
@@ -146,18 +150,47 @@ TEST_F(lookup_files, failures) {
        size3,
        {"LUT_3D_SIZE 1\n", "LUT_3D_SIZE x\n", "LUT_3D_SIZE 2000000000\n0 0 0\n",
         "LUT_3D_SIZE 2\n" + cube8 + "0 0 0\n"}},
+      {"a.cube",
+       invalid("Invalid domain"),
+       {"DOMAIN_MIN 0 1 0\nLUT_1D_SIZE 2\n0 0 0\n1 1 1\n", "LUT_3D_INPUT_RANGE 1 0\nLUT_3D_SIZE 2\n" + cube8}},
+      {"a.cube", data, {"DOMAIN_MAX 1 1\nLUT_3D_SIZE 2\n" + cube8, "LUT_1D_INPUT_RANGE 0 nan\n"}},
       {"a.cube", eof, {"LUT_3D_SIZE 257\n0 0 0\n", "LUT_3D_SIZE 2\n" + repeated("0 0 0\n", 7)}},
+
+      {"a.csp", eof, {"", "CSPLUTV100\n3D\n", csp + csp_shaper + csp_shaper + csp_shaper + "2 2 2\n0 0 0\n"}},
+      {"a.csp", data, {"CSPLUTV200\n", "CSPLUTV100\n2D\n0\n", csp + "2\n0 x\n0 1\n", csp + "2\n0\n0 1\n"}},
+      {"a.csp",
+       invalid("Invalid table size"),
+       {csp + "1\n0\n0\n", csp + csp_shaper + csp_shaper + csp_shaper + "2 2 300\n"}},
+      {"a.csp", invalid("The inputs in line 4 do not rise"), {csp + "2\n0 0\n0 1\n2\n"}},
+      {"a.spi1d", eof, {"Length 2\nComponents 1\n{\n0\n}\n", "Length 1000000\nComponents 3\n{\n0 0 0\n"}},
+      {"a.spi1d", data, {"From 1 0\n", "Length 1\n", "Components 4\n", "Length 2\nComponents 2\n{\n0\n"}},
+      {"a.spi1d", invalid("Missing"), {"", "Length 2\n{\n0\n1\n}\n"}},
+      {"a.spi3d", eof, {"", "SPILUT 1.0\n3 3\n2 2 2\n0 0 0 0 0 0\n"}},
+      {"a.spi3d", size3, {"SPILUT 1.0\n3 3\n2 2 1\n", "SPILUT 1.0\n3 3\n2 2 300\n"}},
+      {"a.spi3d", data, {"LUT\n", "SPILUT 1.0\n3 3\n2 2 2\n0 0 2 0 0 0\n", "SPILUT 1.0\n3 3\n2 2 2\n0 0 0 0 0\n"}},
+      {"a.spi3d", invalid("Invalid 3D table: a node"), {"SPILUT 1.0\n3 3\n2 2 2\n" + repeated("0 0 0 1 1 1\n", 8)}},
+      {"a.cc", invalid("No ColorCorrection"), {"", "<x/>", "<!-- <ColorCorrection> -->", "<ColorCorrection"}},
+      {"a.cdl", invalid("Invalid Slope: \"1 1\""), {"<ColorCorrection><Slope>1 1</Slope>"}},
+      {"a.ccc",
+       invalid("Invalid Power"),
+       {"<ColorCorrection><Power>1 0 1</Power>", "<ColorCorrection><Power>a</Power>"}},
+      {"a.cc", invalid("Invalid Saturation"), {"<ColorCorrection><Saturation>-1</Saturation>"}},
   };
   for (const auto& row : rows) {
     for (const std::string& text : row.texts) {
-      EXPECT_EQ(failure(row.name, text), row.expected) << row.name << "\n" << text.substr(0, 80);
+      EXPECT_EQ(failure(row.name, text).substr(0, row.expected.size()), row.expected) << row.name << "\n"
+                                                                                      << text.substr(0, 80);
     }
   }
-  for (const std::string line :
-       {"0 0", "0 0 0 0", "0 0 0x", "0 0,5 0", "0 nan 0", "0 -inf 0", "0 1e999 0", "0 0 -", "0 +-1 0"}) {
-    EXPECT_EQ(failure("a.cube", "LUT_1D_SIZE 2\n" + line + "\n1 1 1\n"), data) << line;
+  for (const std::string line : {"nan 0 0", "-inf 0 0", "0 0", "0 0 0 0", "0 0 0x", "0 0,5 0", "0 nan 0", "0 -inf 0",
+                                 "0 1e999 0", "0 0 -", "0 +-1 0"}) {
+    EXPECT_EQ(failure("a.cube", "# note\r\n\r\nLUT_1D_SIZE 2\r\n" + line + "\n1 1 1\n"),
+              data + " 4: \"" + line + "\"; expected three finite numbers");
   }
-  EXPECT_EQ(failure("a.cube", std::string("LUT_1D_SIZE 2\n0 0 \0\n1 1 1\n", 26)), data);
+  EXPECT_EQ(failure("a.cube", std::string("LUT_1D_SIZE 2\n0 0 \0\n1 1 1\n", 26)),
+            data + " 2: \"0 0 ?\"; expected three finite numbers");
+  EXPECT_EQ(failure("a.cube", "0 0 0\nLUT_3D_SIZE 2\n"),
+            invalid("Missing table size: line 1 is data, but no LUT_3D_SIZE or LUT_1D_SIZE comes before it"));
 }
 
 TEST_F(lookup_files, unreadable_files) {
@@ -209,7 +242,7 @@ TEST_F(lookup_files, a_cube_of_17_passes_unchanged) {
     const bool is_3dl = std::string(name) == "a.3dl";
     const lookup_table table = load(name, is_3dl ? integers : floats);
     EXPECT_TRUE(table.has_cube() && table.output_srgb3) << name;
-    for_nodes([&](int r, int g, int b) {
+    for_nodes(17, [&](int r, int g, int b) {
       const int place[3] = {b, g, r};
       for (int c = 0; c < 3; ++c) {
         const double value = is_3dl ? place[c] * 255 / 4095.0 : place[c] / 16.0;
@@ -219,24 +252,113 @@ TEST_F(lookup_files, a_cube_of_17_passes_unchanged) {
   }
 }
 
-TEST_F(lookup_files, other_grids_are_interpolated) {
+TEST_F(lookup_files, other_grids_are_kept) {
   // Two points a side: green 0.5 and blue 1 times the coordinate, and a red that needs all three.
   const lookup_table two = load("a.cms", "LUT_3D_SIZE 2\n" + cube_lines(2, true, [](int r, int g, int b) {
                                            return triple<double>(r * g * b, g * 0.5, b);
                                          }));
-  // 33 points: every second is a node.
-  const lookup_table many =
-      load("b.cube", "LUT_3D_SIZE 33\n" + cube_lines(33, true, [](int r, int g, int b) {
-                       return triple(r % 2 ? 9 : r / 32.0, g % 2 ? 9 : g / 64.0, b % 2 ? 9 : b / 32.0);
-                     }));
-  for_nodes([&](int r, int g, int b) {
-    EXPECT_NEAR(node(two, r, g, b, 0), r * g * b / 4096.0, 1.0 / 8192);
-    EXPECT_NEAR(node(many, r, g, b, 0), r / 16.0, 1.0 / 8192);
-    for (const lookup_table* table : {&two, &many}) {
-      EXPECT_NEAR(node(*table, r, g, b, 1), g / 32.0, 1.0 / 8192);
-      EXPECT_NEAR(node(*table, r, g, b, 2), b / 16.0, 1.0 / 8192);
-    }
+  const lookup_table many = load("b.cube", "LUT_3D_SIZE 33\n" + cube_lines(33, true, [](int r, int g, int b) {
+                                             return triple(r / 32.0, g / 64.0, b / 32.0);
+                                           }));
+  // Half of the colours on the way in, so that the table is needed at other places than it has.
+  const lookup_table domain =
+      load("c.cube", "LUT_3D_SIZE 3\nDOMAIN_MIN 0 -1 0.5\nDOMAIN_MAX 2 1 1.5\n" +
+                         cube_lines(3, true, [](int r, int g, int b) { return triple(r / 2.0, g / 2.0, b / 2.0); }));
+  EXPECT_EQ(two.points(), 2);
+  EXPECT_EQ(node(two, 1, 1, 1, 0), 1);
+  EXPECT_EQ(node(two, 1, 0, 1, 0), 0);
+  EXPECT_EQ(node(two, 0, 1, 0, 1), 0.5);
+  EXPECT_EQ(many.points(), 33);
+  for_nodes(33, [&](int r, int g, int b) {
+    ASSERT_NEAR(node(many, r, g, b, 0), r / 32.0, 1.0 / 8192);
+    ASSERT_NEAR(node(many, r, g, b, 1), g / 64.0, 1.0 / 8192);
+    ASSERT_NEAR(node(many, r, g, b, 2), b / 32.0, 1.0 / 8192);
   });
+  EXPECT_EQ(domain.points(), 65);
+  for_nodes(65, [&](int r, int g, int b) {
+    ASSERT_NEAR(node(domain, r, g, b, 0), r / 128.0, 1.0 / 8192);
+    ASSERT_NEAR(node(domain, r, g, b, 1), 0.5 + g / 128.0, 1.0 / 8192);
+    ASSERT_NEAR(node(domain, r, g, b, 2), std::max(b - 32, 0) / 64.0, 1.0 / 8192);
+  });
+}
+
+// A cube of its own axes and curves before it, and curves, as each further form writes them.
+TEST_F(lookup_files, forms_that_are_only_read) {
+  // Red 0 to 2 in its shaper, then the middle of three points at a quarter.
+  const lookup_table csp = load(
+      "a.csp",
+      "CSPLUTV100\n3D\n\nBEGIN METADATA\n0 0\nEND METADATA\n3\n0 1 2\n0 0.25 1\n2\n0 1\n0 1\n2\n0 1\n"
+      "0 1\n\n2 3 2\n" +
+          [] {
+            std::string lines;
+            for (int b = 0; b < 2; ++b) {
+              for (int g = 0; g < 3; ++g) {
+                for (int r = 0; r < 2; ++r) lines += triple<double>(r, g * g / 4.0, b);
+              }
+            }
+            return lines;
+          }());
+  EXPECT_EQ(csp.points(), 65);
+  for_nodes(65, [&](int r, int g, int b) {
+    ASSERT_NEAR(node(csp, r, g, b, 0), r / 256.0, 1.0 / 8192);
+    ASSERT_NEAR(node(csp, r, g, b, 1), g < 32 ? g / 128.0 : 0.25 + (g - 32) * 0.75 / 32, 1.0 / 8192);
+    ASSERT_NEAR(node(csp, r, g, b, 2), b / 64.0, 1.0 / 8192);
+  });
+  const lookup_table lines =
+      load("b.csp", "CSPLUTV100\n1D\n2\n0 1\n0 1\n2\n0 1\n0 0.5\n2\n0 1\n0 1\n3\n0 0 0\n0.25 1 2\n1 2 4\n");
+  EXPECT_NEAR(curve(lines, 0, 1023), 1, 1e-12);
+  EXPECT_NEAR(curve(lines, 1, 1023), 1, 1e-12);
+  EXPECT_NEAR(curve(lines, 2, 0), 0, 1e-12);
+
+  const lookup_table spi1d = load("a.spi1d", "Version 1\nFrom -1 3\nLength 3\nComponents 1\n{\n 0.0\n 1.0\n 5\n}\n");
+  for (int c = 0; c < 3; ++c) {
+    EXPECT_NEAR(curve(spi1d, c, 0), 0.5, 1e-12);
+    EXPECT_NEAR(curve(spi1d, c, 1023), 1, 1e-12);
+  }
+  const lookup_table three = load("b.spi1d", "Version 1\nFrom 0 1\nLength 2\nComponents 3\n{\n0 1 2\n1 0 3\n}\n");
+  EXPECT_EQ(curve(three, 1, 0), 1);
+  EXPECT_EQ(curve(three, 2, 1023), 3);
+
+  std::string nodes = "SPILUT 1.0\n3 3\n3 3 3\n";
+  for (int b = 2; b >= 0; --b) {
+    for (int r = 0; r < 3; ++r) {
+      for (int g = 0; g < 3; ++g) {
+        nodes += std::to_string(r) + ' ' + std::to_string(g) + ' ' + std::to_string(b) + ' ' +
+                 triple<double>(r / 2.0, g / 4.0, b);
+      }
+    }
+  }
+  const lookup_table spi3d = load("a.spi3d", nodes);
+  EXPECT_EQ(spi3d.points(), 3);
+  for_nodes(3, [&](int r, int g, int b) {
+    EXPECT_EQ(node(spi3d, r, g, b, 0), r / 2.0);
+    EXPECT_EQ(node(spi3d, r, g, b, 1), g / 4.0);
+    EXPECT_EQ(node(spi3d, r, g, b, 2), b);
+  });
+}
+
+// By the formulas of the ASC, worked out by hand; saturation takes the form of a cube.
+TEST_F(lookup_files, color_decisions) {
+  const std::string sop =
+      "<SOPNode>\n<!-- <Slope>9 9 9</Slope> --><Slope>2 1\t1</Slope><Offset>-0.5 0.25 0</Offset>"
+      "<Power>1 1 2</Power></SOPNode>";
+  const lookup_table cc =
+      load("a.cc", "<?xml version=\"1.0\"?>\n<ColorCorrection id=\"x\">" + sop + "</ColorCorrection>");
+  EXPECT_EQ(curve(cc, 0, 0), 0);
+  EXPECT_NEAR(curve(cc, 0, 682), 2 * 682 / 1023.0 - 0.5, 1e-12);
+  EXPECT_NEAR(curve(cc, 1, 341), 341 / 1023.0 + 0.25, 1e-12);
+  EXPECT_EQ(curve(cc, 1, 1023), 1);
+  EXPECT_NEAR(curve(cc, 2, 341), 1 / 9.0, 1e-12);
+  // The first of a collection, with a prefix and a saturation of half.
+  const lookup_table cdl = load("a.cdl",
+                                "<ColorDecisionList xmlns:c=\"urn:ASC:CDL:v1.01\"><c:ColorDecision><c:ColorCorrection>"
+                                "<c:SatNode><c:Saturation> 0.5 </c:Saturation></c:SatNode></c:ColorCorrection>"
+                                "</c:ColorDecision><ColorCorrection>" +
+                                    sop + "</ColorCorrection></ColorDecisionList>");
+  EXPECT_EQ(cdl.points(), 65);
+  EXPECT_NEAR(node(cdl, 64, 0, 0, 0), 0.2126 + 0.5 * (1 - 0.2126), 1.0 / 8192);
+  EXPECT_NEAR(node(cdl, 64, 0, 0, 2), 0.5 * 0.2126, 1.0 / 8192);
+  EXPECT_NEAR(node(cdl, 32, 32, 32, 1), 0.5, 1.0 / 8192);
 }
 
 TEST_F(lookup_files, values_outside_the_fixed_range_are_held) {
@@ -259,20 +381,27 @@ TEST_F(lookup_files, depth_of_a_3dl) {
               {"3DMESH\nMesh 1 10\n", 1023, 1023 / 1023.0},
               {"3DMESH\nMesh 1 12\n", 4098, 4098 / 4095.0},
               {"3DMESH\nMesh 1 16\n", 1000, 1000 / 65535.0},
+              {"# Output bit depth 10\n", 1023, 1},
+              {"# Input bit depth 10, output bit depth 16\n", 4095, 4095 / 65535.0},
+              {"# in: 8, output: 0 - 1023\n", 1023, 1},
+              {"# written by hand, 12 lines, output of a tool\n", 1023, 1023 / 4095.0},
               {"", -4095, -0.125}};
   for (const auto& row : rows) {
     // "Mesh 1" is three points a side.
-    const int nodes = row.header.empty() ? 8 : 27;
+    const bool mesh = row.header.starts_with("3D");
+    const int nodes = mesh ? 27 : 8;
     const std::string text = row.header + repeated("0 0 0\n", nodes - 1) + "0 0 " + std::to_string(row.value) +
                              "\n\n# end\nLUT8\ngamma 1.0\n";
     const lookup_table table = load("a.3dl", text);
-    EXPECT_NEAR(node(table, 16, 16, 16, 2), row.expected, 1.0 / 8192) << row.header << row.value;
+    const int last = table.points() - 1;
+    EXPECT_EQ(last, mesh ? 2 : 1);
+    EXPECT_NEAR(node(table, last, last, last, 2), row.expected, 1.0 / 8192) << row.header << row.value;
     EXPECT_EQ(node(table, 0, 0, 0, 2), 0);
   }
   // Three input positions look like a node.
   std::string text = "0 512 1023\n";
   for (int i = 0; i < 27; ++i) text += std::to_string(i / 9 * 2047) + " 0 0\n";
-  EXPECT_NEAR(node(load("b.3dl", text), 8, 16, 16, 0), 2047 / 4095.0, 1.0 / 8192);
+  EXPECT_NEAR(node(load("b.3dl", text), 1, 2, 2, 0), 2047 / 4095.0, 1.0 / 8192);
 }
 
 TEST_F(lookup_files, refused_exports) {
@@ -343,11 +472,15 @@ TEST_F(lookup_files, what_is_written) {
 TEST_F(lookup_files, what_is_written_reads_back) {
   // A comma as the decimal point must not matter. The locale may be missing here; the rest counts all the same.
   std::setlocale(LC_ALL, "de_DE.UTF-8");
-  const lookup_table cube = random_cube(3, 0, 16383);
-  for (const char* name : {"a.cube", "a.cms"}) EXPECT_EQ(load(name, saved(name, cube)), cube) << name;
-  const lookup_table held = random_cube(4, 512, 512 + 4096);
-  lookup_table back = load("a.3dl", saved("a.3dl", held));
-  for (std::size_t i = 0; i < lookup_table::cube_entries; ++i) ASSERT_NEAR(back.cube()[i], held.cube()[i], 1);
+  lookup_table back;
+  for (const int points : {2, 17, 24, 33}) {
+    const lookup_table cube = random_cube(3, 0, 16383, points);
+    for (const char* name : {"a.cube", "a.cms"}) EXPECT_EQ(load(name, saved(name, cube)), cube) << name << points;
+    const lookup_table held = random_cube(4, 512, 512 + 4096, points);
+    back = load("a.3dl", saved("a.3dl", held));
+    ASSERT_EQ(back.points(), points);
+    for (std::size_t i = 0; i < back.cube().size(); ++i) ASSERT_NEAR(back.cube()[i], held.cube()[i], 1);
+  }
 
   std::vector<double> values(lookup_table::curve_entries);
   for (std::size_t i = 0; i < values.size(); ++i) values[i] = std::sin(i * 0.37) * (i % 3 ? 1 : 1e-5);
@@ -378,12 +511,12 @@ TEST_F(lookup_files, real_files) {
       {"discreet-3d-lut.3dl", {0, 0, 0}, 0, 17 / 4095.0},
       {"discreet-3d-lut.3dl", {0, 0, 1}, 2, 68 / 4095.0},
       {"discreet-3d-lut.3dl", {16, 16, 16}, 2, 4094 / 4095.0},
-      {"eotf_sRGB_3D.cube", {16, 0, 0}, 0, 2.5371552},
-      {"eotf_sRGB_3D.cube", {0, 0, 16}, 0, -0.0077399},
-      {"eotf_sRGB_3D.cube", {0, 0, 16}, 2, 16383 / 4096.0 - 0.125},  // 12.8 is held
-      {"iridas_3d.cube", {16, 8, 0}, 0, 2},
-      {"iridas_3d.cube", {16, 8, 0}, 1, 1},
-      {"iridas_3d.cube", {16, 8, 0}, 2, 0},
+      // Red from -0.1 to 1.5 in 8 points: 0 lies at 0.4375, 1 at 4.8125.
+      {"eotf_sRGB_3D.cube", {0, 0, 0}, 0, -0.0077399 + 0.4375 * (0.0150427 + 0.0077399)},
+      {"eotf_sRGB_3D.cube", {64, 0, 0}, 0, 0.6283248 + 0.8125 * (1.1002822 - 0.6283248)},
+      {"iridas_3d.cube", {64, 32, 0}, 0, 1},
+      {"iridas_3d.cube", {64, 32, 0}, 1, 0},  // green begins at 1
+      {"iridas_3d.cube", {64, 32, 64}, 2, 2},
   };
   lookup_table table;
   for (const auto& row : rows) {
@@ -396,10 +529,11 @@ TEST_F(lookup_files, real_files) {
   }
   for (const char* name : {"identity_NucodaCMS33.cms", "identity_Smoke17_12bits.3dl"}) {
     img::load_lookup(samples + name, table);
-    for_nodes([&](int r, int g, int b) {
-      ASSERT_NEAR(node(table, r, g, b, 0), r / 16.0, 0.0005) << name;
-      ASSERT_NEAR(node(table, r, g, b, 1), g / 16.0, 0.0005) << name;
-      ASSERT_NEAR(node(table, r, g, b, 2), b / 16.0, 0.0005) << name;
+    const double last = table.points() - 1;
+    for_nodes(table.points(), [&](int r, int g, int b) {
+      ASSERT_NEAR(node(table, r, g, b, 0), r / last, 0.0005) << name;
+      ASSERT_NEAR(node(table, r, g, b, 1), g / last, 0.0005) << name;
+      ASSERT_NEAR(node(table, r, g, b, 2), b / last, 0.0005) << name;
     });
   }
 }

@@ -23,14 +23,21 @@ TEST(lookup_table, one_form_at_a_time) {
   EXPECT_EQ(table.raw_cube().size(), lookup_table::cube_entries - 1u);
   EXPECT_EQ(table.raw_curves().size(), 3073u);
   EXPECT_EQ(table.cube_hash(), 0u);
+  for (const std::size_t entries : {std::size_t{4}, lookup_table::entries_of(130)}) {
+    table.set_raw(std::vector<std::uint16_t>(entries), true, {}, false);
+    EXPECT_TRUE(table.empty()) << entries;
+  }
 }
 
 TEST(lookup_table, values_beyond_14_bits_are_held) {
-  std::vector<std::uint16_t> nodes(lookup_table::cube_entries, 65535);
   lookup_table table;
-  table.set_raw(nodes, true, {}, false);
-  EXPECT_EQ(table.cube()[0], 16383);
-  EXPECT_EQ(table.cube()[lookup_table::cube_entries - 2], 16383);
+  for (const int points : {2, 17, 129}) {
+    std::vector<std::uint16_t> nodes(lookup_table::entries_of(points), 65535);
+    table.set_raw(nodes, true, {}, false);
+    EXPECT_EQ(table.points(), points);
+    EXPECT_EQ(table.cube()[0], 16383);
+    EXPECT_EQ(table.cube()[nodes.size() - 2], 16383);
+  }
   // No index of the tables behind a cube may leave them.
   img::image in("BGR", 8, 9, 1), out;
   in.fill(255, 0, 100, 0);

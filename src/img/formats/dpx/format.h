@@ -5,8 +5,9 @@
 
 namespace img {
 
-// Reads both byte orders of both formats into one plane of packed 10-bit words, form U from big-endian 10-bit RGB and
-// u from all else: samples of 12 and 16 bits lose their lower bits, alpha is dropped. Writes little-endian 10-bit DPX.
+// Reads both byte orders of both formats. Samples of 10, 12 and 16 bits become a plane of packed 10-bit words, form U
+// from big-endian 10-bit RGB and u from all else, without their lower bits, luma in all three fields, alpha as a plane
+// of bytes after it. 8 bits stay bytes, floats become halves. Writes little-endian 10-bit DPX.
 class dpx_fmt final : public format {
  public:
   void read(image& image, const std::string& path, const layer& layer) const override;

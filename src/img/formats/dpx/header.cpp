@@ -240,6 +240,11 @@ void take_dpx_information(const header_view& header, image_info& info) {
     add_keycode(code, info);
   }
   take_frame(header.u32(1712), info);
+  const std::uint32_t aspect_x = header.u32(1628);
+  const std::uint32_t aspect_y = header.u32(1632);
+  if (aspect_x != 0 && aspect_x != not_given && aspect_y != 0 && aspect_y != not_given) {
+    info.pixel_aspect = static_cast<double>(aspect_x) / aspect_y;
+  }
   set_frame_rate(info, static_cast<double>(header.real(1724)));
   if (info.frame_rate_nm == 0) set_frame_rate(info, static_cast<double>(header.real(1940)));
 
@@ -251,6 +256,60 @@ void take_dpx_information(const header_view& header, image_info& info) {
   take_sub_frames(info);
 }
 
+// "Unsupported bit depth: 1; 8, 10, 12, 16 and 32 are read"
+[[noreturn]] void refuse(const std::string& path, const std::string& what, std::uint32_t found, const char* read) {
+  throw io::invalid_format(path, what + ": " + std::to_string(found) + "; " + read);
+}
+
+// The packings are 0 (samples run on), 1 (filled at the lower end) and 2 (filled at the upper end).
+void take_dpx_coding(const header_view& header, const std::string& path, film_header& result) {
+  const std::uint32_t descriptor = header.number(800, 1);
+  switch (descriptor) {
+    case 6:
+      result.channels = 1;
+      break;
+    case 50:
+      result.channels = 3;
+      break;
+    case 51:
+    case 52:
+      result.channels = 4;
+      result.alpha_first = descriptor == 52;
+      break;
+    default:
+      refuse(path, "Unsupported descriptor", descriptor, "6 (luma), 50 (RGB), 51 (RGBA) and 52 (ABGR) are read");
+  }
+  const std::uint32_t packing = header.number(804, 2);
+  if (packing > 2 && packing != 0xFFFFu) refuse(path, "Unsupported packing type", packing, "0, 1 and 2 are read");
+  if (const std::uint32_t encoding = header.number(806, 2); encoding != 0 && encoding != 0xFFFFu) {
+    refuse(path, "Unsupported encoding", encoding, "0, no run lengths, is read");
+  }
+  const std::uint32_t bits = header.number(803, 1);
+  result.bits = static_cast<int>(bits);
+  result.shift = 0;
+  switch (bits) {
+    case 8:
+      result.coding = film_coding::bytes;
+      break;
+    case 10:
+      result.coding = packing == 0 ? film_coding::run_on : film_coding::three_a_word;
+      if (packing == 1 || packing == 0xFFFFu) result.shift = 2;
+      break;
+    case 12:
+      result.coding = packing == 0 ? film_coding::run_on : film_coding::shorts;
+      if (packing == 1 || packing == 0xFFFFu) result.shift = 4;
+      break;
+    case 16:
+      result.coding = film_coding::shorts;
+      break;
+    case 32:
+      result.coding = film_coding::floats;
+      break;
+    default:
+      refuse(path, "Unsupported bit depth", bits, "8, 10, 12, 16 and 32 are read");
+  }
+}
+
 film_header parse_dpx(header_view header, const std::string& path, image_info& info) {
   film_header result;
   result.big_endian = header.big_endian();
@@ -260,23 +319,12 @@ film_header parse_dpx(header_view header, const std::string& path, image_info& i
   const std::uint32_t file_offset = header.u32(4);
   const bool use_element = element_offset != 0 && element_offset != not_given;
   result.data_offset = use_element ? element_offset : file_offset;
-  result.descriptor = static_cast<int>(header.number(800, 1));
   const std::uint32_t padding = header.u32(812);
   result.line_padding = padding == not_given ? 0 : padding;
   const std::uint32_t orientation = header.number(768, 2);
   result.bottom_up = orientation == 2 || orientation == 3;
 
-  if (result.descriptor != 50 && result.descriptor != 51) throw io::invalid_format(path, "Unsupported descriptor");
-  const int bits = static_cast<int>(header.number(803, 1));
-  if (bits != 10 && bits != 12 && bits != 16) throw io::invalid_format(path, "Unsupported bit depth");
-  // Filled samples of 12 bits stand at the upper end of 16; 16 bits look the same in every packing.
-  const std::uint32_t packing = header.number(804, 2);
-  if (bits == 16 ? packing > 2 : packing != 1) throw io::invalid_format(path, "Unsupported packing type");
-  if (const std::uint32_t encoding = header.number(806, 2); encoding != 0 && encoding != 0xFFFFu) {
-    throw io::invalid_format(path, "Unsupported encoding");
-  }
-  result.bit_depth = bits == 10 ? 10 : 16;
-
+  take_dpx_coding(header, path, result);
   header.cut(static_cast<std::size_t>(result.data_offset));
   take_dpx_information(header, info);
   return result;
@@ -314,21 +362,29 @@ film_header parse_cineon(header_view header, const std::string& path, image_info
   const std::uint32_t padding = header.u32(684);
   result.line_padding = padding == not_given ? 0 : padding;
 
-  if (header.number(193, 1) != 3) throw io::invalid_format(path, "Unsupported number of channels");
+  if (const std::uint32_t channels = header.number(193, 1); channels != 3) {
+    refuse(path, "Unsupported number of channels", channels, "3 are read");
+  }
   const std::uint32_t bits = header.number(198, 1);
   for (std::size_t channel = 196 + 28; channel <= 196 + 2 * 28; channel += 28) {
     if (header.number(channel + 2, 1) != bits || header.u32(channel + 4) != header.u32(200) ||
         header.u32(channel + 8) != header.u32(204)) {
-      throw io::invalid_format(path, "Unsupported variant");
+      throw io::invalid_format(path, "Unsupported variant: channels of unequal size or depth");
     }
   }
-  if (header.number(680, 1) != 0) throw io::invalid_format(path, "Unsupported interleave type");
-  if (bits != 10 && bits != 12 && bits != 16) throw io::invalid_format(path, "Unsupported bit depth");
+  if (const std::uint32_t interleave = header.number(680, 1); interleave != 0) {
+    refuse(path, "Unsupported interleave type", interleave, "0, by pixel, is read");
+  }
+  if (bits != 10 && bits != 12 && bits != 16) refuse(path, "Unsupported bit depth", bits, "10, 12 and 16 are read");
   // 1, 3 and 5: left justified in bytes, words of 16 and words of 32 bits. Only the last holds several samples.
   const std::uint32_t packing = header.number(681, 1);
-  if (packing != 1 && packing != 3 && packing != 5) throw io::invalid_format(path, "Unsupported packing type");
-  if (bits == 12 && packing == 5) throw io::invalid_format(path, "Unsupported bit depth");
-  result.bit_depth = bits == 10 && packing == 5 ? 10 : 16;
+  if (packing != 1 && packing != 3 && packing != 5)
+    refuse(path, "Unsupported packing type", packing, "1, 3 and 5 are read");
+  if (bits == 12 && packing == 5) refuse(path, "Unsupported bit depth", bits, "10 and 16 are read in this packing");
+  result.bits = static_cast<int>(bits);
+  const bool words = bits == 10 && packing == 5;
+  result.coding = words ? film_coding::three_a_word : film_coding::shorts;
+  result.shift = words ? 2 : 16 - result.bits;
 
   header.cut(static_cast<std::size_t>(result.data_offset));
   take_cineon_information(header, info);

@@ -1,10 +1,12 @@
 // DPX and Cineon files put together field by field, at the offsets of the published standards.
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "img/format.h"
 #include "support/temp_folder.h"
@@ -65,20 +67,55 @@ inline std::uint32_t word(int x, int y) {
   return code(x, y, 0) << 22 | code(x, y, 1) << 12 | code(x, y, 2) << 2;
 }
 
-// The rows of the test picture. Lower bits that a reader drops are set.
+// Channels of a pixel in the order of the file: 0 red (or luma), 1 green, 2 blue, 3 alpha.
+inline std::vector<int> channels_of(const shape& s) {
+  if (s.descriptor == 6) return {0};
+  if (s.descriptor == 51) return {0, 1, 2, 3};
+  if (s.descriptor == 52) return {3, 2, 1, 0};
+  return {0, 1, 2};
+}
+
+// A sample as deep as the file has it. Lower bits that a reader drops are set.
+inline std::uint32_t sample(const shape& s, int x, int y, int channel) {
+  const std::uint32_t v = code(x, y, channel);
+  return s.bits < 10 ? v >> 2 : v << (s.bits - 10) | ((1u << (s.bits - 10)) - 1);
+}
+
+inline float real_sample(int x, int y, int channel) {
+  return static_cast<float>(code(x, y, channel)) / 512.0F - 0.5F;
+}
+
+// The rows of the test picture.
 inline void add_pixels(bytes& file, const shape& s) {
   file.data.resize(s.offset, '\xEE');
-  const int samples = s.descriptor == 51 ? 4 : 3;
+  const std::vector<int> channels = channels_of(s);
+  const int n = static_cast<int>(channels.size());
   for (int y = 0; y < s.height; ++y) {
-    if (s.bits != 10 || s.wide) {
-      for (int x = 0; x < s.width; ++x) {
-        for (int c = 0; c < samples; ++c) file.add(code(x, y, c) << 6 | (s.bits == 12 ? 0x30u : 0x3Fu), 2);
+    const auto channel = [&](int i) { return channels[static_cast<std::size_t>(i % n)]; };
+    std::vector<std::uint32_t> row;
+    for (int i = 0; i < s.width * n && s.bits != 32; ++i) row.push_back(sample(s, i / n, y, channel(i)));
+    if (s.bits == 32) {
+      for (int i = 0; i < s.width * n; ++i)
+        file.add(std::bit_cast<std::uint32_t>(real_sample(i / n, y, channel(i))), 4);
+    } else if (s.bits == 8) {
+      for (const std::uint32_t v : row) file.add(v, 1);
+    } else if (s.bits == 16 || s.wide || (s.bits == 12 && s.packing != 0)) {
+      for (const std::uint32_t v : row) {
+        file.add(s.packing == 2 ? v : v << (16 - s.bits) | (s.wide ? 0x3Fu : 0u), 2);
       }
+    } else if (s.packing == 0) {
+      // From the lowest bit of each word up.
+      std::vector<std::uint32_t> words((row.size() * static_cast<std::size_t>(s.bits) + 31) / 32);
+      for (std::size_t bit = 0; bit < row.size() * static_cast<std::size_t>(s.bits); ++bit) {
+        const std::size_t bits = static_cast<std::size_t>(s.bits);
+        words[bit / 32] |= (row[bit / bits] >> (bit % bits) & 1u) << (bit % 32);
+      }
+      for (const std::uint32_t word : words) file.add(word, 4);
     } else {
-      for (int i = 0; i < s.width * samples; i += 3) {
+      for (std::size_t i = 0; i < row.size(); i += 3) {
         std::uint32_t packed = 0;
-        for (int k = 0; k < 3 && i + k < s.width * samples; ++k) {
-          packed |= code((i + k) / samples, y, (i + k) % samples) << (22 - 10 * k);
+        for (std::size_t k = 0; k < 3 && i + k < row.size(); ++k) {
+          packed |= row[i + k] << (10 * (n == 1 ? k : 2 - k) + (s.packing == 2 ? 0 : 2));
         }
         file.add(packed, 4);
       }
