@@ -32,8 +32,9 @@ struct fixture {
     command::register_fields(engine);
     command::register_language_actions(engine);
     command::register_document_actions(engine);
-    engine.value_action_table["layer_replace_with"].execute = [](const std::string&) { return true; };
-    command::register_unavailable(engine);
+    engine.action_table["layer_replace_with"].execute_value = [](const std::string&) { return true; };
+    command::register_menu_choices(engine);
+    command::register_unbuilt_actions(engine);
   }
 
   void run() {

@@ -1,5 +1,6 @@
 #!/bin/sh
-# update_commands.sh KESTRIN: puts the tables of the program into docs/commands.md and docs/keyboard.md.
+# update_commands.sh KESTRIN: puts the tables of the program into docs/commands.md and docs/keyboard.md, and its
+# keys into assets/keydefs.txt.
 set -eu
 cd "$(dirname "$0")/.."
 program=${1:-build/release/bin/kestrin}
@@ -11,6 +12,8 @@ put() {
   sed -i -e "/^<!-- tables -->\$/,/^<!-- end of tables -->\$/{/^<!-- tables -->\$/{p;r $tables/$1
 };/^<!-- end of tables -->\$/!d}" "$2"
 }
+"$program" --help=keydefs >assets/keydefs.txt
+cp assets/keydefs.txt "$(dirname "$program")/config/"
 put markdown docs/commands.md
 put keys docs/keyboard.md
 rm -r "$tables"

@@ -78,15 +78,16 @@ struct application::impl {
   app::window_run window{{composition, engine, pipeline, frames, preloader, clock, product_title,
                           [this](std::string_view key) { return text(key); },
                           [this](const std::string& line) { console.report(line); }, &errors}};
-  bool exit_with_status = false;
   bool transient = false;  // save neither settings nor recent lists at the end
 
   void bind();
   void register_actions();
+  void add_own_actions();
+  bool print_tables(const std::string& which);
   int run_step(bool any_arguments);
   int run_window();
   // 1 in place of 0 when the process is to tell of error lines.
-  int exit_code(int code) const { return code == 0 && exit_with_status && console.any_error() ? 1 : code; }
+  int exit_code(int code) const { return code == 0 && engine.exit_with_status && console.any_error() ? 1 : code; }
   void after_save(const std::string& path);
   // The user's text for a key, from messages.txt of the folders config, user and documents, read when first needed.
   std::string text(std::string_view key);
@@ -137,43 +138,10 @@ void application::impl::register_actions() {
   command::register_document_actions(engine);
   recent.register_actions(engine);
 
-  engine.value_action_table["exit"].execute = [this](const std::string& value) {
-    if (value != "status") return false;
-    exit_with_status = true;
-    engine.execute_action("exit");
-    return true;
-  };
+  command::register_menu_choices(engine);
   window.register_actions();
   window.is_transient = [this] { return transient; };
-  engine.action_table["transient"].execute = [this] { transient = true; };
-  engine.value_action_table["transient"].execute = [this](const std::string& value) {
-    if (value != "0" && value != "1") return false;
-    transient = value == "1";
-    return true;
-  };
-  engine.action_table["cache_clear"].execute = [this] { composition.hooks.clear_cache(); };
-  engine.action_table["cache_stop_preload"].execute = [this] { composition.hooks.stop_preload(); };
-  engine.action_table["help"].execute = [this] {
-    console.print(product_title + std::string("\n") + command::help_text(engine));
-    engine.quit_requested = true;
-  };
-  engine.value_action_table["help"].execute = [this](const std::string& value) {
-    if (value == "markdown") {
-      console.print(command::reference_markdown(engine));
-    } else if (value == "keys") {
-      command::key_table keys;
-      keys.load_folders();
-      console.print(command::keyboard_markdown(keys));
-    } else {
-      return false;
-    }
-    engine.quit_requested = true;
-    return true;
-  };
-  engine.action_table["version"].execute = [this] {
-    console.print(product_title);
-    engine.quit_requested = true;
-  };
+  add_own_actions();
   register_benchmarks(engine, pipeline, reporting(engine, false));
   render::register_information(engine, pipeline);
   playback::register_playback_actions(engine, clock);
@@ -187,10 +155,70 @@ void application::impl::register_actions() {
                                [this](int& width, int& height) { return window.client_area(width, height); },
                                [this] { return clock.shown_time(); }});
   const auto current_desktop = [this] { return window.desktop(); };
-  register_dialog_actions(
+  ask_with_dialogs(
       {engine, current_desktop, [this](std::string_view key) { return text(key); }, [this] { window.redraw(); }});
   register_clipboard_actions({engine, pipeline, current_desktop, [this] { return clock.shown_time(); }});
-  command::register_unavailable(engine);
+  command::register_unbuilt_actions(engine);
+}
+
+void application::impl::add_own_actions() {
+  using command::action_group;
+  engine.add({.group = action_group::window,
+              .name = "transient",
+              .help = "save no settings at the end of this run",
+              .value_form = "0|1",
+              .value_help = "save no settings at the end of this run, or save them after all",
+              .execute = [this] { transient = true; },
+              .execute_value =
+                  [this](const std::string& value) {
+                    if (value != "0" && value != "1") return false;
+                    transient = value == "1";
+                    return true;
+                  }});
+  engine.add({.group = action_group::services,
+              .name = "cache_clear",
+              .help = "drop all frames from memory",
+              .menu = {"mi_edit", 131},
+              .execute = [this] { composition.hooks.clear_cache(); }});
+  engine.add({.group = action_group::services,
+              .name = "cache_stop_preload",
+              .help = "stop loading frames ahead",
+              .keys = "Escape",
+              .menu = {"mi_edit", 142},
+              .execute = [this] { composition.hooks.stop_preload(); }});
+  engine.add({.group = action_group::information,
+              .name = "help",
+              .help = "print what can be written on a command line, and end",
+              .value_form = "markdown|keys|keydefs",
+              .value_help = "print the tables of docs/commands.md, the key bindings in force as in docs/keyboard.md, "
+                            "or the key definitions as they come with the program",
+              .execute =
+                  [this] {
+                    console.print(product_title + std::string("\n") + command::help_text(engine));
+                    engine.quit_requested = true;
+                  },
+              .execute_value = [this](const std::string& value) { return print_tables(value); }});
+  engine.add(
+      {.group = action_group::information, .name = "version", .help = "print the version, and end", .execute = [this] {
+         console.print(product_title);
+         engine.quit_requested = true;
+       }});
+}
+
+bool application::impl::print_tables(const std::string& which) {
+  if (which == "markdown") {
+    console.print(command::reference_markdown(engine));
+  } else if (which == "keys") {
+    command::key_table keys;
+    keys.load_folders();
+    console.print(command::keyboard_markdown(engine, keys));
+  } else if (which == "keydefs") {
+    console.print(command::key_definitions(engine));
+  } else {
+    return false;
+  }
+  engine.quit_requested = true;
+  return true;
 }
 
 void application::impl::after_save(const std::string& path) {

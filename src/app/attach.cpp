@@ -131,9 +131,8 @@ bool attach::carry_out(const platform::handover_message& message, std::string& a
     });
     // The options that led here are part of the line, and have done what they ask for.
     for (const char* name : attach_options) engine_.action_table[name].execute = [] {};
-    engine_.value_action_table["attach"].execute = [](const std::string& value) { return value == "status"; };
+    engine_.action_table["attach"].execute_value = [](const std::string& value) { return value == "status"; };
     engine_.command_pass(message.arguments);
-    engine_.value_action_table.erase("attach");
     for (const char* name : attach_options) engine_.action_table.erase(name);
   }
   // Whoever reads this instance's output has it when the sender ends.

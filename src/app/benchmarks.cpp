@@ -54,10 +54,14 @@ void bench_composite(command::engine& engine, render::pipeline& pipeline) {
 
 void register_benchmarks(command::engine& engine, render::pipeline& pipeline,
                          const render::pipeline_options& uncached) {
-  engine.action_table["bench_decode"].execute = [&engine, &pipeline, uncached] {
-    bench_decode(engine, pipeline.frame_cache(), uncached);
-  };
-  engine.action_table["bench_composite"].execute = [&] { bench_composite(engine, pipeline); };
+  engine.add({.group = command::action_group::information,
+              .name = "bench_decode",
+              .help = "measure how fast the selected layer's frames of the work area are decoded, without the cache",
+              .execute = [&engine, &pipeline, uncached] { bench_decode(engine, pipeline.frame_cache(), uncached); }});
+  engine.add({.group = command::action_group::information,
+              .name = "bench_composite",
+              .help = "measure how fast the frames of the work area are composited",
+              .execute = [&] { bench_composite(engine, pipeline); }});
 }
 
 }  // namespace app

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -9,7 +10,9 @@
 
 #include "app/dialog_actions.h"
 #include "command/messages.h"
+#include "command/values.h"
 #include "img/row_kernels.h"
+#include "lib/format.h"
 #include "platform/files.h"
 #include "render/compositor.h"
 #include "save/screen.h"
@@ -130,44 +133,109 @@ bool paste_picture(const clipboard_parts& parts, platform::desktop& desktop) {
   return true;
 }
 
+// A colour as three numbers from 0 to 255, red, green, blue, with commas or blanks between them, in brackets or not.
+std::optional<lib::color> color_of(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c == '(' || c == ')' || c == ','; }, ' ');
+  const std::vector<std::string> words = command::tokenise(text);
+  lib::color color{255, 0, 0, 0};
+  int parts[3];
+  if (words.size() != 3) return std::nullopt;
+  for (std::size_t i = 0; i < 3; ++i) {
+    if (!command::read_int(words[i], parts[i], 0, 255)) return std::nullopt;
+  }
+  color.r = static_cast<std::uint8_t>(parts[0]);
+  color.g = static_cast<std::uint8_t>(parts[1]);
+  color.b = static_cast<std::uint8_t>(parts[2]);
+  return color;
+}
+
+command::action paste_color_row(const clipboard_parts& parts) {
+  const auto color = [parts]() -> std::optional<lib::color> {
+    platform::desktop* desktop = parts.desktop();
+    if (!desktop) return std::nullopt;
+    const std::string text = desktop->clipboard_text();
+    return text.size() > 40 ? std::nullopt : color_of(text);
+  };
+  ksn::state& composition = parts.engine.composition();
+  return {.group = command::action_group::menu_choice,
+          .name = "back_color_paste_color",
+          .help = "put the colour on the clipboard behind the layers",
+          .execute =
+              [&composition, color] {
+                if (const auto pasted = color()) composition.doc.set_back_color(*pasted);
+              },
+          .enabled = [color] { return color().has_value(); },
+          .title =
+              [&composition, color] {
+                const lib::color pasted = color().value_or(composition.doc.resolved_back_color());
+                return lib::format(composition.catalogue_text("back_color_paste_color"), pasted.r, pasted.g, pasted.b);
+              }};
+}
+
 }  // namespace
 
 void register_clipboard_actions(const clipboard_parts& parts) {
-  const auto add = [&](const char* name, auto run) {
-    command::action& action = parts.engine.action_table[name];
-    action.execute = [parts, name, run] {
+  struct row {
+    const char* name;
+    const char* help;
+    const char* keys;
+    int position;  // in the menu; 0 for none
+    std::function<void(const clipboard_parts&, platform::desktop&)> run;
+    std::function<bool(platform::desktop&)> enabled;  // asked where there is a window
+  };
+  const auto has_commands = [](platform::desktop& desktop) { return is_command_text(desktop.clipboard_text()); };
+  const auto has_files = [](platform::desktop& desktop) { return !files_of(desktop.clipboard_text()).empty(); };
+  const auto has_picture = [](platform::desktop& desktop) { return desktop.has_clipboard_picture(); };
+  const row rows[] = {
+      {"clipboard_copy_mask",
+       "copy the composite as a picture",
+       "",
+       30,
+       [](const clipboard_parts& p, platform::desktop& desktop) {
+         copy_picture(p, desktop, mask_view(p.engine.composition()));
+       },
+       {}},
+      {"clipboard_copy_screen",
+       "copy the preview area as a picture",
+       "",
+       31,
+       [](const clipboard_parts& p, platform::desktop& desktop) {
+         const math::point size = desktop.client_size();
+         copy_picture(p, desktop, save::screen_view(p.engine.composition(), size.x, size.y));
+       },
+       {}},
+      {"clipboard_paste", "run the option text on the clipboard, or add its files or its picture as layers", "Ctrl+V",
+       40,
+       [](const clipboard_parts& p, platform::desktop& desktop) {
+         paste_commands(p, desktop) || paste_files(p, desktop) || paste_picture(p, desktop);
+       },
+       [=](platform::desktop& desktop) { return has_commands(desktop) || has_files(desktop) || has_picture(desktop); }},
+      {"clipboard_paste_ksncmd", "run the option text on the clipboard", "", 0, paste_commands, has_commands},
+      {"clipboard_paste_frame", "add the files on the clipboard as layers", "", 41, paste_files, has_files},
+      {"clipboard_paste_image", "add the picture on the clipboard as a layer", "", 42, paste_picture, has_picture},
+  };
+  for (const row& row : rows) {
+    command::action action;
+    action.group = command::action_group::clipboard;
+    action.name = row.name;
+    action.help = row.help;
+    action.keys = row.keys;
+    if (row.position) action.menu = {"mi_edit", row.position};
+    action.execute = [parts, name = row.name, run = row.run] {
       if (platform::desktop* desktop = parts.desktop()) {
         run(parts, *desktop);
       } else {
         parts.engine.report(command::about(std::string("--") + name, command::not_available) + " without a window");
       }
     };
-    return &action;
-  };
-  // Without a window the line that says so is of more use than silence.
-  const auto enable = [&](command::action* action, auto holds) {
-    action->enabled = [parts, holds] { return !parts.desktop() || holds(*parts.desktop()); };
-  };
-  const auto has_commands = [](platform::desktop& desktop) { return is_command_text(desktop.clipboard_text()); };
-  const auto has_files = [](platform::desktop& desktop) { return !files_of(desktop.clipboard_text()).empty(); };
-  const auto has_picture = [](platform::desktop& desktop) { return desktop.has_clipboard_picture(); };
-
-  add("clipboard_copy_mask", [](const clipboard_parts& p, platform::desktop& desktop) {
-    copy_picture(p, desktop, mask_view(p.engine.composition()));
-  });
-  add("clipboard_copy_screen", [](const clipboard_parts& p, platform::desktop& desktop) {
-    const math::point size = desktop.client_size();
-    copy_picture(p, desktop, save::screen_view(p.engine.composition(), size.x, size.y));
-  });
-  enable(add("clipboard_paste_ksncmd", paste_commands), has_commands);
-  enable(add("clipboard_paste_frame", paste_files), has_files);
-  enable(add("clipboard_paste_image", paste_picture), has_picture);
-  enable(
-      add("clipboard_paste",
-          [](const clipboard_parts& p, platform::desktop& desktop) {
-            paste_commands(p, desktop) || paste_files(p, desktop) || paste_picture(p, desktop);
-          }),
-      [=](platform::desktop& desktop) { return has_commands(desktop) || has_files(desktop) || has_picture(desktop); });
+    // Without a window the line that says so is of more use than silence.
+    if (row.enabled) {
+      action.enabled = [parts, enabled = row.enabled] { return !parts.desktop() || enabled(*parts.desktop()); };
+    }
+    parts.engine.add(std::move(action));
+  }
+  parts.engine.add(paste_color_row(parts));
 }
 
 }  // namespace app

@@ -1,4 +1,4 @@
-// Actions without a value that ask for one: file dialogs in front of their value forms.
+// File dialogs of actions that are run without their value, and the error lines of what a user runs in the window.
 #pragma once
 
 #include <functional>
@@ -17,13 +17,10 @@ struct dialog_parts {
   std::function<void()> done;                             // after each action that ran
 };
 
-// Registers add_layer, the open, save and export actions, execute_cmdfile and layer_replace_with without a value.
-// Without a window each is one line that names its value form. The parts are copied; the engine must outlive the table.
-void register_dialog_actions(const dialog_parts& parts);
-
-// Whether the action without a value asks the user for one. It is to be run by itself and not inside run_and_tell():
-// while a dialog is open no command is under way, and lines of other instances are carried out.
-bool opens_dialog(std::string_view action);
+// Asks for the files of all actions that have a question, where there is a window. Such an action is to be run by
+// itself and not inside run_and_tell(): while its dialog is open no command is under way, and lines of other instances
+// are carried out. The parts are copied.
+void ask_with_dialogs(const dialog_parts& parts);
 
 // Runs `work` as a command, its error lines also in one message box at the end. From inside a command it only runs it:
 // who gave that one hears of the lines.

@@ -7,9 +7,7 @@
 #include "app/dialog_actions.h"
 #include "app/window_run.h"
 #include "command/menu.h"
-#include "composition/recent_items.h"
 #include "lib/paths.h"
-#include "platform/folders.h"
 #include "save/screen.h"
 #include "ui/screen.h"
 
@@ -18,39 +16,75 @@ namespace {
 
 constexpr std::chrono::milliseconds progress_interval(50);
 
-// The list behind a menu entry that opens one.
-const char* list_of(const std::string& action) {
-  if (action == "add_recent") return ksn::added_items;
-  if (action == "open_recent") return ksn::opened_items;
-  if (action == "open_unsaved") return ksn::unsaved_items;
-  return nullptr;
-}
-
 }  // namespace
 
 void window_run::register_actions() {
   command::engine& engine = parts_.engine;
-  engine.action_table["exit"].execute = [this, &engine] {
-    close_requested_ = true;
-    engine.quit_requested = true;
+  ksn::state& composition = parts_.composition;
+  engine.add({.group = command::action_group::window,
+              .name = "toggle_fullscreen",
+              .help = "fill the screen with the window, or leave full screen",
+              .keys = "F11",
+              .menu = {"mi_view", 10},
+              .execute = [this, &composition] { set_fullscreen(!composition.workspace.full_screen); },
+              .checked = [&composition] { return composition.workspace.full_screen; }});
+  engine.add({.group = command::action_group::window,
+              .name = "toggle_always_on_top",
+              .help = "keep the window above all others, or not",
+              .execute =
+                  [this] {
+                    always_on_top_ = !always_on_top_;
+                    if (desktop_) desktop_->set_always_on_top(always_on_top_);
+                  },
+              .checked = [this] { return always_on_top_; }});
+  engine.add({.group = command::action_group::window,
+              .name = "resize_window_to_fit",
+              .help = "make the window as large as the picture",
+              .keys = "W",
+              .menu = {"mi_view", 50},
+              .execute = [this, &composition] {
+                const math::point size = ui::client_size_to_fit(composition);
+                if (desktop_ && desktop_->window_exists()) {
+                  desktop_->set_client_size(size);
+                } else {
+                  pending_client_size_ = size;
+                }
+              }});
+  register_fits();
+}
+
+// Zooms that fit something into something, for the menu of the zoom.
+void window_run::register_fits() {
+  ksn::state& composition = parts_.composition;
+  const auto add = [&](const char* name, const char* help, const char* keys, std::function<void()> run) {
+    parts_.engine.add({.group = command::action_group::menu_choice,
+                       .name = name,
+                       .help = help,
+                       .keys = keys,
+                       .execute = std::move(run)});
   };
-  command::action& fullscreen = engine.action_table["toggle_fullscreen"];
-  fullscreen.execute = [this] { set_fullscreen(!parts_.composition.workspace.full_screen); };
-  fullscreen.checked = [this] { return parts_.composition.workspace.full_screen; };
-  command::action& on_top = engine.action_table["toggle_always_on_top"];
-  on_top.execute = [this] {
-    always_on_top_ = !always_on_top_;
-    if (desktop_) desktop_->set_always_on_top(always_on_top_);
+  const auto in_client = [this, &composition](void (*fit)(ksn::state&, int, int)) {
+    return [this, &composition, fit] {
+      int width = save::default_client_width;
+      int height = save::default_client_height;
+      client_area(width, height);
+      fit(composition, width, height);
+    };
   };
-  on_top.checked = [this] { return always_on_top_; };
-  engine.action_table["resize_window_to_fit"].execute = [this] {
-    const math::point size = ui::client_size_to_fit(parts_.composition);
-    if (desktop_ && desktop_->window_exists()) {
-      desktop_->set_client_size(size);
-    } else {
-      pending_client_size_ = size;
-    }
+  add("pv_zcm_fit_window", "zoom so that the visible layers fit the window", "F", in_client(ui::fit_picture));
+  add("pv_zcm_fit_mask", "zoom so that the output fits the window", "Shift+F", in_client(ui::fit_output));
+  const auto as_video = [&composition](math::point size, double aspect) {
+    return [&composition, size, aspect] {
+      composition.view.set_view_aspect(aspect);
+      ui::fit_zoom(composition, composition.doc.mask_size, size);
+    };
   };
+  constexpr double ntsc = 0.9;
+  constexpr double pal = 1.0666667;
+  add("pv_zcm_hd720_ntsc", "zoom so that an NTSC output fits 1280 x 720 pixels", "", as_video({1280, 720}, ntsc));
+  add("pv_zcm_hd720_pal", "zoom so that a PAL output fits 1280 x 720 pixels", "", as_video({1280, 720}, pal));
+  add("pv_zcm_hd1080_ntsc", "zoom so that an NTSC output fits 1920 x 1080 pixels", "", as_video({1920, 1080}, ntsc));
+  add("pv_zcm_hd1080_pal", "zoom so that a PAL output fits 1920 x 1080 pixels", "", as_video({1920, 1080}, pal));
 }
 
 void window_run::set_fullscreen(bool on) {
@@ -68,8 +102,10 @@ platform::window_events window_run::events() {
   events.focus_lost = [this] { end_pan(); };
   events.capture_lost = [this] { end_pan(); };
   events.close_requested = [this] { close_requested_ = true; };
-  events.menu_state = [this](const std::string& action) { return menu_state(action); };
-  events.menu_chosen = [this](const std::string& action, int item) { choose(action, item); };
+  events.open_menu = [this](std::size_t menu) {
+    return command::main_menu({parts_.engine, keys_, parts_.text}, command::main_menus()[menu]);
+  };
+  events.menu_chosen = [this](const std::string& command) { choose(command); };
   events.modal_tick = [this] { modal_tick(); };
   events.display_lost = [this] { lose_display(); };
   return events;
@@ -78,7 +114,16 @@ platform::window_events window_run::events() {
 void window_run::on_key(int code) {
   redraw_ = true;
   if (!pan_button_) {
-    keys_.run_key(code, parts_.engine);
+    for (const std::string& command : keys_.commands_of(code)) {
+      // What a key runs tells of errors in the window's lines, and no box stands in the way of the next key. A save
+      // under the user's own hand is the exception.
+      const command::action* row = parts_.engine.find_action(command);
+      if (command == "save_composition" || (row && row->ask)) {
+        choose(command);
+      } else {
+        parts_.engine.run_command(command);
+      }
+    }
   } else if (code == command::parse_key("escape")) {
     parts_.composition.view.pan_position = pan_before_;
     end_pan();
@@ -113,7 +158,7 @@ void window_run::on_mouse(const platform::mouse_event& event) {
       end_pan();
       return;
     case mouse_action::double_click:
-      if (event.button == mouse_button::left && !shift && !alt) choose("add_layer", -1);
+      if (event.button == mouse_button::left && !shift && !alt) choose("add_layer");
       return;
     case mouse_action::leave:
       return;
@@ -155,50 +200,17 @@ void window_run::on_wheel(const platform::mouse_event& event) {
   redraw_ = true;
 }
 
-std::vector<platform::menu_description> window_run::menus() const {
-  std::vector<platform::menu_description> result;
-  for (const command::menu& menu : command::main_menu()) {
-    platform::menu_description& description = result.emplace_back();
-    description.title = parts_.text(menu.title);
-    description.entries.assign(menu.entries.begin(), menu.entries.end());
-  }
-  return result;
-}
-
-platform::menu_entry_state window_run::menu_state(const std::string& name) const {
-  const command::engine& engine = parts_.engine;
-  platform::menu_entry_state state;
-  const auto found = engine.action_table.find(name);
-  const bool titled = found != engine.action_table.end() && found->second.title;
-  state.text = titled ? found->second.title() : parts_.text(name);
-  state.key_text = keys_.key_text_of_action(name);
-  state.enabled = engine.action_enabled(name);
-  state.checkable = found != engine.action_table.end() && found->second.checked;
-  state.checked = state.checkable && engine.action_checked(name);
-  if (const char* kind = list_of(name)) {
-    std::string folder;
-    if (platform::get_folder(platform::folder_kind::local_data, false, folder)) {
-      ksn::recent_lists lists = ksn::read_recent(folder);
-      for (const ksn::recent_item& item : lists[kind]) state.items.push_back(item.path);
-    }
-    state.enabled = !state.items.empty();
-  }
-  return state;
-}
-
-void window_run::choose(const std::string& action, int item) {
+void window_run::choose(const std::string& command) {
   redraw_ = true;
-  if (item < 0 && opens_dialog(action)) {
-    parts_.engine.execute_action(action);
-    return;
+  // A document without a name is saved under one that is asked for.
+  const bool unnamed = command == "save_composition" && parts_.composition.file_name.empty();
+  const command::action* row = parts_.engine.find_action(unnamed ? "save_composition_as" : command);
+  if (row && row->ask) {
+    // No command is under way while the dialog is open, so that lines of other instances are carried out.
+    parts_.engine.execute_action(row->name);
+  } else {
+    run_and_tell(parts_.engine, *desktop_, [&] { parts_.engine.run_command(command); });
   }
-  run_and_tell(parts_.engine, *desktop_, [&] {
-    if (item < 0) {
-      parts_.engine.execute_action(action);
-    } else {
-      parts_.engine.run_option("--" + action + "=" + std::to_string(item + 1));
-    }
-  });
 }
 
 // A dropped frame of a sequence brings the whole sequence: its other frames, dropped with it, are in it already.

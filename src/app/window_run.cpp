@@ -8,12 +8,12 @@
 #include <utility>
 
 #include "app/interrupt.h"
+#include "command/menu.h"
 #include "composition/persistence.h"
 #include "composition/watching.h"
 #include "composition/window_file.h"
 #include "io/failure.h"
 #include "lib/paths.h"
-#include "platform/folders.h"
 #include "playback/pacing.h"
 #include "render/image_pool.h"
 #include "ui/screen.h"
@@ -104,17 +104,13 @@ int window_run::run(platform::desktop& desktop) {
 }
 
 bool window_run::open() {
-  for (const platform::folder_kind kind :
-       {platform::folder_kind::config, platform::folder_kind::user, platform::folder_kind::documents}) {
-    std::string folder;
-    if (platform::get_folder(kind, false, folder)) keys_.load_file(lib::add_separator(folder) + "keydefs.txt");
-  }
+  keys_.load_folders();
   parts_.composition.hooks.refresh_caption = [this] { refresh_caption(); };
 
   platform::window_options options;
   options.title = parts_.product_title;
   options.always_on_top = always_on_top_;
-  options.menus = menus();
+  for (const std::string_view menu : command::main_menus()) options.menus.push_back(parts_.text(menu));
   platform::window_placement placement;
   if (ksn::load_window_placement(placement)) options.placement = &placement;
   if (!desktop_->create_window(options, events())) {
@@ -146,7 +142,8 @@ int window_run::loop() {
     if (!waiting_drops_.empty()) drop(std::exchange(waiting_drops_, {}));
     std::fflush(stdout);  // what commands printed: who reads it waits for it
     // Only the exit action asks for the close; the others that end a command line leave the window alone.
-    if (parts_.engine.quit_requested && !close_requested_) parts_.engine.quit_requested = false;
+    close_requested_ = close_requested_ || parts_.engine.exit_requested;
+    if (!close_requested_) parts_.engine.quit_requested = false;
     if ((close_requested_ || interrupted()) && close()) break;
     const std::uint32_t start = milliseconds();
     const bool may_sleep = main_tick();
@@ -284,7 +281,7 @@ void window_run::modal_tick() {
 bool window_run::close() {
   if (closed_) return true;
   if (!file_document()) {
-    close_requested_ = parts_.engine.quit_requested = false;
+    close_requested_ = parts_.engine.exit_requested = parts_.engine.quit_requested = false;
     return false;
   }
   closed_ = true;

@@ -99,7 +99,7 @@ class window_run {
   math::point pending_client_size_;
   math::point surface_size_;
   bool always_on_top_ = false;
-  bool close_requested_ = false;
+  bool close_requested_ = false;  // by the window's frame
   bool closed_ = false;
   bool in_tick_ = false;
   // Something happened that may change the picture. Without it a tick draws at most once a second.
@@ -133,10 +133,10 @@ class window_run {
   ui::present_mode turn_mode() const;
   void refresh_caption();
   void set_fullscreen(bool on);
+  void register_fits();
   platform::window_events events();
-  std::vector<platform::menu_description> menus() const;
-  platform::menu_entry_state menu_state(const std::string& action) const;
-  void choose(const std::string& action, int item);
+  // Runs what a menu or a click stands for.
+  void choose(const std::string& command);
   void on_key(int code);
   void on_mouse(const platform::mouse_event& event);
   void on_wheel(const platform::mouse_event& event);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <stdexcept>
 #include <utility>
 
 #include "command/expansion.h"
@@ -125,7 +126,7 @@ void engine::command_pass(const std::vector<std::string>& args) {
       continue;
     }
     const std::string& argument = args[i++];
-    guarded(*this, argument, [&] {
+    reported(*this, argument, [&] {
       std::string text = expand ? expand_environment(argument) : expand_fields(argument, 0);
       if (is_option(text)) {
         run_option(text);
@@ -167,7 +168,7 @@ std::size_t engine::take_source(const std::vector<std::string>& args, std::size_
 
 void engine::open_source(const source_request& request) {
   const int before = composition_.doc.track_count();
-  guarded(*this, request.path, [&] { add_source(request); });
+  reported(*this, request.path, [&] { add_source(request); });
   if (composition_.doc.track_count() == before) failed_inputs.push_back(request.path);
 }
 
@@ -205,7 +206,7 @@ void engine::run_command_file(const std::string& relative_path) {
 void engine::run_option(const std::string& text) {
   const execution running(*this);
   const std::string outer = std::exchange(current_option_, text);
-  guarded(*this, text, [&] {
+  reported(*this, text, [&] {
     const std::string stripped = is_option(text) ? text.substr(2) : text;
     if (execute_action(stripped)) return;
     const std::size_t equals = stripped.find('=');
@@ -216,33 +217,59 @@ void engine::run_option(const std::string& text) {
   current_option_ = outer;
 }
 
+void engine::add(action row) {
+  row.order = static_cast<int>(action_table.size()) + 1;
+  const std::string name = row.name;
+  if (!action_table.emplace(name, std::move(row)).second) throw std::logic_error("Two rows of the action " + name);
+}
+
+const action* engine::find_action(std::string_view name) const {
+  const auto found = action_table.find(name);
+  return found == action_table.end() ? nullptr : &found->second;
+}
+
 bool engine::execute_action(const std::string& text) {
   const std::size_t equals = text.find('=');
-  if (equals == text.npos) {
-    const auto found = action_table.find(text);
-    if (found == action_table.end()) return false;
-    const action& entry = found->second;
-    if (entry.execute && (!entry.enabled || entry.enabled())) {
-      guarded(*this, "--" + text, [&] { entry.execute(); });
-      if (empties_document(text)) failed_inputs.clear();
-    }
+  const action* entry = find_action(std::string_view(text).substr(0, equals));
+  if (!entry) return false;
+  const std::string option = "--" + text;
+  if (!entry->unbuilt.empty() && (equals == text.npos ? entry->plain() : entry->takes_value())) {
+    report(about("--" + entry->name, not_available));
     return true;
   }
-  const auto found = value_action_table.find(std::string_view(text).substr(0, equals));
-  if (found == value_action_table.end()) return false;
-  bool done = true;
-  guarded(*this, "--" + text, [&] { done = found->second.execute(text.substr(equals + 1)); });
-  return done;
+  if (equals != text.npos) {
+    if (!entry->execute_value) return false;
+    bool done = true;
+    reported(*this, option, [&] { done = entry->execute_value(text.substr(equals + 1)); });
+    return done;
+  }
+  if (!entry->plain()) return false;
+  reported(*this, option, [&] {
+    if (entry->ask) {
+      if (ask_for_value && ask_for_value(*entry)) return;
+      report(about(option, not_available) + " without a value: " + option + "=" + entry->value_form);
+    } else if (!entry->enabled || entry->enabled()) {
+      entry->execute();
+      if (empties_document(text)) failed_inputs.clear();
+    }
+  });
+  return true;
+}
+
+bool engine::run_command(const std::string& text) {
+  if (text.find('=') == text.npos) return execute_action(text);
+  run_option(text);
+  return true;
 }
 
 bool engine::action_enabled(std::string_view name) const {
-  const auto found = action_table.find(name);
-  return found != action_table.end() && (!found->second.enabled || found->second.enabled());
+  const action* entry = find_action(name);
+  return entry && entry->unbuilt.empty() && (!entry->enabled || entry->enabled());
 }
 
 bool engine::action_checked(std::string_view name) const {
-  const auto found = action_table.find(name);
-  return found != action_table.end() && found->second.checked && found->second.checked();
+  const action* entry = find_action(name);
+  return entry && entry->checked && entry->checked();
 }
 
 }  // namespace command

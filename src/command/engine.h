@@ -8,40 +8,11 @@
 #include <string_view>
 #include <vector>
 
+#include "command/action.h"
+#include "command/field.h"
 #include "composition/state.h"
 
 namespace command {
-
-// An action without a value. Absent predicates mean always enabled, and not a toggle.
-struct action {
-  std::function<void()> execute;
-  std::function<bool()> enabled;
-  std::function<bool()> checked;
-  std::function<std::string()> title;  // absent: the catalogue text of the action's name
-  std::string help;                    // one short line for --help and the command reference
-};
-
-struct value_action {
-  std::function<bool(const std::string& value)> execute;  // false: the text is tried as a field assignment
-  std::string value_form;                                 // "PATH", "N", for the help
-  std::string help;
-};
-
-// Getter and setter of a field; one of them may be absent. A setter reports a bad value itself and returns true.
-struct global_field {
-  std::string name;
-  std::function<bool(const ksn::state&, std::string& out)> get;
-  std::function<bool(ksn::state&, const std::string& value)> set;
-  std::string value_form;
-  std::string help;
-};
-struct layer_field {
-  std::string name;
-  std::function<bool(const ksn::state&, const ksn::track_info&, std::string& out)> get;
-  std::function<bool(ksn::state&, ksn::track_info&, const std::string& value)> set;
-  std::string value_form;
-  std::string help;
-};
 
 class engine;
 
@@ -74,8 +45,10 @@ class engine {
   explicit engine(ksn::state& composition);
 
   // --- the tables, filled during start-up ---
-  std::map<std::string, action, std::less<>> action_table;
-  std::map<std::string, value_action, std::less<>> value_action_table;
+  std::map<std::string, action, std::less<>> action_table;  // by name
+  // Enters a row. One name has one row: a second one throws std::logic_error.
+  void add(action row);
+  const action* find_action(std::string_view name) const;
   std::vector<global_field> global_field_table;  // in the order of print_fields
   std::vector<layer_field> layer_field_table;
   const global_field* find_global_field(std::string_view name) const;
@@ -90,6 +63,9 @@ class engine {
   std::function<bool(const std::string& path, std::string& text)> read_command_file;
   // Looked at before each argument, like quit_requested. May be empty.
   std::function<bool()> stop_requested;
+  // Asks for the value of an action that has a question and runs it, if it is enabled; false where there is nobody to
+  // ask. May be empty.
+  std::function<bool(const action& row)> ask_for_value;
 
   // Opens a source and notes one that could not be opened in failed_inputs.
   void open_source(const source_request& request);
@@ -104,6 +80,9 @@ class engine {
   void run_command_file(const std::string& path);
   void run_option(const std::string& text);
   bool execute_action(const std::string& text);
+  // What a key or an entry of a menu holds: an action, or with a value maybe a field. False for an unknown name without
+  // a value.
+  bool run_command(const std::string& text);
   bool action_enabled(std::string_view name) const;
   bool action_checked(std::string_view name) const;
   bool set_field(const std::string& name, const std::string& value);
@@ -118,6 +97,8 @@ class engine {
   const std::string& current_option() const { return current_option_; }
 
   bool quit_requested = false;
+  bool exit_requested = false;    // by the action `exit`, which closes the window too
+  bool exit_with_status = false;  // the process is to return 1 if any error line was written
   int command_depth = 0;
   std::set<std::string> include_stack;
   ksn::state& composition() { return composition_; }
@@ -144,13 +125,13 @@ class engine {
 // The tokeniser of command lines: blanks separate, double quotes join, backslashes before a quote escape it.
 std::vector<std::string> tokenise(std::string_view text);
 
-// Registers all fields, the actions of the language itself (print_field, print_fields, execute_cmdfile, exit), and the
-// document's own actions.
+// Registers all fields, the actions of the language itself (print_field, print_fields, execute_cmdfile, exit, ...), the
+// document's own actions, and the choices of right-click menus that concern the document.
 void register_fields(engine& engine);
 void register_language_actions(engine& engine);
 void register_document_actions(engine& engine);
-// Completes the tables from action_names(): help texts, and a line that says so for each action that nobody carries out
-// yet. Call it last.
-void register_unavailable(engine& engine);
+void register_menu_choices(engine& engine);
+// Enters the rows of the actions that no room has registered. Call it last.
+void register_unbuilt_actions(engine& engine);
 
 }  // namespace command

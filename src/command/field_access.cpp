@@ -34,7 +34,7 @@ bool engine::set_field(const std::string& name, const std::string& value) {
   const std::string field = name.substr(colon + 1);
   if (scope == "global") {
     const global_field* entry = find_global_field(field);
-    return entry && entry->set && entry->set(composition_, value);
+    return entry && entry->set && entry->set(composition_, composition_, value);
   }
   if (scope == "env") return setenv(field.c_str(), value.c_str(), 1) == 0;
   if (scope == "var") {
@@ -103,7 +103,7 @@ engine::field_read engine::read_field(const std::string& name, std::string& valu
   const auto found_if = [](bool found) { return found ? field_read::value : field_read::not_found; };
   if (scope == "global") {
     const global_field* entry = find_global_field(field);
-    return found_if(entry && entry->get && entry->get(composition_, value));
+    return found_if(entry && entry->get(composition_, composition_, value));
   }
   if (scope == "env") {
     const char* variable = std::getenv(field.c_str());
@@ -121,7 +121,7 @@ engine::field_read engine::read_field(const std::string& name, std::string& valu
     return field_read::value;
   }
   const layer_field* entry = find_layer_field(field);
-  if (!entry || !entry->get) return field_read::not_found;
+  if (!entry) return field_read::not_found;
   if (scope != "selected") return read_layers(scope, name, *entry, value);
   const int index = composition_.doc.selected_index();
   if (index < composition_.doc.track_count())

@@ -1,4 +1,4 @@
-#include <array>
+// Fields of the composition, in the order of print_fields.
 #include <cmath>
 
 #include "command/field_builder.h"
@@ -10,144 +10,104 @@ namespace {
 using ksn::state;
 
 constexpr int largest_size = 65535;       // pixels a side, as for any picture
+constexpr double lowest_rate = 0.01;      // frames a second
 constexpr double highest_rate = 10000.0;  // frames a second
 
-template <class E, class Member>
-void add_word(engine& engine, std::string name, std::string help, Member member) {
-  add_global(
-      engine, std::move(name), word_form<E>(), std::move(help),
-      [member](const state& c) { return std::string(ksn::word_of(c.view.*member)); },
-      [member](state& c, const std::string& value) { return ksn::value_of(value, c.view.*member); });
+#define MEMBER(name)               \
+  [](auto& composition) -> auto& { \
+    return composition.name;       \
+  }
+
+value_shape frame() {
+  return integer(-most_frames, most_frames);
 }
 
-template <class Get, class Set>
-void add_int(engine& engine, std::string name, std::string help, int least, int most, Get get, Set set) {
-  add_global(
-      engine, std::move(name), "N", std::move(help), [get](const state& c) { return std::to_string(get(c)); },
-      [=](state& c, const std::string& value) {
-        int number = 0;
-        if (!read_int(value, number, least, most)) return false;
-        set(c, number);
-        return true;
-      });
+void get_back_color(const state&, const state& c, field_value& value) {
+  value.text = c.doc.back_color == ksn::back_color_type::custom ? write_color(c.doc.back_custom_color)
+                                                                : std::string(ksn::word_of(c.doc.back_color));
 }
 
-template <class Get, class Set>
-void add_double(engine& engine, std::string name, std::string help, Get get, Set set) {
-  add_global(
-      engine, std::move(name), "X", std::move(help), [get](const state& c) { return write_double(get(c)); },
-      [set](state& c, const std::string& value) {
-        double number = 0;
-        return read_double(value, number) && set(c, number);
-      });
-}
-
-bool set_back_color(state& c, const std::string& value) {
-  if (ksn::value_of(value, c.doc.back_color)) return true;
+bool set_back_color(state&, state& c, const field_value& value) {
+  if (ksn::value_of(value.text, c.doc.back_color)) return true;
   lib::color color;
-  if (!read_color(value, color)) return false;
+  if (!read_color(value.text, color)) return false;
   color.a = 255;
   c.doc.set_back_color(color);
   return true;
 }
 
-std::string get_back_color(const state& c) {
-  return c.doc.back_color == ksn::back_color_type::custom ? write_color(c.doc.back_custom_color)
-                                                          : std::string(ksn::word_of(c.doc.back_color));
+void set_safe_area(state& c, ksn::safe_area_type_t type) {
+  c.view.safe_area_type = type;
+  c.view.safe_area_active = type != ksn::safe_area_type_t::none;
 }
 
-bool set_safe_area(state& c, const std::string& value) {
-  if (!ksn::value_of(value, c.view.safe_area_type)) return false;
-  c.view.safe_area_active = c.view.safe_area_type != ksn::safe_area_type_t::none;
-  return true;
-}
-
-bool set_mask_size(state& c, const std::string& value) {
-  std::array<int, 2> size{};
-  if (!read_ints(value, size)) return false;
-  for (const int side : size) {
-    if (side < 1 || side > largest_size) return false;
-  }
-  c.doc.mask_size = {size[0], size[1]};
-  return true;
-}
-
-bool set_pan(state& c, const std::string& value) {
-  std::array<double, 2> pan{};
-  if (!read_doubles(value, pan)) return false;
-  c.view.pan_position = {pan[0], pan[1]};
-  return true;
-}
-
-bool set_rate(state& c, double rate) {
-  const double hundredths = std::rint(rate * 100.0);
-  if (!(hundredths >= 1.0 && rate <= highest_rate)) return false;
-  c.doc.set_frame_rate(static_cast<int>(hundredths));
-  return true;
+// `layer` stands for the size of the selected layer.
+void take_layer_size(engine& engine) {
+  global_field& row = engine.global_field_table.back();
+  row.shape.form = "W,H|layer";
+  row.set = [&engine, as_numbers = row.set](state& composition, state& record, const std::string& text) {
+    if (text != "layer") return as_numbers(composition, record, text);
+    const ksn::track_info* track = composition.doc.selected_track();
+    if (!track) {
+      engine.report(about(engine.current_option(), option_needs_layer));
+    } else if (track->source.width < 1 || track->source.height < 1) {
+      engine.report(about(engine.current_option(), "The layer has no picture"));
+    } else {
+      composition.doc.mask_size = {track->source.width, track->source.height};
+    }
+    return true;
+  };
 }
 
 }  // namespace
 
 void register_global_fields(engine& engine) {
-  add_int(
-      engine, "timeline", "length of the timeline in frames, at least 10", -most_frames, most_frames,
-      [](const state& c) { return c.doc.tm_n; }, [](state& c, int n) { c.doc.set_timeline_length(n, false); });
-  add_int(
-      engine, "wa_begin", "first frame of the work area", -most_frames, most_frames,
-      [](const state& c) { return c.doc.tm_f; }, [](state& c, int n) { c.doc.set_workarea_begin(n); });
-  add_int(
-      engine, "wa_end", "end of the work area, not part of it", -most_frames, most_frames,
+  const auto member = [&](const char* name, const char* help, value_shape shape, auto access) {
+    add_member<state>(engine, name, help, shape, access);
+  };
+  const auto by = [&](const char* name, const char* help, value_shape shape, auto get, auto set) {
+    add_by<state>(engine, name, help, shape, get, set);
+  };
+  by(
+      "timeline", "length of the timeline in frames, at least 10", frame(), [](const state& c) { return c.doc.tm_n; },
+      [](state& c, int n) { c.doc.set_timeline_length(n, false); });
+  by(
+      "wa_begin", "first frame of the work area", frame(), [](const state& c) { return c.doc.tm_f; },
+      [](state& c, int n) { c.doc.set_workarea_begin(n); });
+  by(
+      "wa_end", "end of the work area: the frame after its last one", frame(),
       [](const state& c) { return c.doc.tm_l; }, [](state& c, int n) { c.doc.set_workarea_end(n); });
-  add_double(
-      engine, "time", "current time in timeline frames", [](const state& c) { return c.doc.tm_t; },
-      [](state& c, double t) {
-        c.doc.set_current_time(t);
-        return true;
-      });
-  add_global(engine, "back_color", word_form<ksn::back_color_type>() + "|R,G,B", "background of the composite",
-             get_back_color, set_back_color);
-  add_global(
-      engine, "safe_area", word_form<ksn::safe_area_type_t>(), "safe area shown over the picture",
-      [](const state& c) {
-        return std::string(ksn::word_of(c.view.safe_area_active ? c.view.safe_area_type : ksn::safe_area_type_t::none));
-      },
+  by(
+      "time", "current time in frames of the timeline", any_number(3), [](const state& c) { return c.doc.tm_t; },
+      [](state& c, double t) { c.doc.set_current_time(t); });
+  add_made<state>(engine, "back_color", "background of the composite",
+                  text(form_of(words<ksn::back_color_type>()) + "|R,G,B"), get_back_color, set_back_color);
+  by(
+      "safe_area", "safe area that is shown over the picture", words<ksn::safe_area_type_t>(),
+      [](const state& c) { return c.view.safe_area_active ? c.view.safe_area_type : ksn::safe_area_type_t::none; },
       set_safe_area);
-  add_word<ksn::mask_type_t>(engine, "mask_type", "how the output mask is drawn", &ksn::view::mask_type);
-  add_global(
-      engine, "mask_size", "W,H", "size of the output in pixels",
-      [](const state& c) { return std::to_string(c.doc.mask_size.x) + "," + std::to_string(c.doc.mask_size.y); },
-      set_mask_size);
-  add_double(
-      engine, "fps", "frames a second of the timeline", [](const state& c) { return c.doc.fpcs / 100.0; }, set_rate);
-  add_int(
-      engine, "zoom", "zoom of the view in percent", 1, most_frames, [](const state& c) { return c.view.zoom_factor2; },
-      [](state& c, int n) { c.view.zoom_factor2 = n; });
-  add_global(
-      engine, "pan", "X,Y", "pan of the view",
-      [](const state& c) {
-        return write_doubles(std::array{c.view.pan_position.x, c.view.pan_position.y});
-      },
-      set_pan);
-  add_int(
-      engine, "frame_base", "number of the first frame as shown: 0 or 1", 0, 1,
-      [](const state& c) { return c.doc.frame_base; }, [](state& c, int n) { c.doc.frame_base = n; });
-  add_double(
-      engine, "global_aspect", "pixel aspect of the view; below 1 switches it off",
-      [](const state& c) { return c.view.aspect; },
-      [](state& c, double value) {
-        c.view.set_view_aspect(value);
-        return true;
-      });
-  add_global(
-      engine, "apply_transforms_to_mask", "0|1", "placement of layers moves the mask as well",
-      [](const state& c) { return write_bool(c.view.mask_transforms_enabled); },
-      [](state& c, const std::string& value) { return read_bool(value, c.view.mask_transforms_enabled); });
-  add_word<ksn::target_view_type>(engine, "stereo_view", "stereo view that is shown", &ksn::view::stereo_view);
-  add_word<ksn::stereo_view_type>(engine, "stereo_mode", "how two stereo views become one picture",
-                                  &ksn::view::stereo_mode);
-  add_int(
-      engine, "global_volume", "volume in percent", 0, most_frames, [](const state& c) { return c.settings.volume; },
-      [](state& c, int n) { c.settings.volume = n; });
+  member("mask_type", "how the output mask is shown", words<ksn::mask_type_t>(), MEMBER(view.mask_type));
+  member("mask_size", "size of the output in pixels; `layer` takes the size of the selected layer",
+         integers(2, "W,H", 1, largest_size), MEMBER(doc.mask_size));
+  take_layer_size(engine);
+  by(
+      "fps", "frame rate of the timeline, in frames a second", number(lowest_rate, highest_rate, 2),
+      [](const state& c) { return c.doc.fpcs / 100.0; },
+      [](state& c, double rate) { c.doc.set_frame_rate(static_cast<int>(std::rint(rate * 100.0))); });
+  member("zoom", "zoom of the view in percent", integer(1, most_frames), MEMBER(view.zoom_factor2));
+  member("pan", "pan of the view, in pixels of the composition", any_numbers(2, "X,Y", 1), MEMBER(view.pan_position));
+  member("frame_base", "number that the first frame is shown with", integer(0, 1), MEMBER(doc.frame_base));
+  by(
+      "global_aspect", "pixel aspect of the view; a value below 1 switches it off", any_number(3),
+      [](const state& c) { return c.view.aspect; }, [](state& c, double value) { c.view.set_view_aspect(value); });
+  member("apply_transforms_to_mask", "whether the placement of the selected layer moves the output mask", boolean(),
+         MEMBER(view.mask_transforms_enabled));
+  member("stereo_view", "stereo view that is shown", words<ksn::target_view_type>(), MEMBER(view.stereo_view));
+  member("stereo_mode", "how two stereo views become one picture", words<ksn::stereo_view_type>(),
+         MEMBER(view.stereo_mode));
+  member("global_volume", "volume of all sound, in percent", integer(0, most_frames), MEMBER(settings.volume));
 }
+
+#undef MEMBER
 
 }  // namespace command

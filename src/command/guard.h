@@ -9,10 +9,10 @@
 
 namespace command {
 
-// Runs `work` and turns what it throws into one line. `object` names what was being handled, for failures that do not
+// Runs `work`; what it throws is reported as one line. `object` names what was being handled, for failures that do not
 // say it themselves. False after a failure.
 template <class Work>
-bool guarded(engine& engine, const std::string& object, Work&& work) {
+bool reported(engine& engine, const std::string& object, Work&& work) {
   try {
     work();
     return true;

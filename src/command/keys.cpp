@@ -1,5 +1,7 @@
 #include "command/keys.h"
 
+#include <set>
+
 #include "lib/paths.h"
 #include "lib/text_file.h"
 #include "platform/folders.h"
@@ -126,6 +128,7 @@ std::string key_text(key_code code) {
 }
 
 void key_table::load(std::string_view text) {
+  std::set<std::string, std::less<>> met;  // commands that this text has bound
   while (!text.empty()) {
     const std::size_t end = std::min(text.find('\n'), text.size());
     std::vector<std::string> words = tokenise(text.substr(0, end));
@@ -137,7 +140,7 @@ void key_table::load(std::string_view text) {
     for (std::string& word : words) {
       if (word.starts_with("--")) word.erase(0, 2);
     }
-    if (words.size() == 1) key_of_action_[words.front()] = code;
+    if (words.size() == 1 && met.insert(words.front()).second) key_of_action_[words.front()] = code;
     key_bindings_[code] = std::move(words);
   }
 }
@@ -159,18 +162,9 @@ std::string key_table::key_text_of_action(const std::string& command) const {
   return found == key_of_action_.end() ? std::string() : key_text(found->second);
 }
 
-bool key_table::run_key(key_code code, engine& engine) const {
+std::vector<std::string> key_table::commands_of(key_code code) const {
   const auto found = key_bindings_.find(code);
-  if (found == key_bindings_.end()) return false;
-  for (const std::string& command : found->second) {
-    // A command with a value may be a field, which only the option rule knows.
-    if (command.find('=') == std::string::npos) {
-      engine.execute_action(command);
-    } else {
-      engine.run_option(command);
-    }
-  }
-  return true;
+  return found == key_bindings_.end() ? std::vector<std::string>() : found->second;
 }
 
 }  // namespace command

@@ -22,7 +22,8 @@ std::string key_text(key_code code);
 class key_table {
  public:
   // Takes the lines of a keydefs.txt: a key, then commands with or without "--". A line whose first word is no key is
-  // passed over; a later line replaces an earlier one for the same key.
+  // passed over; a later line replaces an earlier one for the same key. The key of a command that runs alone is the
+  // first one in the last text that binds it.
   void load(std::string_view text);
   // The same from a file; one that can't be read is passed over.
   void load_file(const std::string& path);
@@ -30,10 +31,10 @@ class key_table {
   void load_folders();
 
   bool key_bound(key_code code) const { return key_bindings_.contains(code); }
-  // The key that runs just this command; empty when none does.
+  // The key of a command that runs alone; empty when it has none.
   std::string key_text_of_action(const std::string& command) const;
-  // Runs the commands of a key in their order; false for a key without a binding.
-  bool run_key(key_code code, engine& engine) const;
+  // The commands of a key in their order, each for engine::run_command(); none for a key without a binding.
+  std::vector<std::string> commands_of(key_code code) const;
 
   const std::map<key_code, std::vector<std::string>>& bindings() const { return key_bindings_; }
 

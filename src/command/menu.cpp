@@ -1,221 +1,77 @@
 #include "command/menu.h"
 
+#include <algorithm>
+
 namespace command {
 
 namespace {
 
-constexpr std::string_view file_entries[] = {"add_layer",
-                                             "add_recent",
-                                             "-",
-                                             "new_composition",
-                                             "-",
-                                             "open_composition",
-                                             "open_recent",
-                                             "open_unsaved",
-                                             "save_composition",
-                                             "save_composition_as",
-                                             "-",
-                                             "export_composition_as",
-                                             "-",
-                                             "execute_cmdfile",
-                                             "-",
-                                             "save_screen_as",
-                                             "save_frame_as",
-                                             "save_mask_as_image",
-                                             "-",
-                                             "save_layer_as",
-                                             "save_mask_as_sequence",
-                                             "-",
-                                             "mail_screen_as_jpeg",
-                                             "mail_screen_as_png",
-                                             "-",
-                                             "mail_mask_as_jpeg",
-                                             "mail_mask_as_png",
-                                             "-",
-                                             "mail_frame_as_jpeg",
-                                             "mail_frame_as_png",
-                                             "-",
-                                             "exit"};
+constexpr std::string_view menus[] = {"mi_file", "mi_edit", "mi_view", "mi_play", "mi_layer"};
 
-constexpr std::string_view edit_entries[] = {"undo",
-                                             "-",
-                                             "clipboard_copy_layer",
-                                             "clipboard_copy_cc",
-                                             "clipboard_copy_layer_as_nk",
-                                             "-",
-                                             "clipboard_copy_mask",
-                                             "clipboard_copy_screen",
-                                             "-",
-                                             "clipboard_paste",
-                                             "clipboard_paste_frame",
-                                             "clipboard_paste_image",
-                                             "-",
-                                             "layer_select_up",
-                                             "layer_select_down",
-                                             "-",
-                                             "layer_select_first",
-                                             "layer_select_last",
-                                             "-",
-                                             "layer_select_all",
-                                             "layer_select_none",
-                                             "-",
-                                             "layer_select_group",
-                                             "layer_assign_group",
-                                             "-",
-                                             "new_adjustment_layer",
-                                             "new_brush_layer",
-                                             "new_brush_sequence_layer",
-                                             "new_text_layer",
-                                             "new_video_layer",
-                                             "-",
-                                             "clear_canvas",
-                                             "-",
-                                             "workarea_set_begin",
-                                             "workarea_set_end",
-                                             "workarea_set_to_selection",
-                                             "-",
-                                             "timeline_fit_all_layers",
-                                             "timeline_trim_to_workarea",
-                                             "-",
-                                             "update_all_layers",
-                                             "cache_clear",
-                                             "toggle_disable_caching_by_default",
-                                             "-",
-                                             "toggle_automatic_preload",
-                                             "preload_all_layers",
-                                             "cache_stop_preload"};
-
-constexpr std::string_view view_entries[] = {"toggle_fullscreen",
-                                             "-",
-                                             "toggle_timeline",
-                                             "toggle_layer_stack",
-                                             "toggle_infobar",
-                                             "toggle_property_panel",
-                                             "toggle_pv_tooltip",
-                                             "-",
-                                             "toggle_mask",
-                                             "toggle_grid",
-                                             "toggle_vsync",
-                                             "-",
-                                             "reset_pan_and_zoom",
-                                             "increase_zoom_factor",
-                                             "decrease_zoom_factor",
-                                             "-",
-                                             "resize_window_to_fit",
-                                             "-",
-                                             "toggle_spb_enabled",
-                                             "-",
-                                             "channel_r",
-                                             "channel_g",
-                                             "channel_b",
-                                             "channel_a",
-                                             "channel_l",
-                                             "channel_z",
-                                             "-",
-                                             "channel_r_mode",
-                                             "channel_g_mode",
-                                             "channel_b_mode"};
-
-constexpr std::string_view play_entries[] = {"play_forward",
-                                             "play_backward",
-                                             "toggle_pause",
-                                             "reverse_playback_direction",
-                                             "-",
-                                             "next_frame",
-                                             "prev_frame",
-                                             "-",
-                                             "first_frame",
-                                             "last_frame",
-                                             "-",
-                                             "toggle_repeat",
-                                             "-",
-                                             "increase_fps",
-                                             "decrease_fps",
-                                             "-",
-                                             "toggle_continue_playback_after_drag"};
-
-constexpr std::string_view layer_entries[] = {"layer_go_to_begin",
-                                              "layer_go_to_end",
-                                              "layer_go_to_in",
-                                              "layer_go_to_out",
-                                              "-",
-                                              "layer_align_begin",
-                                              "layer_align_end",
-                                              "layer_align_in",
-                                              "layer_align_out",
-                                              "layer_position_after",
-                                              "-",
-                                              "layer_set_in_at_current",
-                                              "layer_set_out_at_current",
-                                              "-",
-                                              "layer_move_selected_up",
-                                              "layer_move_selected_down",
-                                              "layer_shift_left",
-                                              "layer_shift_right",
-                                              "-",
-                                              "layer_duplicate",
-                                              "layer_duplicate_and_split",
-                                              "-",
-                                              "expand_into_layers",
-                                              "add_other_stereo_view",
-                                              "-",
-                                              "layer_resize_to_timeline",
-                                              "layer_resize_to_workarea",
-                                              "-",
-                                              "layer_update_frame",
-                                              "layer_update_modified",
-                                              "layer_toggle_autoupdate",
-                                              "layer_rescan_sequence",
-                                              "layer_watch_sequence",
-                                              "-",
-                                              "layer_preload_into_cache",
-                                              "layer_remove_from_cache",
-                                              "layer_toggle_disablecache",
-                                              "-",
-                                              "embed_layer",
-                                              "-",
-                                              "layer_replace_with",
-                                              "layer_replace_with_previous",
-                                              "layer_replace_with_next",
-                                              "-",
-                                              "locate_in_explorer",
-                                              "open_with",
-                                              "-",
-                                              "reset_layer_position",
-                                              "-",
-                                              "layer_half_width_left",
-                                              "layer_half_width_right",
-                                              "layer_half_height_up",
-                                              "layer_half_height_down",
-                                              "-",
-                                              "layer_move_left",
-                                              "layer_move_right",
-                                              "layer_move_up",
-                                              "layer_move_down",
-                                              "-",
-                                              "layer_delete_selected"};
-
-constexpr menu menus[] = {{"mi_file", 24100, file_entries},
-                          {"mi_edit", 24200, edit_entries},
-                          {"mi_view", 24300, view_entries},
-                          {"mi_play", 24400, play_entries},
-                          {"mi_layer", 24500, layer_entries}};
+// Where a sub-menu stands. One without entries is left out.
+struct sub_menu {
+  std::string_view title;
+  menu_place place;
+};
+constexpr sub_menu sub_menus[] = {
+    {"mi_layer_go", {"mi_layer", 10}},     {"mi_layer_align", {"mi_layer", 11}}, {"mi_layer_time", {"mi_layer", 12}},
+    {"mi_layer_reload", {"mi_layer", 40}}, {"mi_layer_cache", {"mi_layer", 41}}, {"mi_layer_move", {"mi_layer", 80}},
+};
 
 }  // namespace
 
-std::span<const menu> main_menu() {
+std::span<const std::string_view> main_menus() {
   return menus;
 }
 
-std::string_view action_of_identifier(int identifier) {
-  for (const menu& menu : menus) {
-    const int position = identifier - menu.first_identifier;
-    if (position >= 0 && position < static_cast<int>(menu.entries.size())) {
-      const std::string_view name = menu.entries[static_cast<std::size_t>(position)];
-      return name == "-" ? std::string_view() : name;
-    }
+platform::menu_entry entry_of(const menu_source& source, std::string_view command) {
+  platform::menu_entry entry;
+  entry.command = command;
+  const action* row = source.commands.find_action(command);
+  entry.text = row && row->title ? row->title() : source.text(command);
+  entry.key_text = source.keys.key_text_of_action(entry.command);
+  entry.enabled = source.commands.action_enabled(command);
+  entry.checkable = row && row->checked;
+  entry.checked = entry.checkable && row->checked();
+  if (!row || !row->list || !entry.enabled) return entry;
+  for (const list_item& item : row->list()) {
+    platform::menu_entry& listed = entry.entries.emplace_back();
+    listed.command = entry.command + "=" + item.value;
+    listed.text = item.text;
   }
-  return {};
+  if (entry.entries.empty()) {
+    platform::menu_entry& none = entry.entries.emplace_back();
+    none.text = source.text(row->empty_list);
+    none.enabled = false;
+  }
+  entry.command.clear();
+  return entry;
+}
+
+std::vector<platform::menu_entry> main_menu(const menu_source& source, std::string_view menu) {
+  struct placed {
+    int position;
+    platform::menu_entry entry;
+  };
+  std::vector<placed> found;
+  for (const auto& [name, row] : source.commands.action_table) {
+    if (row.menu.menu == menu) found.push_back({row.menu.position, entry_of(source, name)});
+  }
+  for (const sub_menu& sub : sub_menus) {
+    if (sub.place.menu != menu) continue;
+    platform::menu_entry entry;
+    entry.text = source.text(sub.title);
+    entry.entries = main_menu(source, sub.title);
+    if (!entry.entries.empty()) found.push_back({sub.place.position, std::move(entry)});
+  }
+  std::stable_sort(found.begin(), found.end(),
+                   [](const placed& a, const placed& b) { return a.position < b.position; });
+  std::vector<platform::menu_entry> entries;
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    if (i > 0 && found[i].position / 10 != found[i - 1].position / 10) entries.emplace_back();
+    entries.push_back(std::move(found[i].entry));
+  }
+  return entries;
 }
 
 }  // namespace command

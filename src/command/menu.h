@@ -1,27 +1,40 @@
-// The main menu: five menus of action names in their order; "-" is a separator.
+// Menus, made from the rows of the actions: the main menu, and the menus of a right click.
 #pragma once
 
+#include <functional>
 #include <span>
+#include <string>
 #include <string_view>
+#include <vector>
+
+#include "command/engine.h"
+#include "command/keys.h"
+#include "platform/desktop.h"
 
 namespace command {
 
-struct menu {
-  std::string_view title;  // key of the message catalogue
-  int first_identifier;    // an entry's identifier is this plus its position
-  std::span<const std::string_view> entries;
+// What fills the entries of a menu.
+struct menu_source {
+  const engine& commands;
+  const key_table& keys;
+  std::function<std::string(std::string_view key)> text;  // of the message catalogue
 };
 
-std::span<const menu> main_menu();
+// The catalogue keys of the main menus, left to right.
+std::span<const std::string_view> main_menus();
 
-// Identifiers of the entries that are made for a list at run time: the n-th of each is the first one plus n, below the
-// first one plus 100.
-constexpr int add_recent_identifier = 25100;
-constexpr int open_recent_identifier = 25200;
-constexpr int new_video_layer_identifier = 25300;
-constexpr int open_unsaved_identifier = 25400;
+// The entries of a main menu as they show now: of all rows whose place is in it, in their order, sub-menus included.
+std::vector<platform::menu_entry> main_menu(const menu_source& source, std::string_view menu);
 
-// The action name of an identifier of main_menu(); empty for a separator and for any other number.
-std::string_view action_of_identifier(int identifier);
+// The names of the right-click menus, in the order of context_menus.cpp, which says what each is for.
+std::vector<std::string_view> context_menus();
+
+// The entries of a right-click menu as they show now; none for an unknown name. Their ids count from 0.
+std::vector<platform::menu_entry> context_menu(const menu_source& source, std::string_view name);
+// The command of the entry with that id, for engine::run_command(); empty when there is none.
+std::string command_of(const std::vector<platform::menu_entry>& entries, int id);
+
+// One entry as it shows now. `command` is an action, or a field with its value that has a row, such as "zoom=200".
+platform::menu_entry entry_of(const menu_source& source, std::string_view command);
 
 }  // namespace command

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -29,8 +30,12 @@ class recent_notes {
   // The path of the n-th item of a list; false after an error line.
   bool item(engine& engine, const char* kind, const std::string& number, std::string& path);
 
+  // The entries of the menu of a list, newest first.
+  std::vector<list_item> items(const ksn::state& composition, const char* kind);
+
   folder_lookup folder_;
   std::vector<std::string> added_;
+  std::map<std::string, std::string> unsaved_texts_;  // by path
 };
 
 }  // namespace command

@@ -35,7 +35,7 @@ bool engine::print_scope(const std::string& scope) {
   if (scope == "global") {
     for (const global_field& field : global_field_table) {
       std::string value;
-      if (field.get && field.get(composition_, value)) write_output("global:" + field.name + "=" + value);
+      if (field.get(composition_, composition_, value)) write_output("global:" + field.name + "=" + value);
     }
     return true;
   }
@@ -73,7 +73,7 @@ bool engine::print_scope(const std::string& scope) {
 void engine::print_layer_fields(const std::string& scope, const ksn::track_info& layer) {
   for (const layer_field& field : layer_field_table) {
     std::string value;
-    if (field.get && field.get(composition_, layer, value)) write_output(scope + ":" + field.name + "=" + value);
+    if (field.get(composition_, layer, value)) write_output(scope + ":" + field.name + "=" + value);
   }
 }
 

@@ -1,27 +1,31 @@
+// How a layer of an R3D clip is decoded.
 #include "command/field_builder.h"
 
 namespace command {
 
-#define SETTING(name)             \
-  [](auto& layer) -> auto& {      \
-    return layer.source.rcs.name; \
+#define MEMBER(name)         \
+  [](auto& layer) -> auto& { \
+    return layer.name;       \
   }
 
 void register_r3d_fields(engine& engine) {
-  constexpr int most = std::numeric_limits<int>::max();
-  add_layer_word<ksn::r3d_resolution_type>(
-      engine, "r3d_resolution", "resolution at which an R3D clip is decoded",
-      [](auto& layer) -> auto& { return layer.source.rds; });
-  add_layer_int(engine, "r3d_track", "video track", 0, most, SETTING(track));
-  add_layer_word<ksn::r3d_preset_type>(engine, "r3d_preset", "where the decoder's settings come from", SETTING(preset));
-  add_layer_int(engine, "r3d_kelvin", "colour temperature", 1, most, SETTING(kelvin));
-  add_layer_int(engine, "r3d_tint", "green against magenta", -most, most, SETTING(tint));
-  add_layer_int(engine, "r3d_iso", "sensitivity", 1, most, SETTING(iso));
-  add_layer_int(engine, "r3d_flut", "exposure of the decoder", -most, most, SETTING(flut));
-  add_layer_int(engine, "r3d_color_space", "number of the decoder's colour space", 0, most, SETTING(color_space));
-  add_layer_int(engine, "r3d_gamma_curve", "number of the decoder's gamma curve", 0, most, SETTING(gamma_curve));
+  const auto add = [&](const char* name, const char* help, value_shape shape, auto access) {
+    add_member<ksn::track_info>(engine, name, help, shape, access);
+  };
+  constexpr int most_resolution = 5;  // that documents may hold; the last one has no word
+  add("r3d_resolution", "resolution at which an R3D clip is decoded", words<ksn::r3d_resolution_type>(most_resolution),
+      MEMBER(source.rds));
+  add("r3d_track", "video track of an R3D clip", integer(0), MEMBER(source.rcs.track));
+  add("r3d_preset", "where the settings of the R3D decoder come from", words<ksn::r3d_preset_type>(),
+      MEMBER(source.rcs.preset));
+  add("r3d_kelvin", "colour temperature of the R3D decoder, in kelvin", integer(1), MEMBER(source.rcs.kelvin));
+  add("r3d_tint", "tint of the R3D decoder, green against magenta", integer(), MEMBER(source.rcs.tint));
+  add("r3d_iso", "sensitivity of the R3D decoder, as ISO", integer(1), MEMBER(source.rcs.iso));
+  add("r3d_flut", "exposure compensation of the R3D decoder", integer(), MEMBER(source.rcs.flut));
+  add("r3d_color_space", "number of the R3D decoder's colour space", integer(0), MEMBER(source.rcs.color_space));
+  add("r3d_gamma_curve", "number of the R3D decoder's gamma curve", integer(0), MEMBER(source.rcs.gamma_curve));
 }
 
-#undef SETTING
+#undef MEMBER
 
 }  // namespace command

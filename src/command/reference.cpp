@@ -1,6 +1,8 @@
 #include "command/reference.h"
 
-#include "command/action_names.h"
+#include <algorithm>
+#include <set>
+#include <tuple>
 
 namespace command {
 
@@ -12,30 +14,28 @@ struct entry {
   std::string help;
 };
 
-// The registered actions: those of the list in its order, then any others.
+// The rows by group, and in a group in the order in which they were added.
+std::vector<const action*> rows_of(const engine& engine) {
+  std::vector<const action*> rows;
+  for (const auto& [name, row] : engine.action_table) rows.push_back(&row);
+  std::sort(rows.begin(), rows.end(), [](const action* a, const action* b) {
+    return std::tie(a->group, a->order, a->name) < std::tie(b->group, b->order, b->name);
+  });
+  return rows;
+}
+
+std::string help_of(const action& row, const std::string& help) {
+  return row.unbuilt.empty() ? help : help + " (not available: " + row.unbuilt + ")";
+}
+
 std::vector<entry> actions_of(const engine& engine) {
   std::vector<entry> entries;
-  std::set<std::string, std::less<>> plain;
-  std::set<std::string, std::less<>> with_value;
-  const auto add_plain = [&](std::string_view group, const std::string& name) {
-    const auto found = engine.action_table.find(name);
-    if (found == engine.action_table.end() || !plain.insert(name).second) return;
-    entries.push_back({group, "--" + name, found->second.help});
-  };
-  const auto add_value = [&](std::string_view group, const std::string& name) {
-    const auto found = engine.value_action_table.find(name);
-    if (found == engine.value_action_table.end() || !with_value.insert(name).second) return;
-    entries.push_back({group, "--" + name + "=" + found->second.value_form, found->second.help});
-  };
-  for (const action_name& listed : action_names()) {
-    if (listed.value_form.empty()) {
-      add_plain(listed.group, std::string(listed.name));
-    } else {
-      add_value(listed.group, std::string(listed.name));
-    }
+  for (const action* row : rows_of(engine)) {
+    const std::string option = "--" + row->name;
+    if (row->plain()) entries.push_back({title_of(row->group), option, help_of(*row, row->help)});
+    if (!row->takes_value()) continue;
+    entries.push_back({title_of(row->group), option + "=" + row->value_form, help_of(*row, row->value_help)});
   }
-  for (const auto& [name, record] : engine.action_table) add_plain("Other", name);
-  for (const auto& [name, record] : engine.value_action_table) add_value("Other", name);
   return entries;
 }
 
@@ -90,15 +90,17 @@ std::string help_text(const engine& engine) {
     group = entry.group;
     text += help_line(entry.name, entry.help);
   }
-  text += "\nFields of the composition\n";
-  for (const global_field& field : engine.global_field_table) {
-    const bool of_layers_too = engine.find_layer_field(field.name) != nullptr;
-    text += help_line((of_layers_too ? "--global:" : "--") + field.name + "=" + field.value_form, field.help);
-  }
-  text += "\nFields of layers (without a scope: of the selected layer)\n";
-  for (const layer_field& field : engine.layer_field_table) {
-    text += help_line("--" + field.name + "=" + field.value_form, field.help);
-  }
+  const auto fields = [&](const char* title, const auto& table, const auto& scope_of) {
+    text += std::string("\n") + title + "\n";
+    for (const auto& field : table) {
+      const std::string option = "--" + scope_of(field) + field.name + "=" + form_of(field.shape);
+      text += help_line(field.read_only() ? field.name : option, field.help);
+    }
+  };
+  fields("Fields of the composition", engine.global_field_table,
+         [&](const global_field& field) { return std::string(engine.find_layer_field(field.name) ? "global:" : ""); });
+  fields("Fields of layers (without a scope: of the selected layer)", engine.layer_field_table,
+         [](const layer_field&) { return std::string(); });
   return text;
 }
 
@@ -112,18 +114,22 @@ std::string reference_markdown(const engine& engine) {
     group = entry.group;
     text += "| " + in_code(entry.name) + " | " + plain_cell(entry.help) + " |\n";
   }
-  const auto table = [&](const char* title, const auto& fields) {
-    text += std::string("\n### ") + title + "\n\n| field | value | meaning |\n|---|---|---|\n";
+  const ksn::state fresh;
+  const auto table = [&](const char* title, const auto& fields, const auto& record) {
+    text += std::string("\n### ") + title + "\n\n| field | value | at first | meaning |\n|---|---|---|---|\n";
     for (const auto& field : fields) {
-      text += "| " + in_code(field.name) + " | " + in_code(field.value_form) + " | " + plain_cell(field.help) + " |\n";
+      std::string initial;
+      if (!field.read_only()) field.get(fresh, record, initial);
+      text += "| " + in_code(field.name) + " | " + in_code(form_of(field.shape)) + " | " +
+              (initial.empty() ? "" : in_code(initial)) + " | " + plain_cell(field.help) + " |\n";
     }
   };
-  table("Fields of the composition", engine.global_field_table);
-  table("Fields of layers", engine.layer_field_table);
+  table("Fields of the composition", engine.global_field_table, fresh);
+  table("Fields of layers", engine.layer_field_table, ksn::track_info());
   return text;
 }
 
-std::string keyboard_markdown(const key_table& keys) {
+std::string keyboard_markdown(const engine& engine, const key_table& keys) {
   std::map<std::vector<std::string>, std::string> keys_of;  // by what they run
   for (const auto& [code, commands] : keys.bindings()) {
     std::string& texts = keys_of[commands];
@@ -131,18 +137,38 @@ std::string keyboard_markdown(const key_table& keys) {
   }
   std::string text;
   std::string_view group;
-  const auto add = [&](std::string_view of_group, const std::vector<std::string>& commands, std::string_view help) {
+  const auto add = [&](std::string_view of_group, const std::vector<std::string>& commands, const std::string& help) {
     const auto found = keys_of.find(commands);
     if (found == keys_of.end()) return;
     if (of_group != group) text += "\n### " + std::string(of_group) + "\n\n| key | does | commands |\n|---|---|---|\n";
     group = of_group;
     std::string written;
     for (const std::string& command : commands) written += (written.empty() ? "--" : " --") + command;
-    text += "| " + found->second + " | " + plain_cell(std::string(help)) + " | " + in_code(written) + " |\n";
+    text += "| " + found->second + " | " + plain_cell(help) + " | " + in_code(written) + " |\n";
     keys_of.erase(found);
   };
-  for (const action_name& listed : action_names()) add(listed.group, {std::string(listed.name)}, listed.help);
-  while (!keys_of.empty()) add("Several commands and values", std::vector(keys_of.begin()->first), "as written");
+  for (const action* row : rows_of(engine)) {
+    if (!row->help.empty()) add(title_of(row->group), {row->name}, row->help);
+  }
+  while (!keys_of.empty()) add("Fields and several commands", std::vector(keys_of.begin()->first), "as written");
+  return text;
+}
+
+std::string key_definitions(const engine& engine) {
+  std::string text =
+      "# Key definitions: a key and the commands that it runs, with their values. A line whose first word is no key "
+      "is\n"
+      "# passed over. Of several keys of one command menus show the first. Your own keydefs.txt in the folder "
+      "\"Kestrin\"\n"
+      "# of your documents overrides these, key by key. This file is made by tools/update_commands.sh.\n";
+  std::string_view group;
+  for (const action* row : rows_of(engine)) {
+    if (row->keys.empty()) continue;
+    if (title_of(row->group) != group) text += "\n# " + std::string(title_of(row->group)) + "\n";
+    group = title_of(row->group);
+    for (const std::string& key : tokenise(row->keys)) text += key + " " + row->name + "\n";
+  }
+  text.pop_back();
   return text;
 }
 

@@ -13,6 +13,8 @@ std::string help_text(const engine& engine);
 // The same as tables, which docs/commands.md holds between its two marker lines.
 std::string reference_markdown(const engine& engine);
 // The bindings as tables in the order of the reference, which docs/keyboard.md holds in the same way.
-std::string keyboard_markdown(const key_table& keys);
+std::string keyboard_markdown(const engine& engine, const key_table& keys);
+// The keys of the rows as the text of assets/keydefs.txt, without its last line feed.
+std::string key_definitions(const engine& engine);
 
 }  // namespace command

@@ -7,13 +7,9 @@
 #include <string>
 #include <string_view>
 
-#include "composition/enums.h"
 #include "lib/color.h"
 
 namespace command {
-
-// Bounds that keep sums and products of frame numbers within an int.
-constexpr int most_frames = 100000000;
 
 bool read_int(std::string_view text, int& value, int least = std::numeric_limits<int>::min(),
               int most = std::numeric_limits<int>::max());
@@ -34,15 +30,5 @@ std::string write_color(lib::color value);  // four numbers unless alpha is 255
 // Text on one line: a line break as \n, a backslash as \\, a double quote as \q.
 std::string escape_text(std::string_view text);
 std::string unescape_text(std::string_view text);
-
-template <class E>
-std::string word_form() {
-  std::string form;
-  for (const ksn::enum_word& entry : ksn::words_of<E>()) {
-    if (!form.empty()) form += '|';
-    form += entry.word;
-  }
-  return form;
-}
 
 }  // namespace command

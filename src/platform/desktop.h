@@ -65,30 +65,18 @@ struct monitor {
   double scale = 1.0;
 };
 
-// One menu: actions by name, "-" for a separator, ">TEXT" and "<" around the entries of a sub-menu of that title.
-struct menu_description {
-  std::string title;
-  std::vector<std::string> entries;
-};
-// How an entry shows when its menu opens.
-struct menu_entry_state {
-  std::string text;
-  std::string key_text;
-  bool enabled = true;
-  bool checkable = false;
-  bool checked = false;
-  std::vector<std::string> items;  // texts of a sub-menu; run with their index
-};
-
-// One entry of a context menu.
+// One entry of a menu as it shows at that moment.
 struct menu_entry {
   std::string text;      // empty for a separator
   std::string key_text;  // shown at the right end
   bool enabled = true;
   bool checkable = false;
   bool checked = false;
-  int id = 0;                       // 0 or above; what the menu returns when this entry is chosen
+  int id = 0;                       // 0 or above; what a context menu returns when this entry is chosen
   std::vector<menu_entry> entries;  // of a sub-menu; an entry with some is not chosen itself
+  std::string command;              // what the entry stands for, where that is a command; told by the menu bar
+
+  bool is_separator() const { return text.empty(); }
 };
 
 struct file_dialog {
@@ -117,8 +105,9 @@ struct window_events {
   // A menu or a dialog opens: it takes the pointer, and the release of a button that is down will not come. At once.
   std::function<void()> capture_lost;
   std::function<void()> scale_changed;
-  std::function<menu_entry_state(const std::string& action)> menu_state;
-  std::function<void(const std::string& action, int item)> menu_chosen;  // item -1 for the entry itself
+  // The entries of a menu of the menu bar, asked each time that it opens.
+  std::function<std::vector<menu_entry>(std::size_t menu)> open_menu;
+  std::function<void(const std::string& command)> menu_chosen;
   // While a menu or a dialog runs its own loop: keeps picture and clock going.
   std::function<void()> modal_tick;
   // The connection to the display broke. The process is about to end; nothing of the desktop works any more.
@@ -133,7 +122,7 @@ struct window_options {
   int min_client_height = 330;
   bool always_on_top = false;
   const window_placement* placement = nullptr;  // null for the default
-  std::vector<menu_description> menus;
+  std::vector<std::string> menus;               // titles of the menu bar
 };
 
 class desktop {

@@ -79,8 +79,14 @@ std::vector<std::string> describe_picture(const img::image& picture) {
 }
 
 void register_information(command::engine& engine, pipeline& pipeline) {
-  engine.action_table["print_metadata"].execute = [&] { print_metadata(engine, pipeline); };
-  engine.action_table["print_image_layers"].execute = [&] { print_image_layers(engine); };
+  engine.add({.group = command::action_group::information,
+              .name = "print_metadata",
+              .help = "print what the selected layer's frame carries: size, pixels, time codes, rate, metadata",
+              .execute = [&] { print_metadata(engine, pipeline); }});
+  engine.add({.group = command::action_group::information,
+              .name = "print_image_layers",
+              .help = "print the names that --image_layer takes for the selected layer's file",
+              .execute = [&] { print_image_layers(engine); }});
 }
 
 }  // namespace render

@@ -11,43 +11,86 @@ void register_save_actions(command::engine& engine, render::pipeline& pipeline, 
   const auto around = std::make_shared<const save::surroundings>(std::move(surroundings));
   const auto options = std::make_shared<img::save_options>();
   const auto incomplete = std::make_shared<bool>(false);
-  auto& table = engine.value_action_table;
-
-  auto bind = [&, around, options, incomplete](const char* name, auto run) {
-    table[name].execute = [&engine, &pipeline, around, options, incomplete, run](const std::string& value) {
-      context context{engine.composition(),
-                      pipeline,
-                      *options,
-                      around->shown_time ? around->shown_time() : engine.composition().doc.tm_t,
-                      engine.failed_inputs,
-                      *incomplete,
-                      [&engine](const std::string& line) { engine.report(line); },
-                      around->show_progress,
-                      around->cancelled,
-                      around->after_save};
-      run(context, value);
-      return true;
-    };
+  struct row {
+    const char* name;
+    const char* help;
+    const char* value_help;
+    const char* keys;
+    int position;  // in the menu
+    const char* title;
+    const char* file_name;
+    bool (*run)(context& context, const std::string& path);
   };
-  bind("save_frame_as", save_frame_as);
-  bind("save_layer_as", save_layer_as);
-  bind("save_mask_as_image", save_mask_as_image);
-  bind("save_mask_as_sequence", save_mask_as_sequence);
-  bind("save_screen_as", [around](context& context, const std::string& path) {
-    int width = 0;
-    int height = 0;
-    if (!around->client_area || !around->client_area(width, height)) {
-      width = default_client_width;
-      height = default_client_height;
-    }
-    return save_screen_as(context, path, width, height);
-  });
-  table["save_incomplete"].execute = [incomplete](const std::string& value) {
-    if (value != "0" && value != "1") return false;
-    *incomplete = value == "1";
-    return true;
+  constexpr std::string_view pictures = "(*.exr *.dpx *.tga *.png *.jpg *.tif *.tiff);;(*)";
+  const auto add = [&](const row& row, auto run) {
+    engine.add({.group = command::action_group::save,
+                .name = row.name,
+                .help = row.help,
+                .value_form = "PATH",
+                .value_help = row.value_help,
+                .keys = row.keys,
+                .menu = {"mi_file", row.position},
+                .execute_value =
+                    [&engine, &pipeline, around, options, incomplete, run](const std::string& value) {
+                      context context{engine.composition(),
+                                      pipeline,
+                                      *options,
+                                      around->shown_time ? around->shown_time() : engine.composition().doc.tm_t,
+                                      engine.failed_inputs,
+                                      *incomplete,
+                                      [&engine](const std::string& line) { engine.report(line); },
+                                      around->show_progress,
+                                      around->cancelled,
+                                      around->after_save};
+                      run(context, value);
+                      return true;
+                    },
+                .ask = command::file_question{row.title, row.file_name, pictures}});
   };
-  table["save_options"].execute = [options](const std::string& value) { return parse_save_options(value, *options); };
+  constexpr row rows[] = {
+      {"save_frame_as", "save the selected layer's frame at the current time to a file that you choose",
+       "save the selected layer's frame at the current time, at its own size", "Ctrl+E", 61, "save_frame_as_title",
+       "frame.exr", save_frame_as},
+      {"save_mask_as_image", "save the composite at the current time to a file that you choose",
+       "save the composite at the current time, at the size of the output (mask_size)", "", 62,
+       "save_mask_as_image.title", "composite.png", save_mask_as_image},
+      {"save_layer_as", "save the selected layer's frames in the work area to files that you choose",
+       "save the selected layer's frames in the work area, at their own size; # in the name is the frame number", "",
+       70, "save_layer_as.action", "layer.####.exr", save_layer_as},
+      {"save_mask_as_sequence", "save the composite of each frame of the work area to files that you choose",
+       "save the composite of each frame of the work area, at the size of the output (mask_size); # in the name is the "
+       "frame number",
+       "Ctrl+Shift+E", 71, "save_mask_as_sequence.action", "composite.####.exr", save_mask_as_sequence},
+  };
+  for (const row& row : rows) add(row, row.run);
+  add({"save_screen_as", "save the preview area as the window shows it to a file that you choose",
+       "save the preview area as the window shows it, or as a window of the usual size would", "", 60,
+       "save_screen_as_title", "screen.png", nullptr},
+      [around](context& context, const std::string& path) {
+        int width = 0;
+        int height = 0;
+        if (!around->client_area || !around->client_area(width, height)) {
+          width = default_client_width;
+          height = default_client_height;
+        }
+        return save_screen_as(context, path, width, height);
+      });
+  engine.add(
+      {.group = command::action_group::save,
+       .name = "save_incomplete",
+       .value_form = "0|1",
+       .value_help = "1: save composites without layers that failed, and without inputs that could not be opened",
+       .execute_value = [incomplete](const std::string& value) {
+         if (value != "0" && value != "1") return false;
+         *incomplete = value == "1";
+         return true;
+       }});
+  engine.add({.group = command::action_group::save,
+              .name = "save_options",
+              .value_form = "LIST",
+              .value_help = "options of all saves after it: compression=uncompressed|rle|zip|b44a, quality=1..100, "
+                            "ignore_alpha=0|1",
+              .execute_value = [options](const std::string& value) { return parse_save_options(value, *options); }});
 }
 
 }  // namespace save

@@ -38,23 +38,46 @@ void draw_screen(render::pipeline& pipeline, const ksn::state& composition, doub
   for (int plane = 0; plane < 3; ++plane) std::memset(target.data[plane].data() + above, strip_gray, below);
 }
 
-math::point client_size_to_fit(const ksn::state& composition) {
+namespace {
+
+// Of all visible layers, or with none of the output, at a zoom of the view.
+math::point picture_size(const ksn::state& composition, double zoom_x, double zoom_y) {
   math::point size;
   for (const ksn::track_info& track : composition.doc.tracks) {
     if (!track.look.visible || track.source.width <= 0 || track.source.height <= 0) continue;
-    const render::layer_geometry scale = render::layer_scale(
-        track, composition.view.zoom(), composition.view.zoom_factor2 / 100.0, ksn::cache_resolution_type::full);
+    const render::layer_geometry scale = render::layer_scale(track, zoom_x, zoom_y, ksn::cache_resolution_type::full);
     size.x = std::max(size.x, scaled(track.source.width, static_cast<double>(scale.num_x) / std::max(scale.den_x, 1)));
     size.y = std::max(size.y, scaled(track.source.height, static_cast<double>(scale.num_y) / std::max(scale.den_y, 1)));
   }
-  if (size.x == 0 || size.y == 0) {
-    size = {scaled(composition.doc.mask_size.x, composition.view.zoom()),
-            scaled(composition.doc.mask_size.y, composition.view.zoom_factor2 / 100.0)};
-  }
+  if (size.x > 0 && size.y > 0) return size;
+  return {scaled(composition.doc.mask_size.x, zoom_x), scaled(composition.doc.mask_size.y, zoom_y)};
+}
+
+}  // namespace
+
+math::point client_size_to_fit(const ksn::state& composition) {
+  const math::point size = picture_size(composition, composition.view.zoom(), composition.view.zoom_factor2 / 100.0);
   // The strip's height depends on the client's.
   int height = size.y;
   while (save::screen_view(composition, size.x, height).height < size.y && height < 2 * 65535) ++height;
   return {size.x, height};
+}
+
+void fit_zoom(ksn::state& composition, math::point picture, math::point area) {
+  const double across = area.x / (std::max(picture.x, 1) * composition.view.view_pixel_aspect());
+  const double down = static_cast<double>(area.y) / std::max(picture.y, 1);
+  composition.view.zoom_factor2 = std::max(static_cast<int>(std::min(across, down) * 100.0), 1);
+  composition.view.pan_position = {};
+}
+
+void fit_picture(ksn::state& composition, int client_width, int client_height) {
+  const render::frame_view view = save::screen_view(composition, client_width, client_height);
+  fit_zoom(composition, picture_size(composition, 1.0, 1.0), {view.width, view.height});
+}
+
+void fit_output(ksn::state& composition, int client_width, int client_height) {
+  const render::frame_view view = save::screen_view(composition, client_width, client_height);
+  fit_zoom(composition, composition.doc.mask_size, {view.width, view.height});
 }
 
 }  // namespace ui

@@ -20,4 +20,10 @@ void draw_screen(render::pipeline& pipeline, const ksn::state& composition, doub
 // the largest visible layer, or without one `mask_size`.
 math::point client_size_to_fit(const ksn::state& composition);
 
+// The zoom in whole percent at which a picture of that size just fits an area of the screen, in its middle.
+void fit_zoom(ksn::state& composition, math::point picture, math::point area);
+// The same for all visible layers, and for the output, in the preview area of a client area.
+void fit_picture(ksn::state& composition, int client_width, int client_height);
+void fit_output(ksn::state& composition, int client_width, int client_height);
+
 }  // namespace ui

@@ -10,7 +10,6 @@
 #include "app/clipboard_actions.h"
 #include "app/dialog_actions.h"
 #include "app/window_run.h"
-#include "command/action_names.h"
 #include "command/menu.h"
 #include "composition/state.h"
 #include "img/format.h"
@@ -58,9 +57,10 @@ class window_run : public testing::Test {
         engine, pipeline,
         {[this](const save::progress& progress) { window.show_progress("", progress.done, progress.total); },
          [this] { return window.progress_cancelled(); }, nullptr, nullptr, nullptr});
-    app::register_dialog_actions({engine, current, [](std::string_view key) { return std::string(key); }, nullptr});
+    app::ask_with_dialogs({engine, current, [](std::string_view key) { return std::string(key); }, nullptr});
     app::register_clipboard_actions({engine, pipeline, current, [this] { return clock.shown_time(); }});
-    command::register_unavailable(engine);
+    command::register_menu_choices(engine);
+    command::register_unbuilt_actions(engine);
   }
 
   std::string picture(const std::string& name, int width = 8, int height = 6) {
@@ -78,6 +78,15 @@ class window_run : public testing::Test {
     step(std::move(action));
     EXPECT_EQ(window.run(desktop), 0);
   }
+  // The entry of a command in a menu or its sub-menus; valid until the next call.
+  const platform::menu_entry* found_in(std::vector<platform::menu_entry> entries, const std::string& command) {
+    for (platform::menu_entry& entry : entries) {
+      if (entry.command == command) return &(found_ = std::move(entry));
+      if (const platform::menu_entry* below = found_in(std::move(entry.entries), command)) return below;
+    }
+    return nullptr;
+  }
+  platform::menu_entry found_;
   int drawn() const {
     return static_cast<int>(std::count_if(ticks.begin(), ticks.end(), [](const auto& tick) { return tick.drawn; }));
   }
@@ -94,7 +103,7 @@ TEST_F(window_run, draws_when_something_happened) {
   step({}, 5);
   step([&] { desktop.events.key(command::parse_key("F7")); }, 5);
   step([&] { desktop.size.x = 500; }, 5);
-  step([&] { desktop.events.menu_chosen("channel_r", -1); }, 5);
+  step([&] { desktop.events.menu_chosen("channel_r"); }, 5);
   EXPECT_EQ(window.run(desktop), 0);
   EXPECT_EQ(drawn(), 4);
 
@@ -153,13 +162,13 @@ TEST_F(window_run, closes_in_order) {
     return true;
   };
   const std::function<void()> ends[] = {[&] { desktop.events.close_requested(); },
-                                        [&] { desktop.events.menu_chosen("exit", -1); }};
+                                        [&] { desktop.events.menu_chosen("exit"); }};
   for (const auto& end : ends) {
     desktop.calls.clear();
-    engine.quit_requested = false;
+    engine.quit_requested = engine.exit_requested = false;
     step([&] {
       composition.new_adjustment_layer();
-      desktop.events.menu_chosen("toggle_fullscreen", -1);
+      desktop.events.menu_chosen("toggle_fullscreen");
     });
     step(end);
     EXPECT_EQ(window.run(desktop), 0);
@@ -219,35 +228,52 @@ TEST_F(window_run, opens_as_it_was_told_before) {
 
 TEST_F(window_run, shows_the_table_as_its_menu) {
   in_window([&] {
-    ASSERT_EQ(desktop.options.menus.size(), 5u);
-    EXPECT_EQ(desktop.options.menus[0].title, "<mi_file>");
-    std::size_t entries = 0;
-    for (const platform::menu_description& menu : desktop.options.menus) entries += menu.entries.size();
-    std::size_t expected = 0;
-    for (const command::menu& menu : command::main_menu()) expected += menu.entries.size();
-    EXPECT_EQ(entries, expected);
-
+    EXPECT_EQ(desktop.options.menus, (strings{"<mi_file>", "<mi_edit>", "<mi_view>", "<mi_play>", "<mi_layer>"}));
     struct row {
+      int menu;
       const char* action;
       bool enabled, checkable, checked;
     };
     composition.view.grid = true;
-    const row rows[] = {{"exit", true, false, false},
-                        {"toggle_grid", true, true, true},
-                        {"toggle_vsync", true, true, false},
-                        {"layer_move_left", false, false, false},
-                        {"open_recent", false, false, false},
-                        {"clipboard_paste", false, false, false},
-                        {"toggle_fullscreen", true, true, false},
-                        {"save_frame_as", true, false, false}};
+    const row rows[] = {{0, "exit", true, false, false},
+                        {2, "toggle_grid", true, true, true},
+                        {2, "toggle_vsync", true, true, false},
+                        {4, "layer_move_left", false, false, false},
+                        {4, "open_with", false, false, false},
+                        {1, "clipboard_paste", false, false, false},
+                        {2, "toggle_fullscreen", true, true, false},
+                        {0, "save_frame_as", true, false, false}};
     for (const row& r : rows) {
-      const platform::menu_entry_state state = desktop.events.menu_state(r.action);
-      EXPECT_EQ(state.enabled, r.enabled) << r.action;
-      EXPECT_EQ(state.checkable, r.checkable) << r.action;
-      EXPECT_EQ(state.checked, r.checked) << r.action;
-      EXPECT_EQ(state.text, "<" + std::string(r.action) + ">");
+      const platform::menu_entry* entry = found_in(desktop.events.open_menu(r.menu), r.action);
+      ASSERT_NE(entry, nullptr) << r.action;
+      EXPECT_EQ(entry->enabled, r.enabled) << r.action;
+      EXPECT_EQ(entry->checkable, r.checkable) << r.action;
+      EXPECT_EQ(entry->checked, r.checked) << r.action;
+      EXPECT_EQ(entry->text, "<" + std::string(r.action) + ">");
     }
   });
+}
+
+TEST_F(window_run, right_click_menus_hold_actions) {
+  const command::menu_source source{engine, {}, [](std::string_view key) { return std::string(key); }};
+  const std::function<void(const std::vector<platform::menu_entry>&)> check = [&](const auto& entries) {
+    for (const platform::menu_entry& entry : entries) {
+      EXPECT_TRUE(entry.command.empty() || engine.find_action(entry.command)) << entry.command;
+      check(entry.entries);
+    }
+  };
+  EXPECT_EQ(command::context_menus().size(), 20u);
+  for (const std::string_view menu : command::context_menus()) {
+    EXPECT_GE(command::context_menu(source, menu).size(), 2u) << menu;
+    check(command::context_menu(source, menu));
+  }
+  EXPECT_TRUE(command::context_menu(source, "nonsense").empty());
+  composition.view.zoom_factor2 = 200;
+  const std::vector<platform::menu_entry> zooms = command::context_menu(source, "zoom");
+  EXPECT_TRUE(zooms[3].checked && !zooms[2].checked && zooms[5].is_separator());
+  EXPECT_EQ(zooms[3].text, "200%");
+  engine.run_command(command::command_of(zooms, zooms[0].id));
+  EXPECT_EQ(composition.view.zoom_factor2, 25);
 }
 
 TEST_F(window_run, asks_for_files) {
@@ -255,14 +281,14 @@ TEST_F(window_run, asks_for_files) {
   const std::string b = picture("b.tga");
   in_window([&] {
     desktop.answers = {{a, b}, {folder / "c.ksncomp"}, {folder / "out/x.tga"}, {}, {folder / "x.none"}};
-    desktop.events.menu_chosen("add_layer", -1);
+    desktop.events.menu_chosen("add_layer");
     EXPECT_EQ(composition.doc.track_count(), 2);
-    desktop.events.menu_chosen("layer_replace_with", -1);
-    desktop.events.menu_chosen("save_mask_as_image", -1);
+    desktop.events.menu_chosen("layer_replace_with");
+    desktop.events.menu_chosen("save_mask_as_image");
     EXPECT_TRUE(std::filesystem::exists(folder / "out/x.tga"));
-    desktop.events.menu_chosen("save_mask_as_image", -1);
+    desktop.events.menu_chosen("save_mask_as_image");
     EXPECT_TRUE(desktop.messages.size() == 1) << "the replacement can't be opened";
-    desktop.events.menu_chosen("save_mask_as_image", -1);
+    desktop.events.menu_chosen("save_mask_as_image");
     ASSERT_EQ(desktop.messages.size(), 2u);
     EXPECT_NE(desktop.messages[1].find("x.none\": Invalid file type"), std::string::npos) << desktop.messages[1];
     ASSERT_EQ(desktop.dialogs.size(), 5u);
@@ -279,7 +305,7 @@ TEST_F(window_run, says_why_an_action_did_nothing) {
   EXPECT_EQ(lines, (strings{"\"--save_mask_as_image\": Not available without a value: --save_mask_as_image=PATH",
                             "\"--clipboard_copy_mask\": Not available without a window"}));
   in_window([&] {
-    desktop.events.menu_chosen("open_with", -1);
+    desktop.events.menu_chosen("open_with");
     EXPECT_EQ(desktop.messages, (strings{"\"--open_with\": Not available"}));
     desktop.events.key(command::parse_key("F7"));
     EXPECT_EQ(desktop.messages.size(), 1u);
@@ -295,11 +321,11 @@ TEST_F(window_run, shows_how_far_a_save_is_and_lets_it_be_cancelled) {
   };
   step([&] {
     desktop.answers = {{folder / "out/a.####.tga"}, {folder / "out/b.####.tga"}, {folder / "out/c.####.tga"}};
-    desktop.events.menu_chosen("save_mask_as_sequence", -1);
+    desktop.events.menu_chosen("save_mask_as_sequence");
     EXPECT_EQ(files(), 20);
     EXPECT_GT(desktop.progress_steps, 0);
     desktop.cancel_progress_at = 5;
-    desktop.events.menu_chosen("save_mask_as_sequence", -1);
+    desktop.events.menu_chosen("save_mask_as_sequence");
     EXPECT_LT(files(), 40);
     EXPECT_GT(files(), 20);
   });
@@ -307,7 +333,7 @@ TEST_F(window_run, shows_how_far_a_save_is_and_lets_it_be_cancelled) {
     // The next one is another one.
     desktop.cancel_progress_at = -1;
     std::filesystem::remove_all(folder / "out");
-    desktop.events.menu_chosen("save_mask_as_sequence", -1);
+    desktop.events.menu_chosen("save_mask_as_sequence");
     EXPECT_EQ(files(), 20);
   });
   window.run(desktop);
@@ -319,7 +345,7 @@ TEST_F(window_run, copies_and_pastes) {
     composition.doc.mask_size = {7, 3};
     composition.doc.back_color = ksn::back_color_type::custom;
     composition.doc.back_custom_color = {255, 10, 20, 30};
-    desktop.events.menu_chosen("clipboard_copy_mask", -1);
+    desktop.events.menu_chosen("clipboard_copy_mask");
     EXPECT_EQ(desktop.board_size, (math::point{7, 3}));
     EXPECT_EQ(desktop.board_pixels[0], 30);
     EXPECT_EQ(desktop.board_pixels[1], 20);
@@ -328,27 +354,27 @@ TEST_F(window_run, copies_and_pastes) {
     // Blue, green, red, alpha of a picture one pixel wide.
     desktop.board_pixels = {1, 2, 3, 4, 5, 6, 7, 8};
     desktop.board_size = {1, 2};
-    desktop.events.menu_chosen("clipboard_paste", -1);
+    desktop.events.menu_chosen("clipboard_paste");
     ASSERT_EQ(composition.doc.track_count(), 1);
     const ksn::track_info& pasted = composition.doc.track_at(0);
     EXPECT_EQ(pasted.source.type, ksn::source_type::clipboard_image);
     EXPECT_EQ(support::samples(*pasted.source.clipboard_image, 2), (std::vector<int>{3, 7}));
 
     desktop.board_text = "file://" + folder.path() + "/a%20b.tga\r\n";
-    desktop.events.menu_chosen("clipboard_paste", -1);
+    desktop.events.menu_chosen("clipboard_paste");
     ASSERT_EQ(composition.doc.track_count(), 2);
     EXPECT_EQ(composition.doc.track_at(0).source.width, 5);
 
     desktop.board_text = "--ksncmd\n--zoom=300 --1:opacity=7\n";
-    desktop.events.menu_chosen("clipboard_paste", -1);
+    desktop.events.menu_chosen("clipboard_paste");
     EXPECT_EQ(composition.view.zoom_factor2, 300);
     EXPECT_EQ(composition.doc.track_at(0).look.opacity, 7);
 
     for (const char* text : {"--ksncmdx\n--zoom=1", "just words", "/no/such/file", "file://%zz%"}) {
       desktop.board_text = text;
       desktop.board_pixels.clear();
-      EXPECT_FALSE(desktop.events.menu_state("clipboard_paste").enabled) << text;
-      desktop.events.menu_chosen("clipboard_paste", -1);
+      EXPECT_FALSE(engine.action_enabled("clipboard_paste")) << text;
+      desktop.events.menu_chosen("clipboard_paste");
     }
     EXPECT_EQ(composition.doc.track_count(), 2);
     EXPECT_EQ(composition.view.zoom_factor2, 300);

@@ -208,7 +208,7 @@ TEST_F(window, comes_back_where_it_was) {
     server->xdotool({"windowmove", program.window(), "123", "45"});
     server->xdotool({"windowsize", program.window(), "700", "600"});
     ASSERT_TRUE(wait_until([&] { return program.geometry() == rectangle{123, 45, 700, 600}; }));
-    program.key("f");
+    program.key("F11");
     ASSERT_TRUE(wait_until([&] { return program.geometry() == rectangle{0, 0, 1280, 1024}; })) << "full screen";
     expect_quit(program);
   }

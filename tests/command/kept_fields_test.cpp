@@ -1,4 +1,4 @@
-// Every field that a user can set is in the composition file.
+// Every field that a user can set is in the composition file or in the settings.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,35 +10,32 @@
 
 namespace {
 
-// Texts that fit a form such as "none|X,Y,W,H", the plainest first.
-strings values_of(const std::string& form) {
-  if (form == "TEXT" || form == "NAME") return {"Z", "main", "other \xC3\xA9 <&>"};
+// Texts that fit a shape, the plainest first.
+strings values_of(const command::value_shape& shape) {
   strings found;
-  for (std::size_t from = 0; from <= form.size();) {
-    const std::size_t end = std::min(form.find('|', from), form.size());
-    const std::string part = form.substr(from, end - from);
-    from = end + 1;
-    if (part == "LAYER") found.push_back("'b'");
-    if (part == "NAME") found.push_back("warm.lut");
-    if (part == "LAYER" || part == "NAME" || part == "FILE") continue;
-    if (part.find_first_of("abcdefghijklmnopqrstuvwxyz0") != part.npos) {
-      found.push_back(part);
-      continue;
-    }
-    const auto places = std::count(part.begin(), part.end(), ',') + 1;
-    for (const char* number : {"12", "1", "0", "0.5"}) {
-      std::string value = number;
-      for (int i = 1; i < places; ++i) value += i % 2 ? ",14" : std::string(",") + number;
-      found.push_back(value);
-    }
+  switch (shape.kind) {
+    case command::value_kind::boolean:
+      return {"0", "1"};
+    case command::value_kind::word:
+      for (const ksn::enum_word& entry : shape.words) found.emplace_back(entry.word);
+      return found;
+    case command::value_kind::color:
+      return {"12,14,16"};
+    case command::value_kind::text:
+      return {"Z", "main", "other \xC3\xA9 <&>", "'b'", "warm.lut", "1,2,3"};
+    default:
+      for (const char* number : {"12", "3", "1", "0", "0.5"}) {
+        found.emplace_back(number);
+        for (int i = 1; i < shape.count; ++i) found.back() += i % 2 ? ",14" : std::string(",") + number;
+      }
+      return found;
   }
-  return found;
 }
 
 // Sets the field to something else than it is; false when nothing will do.
-bool change(language& l, const std::string& name, const std::string& form) {
+bool change(language& l, const std::string& name, const command::value_shape& shape) {
   const std::string before = l.field(name);
-  for (const std::string& value : values_of(form)) {
+  for (const std::string& value : values_of(shape)) {
     l.run({"--" + name + "=" + value});
     if (l.errors.empty() && l.field(name) != before) return true;
   }
@@ -58,10 +55,14 @@ ksn::track_info source() {
 }
 
 TEST(kept_fields, all_of_a_composition) {
-  // Of the view or the settings, and not of the composition.
-  const std::set<std::string> not_kept = {"global_volume", "exposure",    "soft_clip",    "temperature", "lift",
-                                          "gamma",         "gain",        "brightness",   "contrast",    "hue",
-                                          "saturation",    "color_space", "lookup_table", "disable_cc"};
+  // Of the view of this run, and of no file.
+  const std::set<std::string> of_no_file = {
+      "exposure", "soft_clip",  "temperature", "lift",         "gamma",      "gain",       "brightness",    "contrast",
+      "hue",      "saturation", "color_space", "lookup_table", "disable_cc", "vsync_mode", "vsync_throttle"};
+  // Of the settings alone.
+  const std::set<std::string> of_settings = {
+      "global_volume",     "continue_playback_after_drag", "switch_views", "floating_transport", "vsync",
+      "automatic_preload", "disable_caching_by_default",   "ext_device",   "ext_alpha"};
   language written;
   for (const char* name : {"a", "b"}) {
     written.composition.doc.tracks.push_back(source());
@@ -70,16 +71,19 @@ TEST(kept_fields, all_of_a_composition) {
   written.composition.doc.selection = {0};
   written.composition.doc.lookup_table_map["warm.lut"].set_1d(std::vector<double>(3072, 0.5), true);
   strings names;
+  strings settings;
   for (const command::global_field& field : written.engine.global_field_table) {
-    if (!field.set || not_kept.contains(field.name)) continue;
-    names.push_back("global:" + field.name);
-    EXPECT_TRUE(change(written, names.back(), field.value_form)) << field.name;
+    if (!field.set || of_no_file.contains(field.name)) continue;
+    const bool setting = of_settings.contains(field.name) || field.name.starts_with("default_");
+    strings& kept = setting ? settings : names;
+    kept.push_back("global:" + field.name);
+    EXPECT_TRUE(change(written, kept.back(), field.shape)) << field.name;
   }
-  // Behind the lengths of the timeline, which follow the layers.
+  // After the lengths of the timeline, which follow the layers.
   for (const command::layer_field& field : written.engine.layer_field_table) {
     if (!field.set) continue;
     names.push_back("1:" + field.name);
-    EXPECT_TRUE(change(written, names.back(), field.value_form)) << field.name;
+    EXPECT_TRUE(change(written, names.back(), field.shape)) << field.name;
   }
   EXPECT_GT(names.size(), 90u);
   written.run({"--var:shot=a b <c>"});
@@ -91,6 +95,9 @@ TEST(kept_fields, all_of_a_composition) {
     language found;
     ksn::load_composition(found.composition, folder / file, false);
     for (const std::string& name : names) EXPECT_EQ(found.field(name), written.field(name)) << file << " " << name;
+    ksn::save_settings_file(written.composition, folder / file);
+    ksn::load_settings_file(found.composition, folder / file);
+    for (const std::string& name : settings) EXPECT_EQ(found.field(name), written.field(name)) << file << " " << name;
   }
 }
 

@@ -40,8 +40,8 @@ TEST(keys, later_lines_replace_and_commands_run_in_order) {
   ksn::state composition;
   command::engine engine(composition);
   std::string ran;
-  for (const char* name : {"one", "two"}) engine.action_table[name].execute = [&ran, name] { ran += name; };
-  engine.value_action_table["set"].execute = [&ran](const std::string& value) {
+  for (const char* name : {"one", "two"}) engine.add({.name = name, .execute = [&ran, name] { ran += name; }});
+  engine.action_table["set"].execute_value = [&ran](const std::string& value) {
     ran += value;
     return true;
   };
@@ -49,18 +49,23 @@ TEST(keys, later_lines_replace_and_commands_run_in_order) {
 
   command::key_table keys;
   keys.load("# no key\r\nF1 one\nF2 --one --two\n\nnonsense two\nF3 --fps=24\nF4 set=\"a b\"\nF5 nothing\n");
-  keys.load("f1 --two\n");
-  EXPECT_TRUE(keys.run_key(command::parse_key("F2"), engine));
-  EXPECT_TRUE(keys.run_key(command::parse_key("F1"), engine));
-  EXPECT_TRUE(keys.run_key(command::parse_key("F4"), engine));
-  EXPECT_TRUE(keys.run_key(command::parse_key("F5"), engine));
-  EXPECT_FALSE(keys.run_key(command::parse_key("F6"), engine));
+  keys.load("f1 --two\nF7 two\n");
+  const auto run = [&](const char* key) {
+    const std::vector<std::string> commands = keys.commands_of(command::parse_key(key));
+    for (const std::string& c : commands) engine.run_command(c);
+    return !commands.empty();
+  };
+  EXPECT_TRUE(run("F2"));
+  EXPECT_TRUE(run("F1"));
+  EXPECT_TRUE(run("F4"));
+  EXPECT_TRUE(run("F5"));
+  EXPECT_FALSE(run("F6"));
   EXPECT_EQ(ran, "onetwotwoa b");
-  EXPECT_TRUE(keys.run_key(command::parse_key("F3"), engine));
+  EXPECT_TRUE(run("F3"));
   EXPECT_EQ(composition.doc.fpcs, 2400) << "a command with a value may be a field";
-  EXPECT_EQ(keys.key_text_of_action("two"), "F1");
+  EXPECT_EQ(keys.key_text_of_action("two"), "F1") << "the first of a text";
   EXPECT_EQ(keys.key_text_of_action("one"), "F1") << "that table is only ever added to";
-  EXPECT_EQ(keys.bindings().size(), 5u);
+  EXPECT_EQ(keys.bindings().size(), 6u);
 }
 
 }  // namespace

@@ -31,7 +31,7 @@ struct language {
     };
     command::register_fields(engine);
     command::register_language_actions(engine);
-    command::register_unavailable(engine);
+    command::register_unbuilt_actions(engine);
     int id = 101;
     for (const std::string& name : names) {
       ksn::track_info layer;
@@ -63,6 +63,7 @@ struct language {
 struct document_language : language {
   explicit document_language(const strings& names = {}) : language(names) {
     command::register_document_actions(engine);
+    command::register_menu_choices(engine);
     composition.hooks.report_error = [this](const std::string& line) { engine.report(line); };
   }
 };

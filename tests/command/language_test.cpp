@@ -26,8 +26,9 @@ TEST(option, error_lines) {
       {"--1,2:opacity=x,101",
        {"Invalid value \"x\" for layer field \"opacity\"", "Invalid value \"101\" for layer field \"opacity\""}},
       {"--fps=0", {"Invalid value \"0\" for global field \"fps\""}},
-      {"--undo", {"\"--undo\": Not available"}},
-      {"--open_composition=x", {"\"--open_composition\": Not available"}},
+      {"--http_start", {"\"--http_start\": Not available"}},
+      {"--new_video_layer=x", {"\"--new_video_layer\": Not available"}},
+      {"--http_start=1", {"\"--http_start=1\": Invalid option"}},
   };
   for (const row& r : rows) {
     language tried({"a", "b", "c"});
@@ -109,7 +110,11 @@ TEST(option, disabled_action_does_nothing) {
   language tried;
   int runs = 0;
   bool enabled = false;
-  tried.engine.action_table["probe"] = {[&] { ++runs; }, [&] { return enabled; }, [&] { return enabled; }, {}, {}};
+  tried.engine.add({.name = "probe",
+                    .execute = [&] { ++runs; },
+                    .enabled = [&] { return enabled; },
+                    .checked = [&] { return enabled; }});
+  EXPECT_THROW(tried.engine.add({.name = "probe"}), std::logic_error);
   tried.run({"--probe"});
   EXPECT_EQ(runs, 0);
   EXPECT_FALSE(tried.engine.action_enabled("probe"));
@@ -125,11 +130,11 @@ TEST(option, disabled_action_does_nothing) {
 
 TEST(option, failures_of_an_action_are_one_line) {
   language tried;
-  tried.engine.value_action_table["io"].execute = [](const std::string&) -> bool {
+  tried.engine.action_table["io"].execute_value = [](const std::string&) -> bool {
     throw io::read_error("/a/b", "gone");
   };
-  tried.engine.value_action_table["memory"].execute = [](const std::string&) -> bool { throw std::bad_alloc(); };
-  tried.engine.value_action_table["other"].execute = [](const std::string&) -> bool {
+  tried.engine.action_table["memory"].execute_value = [](const std::string&) -> bool { throw std::bad_alloc(); };
+  tried.engine.action_table["other"].execute_value = [](const std::string&) -> bool {
     throw std::runtime_error("odd");
   };
   tried.run({"--io=1", "--memory=1", "--other=1", "--fps=24"});
@@ -252,7 +257,7 @@ TEST(command_pass, sources_and_what_follows_them) {
       {{"/a.tga", "--still_image", "--range=1"}, {"/a.tga still"}, {"\"--range=1\": Invalid option"}},
       {{"/a.tga", "--still_image=1"}, {"/a.tga"}, {"\"--still_image=1\": Invalid option"}},
       {{"/a.tga", "/b.ksncomp"}, {"/a.tga", "/b.ksncomp"}, {}},
-      {{"/b.ksncomp", "/a.tga"}, {"/a.tga"}, {"\"--open_composition\": Not available"}},
+      {{"/b.ksncomp", "/a.tga"}, {"/a.tga"}, {}},
       {{"/none.ksncmd"}, {}, {"\"/none.ksncmd\": Open error"}},
       {{"//comment"}, {"/comment"}, {}},
       {{"/a b'\"%.tga"}, {"/a b'\"%.tga"}, {}},

@@ -28,8 +28,10 @@ class walk {
  public:
   explicit walk(unsigned seed) : random_(seed) {
     command::register_document_actions(engine_);
-    for (const auto& [name, action] : engine_.action_table) actions_.push_back(name);
-    for (const auto& [name, action] : engine_.value_action_table) value_actions_.push_back(name);
+    for (const auto& [name, row] : engine_.action_table) {
+      if (row.execute) actions_.push_back(name);
+      if (row.execute_value) value_actions_.push_back(name);
+    }
     command::register_fields(engine_);
     for (const command::layer_field& field : engine_.layer_field_table) fields_.push_back("selected:" + field.name);
     for (const command::global_field& field : engine_.global_field_table) fields_.push_back("global:" + field.name);

@@ -30,7 +30,6 @@ class studio : public ::testing::Test {
                                 {[this](const save::progress& p) { shown.push_back(p); },
                                  [this] { return cancel_after >= 0 && --cancel_after < 0; },
                                  [this](const std::string& path) { saved.push_back(path); }, nullptr, nullptr});
-    command::register_unavailable(engine);
   }
 
   // A gray level for each frame, 16 x 8; a negative level is a broken file.

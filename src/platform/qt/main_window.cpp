@@ -26,19 +26,21 @@ main_window::main_window(const window_options& options, window_events events) : 
   connect(modal_timer_, &QTimer::timeout, this, [this] {
     if (events_.modal_tick) events_.modal_tick();
   });
-  for (const menu_description& menu : options.menus) add_menu(menu);
+  for (std::size_t i = 0; i < options.menus.size(); ++i) add_menu(options.menus[i], i);
   resize(options.width, options.height);
   canvas_->setFocus();
 }
 
-void main_window::add_menu(const menu_description& description) {
-  QMenu* menu = menuBar()->addMenu(QString::fromStdString(description.title));
+void main_window::add_menu(const std::string& title, std::size_t index) {
+  QMenu* menu = menuBar()->addMenu(QString::fromStdString(title));
   // Something must be in it, or the menu bar does not open it.
   menu->addAction(QString());
-  connect(menu, &QMenu::aboutToShow, this, [this, menu, entries = description.entries] {
-    fill_menu(*menu, entries, events_.menu_state, [this](const std::string& action, int item) {
-      queue_.push([this, action, item] {
-        if (events_.menu_chosen) events_.menu_chosen(action, item);
+  connect(menu, &QMenu::aboutToShow, this, [this, menu, index] {
+    menu->clear();
+    if (!events_.open_menu) return;
+    fill_menu(*menu, events_.open_menu(index), [this](const menu_entry& entry) {
+      queue_.push([this, command = entry.command] {
+        if (events_.menu_chosen) events_.menu_chosen(command);
       });
     });
   });

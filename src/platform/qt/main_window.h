@@ -35,7 +35,7 @@ class main_window : public QMainWindow {
   canvas_widget* canvas_;
   QTimer* modal_timer_;
   int modal_loops_ = 0;
-  void add_menu(const menu_description& description);
+  void add_menu(const std::string& title, std::size_t index);
 };
 
 // A loop of the toolkit's own, for the time of a scope.

@@ -12,10 +12,9 @@ class QPoint;
 
 namespace platform {
 
-// Fills a menu of the menu bar with the entries as they are now. `chosen` gets the action and the item.
-void fill_menu(QMenu& menu, const std::vector<std::string>& entries,
-               const std::function<menu_entry_state(const std::string& action)>& state_of,
-               const std::function<void(const std::string& action, int item)>& chosen);
+// Adds the entries to a menu, in which each tells `chosen` of itself.
+void fill_menu(QMenu& menu, const std::vector<menu_entry>& entries,
+               const std::function<void(const menu_entry& entry)>& chosen);
 
 // Runs a context menu at a point of the desktop; the id of the chosen entry, -1 for none.
 int run_menu(const std::vector<menu_entry>& entries, const QPoint& at);

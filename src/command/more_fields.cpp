@@ -1,0 +1,164 @@
+// What completes the document, the view and the settings, so that all of them can be read and set by a command.
+#include "command/field_builder.h"
+#include "command/layer_set.h"
+
+namespace command {
+
+namespace {
+
+using ksn::state;
+using ksn::track_info;
+
+constexpr int largest_brush = 10000;  // pixels
+
+#define MEMBER(name)          \
+  [](auto& record) -> auto& { \
+    return record.name;       \
+  }
+
+constexpr ksn::enum_word tab_words[] = {{"color", 0}, {"placement", 1}, {"blending", 2}, {"brush", 3},
+                                        {"text", 4},  {"effects", 5},   {"source", 6},   {"r3d", 7}};
+
+value_shape tab() {
+  return {.kind = value_kind::word, .least = 0, .most = 7, .words = tab_words};
+}
+
+// The layers by number, from the top.
+void get_selection(const state&, const state& composition, field_value& value) {
+  for (const int index : composition.doc.selection) {
+    value.text += (value.text.empty() ? "" : ",") + std::to_string(index + 1);
+  }
+  if (value.text.empty()) value.text = "none";
+}
+
+bool set_selection(state&, state& composition, const field_value& value) {
+  layer_set set;
+  if (value.text != "none" && !parse_layer_set(composition, value.text, set)) return false;
+  for (const int index : set.members) {
+    if (index < 0 || index >= composition.doc.track_count()) return false;
+  }
+  composition.doc.selection = {set.members.begin(), set.members.end()};
+  return true;
+}
+
+void register_playback(engine& engine) {
+  const auto add = [&](const char* name, const char* help, value_shape shape, auto access) {
+    add_member<state>(engine, name, help, shape, access);
+  };
+  add("repeat", "what playing does at the end of the work area", words<ksn::repeat_type>(), MEMBER(doc.repeat));
+  add("can_drop_frames", "whether playing skips frames to keep up the rate", boolean(), MEMBER(doc.can_drop_frames));
+  add("continue_playback_after_drag", "whether playing goes on after a drag through time", boolean(),
+      MEMBER(settings.continue_playback_after_drag));
+  add_read_only<state>(engine, "playing", "whether the composition plays; read only", boolean(),
+                       [](const state& c) { return c.doc.playing; });
+  add_read_only<state>(engine, "forward", "whether playing goes forward; read only", boolean(),
+                       [](const state& c) { return c.doc.forward; });
+  add("counter_type", "what the counter shows", words<ksn::counter_type_t>(), MEMBER(workspace.counter_type));
+  add_made<state>(engine, "selection", "the selected layers", text("none|LAYERS"), get_selection, set_selection);
+}
+
+void register_view(engine& engine) {
+  const auto add = [&](const char* name, const char* help, value_shape shape, auto access) {
+    add_member<state>(engine, name, help, shape, access);
+  };
+  add("resolution", "resolution at which frames are loaded and shown", words<ksn::cache_resolution_type>(),
+      MEMBER(view.resolution));
+  add("view_channels", "channels that are shown", words<ksn::view_type>(), MEMBER(view.channels));
+  add("safe_area_visible", "whether safe area and output mask are shown", boolean(), MEMBER(view.safe_area_active));
+  add("grid", "whether the grid is shown", boolean(), MEMBER(view.grid));
+  add("switch_views", "whether the left and the right stereo view are exchanged", boolean(), MEMBER(view.switch_views));
+  add("timeline_visible", "whether a window shows the timeline", boolean(), MEMBER(workspace.timeline_visible));
+  add("infobar_visible", "whether a window shows the information bar", boolean(), MEMBER(workspace.infobar_visible));
+  add("property_panel_visible", "whether a window shows the property panel", boolean(), MEMBER(workspace.pp_visible));
+  add("pixel_values_visible", "whether a window shows the pixel values at the pointer", boolean(),
+      MEMBER(workspace.pv_tooltip_enabled));
+  add("fs_timeline_visible", "whether full screen shows the timeline", boolean(),
+      MEMBER(workspace.fs_timeline_visible));
+  add("fs_infobar_visible", "whether full screen shows the information bar", boolean(),
+      MEMBER(workspace.fs_infobar_visible));
+  add("fs_property_panel_visible", "whether full screen shows the property panel", boolean(),
+      MEMBER(workspace.fs_pp_visible));
+  add("fs_pixel_values_visible", "whether full screen shows the pixel values at the pointer", boolean(),
+      MEMBER(workspace.fs_pv_tooltip_enabled));
+  add("property_panel_tab", "open tab of the property panel", tab(), MEMBER(workspace.pp_tab));
+  add("property_panel_position", "place of the property panel in a window, as fractions of its size",
+      any_numbers(2, "X,Y", 3), MEMBER(workspace.pp_pos));
+  add("fs_property_panel_position", "place of the property panel in full screen, as fractions of its size",
+      any_numbers(2, "X,Y", 3), MEMBER(workspace.fs_pp_pos));
+  add("stack_rows", "most rows of the layer stack that are shown", integer(0), MEMBER(workspace.track_max));
+  add("floating_transport", "whether transport buttons show over the picture while the timeline is hidden", boolean(),
+      MEMBER(settings.spb_enabled));
+}
+
+void register_settings(engine& engine) {
+  const auto add = [&](const char* name, const char* help, value_shape shape, auto access) {
+    add_member<state>(engine, name, help, shape, access);
+  };
+  add("vsync", "whether pictures wait for the vertical blank", boolean(), MEMBER(settings.vsync));
+  add("vsync_mode", "how they wait: 0 no tearing, 1 wait for the blank, 2 poll for it", integer(0, 2),
+      MEMBER(settings.vsync_mode));
+  add("vsync_throttle", "whether the main loop rests between frames", integer(0, 1), MEMBER(settings.vsync_parameter));
+  add("automatic_preload", "whether frames of new layers are loaded into memory", boolean(),
+      MEMBER(settings.automatic_preload));
+  add("disable_caching_by_default", "whether frames of new layers are kept out of memory", boolean(),
+      MEMBER(settings.disable_caching_by_default));
+  add("brush_size", "diameter of the brush in pixels", integer(1, largest_brush), MEMBER(workspace.brush_size));
+  add("brush_softness", "softness of the brush in percent", integer(0, 100), MEMBER(workspace.brush_softness));
+  add("brush_spacing", "distance of the brush's stamps in percent of its size", integer(1, 1000),
+      MEMBER(workspace.brush_spacing));
+  add("brush_color", "colour of the brush; its alpha is the opacity", color(true), MEMBER(workspace.brush_color));
+  add("ext_device", "external output: 1 DeckLink, 2 FireWire, 3 Video Toaster, 4 Bluefish, 5 and 6 monitors, 7 AJA",
+      integer(1, 7), MEMBER(settings.ext_device));
+  add("ext_alpha", "what the external output does with alpha", words<ksn::ext_alpha_type>(),
+      MEMBER(settings.ext_alpha));
+  add_by<state>(
+      engine, "default_fps", "frame rate of new compositions", number(0.01, 10000, 2),
+      [](const state& c) { return c.settings.default_cfps / 100.0; },
+      [](state& c, double rate) { c.settings.default_cfps = static_cast<int>(std::rint(rate * 100.0)); });
+  add("default_frame_base", "number of the first frame of new compositions", integer(0, 1),
+      MEMBER(settings.default_frame_base));
+  add("default_alpha", "how the alpha of new layers is read", words<ksn::alpha_type>(),
+      MEMBER(settings.default_alpha_type));
+  add("default_back_color", "background of new compositions", words<ksn::back_color_type>(),
+      MEMBER(settings.default_back_color));
+  add("default_back_custom_color", "custom background of new compositions", color(false),
+      MEMBER(settings.default_back_custom_color));
+}
+
+void register_layers(engine& engine) {
+  const auto add = [&](const char* name, const char* help, value_shape shape, auto access) {
+    add_member<track_info>(engine, name, help, shape, access);
+  };
+  const auto tell = [&](const char* name, const char* help, value_shape shape, auto get) {
+    add_read_only<track_info>(engine, name, help, shape, get);
+  };
+  add("visible", "whether the layer is visible", boolean(), MEMBER(look.visible));
+  add("audible", "whether the layer's sound is heard", boolean(), MEMBER(sound.audible));
+  add("retime", "frames of the timeline for each frame of the source", number(0.001, 1000, 3), MEMBER(timing.retime));
+  add("nonlog_cineon", "whether 10-bit film codes of the layer are not logarithmic", boolean(),
+      MEMBER(look.tf.nonlog_cineon));
+  tell("id", "identity of the layer, for id(); read only", integer(), [](const track_info& t) { return t.id; });
+  tell("source_type", "kind of the layer's source; read only", words<ksn::source_type>(),
+       [](const track_info& t) { return t.source.type; });
+  tell("path", "file of the layer's source, or folder of its sequence; read only", text(),
+       [](const track_info& t) { return t.source.path; });
+  tell("frames", "frames in the layer's source; read only", integer(),
+       [](const track_info& t) { return t.source.frames; });
+  tell("size", "size of the layer's picture in pixels; read only", integers(2, "W,H"), [](const track_info& t) {
+    return math::point{t.source.width, t.source.height};
+  });
+}
+
+#undef MEMBER
+
+}  // namespace
+
+void register_more_fields(engine& engine) {
+  register_playback(engine);
+  register_view(engine);
+  register_settings(engine);
+  register_default_text_fields(engine);
+  register_layers(engine);
+}
+
+}  // namespace command

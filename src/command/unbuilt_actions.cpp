@@ -1,0 +1,83 @@
+// The actions that no room carries out yet. They show grey, and a command of one is the line "Not available". The room
+// that builds one registers its row and takes the line out here.
+#include "command/engine.h"
+
+namespace command {
+
+namespace {
+
+struct unbuilt_row {
+  action_group group;
+  const char* name;
+  const char* help;
+  const char* menu;
+  int position;  // in the menu
+  const char* why;
+  const char* value_form = "";
+  const char* value_help = "";
+};
+
+constexpr const char* no_text_export = "the exporters are not built yet";
+constexpr const char* no_mail = "mail is not built yet";
+constexpr const char* no_shell = "other programs are not started yet";
+constexpr const char* no_server = "the HTTP server is not built yet";
+constexpr const char* no_output = "external outputs are not built yet";
+constexpr const char* no_input = "video inputs are not built yet";
+constexpr const char* no_pointer = "colours can't be picked from the picture yet";
+constexpr const char* no_field = "the fields of the ruler are not built yet";
+
+using group = action_group;
+
+constexpr unbuilt_row rows[] = {
+    {group::file, "launch_new_instance", "start another Kestrin", "", 0, no_shell},
+    {group::save, "export_composition_as", "export the composition to a file that you choose", "mi_file", 40,
+     no_text_export, "PATH", "export the composition to After Effects (.jsx), Nuke (.nk) or option text (.ksncmd)"},
+    {group::mail, "mail_screen_as_jpeg", "mail the preview area as a JPEG file", "mi_file", 80, no_mail},
+    {group::mail, "mail_screen_as_png", "mail the preview area as a PNG file", "mi_file", 81, no_mail},
+    {group::mail, "mail_mask_as_jpeg", "mail the composite as a JPEG file", "mi_file", 90, no_mail},
+    {group::mail, "mail_mask_as_png", "mail the composite as a PNG file", "mi_file", 91, no_mail},
+    {group::mail, "mail_frame_as_jpeg", "mail the selected layer's picture as a JPEG file", "mi_file", 100, no_mail},
+    {group::mail, "mail_frame_as_png", "mail the selected layer's picture as a PNG file", "mi_file", 101, no_mail},
+    {group::clipboard, "clipboard_copy_layer", "copy the selected layers as option text", "mi_edit", 20,
+     no_text_export},
+    {group::clipboard, "clipboard_copy_cc", "copy the selected layer's colour correction as option text", "mi_edit", 21,
+     no_text_export},
+    {group::clipboard, "clipboard_copy_layer_as_nk", "copy the selected layers as Nuke nodes", "mi_edit", 22,
+     no_text_export},
+    {group::desktop, "locate_in_explorer", "show the selected layer's file in the file manager", "mi_layer", 70,
+     no_shell},
+    {group::desktop, "reveal_in_finder", "show the selected layer's file in the file manager", "", 0, no_shell},
+    {group::desktop, "open_containing_folder", "show the selected layer's file in the file manager", "", 0, no_shell},
+    {group::desktop, "open_with", "open the selected layer's file in its own program", "mi_layer", 71, no_shell},
+    {group::services, "http_start", "start the HTTP server", "", 0, no_server},
+    {group::services, "http_stop", "stop the HTTP server", "", 0, no_server},
+    {group::services, "http_toggle", "start or stop the HTTP server", "", 0, no_server},
+    {group::view, "toggle_ext_device", "show the picture on the external output, or not", "", 0, no_output},
+    {group::new_layers, "new_video_layer", "add a layer that shows the first video input", "mi_edit", 94, no_input,
+     "DEVICE", "add a layer that shows the video input of that name"},
+    {group::menu_choice, "opt_http_copy_url", "copy the address of the HTTP server", "", 0, no_server},
+    {group::menu_choice, "opt_http_open_in_browser", "open the address of the HTTP server in the browser", "", 0,
+     no_server},
+    {group::menu_choice, "opt_ext_turn_on", "switch the external output on", "", 0, no_output},
+    {group::menu_choice, "opt_ext_turn_off", "switch the external output off", "", 0, no_output},
+    {group::menu_choice, "tm_fps_edit", "type the frame rate on the ruler", "", 0, no_field},
+    {group::internal, "internal_copy_color", "copy the colour under the pointer", "", 0, no_pointer},
+    {group::internal, "internal.set_brush_color", "paint with the colour under the pointer", "", 0, no_pointer},
+};
+
+}  // namespace
+
+void register_unbuilt_actions(engine& engine) {
+  for (const unbuilt_row& row : rows) {
+    if (engine.find_action(row.name)) continue;
+    engine.add({.group = row.group,
+                .name = row.name,
+                .help = row.help,
+                .value_form = row.value_form,
+                .value_help = row.value_help,
+                .menu = {row.menu, row.position},
+                .unbuilt = row.why});
+  }
+}
+
+}  // namespace command
