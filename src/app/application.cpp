@@ -31,6 +31,8 @@
 #include "render/information.h"
 #include "render/pipeline.h"
 #include "save/actions.h"
+#include "text/fonts.h"
+#include "ui/skin/drawing.h"
 
 namespace app {
 
@@ -75,9 +77,13 @@ struct application::impl {
   }};
   // The desktop goes last: the window's parts refer to it.
   std::unique_ptr<platform::desktop> desktop;
+  // The interface's art and fonts are read with the first picture that needs them.
+  text::fonts fonts{[this](const std::string& line) { console.report(line); }};
+  ui::skins skins{[this](const std::string& line) { console.report(line); }};
+  ui::drawing_functions drawing = ui::drawing_with(skins, fonts);
   app::window_run window{{composition, engine, pipeline, frames, preloader, clock, product_title,
                           [this](std::string_view key) { return text(key); },
-                          [this](const std::string& line) { console.report(line); }, &errors}};
+                          [this](const std::string& line) { console.report(line); }, &errors, &drawing}};
   bool transient = false;  // save neither settings nor recent lists at the end
 
   void bind();

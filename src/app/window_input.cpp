@@ -1,12 +1,10 @@
-// What keys, menus, mouse and dropped files do, and the actions that belong to the window itself.
+// What menus and dropped files do, and the actions that belong to the window itself.
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <unordered_set>
 
 #include "app/dialog_actions.h"
 #include "app/window_run.h"
-#include "command/menu.h"
 #include "lib/paths.h"
 #include "save/screen.h"
 #include "ui/screen.h"
@@ -51,6 +49,7 @@ void window_run::register_actions() {
                 }
               }});
   register_fits();
+  make_interface();
 }
 
 // Zooms that fit something into something, for the menu of the zoom.
@@ -91,112 +90,6 @@ void window_run::set_fullscreen(bool on) {
   if (on == parts_.composition.workspace.full_screen) return;
   if (desktop_) desktop_->set_fullscreen(on);
   parts_.composition.workspace.full_screen = on;
-  redraw_ = true;
-}
-
-platform::window_events window_run::events() {
-  platform::window_events events;
-  events.key = [this](int code) { on_key(code); };
-  events.mouse = [this](const platform::mouse_event& event) { on_mouse(event); };
-  events.dropped = [this](const std::vector<std::string>& paths) { drop(paths); };
-  events.focus_lost = [this] { end_pan(); };
-  events.capture_lost = [this] { end_pan(); };
-  events.close_requested = [this] { close_requested_ = true; };
-  events.open_menu = [this](std::size_t menu) {
-    return command::main_menu({parts_.engine, keys_, parts_.text}, command::main_menus()[menu]);
-  };
-  events.menu_chosen = [this](const std::string& command) { choose(command); };
-  events.modal_tick = [this] { modal_tick(); };
-  events.display_lost = [this] { lose_display(); };
-  return events;
-}
-
-void window_run::on_key(int code) {
-  redraw_ = true;
-  if (!pan_button_) {
-    for (const std::string& command : keys_.commands_of(code)) {
-      // What a key runs tells of errors in the window's lines, and no box stands in the way of the next key. A save
-      // under the user's own hand is the exception.
-      const command::action* row = parts_.engine.find_action(command);
-      if (command == "save_composition" || (row && row->ask)) {
-        choose(command);
-      } else {
-        parts_.engine.run_command(command);
-      }
-    }
-  } else if (code == command::parse_key("escape")) {
-    parts_.composition.view.pan_position = pan_before_;
-    end_pan();
-  }
-}
-
-// The middle button, or the left one with Alt, moves the picture. A double click asks for a layer.
-void window_run::on_mouse(const platform::mouse_event& event) {
-  using platform::mouse_action;
-  using platform::mouse_button;
-  const bool shift = (event.modifiers & platform::key_shift) != 0;
-  const bool ctrl = (event.modifiers & platform::key_ctrl) != 0;
-  const bool alt = (event.modifiers & platform::key_alt) != 0;
-  switch (event.action) {
-    case mouse_action::wheel:
-      return on_wheel(event);
-    case mouse_action::press:
-      if (!pan_button_ && !shift &&
-          ((event.button == mouse_button::middle && !alt) || (event.button == mouse_button::left && alt && !ctrl))) {
-        pan_button_ = event.button;
-        pan_from_ = event.position;
-        pan_before_ = parts_.composition.view.pan_position;
-        desktop_->set_cursor(platform::cursor_shape::move);
-      }
-      return;
-    case mouse_action::move:
-      if (pan_button_) move_pan(event.position);
-      return;
-    case mouse_action::release:
-      if (pan_button_ != event.button) return;
-      move_pan(event.position);
-      end_pan();
-      return;
-    case mouse_action::double_click:
-      if (event.button == mouse_button::left && !shift && !alt) choose("add_layer");
-      return;
-    case mouse_action::leave:
-      return;
-  }
-}
-
-void window_run::end_pan() {
-  if (!pan_button_) return;
-  pan_button_.reset();
-  desktop_->set_cursor(platform::cursor_shape::arrow);
-}
-
-void window_run::move_pan(math::point position) {
-  ksn::state& composition = parts_.composition;
-  composition.view.pan_position = {pan_before_.x + (position.x - pan_from_.x) / composition.view.zoom(),
-                                   pan_before_.y + (position.y - pan_from_.y) * 100.0 / composition.view.zoom_factor2};
-  redraw_ = true;
-}
-
-// The wheel zooms in the steps of the zoom actions; with Ctrl the point under the pointer stays where it is.
-void window_run::on_wheel(const platform::mouse_event& event) {
-  constexpr int step = 120;
-  ksn::state& composition = parts_.composition;
-  wheel_rest_ += event.wheel;
-  const int steps = wheel_rest_ / step;
-  if (steps == 0 || pan_button_) return;
-  wheel_rest_ %= step;
-  const math::point size = desktop_->client_size();
-  const render::frame_view view = save::screen_view(composition, size.x, size.y);
-  const math::point from_centre{event.position.x - view.width / 2, event.position.y - view.height / 2};
-  const math::pointd before{from_centre.x / view.zoom_x, from_centre.y / view.zoom_y};
-  for (int i = 0; i < std::abs(steps); ++i) {
-    steps > 0 ? composition.view.increase_zoom_factor() : composition.view.decrease_zoom_factor();
-  }
-  if (event.modifiers & platform::key_ctrl) {
-    composition.view.pan_position.x += from_centre.x / composition.view.zoom() - before.x;
-    composition.view.pan_position.y += from_centre.y * 100.0 / composition.view.zoom_factor2 - before.y;
-  }
   redraw_ = true;
 }
 

@@ -16,7 +16,6 @@
 #include "lib/paths.h"
 #include "playback/pacing.h"
 #include "render/image_pool.h"
-#include "ui/screen.h"
 
 namespace app {
 namespace {
@@ -119,7 +118,9 @@ bool window_run::open() {
   }
   if (pending_client_size_.x > 0 && pending_client_size_.y > 0) desktop_->set_client_size(pending_client_size_);
   if (parts_.composition.workspace.full_screen) desktop_->set_fullscreen(true);
+  caption_.clear();
   refresh_caption();
+  refresh_scale();
 
   display_ = std::make_unique<window_display>(*desktop_);
   presenter_ = std::make_unique<ui::presenter>(*display_);
@@ -149,7 +150,8 @@ int window_run::loop() {
     const bool may_sleep = main_tick();
     if (may_sleep && !parts_.composition.doc.playing) {
       parts_.frames.trim(parts_.frames.memory_reserve_percent);
-      desktop_->wait_events(longest_sleep);
+      const int until_due = due_ ? std::max(static_cast<int>(*due_ - milliseconds()), 1) : longest_sleep;
+      desktop_->wait_events(std::min(until_due, longest_sleep));
     } else {
       pace(start);
     }
@@ -165,11 +167,12 @@ bool window_run::main_tick() {
 
   const auto start = steady::now();
   const std::uint32_t now = milliseconds();
+  pass_interface(now - last_tick_);
   const double elapsed = playback::elapsed_seconds(now, last_tick_);
   last_tick_ = now;
   tick_times times;
   const bool was_playing = composition.doc.playing;
-  parts_.clock.tick(elapsed, pan_button_.has_value());
+  parts_.clock.tick(elapsed, interface_->input().dragging());
   times.advance = since(start);
   times.playing = was_playing;
   parts_.preloader.set_resolution(composition.view.resolution);
@@ -188,8 +191,10 @@ bool window_run::main_tick() {
   const bool next_picture =
       was_playing && (static_cast<int>(composition.doc.tm_t) != last_frame_ ||
                       since_draw > static_cast<std::uint32_t>(playback::turn_milliseconds(composition.doc.fpcs) + 1));
-  if (redraw_ || next_picture || live || since_draw >= longest_redraw || desktop_->client_size() != surface_size_) {
+  if (redraw_ || interface_is_due() || next_picture || live || since_draw >= longest_redraw ||
+      desktop_->client_size() != surface_size_) {
     redraw_ = false;
+    due_.reset();
     last_draw_ = now;
     draw_and_present(times);
     times.lateness = since(start);
@@ -198,6 +203,7 @@ bool window_run::main_tick() {
       times.lateness += static_cast<long long>(gone * 1e11 / std::max(composition.doc.fpcs, 1));
     }
   }
+  refresh_caption();
   foreground_ = desktop_->is_foreground();
   in_tick_ = false;
   if (observer) observer(times);
@@ -216,7 +222,7 @@ void window_run::draw_and_present(tick_times& times) {
     auto start = steady::now();
     render::frame_times frame;
     const img::image_ptr picture = render::pooled_image();
-    ui::draw_screen(parts_.pipeline, composition, parts_.clock.shown_time(), *picture, size.x, size.y, &frame);
+    owe(interface_->draw(*picture, size, parts_.clock.shown_time(), &frame));
     times.fetch = frame.fetch;
     times.composite = frame.composite;
     times.draw = since(start) - frame.fetch - frame.composite;
@@ -275,7 +281,9 @@ void window_run::modal_tick() {
   if (in_tick_ || closed_ || !presenter_) return;
   if (interrupted()) desktop_->dismiss_dialogs();
   if (poll_handover) poll_handover();
+  modal_ = true;
   main_tick();
+  modal_ = false;
 }
 
 bool window_run::close() {
@@ -329,10 +337,20 @@ void window_run::lose_display() {
   std::_Exit(lost_display_code);
 }
 
+// What is loaded: the composition, or as long as it has no name its layers.
 void window_run::refresh_caption() {
   if (!desktop_ || !desktop_->window_exists()) return;
-  const std::string name = lib::file_name(parts_.composition.file_name);
-  desktop_->set_title(parts_.product_title + " - " + (name.empty() ? unnamed_composition : name));
+  const ksn::state& composition = parts_.composition;
+  std::string name = lib::file_name(composition.file_name);
+  if (name.empty() && composition.doc.track_count() > 0) {
+    name = composition.doc.track_at(0).name;
+    if (composition.doc.track_count() > 1) name += " +" + std::to_string(composition.doc.track_count() - 1);
+  }
+  if (name.empty()) name = unnamed_composition;
+  std::string caption = parts_.product_title + " - " + name;
+  if (caption == caption_) return;
+  caption_ = std::move(caption);
+  desktop_->set_title(caption_);
 }
 
 void window_run::show_progress(const std::string& text, int done, int total) {

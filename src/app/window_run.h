@@ -18,6 +18,7 @@
 #include "playback/clock.h"
 #include "render/pipeline.h"
 #include "ui/presenter.h"
+#include "ui/window.h"
 
 namespace app {
 
@@ -50,6 +51,7 @@ struct window_parts {
   std::function<std::string(std::string_view key)> text;  // of the message catalogue
   std::function<void(const std::string& line)> report;    // to the console
   const lib::error_record* errors = nullptr;              // the latest error lines, for the areas that show them
+  const ui::drawing_functions* drawing = nullptr;         // art and text; null draws neither
 };
 
 // Main thread.
@@ -110,11 +112,15 @@ class window_run {
   int last_frame_ = -1;
   bool progress_shown_ = false;
   bool progress_cancelled_ = false;
-  int wheel_rest_ = 0;
-  // A drag that moves the picture: which button began it, where, and the pan at that moment.
-  std::optional<platform::mouse_button> pan_button_;
-  math::point pan_from_;
-  math::pointd pan_before_;
+  std::unique_ptr<ui::window> interface_;
+  ui::drawing_functions no_drawing_;
+  lib::error_record no_errors_;
+  int wanted_scale_ = 0;              // of the interface; 0 as the screen of the window has it
+  std::optional<std::uint32_t> due_;  // when something of the interface changes by itself
+  bool modal_ = false;                // a menu or a dialog of the toolkit is open
+  bool look_for_pointer_ = false;     // one was, and took the pointer's events
+  bool text_input_ = false;
+  std::string caption_;
   std::vector<std::string> waiting_drops_;
 
   bool open();
@@ -137,11 +143,19 @@ class window_run {
   platform::window_events events();
   // Runs what a menu or a click stands for.
   void choose(const std::string& command);
-  void on_key(int code);
+  // --- the interface, in window_interface.cpp ---
+  void make_interface();
   void on_mouse(const platform::mouse_event& event);
-  void on_wheel(const platform::mouse_event& event);
-  void move_pan(math::point position);
-  void end_pan();
+  bool run_key(int code);
+  // What an event or a picture of the interface owes to the screen.
+  void owe(const ui::redraw& wish);
+  void pass_interface(std::uint32_t elapsed_milliseconds);
+  bool interface_is_due() const;
+  int popup_menu(const std::vector<platform::menu_entry>& entries, math::point at);
+  math::point interface_size() const;
+  void refresh_scale();
+  void load_keys();
+  bool save_window_as(const std::string& path);
   void end_progress();
   void drop(const std::vector<std::string>& paths);
 };

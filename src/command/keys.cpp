@@ -12,6 +12,7 @@ namespace {
 constexpr key_code shift = 0x10000;
 constexpr key_code ctrl = 0x20000;
 constexpr key_code alt = 0x40000;
+constexpr key_code question_mark = 191 | shift;  // known by its sign more than by its key
 
 struct named_key {
   const char* name;  // as it is written in a definition, lower case
@@ -103,6 +104,7 @@ std::string base_name(int key) {
 }  // namespace
 
 key_code parse_key(std::string_view text) {
+  if (text == "?") return question_mark;
   const std::string lowered = lib::to_lower(text);
   std::string_view rest = lowered;
   key_code modifiers = 0;
@@ -122,6 +124,7 @@ key_code parse_key(std::string_view text) {
 }
 
 std::string key_text(key_code code) {
+  if (code == question_mark) return "?";
   const std::string name = base_name(code & 0xFFFF);
   if (name.empty()) return {};
   return (code & ctrl ? "Ctrl+" : "") + std::string(code & shift ? "Shift+" : "") + (code & alt ? "Alt+" : "") + name;

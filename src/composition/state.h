@@ -89,6 +89,7 @@ class state : public composition_view {
   void undo();
 
   // --- run-time state that is never stored ---
+  int interface_scale = 1;  // of the main window's interface, 1 or 2
   // The folders of watched sequences, by layer id; made with the first watch.
   std::shared_ptr<platform::folder_watcher> watcher;
 

@@ -8,11 +8,14 @@
 #include <vector>
 
 #include "command/engine.h"
+#include "command/keys.h"
 #include "composition/state.h"
-#include "platform/desktop.h"
+#include "composition/window_layout.h"
+#include "lib/error_record.h"
 #include "playback/clock.h"
 #include "render/pipeline.h"
 #include "ui/toolkit/input.h"
+#include "ui/widgets/host.h"
 
 namespace ui {
 
@@ -22,20 +25,22 @@ struct workbench {
   command::engine& engine;
   render::pipeline& pipeline;
   playback::clock& clock;
+  const command::key_table& keys;
+  const lib::error_record& errors;  // the latest error lines
+  std::string product_title;        // "NAME VERSION"
   ui::input& input;
+  widget_host host;  // with the words of the catalogue, menus and the clipboard
 
-  // --- words ---
-  std::function<std::string(std::string_view key)> text;         // of the message catalogue
-  std::function<std::string(std::string_view action)> key_text;  // of the key that runs an action, empty for none
-
-  // --- acts ---
+  // The window as it is laid out for the picture or the event at hand.
+  std::function<ksn::window_layout()> layout;
   // Runs an action ("next_frame") or an option with its value ("zoom=200") as the user's own; error lines are shown.
   std::function<void(const std::string& command)> run;
-  // Opens a menu with its corner at a point of the client area and returns the id of the chosen entry, -1 for none.
-  // Picture and clock go on meanwhile.
-  std::function<int(const std::vector<platform::menu_entry>& entries, math::point at)> popup_menu;
-  // The window's desktop; null when the picture is drawn without a window.
-  std::function<platform::desktop*()> desktop;
+  // Opens the context menu of that name with its corner at a point of the client area and runs what is chosen.
+  std::function<void(std::string_view menu, math::point at)> context_menu;
+  // Sources that became layers lately, the newest first; `add_recent=N` adds the N-th.
+  std::function<std::vector<std::string>()> recent_sources;
+
+  std::string text(std::string_view key) const { return host.text(key); }
 };
 
 // From where an area counts its places.
@@ -49,11 +54,11 @@ struct area {
   std::shared_ptr<ui_object> object;
   area_origin origin = area_origin::split;
   // Asked at each drawing and each hit test; a hidden area is neither drawn nor found.
-  std::function<bool()> shown;
+  std::function<bool(const ksn::window_layout& layout)> shown;
 };
 
-// A tip: the text of `key`, and the key of `action` after it when it has one.
-std::string tip_text(const workbench& bench, std::string_view key, std::string_view action);
+// A tip: the text of `key`, and after it the key that runs `action`, if there is one.
+std::string tip_text(const workbench& bench, std::string_view key, const std::string& action);
 
 // Every area in the order of drawing, the preview first. The pointer finds the last one that answers.
 std::vector<area> make_areas(workbench& bench);

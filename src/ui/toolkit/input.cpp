@@ -194,6 +194,7 @@ redraw input::key_down(int code) {
   const int key = code & 0xFFFF;
   modifiers_ = (modifiers_ & platform::key_caps) | (code & ~0xFFFF);
   if (drag_) return key == key_escape ? cancel_drag() : result(false);
+  typed_elsewhere_ = !focus_;
   if (!focus_) return result(parts_.run_key && parts_.run_key(code));
   const std::shared_ptr<ui_focus_handler> focus = focus_;
   if (key == key_escape || code == key_enter) {
@@ -208,6 +209,8 @@ redraw input::key_down(int code) {
 }
 
 redraw input::text(std::string_view utf8) {
+  // The key that opened a field types nothing into it.
+  if (typed_elsewhere_) return result(false);
   bool taken = false;
   for (const char16_t unit : lib::to_utf16(utf8)) {
     const std::shared_ptr<ui_focus_handler> focus = focus_;
@@ -242,6 +245,7 @@ redraw input::focus_lost() {
 }
 
 redraw input::pass(int elapsed_milliseconds, bool live) {
+  typed_elsewhere_ = false;
   if (const std::shared_ptr<drag_handler> drag = drag_) {
     drag->move(pointer_);
     return result(false);

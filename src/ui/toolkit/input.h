@@ -64,6 +64,8 @@ class input {
   const mouse_handler* hot() const { return drag_ || !inside_ ? nullptr : hot_; }
   // The last step of the picture: what the drag draws over it, or the tip.
   void draw(painter& on);
+  // What areas asked for while they were drawn.
+  redraw after_draw() { return result(false); }
   // The text of the tip that is shown now; empty for none.
   std::string tip() const;
 
@@ -103,6 +105,7 @@ class input {
   math::point tip_anchor_;
   std::string tip_text_;
   std::shared_ptr<ui_focus_handler> focus_;
+  bool typed_elsewhere_ = false;  // the key whose text may come next was not meant for the focus
   std::array<int, 2> wheel_rest_{};
   const mouse_handler* wheel_handler_ = nullptr;  // only to be compared
   redraw asked_;

@@ -5,11 +5,13 @@
 #include <string>
 
 #include "lib/point.h"
+#include "lib/rectangle.h"
 #include "platform/desktop.h"
 
 namespace ui {
 
 class painter;
+using math::rectangle;  // left, top, right, bottom; the last two are not part of it
 using platform::cursor_shape;
 using platform::mouse_button;
 

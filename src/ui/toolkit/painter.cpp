@@ -23,7 +23,7 @@ painter::painter(img::image& target, const drawing_functions& functions, int sca
     : target_(target), functions_(functions), scale_(scale), hot_(hot), clip_{0, 0, target.width, target.height} {}
 
 rectangle painter::set_clip(const rectangle& clip) {
-  return std::exchange(clip_, render::intersect(clip, {0, 0, target_.width, target_.height}));
+  return std::exchange(clip_, math::intersect(clip, {0, 0, target_.width, target_.height}));
 }
 
 // `coverage` is 0 to 255 on top of the colour's own.
@@ -129,7 +129,7 @@ void painter::line(std::string_view text, std::string_view font, lib::color colo
   if (where == align::left) place.position.x += margin;
   if (where == align::centre) place.position.x += (box.right - box.left - size.x) / 2;
   if (where == align::right) place.position.x = box.right - margin - size.x;
-  const rectangle before = set_clip(render::intersect(clip_, box));
+  const rectangle before = set_clip(math::intersect(clip_, box));
   this->text(shown, font, color, place);
   clip_ = before;
 }

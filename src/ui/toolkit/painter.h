@@ -8,12 +8,12 @@
 #include "img/image.h"
 #include "lib/color.h"
 #include "lib/point.h"
-#include "render/pipeline.h"
+#include "lib/rectangle.h"
 
 namespace ui {
 
 class mouse_handler;
-using render::rectangle;  // left, top, right, bottom; the last two are not part of it
+using math::rectangle;  // left, top, right, bottom; the last two are not part of it
 
 // Where a text goes. Sizes are pixels.
 struct text_place {

@@ -1,0 +1,18 @@
+// Lists over the picture: the keys in force, and what went wrong.
+#pragma once
+
+#include <memory>
+
+#include "ui/area.h"
+#include "ui/lists/list_panel.h"
+
+namespace ui {
+
+// Every key with what it runs; typing searches.
+std::shared_ptr<list_panel> make_key_list(workbench& bench);
+// The error lines with their times; a click copies one, Ctrl+C all of them.
+std::shared_ptr<list_panel> make_error_list(workbench& bench);
+// The last error lines, for six seconds over the lower left of the preview. A click opens the list.
+std::shared_ptr<ui_object> make_messages(workbench& bench, std::shared_ptr<list_panel> list);
+
+}  // namespace ui

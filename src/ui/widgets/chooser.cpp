@@ -1,0 +1,83 @@
+#include "ui/widgets/chooser.h"
+
+#include <algorithm>
+
+#include "ui/toolkit/palette.h"
+
+namespace ui {
+namespace {
+
+constexpr int arrow_room = 16;  // at the right end, at scale 1
+
+// Two strokes that meet in a point below, drawn by rows of a triangle's sides.
+void draw_arrow(painter& on, math::point middle, lib::color color) {
+  for (int i = 0; i < on.px(3); ++i) {
+    const int y = middle.y - on.px(1) + i;
+    const int x = on.px(3) - i;
+    on.fill({middle.x - x, y, middle.x - x + on.px(1), y + 1}, color);
+    on.fill({middle.x + x - on.px(1), y, middle.x + x, y + 1}, color);
+  }
+}
+
+}  // namespace
+
+mouse_handler* ui_basic_chooser::hit_test(math::point point, const place& at) {
+  last_ = at;
+  return box_.holds(point, at) ? this : nullptr;
+}
+
+std::string ui_basic_chooser::shown_text() const {
+  const int index = current_index();
+  return index >= 0 && index < item_count() ? item_text(index) : no_value;
+}
+
+void ui_basic_chooser::draw(painter& on, const place& at) {
+  last_ = at;
+  const rectangle box = box_.in(at);
+  const bool enabled = is_enabled();
+  const bool hot = enabled && on.is_hot(this);
+  on.round_fill(box, on.px(palette::field_radius), hot ? palette::hover : palette::gray(52));
+  on.round_frame(box, on.px(palette::field_radius), hot ? palette::gray(80) : palette::field_rim);
+  rectangle inner = box;
+  inner.right -= on.px(arrow_room);
+  on.line(shown_text(), "panel.value", enabled ? palette::value : palette::faint, inner, painter::align::left,
+          on.px(6));
+  draw_arrow(on, {box.right - on.px(arrow_room / 2), (box.top + box.bottom) / 2},
+             enabled ? palette::text : palette::faint);
+}
+
+void ui_basic_chooser::mouse_up(mouse_button button, math::point, bool) {
+  if (button != mouse_button::left || !is_enabled()) return;
+  std::vector<platform::menu_entry> entries;
+  for (int i = 0; i < item_count(); ++i) {
+    platform::menu_entry& entry = entries.emplace_back();
+    entry.text = item_text(i);
+    entry.checkable = true;
+    entry.checked = i == current_index();
+    entry.id = i;
+  }
+  const rectangle box = box_.in(last_);
+  const int chosen = host_.popup_menu(entries, {box.left, box.bottom});
+  if (chosen >= 0 && chosen < item_count()) select(chosen);
+  host_.input.ask_redraw();
+}
+
+void ui_basic_chooser::wheel(int axis, int steps, math::point) {
+  const int count = item_count();
+  if (axis != 0 || count == 0 || !is_enabled()) return;
+  const int wanted = std::clamp(current_index() - steps, 0, count - 1);
+  if (wanted != current_index()) select(wanted);
+}
+
+std::string ui_chooser::item_text(int index) const {
+  const std::vector<std::string> texts = parts_.texts();
+  return index >= 0 && index < static_cast<int>(texts.size()) ? texts[static_cast<std::size_t>(index)] : std::string();
+}
+
+std::string ui_chooser::shown_text() const {
+  const int count = parts_.count ? parts_.count() : 1;
+  const std::string text = ui_basic_chooser::shown_text();
+  return count < 2 ? text : text + " (" + std::to_string(count) + ")";
+}
+
+}  // namespace ui

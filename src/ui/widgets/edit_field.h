@@ -1,0 +1,118 @@
+// Fields that are typed into: numbers and text.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "ui/toolkit/painter.h"
+#include "ui/widgets/host.h"
+#include "ui/widgets/text_editor.h"
+
+namespace ui {
+
+// What typing fields share: where they stand, the editor, the focus, and a menu to copy and paste.
+class typing_field : public ui_object, public mouse_handler, public ui_focus_handler {
+ public:
+  typing_field(const widget_host& host, widget_box box, text_editor editor)
+      : host_(host), box_(box), editor_(std::move(editor)) {}
+
+  mouse_handler* hit_test(math::point point, const place& at) override;
+  void draw(painter& on, const place& at) override;
+  press_result mouse_down(mouse_button, math::point, bool) override { return press_result::click; }
+  // Begins to type; with the right button while typing, opens the menu.
+  void mouse_up(mouse_button button, math::point point, bool double_click) override;
+  cursor_shape get_cursor(math::point) override { return is_enabled() ? cursor_shape::text : cursor_shape::arrow; }
+
+  void key_char(char16_t character) override { editor_.type(character); }
+  bool key(int code) override;
+  void commit() override { store(editor_.text()); }
+  void cancel() override {}
+  mouse_handler* handler_at(math::point point) override { return box_.holds(point, last_) ? this : nullptr; }
+
+ protected:
+  virtual bool is_enabled() const = 0;
+  // What is shown, and what typing begins with.
+  virtual std::string shown_text() const = 0;
+  // Takes what was typed; a text that means nothing is dropped.
+  virtual void store(const std::string& text) = 0;
+  virtual bool can_reset() const { return false; }  // whether the menu has ui_cm_undo_reset
+  virtual const char* font() const { return "panel.value"; }
+  virtual painter::align alignment() const { return painter::align::right; }
+  virtual int right_margin() const { return 0; }  // free at the right end, at scale 1
+
+  const widget_host& host() const { return host_; }
+  bool is_typing() const { return host_.input.focus().get() == this; }
+  rectangle pixels(const place& at) const { return box_.in(at); }
+  const place& last_place() const { return last_; }
+
+ private:
+  const widget_host& host_;
+  widget_box box_;
+  text_editor editor_;
+  place last_;
+
+  void open_menu(math::point point);
+};
+
+// A number of up to 15 characters. A click types, a drag to the sides changes the value: by `step` for each pixel at
+// scale 1, ten times that with Shift, a tenth with Ctrl.
+class ui_edit_field : public typing_field {
+ public:
+  struct parts {
+    std::string format = "%.2f";                 // of a double, as for printf
+    std::function<std::optional<double>()> get;  // nothing: no value, or several that differ
+    std::function<void(double)> set;
+    std::function<bool()> enabled = {};  // empty: always
+    double step = 0;                     // 0: one of the last digit that the format shows
+    std::string hint = "panel.edit_field_hint";
+    // Around a drag, for one undo step of all that it changes; both may be empty. `kept` is false after Escape.
+    std::function<void()> begin_drag = {};
+    std::function<void(bool kept)> end_drag = {};
+  };
+  ui_edit_field(const widget_host& host, widget_box box, parts parts);
+
+  press_result mouse_down(mouse_button button, math::point point, bool double_click) override;
+  std::shared_ptr<drag_handler> get_drag_handler(mouse_button button, math::point point) override;
+  cursor_shape get_cursor(math::point) override;
+  std::string get_tool_tip(math::point) override { return host().text(parts_.hint); }
+
+ protected:
+  bool is_enabled() const override { return !parts_.enabled || parts_.enabled(); }
+  std::string shown_text() const override;
+  void store(const std::string& text) override;
+  bool can_reset() const override { return true; }
+
+ private:
+  class drag;
+  parts parts_;
+  double step_;
+};
+
+// Text of several lines; Shift+Enter begins one.
+class ui_text_field : public typing_field {
+ public:
+  struct parts {
+    std::function<std::string()> get;
+    std::function<void(const std::string& text)> set;
+    std::function<bool()> enabled;  // empty: always
+    std::string hint;               // key of its tip, empty for none
+  };
+  ui_text_field(const widget_host& host, widget_box box, parts parts);
+  void draw(painter& on, const place& at) override;
+  std::string get_tool_tip(math::point) override {
+    return parts_.hint.empty() ? std::string() : host().text(parts_.hint);
+  }
+
+ protected:
+  bool is_enabled() const override { return !parts_.enabled || parts_.enabled(); }
+  std::string shown_text() const override { return parts_.get(); }
+  void store(const std::string& text) override { parts_.set(text); }
+  const char* font() const override { return "panel.text"; }
+
+ private:
+  parts parts_;
+};
+
+}  // namespace ui

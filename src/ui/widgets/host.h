@@ -1,0 +1,43 @@
+// What widgets need of the window. They know nothing of the document.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/desktop.h"
+#include "ui/toolkit/input.h"
+
+namespace ui {
+
+// Outlives the widgets; every function is bound.
+struct widget_host {
+  ui::input& input;
+  std::function<std::string(std::string_view key)> text;  // of the message catalogue
+  // Runs a menu with its corner at a point of the client area; the id of the chosen entry, -1 for none.
+  std::function<int(const std::vector<platform::menu_entry>& entries, math::point at)> popup_menu;
+  std::function<std::string()> clipboard_text;
+  std::function<void(const std::string& text)> set_clipboard_text;
+};
+
+// Where a widget stands in its parent, at scale 1.
+struct widget_box {
+  int x = 0;
+  int y = 0;
+  int width = 0;
+  int height = 0;
+
+  rectangle in(const place& at) const {
+    const math::point corner = at.at(x, y);
+    return {corner.x, corner.y, corner.x + width * at.scale, corner.y + height * at.scale};
+  }
+  bool holds(math::point point, const place& at) const {
+    const rectangle box = in(at);
+    return point.x >= box.left && point.x < box.right && point.y >= box.top && point.y < box.bottom;
+  }
+};
+
+constexpr const char* no_value = "---";  // in place of a value that is mixed, missing or disabled
+
+}  // namespace ui

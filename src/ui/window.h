@@ -1,0 +1,68 @@
+// The whole client area: its areas in their order, their picture, and what the pointer finds in it.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "img/image.h"
+#include "render/compositor.h"
+#include "ui/area.h"
+#include "ui/toolkit/painter.h"
+
+namespace ui {
+
+struct window_parts {
+  ksn::state& composition;
+  command::engine& engine;
+  render::pipeline& pipeline;
+  playback::clock& clock;
+  const command::key_table& keys;
+  const lib::error_record& errors;
+  std::string product_title;
+  const drawing_functions& drawing;
+  std::function<math::point()> client_size;  // of the window, in pixels
+  std::function<void(cursor_shape)> set_cursor;
+  std::function<bool(int code)> run_key;
+  std::function<void(std::string_view menu, math::point at)> context_menu;
+  std::function<void(const std::string& command)> run;
+  std::function<std::vector<std::string>()> recent_sources;
+  std::function<std::string(std::string_view key)> text;
+  std::function<int(const std::vector<platform::menu_entry>& entries, math::point at)> popup_menu;
+  std::function<std::string()> clipboard_text;
+  std::function<void(const std::string& text)> set_clipboard_text;
+};
+
+// Main thread. One for a window run; it can draw without a window.
+class window {
+ public:
+  // Registers the actions of the areas.
+  explicit window(window_parts parts);
+  window(const window&) = delete;
+  window& operator=(const window&) = delete;
+
+  ui::input& input() { return input_; }
+  // Once in each pass of the main loop.
+  redraw pass(int elapsed_milliseconds, bool live);
+
+  // Draws the whole client area at a time of the timeline into `target`, which becomes an 8-bit picture of that size
+  // with the planes of a composite. `times` may be null. What it returns is owed after this picture.
+  redraw draw(img::image& target, math::point size, double time, render::frame_times* times);
+
+  mouse_handler* hit_test(math::point point);
+
+ private:
+  window_parts parts_;
+  ui::input input_;
+  workbench bench_;
+  std::vector<area> areas_;
+  std::optional<math::point> drawn_size_;  // while a picture is drawn
+  long long seen_errors_ = 0;
+
+  ksn::window_layout layout() const;
+  static place place_of(const area& area, const ksn::window_layout& layout);
+};
+
+}  // namespace ui
