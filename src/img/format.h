@@ -10,12 +10,13 @@ namespace img {
 
 class transfer;
 
-// `compression`: 0 the format's default, 1 uncompressed, 2 run-length, 3 ZIP, 4 B44A. `quality`: 1 to 100, JPEG.
+// `compression`: 0 the format's default, 1 uncompressed, 2 run-length, 3 ZIP, 4 B44A, 5 LZW. `quality`: 1 to 100, JPEG.
 // A writer reads only the fields that it understands.
 struct save_options {
   int compression = 0;
   int quality = 90;
   bool ignore_alpha = false;  // leave out the alpha plane
+  int bits = 0;               // of a sample: 8, 16, or 0 for the format's default
   bool operator==(const save_options&) const = default;
 };
 
@@ -45,6 +46,8 @@ class format {
   // Writes `image` to `path`, which it creates or truncates. Savers give a temporary name (save/).
   virtual void write(const image& image, const std::string& path, const save_options& options) const;
   virtual bool has_native_float() const { return false; }
+  // Whether the options can ask for 16 bits, which write_float() then stores.
+  virtual bool holds_16_bits() const { return false; }
   virtual void read_float(float_image& out, const std::string& path, const layer& layer, transfer& transfer,
                           const save_options& options, img::image* scratch) const;
   // The default converts to an 8-bit image, sRGB encoded, and calls write().

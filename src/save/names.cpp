@@ -33,12 +33,18 @@ bool read_item(std::string_view item, img::save_options& options) {
     options.ignore_alpha = flag == 1;
     return true;
   }
+  if (name == "bits") return read_number(value, 8, 16, options.bits) && (options.bits == 8 || options.bits == 16);
   if (name != "compression") return false;
-  constexpr std::string_view words[] = {"uncompressed", "rle", "zip", "b44a"};
-  const auto* found = std::find(std::begin(words), std::end(words), value);
-  if (found == std::end(words)) return false;
-  options.compression = static_cast<int>(found - std::begin(words)) + 1;
-  return true;
+  constexpr std::pair<std::string_view, int> words[] = {{"uncompressed", 1}, {"none", 1}, {"rle", 2},
+                                                        {"packbits", 2},     {"zip", 3},  {"deflate", 3},
+                                                        {"b44a", 4},         {"lzw", 5}};
+  for (const auto& [word, number] : words) {
+    if (word == value) {
+      options.compression = number;
+      return true;
+    }
+  }
+  return false;
 }
 
 }  // namespace

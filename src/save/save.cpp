@@ -35,8 +35,9 @@ std::string text_of(const std::vector<render::layer_failure>& failures) {
 }
 
 // Whether a layer's file can hold its floats: the format takes them, and nothing in the layer's way works on bytes.
-bool takes_floats(const ksn::track_info& track, const target& target) {
-  return (target.format->has_native_float() || lib::lower_extension(target.path) == "ftif") &&
+bool takes_floats(const ksn::track_info& track, const target& target, const img::save_options& options) {
+  return (target.format->has_native_float() || lib::lower_extension(target.path) == "ftif" ||
+          (options.bits == 16 && target.format->holds_16_bits())) &&
          !track.look.ck_primary.enabled && !track.look.ck_secondary.enabled &&
          track.look.channels == ksn::view_type::rgb && track.look.alpha_source_id == 0 && !track.look.invert_color &&
          !track.look.invert_alpha && !track.look.invert_depth;
@@ -47,7 +48,7 @@ class layer_source {
   layer_source(context& context, int index, const target& target)
       : context_(context),
         index_(index),
-        floats_(takes_floats(context.composition.doc.track_at(index), target)),
+        floats_(takes_floats(context.composition.doc.track_at(index), target, context.options)),
         correction_(context.composition.doc.track_at(index).look.tf) {}
 
   picture make(double time) {

@@ -27,7 +27,7 @@
   planned(rla, "RLA and RPF", "rla", "rpf")                 \
   planned(sgi, "SGI", "sgi", "sgi16", "rgb", "rgb16")       \
   built(tga, "tga")                                         \
-  planned(tiff, "TIFF", "tiff", "tif", "ftif")              \
+  built(tiff, "tiff", "tif", "ftif")                        \
   planned(yuv, "YUV", "yuv")
 // clang-format on
 

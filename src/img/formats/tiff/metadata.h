@@ -1,0 +1,12 @@
+// What a TIFF directory says beside its pixels.
+#pragma once
+
+#include "img/formats/tiff/directory.h"
+#include "img/image.h"
+
+namespace img {
+
+// Adds texts, resolution, Exif numbers, XMP and the name of the colour profile of the directory at `position`.
+void take_tiff_metadata(const tiff_file& file, std::int64_t position, image_info& info);
+
+}  // namespace img
