@@ -41,7 +41,11 @@ TEST(names, save_options) {
       {"quality=50", true, {0, 50, false}},  // what is not listed goes back to its default
       {"ignore_alpha=0", true, {0, 90, false}},
       {"quality=50,quality=60", true, {0, 60, false}},
-      {"compression=lzw", false, {}},
+      {"compression=lzw,bits=16", true, {5, 90, false, 16}},
+      {"compression=deflate", true, {3, 90, false}},
+      {"bits=8,compression=packbits", true, {2, 90, false, 8}},
+      {"compression=lzma", false, {}},
+      {"bits=12", false, {}},
       {"compression", false, {}},
       {"quality=0", false, {}},
       {"quality=101", false, {}},

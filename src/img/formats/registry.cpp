@@ -12,20 +12,20 @@
 // layout nobody has described; the extensions in lower case.
 // clang-format off
 #define KSN_FORMATS(built, planned, unknown)                \
-  planned(bmp, "BMP", "bmp", "dib")                         \
+  built(bmp, "bmp", "dib")                                  \
   planned(dds, "DDS", "dds")                                \
   planned(dng, "DNG", "dng")                                \
   built(dpx, "dpx", "cin")                                  \
   built(exr, "exr", "sxr")                                  \
-  planned(hdr, "Radiance HDR", "hdr")                       \
+  built(hdr, "hdr")                                         \
   planned(iff, "IFF", "iff")                                \
   built(jpeg, "jpg", "jpeg")                                \
   planned(pic, "Softimage PIC", "pic")                      \
   built(png, "png")                                         \
-  planned(psd, "PSD", "psd")                                \
+  built(psd, "psd")                                         \
   unknown(qzimg, "qzimg")                                   \
   planned(rla, "RLA and RPF", "rla", "rpf")                 \
-  planned(sgi, "SGI", "sgi", "sgi16", "rgb", "rgb16")       \
+  built(sgi, "sgi", "sgi16", "rgb", "rgb16")                \
   built(tga, "tga")                                         \
   built(tiff, "tiff", "tif", "ftif")                        \
   planned(yuv, "YUV", "yuv")

@@ -107,18 +107,25 @@ void put_inks(const tiff_file& file, image& image, const piece& at, int y, const
   }
 }
 
-void put_palette(const tiff_picture& picture, image& image, const piece& at, int y, const std::uint8_t* row,
-                 std::size_t step, const sample_form& form) {
-  const std::size_t entries = picture.palette.size() / 3;
-  // Palettes of some old writers have 8 bits.
-  const bool deep =
-      std::any_of(picture.palette.begin(), picture.palette.end(), [](std::uint64_t v) { return v > 255; });
+// A palette holds words. Most writers put a byte into the upper half and repeat it, 0 or 255 below, and some old ones
+// the byte itself.
+std::vector<std::uint8_t> bytes_of_palette(const std::vector<std::uint64_t>& words) {
+  const auto all = [&](const auto& test) { return std::all_of(words.begin(), words.end(), test); };
+  const bool bytes = all([](std::uint64_t v) { return v < 256; });
+  const bool upper = all([](std::uint64_t v) { return (v & 255) == 0 || (v & 255) == 255 || (v & 255) == v >> 8; });
+  std::vector<std::uint8_t> out;
+  for (const std::uint64_t v : words) {
+    out.push_back(static_cast<std::uint8_t>(bytes ? v : upper ? v >> 8 : (v + 128) / 257));
+  }
+  return out;
+}
+
+void put_palette(const std::vector<std::uint8_t>& palette, image& image, const piece& at, int y,
+                 const std::uint8_t* row, std::size_t step, const sample_form& form) {
+  const std::size_t entries = palette.size() / 3;
   for (int x = 0; x < at.width; ++x, row += step) {
     const std::size_t index = std::min<std::size_t>(whole_at(row, form), entries - 1);
-    for (std::size_t c = 0; c < 3; ++c) {
-      const std::uint64_t value = picture.palette[c * entries + index];
-      image.row(static_cast<int>(2 - c), y)[at.x + x] = static_cast<std::uint8_t>(deep ? value >> 8 : value);
-    }
+    for (std::size_t c = 0; c < 3; ++c) image.row(static_cast<int>(2 - c), y)[at.x + x] = palette[c * entries + index];
   }
 }
 
@@ -133,13 +140,13 @@ void repeat_gray(image& image, const piece& at, int y) {
   }
 }
 
-void put_row(const tiff_file& file, const tiff_picture& picture, image& image, const piece& at, int y,
-             const std::uint8_t* row, const sample_form& form) {
+void put_row(const tiff_file& file, const tiff_picture& picture, const std::vector<std::uint8_t>& palette, image& image,
+             const piece& at, int y, const std::uint8_t* row, const sample_form& form) {
   const int samples = picture.block_samples();
   const std::size_t step = static_cast<std::size_t>(samples) * static_cast<std::size_t>(form.bytes());
   const auto width = static_cast<std::size_t>(at.width);
   if (picture.photometric == tiff_palette) {
-    put_palette(picture, image, at, y, row, step, form);
+    put_palette(palette, image, at, y, row, step, form);
   } else if (picture.photometric == tiff_cmyk) {
     put_inks(file, image, at, y, row, step, form);
     if (picture.has_alpha)
@@ -206,6 +213,7 @@ void read_tiff_pixels(const tiff_file& file, const tiff_picture& picture, image&
   const int blocks_of_plane = picture.across() * picture.down();
   const int wanted_planes =
       picture.planar ? std::min(picture.samples, picture.colors + (picture.has_alpha ? 1 : 0)) : 1;
+  const std::vector<std::uint8_t> palette = bytes_of_palette(picture.palette);
   struct worker {
     tiff_blocks blocks;
   };
@@ -234,7 +242,7 @@ void read_tiff_pixels(const tiff_file& file, const tiff_picture& picture, image&
             form.bits = widener.bits();
             form.swapped = false;
           }
-          put_row(file, picture, image, at, y, samples, form);
+          put_row(file, picture, palette, image, at, y, samples, form);
         }
       });
 }
