@@ -2,7 +2,7 @@
 # install_packages.sh GROUP... installs the Debian packages of the groups that are missing: build, test, bench.
 # Does nothing, and needs no rights, when all are there.
 set -eu
-build="g++ cmake ninja-build pkg-config zlib1g-dev libpng-dev libjpeg-dev libtiff-dev libopenexr-dev libimath-dev \
+build="g++ cmake ninja-build pkg-config zlib1g-dev libpng-dev libjpeg-dev libtiff-dev libraw-dev libopenexr-dev libimath-dev \
 libdeflate-dev libavformat-dev libavcodec-dev libswscale-dev libswresample-dev libavdevice-dev \
 qt6-base-dev qt6-wayland libsdl2-dev libxcb1-dev libpango1.0-dev libfontconfig-dev fonts-liberation \
 fonts-dejavu-core fonts-dejavu-extra"

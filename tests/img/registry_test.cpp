@@ -42,8 +42,6 @@ TEST(registry, what_is_not_there_is_refused_by_every_entry) {
   } rows[] = {
       {"a.txt", "io::invalid_format: Unrecognized file type", "io::invalid_format: Unrecognized file type"},
       {"a.qzimg", "io::invalid_format: Unrecognized file type", "io::exception: Unsupported functionality"},
-      {"a.dds", "io::invalid_format: DDS files are not supported by this build",
-       "io::invalid_format: DDS files are not supported by this build"},
   };
   for (const auto& row : rows) {
     img::image image;

@@ -8,61 +8,50 @@
 #include "io/exceptions.h"
 #include "lib/paths.h"
 
-// built(NAME, extensions...), planned(NAME, "name for messages", extensions...) and unknown(NAME, extensions...), whose
-// layout nobody has described; the extensions in lower case.
+// built(NAME, extensions...), and unknown(NAME, extensions...), whose layout nobody has described; the extensions in
+// lower case.
 // clang-format off
-#define KSN_FORMATS(built, planned, unknown)                \
-  built(bmp, "bmp", "dib")                                  \
-  planned(dds, "DDS", "dds")                                \
-  planned(dng, "DNG", "dng")                                \
-  built(dpx, "dpx", "cin")                                  \
-  built(exr, "exr", "sxr")                                  \
-  built(hdr, "hdr")                                         \
-  planned(iff, "IFF", "iff")                                \
-  built(jpeg, "jpg", "jpeg")                                \
-  planned(pic, "Softimage PIC", "pic")                      \
-  built(png, "png")                                         \
-  built(psd, "psd")                                         \
-  unknown(qzimg, "qzimg")                                   \
-  planned(rla, "RLA and RPF", "rla", "rpf")                 \
-  built(sgi, "sgi", "sgi16", "rgb", "rgb16")                \
-  built(tga, "tga")                                         \
-  built(tiff, "tiff", "tif", "ftif")                        \
-  planned(yuv, "YUV", "yuv")
+#define KSN_FORMATS(built, unknown)               \
+  built(bmp, "bmp", "dib")                        \
+  built(dds, "dds")                               \
+  built(dng, "dng")                               \
+  built(dpx, "dpx", "cin")                        \
+  built(exr, "exr", "sxr")                        \
+  built(hdr, "hdr")                               \
+  built(iff, "iff")                               \
+  built(jpeg, "jpg", "jpeg")                      \
+  built(pic, "pic")                               \
+  built(png, "png")                               \
+  built(psd, "psd")                               \
+  unknown(qzimg, "qzimg")                         \
+  built(rla, "rla", "rpf")                        \
+  built(sgi, "sgi", "sgi16", "rgb", "rgb16")      \
+  built(tga, "tga")                               \
+  built(tiff, "tiff", "tif", "ftif")              \
+  built(yuv, "yuv")
 // clang-format on
 
 namespace img {
 
 #define KSN_DECLARE(name, ...) const format& name##_format();
 #define KSN_NOTHING(...)
-KSN_FORMATS(KSN_DECLARE, KSN_NOTHING, KSN_NOTHING)
+KSN_FORMATS(KSN_DECLARE, KSN_NOTHING)
 #undef KSN_DECLARE
 #undef KSN_NOTHING
 
 namespace {
 
-// A format whose files are known by name alone. Each reading says why it gives nothing.
+// A format whose files are known by name alone. Each reading says so.
 class unread_format : public format {
  public:
-  unread_format(const char* name, const char* refusal) : name_(name), refusal_(refusal) {}
+  explicit unread_format(const char* name) : name_(name) {}
   const char* name() const override { return name_; }
   void read(image&, const std::string& path, const layer&) const override { refuse(path); }
   void list_layers(const std::string& path, std::vector<layer>&) const override { refuse(path); }
 
- protected:
-  [[noreturn]] void refuse(const std::string& path) const { throw io::invalid_format(path, refusal_); }
-
  private:
+  [[noreturn]] static void refuse(const std::string& path) { throw io::invalid_format(path, "Unrecognized file type"); }
   const char* name_;
-  const char* refusal_;
-};
-
-// One that this build does not have.
-class unbuilt_format : public unread_format {
- public:
-  using unread_format::unread_format;
-  void write(const image&, const std::string& path, const save_options&) const override { refuse(path); }
-  void write_float(const float_image&, const std::string& path, const save_options&) const override { refuse(path); }
 };
 
 using format_map = std::map<std::string, const format*, std::less<>>;
@@ -73,15 +62,11 @@ format_map make_registry() {
     for (const char* extension : extensions) registry[extension] = &format;
   };
 #define KSN_BUILT(name, ...) add(name##_format(), {__VA_ARGS__});
-#define KSN_PLANNED(name, label, ...)                                                      \
-  static const unbuilt_format name(#name, label " files are not supported by this build"); \
+#define KSN_UNKNOWN(name, ...)            \
+  static const unread_format name(#name); \
   add(name, {__VA_ARGS__});
-#define KSN_UNKNOWN(name, ...)                                      \
-  static const unread_format name(#name, "Unrecognized file type"); \
-  add(name, {__VA_ARGS__});
-  KSN_FORMATS(KSN_BUILT, KSN_PLANNED, KSN_UNKNOWN)
+  KSN_FORMATS(KSN_BUILT, KSN_UNKNOWN)
 #undef KSN_BUILT
-#undef KSN_PLANNED
 #undef KSN_UNKNOWN
   return registry;
 }

@@ -2,13 +2,12 @@
 #include "img/format.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <vector>
 
 #include "img/formats/bmp/header.h"
+#include "img/formats/shared/bit_field.h"
 #include "img/formats/shared/byte_cursor.h"
-#include "img/formats/shared/deep_samples.h"
 #include "img/formats/shared/export_planes.h"
 #include "img/formats/shared/parallel_tasks.h"
 #include "img/row_kernels.h"
@@ -31,45 +30,6 @@ void put_indices(const bmp_header& header, const std::uint8_t* indices, image& i
   }
 }
 
-// One colour of pixels of 16 or 32 bits. A few bits are repeated until they fill a byte.
-class bit_field {
- public:
-  explicit bit_field(std::uint32_t mask)
-      : mask_(mask), shift_(mask ? std::countr_zero(mask) : 0), bits_(std::popcount(mask)) {}
-  std::uint8_t byte_of(std::uint32_t pixel) const {
-    if (mask_ == 0) return 0;
-    const std::uint32_t value = (pixel & mask_) >> shift_;
-    std::uint32_t filled = value << (8 - bits_);
-    for (int have = bits_; have < 8; have *= 2) filled |= filled >> have;
-    return static_cast<std::uint8_t>(filled);
-  }
-  std::uint16_t word_of(std::uint32_t pixel) const {
-    if (mask_ == 0) return 0;
-    const std::uint64_t most = mask_ >> shift_;
-    return static_cast<std::uint16_t>((((pixel & mask_) >> shift_) * std::uint64_t{65535} + most / 2) / most);
-  }
-
- private:
-  std::uint32_t mask_;
-  int shift_;
-  int bits_;
-};
-
-void put_fields(const bmp_header& header, const std::uint8_t* row, image& image, int y) {
-  for (int p = 0; p < image.plane_count(); ++p) {
-    const bit_field field(header.masks[static_cast<std::size_t>(p)]);
-    const auto pixel = [&](int x) { return header.bits == 16 ? le16(row + 2 * x) : le32(row + 4 * x); };
-    if (image.depth[p] == 8) {
-      std::uint8_t* out = image.row(p, y);
-      for (int x = 0; x < header.width; ++x) out[x] = field.byte_of(pixel(x));
-    } else {
-      const std::uint16_t* table = p == 3 ? fraction16_to_half() : encoded16_to_half();
-      std::uint16_t* out = image.row<std::uint16_t>(p, y);
-      for (int x = 0; x < header.width; ++x) out[x] = table[field.word_of(pixel(x))];
-    }
-  }
-}
-
 void put_bmp_row(const bmp_header& header, const std::uint8_t* row, image& image, int y,
                  std::vector<std::uint8_t>& memory) {
   const auto width = static_cast<std::size_t>(header.width);
@@ -89,7 +49,7 @@ void put_bmp_row(const bmp_header& header, const std::uint8_t* row, image& image
   } else if (header.bits == 32 && header.masks == std::array<std::uint32_t, 4>{0xFF, 0xFF00, 0xFF0000, 0xFF000000}) {
     active_row_kernels().split4(row, image.row(0, y), image.row(1, y), image.row(2, y), image.row(3, y), width);
   } else {
-    put_fields(header, row, image, y);
+    put_bit_fields(image, y, row, header.bits / 8, header.masks);
   }
 }
 
