@@ -49,11 +49,12 @@ constexpr const char* short_usage =
     "  kestrin back.####.tga front.####.tga --alpha=normal --save_mask_as_sequence=out.####.tga --exit\n"
     "kestrin --help lists every option.\n";
 
-render::pipeline_options reporting(command::engine& engine, bool use_cache) {
+render::pipeline_options reporting(command::engine& engine, text::fonts& fonts, bool use_cache) {
   render::pipeline_options options;
   options.use_cache = use_cache;
   // A picture fails in the window as well, where no command is under execution.
   options.report_error = [&engine](const std::string& line) { engine.write_error(line); };
+  options.fonts = &fonts;
   return options;
 }
 
@@ -68,7 +69,8 @@ struct application::impl {
   cache::frame_cache frames;
   cache::preloader preloader{frames};
   command::engine engine{composition};
-  render::pipeline pipeline{frames, reporting(engine, true)};
+  text::fonts fonts{[this](const std::string& line) { engine.write_error(line); }};
+  render::pipeline pipeline{frames, reporting(engine, fonts, true)};
   playback::clock clock{composition, frames};
   app::sound_start sound{composition, clock};
   app::attach attach{engine};
@@ -148,7 +150,7 @@ void application::impl::register_actions() {
   window.register_actions();
   window.is_transient = [this] { return transient; };
   add_own_actions();
-  register_benchmarks(engine, pipeline, reporting(engine, false));
+  register_benchmarks(engine, pipeline, reporting(engine, fonts, false));
   render::register_information(engine, pipeline);
   playback::register_playback_actions(engine, clock);
   save::register_save_actions(engine, pipeline,

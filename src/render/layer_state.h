@@ -1,6 +1,7 @@
 // What the pipeline keeps for one layer, and how a native picture becomes the layer's 8-bit one.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -11,6 +12,7 @@
 #include "composition/track_info.h"
 #include "img/image.h"
 #include "img/transfer.h"
+#include "lib/rectangle.h"
 
 namespace render {
 
@@ -27,6 +29,12 @@ struct recipe {
   bool has_key() const { return primary.enabled || secondary.enabled; }
 };
 
+// A picture of a text layer that can be drawn into again once nobody shows it.
+struct text_canvas {
+  img::image_ptr picture;
+  math::rectangle drawn;  // outside it the picture is empty
+};
+
 struct layer_state {
   img::const_image_ptr picture;      // the last one, shared with the cache or from the pool; null after a failure
   recipe made_from;                  // of `picture`
@@ -37,6 +45,12 @@ struct layer_state {
 
   img::transfer transfer;
   std::shared_ptr<const img::transfer> row_correction;  // of an adjustment layer, after prepare_rows()
+  // Of a text layer: what the picture shows, and two pictures to draw into by turns.
+  std::string text;
+  ksn::text_attributes text_attributes;
+  bool text_hinted = false;
+  std::array<text_canvas, 2> text_canvases;
+  int text_shown = -1;  // which of them has it, -1 for none
   // Around the keyer: the picture that it sees, after lookup and space and before corrections, and the way from there.
   std::optional<img::transfer> key_input;
   std::optional<img::transfer> key_output;

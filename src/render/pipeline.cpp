@@ -9,6 +9,8 @@
 #include "platform/files.h"
 #include "render/image_pool.h"
 #include "render/layer_state.h"
+#include "render/text/expand.h"
+#include "render/text/layer_picture.h"
 
 namespace render {
 namespace {
@@ -67,10 +69,17 @@ struct pipeline::request {
   int source_frame;
   cache_resolution_type resolution;
   bool force_reload;
+  const ksn::state* composition = nullptr;  // null where only the native picture counts
+  double time = 0;
 };
 
 pipeline::pipeline(cache::frame_cache& cache, pipeline_options options) : cache_(cache), options_(std::move(options)) {
   if (!options_.milliseconds) options_.milliseconds = platform::milliseconds;
+  if (!options_.clock) options_.clock = [] { return std::time(nullptr); };
+  if (!options_.fonts) {
+    own_fonts_ = std::make_unique<text::fonts>(options_.report_error);
+    options_.fonts = own_fonts_.get();
+  }
 }
 
 pipeline::~pipeline() = default;
@@ -93,11 +102,12 @@ img::const_image_ptr pipeline::layer_image(const ksn::state& composition, const 
   return layer_frame(composition, track, static_cast<int>(position), resolution, false, time);
 }
 
-img::const_image_ptr pipeline::layer_frame(const ksn::state&, const ksn::track_info& track, int source_frame,
-                                           cache_resolution_type resolution, bool force_reload, double) {
+img::const_image_ptr pipeline::layer_frame(const ksn::state& composition, const ksn::track_info& track,
+                                           int source_frame, cache_resolution_type resolution, bool force_reload,
+                                           double time) {
   if (source_frame < 0 || !has_pictures(track.source.type)) return nullptr;
   layer_state& state = state_of(track.id);
-  const request asked{track, source_frame, delivered_resolution(track, resolution), force_reload};
+  const request asked{track, source_frame, delivered_resolution(track, resolution), force_reload, &composition, time};
   return track.source.is_decoded() ? decoded_frame(state, asked) : made_frame(state, asked);
 }
 
@@ -146,8 +156,47 @@ img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& 
   return state.picture;
 }
 
+// The text with its fields filled, drawn anew only when that changes something.
+img::const_image_ptr pipeline::draw_text_canvas(layer_state& state, const request& asked) {
+  const ksn::track_info& track = asked.track;
+  if (track.width <= 0 || track.height <= 0) return nullptr;
+  const field_sources sources{
+      *asked.composition, asked.time, options_.clock(), [&](const ksn::track_info& other) -> img::const_image_ptr {
+        if (!has_recorded_fields(other.source_type)) return nullptr;
+        return layer_image(*asked.composition, other, asked.time, asked.composition->resolution);
+      }};
+  std::string text = expand_text(track.text, sources);
+  // Where alpha hides what is transparent, the blend can leave it out.
+  const bool hinted = track.alpha_type != ksn::alpha_type::ignore && track.alpha_source_id == 0 && !track.invert_alpha;
+  if (state.text_shown >= 0) {
+    const img::image_ptr& shown = state.text_canvases[static_cast<std::size_t>(state.text_shown)].picture;
+    if (shown->width == track.width && shown->height == track.height && state.text == text &&
+        state.text_attributes == track.text_attr && state.text_hinted == hinted) {
+      return shown;
+    }
+  }
+  const int index = state.text_shown == 0 ? 1 : 0;
+  text_canvas& canvas = state.text_canvases[static_cast<std::size_t>(index)];
+  state.text_shown = -1;
+  const bool free = canvas.picture && canvas.picture.use_count() == 1;
+  if (free && canvas.picture->width == track.width && canvas.picture->height == track.height) {
+    clear_box(*canvas.picture, canvas.drawn);
+  } else {
+    canvas.picture = pooled_image("BGRA", track.width, track.height);
+    canvas.picture->fill(0, 0, 0, 0);
+  }
+  canvas.drawn = {0, 0, track.width, track.height};
+  canvas.drawn = draw_text_layer(*options_.fonts, track.text_attr, text, *canvas.picture);
+  set_alpha_hints(*canvas.picture, canvas.drawn, hinted);
+  state.text = std::move(text);
+  state.text_attributes = track.text_attr;
+  state.text_hinted = hinted;
+  state.text_shown = index;
+  return canvas.picture;
+}
+
 // The source picture of a layer that is made inside the program, null where it has none.
-img::const_image_ptr pipeline::canvas_of(layer_state& state, const request& asked) const {
+img::const_image_ptr pipeline::canvas_of(layer_state& state, const request& asked) {
   const ksn::track_info& track = asked.track;
   const auto blank = [&](std::string_view letters) {
     const img::const_image_ptr& last = state.made_from.canvas;
@@ -167,7 +216,7 @@ img::const_image_ptr pipeline::canvas_of(layer_state& state, const request& aske
     }
     case source_type::text:
     case source_type::text_sequence:
-      return blank("BGRA");
+      return asked.composition ? draw_text_canvas(state, asked) : blank("BGRA");
     case source_type::adjustment:
       return blank("BGR");
     default:
@@ -197,7 +246,7 @@ img::const_image_ptr pipeline::made_frame(layer_state& state, const request& ask
 img::const_image_ptr pipeline::native_frame(const ksn::track_info& track, int source_frame) {
   if (source_frame < 0 || !has_pictures(track.source.type)) return nullptr;
   layer_state& state = state_of(track.id);
-  const request asked{track, source_frame, cache_resolution_type::full, false};
+  const request asked{track, source_frame, cache_resolution_type::full, false, nullptr, 0};
   if (!track.source.is_decoded()) return canvas_of(state, asked);
   cache::frame_key key = key_of_frame(track, source_frame, cache_resolution_type::full);
   key.has_lookup = false;

@@ -1,6 +1,7 @@
 // From a layer at a timeline time to one 8-bit planar picture that the compositor can blend.
 #pragma once
 
+#include <ctime>
 #include <functional>
 #include <memory>
 #include <string>
@@ -10,6 +11,7 @@
 #include "composition/state.h"
 #include "img/image.h"
 #include "lib/rectangle.h"
+#include "text/fonts.h"
 
 namespace render {
 
@@ -30,6 +32,10 @@ struct pipeline_options {
   std::function<void(const std::string& line)> report_error;
   // Milliseconds of a steady clock; tests move it by hand.
   std::function<std::uint32_t()> milliseconds;
+  // The time of day for text layers, the system's by default; tests set it.
+  std::function<std::time_t()> clock = {};
+  // What text layers are drawn with. Without it the pipeline has fonts of its own.
+  text::fonts* fonts = nullptr;
 };
 
 class pipeline {
@@ -82,7 +88,8 @@ class pipeline {
   layer_state& state_of(int layer_id);
   img::const_image_ptr decoded_frame(layer_state& state, const request& asked);
   img::const_image_ptr made_frame(layer_state& state, const request& asked);
-  img::const_image_ptr canvas_of(layer_state& state, const request& asked) const;
+  img::const_image_ptr canvas_of(layer_state& state, const request& asked);
+  img::const_image_ptr draw_text_canvas(layer_state& state, const request& asked);
   // Runs `attempt` under the rules for failures; null after one.
   img::const_image_ptr guarded(layer_state& state, const ksn::track_info& track, int source_frame,
                                const std::function<img::const_image_ptr()>& attempt);
@@ -91,6 +98,7 @@ class pipeline {
 
   cache::frame_cache& cache_;
   pipeline_options options_;
+  std::unique_ptr<text::fonts> own_fonts_;
   std::unordered_map<int, std::unique_ptr<layer_state>> layers_;
   int silent_ = 0;
 };
