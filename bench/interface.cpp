@@ -58,18 +58,18 @@ struct bed {
 void text_layer() {
   ksn::state composition;
   ksn::track_info track;
-  track.source_type = ksn::source_type::text;
-  track.alpha_type = ksn::alpha_type::normal;
-  track.frames = 1000;
-  track.width = 1920;
-  track.height = 1080;
-  for (int i = 0; i < 5; ++i) track.text += "{composition:name} frame {timeline:frame,4}\n";
-  composition.tracks.push_back(track);
+  track.source.type = ksn::source_type::text;
+  track.look.alpha_type = ksn::alpha_type::normal;
+  track.source.frames = 1000;
+  track.source.width = 1920;
+  track.source.height = 1080;
+  for (int i = 0; i < 5; ++i) track.lettering.text += "{composition:name} frame {timeline:frame,4}\n";
+  composition.doc.tracks.push_back(track);
   cache::frame_cache cache;
   render::pipeline pipeline(cache, {});
   int frame = 0;
   const auto shown = [&](int at) {
-    pipeline.layer_frame(composition, composition.tracks[0], 0, ksn::cache_resolution_type::full, false, at);
+    pipeline.layer_frame(composition, composition.doc.tracks[0], 0, ksn::cache_resolution_type::full, false, at);
   };
   std::vector<bench::contender> rows = {{"changed", [&] { shown(++frame % 1000); }, {}},
                                         {"unchanged",

@@ -9,15 +9,15 @@ ksn::state made_composition() {
   ksn::state composition;
   for (int i = 0; i < 3; ++i) {
     ksn::track_info track;
-    track.source_type = ksn::source_type::sequence;
-    track.path = "/shows/a/";
-    track.names = {"p.0001.tga", "p.0002.tga"};
-    track.frames = 2;
-    track.begin = i;
+    track.source.type = ksn::source_type::sequence;
+    track.source.path = "/shows/a/";
+    track.source.names = {"p.0001.tga", "p.0002.tga"};
+    track.source.frames = 2;
+    track.timing.begin = i;
     track.name = std::string("layer ") + static_cast<char>('a' + i);
-    composition.tracks.push_back(track);
+    composition.doc.tracks.push_back(track);
   }
-  composition.selection = {1};
+  composition.doc.selection = {1};
   return composition;
 }
 

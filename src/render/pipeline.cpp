@@ -159,19 +159,20 @@ img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& 
 // The text with its fields filled, drawn anew only when that changes something.
 img::const_image_ptr pipeline::draw_text_canvas(layer_state& state, const request& asked) {
   const ksn::track_info& track = asked.track;
-  if (track.width <= 0 || track.height <= 0) return nullptr;
+  if (track.source.width <= 0 || track.source.height <= 0) return nullptr;
   const field_sources sources{
       *asked.composition, asked.time, options_.clock(), [&](const ksn::track_info& other) -> img::const_image_ptr {
-        if (!has_recorded_fields(other.source_type)) return nullptr;
-        return layer_image(*asked.composition, other, asked.time, asked.composition->resolution);
+        if (!has_recorded_fields(other.source.type)) return nullptr;
+        return layer_image(*asked.composition, other, asked.time, asked.composition->view.resolution);
       }};
-  std::string text = expand_text(track.text, sources);
+  std::string text = expand_text(track.lettering.text, sources);
   // Where alpha hides what is transparent, the blend can leave it out.
-  const bool hinted = track.alpha_type != ksn::alpha_type::ignore && track.alpha_source_id == 0 && !track.invert_alpha;
+  const bool hinted =
+      track.look.alpha_type != ksn::alpha_type::ignore && track.look.alpha_source_id == 0 && !track.look.invert_alpha;
   if (state.text_shown >= 0) {
     const img::image_ptr& shown = state.text_canvases[static_cast<std::size_t>(state.text_shown)].picture;
-    if (shown->width == track.width && shown->height == track.height && state.text == text &&
-        state.text_attributes == track.text_attr && state.text_hinted == hinted) {
+    if (shown->width == track.source.width && shown->height == track.source.height && state.text == text &&
+        state.text_attributes == track.lettering.text_attr && state.text_hinted == hinted) {
       return shown;
     }
   }
@@ -179,17 +180,17 @@ img::const_image_ptr pipeline::draw_text_canvas(layer_state& state, const reques
   text_canvas& canvas = state.text_canvases[static_cast<std::size_t>(index)];
   state.text_shown = -1;
   const bool free = canvas.picture && canvas.picture.use_count() == 1;
-  if (free && canvas.picture->width == track.width && canvas.picture->height == track.height) {
+  if (free && canvas.picture->width == track.source.width && canvas.picture->height == track.source.height) {
     clear_box(*canvas.picture, canvas.drawn);
   } else {
-    canvas.picture = pooled_image("BGRA", track.width, track.height);
+    canvas.picture = pooled_image("BGRA", track.source.width, track.source.height);
     canvas.picture->fill(0, 0, 0, 0);
   }
-  canvas.drawn = {0, 0, track.width, track.height};
-  canvas.drawn = draw_text_layer(*options_.fonts, track.text_attr, text, *canvas.picture);
+  canvas.drawn = {0, 0, track.source.width, track.source.height};
+  canvas.drawn = draw_text_layer(*options_.fonts, track.lettering.text_attr, text, *canvas.picture);
   set_alpha_hints(*canvas.picture, canvas.drawn, hinted);
   state.text = std::move(text);
-  state.text_attributes = track.text_attr;
+  state.text_attributes = track.lettering.text_attr;
   state.text_hinted = hinted;
   state.text_shown = index;
   return canvas.picture;

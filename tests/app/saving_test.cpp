@@ -172,4 +172,32 @@ TEST_F(saving, first_example) {
   EXPECT_LT(difference / static_cast<double>(3 * rendered.data[0].size()), 1.0);
 }
 
+// A farm's line: one frame of slate, then the shot, with the burn-in over both.
+TEST_F(saving, slate_and_burn_in) {
+  for (const char* number : {"1001", "1002", "1003"}) {
+    img::save(support::picture("BGR", 320, 180, {200, 100, 50}), folder / "shot." + number + ".tga", nullptr, {});
+  }
+  const std::string examples = KESTRIN_SOURCE_DIR "/examples/";
+  const support::outcome done =
+      run({"shot.1001.tga", "--mask_size=320,180", "--var:artist=Ada", "--var:notes=none", examples + "slate.ksncmd",
+           examples + "burn_in.ksncmd", "--save_mask_as_sequence=out.####.tga", "--exit=status"});
+  EXPECT_EQ(done.errors, "");
+  EXPECT_EQ(done.code, 0);
+  for (int frame = 0; frame < 4; ++frame) {
+    img::image image;
+    img::load(image, folder / ("out.000" + std::to_string(frame) + ".tga"));
+    // The middle is slate or shot; the lower corners hold bright letters.
+    EXPECT_EQ(image.row(0, 60)[310], frame == 0 ? 24 : 200) << frame;
+    const auto brightest = [&](int first, int last) {
+      int most = 0;
+      for (int y = 140; y < 180; ++y)
+        most = std::max<int>(most, *std::max_element(image.row(2, y) + first, image.row(2, y) + last));
+      return most;
+    };
+    EXPECT_GT(brightest(0, 160), 240) << frame;
+    EXPECT_EQ(brightest(260, 320) > 240, frame > 0) << frame;
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder / "out.0004.tga"));
+}
+
 }  // namespace

@@ -81,12 +81,12 @@ value timeline_value(const field_sources& from, std::string_view key) {
   const auto frame = static_cast<long long>(std::floor(from.time));
   if (!timecode) return print(frame, *form);
   const long long moved = std::clamp(frame + form->add, 0LL, largest_number);
-  return to_text(img::timecode_of_frame(static_cast<int>(moved), from.composition.fpcs));
+  return to_text(img::timecode_of_frame(static_cast<int>(moved), from.composition.doc.fpcs));
 }
 
 value mask_value(const field_sources& from, std::string_view key) {
-  if (key == "width") return std::to_string(from.composition.mask_size.x);
-  if (key == "height") return std::to_string(from.composition.mask_size.y);
+  if (key == "width") return std::to_string(from.composition.doc.mask_size.x);
+  if (key == "height") return std::to_string(from.composition.doc.mask_size.y);
   return std::nullopt;
 }
 
@@ -211,21 +211,21 @@ std::string layer_value(const field_sources& from, const ksn::track_info& track,
     case kind::name:
       return track.name;
     case kind::version:
-      return track.version;
+      return track.source.version;
     case kind::width:
-      return std::to_string(track.width);
+      return std::to_string(track.source.width);
     case kind::height:
-      return std::to_string(track.height);
+      return std::to_string(track.source.height);
     case kind::length:
       return print(track.length(), key.form);
     case kind::frame:
       return frame < 0 ? std::string() : print(frame, key.form);
     case kind::path: {
-      const std::string path = track.frame_path(std::max(frame, 0));
+      const std::string path = track.source.frame_path(std::max(frame, 0));
       return key.in_parts ? parts_of(path, key) : path;
     }
     case kind::fnframe: {
-      const std::optional<long long> number = frame < 0 ? std::nullopt : number_in_name(track.frame_path(frame));
+      const std::optional<long long> number = frame < 0 ? std::nullopt : number_in_name(track.source.frame_path(frame));
       return number ? print(*number, key.form) : std::string();
     }
     case kind::emframe: {
@@ -255,8 +255,8 @@ value layers_value(const field_sources& from, std::string_view source, std::stri
   std::string result;
   bool first = true;
   for (const int index : set.members) {
-    if (index < 0 || index >= from.composition.track_count()) continue;
-    const ksn::track_info& track = from.composition.track_at(index);
+    if (index < 0 || index >= from.composition.doc.track_count()) continue;
+    const ksn::track_info& track = from.composition.doc.track_at(index);
     if (!all) {
       if (track.source_position(from.time) >= 0) return layer_value(from, track, *key);
       continue;

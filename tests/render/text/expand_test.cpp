@@ -13,7 +13,7 @@ constexpr std::time_t tuesday = 1700000000;  // 2023-11-14 22:13:20 UTC
 
 ksn::track_info named(ksn::track_info track, const std::string& name, int begin) {
   track.name = name;
-  track.begin = begin;
+  track.timing.begin = begin;
   return track;
 }
 
@@ -23,27 +23,27 @@ class expand_test : public testing::Test {
     setenv("TZ", "UTC", 1);
     tzset();
     ksn::track_info plate;
-    plate.source_type = ksn::source_type::sequence;
-    plate.path = "/shows/moth/sh010/";
-    plate.mask = "plate_v012.####.dpx";
-    plate.names = {"plate_v012.0995.dpx", "plate_v012.0996.dpx", "plate_v012.0997.dpx"};
-    plate.frames = 3;
-    plate.width = 2048;
-    plate.height = 1556;
-    plate.version = "v012";
+    plate.source.type = ksn::source_type::sequence;
+    plate.source.path = "/shows/moth/sh010/";
+    plate.source.mask = "plate_v012.####.dpx";
+    plate.source.names = {"plate_v012.0995.dpx", "plate_v012.0996.dpx", "plate_v012.0997.dpx"};
+    plate.source.frames = 3;
+    plate.source.width = 2048;
+    plate.source.height = 1556;
+    plate.source.version = "v012";
     plate.group_id = 7;
-    composition.tracks.push_back(named(plate, "plate", 11));
-    composition.tracks.push_back(named(support::plain_layer(5, "BGR", 4, 3, {1, 2, 3}), "late", 100));
+    composition.doc.tracks.push_back(named(plate, "plate", 11));
+    composition.doc.tracks.push_back(named(support::plain_layer(5, "BGR", 4, 3, {1, 2, 3}), "late", 100));
     ksn::track_info title;
-    title.source_type = ksn::source_type::text;
-    title.width = 64;
-    title.height = 32;
+    title.source.type = ksn::source_type::text;
+    title.source.width = 64;
+    title.source.height = 32;
     title.group_id = 7;
-    title.frames = 50;
-    composition.tracks.push_back(named(title, "title", 0));
-    composition.selection = {0};
-    composition.fpcs = 2500;
-    composition.mask_size = {1920, 1080};
+    title.source.frames = 50;
+    composition.doc.tracks.push_back(named(title, "title", 0));
+    composition.doc.selection = {0};
+    composition.doc.fpcs = 2500;
+    composition.doc.mask_size = {1920, 1080};
   }
 
   std::string expanded(std::string_view text, double time = 12) {
@@ -146,9 +146,9 @@ TEST_F(expand_test, EveryFieldAndItsForms) {
 }
 
 TEST_F(expand_test, TheResultIsBounded) {
-  composition.tracks[0].name.assign(5000, 'n');
-  const ksn::track_info wordy = composition.tracks[0];
-  for (int i = 0; i < 9; ++i) composition.tracks.push_back(wordy);
+  composition.doc.tracks[0].name.assign(5000, 'n');
+  const ksn::track_info wordy = composition.doc.tracks[0];
+  for (int i = 0; i < 9; ++i) composition.doc.tracks.push_back(wordy);
   std::string text;
   for (int i = 0; i < 400; ++i) text += "{*1..12:name}";
   EXPECT_EQ(expanded(text).size(), render::longest_expansion);

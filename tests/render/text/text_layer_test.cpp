@@ -13,15 +13,15 @@ constexpr lib::color none{0, 0, 0, 0};
 
 ksn::track_info text_layer(const std::string& text) {
   ksn::track_info track;
-  track.source_type = ksn::source_type::text;
-  track.frames = 100;
-  track.visible = true;
-  track.width = width;
-  track.height = height;
-  track.alpha_type = ksn::alpha_type::normal;
-  track.text = text;
-  track.text_attr.size = 24;
-  track.text_attr.outline_color = track.text_attr.shadow_color = none;
+  track.source.type = ksn::source_type::text;
+  track.source.frames = 100;
+  track.look.visible = true;
+  track.source.width = width;
+  track.source.height = height;
+  track.look.alpha_type = ksn::alpha_type::normal;
+  track.lettering.text = text;
+  track.lettering.text_attr.size = 24;
+  track.lettering.text_attr.outline_color = track.lettering.text_attr.shadow_color = none;
   return track;
 }
 
@@ -59,8 +59,8 @@ TEST_F(text_layer_test, InkLiesWhereTheAlignmentSays) {
   for (int x = 0; x < 3; ++x) {
     for (int y = 0; y < 3; ++y) {
       ksn::track_info track = text_layer("HIH");
-      track.text_attr.align_x = static_cast<ksn::text_align_x_type>(x);
-      track.text_attr.align_y = static_cast<ksn::text_align_y_type>(y);
+      track.lettering.text_attr.align_x = static_cast<ksn::text_align_x_type>(x);
+      track.lettering.text_attr.align_y = static_cast<ksn::text_align_y_type>(y);
       const img::const_image_ptr image = shown(track);
       ASSERT_TRUE(image);
       const math::rectangle ink = ink_of(*image);
@@ -74,12 +74,12 @@ TEST_F(text_layer_test, InkLiesWhereTheAlignmentSays) {
 
 TEST_F(text_layer_test, OutlineShadowAndPanelLieBelowTheLetters) {
   ksn::track_info track = text_layer("H");
-  track.text_attr.color = {255, 250, 0, 0};
+  track.lettering.text_attr.color = {255, 250, 0, 0};
   const math::rectangle plain = ink_of(*shown(track));
-  track.text_attr.outline_color = {255, 0, 250, 0};
+  track.lettering.text_attr.outline_color = {255, 0, 250, 0};
   const math::rectangle outlined = ink_of(*shown(track));
   EXPECT_EQ(outlined, (math::rectangle{plain.left - 1, plain.top - 1, plain.right + 1, plain.bottom + 1}));
-  track.text_attr.shadow_color = {128, 0, 0, 250};
+  track.lettering.text_attr.shadow_color = {128, 0, 0, 250};
   img::const_image_ptr image = shown(track);
   EXPECT_EQ(ink_of(*image), (math::rectangle{outlined.left, outlined.top, outlined.right + 2, outlined.bottom + 2}));
   // The middle of a stem is the letter, whole; the lowest row is shadow alone, half transparent.
@@ -93,51 +93,51 @@ TEST_F(text_layer_test, OutlineShadowAndPanelLieBelowTheLetters) {
   EXPECT_EQ(image->row(1, low)[stem + 2], 0);
   EXPECT_NEAR(image->row(3, low)[stem + 2], 128, 1);
 
-  track.text_attr.shadow_color = none;
-  track.text_attr.back_enabled = true;
-  track.text_attr.back_color = {100, 10, 20, 30};
+  track.lettering.text_attr.shadow_color = none;
+  track.lettering.text_attr.back_enabled = true;
+  track.lettering.text_attr.back_color = {100, 10, 20, 30};
   const math::rectangle panel = ink_of(*shown(track));
   EXPECT_TRUE(panel.left < outlined.left && panel.right > outlined.right);
   EXPECT_TRUE(panel.left > 0 && panel.right < width && panel.top > 0 && panel.bottom < height);
-  track.text_attr.back_cover_layer = true;
+  track.lettering.text_attr.back_cover_layer = true;
   image = shown(track);
   EXPECT_EQ(ink_of(*image), (math::rectangle{0, 0, width, height}));
   EXPECT_EQ(image->row(3, 0)[0], 100);
   EXPECT_EQ(image->row(2, 0)[0], 10);
   EXPECT_EQ(image->row(3, middle)[stem], 255);
-  track.text.clear();
+  track.lettering.text.clear();
   EXPECT_EQ(ink_of(*shown(track)), (math::rectangle{0, 0, width, height}));
-  track.text_attr.back_cover_layer = false;
+  track.lettering.text_attr.back_cover_layer = false;
   EXPECT_TRUE(ink_of(*shown(track)).empty());
 }
 
 TEST_F(text_layer_test, IsDrawnAnewWhenItsFieldsChange) {
-  composition.tracks.push_back(text_layer("{timeline:frame}"));
-  const img::const_image_ptr three = shown(composition.tracks[0], 3);
-  EXPECT_EQ(shown(composition.tracks[0], 3.5), three);
-  EXPECT_NE(shown(composition.tracks[0], 4), three);
+  composition.doc.tracks.push_back(text_layer("{timeline:frame}"));
+  const img::const_image_ptr three = shown(composition.doc.tracks[0], 3);
+  EXPECT_EQ(shown(composition.doc.tracks[0], 3.5), three);
+  EXPECT_NE(shown(composition.doc.tracks[0], 4), three);
   // What somebody still holds is not drawn over, and what nobody holds any more is empty again.
   const auto kept = bytes_of(*three);
-  shown(composition.tracks[0], 88888);
-  shown(composition.tracks[0], 77777);
-  const img::const_image_ptr narrow = shown(composition.tracks[0], 1);
+  shown(composition.doc.tracks[0], 88888);
+  shown(composition.doc.tracks[0], 77777);
+  const img::const_image_ptr narrow = shown(composition.doc.tracks[0], 1);
   EXPECT_EQ(bytes_of(*three), kept);
   render::pipeline other(cache, {});
   const img::const_image_ptr fresh =
-      other.layer_frame(composition, composition.tracks[0], 0, ksn::cache_resolution_type::full, false, 1);
+      other.layer_frame(composition, composition.doc.tracks[0], 0, ksn::cache_resolution_type::full, false, 1);
   EXPECT_EQ(bytes_of(*narrow), bytes_of(*fresh));
 
-  composition.tracks[0].text = "{clock:%S}";
-  const img::const_image_ptr before = shown(composition.tracks[0], 1);
-  EXPECT_EQ(shown(composition.tracks[0], 2), before);
+  composition.doc.tracks[0].lettering.text = "{clock:%S}";
+  const img::const_image_ptr before = shown(composition.doc.tracks[0], 1);
+  EXPECT_EQ(shown(composition.doc.tracks[0], 2), before);
   ++clock;
-  EXPECT_NE(shown(composition.tracks[0], 2), before);
+  EXPECT_NE(shown(composition.doc.tracks[0], 2), before);
 }
 
 TEST_F(text_layer_test, TheSameBytesOnAnyNumberOfThreads) {
   ksn::track_info track = text_layer("The same\n\u05e9\u05dc\u05d5\u05dd e\u0301");
-  track.text_attr.outline_color = track.text_attr.shadow_color = {200, 0, 0, 0};
-  track.tf.exposure = {100, 100, 100};
+  track.lettering.text_attr.outline_color = track.lettering.text_attr.shadow_color = {200, 0, 0, 0};
+  track.look.tf.exposure = {100, 100, 100};
   std::vector<std::vector<int>> first;
   for (const int threads : {1, 2, 5}) {
     lib::set_thread_count(threads);
@@ -157,16 +157,16 @@ TEST_F(text_layer_test, SurvivesAnyTextAndSize) {
   for (const std::string& text : texts) {
     for (const int size : {1, 24, 10000}) {
       ksn::track_info track = text_layer(text);
-      track.text_attr.size = size;
-      track.text_attr.back_enabled = true;
-      track.text_attr.outline_color = track.text_attr.shadow_color = {255, 1, 2, 3};
+      track.lettering.text_attr.size = size;
+      track.lettering.text_attr.back_enabled = true;
+      track.lettering.text_attr.outline_color = track.lettering.text_attr.shadow_color = {255, 1, 2, 3};
       const img::const_image_ptr image = shown(track);
       ASSERT_TRUE(image);
       EXPECT_EQ(image->width, width);
     }
   }
   ksn::track_info track = text_layer("A face that is not there");
-  track.text_attr.font = "No Such Face";
+  track.lettering.text_attr.font = "No Such Face";
   EXPECT_FALSE(ink_of(*shown(track)).empty());
   ASSERT_EQ(lines.size(), 1u);
   EXPECT_TRUE(lines[0].starts_with("The font \"No Such Face\" is not installed")) << lines[0];
