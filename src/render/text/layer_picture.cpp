@@ -47,10 +47,11 @@ math::rectangle cover(img::image& target, const text::mask& mask, int left, int 
   const math::rectangle area =
       math::intersect({left, top, left + mask.width, top + mask.height}, {0, 0, target.width, target.height});
   for (int y = area.top; y < area.bottom; ++y) {
-    const std::uint8_t* coverage = mask.coverage.data() + static_cast<std::size_t>(y - top) * mask.width - left;
+    const std::uint8_t* coverage = mask.coverage.data() + static_cast<std::size_t>(y - top) * mask.width;
     const std::size_t row = static_cast<std::size_t>(y) * target.width;
     for (int x = area.left; x < area.right; ++x) {
-      if (coverage[x] != 0) cover_pixel(target, row + static_cast<std::size_t>(x), color, coverage[x]);
+      const int covered = coverage[x - left];
+      if (covered != 0) cover_pixel(target, row + static_cast<std::size_t>(x), color, covered);
     }
   }
   return area;

@@ -18,14 +18,15 @@
 namespace ui {
 namespace {
 
-constexpr int most_elements = 1 << 20;  // lists, rows and names of a bundle
-constexpr int largest_side = 4096;      // pixels of a picture
-constexpr std::size_t largest_bundle = std::size_t{16} << 20;
+constexpr int most_elements = 1 << 20;                        // lists, rows and names of a bundle
+constexpr int largest_side = 4096;                            // pixels of a picture
+constexpr std::size_t largest_bundle = std::size_t{1} << 20;  // bytes, packed
 
 }  // namespace
 
 bool skin::load(const void* data, std::size_t size) {
   images_.clear();
+  if (size > largest_bundle) return false;
   try {
     io::memory_reader bytes(data, size);
     io::unpacker unpacked(bytes);
@@ -63,7 +64,7 @@ bool skin::load_for_scale(int scale, std::string& error) {
     return false;
   }
   std::vector<char> bytes(std::istreambuf_iterator<char>(file), {});
-  if (bytes.size() <= largest_bundle && load(bytes.data(), bytes.size())) return true;
+  if (load(bytes.data(), bytes.size())) return true;
   error = '"' + path + "\": the pictures of the interface are damaged";
   return false;
 }
