@@ -74,13 +74,13 @@ struct application::impl {
   playback::clock clock{composition, frames};
   app::sound_start sound{composition, clock};
   app::attach attach{engine};
+  after_save_scripts scripts{[this](const std::string& line) { engine.write_error(line); }};
   command::recent_notes recent{[](bool create, std::string& folder) {
     return platform::get_folder(platform::folder_kind::local_data, create, folder);
   }};
   // The desktop goes last: the window's parts refer to it.
   std::unique_ptr<platform::desktop> desktop;
-  // The interface's art and fonts are read with the first picture that needs them.
-  text::fonts fonts{[this](const std::string& line) { console.report(line); }};
+  // The interface's art is read with the first picture that needs them.
   ui::skins skins{[this](const std::string& line) { console.report(line); }};
   ui::drawing_functions drawing = ui::drawing_with(skins, fonts);
   app::window_run window{{composition, engine, pipeline, frames, preloader, clock, product_title,
@@ -232,7 +232,9 @@ bool application::impl::print_tables(const std::string& which) {
 void application::impl::after_save(const std::string& path) {
   std::string folder;
   if (!platform::get_folder(platform::folder_kind::after_save, false, folder)) return;
-  run_scripts(folder, path, [this](const std::string& line) { engine.report(line); });
+  scripts.add(folder, path);
+  // A window goes on while they run.
+  if (!window.desktop()) scripts.finish(interrupted);
 }
 
 int application::impl::run_step(bool any_arguments) {
@@ -257,6 +259,7 @@ int application::impl::run_window() {
   bool shown = false;
   window.poll_handover = [this, &shown] {
     if (attach.poll()) window.redraw();
+    scripts.poll();
     // A script reads what was printed while the window is open.
     console.flush();
     // What was added stands in the menu from now on, also in that of other instances.
@@ -285,6 +288,7 @@ int application::application_main(const std::vector<std::string>& args) {
   impl_->engine.command_pass(args);
   impl_->console.clear_progress();
   int result = impl_->run_step(args.size() > 1);
+  impl_->scripts.finish(interrupted);
   impl_->console.finish();
   result = impl_->exit_code(result);
   if (!impl_->transient) impl_->recent.write();

@@ -1,6 +1,7 @@
 #include "command/engine.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <stdexcept>
 #include <utility>
@@ -8,6 +9,7 @@
 #include "command/expansion.h"
 #include "command/guard.h"
 #include "command/messages.h"
+#include "io/failure.h"
 #include "lib/paths.h"
 #include "lib/text_file.h"
 
@@ -91,7 +93,8 @@ engine::engine(ksn::state& composition)
     : write_error([](const std::string&) {}),
       write_output([](const std::string&) {}),
       add_source([this](const source_request& request) { add_to_composition(composition_, request); }),
-      read_command_file(lib::read_text_file),
+      read_command_file(
+          [](const std::string& path, std::string& text) { return lib::read_text_file(path, text, lib::pipes::read); }),
       composition_(composition) {}
 
 const global_field* engine::find_global_field(std::string_view name) const {
@@ -128,9 +131,12 @@ void engine::command_pass(const std::vector<std::string>& args) {
     const std::string& argument = args[i++];
     reported(*this, argument, [&] {
       std::string text = expand ? expand_environment(argument) : expand_fields(argument, 0);
-      if (is_option(text)) {
+      if (text.find('\0') != text.npos) {
+        report(about(text, "A name can't hold the character 0"));
+        failed_inputs.push_back(text);
+      } else if (is_option(text)) {
         run_option(text);
-      } else if (lib::lower_extension(text) == "ksncmd") {
+      } else if (lib::lower_extension(text) == "ksncmd" || lib::is_pipe(text)) {
         run_command_file(text);
       } else if (!text.empty()) {
         i = take_source(args, i, std::move(text), expand);
@@ -187,8 +193,10 @@ void engine::run_command_file(const std::string& relative_path) {
     return;
   }
   std::string text;
+  errno = 0;
   if (!read_command_file(path, text)) {
-    report(about(path, open_error));
+    // A name that is not there needs no word more.
+    report(errno == 0 || errno == ENOENT ? about(path, open_error) : about(path, open_error, io::reason(errno, path)));
     failed_inputs.push_back(path);
     return;
   }

@@ -4,6 +4,7 @@
 
 #include <ctime>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 
 #include "command/guard.h"
@@ -107,7 +108,10 @@ bool recent_notes::item(engine& engine, const char* kind, const std::string& num
   std::size_t n = 0;
   std::string folder;
   ksn::recent_lists lists;
-  if (folder_(false, folder)) lists = ksn::read_recent(folder);
+  if (folder_(false, folder)) {
+    if (kind == std::string_view(ksn::unsaved_items)) ksn::clear_dead_unsaved(folder);
+    lists = ksn::read_recent(folder);
+  }
   const std::vector<ksn::recent_item>& items = lists[kind];
   if (!lib::parse_value(number, n) || n < 1 || n > items.size()) {
     engine.report(about(engine.current_option(), "No such item"));
@@ -150,7 +154,9 @@ void recent_notes::register_actions(engine& engine) {
 
   const auto with_path = [](std::function<void(const std::string& path)> run) {
     return [run = std::move(run)](const std::string& value) {
-      if (lib::file_name(value).empty()) return false;  // "" and "folder/" name no file
+      // "", "folder/", "." and ".." name no file.
+      const std::string name = lib::file_name(value);
+      if (name.empty() || name == "." || name == "..") return false;
       run(lib::full_path(value));
       return true;
     };

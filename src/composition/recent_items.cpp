@@ -9,6 +9,7 @@
 #include "composition/file_paths.h"
 #include "composition/persistence.h"
 #include "io/document.h"
+#include "io/part_file.h"
 #include "lib/paths.h"
 #include "platform/file_lock.h"
 #include "platform/files.h"
@@ -71,6 +72,18 @@ void remove_unsaved(const std::string& folder, const std::string& path) {
 }
 
 }  // namespace
+
+void clear_dead_unsaved(const std::string& folder) {
+  const std::string parent = lib::add_separator(folder) + "unsaved";
+  std::vector<std::string> places;
+  lib::list_folder(parent, "*", nullptr, &places);
+  for (const std::string& name : places) {
+    const std::string place = parent + "/" + name;
+    // A folder without one may be another process's that is about to write there.
+    std::error_code ignored;
+    if (io::remove_dead_parts(place) > 0) std::filesystem::remove(place, ignored);
+  }
+}
 
 recent_lists read_recent(io::xml_iarchive& archive) {
   recent_lists lists;

@@ -31,6 +31,9 @@ recent_lists read_recent(const std::string& folder);
 // The body of the file, for an archive in memory. Throws as the archive.
 recent_lists read_recent(io::xml_iarchive& archive);
 
+// Removes what processes that were killed while they filed a document left below the folder.
+void clear_dead_unsaved(const std::string& folder);
+
 // Puts paths in front of a list, the last of them first; a path that is there already moves. False when another
 // instance holds the lists too long. Throws the io family.
 bool note_recent(const std::string& folder, const char* kind, const std::vector<std::string>& paths);

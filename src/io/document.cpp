@@ -36,13 +36,6 @@ void write_whole(const std::string& path, const std::function<void(binary_oarchi
                  const std::function<void(xml_oarchive&)>& xml) {
   part_file part(path);
   llfile file(part.path(), true);
-  // What is not whole goes away again, while it is still open and so nobody else's.
-  struct remover {
-    std::string path;
-    ~remover() {
-      if (!path.empty()) std::remove(path.c_str());
-    }
-  } unfinished{part.is_apart() ? part.path() : std::string()};
   if (is_xml_document(path)) {
     std::ostringstream text;
     xml_oarchive archive(text);
@@ -68,7 +61,6 @@ void write_whole(const std::string& path, const std::function<void(binary_oarchi
   // Renamed while it is still open and so locked: nobody else can get hold of the file under its old name.
   file.flush_to_disk();
   part.commit();
-  unfinished.path.clear();
 }
 
 }  // namespace

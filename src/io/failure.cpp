@@ -43,6 +43,8 @@ std::string reason(int error_number, const std::string& path) {
       return "It is a folder";
     case ESPIPE:
       return "It is a pipe or a device and not a file";
+    case ENODATA:
+      return "Nobody writes to the pipe";
     case ENXIO:
       return "Nobody reads from the pipe";
     default:

@@ -1,7 +1,6 @@
 #include "io/file.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,62 +8,25 @@
 #include <climits>
 
 #include "io/exceptions.h"
+#include "io/opening.h"
 
 namespace io {
 namespace {
 
-bool is_folder(int handle) {
-  struct stat status;
-  return fstat(handle, &status) == 0 && S_ISDIR(status.st_mode);
-}
-
 int open_for_reading(const std::string& path) {
-  // Without O_NONBLOCK the opening of a named pipe would wait for a writer, perhaps for ever.
-  const int handle = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (handle < 0) throw open_error(path, "CreateFile", errno);
-  struct stat status {};
-  fstat(handle, &status);
-  if (S_ISDIR(status.st_mode) || S_ISFIFO(status.st_mode)) {
-    close(handle);
-    throw open_error(path, "CreateFile", S_ISDIR(status.st_mode) ? EISDIR : ESPIPE);
-  }
+  const int handle = open_to_read(path, "CreateFile");
   posix_fadvise(handle, 0, 0, POSIX_FADV_SEQUENTIAL);
   return handle;
 }
 
-bool is_file_at(int handle, const std::string& path) {
-  struct stat opened, present;
-  return fstat(handle, &opened) == 0 && stat(path.c_str(), &present) == 0 && opened.st_dev == present.st_dev &&
-         opened.st_ino == present.st_ino;
-}
-
-// Takes the lock of an opened file. Readers take none: on a network file system it would cost each frame a round trip.
-// A file system without locks counts as locked.
-bool lock_for_writing(int handle) {
-  return flock(handle, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
-}
-
 int open_for_writing(const std::string& path) {
-  for (;;) {
-    const int handle = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-    if (handle < 0) throw open_error(path, "CreateFile", errno);
-    const bool locked = lock_for_writing(handle);
-    if (locked && !is_file_at(handle, path)) {
-      close(handle);  // the writer before us has renamed it since we opened it
-      continue;
-    }
-    // Emptied only now that it is ours. A new file is left as it is: ext4 writes a file that was emptied to the disk as
-    // soon as it is closed, and then a saved frame takes several times as long. A pipe or a device has nothing to empty
-    // and says EINVAL.
-    struct stat status;
-    const bool empty = fstat(handle, &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
-    if (!locked || (!empty && ftruncate(handle, 0) != 0 && errno != EINVAL)) {
-      const int reason = locked ? errno : EWOULDBLOCK;
-      close(handle);
-      throw open_error(path, "CreateFile", reason);
-    }
-    return handle;
+  const int handle = open_to_write(path, path, "CreateFile");
+  if (!empty_file(handle)) {
+    const int reason = errno;
+    close(handle);
+    throw open_error(path, "CreateFile", reason);
   }
+  return handle;
 }
 
 // Repeats `part(buffer, count, done)`, a read of the system that goes on behind `done` bytes, until all came or the
@@ -84,14 +46,7 @@ int read_in_parts(const std::string& path, void* buffer, int count, const Part& 
 
 }  // namespace
 
-file::file(const std::string& path, const char* mode)
-    : stream_(std::fopen(path.c_str(), (std::string(mode) + "e").c_str())), path_(path) {
-  if (!stream_) throw open_error(path, errno);
-  if (is_folder(fileno(stream_))) {
-    std::fclose(stream_);
-    throw open_error(path, EISDIR);
-  }
-}
+file::file(const std::string& path, const char* mode) : stream_(open_stream(path, mode)), path_(path) {}
 
 file::~file() {
   std::fclose(stream_);

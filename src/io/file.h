@@ -12,7 +12,8 @@ namespace io {
 // A C stream. Failures carry the text of the errno.
 class file : public binary_reader, public binary_writer {
  public:
-  // `mode` as for fopen, such as "rb" and "wb". Throws io::open_error, also for a folder.
+  // `mode` is "rb" or "wb". Throws io::open_error, also for a folder, a pipe that is to be read, and a file that
+  // another program is writing.
   file(const std::string& path, const char* mode);
   ~file() override;
   file(const file&) = delete;

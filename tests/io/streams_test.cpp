@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -7,6 +8,8 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <filesystem>
+#include <set>
 
 #include "io/buffered.h"
 #include "io/file.h"
@@ -306,13 +309,18 @@ TEST(part_file, appears_whole_or_not_at_all) {
     support::write_file(part.path(), "half");
   }
   EXPECT_EQ(support::read_file(target), "old");
-  EXPECT_EQ(support::read_file(target + ".part"), "half");
-  io::part_file part(target);
-  support::write_file(part.path(), "new");
-  part.commit();
+  EXPECT_FALSE(std::filesystem::exists(target + ".part")) << "what failed leaves nothing behind";
+  // What a killed program left is taken over.
+  support::write_file(target + ".part", "of another");
+  {
+    io::part_file part(target);
+    EXPECT_EQ(failure([&] { io::part_file second(target); }),
+              "io::open_error|" + target + "|" + std::strerror(EWOULDBLOCK));
+    support::write_file(part.path(), "new");
+    part.commit();
+  }
   EXPECT_EQ(support::read_file(target), "new");
-  EXPECT_NE(access((target + ".part").c_str(), F_OK), 0);
-  EXPECT_EQ(failure([&] { part.commit(); }), "io::write_error|" + target + "|" + std::strerror(ENOENT));
+  EXPECT_FALSE(std::filesystem::exists(target + ".part"));
 
   // A link stays a link, and permissions stay.
   std::filesystem::create_directory(folder / "real");
@@ -323,6 +331,8 @@ TEST(part_file, appears_whole_or_not_at_all) {
   EXPECT_EQ(linked.path(), folder / "real/out_v2.tga.part");
   support::write_file(linked.path(), "newer");
   linked.commit();
+  EXPECT_EQ(failure([&] { linked.commit(); }),
+            "io::write_error|" + linked.path().substr(0, linked.path().size() - 5) + "|" + std::strerror(ENOENT));
   EXPECT_TRUE(std::filesystem::is_symlink(target));
   EXPECT_EQ(support::read_file(folder / "real/out_v2.tga"), "newer");
   EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(target).permissions()), 0664u);
@@ -335,12 +345,45 @@ TEST(part_file, appears_whole_or_not_at_all) {
   }
   const std::string pipe = folder / "pipe";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0666), 0);
-  io::part_file direct(pipe);
-  EXPECT_EQ(direct.path(), pipe);
-  direct.commit();
-  std::filesystem::create_symlink("pipe", folder / "link");
-  EXPECT_FALSE(io::part_file(folder / "link").is_apart());
+  EXPECT_EQ(failure([&] { io::part_file x(pipe); }), "io::open_error|" + pipe + "|" + std::strerror(ENXIO));
+  const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+  {
+    io::part_file direct(pipe);
+    EXPECT_EQ(direct.path(), pipe);
+    direct.commit();
+    std::filesystem::create_symlink("pipe", folder / "link");
+    EXPECT_FALSE(io::part_file(folder / "link").is_apart());
+  }
+  close(reader);
   EXPECT_TRUE(std::filesystem::is_fifo(pipe));
+
+  // Links that lead nowhere are told and stay.
+  std::filesystem::create_symlink("nothing", folder / "dangling");
+  std::filesystem::create_symlink("loop", folder / "loop");
+  EXPECT_EQ(failure([&] { io::part_file x(folder / "dangling"); }),
+            "io::open_error|" + (folder / "dangling") + "|" + std::strerror(ENOENT));
+  EXPECT_EQ(failure([&] { io::part_file x(folder / "loop"); }),
+            "io::open_error|" + (folder / "loop") + "|" + std::strerror(ELOOP));
+}
+
+TEST(part_file, names_of_every_length) {
+  support::temp_folder folder;
+  for (const std::string& letter : {std::string("x"), std::string("\xC3\xA9")}) {
+    std::set<std::string> parts;
+    for (const std::size_t length : {250u, 251u, 252u, 254u, 255u}) {
+      std::string name;
+      while (name.size() + letter.size() <= length) name += letter;
+      name.resize(length, '.');
+      io::part_file part(folder / name);
+      EXPECT_TRUE(parts.insert(part.path()).second);
+      EXPECT_LE(std::filesystem::path(part.path()).filename().string().size(), 255u);
+      support::write_file(part.path(), "whole");
+      part.commit();
+      EXPECT_EQ(support::read_file(folder / name), "whole") << length;
+    }
+  }
+  const std::string longer = folder / std::string(256, 'x');
+  EXPECT_EQ(failure([&] { io::part_file x(longer); }), "io::open_error|" + longer + "|" + std::strerror(ENAMETOOLONG));
 }
 
 }  // namespace

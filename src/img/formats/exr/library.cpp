@@ -8,6 +8,8 @@
 #include <mutex>
 #include <thread>
 
+#include "io/opening.h"
+
 namespace img {
 
 void start_exr_threads() {
@@ -38,9 +40,7 @@ void exr_input_stream::seekg(std::uint64_t place) {
 }
 
 exr_output_stream::exr_output_stream(const std::string& path)
-    : OStream(path.c_str()), file_(std::fopen(path.c_str(), "wbe")) {
-  if (file_ == nullptr) throw io::open_error(path, errno);
-}
+    : OStream(path.c_str()), file_(io::open_stream(path, "wb")) {}
 
 exr_output_stream::~exr_output_stream() {
   if (file_ != nullptr) std::fclose(file_);
