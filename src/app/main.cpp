@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "app/application.h"
+#include "platform/memory.h"
 
 namespace {
 
@@ -20,6 +21,7 @@ void open_standard_streams() {
 
 int main(int argc, char** argv) {
   open_standard_streams();
+  platform::respect_address_space_limit();
   // A file that outgrows the user's limit is an error line, as a full disk is, and who stops reading what is printed
   // ends neither a save nor a window.
   for (const int signal : {SIGXFSZ, SIGPIPE}) std::signal(signal, SIG_IGN);

@@ -221,7 +221,7 @@ void window_run::draw_and_present(tick_times& times) {
     }
     auto start = steady::now();
     render::frame_times frame;
-    const img::image_ptr picture = render::pooled_image();
+    const img::image_ptr picture = render::empty_image();
     owe(interface_->draw(*picture, size, parts_.clock.shown_time(), &frame));
     times.fetch = frame.fetch;
     times.composite = frame.composite;

@@ -125,6 +125,7 @@ std::vector<list_item> recent_notes::items(const ksn::state& composition, const 
   std::string folder;
   std::vector<list_item> entries;
   if (!folder_(false, folder)) return entries;
+  if (kind == std::string_view(ksn::unsaved_items)) ksn::clear_dead_unsaved(folder);
   ksn::recent_lists lists = ksn::read_recent(folder);
   for (const ksn::recent_item& item : lists[kind]) {
     const std::string number = std::to_string(entries.size() + 1);

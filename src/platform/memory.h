@@ -1,6 +1,8 @@
 // How full the machine's memory is.
 #pragma once
 
+#include <cstdint>
+
 namespace platform {
 
 struct memory_status {
@@ -9,6 +11,14 @@ struct memory_status {
   int address_space_load = 0;  // percent of the process's address-space limit in use; 0 without a limit
 };
 memory_status query_memory();
+
+// Bytes that this process can still take before the machine, its control group or its address-space limit is full.
+// Pages of cached files and free swap space count as free.
+std::uint64_t available_memory();
+
+// Call it before the first thread starts: where the address space is limited, threads share heaps, of which each sets
+// 64 MB aside.
+void respect_address_space_limit();
 
 // Gives free heap memory back to the system.
 void release_free_memory();

@@ -77,6 +77,10 @@ img::image_ptr pooled_image() {
   return shared(pool().take({}, 0, 0));
 }
 
+img::image_ptr empty_image() {
+  return shared(std::make_unique<img::image>());
+}
+
 void release_pooled_images() {
   std::vector<std::unique_ptr<img::image>> freed;
   const std::lock_guard guard(pool().lock);

@@ -16,6 +16,10 @@ img::image_ptr pooled_image(std::string_view letters, int width, int height);
 // A picture of no particular form, for a conversion that sets it. It goes back to the pool as what it became.
 img::image_ptr pooled_image();
 
+// An empty picture, whose planes go to the pool with its last reference. For what renders by swapping: nothing waits in
+// it meanwhile.
+img::image_ptr empty_image();
+
 // Frees what waits in the pool.
 void release_pooled_images();
 

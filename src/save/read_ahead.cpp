@@ -1,17 +1,9 @@
 #include "save/read_ahead.h"
 
 #include "render/pipeline.h"
+#include "save/memory.h"
 
 namespace save {
-namespace {
-
-std::size_t bytes_of(const img::image& image) {
-  std::size_t bytes = 0;
-  for (const img::plane& plane : image.data) bytes += plane.size();
-  return bytes;
-}
-
-}  // namespace
 
 bool wanted_of(const ksn::track_info& track, double time, bool native, wanted_frame& wanted) {
   if (!track.source.is_decoded() || track.source.is_clip() || track.source.disable_cache) return false;

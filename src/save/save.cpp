@@ -8,6 +8,8 @@
 #include "lib/paths.h"
 #include "render/failures.h"
 #include "render/image_pool.h"
+#include "save/memory.h"
+#include "save/own_sources.h"
 #include "save/picture_file.h"
 #include "save/screen.h"
 #include "save/sequence.h"
@@ -71,6 +73,8 @@ class layer_source {
     return {image, nullptr, {}};
   }
 
+  std::size_t bytes() const { return layer_bytes(context_.composition.track_at(index_)); }
+
   std::vector<wanted_frame> sources(double time) const {
     std::vector<wanted_frame> list;
     wanted_frame wanted;
@@ -94,7 +98,7 @@ class layer_source {
 };
 
 picture composite_at(context& context, const render::frame_view& view, double time) {
-  const img::image_ptr image = render::pooled_image();
+  const img::image_ptr image = render::empty_image();
   render::render_frame(context.pipeline, context.composition, *image, view, time);
   std::string failure = text_of(render::failed_layers(context.pipeline, context.composition, time));
   if (!failure.empty() && !context.incomplete) return {nullptr, nullptr, std::move(failure)};
@@ -132,7 +136,13 @@ bool guarded(context& context, const target& target, const Work& work) {
   return false;
 }
 
-bool save_one(context& context, const target& target, const picture& picture) {
+template <class Make>
+bool save_one(context& context, const target& target, std::size_t bytes, const Make& make) {
+  if (!find_memory(context.pipeline.frame_cache(), bytes)) {
+    context.report_error(command::about(target.path, too_large_text(bytes)));
+    return false;
+  }
+  const picture picture = make();
   if (!picture) {
     context.report_error(missing_frame_line(context.composition, target.path, picture));
     return false;
@@ -144,6 +154,11 @@ bool save_one(context& context, const target& target, const picture& picture) {
   }
   if (context.after_save) context.after_save(target.path);
   return true;
+}
+
+bool save_composite(context& context, const target& target, const render::frame_view& view) {
+  return save_one(context, target, composite_bytes(context.composition, view),
+                  [&] { return composite_at(context, view, context.time); });
 }
 
 bool has_layer(context& context, const char* command, const std::string& path) {
@@ -158,8 +173,8 @@ bool save_frame_as(context& context, const std::string& path) {
   target target;
   if (!has_layer(context, "save_frame_as", path) || !open_target(context, path, target)) return false;
   return guarded(context, target, [&] {
-    layer_source layer(context, context.composition.doc.selected_index(), target);
-    return save_one(context, target, layer.make(context.time));
+    layer_source layer(context, context.composition.selected_index(), target);
+    return save_one(context, target, layer.bytes(), [&] { return layer.make(context.time); });
   });
 }
 
@@ -169,16 +184,15 @@ bool save_layer_as(context& context, const std::string& path) {
   return guarded(context, target, [&] {
     layer_source layer(context, context.composition.doc.selected_index(), target);
     return save_walk(context, target,
-                     {[&](int frame) { return layer.make(frame); }, [&](int frame) { return layer.sources(frame); }});
+                     {[&](int frame) { return layer.make(frame); }, [&](int frame) { return layer.sources(frame); },
+                      layers_of_layer(context.composition, context.composition.selected_index()), layer.bytes()});
   });
 }
 
 bool save_mask_as_image(context& context, const std::string& path) {
   target target;
   if (!open_target(context, path, target)) return false;
-  return guarded(context, target, [&] {
-    return save_one(context, target, composite_at(context, mask_view(context.composition), context.time));
-  });
+  return guarded(context, target, [&] { return save_composite(context, target, mask_view(context.composition)); });
 }
 
 bool save_mask_as_sequence(context& context, const std::string& path) {
@@ -187,7 +201,9 @@ bool save_mask_as_sequence(context& context, const std::string& path) {
   return guarded(context, target, [&] {
     return save_walk(context, target,
                      {[&](int frame) { return composite_at(context, mask_view(context.composition), frame); },
-                      [&](int frame) { return sources_of_composite(context.composition, frame); }});
+                      [&](int frame) { return sources_of_composite(context.composition, frame); },
+                      layers_of_composite(context.composition),
+                      composite_bytes(context.composition, mask_view(context.composition))});
   });
 }
 
@@ -195,8 +211,7 @@ bool save_screen_as(context& context, const std::string& path, int client_width,
   target target;
   if (!open_target(context, path, target)) return false;
   return guarded(context, target, [&] {
-    const render::frame_view view = screen_view(context.composition, client_width, client_height);
-    return save_one(context, target, composite_at(context, view, context.time));
+    return save_composite(context, target, screen_view(context.composition, client_width, client_height));
   });
 }
 

@@ -8,15 +8,20 @@
 #include "command/messages.h"
 #include "img/plane.h"
 #include "lib/parallel.h"
+#include "platform/memory.h"
 #include "render/image_pool.h"
+#include "save/memory.h"
+#include "save/own_sources.h"
 #include "save/workers.h"
 #include "save/write_behind.h"
 
 namespace save {
 namespace {
 
-// Pictures that may be held for frames to come. The frame at hand and the next one are read whatever they take.
+// Pictures that may be held for frames to come.
 constexpr std::size_t most_bytes_ahead = std::size_t{512} << 20;
+// The part of the free memory that pictures under way may take, and as much again for those that are read ahead.
+constexpr std::size_t part_under_way = 4;
 
 using seconds = std::chrono::duration<double>;
 
@@ -36,6 +41,8 @@ class sequence_save {
         walk_(walk),
         first_(context.composition.doc.tm_f),
         end_(context.composition.doc.tm_l),
+        picture_bytes_(walk.frame_bytes),
+        budget_(platform::available_memory() / part_under_way),
         ahead_(context.pipeline.frame_cache()),
         workers_(lib::thread_count()) {}
 
@@ -60,12 +67,14 @@ class sequence_save {
       read_ahead_of(frame);
       const stopwatch waiting;
       collect(most_pending() - 1);
+      while (writes_.pending() > 0 && !find_memory(cache(), walk_.frame_bytes)) collect(writes_.pending() - 1);
       // Lines of this frame must not come before those of frames that are still being written.
       if (!wait_for_sources(frame)) collect(0);
       if (failed_) break;
       save::picture picture = make(frame, waiting.read());
       ahead_.release(frame);
       if (picture) {
+        picture_bytes_ = std::max(walk_.frame_bytes, bytes_of(picture));
         writes_.add(std::move(picture), name_of(frame), *target_.format, context_.options, workers_);
       } else {
         collect(0);
@@ -78,13 +87,20 @@ class sequence_save {
     return numbered_name(target_.path, frame + context_.composition.doc.frame_base);
   }
   bool is_cancelled() const { return context_.cancelled && context_.cancelled(); }
-  static int most_pending() { return lib::thread_count(); }  // pictures, one for each worker
+  cache::frame_cache& cache() const { return context_.pipeline.frame_cache(); }
 
-  // The frame at hand and the next are read in any case, further ones when memory allows.
+  // Pictures that are written at once: one for each worker, where they and what their writing takes fit.
+  int most_pending() const {
+    const std::uint64_t fitting = budget_ / std::max<std::uint64_t>(2 * picture_bytes_, 1);
+    return static_cast<int>(std::clamp<std::uint64_t>(fitting, 1, static_cast<std::uint64_t>(lib::thread_count())));
+  }
+
+  // The frame at hand is read in any case, further ones when memory allows.
   void read_ahead_of(int frame) {
     const int end = std::min(end_, frame + 1 + frames_ahead_);
     for (; next_read_ < end; ++next_read_) {
-      if (next_read_ > frame + 1 && ahead_.bytes() > most_bytes_ahead) return;
+      const std::uint64_t most = std::min<std::uint64_t>(budget_, most_bytes_ahead);
+      if (next_read_ > frame && ahead_.bytes() + picture_bytes_ > most) return;
       ahead_.want(next_read_, walk_.sources(next_read_), workers_);
     }
   }
@@ -160,7 +176,9 @@ class sequence_save {
   const target& target_;
   const walk& walk_;
   int first_;
-  int end_;  // not part of it
+  int end_;                    // not part of it
+  std::size_t picture_bytes_;  // of the last picture, the expected ones before the first
+  std::uint64_t budget_;
   int next_read_ = first_;
   int frames_ahead_ = 1;  // behind the frame at hand
   int written_ = 0;
@@ -182,7 +200,26 @@ std::string missing_frame_line(const ksn::state& composition, const std::string&
   return missing.failure.empty() ? command::about(path, text) : command::about(path, text, missing.failure);
 }
 
+namespace {
+
+// Why a walk can't begin: its error line, or nothing.
+std::string obstacle(context& context, const target& target, const walk& walk) {
+  if (!find_memory(context.pipeline.frame_cache(), walk.frame_bytes)) {
+    return command::about(target.path, too_large_text(walk.frame_bytes));
+  }
+  const ksn::state& composition = context.composition;
+  const std::string own = overwritten_source(
+      composition, walk.layers, [&](int frame) { return numbered_name(target.path, frame + composition.frame_base); });
+  return own.empty() ? own : command::about(own, "Not saved, because a later frame has yet to be read from it");
+}
+
+}  // namespace
+
 bool save_walk(context& context, const target& target, const walk& walk) {
+  if (const std::string line = obstacle(context, target, walk); !line.empty()) {
+    context.report_error(line);
+    return false;
+  }
   bool complete = false;
   bool any = false;
   std::exception_ptr failure;

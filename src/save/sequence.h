@@ -19,11 +19,17 @@ struct walk {
   std::function<picture(int frame)> make;
   // The source frames that it needs.
   std::function<std::vector<wanted_frame>(int frame)> sources;
+  // The layers that it takes pictures from.
+  std::vector<int> layers;
+  // What a frame takes at least while it is made.
+  std::size_t frame_bytes = 0;
 };
 
 // Writes one file for each frame of the work area. Lines come in the order of the frames. A frame without a picture is
 // reported and left out; the first file that can't be written ends the walk, as does the context's `cancelled`, which
-// keeps what is made so far; so does a failure of `make`, which comes through. Returns whether every frame was written.
+// keeps what is made so far; so does a failure of `make`, which comes through. As many pictures are under way as the
+// free memory holds, at least one. Nothing is begun, and one line says why, when not even one fits, and when a file
+// that is to be read later would be written over. Returns whether every frame was written.
 bool save_walk(context& context, const target& target, const walk& walk);
 
 }  // namespace save

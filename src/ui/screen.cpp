@@ -29,7 +29,7 @@ void draw_screen(render::pipeline& pipeline, const ksn::state& composition, doub
     view.room_below = strip;
     render::render_frame(pipeline, composition, target, view, time, times);
   } else {
-    const img::image_ptr preview = render::pooled_image();
+    const img::image_ptr preview = render::empty_image();
     render::render_frame(pipeline, composition, *preview, view, time, times);
     const img::image_ptr whole = render::pooled_image("BGRAZ", view.width, client_height);
     for (int plane = 0; plane < 3; ++plane) std::memcpy(whole->row(plane, 0), preview->row(plane, 0), above);

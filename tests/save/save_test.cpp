@@ -330,11 +330,54 @@ TEST_F(studio, memory_that_runs_out_keeps_what_is_made) {
   };
   const save::target target{out("c.tga"), img::find_format("c.tga")};
   lines.clear();
-  EXPECT_FALSE(save::save_walk(context, target, {make, [](int) { return std::vector<save::wanted_frame>(); }}));
+  EXPECT_FALSE(save::save_walk(context, target, {make, [](int) { return std::vector<save::wanted_frame>(); }, {}, 0}));
   EXPECT_EQ(lines, text_list{"\"" + out("c_0002.tga") + "\": The frame is missing: Out of memory"});
   EXPECT_EQ(files_of(folder / "out"), (text_list{"c_0000.tga", "c_0001.tga", "c_0003.tga"}));
   EXPECT_EQ(level_of(out("c_0001.tga")), 1);
   EXPECT_EQ(saved, text_list{out("c.tga")});
+}
+
+TEST_F(studio, a_frame_that_is_to_be_read_is_not_written_over) {
+  const auto name = [this](const char* stem, int number) {
+    return folder / (stem + std::string(".000") + std::to_string(number) + ".tga");
+  };
+  std::filesystem::create_directory(folder / "by");
+  for (int i = 0; i < 6; ++i) std::filesystem::create_symlink(name("a", i), name("by/link", i));
+  const auto refused = [](const std::string& path) {
+    return text_list{"\"" + path + "\": Not saved, because a later frame has yet to be read from it"};
+  };
+  const struct {
+    int first_number;
+    const char* option;
+    std::string path;
+    text_list lines;
+    std::vector<int> levels;  // afterwards, of numbers 0 to 4
+  } rows[] = {
+      {0, "--frame_base=1", folder / "a.####.tga", refused(name("a", 1)), {10, 20, 30, 40, -1}},
+      {0, "--frame_base=1", folder / "by/link.####.tga", refused(name("by/link", 1)), {10, 20, 30, 40, -1}},
+      {0, "--frame_base=0", folder / "a.####.tga", {}, {10, 20, 30, 40, -1}},
+      {1, "--frame_base=0", folder / "a.####.tga", {}, {10, 20, 30, 40, 40}},
+  };
+  for (const auto& r : rows) {
+    for (const std::string save : {"--save_layer_as=", "--save_mask_as_sequence="}) {
+      for (int i = 0; i < 6; ++i) std::filesystem::remove(name("a", i));
+      for (int i = 0; i < 4; ++i) {
+        const int level = 10 * (i + 1);
+        img::save(support::picture("BGR", 16, 8, {level, level, level}), name("a", r.first_number + i), nullptr, {});
+      }
+      frames.clear();
+      pipeline.forget_all();
+      EXPECT_EQ(run({"--layer_delete_all", folder / "a.####.tga", "--mask_size=16,8", r.option, save + r.path}),
+                r.lines);
+      std::vector<int> levels;
+      for (int i = 0; i < 5; ++i) levels.push_back(level_of(name("a", i)));
+      EXPECT_EQ(levels, r.levels) << r.option << " " << save << r.path;
+    }
+  }
+  // A still that every frame shows.
+  EXPECT_EQ(run({"--layer_delete_all", name("a", 1), "--still_image", "--length=3", "--timeline=3", "--wa_end=3",
+                 "--frame_base=1", "--save_mask_as_sequence=" + (folder / "a.####.tga")}),
+            refused(name("a", 1)));
 }
 
 TEST(workers, without_threads_a_task_runs_at_once) {

@@ -81,40 +81,86 @@ void memory_readings::add_groups(const std::string& mount, std::string group, bo
   }
 }
 
+memory_readings::room memory_readings::machine() const {
+  char buffer[system_file::most_bytes];
+  const std::string_view lines = machine_.read(buffer);
+  // Kernels before 3.14 have no MemAvailable.
+  const std::uint64_t free = number_of(lines, "MemFree:", 0) + number_of(lines, "Cached:", 0);
+  return {number_of(lines, "MemTotal:", 0) * 1024, number_of(lines, "MemAvailable:", free) * 1024};
+}
+
+memory_readings::room memory_readings::of(const control_group& group) const {
+  char buffer[system_file::most_bytes];
+  const std::uint64_t limit = number_at(group.limit.read(buffer), UINT64_MAX);
+  const std::uint64_t usage = number_at(group.usage.read(buffer), 0);
+  // Cached file pages are given back on demand and count as free, as MemAvailable counts them.
+  const std::string_view details = group.details.read(buffer);
+  const std::uint64_t cached = number_of(details, group.inactive_key, 0) + number_of(details, group.active_key, 0);
+  return {limit, limit - std::min(limit, usage - std::min(usage, cached))};
+}
+
+memory_readings::room memory_readings::address_space(std::uint64_t limit) const {
+  char buffer[system_file::most_bytes];
+  const std::uint64_t pages = number_at(process_.read(buffer), 0);
+  return {limit, limit - std::min(limit, pages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE)))};
+}
+
 memory_status memory_readings::read(std::uint64_t address_space_limit) const {
   memory_status status;
-  char buffer[system_file::most_bytes];
-  const std::string_view machine = machine_.read(buffer);
-  const std::uint64_t total = number_of(machine, "MemTotal:", 0) * 1024;
-  // Kernels before 3.14 have no MemAvailable.
-  const std::uint64_t free = number_of(machine, "MemFree:", 0) + number_of(machine, "Cached:", 0);
-  status.physical_load = load_percent(number_of(machine, "MemAvailable:", free) * 1024, total);
-
+  const room all = machine();
+  status.physical_load = load_percent(all.free, all.size);
   for (const control_group& group : groups_) {
-    const std::uint64_t limit = number_at(group.limit.read(buffer), UINT64_MAX);
-    if (total != 0 && limit >= total) continue;
-    const std::uint64_t usage = number_at(group.usage.read(buffer), 0);
-    // Cached file pages are given back on demand and count as free, as MemAvailable counts them.
-    const std::string_view details = group.details.read(buffer);
-    const std::uint64_t cached = number_of(details, group.inactive_key, 0) + number_of(details, group.active_key, 0);
-    const std::uint64_t used = usage - std::min(usage, cached);
-    status.physical_load = std::max(status.physical_load, load_percent(limit - std::min(limit, used), limit));
+    const room part = of(group);
+    if (all.size != 0 && part.size >= all.size) continue;
+    status.physical_load = std::max(status.physical_load, load_percent(part.free, part.size));
   }
-
   if (address_space_limit) {
-    const std::uint64_t pages = number_at(process_.read(buffer), 0);
-    const std::uint64_t used = std::min(address_space_limit, pages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE)));
-    status.address_space_load = load_percent(address_space_limit - used, address_space_limit);
+    const room addresses = address_space(address_space_limit);
+    status.address_space_load = load_percent(addresses.free, addresses.size);
   }
   return status;
 }
 
-memory_status query_memory() {
-  // Never destroyed: threads may still ask while the process ends.
-  static const memory_readings& readings = *new memory_readings("");
+std::uint64_t memory_readings::available(std::uint64_t address_space_limit) const {
+  char buffer[system_file::most_bytes];
+  const std::uint64_t swap = number_of(machine_.read(buffer), "SwapFree:", 0) * 1024;
+  const room all = machine();
+  // What tells nothing limits nothing.
+  std::uint64_t bytes = all.size == 0 ? UINT64_MAX : all.free + swap;
+  for (const control_group& group : groups_) bytes = std::min(bytes, of(group).free);
+  if (address_space_limit) bytes = std::min(bytes, address_space(address_space_limit).free);
+  return bytes;
+}
+
+namespace {
+
+// Never destroyed: threads may still ask while the process ends.
+const memory_readings& readings() {
+  static const memory_readings& all = *new memory_readings("");
+  return all;
+}
+
+// In bytes, 0 for none.
+std::uint64_t address_space_limit() {
   rlimit limit;
   const bool limited = getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
-  return readings.read(limited ? static_cast<std::uint64_t>(limit.rlim_cur) : 0);
+  return limited ? static_cast<std::uint64_t>(limit.rlim_cur) : 0;
+}
+
+}  // namespace
+
+memory_status query_memory() {
+  return readings().read(address_space_limit());
+}
+
+std::uint64_t available_memory() {
+  return readings().available(address_space_limit());
+}
+
+void respect_address_space_limit() {
+#if defined(__GLIBC__)
+  if (address_space_limit()) mallopt(M_ARENA_MAX, 1);
+#endif
 }
 
 void release_free_memory() {

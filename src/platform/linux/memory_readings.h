@@ -38,6 +38,8 @@ class memory_readings {
   explicit memory_readings(const std::string& root);
   // `address_space_limit` is in bytes, 0 for none.
   memory_status read(std::uint64_t address_space_limit) const;
+  // Bytes that are free within all limits.
+  std::uint64_t available(std::uint64_t address_space_limit) const;
 
  private:
   struct control_group {
@@ -47,7 +49,15 @@ class memory_readings {
     const char* inactive_key;
     const char* active_key;
   };
+  // Something of a limited size, and what is free of it.
+  struct room {
+    std::uint64_t size = 0;
+    std::uint64_t free = 0;
+  };
   void add_groups(const std::string& mount, std::string group, bool version_2);
+  room machine() const;
+  room of(const control_group& group) const;
+  room address_space(std::uint64_t limit) const;
 
   system_file machine_;
   system_file process_;
