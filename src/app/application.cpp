@@ -46,7 +46,7 @@ constexpr const char* short_usage =
     "To see what it does without a window, from the project's folder:\n"
     "  ./run examples/first_look.ksncmd\n"
     "To put one sequence over another and save the result:\n"
-    "  kestrin back.####.tga front.####.tga --alpha=normal --save_mask_as_sequence=out.####.tga --exit\n"
+    "  kestrin back.####.tga front.####.tga --alpha=normal --save_mask_as_sequence=out.####.tga --exit=status\n"
     "kestrin --help lists every option.\n";
 
 render::pipeline_options reporting(command::engine& engine, text::fonts& fonts, bool use_cache) {

@@ -226,7 +226,7 @@ bool window_run::save_window_as(const std::string& path) {
   }
   load_keys();
   try {
-    const img::image_ptr picture = render::pooled_image();
+    const img::image_ptr picture = render::empty_image();
     interface_->draw(*picture, interface_size(), parts_.clock.shown_time(), nullptr);
     // A window is opaque.
     const img::image_ptr opaque = render::pooled_image("BGR", picture->width, picture->height);

@@ -41,7 +41,8 @@ bool set_lookup(engine& engine, state& composition, img::correction& tf, const s
     return true;
   }
   const std::string path = lib::full_path(value);
-  if (platform::file_exists(path)) {
+  // A link to nothing is read too, so that the line says what is wrong.
+  if (platform::is_link(path) || platform::file_exists(path)) {
     if (!read_table(engine, composition, path)) return true;
   } else if (!composition.doc.lookup_table_map.contains(value)) {
     std::string folder;

@@ -110,7 +110,9 @@ const layer_field* engine::find_layer_field(std::string_view name) const {
 }
 
 void engine::report(const std::string& line) {
-  if (command_depth > 0) write_error(line);
+  if (command_depth == 0) return;
+  ++reported;
+  write_error(line);
 }
 
 void engine::command_pass(const std::vector<std::string>& args) {

@@ -83,7 +83,12 @@ std::string help_text(const engine& engine) {
       "\n"
       "With --attach among them all arguments go to the Kestrin that runs on this display, if one does, and its "
       "window\n"
-      "comes to the front; with --attach_nf it stays where it is.\n";
+      "comes to the front; with --attach_nf it stays where it is. --attach=status returns 1 when the line failed "
+      "there.\n"
+      "\n"
+      "End a line for a farm in --exit=status: it returns 1 if any error line was written, and plain --exit 0 "
+      "whatever\n"
+      "happened.\n";
   std::string_view group;
   for (const entry& entry : actions_of(engine)) {
     if (entry.group != group) text += "\n" + std::string(entry.group) + "\n";

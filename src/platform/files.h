@@ -11,6 +11,8 @@ int modification_time(const std::string& path);
 bool is_folder(const std::string& path);
 // Anything at all by that name, a folder too.
 bool file_exists(const std::string& path);
+// A symbolic link, whatever it points to.
+bool is_link(const std::string& path);
 // Size in bytes, -1 when the file can't be examined.
 std::int64_t file_size(const std::string& path);
 

@@ -36,18 +36,18 @@ std::size_t bytes_of(const picture& picture) {
 }
 
 std::size_t composite_bytes(const ksn::state& composition, const render::frame_view& view) {
-  const std::size_t eyes = composition.target_view == ksn::target_view_type::both ? 2 : 1;
+  const std::size_t eyes = composition.view.stereo_view == ksn::target_view_type::both ? 2 : 1;
   std::size_t largest = 0;
   const std::vector<bool> taking_part = render::layers_taking_part(composition);
   for (std::size_t i = 0; i < taking_part.size(); ++i) {
-    if (taking_part[i]) largest = std::max(largest, layer_bytes(composition.tracks[i]));
+    if (taking_part[i]) largest = std::max(largest, layer_bytes(composition.doc.tracks[i]));
   }
   return img::plane_bytes(8, view.width, view.height) * composite_planes * eyes + largest;
 }
 
 std::size_t layer_bytes(const ksn::track_info& track) {
-  if (track.width <= 0 || track.height <= 0) return 0;
-  return img::plane_bytes(8, track.width, track.height) * 3;
+  if (track.source.width <= 0 || track.source.height <= 0) return 0;
+  return img::plane_bytes(8, track.source.width, track.source.height) * 3;
 }
 
 bool find_memory(cache::frame_cache& cache, std::size_t bytes) {

@@ -34,7 +34,7 @@ std::vector<int> layers_of_composite(const ksn::state& composition) {
 
 std::vector<int> layers_of_layer(const ksn::state& composition, int index) {
   std::vector<int> layers{index};
-  const int source = composition.index_of_id(composition.track_at(index).alpha_source_id);
+  const int source = composition.doc.index_of_id(composition.doc.track_at(index).look.alpha_source_id);
   if (source >= 0 && source != index) layers.push_back(source);
   return layers;
 }
@@ -42,26 +42,27 @@ std::vector<int> layers_of_layer(const ksn::state& composition, int index) {
 std::string overwritten_source(const ksn::state& composition, const std::vector<int>& layers,
                                const std::function<std::string(int frame)>& name_of) {
   std::map<identity, int> outputs;  // that exist, by the frame that writes them
-  for (int frame = composition.tm_f; frame < composition.tm_l; ++frame) {
+  for (int frame = composition.doc.tm_f; frame < composition.doc.tm_l; ++frame) {
     identity id;
     if (identify(name_of(frame), id)) outputs.emplace(id, frame);
   }
   if (outputs.empty()) return {};
-  int first = composition.tm_l;
+  int first = composition.doc.tm_l;
   std::unordered_map<std::string, int> writers;  // of a source: the frame that writes over it
-  for (int frame = composition.tm_f; frame < composition.tm_l; ++frame) {
+  for (int frame = composition.doc.tm_f; frame < composition.doc.tm_l; ++frame) {
     for (const int index : layers) {
-      const ksn::track_info& track = composition.track_at(index);
+      const ksn::track_info& track = composition.doc.track_at(index);
       const double position = track.source_position(frame);
-      if (!track.is_decoded() || track.is_clip() || position < 0.0) continue;
-      const auto [entry, fresh] = writers.emplace(track.frame_path(static_cast<int>(position)), composition.tm_l);
+      if (!track.source.is_decoded() || track.source.is_clip() || position < 0.0) continue;
+      const auto [entry, fresh] =
+          writers.emplace(track.source.frame_path(static_cast<int>(position)), composition.doc.tm_l);
       if (identity id; fresh && identify(entry->first, id)) {
         if (const auto output = outputs.find(id); output != outputs.end()) entry->second = output->second;
       }
       if (entry->second < frame) first = std::min(first, entry->second);
     }
   }
-  return first < composition.tm_l ? name_of(first) : std::string();
+  return first < composition.doc.tm_l ? name_of(first) : std::string();
 }
 
 }  // namespace save

@@ -73,7 +73,7 @@ class layer_source {
     return {image, nullptr, {}};
   }
 
-  std::size_t bytes() const { return layer_bytes(context_.composition.track_at(index_)); }
+  std::size_t bytes() const { return layer_bytes(context_.composition.doc.track_at(index_)); }
 
   std::vector<wanted_frame> sources(double time) const {
     std::vector<wanted_frame> list;
@@ -173,7 +173,7 @@ bool save_frame_as(context& context, const std::string& path) {
   target target;
   if (!has_layer(context, "save_frame_as", path) || !open_target(context, path, target)) return false;
   return guarded(context, target, [&] {
-    layer_source layer(context, context.composition.selected_index(), target);
+    layer_source layer(context, context.composition.doc.selected_index(), target);
     return save_one(context, target, layer.bytes(), [&] { return layer.make(context.time); });
   });
 }
@@ -185,7 +185,7 @@ bool save_layer_as(context& context, const std::string& path) {
     layer_source layer(context, context.composition.doc.selected_index(), target);
     return save_walk(context, target,
                      {[&](int frame) { return layer.make(frame); }, [&](int frame) { return layer.sources(frame); },
-                      layers_of_layer(context.composition, context.composition.selected_index()), layer.bytes()});
+                      layers_of_layer(context.composition, context.composition.doc.selected_index()), layer.bytes()});
   });
 }
 

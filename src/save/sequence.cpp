@@ -208,8 +208,9 @@ std::string obstacle(context& context, const target& target, const walk& walk) {
     return command::about(target.path, too_large_text(walk.frame_bytes));
   }
   const ksn::state& composition = context.composition;
-  const std::string own = overwritten_source(
-      composition, walk.layers, [&](int frame) { return numbered_name(target.path, frame + composition.frame_base); });
+  const std::string own = overwritten_source(composition, walk.layers, [&](int frame) {
+    return numbered_name(target.path, frame + composition.doc.frame_base);
+  });
   return own.empty() ? own : command::about(own, "Not saved, because a later frame has yet to be read from it");
 }
 

@@ -24,6 +24,11 @@ bool file_exists(const std::string& path) {
   return stat(path.c_str(), &status) == 0;
 }
 
+bool is_link(const std::string& path) {
+  struct stat status;
+  return lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
 std::int64_t file_size(const std::string& path) {
   struct stat status;
   return stat(path.c_str(), &status) == 0 ? static_cast<std::int64_t>(status.st_size) : -1;
