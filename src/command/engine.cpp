@@ -111,7 +111,7 @@ const layer_field* engine::find_layer_field(std::string_view name) const {
 
 void engine::report(const std::string& line) {
   if (command_depth == 0) return;
-  ++reported;
+  ++lines_reported;
   write_error(line);
 }
 

@@ -96,7 +96,7 @@ class engine {
   // The option under execution as it was written, for error lines.
   const std::string& current_option() const { return current_option_; }
 
-  long long reported = 0;  // lines that report() has written
+  long long lines_reported = 0;  // lines that report() has written
   bool quit_requested = false;
   bool exit_requested = false;    // by the action `exit`, which closes the window too
   bool exit_with_status = false;  // the process is to return 1 if any error line was written

@@ -88,8 +88,9 @@ void register_save_actions(command::engine& engine, render::pipeline& pipeline, 
   engine.add({.group = command::action_group::save,
               .name = "save_options",
               .value_form = "LIST",
-              .value_help = "options of all saves after it: compression=uncompressed|rle|zip|b44a|lzw (none, packbits and "
-                            "deflate are other words for the first three), bits=8|16, quality=1..100, ignore_alpha=0|1",
+              .value_help =
+                  "options of all saves after it: compression=uncompressed|rle|zip|b44a|lzw (none, packbits and "
+                  "deflate are other words for the first three), bits=8|16, quality=1..100, ignore_alpha=0|1",
               .execute_value = [options](const std::string& value) { return parse_save_options(value, *options); }});
 }
 

@@ -271,7 +271,7 @@ TEST_F(studio, targets_that_can_not_be_written) {
       {"save_mask_as_image", "out/c.xyz", "out/c.xyz", "Invalid file type"},
       {"save_mask_as_image", "out/c", "out/c", "Invalid file type"},
       {"save_mask_as_sequence", "out/c.mov", "out/c.mov", "Not available"},
-      {"save_frame_as", "c.psd", "c.psd", "io::invalid_format: PSD files are not supported by this build"},
+      {"save_frame_as", "c.dds", "c.dds", "io::invalid_format: PSD files are not supported by this build"},
       {"save_mask_as_image", "out/folder.tga", "out/folder.tga", "Create error 21 (0x00000015): It is a folder"},
       {"save_mask_as_image", "out/c.tga", "out/c.tga", "Create error 21 (0x00000015): It is a folder"},
       {"save_mask_as_image", below_file, "file/sub", "Create error 20 (0x00000014): Not a directory"},
