@@ -77,6 +77,7 @@ platform::window_events window_run::events() {
 
 void window_run::on_key(int code) {
   redraw_ = true;
+  if (code == command::parse_key("escape")) parts_.loader.stop();
   if (!pan_button_) {
     keys_.run_key(code, parts_.engine);
   } else if (code == command::parse_key("escape")) {

@@ -222,6 +222,7 @@ constexpr action_name names[] = {
      "the tables of docs/commands.md; the key bindings in force, as in docs/keyboard.md"},
     {information, "version", "", "the version"},
     {information, "bench_decode", "", "how fast the selected layer's frames come, without the cache"},
+    {information, "bench_preload", "", "how fast the frames of the work area come into memory"},
     {information, "bench_composite", "", "how fast frames are composited"},
     {internal, "internal_copy_color", "", "colour under the pointer to the clipboard"},
     {internal, "internal.set_brush_color", "", "colour under the pointer to the brush"},

@@ -78,9 +78,10 @@ class studio : public ::testing::Test {
   support::temp_folder folder;
   ksn::state composition;
   cache::frame_cache frames;
+  cache::frame_scheduler reading{frames};
   command::engine engine{composition};
   text_list lines;
-  render::pipeline pipeline{frames, {true, [this](const std::string& line) { engine.report(line); }, {}}};
+  render::pipeline pipeline{frames, {true, [this](const std::string& line) { engine.report(line); }, {}, &reading}};
   std::vector<save::progress> shown;
   text_list saved;
   int cancel_after = -1;
@@ -331,20 +332,11 @@ TEST_F(studio, memory_that_runs_out_keeps_what_is_made) {
   };
   const save::target target{out("c.tga"), img::find_format("c.tga")};
   lines.clear();
-  EXPECT_FALSE(save::save_walk(context, target, {make, [](int) { return std::vector<save::wanted_frame>(); }}));
+  EXPECT_FALSE(save::save_walk(context, target, {make, [](int) { return std::vector<cache::frame_request>(); }}));
   EXPECT_EQ(lines, text_list{"\"" + out("c_0002.tga") + "\": The frame is missing: Out of memory"});
   EXPECT_EQ(files_of(folder / "out"), (text_list{"c_0000.tga", "c_0001.tga", "c_0003.tga"}));
   EXPECT_EQ(level_of(out("c_0001.tga")), 1);
   EXPECT_EQ(saved, text_list{out("c.tga")});
-}
-
-TEST(workers, without_threads_a_task_runs_at_once) {
-  save::workers none(0);
-  std::string order;
-  none.add_read([&] { order += 'r'; });
-  none.add_write([&] { order += 'w'; });
-  EXPECT_EQ(order, "rw");
-  EXPECT_FALSE(none.any_idle());
 }
 
 TEST_F(studio, floats_pass_through_where_both_ends_hold_them) {

@@ -1,0 +1,18 @@
+// What a thread can ask for and learn about itself.
+#pragma once
+
+namespace platform {
+
+// The calling thread gets the processor after the threads that did not ask for this, for as long as it lives.
+void step_back();
+
+// Seconds of the calling thread's life: by the clock, on a processor, and ready for one that others had. The rest it
+// waited, for a file or another thread.
+struct thread_times {
+  double wall = 0.0;
+  double running = 0.0;
+  double ready = 0.0;
+};
+thread_times read_thread_times();
+
+}  // namespace platform
