@@ -88,7 +88,9 @@ std::size_t read_ahead::bytes() {
 }
 
 void read_ahead::drop(const entry& entry) {
-  if (!entry.was_cached && entry.image) reading_.cache().drop(entry.image);
+  if (entry.was_cached || !entry.image) return;
+  reading_.settle(entry.request.key);
+  reading_.cache().drop(entry.image);
 }
 
 }  // namespace save

@@ -345,6 +345,11 @@ void frame_scheduler::perform(const read_ptr& read, bool on_one_thread) {
   if (wake_) wake_();
 }
 
+void frame_scheduler::settle(const frame_key& key) {
+  std::unique_lock guard(lock_);
+  done_.wait(guard, [&] { return !reads_.contains(key); });
+}
+
 void frame_scheduler::look() {
   const std::lock_guard guard(lock_);
   const std::uint32_t now = options_.milliseconds();
