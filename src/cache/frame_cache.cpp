@@ -210,6 +210,11 @@ void frame_cache::move_to_front(const img::const_image_ptr& image) {
   impl_->queue.touch(image.get(), made);
 }
 
+bool frame_cache::is_kept(const img::const_image_ptr& image) {
+  const lock guard(impl_->queue_lock);
+  return impl_->queue.contains(image.get());
+}
+
 void frame_cache::touch(const img::const_image_ptr& image) {
   if (!image) return;
   move_to_front(image);

@@ -61,6 +61,9 @@ class frame_cache {
   // The live image of a key, or null. Does not load.
   img::const_image_ptr find(const frame_key& key);
 
+  // Whether the cache itself keeps it, and not only somebody who still shows or reads it.
+  bool is_kept(const img::const_image_ptr& image);
+
   // Moves the image to the front of the queue, notes its path and applies the trimming rule once. Constant time.
   void touch(const img::const_image_ptr& image);
   // If the key resolves, moves its image to the front without trimming.

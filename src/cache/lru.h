@@ -64,6 +64,7 @@ class lru {
   void for_each(const Use& use) const;
   entries take_all();
 
+  bool contains(const img::image* image) const { return places_.contains(image); }
   std::size_t size() const { return places_.size(); }
   std::size_t bytes() const { return bytes_; }
   // What is wrong inside, empty when nothing is.

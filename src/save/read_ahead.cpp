@@ -38,8 +38,8 @@ void read_ahead::want(int frame, const std::vector<cache::frame_request>& list) 
     entry.first_frame = frame;
     entry.request = wanted;
     entry.image = reading_.cache().find(wanted.key);
-    entry.was_cached = entry.image != nullptr;
-    if (!entry.was_cached) missing.push_back(wanted);
+    entry.was_cached = entry.image && reading_.cache().is_kept(entry.image);
+    if (!entry.image) missing.push_back(wanted);
   }
   reading_.add(cache::frame_owner::save, std::move(missing));
 }
@@ -88,9 +88,9 @@ std::size_t read_ahead::bytes() {
 }
 
 void read_ahead::drop(const entry& entry) {
-  if (entry.was_cached || !entry.image) return;
-  reading_.settle(entry.request.key);
-  reading_.cache().drop(entry.image);
+  if (entry.was_cached) return;
+  reading_.withdraw(cache::frame_owner::save, entry.request.key);
+  if (entry.image) reading_.cache().drop(entry.image);
 }
 
 }  // namespace save

@@ -16,7 +16,7 @@ namespace cache {
 enum class frame_presence : std::uint8_t {
   missing,     // neither in memory nor wanted
   wanted,      // waits to be read
-  being_read,  //
+  being_read,  // on its way into memory
   kept,        // in memory
   failed,      // could not be read, and is not tried again before its file changes
 };

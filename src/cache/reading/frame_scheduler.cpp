@@ -345,8 +345,9 @@ void frame_scheduler::perform(const read_ptr& read, bool on_one_thread) {
   if (wake_) wake_();
 }
 
-void frame_scheduler::settle(const frame_key& key) {
+void frame_scheduler::withdraw(frame_owner owner, const frame_key& key) {
   std::unique_lock guard(lock_);
+  std::erase_if(lists_[static_cast<std::size_t>(owner)], [&](const frame_request& r) { return r.key == key; });
   done_.wait(guard, [&] { return !reads_.contains(key); });
 }
 

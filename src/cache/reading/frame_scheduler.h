@@ -83,9 +83,9 @@ class frame_scheduler {
   // without another try, until the file changes.
   outcome fetch(const frame_request& request, std::optional<std::chrono::milliseconds> patience = {});
 
-  // Returns when nobody reads the frame. One that a thread has just put into memory may be found there before that, and
-  // would come back when it is dropped at once.
-  void settle(const frame_key& key);
+  // The owner is through with the frame: takes it off the list, and waits for whoever still reads it. Without that, one
+  // that is dropped from memory could come back.
+  void withdraw(frame_owner owner, const frame_key& key);
 
   // The frame at full size past the cache, on the calling thread, under the same rule for failures.
   img::const_image_ptr read_past_cache(const frame_request& request);
