@@ -355,7 +355,7 @@ TEST_F(scheduler_test, everybody_at_once) {
     if (i % 11 == 0) reading->cancel_ahead();
     if (i % 13 == 0) frames.clear();
     if (i % 17 == 0) reading->set_readers(1 + i % 8);
-    now += 100;
+    ++now;
     reading->look();
     reading->for_each([](const frame_request&, bool) {});
   }
