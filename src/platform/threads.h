@@ -3,7 +3,8 @@
 
 namespace platform {
 
-// The calling thread gets the processor after the threads that did not ask for this, for as long as it lives.
+// The calling thread works without a break: a thread that wakes up to answer the user goes before it. Its share of the
+// processors stays the same.
 void step_back();
 
 // Seconds of the calling thread's life: by the clock, on a processor, and ready for one that others had. The rest it

@@ -235,6 +235,7 @@ void frame_loader::read_wished(const ksn::state& composition) {
 
 void frame_loader::turn(const ksn::state& composition, double time) {
   reading_.look();
+  reading_.set_spare_processors(composition.doc.playing ? 1 : 0);
   const int before = head_;
   const std::uint64_t identity = identity_;
   const bool was_playing = playing_;

@@ -52,6 +52,13 @@ void frame_scheduler::set_readers(int count) {
   call_crews();
 }
 
+void frame_scheduler::set_spare_processors(int count) {
+  const std::lock_guard guard(lock_);
+  if (spare_ == count) return;
+  spare_ = count;
+  call_crews();
+}
+
 int frame_scheduler::readers() const {
   const std::lock_guard guard(lock_);
   return readers_;
@@ -112,9 +119,13 @@ bool frame_scheduler::has_free_processor() const {
 
 // --- what may begin ---
 
-bool frame_scheduler::has_room(double share) const {
+bool frame_scheduler::has_room(double share, int spare) const {
   if (running_ == 0) return true;
-  return running_ < readers_ && load_ + share <= options_.processors + 0.01;
+  return running_ < readers_ && load_ + share <= options_.processors - spare + 0.01;
+}
+
+int frame_scheduler::spare_for(frame_owner owner) const {
+  return owner == frame_owner::preload || owner == frame_owner::rest ? spare_ : 0;
 }
 
 double frame_scheduler::share_of(const frame_request& request, const std::string& source) const {
@@ -123,7 +134,7 @@ double frame_scheduler::share_of(const frame_request& request, const std::string
   return found == shares_.end() || found->second < 0 ? 1.0 : found->second;
 }
 
-bool frame_scheduler::may_begin(const frame_request& request, double& share) {
+bool frame_scheduler::may_begin(const frame_request& request, frame_owner owner, double& share) {
   for (const auto& [key, other] : reads_) {
     if (same_reading(other->request, request)) return false;
     if (request.clip && request.clip == other->request.clip && request.clip->reads_in_order() && other->begun) {
@@ -133,7 +144,7 @@ bool frame_scheduler::may_begin(const frame_request& request, double& share) {
   const std::string source = source_of(request);
   if (hanging_.contains(source)) return false;
   share = share_of(request, source);
-  return has_room(share);
+  return has_room(share, spare_for(owner));
 }
 
 void frame_scheduler::begin(const read_ptr& read) {
@@ -168,7 +179,7 @@ frame_scheduler::read_ptr frame_scheduler::take_from(frame_owner owner) {
       continue;
     }
     double share = 1.0;
-    if (!may_begin(request, share)) {
+    if (!may_begin(request, owner, share)) {
       ++i;
       continue;
     }

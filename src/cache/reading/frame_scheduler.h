@@ -103,6 +103,9 @@ class frame_scheduler {
   // ahead afterwards.
   bool shutdown(std::chrono::milliseconds wait);
 
+  // Leaves processors to those who draw and play, as far as what is only loaded ahead can: preload and rest.
+  void set_spare_processors(int count);
+
   void set_readers(int count);  // as scheduler_options::readers
   int readers() const;
 
@@ -166,14 +169,16 @@ class frame_scheduler {
   double load_ = 0.0;  // their shares
   bool ending_ = false;
   int readers_ = least_readers;
+  int spare_ = 0;
 
   std::mutex wake_lock_;        // held while wake_ runs, so that nobody calls one that was taken back
   std::function<void()> wake_;  // wake_lock_
 
   static bool is_ahead(frame_owner owner) { return owner >= frame_owner::playback; }
-  bool has_room(double share) const;
+  bool has_room(double share, int spare = 0) const;
+  int spare_for(frame_owner owner) const;
   double share_of(const frame_request& request, const std::string& source) const;
-  bool may_begin(const frame_request& request, double& share);
+  bool may_begin(const frame_request& request, frame_owner owner, double& share);
   void begin(const read_ptr& read);
   void end(read& read);
   void leave(double share);

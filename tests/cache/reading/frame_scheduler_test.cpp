@@ -315,6 +315,21 @@ TEST_F(scheduler_test, more_is_asked_for_once_when_a_list_runs_low) {
   EXPECT_EQ(woken, 1);
 }
 
+TEST_F(scheduler_test, what_is_only_loaded_ahead_leaves_a_processor_to_a_play) {
+  start(4, 2);
+  reading->set_spare_processors(1);
+  made_up_source source(&gate);
+  reading->want(frame_owner::preload, requests(source, {0, 1, 2}));
+  ASSERT_TRUE(at_gate(1));
+  EXPECT_FALSE(wait_until([&] { return gate.waiting() > 1; }, milliseconds(20)));
+  reading->want(frame_owner::playback, requests(source, {10, 11}));
+  ASSERT_TRUE(at_gate(2)) << "what the play needs takes both";
+  EXPECT_EQ(source.read(), (std::vector{0, 10}));
+  gate.permit(2);
+  reading->set_spare_processors(0);
+  ASSERT_TRUE(at_gate(2));
+}
+
 TEST_F(scheduler_test, tasks_go_before_frames) {
   start(1, 1);
   made_up_source source(&gate);
