@@ -1,18 +1,17 @@
-// Loading ahead: as many frames of four sequences as of one, which one worker reads alone, and a plain loop that reads
-// the same frames without cache and workers. Once for run-length TGA of 1920 x 1080 that are in the page cache, where
-// the processors are the limit (their number is printed), and once for a source that only waits, as a slow server does,
-// where four workers are. Medians of interleaved rounds.
+// Loading ahead. First a source that only waits, as a slow server does, with one reader, four and sixteen; then
+// pictures of 1920 x 1080 in the page cache, loaded with `--bench_preload` against a plain loop that decodes one after
+// the other on all processors, as `--bench_decode` does. Medians of interleaved rounds.
+//
+// bench_preload [waiting|decoding]...
+#include <cstring>
 #include <thread>
 
-#include "cache/preload.h"
+#include "cache/reading/frame_loader.h"
 #include "cache/track_frame.h"
 #include "support.h"
 #include "test_picture.h"
 
 namespace {
-
-constexpr int sequences = 4;
-constexpr int frames = 12;  // of each sequence
 
 class waiting_clip : public sources::clip {
  public:
@@ -23,6 +22,7 @@ class waiting_clip : public sources::clip {
   int width() const override { return 8; }
   int height() const override { return 8; }
   bool has_alpha() const override { return false; }
+  bool reads_in_order() const override { return false; }
   long long address_of(int frame) const override { return frame; }
   bool read(int, int, img::image& image) override {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
@@ -34,32 +34,40 @@ class waiting_clip : public sources::clip {
   int count_;
 };
 
-ksn::track_info waiting_layer(int number, int count) {
+ksn::track_info waiting_layer(int count) {
   ksn::track_info track;
   track.source.type = ksn::source_type::avi;
-  track.source.path = "/waiting" + std::to_string(number);
+  track.source.path = "/waiting";
   track.source.clip = std::make_shared<waiting_clip>(count);
   track.source.frames = count;
+  track.look.visible = true;
   return track;
 }
 
-ksn::track_info file_layer(const std::string& folder, int first, int count) {
+ksn::track_info file_layer(const std::string& folder, const std::string& extension, int count) {
   ksn::track_info track;
   track.source.type = ksn::source_type::sequence;
   track.source.path = folder + "/";
   std::vector<std::string> names;
-  for (int i = first; i < first + count; ++i) names.push_back(std::to_string(i) + ".tga");
+  for (int i = 0; i < count; ++i) names.push_back(std::to_string(i) + "." + extension);
   track.source.names = names;
   track.source.frames = count;
+  track.look.visible = true;
   return track;
 }
 
-void preload(const std::vector<ksn::track_info>& layers) {
+// What --bench_preload does.
+void preload(const ksn::track_info& layer, int readers) {
+  ksn::state composition;
+  composition.doc.tm_n = composition.doc.tm_l = layer.source.frames;
+  composition.doc.tracks.push_back(layer);
   cache::frame_cache cache;
   cache.memory_load = [] { return 0; };
-  cache::preloader preloader(cache);
-  for (const ksn::track_info& layer : layers) preloader.preload_range(layer, 0, layer.source.frames);
-  while (preloader.pending_tasks() != 0) std::this_thread::sleep_for(std::chrono::microseconds(200));
+  cache::frame_scheduler reading(cache, {readers, 0, {}});
+  cache::frame_loader loader(reading);
+  loader.preload(composition.doc.tracks[0], 0, layer.source.frames);
+  loader.finish_preload(composition, [] { return false; });
+  if (cache.queue_size() != static_cast<std::size_t>(layer.source.frames)) std::exit(1);
 }
 
 void read_plainly(const ksn::track_info& layer) {
@@ -67,36 +75,55 @@ void read_plainly(const ksn::track_info& layer) {
   for (int i = 0; i < layer.source.frames; ++i) held.push_back(cache::read_frame(layer, i));
 }
 
-void compare(const char* title, const ksn::track_info& one, const std::vector<ksn::track_info>& four) {
-  std::vector<bench::contender> contenders{
-      {"one sequence, one worker", [&] { preload({one}); }, {}},
-      {"four sequences, four workers", [&] { preload(four); }, {}},
-      {"a plain loop", [&] { read_plainly(one); }, {}},
-  };
-  bench::run_in_turn(contenders, 9);
-  std::printf("%-40s %10s %20s\n", title, "ms", "rate to one worker");
+void compare(const char* title, std::vector<bench::contender> contenders, int rounds) {
+  bench::run_in_turn(contenders, rounds);
+  std::printf("%-34s %10s %20s\n", title, "ms", "rate to the first");
   for (const bench::contender& c : contenders) {
-    std::printf("%-40s %10.1f %20.2f\n", c.name.c_str(), c.typical() * 1e3, contenders.front().typical() / c.typical());
+    std::printf("%-34s %10.1f %20.2f\n", c.name.c_str(), c.typical() * 1e3, contenders.front().typical() / c.typical());
+  }
+}
+
+void compare_waiting() {
+  const ksn::track_info layer = waiting_layer(480);
+  compare("10 ms a frame",
+          {{"one reader", [&] { preload(layer, 1); }, {}},
+           {"four readers", [&] { preload(layer, 4); }, {}},
+           {"sixteen readers", [&] { preload(layer, 16); }, {}}},
+          3);
+}
+
+void compare_decoding(const std::string& folder) {
+  constexpr int frames = 32;
+  const struct {
+    const char* extension;
+    int compression;
+  } kinds[] = {{"tga", 2}, {"png", 0}, {"jpg", 0}, {"exr", 3}, {"dpx", 0}};
+  for (const auto& kind : kinds) {
+    for (int i = 0; i < frames; ++i) {
+      img::save_options options;
+      options.compression = kind.compression;
+      img::save(bench::test_picture("BGR", 1920, 1080, i), folder + "/" + std::to_string(i) + "." + kind.extension,
+                nullptr, options);
+    }
+    const ksn::track_info layer = file_layer(folder, kind.extension, frames);
+    compare(kind.extension,
+            {{"one after the other", [&] { read_plainly(layer); }, {}}, {"loaded", [&] { preload(layer, 0); }, {}}}, 7);
   }
 }
 
 }  // namespace
 
-int main() {
-  const bench::work_folder folder;
-  for (int i = 0; i < sequences * frames; ++i) {
-    img::save_options options;
-    options.compression = 2;
-    img::save(bench::test_picture("BGRA", 1920, 1080, i), folder.path() + "/" + std::to_string(i) + ".tga", nullptr,
-              options);
-  }
-  std::vector<ksn::track_info> files;
-  std::vector<ksn::track_info> waiting;
-  for (int i = 0; i < sequences; ++i) {
-    files.push_back(file_layer(folder.path(), i * frames, frames));
-    waiting.push_back(waiting_layer(i, frames));
-  }
+int main(int count, char** arguments) {
+  const auto asked = [&](const char* part) {
+    for (int i = 1; i < count; ++i) {
+      if (std::strcmp(arguments[i], part) == 0) return true;
+    }
+    return count == 1;
+  };
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
   std::printf("%u processors\n", std::thread::hardware_concurrency());
-  compare("decoding", file_layer(folder.path(), 0, sequences * frames), files);
-  compare("waiting", waiting_layer(9, sequences * frames), waiting);
+  if (asked("waiting")) compare_waiting();
+  if (!asked("decoding")) return 0;
+  const bench::work_folder folder;
+  compare_decoding(folder.path());
 }

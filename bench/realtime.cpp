@@ -2,13 +2,17 @@
 // the main loop costs, what a stopped window costs, how soon the first picture is there, and whether looping takes
 // memory.
 //
-// bench_realtime [--seconds=20] [--loop=600] [--only=play|idle|start|loop] [WIDTHxHEIGHT@RATE...]: the seconds of each
-// rate, and those of the loop that looks for growth. Sequences are named by size and rate; without any, 1080p and 4K at
-// 24, 30 and 60.
+// `--only=ahead` plays sequences that nobody has read yet: what is shown in time from the twelfth frame on, and how
+// many frames were decoded for those that were shown.
+//
+// bench_realtime [--seconds=20] [--loop=600] [--only=play|ahead|idle|start|loop] [WIDTHxHEIGHT@RATE...]: the seconds of
+// each rate, and those of the loop that looks for growth. Sequences are named by size and rate; without any, 1080p and
+// 4K at 24, 30 and 60.
 #include <sys/resource.h>
 
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <numeric>
 
@@ -22,7 +26,7 @@
 namespace {
 
 struct job {
-  std::string kind;  // play, loop or idle
+  std::string kind;  // play, ahead, loop or idle
   int width = 0;
   int height = 0;
   int rate = 0;
@@ -96,17 +100,24 @@ void print_play(const job& job, const record& r, double seconds) {
   std::printf(", skipped %d\n", std::max(0, static_cast<int>(due) - static_cast<int>(r.lateness.size())));
 }
 
+void print_ahead(const job& job, const record& r, double seconds, int shown, std::size_t decoded) {
+  std::printf("%4d x %4d %s at %2d  %6.1f %%  %6.1f ms  %5d shown  %5zu decoded\n", job.width, job.height,
+              job.pattern.substr(job.pattern.rfind('.') + 1).c_str(), job.rate,
+              100.0 * r.in_time / (seconds * job.rate), percentile(r.lateness, 0.99), shown, decoded);
+}
+
 // One window in this process, which the parent made for it.
 int run_window(const job& job) {
   ksn::state composition;
   cache::frame_cache frames;
-  cache::preloader preloader(frames);
+  cache::frame_scheduler reading(frames);
+  cache::frame_loader loader(reading);
   command::engine engine(composition);
-  render::pipeline pipeline(frames, {});
+  render::pipeline pipeline(frames, {true, {}, {}, &reading});
   playback::clock clock(composition, frames);
   const auto to_console = [](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); };
   engine.write_error = to_console;
-  app::window_run window({composition, engine, pipeline, frames, preloader, clock, "bench",
+  app::window_run window({composition, engine, pipeline, frames, loader, clock, "bench",
                           [](std::string_view key) { return std::string(key); }, to_console});
   command::register_fields(engine);
   command::register_language_actions(engine);
@@ -114,6 +125,11 @@ int run_window(const job& job) {
   window.register_actions();
   window.is_transient = [] { return true; };
   engine.command_pass({"bench", job.pattern, "--fps=" + std::to_string(job.rate), "--resize_window_to_fit"});
+  if (job.kind == "ahead") {
+    // A second layer over the first, where there is one to blend.
+    if (job.pattern.ends_with(".tga")) engine.command_pass({"bench", job.pattern, "--alpha=normal", "--opacity=50"});
+    composition.doc.set_current_time(0);
+  }
   composition.doc.can_drop_frames = true;
   composition.doc.playing = job.kind != "idle";
 
@@ -131,7 +147,8 @@ int run_window(const job& job) {
     if (times.new_frame) ++shown;
     if (!measuring) {
       // Twice around, and the queue holds every frame; a stopped window has drawn its picture.
-      if (job.kind != "idle" && shown < 3 * job.frames) return;
+      const int first = job.kind == "ahead" ? 12 : job.kind == "idle" ? 0 : 3 * job.frames;
+      if (shown < first) return;
       measuring = true;
       start = steady::now();
       used = processor_seconds();
@@ -153,6 +170,7 @@ int run_window(const job& job) {
     engine.execute_action("exit");
     window.observer = nullptr;
     if (job.kind == "play") print_play(job, r, seconds);
+    if (job.kind == "ahead") print_ahead(job, r, seconds, shown, frames.queue_size() / composition.doc.tracks.size());
     if (job.kind == "idle") {
       std::printf("stopped window in the background: %.2f %% of one processor\n",
                   100.0 * (processor_seconds() - used) / seconds);
@@ -191,6 +209,27 @@ std::string make_shot(const std::string& folder, int width, int height, int fram
     img::save(bench::test_picture("BGR", width, height, i), stem + name, nullptr, {});
   }
   return stem + ".####.tga";
+}
+
+// A long shot of which eight frames exist, under many names each, so that the cache knows them all apart.
+std::string make_long_shot(const std::string& folder, const std::string& extension, int width, int height, int frames) {
+  constexpr int different = 8;
+  const std::string stem = folder + "/long" + std::to_string(height);
+  const auto name = [&](int i) {
+    char number[16];
+    std::snprintf(number, sizeof number, ".%04d.", i);
+    return stem + number + extension;
+  };
+  img::save_options options;
+  if (extension == "exr") options.compression = 3;
+  for (int i = 0; i < frames; ++i) {
+    if (i < different) {
+      img::save(bench::test_picture("BGR", width, height, i), name(i), nullptr, options);
+    } else {
+      std::filesystem::create_hard_link(name(i % different), name(i));
+    }
+  }
+  return stem + ".####." + extension;
 }
 
 // From the start of the process to the picture on the screen, for a shot of one colour.
@@ -258,6 +297,20 @@ int main(int count, char** arguments) {
       j.seconds = seconds;
       j.pattern = make_shot(folder.path(), j.width, j.height, j.frames);
       run_apart(j);
+    }
+  }
+  if (asked("ahead")) {
+    std::printf("%-22s %8s %11s\n", "never read before", "in time", "99th");
+    std::fflush(stdout);
+    const struct {
+      const char* extension;
+      int width, height;
+    } rows[] = {
+        {"exr", 1920, 1080}, {"dpx", 2048, 1556}, {"jpg", 1920, 1080}, {"tga", 1920, 1080}, {"exr", 3840, 2160}};
+    const int frames = static_cast<int>(seconds * 24) + 40;
+    for (const auto& row : rows) {
+      run_apart({"ahead", row.width, row.height, 24, frames, seconds,
+                 make_long_shot(folder.path(), row.extension, row.width, row.height, frames)});
     }
   }
   if (asked("idle")) run_apart({"idle", 1920, 1080, 24, 24, seconds, make_shot(folder.path(), 1920, 1080, 24)});

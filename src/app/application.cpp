@@ -1,5 +1,6 @@
 #include "app/application.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -11,11 +12,12 @@
 #include "app/console.h"
 #include "app/dialog_actions.h"
 #include "app/interrupt.h"
+#include "app/loading_fields.h"
 #include "app/sound_start.h"
 #include "app/window_run.h"
 #include "cache/allocation.h"
 #include "cache/frame_cache.h"
-#include "cache/preload.h"
+#include "cache/reading/frame_loader.h"
 #include "command/engine.h"
 #include "command/messages.h"
 #include "command/persistence_actions.h"
@@ -28,6 +30,7 @@
 #include "platform/folders.h"
 #include "playback/actions.h"
 #include "playback/clock.h"
+#include "render/compositor.h"
 #include "render/information.h"
 #include "render/pipeline.h"
 #include "save/actions.h"
@@ -49,9 +52,11 @@ constexpr const char* short_usage =
     "  kestrin back.####.tga front.####.tga --alpha=normal --save_mask_as_sequence=out.####.tga --exit=status\n"
     "kestrin --help lists every option.\n";
 
-render::pipeline_options reporting(command::engine& engine, text::fonts& fonts, bool use_cache) {
+// Without `reading` for a pipeline that bypasses the cache.
+render::pipeline_options reporting(command::engine& engine, text::fonts& fonts, cache::frame_scheduler* reading) {
   render::pipeline_options options;
-  options.use_cache = use_cache;
+  options.use_cache = reading != nullptr;
+  options.reading = reading;
   // A picture fails in the window as well, where no command is under execution.
   options.report_error = [&engine](const std::string& line) { engine.write_error(line); };
   options.fonts = &fonts;
@@ -67,10 +72,11 @@ struct application::impl {
   bool catalogue_loaded = false;
   ksn::state composition;
   cache::frame_cache frames;
-  cache::preloader preloader{frames};
+  cache::frame_scheduler reading{frames};
+  cache::frame_loader loader{reading};
   command::engine engine{composition};
   text::fonts fonts{[this](const std::string& line) { engine.write_error(line); }};
-  render::pipeline pipeline{frames, reporting(engine, fonts, true)};
+  render::pipeline pipeline{frames, reporting(engine, fonts, &reading)};
   playback::clock clock{composition, frames};
   app::sound_start sound{composition, clock};
   app::attach attach{engine};
@@ -80,10 +86,10 @@ struct application::impl {
   }};
   // The desktop goes last: the window's parts refer to it.
   std::unique_ptr<platform::desktop> desktop;
-  // The interface's art is read with the first picture that needs them.
+  // The interface's art is read with the first picture that needs it.
   ui::skins skins{[this](const std::string& line) { console.report(line); }};
   ui::drawing_functions drawing = ui::drawing_with(skins, fonts);
-  app::window_run window{{composition, engine, pipeline, frames, preloader, clock, product_title,
+  app::window_run window{{composition, engine, pipeline, frames, loader, clock, product_title,
                           [this](std::string_view key) { return text(key); },
                           [this](const std::string& line) { console.report(line); }, &errors, &drawing}};
   bool transient = false;  // save neither settings nor recent lists at the end
@@ -120,19 +126,37 @@ void application::impl::bind() {
 
   ksn::state_hooks& hooks = composition.hooks;
   hooks.report_error = [this](const std::string& line) { engine.report(line); };
-  hooks.drop_path = [this](const std::string& path) { frames.remove_path(path); };
-  hooks.drop_folder = [this](const std::string& folder) { frames.remove_folder(folder); };
-  hooks.drop_changed = [this](const std::string& path) { frames.remove_changed(path); };
-  hooks.drop_changed_in = [this](const std::string& folder) { frames.remove_changed_in(folder); };
-  hooks.request_preload = [this](const ksn::track_info& track) {
-    preloader.set_resolution(composition.view.resolution);
-    preloader.preload_layer_over(track, composition.doc.tm_f, composition.doc.tm_l);
+  hooks.drop_path = [this](const std::string& path) {
+    frames.remove_path(path);
+    reading.failures().forget(path);
+    loader.look_again();
   };
-  hooks.cancel_preload = [this](const ksn::track_info& track) { preloader.cancel_layer(track.id); };
-  hooks.stop_preload = [this] { preloader.stop(); };
+  hooks.drop_folder = [this](const std::string& folder) {
+    frames.remove_folder(folder);
+    reading.failures().forget_folder(folder);
+    loader.look_again();
+  };
+  hooks.drop_changed = [this](const std::string& path) {
+    frames.remove_changed(path);
+    reading.failures().forget_changed();
+    loader.look_again();
+  };
+  hooks.drop_changed_in = [this](const std::string& folder) {
+    frames.remove_changed_in(folder);
+    reading.failures().forget_changed();
+    loader.look_again();
+  };
+  loader.taking_part = render::layers_taking_part;
+  hooks.request_preload = [this](const ksn::track_info& track) {
+    loader.preload(track, composition.doc.tm_f, composition.doc.tm_l);
+    loader.begin_preload(composition);
+  };
+  hooks.cancel_preload = [this](const ksn::track_info& track) { loader.cancel_layer(track.id); };
+  hooks.stop_preload = [this] { loader.stop(); };
   hooks.clear_cache = [this] {
-    preloader.stop();
+    loader.stop();
     frames.clear();
+    reading.failures().forget_all();
     pipeline.forget_all();
   };
   hooks.start_audio = [this] { sound.retry(); };
@@ -142,6 +166,7 @@ void application::impl::bind() {
 
 void application::impl::register_actions() {
   command::register_fields(engine);
+  register_loading_fields(engine, loader);
   command::register_language_actions(engine);
   command::register_document_actions(engine);
   recent.register_actions(engine);
@@ -150,7 +175,7 @@ void application::impl::register_actions() {
   window.register_actions();
   window.is_transient = [this] { return transient; };
   add_own_actions();
-  register_benchmarks(engine, pipeline, reporting(engine, fonts, false));
+  register_benchmarks(engine, pipeline, reporting(engine, fonts, nullptr), loader);
   render::register_information(engine, pipeline);
   playback::register_playback_actions(engine, clock);
   save::register_save_actions(engine, pipeline,
@@ -292,8 +317,8 @@ int application::application_main(const std::vector<std::string>& args) {
   impl_->console.finish();
   result = impl_->exit_code(result);
   if (!impl_->transient) impl_->recent.write();
-  if (!impl_->preloader.shutdown()) {
-    // A worker hangs in a read, perhaps of a file server that is gone. It ends with the process.
+  if (!impl_->reading.shutdown(std::chrono::milliseconds(200))) {
+    // A thread is still in a read, perhaps of a file server that is gone. It ends with the process.
     std::fflush(nullptr);
     std::_Exit(result);
   }

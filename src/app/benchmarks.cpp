@@ -11,17 +11,24 @@ namespace app {
 
 namespace {
 
+using steady = std::chrono::steady_clock;
+
+void print_rate(command::engine& engine, const std::string& name, std::size_t frames, steady::time_point start) {
+  const std::chrono::duration<double> time = steady::now() - start;
+  engine.write_output(name + "=" + std::to_string(frames));
+  engine.write_output(
+      name + "_fps=" + command::write_double(time.count() > 0 ? static_cast<double>(frames) / time.count() : 0));
+}
+
 // Calls frame(t) for every timeline frame of the work area, counts those for which it is true and prints count and
 // rate.
 template <class Frame>
 void measure(command::engine& engine, const std::string& name, Frame frame) {
   const ksn::state& composition = engine.composition();
-  const auto start = std::chrono::steady_clock::now();
-  int frames = 0;
+  const auto start = steady::now();
+  std::size_t frames = 0;
   for (int t = composition.doc.tm_f; t < composition.doc.tm_l && !interrupted(); ++t) frames += frame(t) ? 1 : 0;
-  const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
-  engine.write_output(name + "=" + std::to_string(frames));
-  engine.write_output(name + "_fps=" + command::write_double(time.count() > 0 ? frames / time.count() : 0));
+  print_rate(engine, name, frames, start);
 }
 
 void bench_decode(command::engine& engine, cache::frame_cache& frames, const render::pipeline_options& options) {
@@ -50,10 +57,22 @@ void bench_composite(command::engine& engine, render::pipeline& pipeline) {
   });
 }
 
+// Frames of all layers count, each as it comes into memory.
+void bench_preload(command::engine& engine, cache::frame_loader& loader) {
+  const ksn::state& composition = engine.composition();
+  if (composition.hooks.clear_cache) composition.hooks.clear_cache();
+  const auto start = steady::now();
+  for (const ksn::track_info& track : composition.doc.tracks) {
+    if (track.look.visible) loader.preload(track, composition.doc.tm_f, composition.doc.tm_l);
+  }
+  loader.finish_preload(composition, interrupted);
+  print_rate(engine, "bench_preload", loader.reading().cache().queue_size(), start);
+}
+
 }  // namespace
 
-void register_benchmarks(command::engine& engine, render::pipeline& pipeline,
-                         const render::pipeline_options& uncached) {
+void register_benchmarks(command::engine& engine, render::pipeline& pipeline, const render::pipeline_options& uncached,
+                          cache::frame_loader& loader) {
   engine.add({.group = command::action_group::information,
               .name = "bench_decode",
               .help = "measure how fast the selected layer's frames of the work area are decoded, without the cache",
@@ -62,6 +81,10 @@ void register_benchmarks(command::engine& engine, render::pipeline& pipeline,
               .name = "bench_composite",
               .help = "measure how fast the frames of the work area are composited",
               .execute = [&] { bench_composite(engine, pipeline); }});
+  engine.add({.group = command::action_group::information,
+              .name = "bench_preload",
+              .help = "measure how fast the frame cache is filled with the work area",
+              .execute = [&] { bench_preload(engine, loader); }});
 }
 
 }  // namespace app

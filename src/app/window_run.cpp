@@ -20,6 +20,8 @@
 namespace app {
 namespace {
 
+// For a frame that has to be read. After that the window goes on with the picture before.
+constexpr std::chrono::milliseconds frame_patience(1500);
 constexpr int longest_sleep = 960;    // milliseconds, of a stopped window in the background
 constexpr int longest_redraw = 1000;  // milliseconds between two pictures of a window that nothing happens to
 constexpr int lost_display_code = 1;  // of the process
@@ -86,7 +88,7 @@ class window_run::window_display : public ui::display {
   platform::desktop& desktop_;
 };
 
-window_run::window_run(window_parts parts) : parts_(std::move(parts)) {}
+window_run::window_run(window_parts parts) : parts_(std::move(parts)), board_(parts_.loader.reading()) {}
 window_run::~window_run() = default;
 
 int window_run::run(platform::desktop& desktop) {
@@ -94,7 +96,9 @@ int window_run::run(platform::desktop& desktop) {
   close_requested_ = closed_ = false;
   redraw_ = true;
   surface_size_ = {};
+  parts_.loader.reading().set_wake([&desktop] { desktop.wake(); });
   const int result = open() ? loop() : -1;
+  parts_.loader.reading().set_wake(nullptr);
   presenter_.reset();
   display_.reset();
   desktop.destroy_window();
@@ -175,7 +179,8 @@ bool window_run::main_tick() {
   parts_.clock.tick(elapsed, interface_->input().dragging());
   times.advance = since(start);
   times.playing = was_playing;
-  parts_.preloader.set_resolution(composition.view.resolution);
+  parts_.loader.turn(composition, parts_.clock.shown_time());
+  board_.update(composition);
 
   if (!desktop_->window_exists() || desktop_->is_minimised()) {
     redraw_ = true;
@@ -191,7 +196,8 @@ bool window_run::main_tick() {
   const bool next_picture =
       was_playing && (static_cast<int>(composition.doc.tm_t) != last_frame_ ||
                       since_draw > static_cast<std::uint32_t>(playback::turn_milliseconds(composition.doc.fpcs) + 1));
-  if (redraw_ || interface_is_due() || next_picture || live || since_draw >= longest_redraw ||
+  if (redraw_ || interface_is_due() || next_picture || live || parts_.pipeline.waits_for_frames() ||
+      since_draw >= longest_redraw ||
       desktop_->client_size() != surface_size_) {
     redraw_ = false;
     due_.reset();
@@ -222,7 +228,9 @@ void window_run::draw_and_present(tick_times& times) {
     auto start = steady::now();
     render::frame_times frame;
     const img::image_ptr picture = render::empty_image();
+    parts_.pipeline.patience = frame_patience;
     owe(interface_->draw(*picture, size, parts_.clock.shown_time(), &frame));
+    parts_.pipeline.patience.reset();
     times.fetch = frame.fetch;
     times.composite = frame.composite;
     times.draw = since(start) - frame.fetch - frame.composite;
@@ -231,6 +239,7 @@ void window_run::draw_and_present(tick_times& times) {
     if (presenter_->present_picture(*picture, turn_mode()) != 0) redraw_ = true;
     times.present = since(start);
   } catch (const std::bad_alloc&) {
+    parts_.pipeline.patience.reset();
     // The picture before stays until memory is there again.
     parts_.frames.trim(parts_.frames.memory_reserve_percent);
     return;

@@ -9,7 +9,8 @@
 #include <string_view>
 
 #include "cache/frame_cache.h"
-#include "cache/preload.h"
+#include "cache/reading/frame_board.h"
+#include "cache/reading/frame_loader.h"
 #include "command/engine.h"
 #include "command/keys.h"
 #include "lib/error_record.h"
@@ -45,7 +46,7 @@ struct window_parts {
   command::engine& engine;
   render::pipeline& pipeline;
   cache::frame_cache& frames;
-  cache::preloader& preloader;
+  cache::frame_loader& loader;
   playback::clock& clock;
   std::string product_title;
   std::function<std::string(std::string_view key)> text;  // of the message catalogue
@@ -80,6 +81,9 @@ class window_run {
   // The counter that all waiting goes by; a test moves it by hand.
   std::function<std::uint32_t()> milliseconds = platform::milliseconds;
 
+  // What is known of the frames of all layers, as of the last turn.
+  const cache::frame_board& board() const { return board_; }
+
   // --- bound by their owners; each may be empty ---
   // Carries out what other instances hand over. Called in each pass of the loop; platform::desktop::wake() ends a wait.
   std::function<void()> poll_handover;
@@ -94,6 +98,7 @@ class window_run {
   class window_display;
 
   window_parts parts_;
+  cache::frame_board board_;
   platform::desktop* desktop_ = nullptr;
   std::unique_ptr<window_display> display_;
   std::unique_ptr<ui::presenter> presenter_;

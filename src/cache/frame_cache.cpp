@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cassert>
-#include <list>
 #include <mutex>
 #include <string_view>
 #include <unordered_map>
@@ -20,23 +19,9 @@
 namespace cache {
 namespace {
 
-struct key_hash {
-  std::size_t operator()(const frame_key& key) const {
-    std::size_t hash = std::hash<std::string>()(key.path);
-    auto mix = [&](std::size_t value) { hash = (hash ^ value) * 0x9E3779B97F4A7C15u; };
-    mix(key.lookup_hash);
-    mix(static_cast<std::size_t>(key.resolution) * 2 + key.has_lookup);
-    mix(static_cast<std::size_t>(key.layer_index));
-    mix(std::hash<std::string>()(key.layer_name));
-    return hash ^ hash >> 32;
-  }
-};
-
 // Nothing here needs the order of the keys, and in bench/cache.cpp 1,000 frames are found in three quarters of a
 // std::map's time.
-using index_map = std::unordered_map<frame_key, std::weak_ptr<const img::image>, key_hash>;
-using image_list = std::list<img::const_image_ptr>;
-using position_map = std::unordered_map<const img::image*, image_list::iterator>;
+using index_map = std::unordered_map<frame_key, std::weak_ptr<const img::image>, frame_key_hash>;
 
 // The locks of this file that the calling thread holds. An allocation that fails under one must not evict: it would
 // take the queue lock a second time.
@@ -92,13 +77,22 @@ std::string_view folder_of_frame(std::string_view path) {
 
 }  // namespace
 
+std::size_t frame_key_hash::operator()(const frame_key& key) const {
+  std::size_t hash = std::hash<std::string>()(key.path);
+  auto mix = [&](std::size_t value) { hash = (hash ^ value) * 0x9E3779B97F4A7C15u; };
+  mix(key.lookup_hash);
+  mix(static_cast<std::size_t>(key.resolution) * 2 + key.has_lookup);
+  mix(static_cast<std::size_t>(key.layer_index));
+  mix(std::hash<std::string>()(key.layer_name));
+  return hash ^ hash >> 32;
+}
+
 struct frame_cache::impl {
   std::mutex index_lock;
   index_map index;
 
   std::mutex queue_lock;
-  image_list queue;        // front: touched last
-  position_map positions;  // of every image of the queue
+  lru queue;
 
   std::mutex changed_lock;
   std::unordered_set<std::string> changed_paths;
@@ -151,15 +145,14 @@ struct frame_cache::impl {
     }
   }
 
-  // Takes up to `count` images off the back. Allocates nothing; the caller lets go of them outside the lock.
-  image_list pop(int count) {
-    image_list popped;
+  // What is taken out of the queue is let go of outside the lock.
+  template <class Take>
+  lru::entries take(const Take& from) {
     const lock guard(queue_lock);
-    for (; count > 0 && !queue.empty(); --count) {
-      positions.erase(queue.back().get());
-      popped.splice(popped.begin(), queue, std::prev(queue.end()));
-    }
-    return popped;
+    return from(queue);
+  }
+  lru::entries pop(int count) {
+    return take([&](lru& queue) { return queue.take(count); });
   }
 };
 
@@ -207,25 +200,19 @@ img::const_image_ptr frame_cache::find(const frame_key& key) {
 }
 
 void frame_cache::move_to_front(const img::const_image_ptr& image) {
-  impl& i = *impl_;
-  // What is in the queue already, as in playback from memory, only changes its place.
-  auto move = [&] {
-    const auto found = i.positions.find(image.get());
-    if (found == i.positions.end()) return false;
-    i.queue.splice(i.queue.begin(), i.queue, found->second);
-    return true;
-  };
   {
-    const lock guard(i.queue_lock);
-    if (move()) return;
+    // What is in the queue already, as in playback from memory, only changes its place.
+    const lock guard(impl_->queue_lock);
+    if (impl_->queue.touch(image.get())) return;
   }
-  image_list single{image};
-  position_map single_position;
-  single_position.emplace(image.get(), single.begin());
-  const lock guard(i.queue_lock);
-  if (move()) return;  // another thread was faster
-  i.positions.insert(single_position.extract(single_position.begin()));
-  i.queue.splice(i.queue.begin(), single);
+  lru::node made(image);
+  const lock guard(impl_->queue_lock);
+  impl_->queue.touch(image.get(), made);
+}
+
+bool frame_cache::is_kept(const img::const_image_ptr& image) {
+  const lock guard(impl_->queue_lock);
+  return impl_->queue.contains(image.get());
 }
 
 void frame_cache::touch(const img::const_image_ptr& image) {
@@ -240,26 +227,41 @@ void frame_cache::keep_alive(const frame_key& key) {
   if (const img::const_image_ptr image = impl_->find(key)) move_to_front(image);
 }
 
+void frame_cache::begin_play(play_return way) {
+  const lock guard(impl_->queue_lock);
+  impl_->queue.begin_play(way);
+}
+
+void frame_cache::turn_play() {
+  const lock guard(impl_->queue_lock);
+  impl_->queue.turn_play();
+}
+
+void frame_cache::end_play() {
+  const lock guard(impl_->queue_lock);
+  impl_->queue.end_play();
+}
+
+void frame_cache::pass(const frame_key& key) {
+  const img::const_image_ptr image = impl_->find(key);
+  if (!image) return;
+  const lock guard(impl_->queue_lock);
+  impl_->queue.pass(image.get());
+}
+
 void frame_cache::drop(const img::const_image_ptr& image) {
-  image_list dropped;
-  {
-    const lock guard(impl_->queue_lock);
-    const auto found = impl_->positions.find(image.get());
-    if (found == impl_->positions.end()) return;
-    dropped.splice(dropped.begin(), impl_->queue, found->second);
-    impl_->positions.erase(found);
-  }
-  impl_->note_changed(image->path);
+  const lru::entries dropped = impl_->take([&](lru& queue) { return queue.take(image.get()); });
+  if (!dropped.empty()) impl_->note_changed(image->path);
 }
 
 void frame_cache::evict(int count) {
-  for (const img::const_image_ptr& image : impl_->pop(count)) impl_->note_changed(image->path);
+  for (const lru::entry& entry : impl_->pop(count)) impl_->note_changed(entry.image->path);
 }
 
 bool frame_cache::evict_oldest() {
-  const image_list popped = impl_->pop(1);
+  const lru::entries popped = impl_->pop(1);
   if (popped.empty()) return false;
-  impl_->note_changed(popped.front()->path);
+  impl_->note_changed(popped.front().image->path);
   return true;
 }
 
@@ -273,6 +275,33 @@ void frame_cache::trim_once(int reserve_percent) {
   const int load = memory_load();
   if (load > 100 - reserve_percent) evict(1);
   if (load > 105 - reserve_percent || load >= 97) evict(10);
+  keep_within_limit();
+}
+
+void frame_cache::keep_within_limit() {
+  const std::size_t limit = memory_limit;
+  if (limit == 0) return;
+  // A picture that is larger than the limit by itself stays until the next one comes.
+  const lru::entries popped = impl_->take([&](lru& queue) {
+    lru::entries all;
+    while (queue.bytes() > limit && queue.size() > 1) all.splice(all.end(), queue.take(1));
+    return all;
+  });
+  for (const lru::entry& entry : popped) impl_->note_changed(entry.image->path);
+}
+
+void frame_cache::note_changed(const std::string& path) {
+  impl_->note_changed(path);
+}
+
+bool frame_cache::is_full(int pictures) {
+  if (memory_load() >= 100 - memory_reserve_percent) return true;
+  const std::size_t limit = memory_limit;
+  if (limit == 0) return false;
+  const lock guard(impl_->queue_lock);
+  const std::size_t count = impl_->queue.size();
+  const std::size_t held = impl_->queue.bytes();
+  return count != 0 && held + held / count * static_cast<std::size_t>(pictures) > limit;
 }
 
 void frame_cache::trim(int reserve_percent) {
@@ -282,17 +311,8 @@ void frame_cache::trim(int reserve_percent) {
 
 template <class Matches>
 void frame_cache::remove_if(const Matches& matches) {
-  image_list removed;
-  {
-    const lock guard(impl_->queue_lock);
-    for (auto at = impl_->queue.begin(); at != impl_->queue.end();) {
-      const auto here = at++;
-      if (!matches(**here)) continue;
-      impl_->positions.erase(here->get());
-      removed.splice(removed.end(), impl_->queue, here);
-    }
-  }
-  for (const img::const_image_ptr& image : removed) impl_->note_changed(image->path);
+  const lru::entries removed = impl_->take([&](lru& queue) { return queue.take_if(matches); });
+  for (const lru::entry& entry : removed) impl_->note_changed(entry.image->path);
   assert(check_invariants().empty());
 }
 
@@ -317,9 +337,9 @@ void frame_cache::remove_changed_in(const std::string& folder) {
   std::unordered_map<std::string, int> times;  // of the files, by path
   {
     const lock guard(impl_->queue_lock);
-    for (const img::const_image_ptr& image : impl_->queue) {
-      if (folder_of_frame(image->path) == wanted) times.emplace(image->path, 0);
-    }
+    impl_->queue.for_each([&](const img::image& image) {
+      if (folder_of_frame(image.path) == wanted) times.emplace(image.path, 0);
+    });
   }
   for (auto& [path, time] : times) time = platform::modification_time(path);
   remove_if([&](const img::image& image) {
@@ -329,13 +349,7 @@ void frame_cache::remove_changed_in(const std::string& folder) {
 }
 
 void frame_cache::clear() {
-  {
-    image_list queue;
-    position_map positions;
-    const lock guard(impl_->queue_lock);
-    queue.swap(impl_->queue);
-    positions.swap(impl_->positions);
-  }
+  impl_->take([](lru& queue) { return queue.take_all(); });
   {
     index_map index;
     const lock guard(impl_->index_lock);
@@ -361,17 +375,14 @@ std::size_t frame_cache::queue_size() {
   return impl_->queue.size();
 }
 
+std::size_t frame_cache::bytes() {
+  const lock guard(impl_->queue_lock);
+  return impl_->queue.bytes();
+}
+
 std::string frame_cache::check_invariants() {
   const lock guard(impl_->queue_lock);
-  const impl& i = *impl_;
-  if (i.queue.size() != i.positions.size()) return "queue and positions differ in size";
-  for (auto at = i.queue.begin(); at != i.queue.end(); ++at) {
-    if (!*at) return "null image in the queue";
-    const auto found = i.positions.find(at->get());
-    if (found == i.positions.end()) return "image of the queue without a position";
-    if (image_list::const_iterator(found->second) != at) return "image of the queue with the position of another";
-  }
-  return {};
+  return impl_->queue.check_invariants();
 }
 
 }  // namespace cache

@@ -1,8 +1,8 @@
-// Decoded frames in memory: a weak index of what exists and a strong queue of what was touched last.
+// Decoded frames in memory: a weak index of what exists and a strong LRU queue of what was touched last.
 //
 // The queue alone keeps images alive. An image that leaves it and that nobody else holds dies at once, and its index
-// entry no longer resolves. There is no budget in bytes: the cache grows until the machine's memory load passes a
-// percentage, and then gives back what was touched longest ago.
+// entry no longer resolves. The cache grows until the machine's memory load passes a percentage, or until its own bytes
+// pass a limit that the user may set, and then gives back what was touched longest ago.
 #pragma once
 
 #include <array>
@@ -14,6 +14,7 @@
 #include <set>
 #include <string>
 
+#include "cache/lru.h"
 #include "img/format.h"
 #include "img/image.h"
 #include "img/lookup/table.h"
@@ -36,6 +37,10 @@ struct frame_key {
   auto operator<=>(const frame_key&) const = default;
 };
 
+struct frame_key_hash {
+  std::size_t operator()(const frame_key& key) const;
+};
+
 // The process-wide store. Every function may be called from any thread. Three locks, never two at once, none held
 // across a decode. Two threads that miss on one key both decode it; the index keeps the later image.
 class frame_cache {
@@ -56,14 +61,24 @@ class frame_cache {
   // The live image of a key, or null. Does not load.
   img::const_image_ptr find(const frame_key& key);
 
+  // Whether the cache itself keeps it, and not only somebody who still shows or reads it.
+  bool is_kept(const img::const_image_ptr& image);
+
   // Moves the image to the front of the queue, notes its path and applies the trimming rule once. Constant time.
   void touch(const img::const_image_ptr& image);
   // If the key resolves, moves its image to the front without trimming.
   void keep_alive(const frame_key& key);
   // Takes the image out of the queue again; it lives as long as somebody else holds it. Constant time.
   void drop(const img::const_image_ptr& image);
-  // Drops the image touched longest ago; false on an empty queue.
+  // Drops the image that is the next to go, without a play the one touched longest ago; false on an empty queue.
   bool evict_oldest();
+
+  // What a play of frames that may not all fit does to the order of eviction (lru.h).
+  void begin_play(play_return way);
+  void turn_play();
+  void end_play();
+  // The play has shown the frame of the key, if it is in memory, and goes on.
+  void pass(const frame_key& key);
   // The same for operator new: notes that all changed in place of the path, which would ask for memory. False also
   // when the calling thread holds one of the locks.
   bool evict_for_allocation() noexcept;
@@ -86,10 +101,17 @@ class frame_cache {
   bool take_changes(std::set<std::string>& paths);
 
   std::atomic<int> memory_reserve_percent = 10;  // share of memory left to others: 10, 20, 30, 40 or 50
+  std::atomic<std::size_t> memory_limit = 0;     // bytes of pictures; 0 leaves it to the share
   // Percent of memory in use, from any thread. Tests replace it before they start threads.
   std::function<int()> memory_load;
 
   std::size_t queue_size();
+  // Bytes of the pictures in the queue.
+  std::size_t bytes();
+  // Whether another picture, or so many, would make one of those in memory go.
+  bool is_full(int pictures = 1);
+  // What is known of a path changed: take_changes() will tell.
+  void note_changed(const std::string& path);
   // What is wrong inside, empty when nothing is. Looks at everything; debug builds call it after each change.
   std::string check_invariants();
 
@@ -97,6 +119,7 @@ class frame_cache {
   struct impl;
   void evict(int count);
   void trim_once(int reserve_percent);
+  void keep_within_limit();
   void move_to_front(const img::const_image_ptr& image);
   template <class Matches>
   void remove_if(const Matches& matches);

@@ -1,5 +1,7 @@
 #include "cache/track_frame.h"
 
+#include <utility>
+
 #include "io/exceptions.h"
 
 namespace cache {
@@ -42,15 +44,35 @@ frame_key key_of_frame(const ksn::track_info& track, int source_frame, ksn::cach
   return key;
 }
 
+std::optional<frame_request> request_of(const ksn::track_info& track, int source_frame, frame_key key) {
+  if (!has_frame(track, source_frame, key.path)) return std::nullopt;
+  frame_request request;
+  if (track.source.is_clip()) {
+    request.clip = track.source.clip;
+  } else {
+    request.format = &format_of(key.path);
+  }
+  request.source_frame = source_frame;
+  if (key.has_lookup) request.lookup = track.look.tf.lookup_table;
+  request.revalidate = track.source.auto_update;
+  request.layer_id = track.id;
+  request.key = std::move(key);
+  return request;
+}
+
+std::optional<frame_request> request_of(const ksn::track_info& track, int source_frame,
+                                        ksn::cache_resolution_type resolution) {
+  frame_key key = key_of_frame(track, source_frame, resolution);
+  if (!track.source.is_clip() && !img::find_format(key.path)) return std::nullopt;
+  return request_of(track, source_frame, std::move(key));
+}
+
 img::const_image_ptr fetch_frame(frame_cache& cache, const ksn::track_info& track, int source_frame,
                                  const frame_key& key, bool revalidate) {
-  if (!has_frame(track, source_frame, key.path)) return nullptr;
-  const img::lookup_table* lookup = &track.look.tf.lookup_table;
-  const img::const_image_ptr image = track.source.is_clip()
-                                         ? cache.get_clip_frame(key, *track.source.clip, source_frame, lookup)
-                                         : cache.get_file_frame(key, format_of(key.path), revalidate, lookup);
-  if (image) cache.touch(image);
-  return image;
+  std::optional<frame_request> request = request_of(track, source_frame, key);
+  if (!request) return nullptr;
+  request->revalidate = revalidate;
+  return read_through(cache, *request);
 }
 
 img::const_image_ptr read_frame(const ksn::track_info& track, int source_frame) {

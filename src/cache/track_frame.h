@@ -1,13 +1,22 @@
 // A layer's source frame in terms of the cache, the same for display and for loading ahead.
 #pragma once
 
-#include "cache/frame_cache.h"
+#include <optional>
+
+#include "cache/reading/frame_request.h"
 #include "composition/track_info.h"
 
 namespace cache {
 
 // The load key of a layer's frame at a resolution.
 frame_key key_of_frame(const ksn::track_info& track, int source_frame, ksn::cache_resolution_type resolution);
+
+// All that a thread needs to read the frame of that key. Nothing where the source, which must be a decoded one, has no
+// such frame. Throws io::invalid_format for a name that no format claims.
+std::optional<frame_request> request_of(const ksn::track_info& track, int source_frame, frame_key key);
+// The same under the key of key_of_frame(); nothing as well where no format claims the name.
+std::optional<frame_request> request_of(const ksn::track_info& track, int source_frame,
+                                        ksn::cache_resolution_type resolution);
 
 // The frame of that key through the cache, touched. `track` must be a decoded source. Null where the source has no such
 // frame or can't give it. Throws what the format or clip throws, and std::bad_alloc. Any thread; only reads `track`.

@@ -8,6 +8,8 @@ namespace platform {
 
 // Modification time in seconds, 0 when the file can't be examined.
 int modification_time(const std::string& path);
+// A number that is another one when the file was written or replaced in between; 0 when it can't be examined.
+std::uint64_t file_stamp(const std::string& path);
 bool is_folder(const std::string& path);
 // Anything at all by that name, a folder too.
 bool file_exists(const std::string& path);

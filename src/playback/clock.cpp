@@ -1,6 +1,9 @@
 #include "playback/clock.h"
 
+#include <algorithm>
 #include <cmath>
+#include <utility>
+#include <vector>
 
 #include "render/pipeline.h"
 
@@ -9,6 +12,7 @@ namespace {
 
 constexpr double audio_stall = 0.9;      // seconds; from here on the ring may have wrapped, and plain time is kept
 constexpr double before_an_end = 0.001;  // frames
+constexpr int most_passed = 32;          // frames that one tick leaves behind
 
 }  // namespace
 
@@ -28,6 +32,7 @@ bool clock::any_audible() const {
 void clock::tick(double elapsed, bool modal_busy) {
   ksn::state& c = composition_;
   if (c.doc.playing || ended_at_ != c.doc.tm_t) ended_at_.reset();
+  follow_play();
   const bool sound = audio && audio->is_open();
   int play = 0;
   int write = 0;
@@ -56,6 +61,18 @@ void clock::tick(double elapsed, bool modal_busy) {
   if (sound && cursors) mixer_.write_to(*audio, elapsed, play, write);
 }
 
+// Tells the cache of the beginning and the end of a play, however it came about.
+void clock::follow_play() {
+  const ksn::state& c = composition_;
+  if (c.doc.playing == plays_) return;
+  plays_ = c.doc.playing;
+  if (!plays_) {
+    cache_.end_play();
+    return;
+  }
+  cache_.begin_play(c.doc.repeat == ksn::repeat_type::loop ? cache::play_return::around : cache::play_return::back);
+}
+
 double clock::advance(double elapsed, bool audio_locked) {
   ksn::state& c = composition_;
   bring_into_work_area();
@@ -66,7 +83,8 @@ double clock::advance(double elapsed, bool audio_locked) {
     speed = 1.0 / amount;
     amount = 1.0;
   }
-  if (c.doc.forward) {
+  const bool forward = c.doc.forward;
+  if (forward) {
     step_forward(amount);
   } else {
     step_backward(amount);
@@ -74,6 +92,8 @@ double clock::advance(double elapsed, bool audio_locked) {
   // A stall longer than the work area leads past its other end.
   bring_into_work_area();
   const int now = static_cast<int>(c.doc.tm_t);
+  if (now != before && c.doc.playing && c.doc.forward == forward) pass_frames(before, now, forward);
+  if (c.doc.forward != forward) cache_.turn_play();
   if (now != before && c.doc.playing && c.doc.forward) ahead_touch(now);
   return speed;
 }
@@ -139,6 +159,7 @@ void clock::play_forward() {
   c.doc.playing = true;
   c.doc.forward = true;
   if (c.doc.repeat == ksn::repeat_type::none && c.doc.tm_t >= c.doc.tm_l) c.doc.tm_t = c.doc.tm_f;
+  follow_play();
   keep_alive_sweep();
 }
 
@@ -155,6 +176,7 @@ void clock::play_backward() {
 
 void clock::toggle_pause() {
   composition_.doc.playing = !composition_.doc.playing;
+  follow_play();
   if (composition_.doc.playing && composition_.doc.forward) keep_alive_sweep();
 }
 
@@ -189,14 +211,38 @@ void clock::ahead_touch(int frame) {
   }
 }
 
-void clock::keep_frame_alive(int timeline_frame) {
+template <class Use>
+void clock::for_each_key(int timeline_frame, const Use& use) const {
   const ksn::state& c = composition_;
   if (timeline_frame < c.doc.tm_f || timeline_frame >= c.doc.tm_l) return;
   for (const ksn::track_info& track : c.doc.tracks) {
     if (!track.look.visible || track.source.disable_cache || !track.source.is_decoded()) continue;
     const int frame = static_cast<int>(track.source_position(timeline_frame));
     if (frame < 0 || frame >= track.source.frames) continue;
-    cache_.keep_alive(render::key_of_frame(track, frame, c.view.resolution));
+    use(render::key_of_frame(track, frame, c.view.resolution));
+  }
+}
+
+void clock::keep_frame_alive(int timeline_frame) {
+  for_each_key(timeline_frame, [this](const cache::frame_key& key) { cache_.keep_alive(key); });
+}
+
+// The frames from `from` on have been shown, or left out, on the way to `to`, which is shown now.
+void clock::pass_frames(int from, int to, bool forward) {
+  const ksn::state& c = composition_;
+  const int span = c.doc.tm_l - c.doc.tm_f;
+  if (span < 2) return;
+  // A frame that lasts is not over while the next one shows the same picture.
+  std::vector<cache::frame_key> shown;
+  for_each_key(to, [&](cache::frame_key key) { shown.push_back(std::move(key)); });
+  int t = from;
+  for (int steps = 0; t != to && steps < most_passed; ++steps) {
+    for_each_key(t, [&](const cache::frame_key& key) {
+      if (std::find(shown.begin(), shown.end(), key) == shown.end()) cache_.pass(key);
+    });
+    t += forward ? 1 : -1;
+    if (t >= c.doc.tm_l) t = c.doc.tm_f;
+    if (t < c.doc.tm_f) t = c.doc.tm_l - 1;
   }
 }
 

@@ -52,6 +52,7 @@ class clock {
   mixer mixer_;
   std::optional<int> last_write_cursor_;  // nothing before the device gave one
   std::optional<double> ended_at_;        // where a play that does not repeat came to its end, until it is left
+  bool plays_ = false;                    // the cache knows of the play
 
   bool any_audible() const;
   double advance(double elapsed, bool audio_locked);
@@ -59,6 +60,10 @@ class clock {
   void step_forward(double amount);
   void step_backward(double amount);
   void ahead_touch(int frame);
+  void follow_play();
+  void pass_frames(int from, int to, bool forward);
+  template <class Use>
+  void for_each_key(int timeline_frame, const Use& use) const;
   void keep_frame_alive(int timeline_frame);
 };
 

@@ -32,6 +32,12 @@ img::const_image_ptr blank_picture(std::string_view letters, int width, int heig
   return picture;
 }
 
+// Stands for a frame that is still being read.
+const img::const_image_ptr& not_yet_there() {
+  static const img::const_image_ptr none = std::make_shared<img::image>();
+  return none;
+}
+
 bool is_blank_of(const img::const_image_ptr& picture, std::string_view letters, int width, int height) {
   return picture && picture->width == width && picture->height == height &&
          picture->plane_count() == static_cast<int>(letters.size());
@@ -129,28 +135,22 @@ img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& 
     if (time == 0 || time == state.picture->mtime) return state.picture;
   }
 
-  ++state.render_count;
-  // Lets go of the old picture first, so that a picture from the pool can be used again for this one.
-  state.picture.reset();
   const bool through_cache = !direct && !asked.force_reload;
-  state.picture = guarded(state, track, asked.source_frame, [&]() -> img::const_image_ptr {
-    img::const_image_ptr native =
-        through_cache ? cache::fetch_frame(cache_, track, asked.source_frame, wanted.key, track.source.auto_update)
-                      : cache::read_frame(track, asked.source_frame);
-    if (!native) return nullptr;
-    if (!through_cache && asked.resolution != cache_resolution_type::full) {
-      auto reduced = std::make_shared<img::image>(*native);
-      img::reduce(*reduced, reduction_of(asked.resolution));
-      native = std::move(reduced);
-    }
-    if (!through_cache && wanted.key.has_lookup) {
-      // In the form that the cache keeps, so that the picture is the same either way.
-      auto looked_up = std::make_shared<img::image>();
-      img::apply_cube(*looked_up, *native, wanted.correction.lookup_table);
-      native = std::move(looked_up);
-    }
+  bool late = false;
+  img::const_image_ptr picture = guarded(state, track, asked.source_frame, [&]() -> img::const_image_ptr {
+    img::const_image_ptr native = native_of(asked, wanted.key, through_cache);
+    late = native == not_yet_there();
+    if (!native || late) return native;
+    // Lets go of the old picture first, so that a picture from the pool can be used again for this one.
+    state.picture.reset();
     return develop(state, wanted, native, wanted.key.has_lookup);
   });
+  if (late) {
+    waits_ = true;
+    return state.picture;
+  }
+  ++state.render_count;
+  state.picture = std::move(picture);
   state.made_from = std::move(wanted);
   state.last_stat_time = options_.milliseconds();
   return state.picture;
@@ -194,6 +194,32 @@ img::const_image_ptr pipeline::draw_text_canvas(layer_state& state, const reques
   state.text_hinted = hinted;
   state.text_shown = index;
   return canvas.picture;
+}
+
+// The decoded source frame, full or reduced; not_yet_there() when the patience ended first.
+img::const_image_ptr pipeline::native_of(const request& asked, const cache::frame_key& key, bool through_cache) {
+  const ksn::track_info& track = asked.track;
+  std::optional<cache::frame_request> wanted = cache::request_of(track, asked.source_frame, key);
+  if (!wanted) return nullptr;
+  if (through_cache) {
+    if (!options_.reading) return cache::read_through(cache_, *wanted);
+    const cache::frame_scheduler::outcome found = options_.reading->fetch(*wanted, patience);
+    return found.pending ? not_yet_there() : found.image;
+  }
+  img::const_image_ptr native =
+      options_.reading ? options_.reading->read_past_cache(*wanted) : cache::read_directly(*wanted);
+  if (native && asked.resolution != cache_resolution_type::full) {
+    auto reduced = std::make_shared<img::image>(*native);
+    img::reduce(*reduced, reduction_of(asked.resolution));
+    native = std::move(reduced);
+  }
+  if (native && key.has_lookup) {
+    // In the form that the cache keeps, so that the picture is the same either way.
+    auto looked_up = std::make_shared<img::image>();
+    img::apply_cube(*looked_up, *native, wanted->lookup);
+    native = std::move(looked_up);
+  }
+  return native;
 }
 
 // The source picture of a layer that is made inside the program, null where it has none.
@@ -252,10 +278,11 @@ img::const_image_ptr pipeline::native_frame(const ksn::track_info& track, int so
   cache::frame_key key = key_of_frame(track, source_frame, cache_resolution_type::full);
   key.has_lookup = false;
   key.lookup_hash = 0;
-  return guarded(state, track, source_frame, [&] {
-    return is_direct(track) ? cache::read_frame(track, source_frame)
-                            : cache::fetch_frame(cache_, track, source_frame, key, track.source.auto_update);
-  });
+  const std::optional<std::chrono::milliseconds> kept = std::exchange(patience, std::nullopt);
+  const img::const_image_ptr native =
+      guarded(state, track, source_frame, [&] { return native_of(asked, key, !is_direct(track)); });
+  patience = kept;
+  return native;
 }
 
 std::shared_ptr<const img::transfer> pipeline::row_correction(const ksn::track_info& track) {

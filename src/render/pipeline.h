@@ -1,12 +1,16 @@
 // From a layer at a timeline time to one 8-bit planar picture that the compositor can blend.
 #pragma once
 
+#include <chrono>
 #include <ctime>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
+#include <utility>
 
+#include "cache/reading/frame_scheduler.h"
 #include "cache/track_frame.h"
 #include "composition/state.h"
 #include "img/image.h"
@@ -32,6 +36,8 @@ struct pipeline_options {
   std::function<void(const std::string& line)> report_error;
   // Milliseconds of a steady clock; tests move it by hand.
   std::function<std::uint32_t()> milliseconds;
+  // Who reads the frames; null reads them on the calling thread, and tries those that failed at each call. Not owned.
+  cache::frame_scheduler* reading = nullptr;
   // The time of day for text layers, the system's by default; tests set it.
   std::function<std::time_t()> clock = {};
   // What text layers are drawn with. Without it the pipeline has fonts of its own.
@@ -60,12 +66,18 @@ class pipeline {
   // The correction of an adjustment layer, ready for rows; kept until the settings change.
   std::shared_ptr<const img::transfer> row_correction(const ksn::track_info& track);
 
+  // How long a call of layer_image() or layer_frame() waits for a frame. After that the layer keeps the picture that it
+  // had. Nothing: until the frame is there.
+  std::optional<std::chrono::milliseconds> patience;
+  // Whether a layer showed an earlier picture since the last call, for want of its frame.
+  bool waits_for_frames() { return std::exchange(waits_, false); }
+
   // Drops what is kept for a layer.
   void forget_layer(int layer_id);
   void forget_all();
   // Incremented at each rebuild of the layer's picture; the display uses it to notice change.
   int render_count(int layer_id) const;
-  // The line of a source frame whose last fetch failed, null for one that did not. The next fetch tries it again.
+  // The line of a source frame whose last fetch failed, null for one that did not.
   const std::string* failure_of(int layer_id, int source_frame) const;
 
   // While one lives, failures are noted and not reported: for work that tells of them itself, each time anew.
@@ -81,12 +93,14 @@ class pipeline {
   };
 
   cache::frame_cache& frame_cache() { return cache_; }
+  cache::frame_scheduler* reading() { return options_.reading; }
 
  private:
   struct request;
 
   layer_state& state_of(int layer_id);
   img::const_image_ptr decoded_frame(layer_state& state, const request& asked);
+  img::const_image_ptr native_of(const request& asked, const cache::frame_key& key, bool through_cache);
   img::const_image_ptr made_frame(layer_state& state, const request& asked);
   img::const_image_ptr canvas_of(layer_state& state, const request& asked);
   img::const_image_ptr draw_text_canvas(layer_state& state, const request& asked);
@@ -99,6 +113,7 @@ class pipeline {
   cache::frame_cache& cache_;
   pipeline_options options_;
   std::unique_ptr<text::fonts> own_fonts_;
+  bool waits_ = false;
   std::unordered_map<int, std::unique_ptr<layer_state>> layers_;
   int silent_ = 0;
 };

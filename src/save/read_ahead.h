@@ -1,40 +1,28 @@
 // Source frames that come into the frame cache before they are needed, and leave it again afterwards.
 #pragma once
 
-#include <condition_variable>
 #include <map>
-#include <memory>
-#include <mutex>
 #include <vector>
 
-#include "cache/frame_cache.h"
+#include "cache/reading/frame_scheduler.h"
 #include "composition/state.h"
-#include "save/workers.h"
 
 namespace save {
 
-// One source frame, with all that a thread needs to read it.
-struct wanted_frame {
-  cache::frame_key key;
-  const img::format* format = nullptr;
-  bool revalidate = false;
-  img::lookup_table lookup;
-};
-
 // The frame of a layer at a timeline time as the pipeline will ask for it. False where there is none that can be read
 // ahead: no file behind it, a movie, or a layer that bypasses the cache. `native`: before the lookup.
-bool wanted_of(const ksn::track_info& track, double time, bool native, wanted_frame& wanted);
+bool wanted_of(const ksn::track_info& track, double time, bool native, cache::frame_request& wanted);
 
-// Main thread but for the reading itself. The workers must end before this does.
+// Main thread.
 class read_ahead {
  public:
-  explicit read_ahead(cache::frame_cache& cache) : cache_(cache) {}
+  explicit read_ahead(cache::frame_scheduler& reading) : reading_(reading) {}
   ~read_ahead();
   read_ahead(const read_ahead&) = delete;
   read_ahead& operator=(const read_ahead&) = delete;
 
   // Begins to read what frame `frame` needs. Call it for the frames in their order.
-  void want(int frame, const std::vector<wanted_frame>& list, workers& workers);
+  void want(int frame, const std::vector<cache::frame_request>& list);
   // Whether all for `frame` has been read, or can't be.
   bool is_ready(int frame);
   // Waits until all for `frame` has been read; false when some of it could not be read.
@@ -46,19 +34,19 @@ class read_ahead {
 
  private:
   struct entry {
-    enum class progress { reading, read, failed } state = progress::reading;
-    img::const_image_ptr image;
+    cache::frame_request request;
+    img::const_image_ptr image;  // null while it is being read, and after a failure
     int first_frame = 0;
     int last_frame = 0;
     bool was_cached = false;
+    bool is_for(int frame) const { return frame >= first_frame && frame <= last_frame; }
   };
 
+  bool is_there(entry& entry);
   void drop(const entry& entry);
 
-  cache::frame_cache& cache_;
-  std::mutex mutex_;  // guards the state and image of the entries
-  std::condition_variable read_;
-  std::map<cache::frame_key, std::shared_ptr<entry>> entries_;  // main thread
+  cache::frame_scheduler& reading_;
+  std::map<cache::frame_key, entry> entries_;
 };
 
 }  // namespace save

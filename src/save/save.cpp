@@ -75,9 +75,9 @@ class layer_source {
 
   std::size_t bytes() const { return layer_bytes(context_.composition.doc.track_at(index_)); }
 
-  std::vector<wanted_frame> sources(double time) const {
-    std::vector<wanted_frame> list;
-    wanted_frame wanted;
+  std::vector<cache::frame_request> sources(double time) const {
+    std::vector<cache::frame_request> list;
+    cache::frame_request wanted;
     if (wanted_of(context_.composition.doc.track_at(index_), time, floats_, wanted)) list.push_back(wanted);
     const int source =
         context_.composition.doc.index_of_id(context_.composition.doc.track_at(index_).look.alpha_source_id);
@@ -112,11 +112,11 @@ render::frame_view mask_view(const ksn::state& composition) {
   return view;
 }
 
-std::vector<wanted_frame> sources_of_composite(const ksn::state& composition, double time) {
-  std::vector<wanted_frame> list;
+std::vector<cache::frame_request> sources_of_composite(const ksn::state& composition, double time) {
+  std::vector<cache::frame_request> list;
   const std::vector<bool> taking_part = render::layers_taking_part(composition);
   for (int i = 0; i < composition.doc.track_count(); ++i) {
-    wanted_frame wanted;
+    cache::frame_request wanted;
     if (taking_part[static_cast<std::size_t>(i)] && wanted_of(composition.doc.track_at(i), time, false, wanted)) {
       list.push_back(std::move(wanted));
     }

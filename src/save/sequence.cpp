@@ -12,7 +12,6 @@
 #include "render/image_pool.h"
 #include "save/memory.h"
 #include "save/own_sources.h"
-#include "save/workers.h"
 #include "save/write_behind.h"
 
 namespace save {
@@ -43,8 +42,8 @@ class sequence_save {
         end_(context.composition.doc.tm_l),
         picture_bytes_(walk.frame_bytes),
         budget_(platform::available_memory() / part_under_way),
-        ahead_(context.pipeline.frame_cache()),
-        workers_(lib::thread_count()) {}
+        reading_(*context.pipeline.reading()),
+        ahead_(reading_) {}
 
   // Returns what making a picture threw, if it did. The pictures before that are written in any case.
   std::exception_ptr run() {
@@ -75,7 +74,7 @@ class sequence_save {
       ahead_.release(frame);
       if (picture) {
         picture_bytes_ = std::max(walk_.frame_bytes, bytes_of(picture));
-        writes_.add(std::move(picture), name_of(frame), *target_.format, context_.options, workers_);
+        writes_.add(std::move(picture), name_of(frame), *target_.format, context_.options, reading_);
       } else {
         collect(0);
         if (!failed_) report_missing(frame, picture);
@@ -101,22 +100,22 @@ class sequence_save {
     for (; next_read_ < end; ++next_read_) {
       const std::uint64_t most = std::min<std::uint64_t>(budget_, most_bytes_ahead);
       if (next_read_ > frame && ahead_.bytes() + picture_bytes_ > most) return;
-      ahead_.want(next_read_, walk_.sources(next_read_), workers_);
+      ahead_.want(next_read_, walk_.sources(next_read_));
     }
   }
 
   // False when some could not be read. Reading goes further ahead only when that would have spared a wait: pictures
   // that lie ready for long leave the processor's cache.
   bool wait_for_sources(int frame) {
-    if (frames_ahead_ < lib::thread_count() && !ahead_.is_ready(frame) && workers_.any_idle()) {
+    if (frames_ahead_ < lib::thread_count() && !ahead_.is_ready(frame) && reading_.has_free_processor()) {
       ++frames_ahead_;
       read_ahead_of(frame);
     }
     return ahead_.wait(frame);
   }
 
-  // The workers fill the processors as long as this thread has to wait for them; it takes one processor then. When it
-  // never waits, compositing is what takes the time, and gets all of them.
+  // The readers and writers fill the processors as long as this thread has to wait for them; it takes one processor
+  // then. When it never waits, compositing is what takes the time, and gets all of them.
   save::picture make(int frame, double waited) {
     const lib::single_thread_scope alone(waited > made_ / 10);
     const stopwatch making;
@@ -186,9 +185,9 @@ class sequence_save {
   bool failed_ = false;
   double made_ = 0.0;  // seconds that the last frame took to make
   stopwatch since_start_;
+  cache::frame_scheduler& reading_;
   read_ahead ahead_;
   write_behind writes_;
-  workers workers_;  // last, so that it ends before what its tasks use
 };
 
 }  // namespace

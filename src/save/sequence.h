@@ -18,7 +18,7 @@ struct walk {
   // makes it one of those, after another try with nothing else under way.
   std::function<picture(int frame)> make;
   // The source frames that it needs.
-  std::function<std::vector<wanted_frame>(int frame)> sources;
+  std::function<std::vector<cache::frame_request>(int frame)> sources;
   // The layers that it takes pictures from.
   std::vector<int> layers;
   // What a frame takes at least while it is made.

@@ -1,31 +1,52 @@
 #include "save/write_behind.h"
 
 #include <algorithm>
+#include <functional>
+#include <memory>
 #include <utility>
 
 namespace save {
 
+write_behind::~write_behind() {
+  abandon();
+  std::unique_lock lock(mutex_);
+  done_.wait(lock, [this] { return tasks_ == 0; });
+}
+
 void write_behind::add(picture picture, std::string path, const img::format& format, const img::save_options& options,
-                       workers& workers) {
+                       cache::frame_scheduler& threads) {
   const auto entry = std::make_shared<item>();
   items_.push_back(entry);
-  workers.add_write([this, entry, picture = std::move(picture), path = std::move(path), &format, options]() mutable {
+  {
+    const std::lock_guard lock(mutex_);
+    ++tasks_;
+  }
+  // Held by pointer, so that a task that no thread takes can still be run here.
+  const auto held = std::make_shared<save::picture>(std::move(picture));
+  const std::function<void()> task = [this, entry, held, path = std::move(path), &format, options] {
     {
       const std::lock_guard lock(mutex_);
-      if (entry->abandoned) return;
+      if (entry->abandoned) {
+        *held = {};
+        --tasks_;
+        done_.notify_all();
+        return;
+      }
       entry->begun = true;
     }
     result outcome;
-    outcome.line = write_picture(picture, path, format, options);
+    outcome.line = write_picture(*held, path, format, options);
     outcome.written = outcome.line.empty();
-    picture = {};  // back to its pool before the main thread needs the next one
+    *held = {};  // back to its pool before the main thread needs the next one
     {
       const std::lock_guard lock(mutex_);
       entry->outcome = std::move(outcome);
       entry->done = true;
+      --tasks_;
+      done_.notify_all();
     }
-    done_.notify_all();
-  });
+  };
+  if (!threads.run(task)) task();
 }
 
 bool write_behind::take(result& result, bool wait) {

@@ -7,21 +7,27 @@
 #include <mutex>
 #include <string>
 
+#include "cache/reading/frame_scheduler.h"
 #include "save/picture_file.h"
-#include "save/workers.h"
 
 namespace save {
 
-// Main thread but for the writing itself. The workers must end before this does.
+// Main thread but for the writing itself, which the threads that read frames do.
 class write_behind {
  public:
+  write_behind() = default;
+  // Waits for what is being written, and writes nothing else.
+  ~write_behind();
+  write_behind(const write_behind&) = delete;
+  write_behind& operator=(const write_behind&) = delete;
+
   struct result {
     bool written = false;
     std::string line;  // of a failure
   };
 
   void add(picture picture, std::string path, const img::format& format, const img::save_options& options,
-           workers& workers);
+           cache::frame_scheduler& threads);
   // Takes the oldest result when it is there, or waits for it; false when none is there, or none will come.
   bool take(result& result, bool wait);
   int pending() const { return static_cast<int>(items_.size()); }
@@ -38,6 +44,7 @@ class write_behind {
 
   std::mutex mutex_;  // guards the items themselves
   std::condition_variable done_;
+  int tasks_ = 0;                            // mutex_: handed over and not ended
   std::deque<std::shared_ptr<item>> items_;  // oldest first; main thread
 };
 

@@ -27,6 +27,9 @@ class clip {
   virtual bool has_alpha() const = 0;
   // The 64-bit number that stands for a frame in frame names.
   virtual long long address_of(int frame) const = 0;
+  // Whether frames come soonest when they are read one at a time in ascending order, as from a decoder of pictures that
+  // build on each other.
+  virtual bool reads_in_order() const { return true; }
   // Whether read() can deliver reduced frames itself.
   virtual bool can_reduce() const { return false; }
   // Fills `image` with frame 0 to frames() - 1; `resolution` is 0 full, 1 half, 2 quarter, and not 0 only with

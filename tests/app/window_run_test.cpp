@@ -29,12 +29,13 @@ class window_run : public testing::Test {
   support::made_up_desktop desktop;
   ksn::state composition;
   cache::frame_cache frames;
-  cache::preloader preloader{frames};
+  cache::frame_scheduler reading{frames};
+  cache::frame_loader loader{reading};
   command::engine engine{composition};
-  render::pipeline pipeline{frames, {}};
+  render::pipeline pipeline{frames, {true, {}, {}, &reading}};
   playback::clock clock{composition, frames};
   strings lines;
-  app::window_run window{{composition, engine, pipeline, frames, preloader, clock, "Title",
+  app::window_run window{{composition, engine, pipeline, frames, loader, clock, "Title",
                           [](std::string_view key) { return "<" + std::string(key) + ">"; },
                           [this](const std::string& line) { lines.push_back(line); }}};
   std::vector<app::tick_times> ticks;

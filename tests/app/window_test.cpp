@@ -378,7 +378,13 @@ TEST_F(window, a_dialog_holds_up_neither_clock_nor_sender) {
                          click_at(100, 100, {"click", "--repeat", "2", "--delay", "50", "1"});
                        }},
                       {"menu", [&] {
-                         click_at(12, 9, {"click", "1", "sleep", "0.5", "key", "Down", "Return"});
+                         const std::vector<std::string> closed = windows();
+                         click_at(12, 9, {"click", "1"});
+                         ASSERT_TRUE(wait_until([&] { return windows() != closed; }));
+                         const std::vector<std::string> open = windows();
+                         server->xdotool({"sleep", "0.5", "key", "Down", "Return"});
+                         // The menu is a window too: what is waited for next must not be that one.
+                         ASSERT_TRUE(wait_until([&] { return windows() != open; }));
                        }}};
   for (const row& r : rows) {
     const std::vector<std::string> before = windows();

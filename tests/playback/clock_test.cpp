@@ -319,16 +319,27 @@ TEST(clock, sweep_and_ahead_touch) {
     loop.s.playback.keep_alive_sweep();
     EXPECT_EQ(loop.order(), r.order) << r.what;
   }
-  // Work area of 12: a third, a sixth and a twelfth ahead of the new frame.
+  // Work area of 12: a third, a sixth and a twelfth ahead of the new frame. The one that was left behind goes before
+  // them.
   const row touches[] = {
-      {"inside", 0, 12, 2, "0 1 2 3 6 8 9 10 11 7 5 4 "},
-      {"around the end", 0, 12, 8, "0 2 3 4 5 6 7 8 9 1 11 10 "},
+      {"inside", 0, 12, 2, "0 1 3 6 8 9 10 11 2 7 5 4 "},
+      {"around the end", 0, 12, 8, "0 2 3 4 5 6 7 9 8 1 11 10 "},
   };
   for (const row& r : touches) {
     cached_loop loop(r.first, r.end);
     loop.s.composition.doc.tm_t = r.current;
     loop.s.tick(0.04);
     EXPECT_EQ(loop.order(), r.order) << r.what;
+  }
+  // Where a ping-pong turns forward, what lies ahead is touched as at its start.
+  {
+    cached_loop loop(0, 8);
+    loop.s.composition.doc.repeat = ping_pong;
+    loop.s.composition.doc.forward = false;
+    loop.s.composition.doc.tm_t = 0.4;
+    loop.s.tick(0.04);
+    ASSERT_TRUE(loop.s.composition.doc.forward);
+    EXPECT_EQ(loop.order(), "6 7 5 4 3 2 1 0 ");
   }
   // What is not cached, or not there, is not touched.
   for (const int which : {0, 1, 2}) {

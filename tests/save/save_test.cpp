@@ -77,9 +77,10 @@ class studio : public ::testing::Test {
   support::temp_folder folder;
   ksn::state composition;
   cache::frame_cache frames;
+  cache::frame_scheduler reading{frames};
   command::engine engine{composition};
   text_list lines;
-  render::pipeline pipeline{frames, {true, [this](const std::string& line) { engine.report(line); }, {}}};
+  render::pipeline pipeline{frames, {true, [this](const std::string& line) { engine.report(line); }, {}, &reading}};
   std::vector<save::progress> shown;
   text_list saved;
   int cancel_after = -1;
@@ -271,7 +272,7 @@ TEST_F(studio, targets_that_can_not_be_written) {
       {"save_mask_as_image", "out/c.xyz", "out/c.xyz", "Invalid file type"},
       {"save_mask_as_image", "out/c", "out/c", "Invalid file type"},
       {"save_mask_as_sequence", "out/c.mov", "out/c.mov", "Not available"},
-      {"save_frame_as", "c.dds", "c.dds", "io::invalid_format: PSD files are not supported by this build"},
+      {"save_frame_as", "c.dds", "c.dds", "io::exception: Unsupported functionality"},
       {"save_mask_as_image", "out/folder.tga", "out/folder.tga", "Create error 21 (0x00000015): It is a folder"},
       {"save_mask_as_image", "out/c.tga", "out/c.tga", "Create error 21 (0x00000015): It is a folder"},
       {"save_mask_as_image", below_file, "file/sub", "Create error 20 (0x00000014): Not a directory"},
@@ -330,7 +331,7 @@ TEST_F(studio, memory_that_runs_out_keeps_what_is_made) {
   };
   const save::target target{out("c.tga"), img::find_format("c.tga")};
   lines.clear();
-  EXPECT_FALSE(save::save_walk(context, target, {make, [](int) { return std::vector<save::wanted_frame>(); }, {}, 0}));
+  EXPECT_FALSE(save::save_walk(context, target, {make, [](int) { return std::vector<cache::frame_request>(); }, {}, 0}));
   EXPECT_EQ(lines, text_list{"\"" + out("c_0002.tga") + "\": The frame is missing: Out of memory"});
   EXPECT_EQ(files_of(folder / "out"), (text_list{"c_0000.tga", "c_0001.tga", "c_0003.tga"}));
   EXPECT_EQ(level_of(out("c_0001.tga")), 1);
@@ -378,15 +379,6 @@ TEST_F(studio, a_frame_that_is_to_be_read_is_not_written_over) {
   EXPECT_EQ(run({"--layer_delete_all", name("a", 1), "--still_image", "--length=3", "--timeline=3", "--wa_end=3",
                  "--frame_base=1", "--save_mask_as_sequence=" + (folder / "a.####.tga")}),
             refused(name("a", 1)));
-}
-
-TEST(workers, without_threads_a_task_runs_at_once) {
-  save::workers none(0);
-  std::string order;
-  none.add_read([&] { order += 'r'; });
-  none.add_write([&] { order += 'w'; });
-  EXPECT_EQ(order, "rw");
-  EXPECT_FALSE(none.any_idle());
 }
 
 TEST_F(studio, floats_pass_through_where_both_ends_hold_them) {

@@ -24,6 +24,7 @@ class fake_clip : public sources::clip {
   bool has_alpha() const override { return false; }
   long long address_of(int frame) const override { return frame; }
   bool can_reduce() const override { return reduces; }
+  bool reads_in_order() const override { return in_order; }
   bool read(int frame, int resolution, img::image& image) override {
     ++reads;
     return read_(frame, resolution, image);
@@ -31,6 +32,7 @@ class fake_clip : public sources::clip {
 
   std::atomic<int> reads{0};
   bool reduces = false;
+  bool in_order = false;
 
  private:
   int frames_;

@@ -14,6 +14,19 @@ int modification_time(const std::string& path) {
   return stat(path.c_str(), &status) == 0 ? static_cast<int>(status.st_mtim.tv_sec) : 0;
 }
 
+std::uint64_t file_stamp(const std::string& path) {
+  struct stat status;
+  if (stat(path.c_str(), &status) != 0) return 0;
+  std::uint64_t stamp = 1;
+  for (const auto part :
+       {static_cast<std::uint64_t>(status.st_mtim.tv_sec), static_cast<std::uint64_t>(status.st_mtim.tv_nsec),
+        static_cast<std::uint64_t>(status.st_size), static_cast<std::uint64_t>(status.st_ino)}) {
+    stamp = (stamp ^ part) * 0x9E3779B97F4A7C15u;
+    stamp ^= stamp >> 29;
+  }
+  return stamp != 0 ? stamp : 1;
+}
+
 bool is_folder(const std::string& path) {
   struct stat status;
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);

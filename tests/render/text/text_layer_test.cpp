@@ -52,7 +52,7 @@ class text_layer_test : public testing::Test {
   std::vector<std::string> lines;
   std::time_t clock = 1700000000;
   render::pipeline pipeline{
-      cache, {true, [this](const std::string& line) { lines.push_back(line); }, {}, [this] { return clock; }}};
+      cache, {true, [this](const std::string& line) { lines.push_back(line); }, {}, nullptr, [this] { return clock; }}};
 };
 
 TEST_F(text_layer_test, InkLiesWhereTheAlignmentSays) {
