@@ -72,7 +72,7 @@ void bench_preload(command::engine& engine, cache::frame_loader& loader) {
 }  // namespace
 
 void register_benchmarks(command::engine& engine, render::pipeline& pipeline, const render::pipeline_options& uncached,
-                          cache::frame_loader& loader) {
+                         cache::frame_loader& loader) {
   engine.add({.group = command::action_group::information,
               .name = "bench_decode",
               .help = "measure how fast the selected layer's frames of the work area are decoded, without the cache",

@@ -197,8 +197,7 @@ bool window_run::main_tick() {
       was_playing && (static_cast<int>(composition.doc.tm_t) != last_frame_ ||
                       since_draw > static_cast<std::uint32_t>(playback::turn_milliseconds(composition.doc.fpcs) + 1));
   if (redraw_ || interface_is_due() || next_picture || live || parts_.pipeline.waits_for_frames() ||
-      since_draw >= longest_redraw ||
-      desktop_->client_size() != surface_size_) {
+      since_draw >= longest_redraw || desktop_->client_size() != surface_size_) {
     redraw_ = false;
     due_.reset();
     last_draw_ = now;

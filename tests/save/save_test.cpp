@@ -331,7 +331,8 @@ TEST_F(studio, memory_that_runs_out_keeps_what_is_made) {
   };
   const save::target target{out("c.tga"), img::find_format("c.tga")};
   lines.clear();
-  EXPECT_FALSE(save::save_walk(context, target, {make, [](int) { return std::vector<cache::frame_request>(); }, {}, 0}));
+  EXPECT_FALSE(
+      save::save_walk(context, target, {make, [](int) { return std::vector<cache::frame_request>(); }, {}, 0}));
   EXPECT_EQ(lines, text_list{"\"" + out("c_0002.tga") + "\": The frame is missing: Out of memory"});
   EXPECT_EQ(files_of(folder / "out"), (text_list{"c_0000.tga", "c_0001.tga", "c_0003.tga"}));
   EXPECT_EQ(level_of(out("c_0001.tga")), 1);
