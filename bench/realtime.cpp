@@ -168,7 +168,6 @@ int run_window(const job& job) {
     const double seconds = since(start);
     if (seconds < job.seconds) return;
     engine.execute_action("exit");
-    window.observer = nullptr;
     if (job.kind == "play") print_play(job, r, seconds);
     if (job.kind == "ahead") print_ahead(job, r, seconds, shown, frames.queue_size() / composition.doc.tracks.size());
     if (job.kind == "idle") {
@@ -180,6 +179,7 @@ int run_window(const job& job) {
                   static_cast<int>(r.lateness.size()), resident, resident_megabytes() - resident);
     }
     std::fflush(stdout);
+    window.observer = nullptr;  // this function goes with it
   };
   std::string error;
   const std::unique_ptr<platform::desktop> desktop = platform::open_desktop(error);
