@@ -19,6 +19,7 @@ class button : public ui_object, public mouse_handler, public drag_handler {
   button(math::point position, rectangle box) : position_(position), box_(box) {}
 
   mouse_handler* hit_test(math::point point, const place& at) override;
+  using drag_handler::draw;
   void draw(painter& on, const place& at) override;
   press_result mouse_down(mouse_button button, math::point point, bool double_click) override;
   std::shared_ptr<drag_handler> get_drag_handler(mouse_button button, math::point point) override;
