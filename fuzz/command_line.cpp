@@ -18,13 +18,13 @@ struct fixture {
     engine.add_source = [this](const command::source_request& request) {
       ksn::track_info layer;
       layer.name = request.path;
-      layer.source_type = ksn::source_type::image;
-      layer.frames = 1;
-      layer.visible = true;
+      layer.source.type = ksn::source_type::image;
+      layer.source.frames = 1;
+      layer.look.visible = true;
       composition.enter_stack(std::move(layer), false);
     };
     // A few words that double the stack again and again take all memory, as they are told to.
-    engine.stop_requested = [this] { return composition.track_count() > 10000; };
+    engine.stop_requested = [this] { return composition.doc.track_count() > 10000; };
     engine.read_command_file = [this](const std::string&, std::string& content) {
       content = text;
       return engine.include_stack.size() < 3;
@@ -45,7 +45,7 @@ struct fixture {
     engine.run_command_file("/fuzz.ksncmd");
     if (engine.command_depth != 0 || !engine.include_stack.empty()) std::abort();
     // Whatever was set can be read.
-    for (const ksn::track_info& layer : composition.tracks) {
+    for (const ksn::track_info& layer : composition.doc.tracks) {
       for (const command::layer_field& field : engine.layer_field_table) {
         std::string value;
         if (!field.get(composition, layer, value)) std::abort();

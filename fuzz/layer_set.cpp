@@ -11,12 +11,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   ksn::state composition;
   for (const char* name : {"a", "b", "x,y", "a", "!'"}) {
     ksn::track_info layer;
-    layer.id = 10 + composition.track_count();
+    layer.id = 10 + composition.doc.track_count();
     layer.name = name;
-    layer.group_id = composition.track_count() % 2;
-    composition.tracks.push_back(layer);
+    layer.group_id = composition.doc.track_count() % 2;
+    composition.doc.tracks.push_back(layer);
   }
-  composition.selection = {1, 2, 4};
+  composition.doc.selection = {1, 2, 4};
   command::layer_set set;
   if (command::parse_layer_set(composition, text, set)) {
     if (set.single && set.members.size() > 1) std::abort();
