@@ -43,6 +43,10 @@ class loader_test : public testing::Test {
         support::clip_layer(std::move(clip), 64, 64, "/clips/" + std::to_string(number) + ".avi"));
     return composition.doc.tracks.back();
   }
+  std::string order_now() {
+    const std::lock_guard guard(lock);
+    return order;
+  }
   void turn(double time) {
     composition.doc.tm_t = time;
     loader.turn(composition, time);
@@ -145,12 +149,12 @@ TEST_F(loader_test, a_jump) {
   turn(60);
   gate.permit(2);
   ASSERT_TRUE(wait_until([&] { return gate.waiting() == 1 && clip_reads() == 3; }));
-  EXPECT_EQ(order, "1 61 62 ");
+  EXPECT_EQ(order_now(), "1 61 62 ");
   // A step of the play is no jump: the frames further ahead stay wanted.
   turn(61);
   gate.permit(1);
   ASSERT_TRUE(wait_until([&] { return clip_reads() == 4; }));
-  EXPECT_EQ(order, "1 61 62 63 ");
+  EXPECT_EQ(order_now(), "1 61 62 63 ");
 }
 
 TEST_F(loader_test, what_the_user_asks_for) {
