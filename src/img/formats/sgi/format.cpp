@@ -158,13 +158,14 @@ void read_rows(const source_file& file, const sgi_header& header, image& image) 
       if (header.packed) {
         const auto at = static_cast<std::size_t>(i);
         const std::size_t length = std::min<std::size_t>(table.lengths[at], most_packed);
-        const std::uint8_t* codes = own.stored.data() + (table.starts[at] - begin);
+        std::int64_t offset = table.starts[at] - begin;
         if (!together) {
           file.check_range(table.starts[at], static_cast<std::int64_t>(length));
           own.stored.resize(length);
           file.read(own.stored.data(), length, table.starts[at]);
-          codes = own.stored.data();
+          offset = 0;
         }
+        const std::uint8_t* codes = own.stored.data() + offset;
         unpack_row({codes, length, file.path()}, header.bytes, own.row.data(), static_cast<std::size_t>(header.width));
         row = own.row.data();
       }
