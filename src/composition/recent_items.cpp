@@ -8,6 +8,7 @@
 
 #include "composition/file_paths.h"
 #include "composition/persistence.h"
+#include "composition/shared_file.h"
 #include "io/document.h"
 #include "io/part_file.h"
 #include "lib/paths.h"
@@ -30,8 +31,8 @@ void serialize(A& ar, recent_item& v, int) {
 namespace {
 
 constexpr const char* root_key = "recent";
-constexpr int longest_wait = 2000;      // milliseconds, for a document that would be lost
-constexpr int longest_note_wait = 500;  // for a note; many programs of a farm may share the lists
+constexpr int longest_wait = longest_lock_wait;  // milliseconds, for a document that would be lost
+constexpr int longest_note_wait = 500;           // for a note; many programs of a farm may share the lists
 
 std::string list_path(const std::string& folder) {
   return lib::add_separator(folder) + recent_file_name;

@@ -4,9 +4,9 @@
 
 #include "composition/persistence.h"
 #include "composition/serialize_track.h"
+#include "composition/shared_file.h"
 #include "io/document.h"
 #include "lib/paths.h"
-#include "platform/file_lock.h"
 #include "platform/folders.h"
 
 namespace ksn {
@@ -104,7 +104,6 @@ void serialize(A& ar, settings_record& record, int version) {
 namespace {
 
 constexpr const char* root_key = "kestrin.settings";
-constexpr int longest_wait = 2000;  // milliseconds
 
 // A writer changes nothing.
 settings_record record_to_write(const composition_view& stored) {
@@ -178,16 +177,8 @@ bool load_settings(composition_view& stored) {
 }
 
 bool save_settings(const composition_view& stored) {
-  try {
-    std::string path;
-    if (!settings_path(true, path)) return false;
-    const platform::file_lock lock(path + ".lock", longest_wait);
-    if (!lock.held()) return false;
-    save_settings_file(stored, path);
-    return true;
-  } catch (const std::exception&) {
-    return false;
-  }
+  std::string path;
+  return settings_path(true, path) && write_shared_file(path, [&] { save_settings_file(stored, path); });
 }
 
 }  // namespace ksn

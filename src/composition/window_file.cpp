@@ -2,9 +2,9 @@
 
 #include <cstdint>
 
+#include "composition/shared_file.h"
 #include "io/document.h"
 #include "lib/paths.h"
-#include "platform/file_lock.h"
 #include "platform/folders.h"
 
 namespace ksn {
@@ -41,7 +41,6 @@ void serialize(A& ar, window_record& v, int) {
 namespace {
 
 constexpr const char* root_key = "windowPlacement";
-constexpr int longest_wait = 2000;  // milliseconds
 
 bool window_path(bool create, std::string& path) {
   if (!platform::get_folder(platform::folder_kind::local_data, create, path)) return false;
@@ -84,21 +83,14 @@ bool load_window_placement(platform::window_placement& placement) {
 }
 
 bool save_window_placement(const platform::window_placement& placement) {
-  try {
-    std::string path;
-    if (!window_path(true, path)) return false;
-    const platform::file_lock lock(path + ".lock", longest_wait);
-    if (!lock.held()) return false;
-    const window_record record{static_cast<std::uint32_t>(placement.flags),
-                               static_cast<std::uint32_t>(placement.show_command),
-                               placement.min_position,
-                               placement.max_position,
-                               {placement.left, placement.top, placement.right, placement.bottom}};
-    io::save_document(path, root_key, record);
-    return true;
-  } catch (const std::exception&) {
-    return false;
-  }
+  std::string path;
+  if (!window_path(true, path)) return false;
+  const window_record record{static_cast<std::uint32_t>(placement.flags),
+                             static_cast<std::uint32_t>(placement.show_command),
+                             placement.min_position,
+                             placement.max_position,
+                             {placement.left, placement.top, placement.right, placement.bottom}};
+  return write_shared_file(path, [&] { io::save_document(path, root_key, record); });
 }
 
 }  // namespace ksn

@@ -21,14 +21,8 @@ std::string in_units(double bytes) {
 
 }  // namespace
 
-std::size_t bytes_of(const img::image& image) {
-  std::size_t bytes = 0;
-  for (const img::plane& plane : image.data) bytes += plane.size();
-  return bytes;
-}
-
 std::size_t bytes_of(const picture& picture) {
-  std::size_t bytes = picture.bytes ? bytes_of(*picture.bytes) : 0;
+  std::size_t bytes = picture.bytes ? cache::bytes_of(*picture.bytes) : 0;
   if (picture.floats) {
     for (const auto& plane : picture.floats->data) bytes += plane.size() * sizeof(plane[0]);
   }

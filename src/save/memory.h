@@ -10,7 +10,6 @@
 
 namespace save {
 
-std::size_t bytes_of(const img::image& image);
 std::size_t bytes_of(const picture& picture);
 
 // What one frame takes while it is made, at least: its own planes and its largest source.

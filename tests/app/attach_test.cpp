@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <future>
@@ -80,6 +81,32 @@ TEST(attach, lines_that_are_handed_over) {
   }
   EXPECT_GE(r.woken, 5);
   EXPECT_FALSE(r.engine.action_table.contains("attach")) << "elsewhere the option stays unknown";
+}
+
+TEST(attach, the_status_of_the_line_comes_back_when_asked_for) {
+  receiver r;
+  const struct {
+    std::vector<std::string> args;
+    int code;
+  } rows[] = {
+      {{"--attach=status", "--time=7"}, 0},
+      {{"--attach=status", "--nonsense"}, 1},
+      {{"--attach", "--nonsense"}, 0},
+      {{"--nonsense", "--attach_nf", "--attach=status"}, 1},
+  };
+  for (const auto& row : rows) {
+    std::vector<std::string> args = row.args;
+    args.insert(args.begin(), "kestrin");
+    r.lines.clear();
+    const std::optional<int> code = while_polling(r.attach, [&] {
+      ksn::state other;
+      command::engine none(other);
+      return app::attach(none, r.folder / "line").hand_over(args);
+    });
+    EXPECT_EQ(code, row.code) << row.args[0];
+    EXPECT_EQ(r.lines.size(), static_cast<std::size_t>(std::count(args.begin(), args.end(), "--nonsense")));
+  }
+  EXPECT_FALSE(r.engine.action_table.contains("attach"));
 }
 
 TEST(attach, relative_paths_mean_the_senders_folder) {

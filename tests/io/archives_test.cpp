@@ -323,6 +323,32 @@ TEST(document, both_forms_by_name) {
   }
 }
 
+// Every list on its own may be small enough.
+TEST(binary_archive, elements_are_limited_in_sum) {
+  const std::vector<std::string> six(6);
+  const std::string bytes = binary_of([&](auto& out) {
+    out.field("a", six);
+    out.field("b", six);
+  });
+  for (const int limit : {11, 12}) {
+    std::vector<std::string> first, second;
+    const auto read = [&] {
+      from_binary(bytes, io::archive_version, [&](io::binary_iarchive& in) {
+        in.limit_elements(limit);
+        in.field("a", first);
+        in.field("b", second);
+      });
+    };
+    if (limit == 12) {
+      read();
+      EXPECT_EQ(second, six);
+    } else {
+      EXPECT_EQ(failure(read), "io::invalid_format|(memory_reader)|More elements than a file of its size can hold");
+      EXPECT_EQ(first, six);
+    }
+  }
+}
+
 TEST(document, old_file_stays_whole) {
   support::temp_folder folder;
   const std::string path = folder / "a.xml";

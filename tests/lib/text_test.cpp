@@ -3,9 +3,11 @@
 #include <limits>
 
 #include "lib/color.h"
+#include "lib/error_record.h"
 #include "lib/format.h"
 #include "lib/from_string.h"
 #include "lib/messages.h"
+#include "lib/printable.h"
 #include "lib/utf.h"
 #include "support/temp_folder.h"
 
@@ -53,6 +55,32 @@ TEST(format, fields) {
   EXPECT_EQ(lib::format("{1}"s), "[error: argument '1' missing]");
   EXPECT_EQ(lib::format("{1:10000000000}"s, 1).size(), 1000u) << "a width is bounded";
   EXPECT_EQ(lib::format("{1} {2:x}"s, -7, 4000000000u), "-7 ee6b2800");
+}
+
+TEST(printable, one_line_that_does_nothing_to_a_terminal) {
+  const struct {
+    std::string text, expected;
+  } rows[] = {
+      {"", ""},
+      {"plate v2.tga", "plate v2.tga"},
+      {"a\nb\r\tc", "a\\nb\\r\\tc"},
+      {"\x1b[2J\x7f"s + '\0', "\\x1B[2J\\x7F\\x00"},
+      {"\xC2\x9B"
+       "2J \xC2\xA0\xC3\xA9\xC2",
+       "\\xC2\\x9B"
+       "2J \xC2\xA0\xC3\xA9\xC2"},
+  };
+  for (const auto& r : rows) EXPECT_EQ(lib::printable(r.text), r.expected);
+}
+
+TEST(error_record, keeps_the_latest_lines) {
+  lib::error_record record;
+  for (int i = 0; i < 250; ++i) record.add(std::to_string(i));
+  EXPECT_EQ(record.count(), 250);
+  ASSERT_EQ(record.entries().size(), lib::error_record::most);
+  EXPECT_EQ(record.entries().front().text, "50");
+  EXPECT_EQ(record.entries().back().text, "249");
+  EXPECT_LE(record.entries().front().time, record.entries().back().time);
 }
 
 template <class T>

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <future>
 #include <thread>
@@ -207,6 +208,23 @@ TEST(handover, nonsense_on_the_socket_does_no_harm) {
   for (const int socket : open) close(socket);
   first.end();
   EXPECT_EQ(first.received.size(), 3u);
+}
+
+TEST(handover, half_messages_keep_nobody_out) {
+  const support::temp_folder folder;
+  instance first(folder / "line");
+  const std::string half = platform::encode_handover(sample).substr(0, 20);
+  std::vector<int> open;
+  for (int i = 0; i < 60; ++i) {
+    open.push_back(raw_connection(folder / "line"));
+    ASSERT_GE(open.back(), 0);
+    ::send(open.back(), half.data(), half.size(), MSG_NOSIGNAL);
+  }
+  handover second(folder / "line");
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_TRUE(sent(second, sample, false, no_lines));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3)) << "before any of them ran out of time";
+  for (const int socket : open) close(socket);
 }
 
 TEST(handover, a_socket_left_by_a_crash_is_no_obstacle) {

@@ -1,10 +1,14 @@
 #include "save/save.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <csignal>
 #include <memory>
+#include <thread>
 
 #include "command/engine.h"
 #include "lib/parallel.h"
@@ -306,6 +310,26 @@ TEST_F(studio, a_full_disk_ends_the_walk_with_one_line) {
             text_list{"\"" + out("c_0003.tga") + "\": io::write_error: WriteFile: No space left on device"});
   for (int i = 0; i < 3; ++i) EXPECT_EQ(level_of(out("c_000" + std::to_string(i) + ".tga")), 10 * (i + 1));
   EXPECT_EQ(saved.size(), 1u);
+}
+
+// A slow write that fails comes before the next frame, which has no picture: its line is the one that ends the save.
+TEST_F(studio, lines_come_in_the_order_of_the_frames) {
+  open_sequence({10, 20, -1, 40});
+  std::filesystem::create_directories(folder / "out");
+  ASSERT_EQ(mkfifo(out("c_0001.tga").c_str(), 0666), 0);
+  const int reader = open(out("c_0001.tga").c_str(), O_RDONLY | O_NONBLOCK);
+  ASSERT_GE(reader, 0);
+  const auto before = signal(SIGPIPE, SIG_IGN);
+  std::thread closes([reader] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    close(reader);
+  });
+  EXPECT_EQ(run({"--mask_size=256,256", "--save_mask_as_sequence=" + out("c.tga")}),
+            text_list{"\"" + out("c_0001.tga") + "\": io::write_error: WriteFile: Broken pipe"});
+  closes.join();
+  signal(SIGPIPE, before);
+  EXPECT_TRUE(std::filesystem::exists(out("c_0000.tga")));
+  EXPECT_FALSE(std::filesystem::exists(out("c_0003.tga")));
 }
 
 TEST_F(studio, cancelling_keeps_what_is_written) {
