@@ -98,6 +98,8 @@ struct application::impl {
   void register_actions();
   void add_own_actions();
   bool print_tables(const std::string& which);
+  // How far a save is, with what is saved.
+  std::string titled(const save::progress& progress);
   int run_step(bool any_arguments);
   int run_window();
   // 1 in place of 0 when the process is to tell of error lines.
@@ -180,8 +182,9 @@ void application::impl::register_actions() {
   playback::register_playback_actions(engine, clock);
   save::register_save_actions(engine, pipeline,
                               {[this](const save::progress& progress) {
-                                 console.show(progress);
-                                 window.show_progress(progress_text(progress), progress.done, progress.total);
+                                 const std::string shown = titled(progress);
+                                 console.show(progress, shown);
+                                 window.show_progress(shown, progress.done, progress.total);
                                },
                                [this] { return interrupted() || window.progress_cancelled(); },
                                [this](const std::string& path) { after_save(path); },
@@ -252,6 +255,16 @@ bool application::impl::print_tables(const std::string& which) {
   }
   engine.quit_requested = true;
   return true;
+}
+
+std::string application::impl::titled(const save::progress& progress) {
+  const std::string state = progress_text(progress);
+  const std::string& option = engine.current_option();
+  if (option.starts_with("--save_layer_as")) return text("save_layer_as.pdlg_title") + ": " + state;
+  if (!option.starts_with("--save_mask_as_sequence")) return state;
+  const math::point size = composition.doc.mask_size;
+  return text("save_mask_as_sequence.pdlg_title") + " " + std::to_string(size.x) + " x " + std::to_string(size.y) +
+         ": " + state;
 }
 
 void application::impl::after_save(const std::string& path) {

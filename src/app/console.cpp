@@ -46,12 +46,12 @@ void console::report(const std::string& line) {
   errors_.add(printed);
 }
 
-void console::show(const save::progress& progress) {
+void console::show(const save::progress& progress, const std::string& text) {
   const auto now = std::chrono::steady_clock::now();
   if (!terminal_ || (progress.done < progress.total && now < next_progress_)) return;
   next_progress_ = now + progress_interval;
   flush();
-  std::fprintf(stderr, "%s%s", clear_line, progress_text(progress).c_str());
+  std::fprintf(stderr, "%s%s", clear_line, text.c_str());
   std::fflush(stderr);
   progress_shown_ = true;
   if (progress.done >= progress.total) clear_progress();

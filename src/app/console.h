@@ -19,7 +19,7 @@ class console {
   void report(const std::string& line);
   // Rewrites the progress line when the error stream is a terminal. It is cleared by the next line, or when all is
   // done.
-  void show(const save::progress& progress);
+  void show(const save::progress& progress, const std::string& text);
   void clear_progress();
   // Call it when nothing more is printed: output that could not be written, on a full disk perhaps, is an error line.
   // A reader that has gone is none.

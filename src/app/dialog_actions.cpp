@@ -29,7 +29,9 @@ void ask_and_run(const dialog_parts& parts, platform::desktop& desktop, const co
   dialog.save = !row.ask->file_name.empty();
   dialog.file_name = row.ask->file_name;
   dialog.several = row.ask->several;
-  dialog.filter = row.ask->filter;
+  for (const std::string& kind : command::tokenise(row.ask->filter)) {
+    dialog.filter += (dialog.filter.empty() ? "" : ";;") + parts.text(kind);
+  }
   const std::vector<std::string> paths = desktop.ask_files(dialog);
   if (paths.empty()) return;
   folder = lib::folder_of(paths.front());

@@ -22,6 +22,10 @@ void register_loading_fields(command::engine& engine, cache::frame_loader& loade
         frames.trim(frames.memory_reserve_percent);
       });
   command::add_by<state>(
+      engine, "memory_reserve", "memory that is left to other programs, in percent", command::integer(0, 90),
+      [&frames](const state&) { return frames.memory_reserve_percent.load(); },
+      [&frames](state&, int percent) { frames.memory_reserve_percent = percent; });
+  command::add_by<state>(
       engine, "readers",
       "frames read at once, 1 to 16, where a disk or server lets the processors wait; 0 as many as there are "
       "processors, at least 4",

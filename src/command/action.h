@@ -46,7 +46,7 @@ struct menu_place {
 struct file_question {
   std::string_view title = {};      // catalogue key; empty: the action's own text
   std::string_view file_name = {};  // that a save dialog begins with; empty: files are opened
-  std::string_view filter = {};     // "(*.a *.b);;(*)"
+  std::string_view filter = {};     // catalogue keys of its kinds of files, separated by blanks
   bool several = false;             // several files can be chosen, the action is run for each
 };
 

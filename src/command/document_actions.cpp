@@ -424,7 +424,7 @@ action replace_row(engine& engine) {
   row.value_help = "replace the selected layer's source";
   row.menu = {"mi_layer", 60};
   row.enabled = [&composition] { return one(composition); };
-  row.ask = {"layer_replace_with_title", "", "(*)"};
+  row.ask = {"layer_replace_with_title", "", "any_file_filter"};
   row.execute_value = [&engine, &composition](const std::string& path) {
     if (path.empty()) return false;
     if (one(composition)) {

@@ -43,7 +43,7 @@ void register_language_actions(engine& engine) {
                     engine.open_source(request);
                     return true;
                   },
-              .ask = file_question{"add_layer_title", "", "(*)", true}});
+              .ask = file_question{"add_layer_title", "", "any_file_filter", true}});
   engine.add({.group = action_group::file,
               .name = "execute_cmdfile",
               .help = "run a command file that you choose",
@@ -56,7 +56,7 @@ void register_language_actions(engine& engine) {
                     engine.run_command_file(path);
                     return true;
                   },
-              .ask = file_question{"", "", "(*.ksncmd);;(*)"}});
+              .ask = file_question{"", "", "command_file_filter any_file_filter"}});
   engine.add({.group = action_group::file,
               .name = "exit",
               .help = "end the program; nothing after it is carried out",

@@ -4,6 +4,7 @@
 
 #include "command/field_builder.h"
 #include "command/layer_set.h"
+#include "img/format.h"
 
 namespace command {
 
@@ -11,6 +12,8 @@ namespace {
 
 using ksn::state;
 using ksn::track_info;
+
+constexpr int channel_type = 2;  // of an img::layer that is not the main picture
 
 #define MEMBER(name)         \
   [](auto& layer) -> auto& { \
@@ -62,12 +65,31 @@ bool set_image_layer_index(track_info& layer, int index) {
   return show_image_layer(layer, [&](const img::layer& entry) { return entry.index == index; });
 }
 
+// Whether the layer's file has a picture of that name that no list holds: a single channel.
+bool has_picture(const track_info& layer, const img::layer& wanted) {
+  const bool of_a_file =
+      layer.source.type == ksn::source_type::image || layer.source.type == ksn::source_type::sequence;
+  const std::string path = of_a_file ? layer.source.frame_path(0) : std::string();
+  const img::format* format = path.empty() ? nullptr : img::find_format(path);
+  if (!format || layer.source.image_layers.empty()) return false;
+  try {
+    format->read_header(path, wanted);
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
 bool set_image_layer(track_info& layer, const std::string& name) {
   if (name.empty()) {
     layer.source.image_layer = {};
     return true;
   }
-  return show_image_layer(layer, [&](const img::layer& entry) { return entry.name == name; });
+  if (show_image_layer(layer, [&](const img::layer& entry) { return entry.name == name; })) return true;
+  const img::layer channel{channel_type, -1, name};
+  if (!has_picture(layer, channel)) return false;
+  layer.source.image_layer = channel;
+  return true;
 }
 
 bool set_alpha_source(state& composition, track_info& layer, const field_value& value) {
@@ -193,7 +215,8 @@ void register_source(engine& engine) {
       engine, "image_layer_index", "picture that is shown of a file with several, by number; -1 is the main one",
       integer(-1), [](const track_info& layer) { return layer.source.image_layer.index; }, set_image_layer_index);
   by(
-      engine, "image_layer", "picture that is shown of a file with several, by name; empty is the main one",
+      engine, "image_layer",
+      "picture that is shown of a file with several: name of a layer or of one channel; empty is the main one",
       text("NAME"), [](const track_info& layer) { return layer.source.image_layer.name; }, set_image_layer);
   member(engine, "layer_channels", "channels of the layer that are used", words<ksn::view_type>(),
          MEMBER(look.channels));

@@ -22,7 +22,7 @@ namespace command {
 
 namespace {
 
-constexpr std::string_view composition_filter = "(*.ksncomp *.xml);;(*)";
+constexpr std::string_view composition_filter = "kestrin_composition_filter any_file_filter";
 constexpr std::uintmax_t largest_peek = 64 << 20;  // bytes of a document that a menu reads
 
 std::string time_text(const std::string& path) {

@@ -42,16 +42,16 @@ bool open_kind(state& composition, track_info& record, clip_kind kind, const std
   return true;
 }
 
-// A layer of sound alone, as long as its samples last. False for a file that is no such wave.
-bool open_wave(state& composition, track_info& record, const std::string& path, int rate) {
+// A layer of sound alone, as long as its samples last. False for a file that is no such wave, with the error line for
+// it.
+bool open_wave(track_info& record, const std::string& path, int rate, std::string& refusal) {
   std::shared_ptr<const sources::wave_context> sound;
   try {
     sound = sources::load_wave(path);
   } catch (const std::exception&) {
-    composition.report_error(io::failure_line(path));
+    refusal = io::failure_line(path);
     return false;
   }
-  if (!sound || sound->sample_rate == 0) return false;
   record = track_info();
   record.source.type = source_type::wave;
   record.source.frames =
@@ -75,7 +75,9 @@ bool open_camera_clip(state& composition, track_info& record, clip_kind kind, co
   return false;
 }
 
-bool open_movie(state& composition, track_info& record, const std::string& path, bool is_avi) {
+// `refusal`: what a reader before these had to say, in place of their own line.
+bool open_movie(state& composition, track_info& record, const std::string& path, bool is_avi,
+                const std::string& refusal) {
   int avi_error = 0;
   int directshow_error = 0;
   int quicktime_error = 0;
@@ -84,8 +86,9 @@ bool open_movie(state& composition, track_info& record, const std::string& path,
   if (is_avi && try_kind(clip_kind::directshow, directshow_error)) return true;
   if (try_kind(clip_kind::quicktime, quicktime_error)) return true;
   if (!is_avi && try_kind(clip_kind::directshow, directshow_error)) return true;
-  composition.report_error(line(path, "Open error " + hexadecimal(avi_error) + ", " + hexadecimal(directshow_error) +
-                                          ", " + std::to_string(quicktime_error)));
+  const std::string codes = "Open error " + hexadecimal(avi_error) + ", " + hexadecimal(directshow_error) + ", " +
+                            std::to_string(quicktime_error);
+  composition.report_error(refusal.empty() ? line(path, codes) : refusal);
   return false;
 }
 
@@ -144,8 +147,9 @@ bool state::route_source(track_info& record, const std::string& path, bool singl
   if (extension == "rtv") return open_camera_clip(*this, record, clip_kind::rtv, path);
   if (extension == "cine") return open_camera_clip(*this, record, clip_kind::phantom_cine, path);
   if (extension == "r3d") return open_camera_clip(*this, record, clip_kind::r3d, path);
-  if (extension == "wav" && open_wave(*this, record, path, doc.fpcs)) return true;
-  return open_movie(*this, record, path, extension == "avi");
+  std::string refusal;
+  if (extension == "wav" && open_wave(record, path, doc.fpcs, refusal)) return true;
+  return open_movie(*this, record, path, extension == "avi", refusal);
 }
 
 }  // namespace ksn

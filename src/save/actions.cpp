@@ -21,7 +21,7 @@ void register_save_actions(command::engine& engine, render::pipeline& pipeline, 
     const char* file_name;
     bool (*run)(context& context, const std::string& path);
   };
-  constexpr std::string_view pictures = "(*.exr *.dpx *.tga *.png *.jpg *.tif *.tiff);;(*)";
+  constexpr std::string_view pictures = "picture_filter any_file_filter";
   const auto add = [&](const row& row, auto run) {
     engine.add({.group = command::action_group::save,
                 .name = row.name,

@@ -219,6 +219,16 @@ TEST_F(window, comes_back_where_it_was) {
     })) << program.geometry().x
         << " " << program.geometry().width;
   }
+  // Larger than the screen, or half outside: all of it can be seen.
+  for (const auto& [key, value] : {std::pair("right", "5000"), {"left", "1100"}}) {
+    std::string text = support::read_file(user / "data/Kestrin/kestrin.window.xml");
+    const std::size_t at = text.find(">", text.find("\"" + std::string(key) + "\"")) + 1;
+    text.replace(at, text.find("<", at) - at, value);
+    support::write_file(user / "data/Kestrin/kestrin.window.xml", text);
+    window_program program(*server, {}, {}, same);
+    const rectangle found = program.geometry();
+    EXPECT_TRUE(found.x >= 0 && found.x + found.width <= 1280) << key << ' ' << found.x << ' ' << found.width;
+  }
   // Out of reach, absurd, or no placement at all: a window that can be seen.
   for (const char* left : {"100000", "-2000000000", "x", "<"}) {
     std::string text = support::read_file(user / "data/Kestrin/kestrin.window.xml");

@@ -5,7 +5,9 @@
 #include <sstream>
 
 #include "command/field_view.h"
+#include "img/format.h"
 #include "language.h"
+#include "support/pictures.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -224,6 +226,21 @@ TEST(fields, picture_of_a_file_that_holds_several) {
   EXPECT_EQ(tried.composition.doc.tracks[0].source.image_layer, (img::layer{2, 1, "left"}));
   tried.run({"--image_layer="});
   EXPECT_TRUE(tried.composition.doc.tracks[0].source.image_layer.is_default());
+}
+
+TEST(fields, one_channel_of_a_file) {
+  const support::temp_folder folder;
+  img::save(support::random_picture("BGRA", 4, 2), folder / "a.exr", nullptr, {});
+  language tried({"a"});
+  ksn::layer_source& source = tried.composition.doc.tracks[0].source;
+  source.path = folder / "a.exr";
+  source.image_layers = {{}, {2, 1, "A"}};
+  tried.run({"--image_layer=G"});
+  EXPECT_EQ(tried.field("1:image_layer"), "G");
+  EXPECT_EQ(tried.errors, strings{});
+  tried.run({"--image_layer=Q"});
+  EXPECT_EQ(tried.errors, strings{"Invalid value \"Q\" for layer field \"image_layer\""});
+  EXPECT_EQ(source.image_layer, (img::layer{2, -1, "G"}));
 }
 
 TEST(fields, lookup_table_of_a_path_is_always_fresh_and_kept_by_name) {

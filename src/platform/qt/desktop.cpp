@@ -27,6 +27,7 @@ namespace platform {
 namespace {
 
 constexpr int largest_window = 32767;  // pixels, of the window system
+constexpr int least_shown = 64;        // pixels of a window's width that a user can take hold of
 constexpr int error_no_window = 1400;
 constexpr int error_size = static_cast<int>(0x80049205u);
 
@@ -307,21 +308,30 @@ class qt_desktop : public desktop {
     gl_in_use_ = wanted;
   }
 
-  // A window that would lie outside every monitor keeps its size and takes the default place.
+  // The window is put inside the monitor that shows most of it, no larger than that; one that lies outside all of them
+  // takes the default place.
   void apply_placement(const window_placement& placement) {
     const long long width = 0LL + placement.right - placement.left;
     const long long height = 0LL + placement.bottom - placement.top;
     if (width < 1 || height < 1 || width > largest_window || height > largest_window) return;
-    const QRect wanted = rectangle_of(placement);
-    bool on_screen = false;
+    QRect wanted = rectangle_of(placement);
+    const QScreen* best = nullptr;
+    long long most = 0;
     for (const QScreen* screen : QGuiApplication::screens()) {
-      on_screen = on_screen || screen->availableGeometry().intersected(wanted).width() >= 64;
+      const QSize shown = screen->availableGeometry().intersected(wanted).size();
+      const long long pixels = shown.width() < least_shown ? 0 : 1LL * shown.width() * shown.height();
+      if (pixels > most) best = screen;
+      most = std::max(most, pixels);
     }
-    if (on_screen) {
-      window_->setGeometry(wanted);
-    } else {
+    const QRect room = (best ? best : QGuiApplication::primaryScreen())->availableGeometry();
+    wanted.setSize(wanted.size().boundedTo(room.size()));
+    if (!best) {
       window_->resize(wanted.size());
+      return;
     }
+    wanted.moveLeft(std::clamp(wanted.left(), room.left(), room.right() + 1 - wanted.width()));
+    wanted.moveTop(std::clamp(wanted.top(), room.top(), room.bottom() + 1 - wanted.height()));
+    window_->setGeometry(wanted);
   }
 };
 
