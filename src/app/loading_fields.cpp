@@ -31,6 +31,7 @@ void register_loading_fields(command::engine& engine, cache::frame_loader& loade
       "processors, at least 4",
       command::integer(0, cache::frame_scheduler::most_readers), [&reading](const state&) { return reading.readers(); },
       [&reading](state&, int count) { reading.set_readers(count); });
+  engine.global_field_table.back().of_machine = true;
   command::add_by<state>(
       engine, "fill_at_rest", "load the work area from the current frame outward while nothing else goes on",
       command::boolean(), [&loader](const state&) { return loader.fill_at_rest; },

@@ -147,7 +147,7 @@ void engine::command_pass(const std::vector<std::string>& args) {
   }
 }
 
-// Adds `path` as the options from `index` on ask for; returns the index behind those that were taken.
+// Adds `path` as the options from `index` on ask for; returns the index after those that were taken.
 std::size_t engine::take_source(const std::vector<std::string>& args, std::size_t index, std::string path,
                                 bool expand) {
   constexpr std::string_view range_option = "--range=";

@@ -28,7 +28,7 @@ class execution {
   engine& engine_;
 };
 
-// One source path of the command pass, absolute, with what the options behind it ask for.
+// One source path of the command pass, absolute, with what the options after it ask for.
 struct source_request {
   enum class kind { ordinary, range, still_image, forced_sequence };
   std::string path;

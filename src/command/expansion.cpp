@@ -24,7 +24,7 @@ struct bracket {
   int depth;        // most brackets open at once
 };
 
-// `text` begins behind an opening bracket.
+// `text` begins after an opening bracket.
 bracket find_bracket(std::string_view text) {
   int open = 1;
   int depth = 1;

@@ -60,6 +60,7 @@ struct field {
   // As text. A setter reports a bad value itself and returns true.
   std::function<bool(const ksn::state&, const Record&, std::string&)> get;
   std::function<bool(ksn::state&, Record&, const std::string&)> set;
+  bool of_machine = false;  // the first value depends on the machine, and stands in no document
 
   bool read_only() const { return !set; }
 };

@@ -67,7 +67,7 @@ std::string help_text(const engine& engine) {
   std::string text =
       "Usage: kestrin [PATH | OPTION | FILE.ksncmd]...\n"
       "\n"
-      "Arguments are carried out from left to right. A path becomes a layer on top of the stack; behind it may stand\n"
+      "Arguments are carried out from left to right. A path becomes a layer on top of the stack; after it may come\n"
       "--fcheck, and --range=LIST, --still_image or --force_sequence. An option is an action or sets a field:\n"
       "\n"
       "  --name                    run an action\n"
@@ -124,7 +124,7 @@ std::string reference_markdown(const engine& engine) {
     text += std::string("\n### ") + title + "\n\n| field | value | at first | meaning |\n|---|---|---|---|\n";
     for (const auto& field : fields) {
       std::string initial;
-      if (!field.read_only()) field.get(fresh, record, initial);
+      if (!field.read_only() && !field.of_machine) field.get(fresh, record, initial);
       text += "| " + in_code(field.name) + " | " + in_code(form_of(field.shape)) + " | " +
               (initial.empty() ? "" : in_code(initial)) + " | " + plain_cell(field.help) + " |\n";
     }

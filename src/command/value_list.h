@@ -6,7 +6,7 @@
 
 namespace command {
 
-// Takes the next element off the front of `text` into `element`; false when `text` has no more. Begin with
+// Takes the next element off the front of `text` into `element`; false when `text` has no more. Start with
 // `more` = !text.empty(): it stays true while a comma announces a further element, so that a comma at the very end
 // yields a last empty one.
 bool take_value(std::string_view& text, bool& more, std::string_view& element);

@@ -1,4 +1,4 @@
-// What was used of late, and documents that were replaced before they were saved. All of it is in one folder, which
+// What was used recently, and documents that were replaced before they were saved. All of it is in one folder, which
 // several instances share: each change is made under a lock to what is there at that moment.
 #pragma once
 

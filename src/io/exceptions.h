@@ -21,7 +21,7 @@ class exception : public std::exception {
   std::string message_;
 };
 
-// A failed file operation: the text of an errno, or a given text with the errno behind it where there is one.
+// A failed file operation: the text of an errno, or a given text followed by the errno where there is one.
 class file_error : public exception {
  public:
   file_error(std::string source, int error_number);

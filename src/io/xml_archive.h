@@ -148,7 +148,7 @@ class xml_iarchive : public describable<xml_iarchive> {
   int get();         // the next byte
   // Appends what stands in front of the next `last`, which stays.
   void append_until(std::string& text, char last);
-  // Reads a tag that begins with `word` and returns what stands behind the word; valid until the next tag.
+  // Reads a tag that begins with `word` and returns what follows the word; valid until the next tag.
   std::string_view read_tag(std::string_view word);
   int read_tag_with(std::string_view word, std::string_view attribute);
   int read_count(std::string_view word);

@@ -8,7 +8,7 @@
 
 namespace lib {
 
-// `path` with `separator` behind it, unless it is empty or ends in `/` or `\`.
+// `path` followed by `separator`, unless it is empty or ends in `/` or `\`.
 std::string add_separator(std::string path, char separator = '/');
 // `path` without one trailing `/` or `\`.
 std::string remove_separator(std::string path);
@@ -23,9 +23,9 @@ struct folder_and_name {
   std::string folder;  // with its closing separator, empty when there is none
   std::string name;
 };
-// Splits text from anywhere behind the last `/` or `\`; without one, behind a drive letter and its colon.
+// Splits text from anywhere after the last `/` or `\`; without one, after a drive letter and its colon.
 folder_and_name split_path(std::string_view path);
-// For the path of a real file: the part behind the last `/`, and the part before it with its separator.
+// For the path of a real file: the part after the last `/`, and the part before it with its separator.
 std::string file_name(std::string_view path);
 std::string folder_of(std::string_view path);
 

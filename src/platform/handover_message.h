@@ -28,7 +28,7 @@ std::string encode_handover(const handover_message& message);
 // Takes a message in pieces of any size. Memory grows with what has arrived, never with what a length claims.
 class handover_parser {
  public:
-  // Bytes behind a message break it, as do lengths that do not add up.
+  // Bytes after a message break it, as do lengths that do not add up.
   parse_state take(std::string_view bytes);
   parse_state state() const { return state_; }
   // Once the state is complete.

@@ -23,7 +23,7 @@ class positioned_file {
 
   // Bytes that were read, fewer than `count` only at the end of the file; -1 with errno set on failure.
   std::int64_t read(void* buffer, std::size_t count, std::int64_t offset) const;
-  // The same into `count` (at most 1024) pieces one behind the other. Changes the pieces.
+  // The same into `count` (at most 1024) pieces one after the other. Changes the pieces.
   std::int64_t read_pieces(iovec* pieces, int count, std::int64_t offset) const;
 
   // Reads exactly `count` bytes. Pages that are in the page cache are copied from there; the others are read around it.

@@ -16,7 +16,7 @@ constexpr int block_frames = 1024;
 // A double below 2^31 plus this holds the nearest integer, the even one of two, in its lowest bits.
 constexpr double rounding_bias = 6755399441055744.0;
 // Sound that starts between two samples, just in the middle, always takes the later one: without it the noise of the
-// last bits would choose anew in each tick, and the sound would step to and fro.
+// last bits would choose again in each tick, and the sound would step back and forth.
 constexpr double tie_bias = 1.0 / 1024;
 constexpr double farthest_sample = 2147480000.0;
 

@@ -15,14 +15,14 @@
 namespace platform {
 namespace {
 
-// The number at the start of `text` behind blanks; `otherwise` when there is none, as for the word "max".
+// The number at the start of `text` after blanks; `otherwise` when there is none, as for the word "max".
 std::uint64_t number_at(std::string_view text, std::uint64_t otherwise) {
   text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
   std::uint64_t value = 0;
   return std::from_chars(text.data(), text.data() + text.size(), value).ec == std::errc() ? value : otherwise;
 }
 
-// The number behind `key` at the start of a line.
+// The number after `key` at the start of a line.
 std::uint64_t number_of(std::string_view text, std::string_view key, std::uint64_t otherwise) {
   for (std::size_t at = text.find(key); at != text.npos; at = text.find(key, at + 1))
     if (at == 0 || text[at - 1] == '\n') return number_at(text.substr(at + key.size()), otherwise);
