@@ -83,12 +83,99 @@ TEST_F(jpeg, bad_files_say_what_is_wrong) {
       {"empty", "", "Unexpected end of file"},
       {"not a JPEG", "GIF89a", "Not a JPEG file"},
       {"cut in the header", good.substr(0, 100), "Unexpected end of file"},
-      {"cut in the data", good.substr(0, good.size() - 30), "Unexpected end of file"},
-      {"no end marker", good.substr(0, good.size() - 2), "Unexpected end of file"},
+      {"cut before the data", good.substr(0, good.find("\xFF\xDA") + 20), "Unexpected end of file"},
       {"too large for the file", large, "Picture size 65280 x 65280"},
       {"no height", no_height, "DNL not supported"},
       {"two channels", jpeg_of(2, JCS_UNKNOWN, {1, 2}, false), "Invalid number of channels"},
   });
+}
+
+// What is there is shown, the rest is black, and the picture says how much.
+TEST_F(jpeg, files_that_end_early) {
+  const bytes good = written(support::random_picture("BGR", 64, 64));
+  const img::image whole = read(good);
+  EXPECT_EQ(whole.note, "");
+  const img::image no_mark = read(good.substr(0, good.size() - 2));
+  EXPECT_EQ(no_mark.data, whole.data);
+  EXPECT_EQ(no_mark.note, "");
+  for (const double part : {0.4, 0.6, 0.9}) {
+    const img::image cut = read(good.substr(0, static_cast<std::size_t>(part * static_cast<double>(good.size()))));
+    int missing = 0;
+    ASSERT_EQ(std::sscanf(cut.note.c_str(), "%d of 64 lines are missing", &missing), 1) << cut.note;
+    EXPECT_NEAR(missing, 64 * (1 - part), 24);
+    // The last line before the gap is drawn with the one after it.
+    const std::size_t there = static_cast<std::size_t>(63 - missing) * 64;
+    EXPECT_EQ(std::memcmp(cut.data[1].data(), whole.data[1].data(), there), 0) << part;
+    for (int y = 64 - missing; y < 64; ++y) EXPECT_EQ(cut.row(0, y)[5], 0);
+  }
+}
+
+// Numbers in one byte order, entries of 12 bytes: the orientation, a maker, and a directory with an exposure time.
+bytes exif_block(bool big_endian, int orientation) {
+  bytes block = big_endian ? "MM" : "II";
+  const auto add = [&](std::uint32_t value, int count) {
+    for (int i = 0; i < count; ++i) block += static_cast<char>(value >> (8 * (big_endian ? count - 1 - i : i)));
+  };
+  const auto entry = [&](std::uint32_t tag, std::uint32_t type, std::uint32_t count, std::uint32_t value, int bytes) {
+    add(tag, 2);
+    add(type, 2);
+    add(count, 4);
+    add(value, bytes);
+    add(0, 4 - bytes);
+  };
+  add(42, 2);
+  add(8, 4);
+  add(3, 2);
+  entry(0x010F, 2, 7, 50, 4);
+  entry(0x0112, 3, 1, static_cast<std::uint32_t>(orientation), 2);
+  entry(0x8769, 4, 1, 58, 4);
+  add(0, 4);
+  block += bytes("Lumina\0\0", 8);
+  add(1, 2);
+  entry(0x829A, 5, 1, 76, 4);
+  add(0, 4);
+  add(1, 4);
+  add(50, 4);
+  return block;
+}
+
+bytes with_marker(const bytes& file, int marker, const bytes& content) {
+  bytes segment{'\xFF', static_cast<char>(marker), static_cast<char>((content.size() + 2) >> 8),
+                static_cast<char>(content.size() + 2)};
+  return file.substr(0, 2) + segment + content + file.substr(2);
+}
+
+TEST_F(jpeg, orientation_is_applied) {
+  // Four quarters of their own gray: upper left, upper right, lower left, lower right.
+  constexpr int grays[] = {20, 90, 160, 230};
+  img::image image("L", 8, 64, 32);
+  for (int y = 0; y < 32; ++y) {
+    for (int x = 0; x < 64; ++x) image.row(0, y)[x] = static_cast<std::uint8_t>(grays[y / 16 * 2 + x / 32]);
+  }
+  const bytes file = written(image, {0, 100, false});
+  // Which quarter stands where, in the same order.
+  constexpr int quarters[][4] = {{0, 1, 2, 3}, {1, 0, 3, 2}, {3, 2, 1, 0}, {2, 3, 0, 1},
+                                 {0, 2, 1, 3}, {2, 0, 3, 1}, {3, 1, 2, 0}, {1, 3, 0, 2}};
+  for (int orientation = 0; orientation <= 9; ++orientation) {
+    for (const bool big_endian : {false, true}) {
+      const img::image out = read(with_marker(file, 0xE1, bytes("Exif\0\0", 6) + exif_block(big_endian, orientation)));
+      const bool known = orientation >= 1 && orientation <= 8;
+      EXPECT_EQ(out.width, orientation >= 5 && known ? 32 : 64) << orientation;
+      for (int q = 0; q < 4; ++q) {
+        const int y = (q / 2 * 2 + 1) * out.height / 4;
+        const int x = (q % 2 * 2 + 1) * out.width / 4;
+        EXPECT_NEAR(out.row(1, y)[x], grays[quarters[known ? orientation - 1 : 0][q]], 3) << orientation << " " << q;
+      }
+      EXPECT_EQ(out.metadata.at("exif_make"), "Lumina");
+      EXPECT_EQ(out.metadata.at("exif_exposure_time"), "1/50");
+    }
+  }
+  const bytes block = exif_block(false, 6);
+  for (std::size_t size = 0; size < block.size(); ++size) {
+    read(with_marker(file, 0xE1, bytes("Exif\0\0", 6) + block.substr(0, size)));
+  }
+  const img::image told = read(with_marker(file, 0xE1, bytes("http://ns.adobe.com/xap/1.0/\0", 29) + "<x:xmpmeta/>"));
+  EXPECT_EQ(told.metadata.at("xmp"), "<x:xmpmeta/>");
 }
 
 TEST_F(jpeg, written_files_come_back) {

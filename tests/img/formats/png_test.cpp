@@ -1,5 +1,7 @@
 #include <zlib.h>
 
+#include <cstdlib>
+
 #include "img/formats/raster_files.h"
 #include "support/pictures.h"
 
@@ -85,6 +87,53 @@ TEST_F(png, forms) {
   }
 }
 
+// Every filter after every other, by the definitions of ISO/IEC 15948, in one and in many pieces of data.
+TEST_F(png, every_filter_is_undone) {
+  for (const int channels : {3, 4}) {
+    for (const int width : {1, 2, 5, 64}) {
+      constexpr int height = 60;
+      const img::image image = support::random_picture(channels == 3 ? "BGR" : "BGRA", width, height);
+      const auto sample = [&](int y, int i) {
+        if (y < 0 || i < 0) return 0;
+        constexpr int planes[] = {2, 1, 0, 3};
+        // Neighbours that are often equal, as filters meet them.
+        return image.row(planes[i % channels], y)[i / channels] & 0x3;
+      };
+      bytes rows;
+      for (int y = 0; y < height; ++y) {
+        const int filter = y < 2 ? 4 - y : (y * 7 + y / 5) % 5;
+        rows += static_cast<char>(filter);
+        for (int i = 0; i < width * channels; ++i) {
+          const int left = sample(y, i - channels);
+          const int above = sample(y - 1, i);
+          const int corner = i < channels ? 0 : sample(y - 1, i - channels);
+          const int p = left + above - corner;
+          const int nearest = std::abs(p - left) <= std::abs(p - above) && std::abs(p - left) <= std::abs(p - corner)
+                                  ? left
+                              : std::abs(p - above) <= std::abs(p - corner) ? above
+                                                                            : corner;
+          const int predictions[] = {0, left, above, (left + above) / 2, nearest};
+          rows += static_cast<char>(sample(y, i) - predictions[filter]);
+        }
+      }
+      bytes one = png_of(width, height, 8, channels == 3 ? rgb : rgba, rows);
+      const bytes data = deflated(rows);
+      bytes many = one.substr(0, 33);
+      for (std::size_t at = 0; at < data.size(); at += 7) many += chunk("IDAT", data.substr(at, 7));
+      many += chunk("IEND", "");
+      for (const bytes& file : {one, many}) {
+        const img::image out = read(file);
+        for (int y = 0; y < height; ++y) {
+          for (int i = 0; i < width * channels; ++i) {
+            constexpr int planes[] = {2, 1, 0, 3};
+            ASSERT_EQ(out.row(planes[i % channels], y)[i / channels], sample(y, i)) << channels << width << " " << y;
+          }
+        }
+      }
+    }
+  }
+}
+
 TEST_F(png, text_becomes_metadata) {
   // tEXt and zTXt are ISO/IEC 8859-1, iTXt is UTF-8 behind compression flag, method, language and translated key.
   const img::image image = read(png_of(1, 1, 8, gray, {"\0a", 2},
@@ -100,12 +149,16 @@ TEST_F(png, bad_files_say_what_is_wrong) {
   const bytes good = png_of(64, 64, 8, rgb, bytes(64 * 193, '\0'));
   bytes wrong_sum = good;
   wrong_sum[20] ^= 1;
+  bytes wrong_data = good;
+  wrong_data[50] ^= 1;
   expect_failures({
       {"empty", "", "Unexpected end of file"},
       {"not a PNG", "GIF89a, some more bytes", "Not a PNG file"},
       {"cut in the header", good.substr(0, 20), "Unexpected end of file"},
       {"cut in the data", good.substr(0, 60), "Unexpected end of file"},
       {"wrong checksum", wrong_sum, "CRC error"},
+      {"no such filter", png_of(1, 1, 8, rgb, "\7rgb"), "bad adaptive filter"},
+      {"damaged data", wrong_data, "IDAT"},
       {"no data", png_of(64, 64, 8, rgb, ""), ""},
       {"too large for the file", png_of(60000, 60000, 8, rgba, bytes(60, '\0')), "Picture size 60000 x 60000"},
       {"too large for the file, one bit", png_of(60000, 60000, 1, gray, bytes(60, '\0')), "Picture size 60000 x 60000"},

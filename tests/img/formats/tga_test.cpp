@@ -73,6 +73,9 @@ TEST_F(tga, forms_and_row_orders) {
       // Blue 1, green 16, red 31, and bit 15, which does not count.
       {{2, 2, 1, 16}, {"\x01\xFE\x00\x00", 4}, "BGR", {{"\x08\x00", 2}, {"\x84\x00", 2}, {"\xFF\x00", 2}}},
       {{2, 1, 1, 15}, {"\x01\x7E", 2}, "BGR", {"\x08", "\x84", "\xFF"}},
+      // Gray with alpha.
+      {{3, 2, 2, 16, 0x28}, "gaGAhbHB", "LA", {"gGhH", "aAbB"}},
+      {{11, 3, 2, 16}, run(4, "ga") + literals(2, "GAhb"), "LA", {"ggggGh", "aaaaAb"}},
       {{11, 5, 1, 8}, run(4, "x") + literals(1, "y"), "L", {"xxxxy"}},
       // A run and literals that go on over the row's end, from the bottom up.
       {{11, 3, 3, 8, 0}, run(4, "x") + literals(5, "abcde"), "L", {{"cdexabxxx"}}},

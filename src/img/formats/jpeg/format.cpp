@@ -1,5 +1,5 @@
 // JPEG (ISO/IEC 10918) through libjpeg-turbo, as 8-bit colour planes. Gray is repeated. Four channels are taken for
-// CMYK and come out as they would print without a profile.
+// CMYK and come out as they would print without a profile. Pictures come out upright, as their EXIF block tells.
 #include <cstddef>
 #include <cstdio>
 
@@ -7,11 +7,15 @@
 #include <jpeglib.h>
 
 #include <algorithm>
+#include <cstring>
+#include <string_view>
 #include <vector>
 
 #include "img/format.h"
+#include "img/formats/shared/exif.h"
 #include "img/formats/shared/export_planes.h"
 #include "img/formats/shared/library_guard.h"
+#include "img/formats/shared/metadata_text.h"
 #include "img/row_kernels.h"
 #include "io/file.h"
 
@@ -40,18 +44,23 @@ library_guard& guard_of(j_common_ptr jpeg) {
   guard_of(jpeg).leave(text);
 }
 
-void ignore_message(j_common_ptr, int) {}
+// Warnings are counted, and nothing is printed.
+void count_warning(j_common_ptr jpeg, int level) {
+  if (level < 0) ++jpeg->err->num_warnings;
+}
 
 void set_up(error_manager& errors) {
   jpeg_std_error(&errors);
   errors.error_exit = fail;
-  errors.emit_message = ignore_message;
+  errors.emit_message = count_warning;
 }
 
 struct source : jpeg_source_mgr {
   explicit source(const std::string& path) : file(path, false), buffer(buffer_size) {}
   io::llfile file;
   plane buffer;
+  bool may_end = false;  // a file that ends from here on is shown as far as it goes
+  bool ended = false;
 };
 
 boolean fill_buffer(j_decompress_ptr jpeg) {
@@ -59,9 +68,16 @@ boolean fill_buffer(j_decompress_ptr jpeg) {
   int size = 0;
   const bool done = guard_of(reinterpret_cast<j_common_ptr>(jpeg)).attempt([&] {
     size = from.file.read(from.buffer.data(), static_cast<int>(from.buffer.size()));
-    if (size == 0) throw io::eof_error(from.file.name());
+    if (size == 0 && !from.may_end) throw io::eof_error(from.file.name());
   });
   if (!done) ERREXIT(jpeg, JERR_INPUT_EOF);
+  if (size == 0) {
+    // The library makes up the rest of a picture that ends with its proper mark.
+    from.ended = true;
+    from.buffer.data()[0] = 0xFF;
+    from.buffer.data()[1] = JPEG_EOI;
+    size = 2;
+  }
   from.next_input_byte = from.buffer.data();
   from.bytes_in_buffer = static_cast<std::size_t>(size);
   return TRUE;
@@ -105,8 +121,11 @@ class reading {
         jpeg_create_decompress(&jpeg_);
         jpeg_.src = &source_;
         jpeg_.progress = &progress_;
+        jpeg_save_markers(&jpeg_, JPEG_APP0 + 1, 0xFFFF);
+        jpeg_save_markers(&jpeg_, JPEG_APP0 + 2, 0xFFFF);
         jpeg_read_header(&jpeg_, TRUE);
       });
+      take_markers();
       check_size(path, width(), height(), 1, source_.file.size(),
                  jpeg_.arith_code ? most_pixels_per_byte_arithmetic : most_pixels_per_byte);
       const int channels = jpeg_.num_components;
@@ -120,21 +139,36 @@ class reading {
   reading(const reading&) = delete;
   reading& operator=(const reading&) = delete;
 
+  // Of the picture as it is stored.
   int width() const { return static_cast<int>(jpeg_.image_width); }
   int height() const { return static_cast<int>(jpeg_.image_height); }
+  int orientation() const { return orientation_; }
+  const metadata_map& metadata() const { return metadata_; }
 
   void pixels_into(image& image) {
     const auto width = static_cast<std::size_t>(image.width);
     const bool cmyk = jpeg_.num_components == 4;
-    std::vector<std::uint8_t> pixels(width * 4);
+    // A row that begins at a round address the library writes around the processor's cache, from which it is read next.
+    std::vector<std::uint8_t> buffer(width * 4 + 1);
+    std::uint8_t* const pixels = buffer.data() + 1;
     const row_kernels& kernels = active_row_kernels();
+    int missing = 0;
+    bool details_missing = false;
+    source_.may_end = true;
     errors_.guard.run(path_, [&] {
       jpeg_.out_color_space = cmyk ? JCS_CMYK : JCS_EXT_BGR;
       jpeg_start_decompress(&jpeg_);
-      JSAMPROW row = pixels.data();
+      // A progressive file is read to its end here.
+      details_missing = source_.ended && errors_.num_warnings > 0;
+      JSAMPROW row = pixels;
       while (jpeg_.output_scanline < jpeg_.output_height) {
         const int y = static_cast<int>(jpeg_.output_scanline);
         jpeg_read_scanlines(&jpeg_, &row, 1);
+        // Only a warning tells that it went on without data.
+        if (source_.ended && errors_.num_warnings > 0 && !details_missing) {
+          missing = image.height - y;
+          break;
+        }
         std::uint8_t *b = image.row(0, y), *g = image.row(1, y), *r = image.row(2, y);
         if (cmyk) {
           from_cmyk(row, b, g, r, width, jpeg_.saw_Adobe_marker);
@@ -142,11 +176,48 @@ class reading {
           kernels.split3(row, b, g, r, width);
         }
       }
-      jpeg_finish_decompress(&jpeg_);
+      if (missing == 0) jpeg_finish_decompress(&jpeg_);
     });
+    if (missing == image.height) throw io::eof_error(path_);
+    for (int p = 0; p < 3 && missing > 0; ++p) {
+      std::memset(image.row(p, image.height - missing), 0, width * static_cast<std::size_t>(missing));
+    }
+    if (missing > 0) {
+      image.note = std::to_string(missing) + " of " + std::to_string(image.height) +
+                   " lines are missing from the file and shown in black";
+    } else if (details_missing) {
+      image.note = "The file ends early, and details are missing from the picture";
+    }
   }
 
  private:
+  void take_markers() {
+    for (const jpeg_marker_struct* marker = jpeg_.marker_list; marker != nullptr; marker = marker->next) {
+      const std::span<const std::uint8_t> data(marker->data, marker->data_length);
+      const auto begins = [&](std::string_view text) {
+        return data.size() >= text.size() && std::memcmp(data.data(), text.data(), text.size()) == 0;
+      };
+      constexpr std::string_view exif("Exif\0\0", 6);
+      constexpr std::string_view xmp("http://ns.adobe.com/xap/1.0/\0", 29);
+      constexpr std::string_view profile("ICC_PROFILE\0", 12);
+      if (begins(exif)) orientation_ = take_exif(data.subspan(exif.size()), metadata_);
+      if (begins(xmp)) {
+        const auto text = data.subspan(xmp.size());
+        metadata_["xmp"] = valid_utf8({reinterpret_cast<const char*>(text.data()), text.size()});
+      }
+      // The description stands in the first of its pieces.
+      if (begins(profile) && data.size() > profile.size() + 2 && data[profile.size()] == 1) {
+        if (std::string name = icc_description(data.subspan(profile.size() + 2)); !name.empty()) {
+          metadata_["icc_profile"] = std::move(name);
+        }
+      }
+    }
+    if (jpeg_.saw_JFIF_marker && jpeg_.density_unit != 0) {
+      metadata_["resolution"] =
+          print("%d x %d %s", jpeg_.X_density, jpeg_.Y_density, jpeg_.density_unit == 1 ? "dpi" : "dots/cm");
+    }
+  }
+
   // Light left by ink and black: (255 - ink) * (255 - black) / 255, rounded. Files with Adobe's marker hold 255 - ink.
   static void from_cmyk(const std::uint8_t* pixels, std::uint8_t* b, std::uint8_t* g, std::uint8_t* r,
                         std::size_t width, bool inverted) {
@@ -167,6 +238,8 @@ class reading {
   error_manager errors_;
   jpeg_progress_mgr progress_{};
   jpeg_decompress_struct jpeg_{};
+  metadata_map metadata_;
+  int orientation_ = 1;
 };
 
 struct destination : jpeg_destination_mgr {
@@ -259,12 +332,15 @@ class jpeg : public format {
     image.reset("BGR", 8, file.width(), file.height());
     image.set_path(path);
     image.set_centre_anchor();
+    image.metadata = file.metadata();
     file.pixels_into(image);
+    set_upright(image, file.orientation());
   }
 
   picture_header read_header(const std::string& path, const layer&) const override {
     const reading file(path);
-    return {file.width(), file.height(), false, {layer()}};
+    const bool turned = swaps_sides(file.orientation());
+    return {turned ? file.height() : file.width(), turned ? file.width() : file.height(), false, {layer()}};
   }
 
   void write(const image& image, const std::string& path, const save_options& options) const override {

@@ -1,5 +1,6 @@
 // Portable Network Graphics (ISO/IEC 15948) through libpng. Every form becomes 8-bit colour planes: gray is repeated,
-// palettes and transparent colours are resolved, 16 bits are rounded to 8. Gamma and profile are not applied.
+// palettes and transparent colours are resolved, 16 bits are rounded to 8. Gamma and profile are not applied. The
+// pixels of the common form are read without the library (plain.h).
 #include <png.h>
 
 #include <algorithm>
@@ -7,6 +8,8 @@
 #include <vector>
 
 #include "img/format.h"
+#include "img/formats/png/plain.h"
+#include "img/formats/shared/exif.h"
 #include "img/formats/shared/export_planes.h"
 #include "img/formats/shared/library_guard.h"
 #include "img/formats/shared/metadata_text.h"
@@ -99,7 +102,36 @@ class reading {
     }
   }
 
+  // What stands beside the text: the EXIF block, the name of the profile, the resolution.
+  void facts_into(metadata_map& metadata) const {
+    png_uint_32 size = 0;
+    png_bytep block = nullptr;
+    if (png_get_eXIf_1(png_, info_, &size, &block) != 0) take_exif({block, size}, metadata);
+    png_charp name = nullptr;
+    int method = 0;
+    png_bytep profile = nullptr;
+    if (png_get_iCCP(png_, info_, &name, &method, &profile, &size) != 0) {
+      const std::string told = icc_description({profile, size});
+      metadata["icc_profile"] = told.empty() ? utf8_of_latin1(name) : told;
+    }
+    png_uint_32 x = 0;
+    png_uint_32 y = 0;
+    int unit = 0;
+    if (png_get_pHYs(png_, info_, &x, &y, &unit) != 0 && unit == PNG_RESOLUTION_METER) {
+      constexpr double metres_an_inch = 0.0254;
+      metadata["resolution"] = print("%.6g x %.6g dpi", x * metres_an_inch, y * metres_an_inch);
+    }
+  }
+
+  // 8-bit RGB or RGBA as it comes.
+  bool is_plain() const {
+    const int type = png_get_color_type(png_, info_);
+    return png_get_bit_depth(png_, info_) == 8 && (type == PNG_COLOR_TYPE_RGB || type == PNG_COLOR_TYPE_RGB_ALPHA) &&
+           !png_get_valid(png_, info_, PNG_INFO_tRNS) && png_get_interlace_type(png_, info_) == PNG_INTERLACE_NONE;
+  }
+
   void pixels_into(image& image) {
+    if (is_plain() && read_plain_png(in_.file, image)) return;
     const auto width = static_cast<std::size_t>(image.width);
     const auto height = static_cast<std::size_t>(image.height);
     const std::size_t channels = has_alpha() ? 4 : 3;
@@ -237,6 +269,7 @@ class png : public format {
     image.set_path(path);
     image.set_centre_anchor();
     file.text_into(image.metadata);
+    file.facts_into(image.metadata);
     file.pixels_into(image);
   }
 

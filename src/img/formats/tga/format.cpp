@@ -1,4 +1,5 @@
-// Truevision TGA File Format Specification 2.0: true-colour and gray pictures, plain and run-length packed.
+// Truevision TGA File Format Specification 2.0: true-colour and gray pictures, gray with alpha too, plain and
+// run-length packed.
 #include <algorithm>
 #include <cstring>
 #include <vector>
@@ -27,11 +28,13 @@ struct tga_header {
   int width = 0;
   int height = 0;
   int bytes = 0;  // of a pixel
+  bool gray_alpha = false;
   bool packed = false;
   bool top_first = false;
 
   std::int64_t data_offset() const { return header_size + id_length; }
-  const char* letters() const { return bytes == 1 ? "L" : bytes == 4 ? "BGRA" : "BGR"; }
+  const char* letters() const { return bytes == 1 ? "L" : bytes == 4 ? "BGRA" : gray_alpha ? "LA" : "BGR"; }
+  bool has_alpha() const { return bytes == 4 || gray_alpha; }
 };
 
 int word_at(const std::uint8_t* bytes) {
@@ -45,15 +48,20 @@ tga_header read_tga_header(const io::llfile& file) {
   const int colour_map = bytes[1];
   const int type = bytes[2];
   const int bits = bytes[16];
-  if (colour_map != 0 || (type & ~(type_packed | 1)) != 2) throw io::invalid_format(path, "Unsupported variant");
+  if (colour_map != 0 || (type & ~(type_packed | 1)) != 2) {
+    throw io::invalid_format(path, "Unsupported variant: type " + std::to_string(type) + " with colour map type " +
+                                       std::to_string(colour_map) + "; 2, 3, 10 and 11 without one are read");
+  }
   if (bits != 8 && bits != 15 && bits != 16 && bits != 24 && bits != 32) {
-    throw io::invalid_format(path, "Unsupported bit depth");
+    throw io::invalid_format(path,
+                             "Unsupported bit depth: " + std::to_string(bits) + "; 8, 15, 16, 24 and 32 are read");
   }
   tga_header header;
   header.id_length = bytes[0];
   header.width = word_at(bytes + 12);
   header.height = word_at(bytes + 14);
   header.bytes = (bits + 7) / 8;
+  header.gray_alpha = (type & 1) != 0 && bits == 16;
   header.packed = (type & type_packed) != 0;
   header.top_first = (bytes[17] & top_row_first) != 0;
   check_dimensions(path, header.width, header.height);
@@ -78,9 +86,35 @@ int picture_row(const tga_header& header, int stored) {
   return header.top_first ? stored : header.height - 1 - stored;
 }
 
+// As the kernels do, for gray with alpha, which few files have.
+std::size_t unpack_gray_alpha(tga_packets* packets, std::uint8_t* const* planes, std::size_t count) {
+  std::size_t done = 0;
+  for (; done < count; ++done, --packets->left) {
+    if (packets->left == 0) {
+      if (packets->position == packets->end) break;
+      const int mark = *packets->position;
+      const bool run = mark >= 128;
+      if (run && packets->end - packets->position < 3) break;
+      if (run) std::memcpy(packets->pixel, packets->position + 1, 2);
+      packets->position += run ? 3 : 1;
+      packets->literal = !run;
+      packets->left = (mark & 127) + 1;
+    }
+    const std::uint8_t* pixel = packets->pixel;
+    if (packets->literal) {
+      if (packets->end - packets->position < 2) break;
+      pixel = packets->position;
+      packets->position += 2;
+    }
+    planes[0][done] = pixel[0];
+    planes[1][done] = pixel[1];
+  }
+  return done;
+}
+
 // One thread unpacks, since only the packets tell where the next one begins; another brings the bytes.
 void unpack_rows(read_ahead_stream& stream, const tga_header& header, image& image) {
-  const auto unpack = active_tga_kernels().unpack[header.bytes];
+  const auto unpack = header.gray_alpha ? unpack_gray_alpha : active_tga_kernels().unpack[header.bytes];
   const int planes = image.plane_count();
   tga_packets packets{};
   for (int i = 0; i < header.height; ++i) {
@@ -125,6 +159,13 @@ void split_row(const std::uint8_t* row, const tga_header& header, image& image, 
       std::memcpy(image.row(0, y), row, width);
       break;
     case 2:
+      if (header.gray_alpha) {
+        for (std::size_t x = 0; x < width; ++x) {
+          image.row(0, y)[x] = row[2 * x];
+          image.row(1, y)[x] = row[2 * x + 1];
+        }
+        break;
+      }
       kernels.split555(row, image.row(0, y), image.row(1, y), image.row(2, y), width);
       break;
     case 3:
@@ -170,7 +211,7 @@ class tga : public format {
 
   picture_header read_header(const std::string& path, const layer&) const override {
     const tga_header header = read_tga_header(io::llfile(path, false));
-    return {header.width, header.height, header.bytes == 4, {layer()}};
+    return {header.width, header.height, header.has_alpha(), {layer()}};
   }
 
   void write(const image& image, const std::string& path, const save_options& options) const override {
