@@ -7,7 +7,7 @@ libdeflate-dev libavformat-dev libavcodec-dev libswscale-dev libswresample-dev l
 qt6-base-dev qt6-wayland libsdl2-dev libxcb1-dev libpango1.0-dev libfontconfig-dev fonts-liberation \
 fonts-dejavu-core fonts-dejavu-extra"
 test="ffmpeg xvfb xdotool libgl1-mesa-dri libgtest-dev clang libclang-rt-14-dev clang-format"
-bench="libbenchmark-dev libpixman-1-dev ffmpeg imagemagick openimageio-tools"
+bench="libbenchmark-dev libpixman-1-dev libspng-dev ffmpeg imagemagick openimageio-tools"
 
 missing=
 for group in "$@"; do

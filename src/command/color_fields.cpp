@@ -115,7 +115,9 @@ void for_each_color_field(engine& engine, Add add) {
         return true;
       });
   add(
-      "lookup_table", "lookup table: a .lut, .3dl, .cms or .cube file, which is read again, or the name of one before",
+      "lookup_table",
+      "lookup table: a .cube, .3dl, .cms, .lut, .csp, .spi1d, .spi3d, .cc, .ccc or .cdl file, which is read again, or "
+      "the name of one before",
       text("none|FILE|NAME"),
       [](const correction& tf, field_value& value) { value.text = tf.lookup.empty() ? "none" : tf.lookup; },
       [&engine](state& composition, correction& tf, const field_value& value) {

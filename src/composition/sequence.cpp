@@ -217,6 +217,7 @@ void read_first_header(track_info& record, const std::string& path, alpha_type d
     record.source.width = header.width;
     record.source.height = header.height;
     if (header.has_alpha) record.look.alpha_type = default_alpha;
+    if (header.pixel_aspect > 0) record.placement.set_aspect(header.pixel_aspect);
     if (header.layers.size() > 1) record.source.image_layers = header.layers;
   } catch (const std::exception&) {
     // The layer stands without a size; the decode of its frames says what is wrong with the file.

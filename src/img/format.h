@@ -26,6 +26,7 @@ struct picture_header {
   int height = 0;
   bool has_alpha = false;
   std::vector<layer> layers;  // as list_layers()
+  double pixel_aspect = 0;    // width of a pixel to its height, 0 unknown
 };
 
 // One instance of each format lives as long as the program. Instances hold no state, so any number of threads may
@@ -48,6 +49,8 @@ class format {
   virtual bool has_native_float() const { return false; }
   // Whether the options can ask for 16 bits, which write_float() then stores.
   virtual bool holds_16_bits() const { return false; }
+  // Whether layers go by names; then a reading refuses one that the file does not have.
+  virtual bool has_named_layers() const { return false; }
   virtual void read_float(float_image& out, const std::string& path, const layer& layer, transfer& transfer,
                           const save_options& options, img::image* scratch) const;
   // The default converts to an 8-bit image, sRGB encoded, and calls write().

@@ -51,6 +51,21 @@ TEST_F(picture_information, layers_of_a_file_and_one_of_them) {
   EXPECT_EQ(lines[4], "pixel_form=L half");
 }
 
+TEST_F(picture_information, a_channel_by_its_name_and_the_shape_of_pixels) {
+  exr_files::shape s;
+  s.channels = {{"R"}, {"G"}, {"B"}, {"Z"}};
+  Imf::Header header;
+  header.pixelAspectRatio() = 2;
+  exr_files::write(folder / "beauty.exr", s, header);
+  const support::outcome found = run({"beauty.exr", "--image_layer=Z", "--print_field=1:image_layer",
+                                      "--print_field=1:pixel_aspect", "--image_layer=Q", "--exit"});
+  ASSERT_EQ(found.error_lines().size(), 1u);
+  EXPECT_NE(found.error_lines()[0].find("--image_layer=Q"), std::string::npos);
+  ASSERT_EQ(found.out_lines().size(), 2u);
+  EXPECT_EQ(found.out_lines()[0], "Z");
+  EXPECT_EQ(std::stod(found.out_lines()[1]), 2);
+}
+
 TEST_F(picture_information, says_what_is_missing) {
   support::write_file(folder / "scan.dpx", film_files::make_dpx({}).data);
   EXPECT_EQ(run({"--print_metadata", "--exit"}).error_lines(),

@@ -156,6 +156,7 @@ picture_header dpx_fmt::read_header(const std::string& path, const layer&) const
   result.width = header.width;
   result.height = header.height;
   result.has_alpha = header.channels == 4;
+  result.pixel_aspect = info.pixel_aspect;
   list_layers(path, result.layers);
   return result;
 }

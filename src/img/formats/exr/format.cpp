@@ -36,6 +36,9 @@ picture_header exr_fmt::read_header(const std::string& path, const layer& layer)
   header.height = static_cast<int>(file.height());
   header.has_alpha = picture.letters.find('A') != std::string::npos;
   header.layers = layers_of(file);
+  image_info info;
+  take_exr_attributes(file, info);
+  header.pixel_aspect = info.pixel_aspect;
   return header;
 }
 

@@ -15,6 +15,7 @@ class exr_fmt final : public format {
   // Halves go out as they are, 8-bit samples count as sRGB, packed words as film log codes. Depth is left out.
   void write(const image& image, const std::string& path, const save_options& options) const override;
   bool has_native_float() const override { return true; }
+  bool has_named_layers() const override { return true; }
   void write_float(const float_image& image, const std::string& path, const save_options& options) const override;
   picture_header read_header(const std::string& path, const layer& layer) const override;
 };

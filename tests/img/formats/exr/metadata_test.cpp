@@ -133,6 +133,7 @@ TEST(ExrMetadata, CodesAndRateOfTheImage) {
   Imf::addTimeCode(header, Imf::TimeCode(0x41020304, 0x55667788));
   Imf::addKeyCode(header, Imf::KeyCode(1, 2, 3, 4, 5, 6, 70));
   Imf::addFramesPerSecond(header, Imf::Rational(24000, 1001));
+  header.pixelAspectRatio() = 1.5F;
   const img::image image = load_with(header);
   EXPECT_EQ(image.timecode.code, 0x41020304u);
   EXPECT_EQ(image.timecode.user, 0x55667788u);
@@ -140,6 +141,7 @@ TEST(ExrMetadata, CodesAndRateOfTheImage) {
   EXPECT_EQ(image.keycode, (img::keycode{1, 2, 3, 4, 5, 6, 70}));
   EXPECT_EQ(image.frame_rate_nm, 24000);
   EXPECT_EQ(image.frame_rate_dn, 1001);
+  EXPECT_EQ(image.pixel_aspect, 1.5);
 
   const img::image bare = load_with(Imf::Header());
   EXPECT_EQ(bare.timecode, img::timecode());
