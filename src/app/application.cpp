@@ -296,7 +296,7 @@ int application::impl::run_window() {
   sound.use(&desktop->audio());
   bool shown = false;
   window.poll_handover = [this, &shown] {
-    if (attach.poll()) window.redraw();
+    attach.poll();
     scripts.poll();
     // A script reads what was printed while the window is open.
     console.flush();

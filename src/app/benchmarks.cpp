@@ -48,9 +48,7 @@ void bench_decode(command::engine& engine, cache::frame_cache& frames, const ren
 void bench_composite(command::engine& engine, render::pipeline& pipeline) {
   const ksn::state& composition = engine.composition();
   img::image target;
-  render::frame_view view;
-  view.width = composition.doc.mask_size.x;
-  view.height = composition.doc.mask_size.y;
+  const render::frame_view view = render::output_view(composition.doc, composition.view);
   measure(engine, "bench_composite", [&](int t) {
     render::render_frame(pipeline, composition, target, view, t);
     return true;

@@ -80,13 +80,6 @@ void copy_picture(const clipboard_parts& parts, platform::desktop& desktop, cons
   desktop.set_clipboard_picture(pixels.data(), picture.width, picture.height);
 }
 
-render::frame_view mask_view(const ksn::state& composition) {
-  render::frame_view view;
-  view.width = composition.doc.mask_size.x;
-  view.height = composition.doc.mask_size.y;
-  return view;
-}
-
 bool paste_commands(const clipboard_parts& parts, platform::desktop& desktop) {
   const std::string text = desktop.clipboard_text();
   if (!is_command_text(text)) return false;
@@ -193,7 +186,7 @@ void register_clipboard_actions(const clipboard_parts& parts) {
        "",
        30,
        [](const clipboard_parts& p, platform::desktop& desktop) {
-         copy_picture(p, desktop, mask_view(p.engine.composition()));
+         copy_picture(p, desktop, render::output_view(p.engine.composition().doc, p.engine.composition().view));
        },
        {}},
       {"clipboard_copy_screen",

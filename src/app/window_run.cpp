@@ -126,8 +126,8 @@ bool window_run::open() {
   refresh_caption();
   refresh_scale();
 
-  display_ = std::make_unique<window_display>(*desktop_);
-  presenter_ = std::make_unique<ui::presenter>(*display_);
+  display_ = std::make_shared<window_display>(*desktop_);
+  presenter_ = std::make_unique<ui::presenter>(display_);
   if (const int error = presenter_->start(); error < 0) {
     char text[80];
     std::snprintf(text, sizeof text, "Unable to initialize DirectDraw (Error code: %08X).",
@@ -196,9 +196,10 @@ bool window_run::main_tick() {
   const bool next_picture =
       was_playing && (static_cast<int>(composition.doc.tm_t) != last_frame_ ||
                       since_draw > static_cast<std::uint32_t>(playback::turn_milliseconds(composition.doc.fpcs) + 1));
-  if (redraw_ || interface_is_due() || next_picture || live || parts_.pipeline.waits_for_frames() ||
-      since_draw >= longest_redraw || desktop_->client_size() != surface_size_) {
+  if (redraw_ || composition.revision != drawn_revision_ || interface_is_due() || next_picture || live ||
+      parts_.pipeline.waits_for_frames() || since_draw >= longest_redraw || desktop_->client_size() != surface_size_) {
     redraw_ = false;
+    drawn_revision_ = composition.revision;
     due_.reset();
     last_draw_ = now;
     draw_and_present(times);
@@ -335,7 +336,7 @@ void window_run::save_state() {
 void window_run::lose_display() {
   parts_.report("The display is gone");
   try {
-    if (!closed_ && parts_.composition.hooks.file_among_unsaved) parts_.composition.hooks.file_among_unsaved();
+    if (!closed_) parts_.composition.hooks.file_among_unsaved();
   } catch (const std::exception& failure) {
     parts_.report(failure.what());
   }

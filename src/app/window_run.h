@@ -100,7 +100,7 @@ class window_run {
   window_parts parts_;
   cache::frame_board board_;
   platform::desktop* desktop_ = nullptr;
-  std::unique_ptr<window_display> display_;
+  std::shared_ptr<window_display> display_;
   std::unique_ptr<ui::presenter> presenter_;
   command::key_table keys_;
   math::point pending_client_size_;
@@ -111,6 +111,7 @@ class window_run {
   bool in_tick_ = false;
   // Something happened that may change the picture. Without it a tick draws at most once a second.
   bool redraw_ = true;
+  unsigned long long drawn_revision_ = 0;
   std::uint32_t last_draw_ = 0;
   std::uint32_t last_tick_ = 0;
   bool foreground_ = false;

@@ -105,7 +105,8 @@ void move_by_half(state& c) {
 
 constexpr document_row selection_rows[] = {
     {"layer_delete_selected", "delete the selected layers", "Delete", "mi_layer", 90, ksn::layer_delete_selected, some},
-    {"layer_delete_all", "delete all layers", "", "", 0, [](state& c) { c.layer_delete_all(); }, any},
+    {"layer_delete_all", "delete all layers", "", "", 0, [](state& c) { c.layer_delete_all(); },
+     [](const state& c) { return any(c) || c.doc.timeline_user_set; }},
     {"layer_select_up", "select the layer above the selected one", "PageUp", "mi_edit", 50, ksn::layer_select_up, any},
     {"layer_select_down", "select the layer below the selected one", "PageDown", "mi_edit", 51, ksn::layer_select_down,
      any},

@@ -86,7 +86,7 @@ execution::execution(engine& engine) : engine_(engine) {
 }
 
 execution::~execution() {
-  --engine_.command_depth;
+  if (--engine_.command_depth == 0) engine_.composition().touch();
 }
 
 engine::engine(ksn::state& composition)

@@ -107,8 +107,8 @@ void register_settings(engine& engine) {
   add("brush_spacing", "distance of the brush's stamps in percent of its size", integer(1, 1000),
       MEMBER(workspace.brush_spacing));
   add("brush_color", "colour of the brush; its alpha is the opacity", color(true), MEMBER(workspace.brush_color));
-  add("ext_device", "external output: 1 DeckLink, 2 FireWire, 3 Video Toaster, 4 Bluefish, 5 and 6 monitors, 7 AJA",
-      integer(1, 7), MEMBER(settings.ext_device));
+  add("ext_device", "device of the external output; secondary and tertiary are monitors", words<ksn::ext_device_type>(),
+      MEMBER(settings.ext_device));
   add("ext_alpha", "what the external output does with alpha", words<ksn::ext_alpha_type>(),
       MEMBER(settings.ext_alpha));
   add_by<state>(

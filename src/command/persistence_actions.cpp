@@ -82,7 +82,7 @@ void recent_notes::open(engine& engine, const std::string& path, bool remember) 
   ksn::check_invariants(composition, "open_composition");
   const bool named = whole && remember;
   if (named) composition.file_name = path;
-  if (composition.hooks.refresh_caption) composition.hooks.refresh_caption();
+  composition.hooks.refresh_caption();
   if (!named) return;
   // Relative paths are those of the opened composition from now on.
   std::error_code ignored;
@@ -98,7 +98,7 @@ void recent_notes::save(engine& engine, const std::string& path) {
   });
   if (!whole) return;
   composition.file_name = path;
-  if (composition.hooks.refresh_caption) composition.hooks.refresh_caption();
+  composition.hooks.refresh_caption();
   note_opened(path);
 }
 

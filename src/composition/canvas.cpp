@@ -47,12 +47,12 @@ void set_canvas(const state& composition, track_info& track, int frame, img::ima
       track.source.brush_seq.erase(frame);
     }
   }
-  if (composition.hooks.forget_layer) composition.hooks.forget_layer(track.id);
+  composition.hooks.forget_layer(track.id);
 }
 
 img::image* canvas_for_painting(const state& composition, track_info& track, int frame) {
   // The renderer lets go of it, so that what remains are copies of the layer and undo.
-  if (composition.hooks.forget_layer) composition.hooks.forget_layer(track.id);
+  composition.hooks.forget_layer(track.id);
   img::image_ptr canvas = canvas_at(track, frame);
   if (canvas && canvas.use_count() == 2) return canvas.get();
   if (canvas) {
@@ -72,10 +72,10 @@ void clear_canvas(state& composition) {
   track_info* track = composition.doc.selected_track();
   int frame = 0;
   if (!track || !canvas_frame(composition, *track, frame)) return;
-  img::image_ptr before = canvas_at(*track, frame);
-  if (!before) return;
+  if (!canvas_at(*track, frame)) return;
+  canvas_capture before(*track, frame, false);
   set_canvas(composition, *track, frame, nullptr);
-  composition.set_undo_action(std::make_shared<undo_clear_canvas>(track->id, frame, std::move(before)));
+  before.remember(composition, undo_name{"clear_canvas"});
 }
 
 }  // namespace ksn

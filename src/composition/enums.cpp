@@ -34,8 +34,8 @@ constexpr enum_word counter_words[] = {{"frame", 0},
                                        {"embedded_keycode", 5},
                                        {"embedded_timecode2", 6}};
 constexpr enum_word repeat_words[] = {{"none", 0}, {"ping_pong", 1}, {"loop", 2}};
-constexpr enum_word ext_device_words[] = {{"decklink", 0},  {"firewire", 1}, {"vtoaster", 2}, {"bluefish", 3},
-                                          {"secondary", 4}, {"tertiary", 5}, {"aja_dshow", 6}};
+constexpr enum_word ext_device_words[] = {{"decklink", 1},  {"firewire", 2}, {"vtoaster", 3}, {"bluefish", 4},
+                                          {"secondary", 5}, {"tertiary", 6}, {"aja_dshow", 7}};
 constexpr enum_word ext_alpha_words[] = {{"none", 0}, {"internal", 1}, {"external", 2}};
 constexpr enum_word blend_words[] = {{"normal", 0}, {"add", 1}, {"multiply", 2}, {"screen", 3}, {"difference", 4}};
 constexpr enum_word alpha_words[] = {{"ignore", 0}, {"normal", 1}, {"pm", 2}, {"mask", 3}};
@@ -49,11 +49,12 @@ constexpr enum_word view_words[] = {{"b_grayscale", 0}, {"b_color", 1},  {"b_hid
                                     {"g_color", 4},     {"g_hidden", 5}, {"r_grayscale", 6}, {"r_color", 7},
                                     {"r_hidden", 8},    {"rgb", 9},      {"alpha", 10},      {"luma", 11},
                                     {"depth", 12}};
-constexpr enum_word channel_words[] = {{"blue", 0}, {"green", 1}, {"red", 2}, {"alpha", 3}, {"depth", 4}, {"luma", 7}};
+constexpr enum_word channel_words[] = {{"blue", 0},  {"green", 1}, {"red", 2}, {"alpha", 3},
+                                       {"depth", 4}, {"5", 5},     {"6", 6},   {"luma", 7}};
 constexpr enum_word alpha_source_mode_words[] = {{"replace", 0}, {"combine", 1}, {"multiply", 2}};
 constexpr enum_word alpha_source_range_words[] = {{"none", 0}, {"shadows", 1}, {"midtones", 2}, {"highlights", 3}};
-constexpr enum_word r3d_resolution_words[] = {
-    {"full", 0}, {"half_premium", 1}, {"half", 2}, {"quarter", 3}, {"eighth", 4}};
+constexpr enum_word r3d_resolution_words[] = {{"full", 0},    {"half_premium", 1}, {"half", 2},
+                                              {"quarter", 3}, {"eighth", 4},       {"5", 5}};
 constexpr enum_word r3d_preset_words[] = {{"rmd", 0}, {"clip", 1}, {"baseline", 2}, {"raw", 3}};
 constexpr enum_word cache_resolution_words[] = {{"full", 0}, {"half", 1}, {"quarter", 2}};
 

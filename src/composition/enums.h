@@ -40,7 +40,7 @@ enum class counter_type_t {
   embedded_timecode2
 };
 enum class repeat_type { none, ping_pong, loop };
-enum class ext_device_type { decklink, firewire, vtoaster, bluefish, secondary, tertiary, aja_dshow };
+enum class ext_device_type { decklink = 1, firewire, vtoaster, bluefish, secondary, tertiary, aja_dshow };
 enum class ext_alpha_type { none, internal, external };
 enum class blend_type { normal, add, multiply, screen, difference };
 enum class alpha_type { ignore, normal, pm, mask };
@@ -79,7 +79,8 @@ struct enum_word {
   int value;
 };
 
-// The words of E in the order of their values. Specialised in enums.cpp for every enumeration above.
+// The words of E in the order of their values, from the least to the largest that files may hold; a value between them
+// that has no name goes by its number. Specialised in enums.cpp for every enumeration above.
 template <class E>
 std::span<const enum_word> words_of();
 
@@ -97,14 +98,6 @@ bool value_of(std::string_view word, E& value) {
   if (!value_of(words_of<E>(), word, number)) return false;
   value = static_cast<E>(number);
   return true;
-}
-// `stored` as an E, or `otherwise` when no value of E has that integer.
-template <class E>
-E checked_enum(int stored, E otherwise) {
-  for (const enum_word& entry : words_of<E>()) {
-    if (entry.value == stored) return static_cast<E>(stored);
-  }
-  return otherwise;
 }
 
 }  // namespace ksn

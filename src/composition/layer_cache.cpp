@@ -4,13 +4,13 @@ namespace ksn {
 namespace {
 
 void forget(const state& composition, const track_info& track) {
-  if (composition.hooks.forget_layer) composition.hooks.forget_layer(track.id);
+  composition.hooks.forget_layer(track.id);
 }
 
 void drop_modified(const state& composition, const track_info& track) {
   const state_hooks& hooks = composition.hooks;
-  if (track.source.type == source_type::image && hooks.drop_changed) hooks.drop_changed(track.source.path);
-  if (track.source.type == source_type::sequence && hooks.drop_changed_in) hooks.drop_changed_in(track.source.path);
+  if (track.source.type == source_type::image) hooks.drop_changed(track.source.path);
+  if (track.source.type == source_type::sequence) hooks.drop_changed_in(track.source.path);
   forget(composition, track);
 }
 
@@ -18,12 +18,12 @@ void drop_modified(const state& composition, const track_info& track) {
 
 void drop_from_cache(const state& composition, const track_info& track) {
   const state_hooks& hooks = composition.hooks;
-  if (hooks.cancel_preload) hooks.cancel_preload(track);
+  hooks.cancel_preload(track);
   forget(composition, track);
   if (!track.source.is_decoded()) return;
   if (track.source.type == source_type::image) {
-    if (hooks.drop_path) hooks.drop_path(track.source.path);
-  } else if (hooks.drop_folder) {
+    hooks.drop_path(track.source.path);
+  } else {
     // A clip's path is the folder of the names that its frames are kept under.
     hooks.drop_folder(track.source.path);
   }
@@ -35,7 +35,7 @@ void layer_update_frame(state& composition) {
     const double position = track.source_position(composition.doc.tm_t);
     if (position < 0.0) continue;
     const std::string path = track.source.frame_path(static_cast<int>(position));
-    if (!path.empty() && composition.hooks.drop_path) composition.hooks.drop_path(path);
+    if (!path.empty()) composition.hooks.drop_path(path);
     forget(composition, track);
   }
 }
@@ -54,11 +54,10 @@ void update_all_layers(state& composition) {
 
 void layer_preload_into_cache(state& composition) {
   const track_info* track = composition.doc.selected_track();
-  if (track && composition.hooks.request_preload) composition.hooks.request_preload(*track);
+  if (track) composition.hooks.request_preload(*track);
 }
 
 void preload_all_layers(state& composition) {
-  if (!composition.hooks.request_preload) return;
   for (const track_info& track : composition.doc.tracks) composition.hooks.request_preload(track);
 }
 

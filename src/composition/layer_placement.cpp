@@ -36,8 +36,9 @@ math::point displayed_size(const track_info& track) {
 
 void move_selected_layers(state& composition, math::point offset) {
   if (!composition.doc.has_selection() || offset == math::point{}) return;
+  const undo_capture before(composition);
   for (const int index : composition.doc.selection) move_position(composition.doc.track_at(index), offset);
-  composition.set_undo_action(std::make_shared<undo_layer_move>(composition, offset));
+  before.remember(composition, undo_name{"layer_move"}, undo_rule::by_offset);
 }
 
 void reset_layer_position(state& composition) {
@@ -63,7 +64,7 @@ void layer_resize_to_mask(state& composition) {
                                rescaled(track.placement.crop_wh.y, size.y, track.source.height)};
     track.source.width = size.x;
     track.source.height = size.y;
-    if (composition.hooks.forget_layer) composition.hooks.forget_layer(track.id);
+    composition.hooks.forget_layer(track.id);
   }
 }
 

@@ -88,7 +88,7 @@ std::vector<track_info> take_layers(state& composition, const std::set<int>& ind
     track_info& track = composition.doc.track_at(index);
     if (indices.contains(index)) {
       if (composition.watcher) composition.watcher->forget(track.id);
-      if (composition.hooks.forget_layer) composition.hooks.forget_layer(track.id);
+      composition.hooks.forget_layer(track.id);
       taken.push_back(std::move(track));
       continue;
     }
@@ -116,11 +116,13 @@ void drop_dangling_alpha_sources(state& composition) {
   }
 }
 
-void reopen_source(state& composition, track_info& record) {
-  if (!record.source.is_clip() || record.source.clip) return;
-  record.source.clip =
-      sources::open_clip(static_cast<sources::clip_kind>(record.source.type), record.source.path, composition.doc.fpcs)
-          .opened;
+int reopen_source(state& composition, track_info& record) {
+  layer_source& source = record.source;
+  if (!source.is_clip() || source.clip) return 0;
+  const sources::open_result result =
+      sources::open_clip(static_cast<sources::clip_kind>(source.type), source.path, composition.doc.fpcs);
+  source.clip = result.opened;
+  return source.clip ? 0 : result.error != 0 ? result.error : -1;
 }
 
 void layer_move_selected_up(state& composition) {
@@ -156,8 +158,7 @@ void layer_delete_selected(state& composition) {
     alpha_users.emplace_back(track.id, track.look.alpha_source_id);
     track.look.alpha_source_id = 0;
   }
-  composition.set_undo_action(
-      std::make_shared<undo_delete_layer>(composition, indices, std::move(records), std::move(alpha_users)));
+  remember_deleted(composition, indices, std::move(records), std::move(alpha_users));
 }
 
 void layer_duplicate(state& composition) {
@@ -251,24 +252,18 @@ void embed_layer(state& composition) {
     img::load(*picture, track.source.frame_path(0), nullptr, &track.source.image_layer);
   }
   if (composition.watcher) composition.watcher->forget(track.id);
-  if (composition.hooks.cancel_preload) composition.hooks.cancel_preload(track);
-  track.source.type = source_type::clipboard_image;
-  track.source.width = picture->width;
-  track.source.height = picture->height;
-  track.source.clipboard_image = std::move(picture);
-  track.source.clip.reset();
-  track.source.audio.reset();
-  track.source.path.clear();
-  track.source.mask.clear();
-  track.source.range.clear();
-  track.source.names.clear();
-  track.source.version.clear();
-  track.source.versions.clear();
-  track.source.image_layer = {};
-  track.source.image_layers.clear();
+  composition.hooks.cancel_preload(track);
+  layer_source embedded;
+  embedded.type = source_type::clipboard_image;
+  embedded.frames = 1;
+  embedded.fpcs = track.source.fpcs;
+  embedded.fpcs2 = track.source.fpcs2;
+  embedded.width = picture->width;
+  embedded.height = picture->height;
+  embedded.clipboard_image = std::move(picture);
+  track.source.take(std::move(embedded));
   track.source.auto_update = false;
-  track.source.frame_states.clear();
-  if (composition.hooks.forget_layer) composition.hooks.forget_layer(track.id);
+  composition.hooks.forget_layer(track.id);
 }
 
 }  // namespace ksn

@@ -18,8 +18,9 @@ std::vector<track_info> take_layers(state& composition, const std::set<int>& ind
 track_info copy_of(const track_info& track);
 // Alpha sources that no layer has any more become none.
 void drop_dangling_alpha_sources(state& composition);
-// Opens the clip of a record again that let go of it. A clip that can't be opened leaves the layer without pictures.
-void reopen_source(state& composition, track_info& record);
+// Opens the clip of a record again that let go of it. A clip that can't be opened leaves the layer without pictures;
+// the error code of its reader then, else 0.
+int reopen_source(state& composition, track_info& record);
 
 // --- operations ---
 

@@ -1,7 +1,6 @@
 #include "composition/layer_state.h"
 
 #include <algorithm>
-#include <map>
 
 #include "composition/undo.h"
 
@@ -15,17 +14,11 @@ bool all_selected(const state& composition, Test test) {
                      [&](int index) { return test(composition.doc.track_at(index)); });
 }
 
-template <class Action, class Mode>
-void set_mode(state& composition, Mode layer_look::*field, Mode mode) {
-  std::map<int, Mode> old_values;
-  bool changes = false;
-  for (const int index : composition.doc.selection) {
-    track_info& track = composition.doc.track_at(index);
-    old_values.emplace(track.id, track.look.*field);
-    changes = changes || track.look.*field != mode;
-    track.look.*field = mode;
-  }
-  if (changes) composition.set_undo_action(std::make_shared<Action>(std::move(old_values), mode));
+template <class Mode>
+void set_mode(state& composition, Mode layer_look::*field, Mode mode, undo_name name) {
+  const undo_capture before(composition);
+  for (const int index : composition.doc.selection) composition.doc.track_at(index).look.*field = mode;
+  before.remember(composition, name, undo_rule::any_left);
 }
 
 }  // namespace
@@ -70,15 +63,15 @@ bool difference_in_selection(const state& composition) {
 }
 
 void set_alpha_mode(state& composition, alpha_type mode) {
-  set_mode<undo_alpha_mode_change>(composition, &layer_look::alpha_type, mode);
+  set_mode(composition, &layer_look::alpha_type, mode, undo_name{"alpha_mode_change"});
 }
 
 void set_blend_mode(state& composition, blend_type mode) {
-  set_mode<undo_blend_mode_change>(composition, &layer_look::blend_type, mode);
+  set_mode(composition, &layer_look::blend_type, mode, undo_name{"blend_mode_change"});
 }
 
 void set_depth_mode(state& composition, depth_blend_type mode) {
-  set_mode<undo_depth_mode_change>(composition, &layer_look::depth_blend_type, mode);
+  set_mode(composition, &layer_look::depth_blend_type, mode, undo_name{"depth_mode_change"});
 }
 
 }  // namespace ksn

@@ -24,23 +24,21 @@ void move_in_time(track_info& track, long long frames) {
 // Moves each selected layer so that `point` of it lies at the current frame.
 template <class Point>
 void align(state& composition, Point point) {
-  layer_times before = selected_times(composition);
+  const undo_capture before(composition);
   const long long now = static_cast<long long>(composition.doc.tm_t);
   for (const int index : composition.doc.selection) {
     track_info& track = composition.doc.track_at(index);
     move_in_time(track, now - point(track));
   }
-  if (before == selected_times(composition)) return;
-  composition.set_undo_action(std::make_shared<undo_align_at_current>(composition, std::move(before)));
+  before.remember(composition, undo_name{"align_at_current"});
 }
 
 void shift(state& composition, int frames) {
   track_info* track = composition.doc.selected_track();
   if (!track) return;
-  const time_fields before = times_of(*track);
+  const undo_capture before(composition);
   move_in_time(*track, frames);
-  if (times_of(*track) == before) return;
-  composition.set_undo_action(std::make_shared<undo_move_in_timeline>(*track, before));
+  before.remember(composition, undo_name{"move_in_timeline"}, undo_rule::as_left, false);
 }
 
 void place_after(track_info& track, const track_info& previous) {
@@ -109,8 +107,7 @@ void layer_shift_right(state& composition) {
 }
 
 void layer_position_after(state& composition) {
-  layer_times before = selected_times(composition);
-  const timeline_extent extent_before{composition.doc.tm_n, composition.doc.tm_l};
+  const undo_capture before(composition);
   const std::vector<int> chain(composition.doc.selection.begin(), composition.doc.selection.end());
   if (chain.size() == 1 && chain.front() + 1 < composition.doc.track_count()) {
     place_after(composition.doc.track_at(chain.front()), composition.doc.track_at(chain.front() + 1));
@@ -118,13 +115,13 @@ void layer_position_after(state& composition) {
   for (std::size_t i = chain.size(); i-- > 1;) {
     place_after(composition.doc.track_at(chain[i - 1]), composition.doc.track_at(chain[i]));
   }
-  if (before == selected_times(composition)) return;
+  if (!before.layers_changed(composition)) return;
 
   int last_end = 0;
   for (const int index : chain) last_end = std::max(last_end, composition.doc.track_at(index).layer_end());
   if (last_end > composition.doc.tm_n) composition.doc.set_timeline_length(last_end, true);
   composition.doc.tm_l = std::clamp(last_end, composition.doc.tm_l, composition.doc.tm_n);
-  composition.set_undo_action(std::make_shared<undo_position_after>(composition, std::move(before), extent_before));
+  before.remember(composition, undo_name{"position_after"});
 }
 
 bool can_resize_in_time(const state& composition) {

@@ -16,41 +16,15 @@ namespace {
 // The source of `fresh` becomes that of the layer.
 void take_source(state& composition, track_info& track, track_info fresh) {
   if (composition.watcher) composition.watcher->forget(track.id);
-  if (composition.hooks.cancel_preload) composition.hooks.cancel_preload(track);
+  composition.hooks.cancel_preload(track);
   if (track.name.empty() || track.name == track.default_name) track.name = fresh.name;
   track.default_name = fresh.default_name;
-  const bool has_same_layer = [&] {
-    for (const img::layer& layer : fresh.source.image_layers) {
-      if (layer == track.source.image_layer) return true;
-    }
-    return false;
-  }();
-  if (!has_same_layer) track.source.image_layer = {};
-  track.source.type = fresh.source.type;
-  track.source.frames = fresh.source.frames;
-  track.source.fpcs = fresh.source.fpcs;
-  track.source.fpcs2 = fresh.source.fpcs2;
-  track.source.path = std::move(fresh.source.path);
-  track.source.mask = std::move(fresh.source.mask);
-  track.source.range = std::move(fresh.source.range);
-  track.source.names = std::move(fresh.source.names);
-  track.source.width = fresh.source.width;
-  track.source.height = fresh.source.height;
-  track.source.clip = std::move(fresh.source.clip);
   if (!track.source.has_audio()) track.sound.audible = fresh.sound.audible;
-  track.source.audio = std::move(fresh.source.audio);
-  track.source.clipboard_image.reset();
-  track.source.brush_image.reset();
-  track.source.brush_seq.clear();
-  track.source.smcp.clear();
-  track.source.image_layers = std::move(fresh.source.image_layers);
+  track.source.take(std::move(fresh.source));
   track.source.version = version_of(track);
-  track.source.versions.clear();
-  track.source.frame_states.clear();
   track.set_in_out(track.in(), track.out());
-  if (composition.hooks.forget_layer) composition.hooks.forget_layer(track.id);
-  if (composition.settings.automatic_preload && composition.hooks.request_preload)
-    composition.hooks.request_preload(track);
+  composition.hooks.forget_layer(track.id);
+  if (composition.settings.automatic_preload) composition.hooks.request_preload(track);
 }
 
 // Of names that are visited in any order, the one that stands next to `present` in the given direction.

@@ -2,14 +2,17 @@
 #include <algorithm>
 #include <cmath>
 #include <set>
+#include <utility>
 
 #include "composition/frame_numbers.h"
 #include "composition/layer_stack.h"
+#include "composition/open_error.h"
 #include "composition/persistence.h"
 #include "composition/relink.h"
 #include "composition/route.h"
 #include "composition/serialize_track.h"
 #include "io/document.h"
+#include "io/failure.h"
 #include "io/file.h"
 #include "sources/wave.h"
 
@@ -53,17 +56,17 @@ void skip_bools(A& ar, int count) {
 template <class A>
 void serialize(A& ar, composition_record& record, int version) {
   composition_view& v = record.stored;
-  ar.ranged("view", v.view.channels, 0, 12, 9);
-  ar.ranged("back_color", v.doc.back_color, 0, 7, 0);
+  put_word(ar, "view", v.view.channels, view_type::rgb);
+  put_word(ar, "back_color", v.doc.back_color, back_color_type::black);
   ar.field("safe_area_active", v.view.safe_area_active);
-  ar.ranged("safe_area_type", v.view.safe_area_type, 0, 2, 0);
-  ar.ranged("mask_type", v.view.mask_type, 0, 3, 0);
+  put_word(ar, "safe_area_type", v.view.safe_area_type, safe_area_type_t::none);
+  put_word(ar, "mask_type", v.view.mask_type, mask_type_t::none);
   ar.field("mask_size", v.doc.mask_size);
   ar.field("grid", v.view.grid);
-  ar.ranged("counter_type", v.workspace.counter_type, 0, 6, 0);
+  put_word(ar, "counter_type", v.workspace.counter_type, counter_type_t::frame);
   ar.field("playing", v.doc.playing);
   ar.field("forward", v.doc.forward);
-  ar.ranged("repeat", v.doc.repeat, 0, 2, 2);
+  put_word(ar, "repeat", v.doc.repeat, repeat_type::loop);
   ar.field("fpcs", v.doc.fpcs);
   ar.field("can_drop_frames", v.doc.can_drop_frames);
   ar.field("tm_n", v.doc.tm_n);
@@ -91,7 +94,7 @@ void serialize(A& ar, composition_record& record, int version) {
     ar.field("aspect", v.view.aspect);
     if (version <= 7) skip_bools(ar, 1);
   }
-  if (version >= 2) ar.ranged("resolution", v.view.resolution, 0, 2, 0);
+  if (version >= 2) put_word(ar, "resolution", v.view.resolution, cache_resolution_type::full);
   if (version >= 3) {
     ar.field("brush_size", v.workspace.brush_size);
     ar.field("brush_softness", v.workspace.brush_softness);
@@ -116,8 +119,8 @@ void serialize(A& ar, composition_record& record, int version) {
   if (version >= 9) ar.field("lookup_table_map", v.doc.lookup_table_map);
   if (version >= 10) ar.field("prev_track_max", v.workspace.prev_track_max);
   if (version >= 11) {
-    ar.ranged("target_view", v.view.stereo_view, 0, 2, 0);
-    ar.ranged("stereo_view", v.view.stereo_mode, 0, 3, 0);
+    put_word(ar, "target_view", v.view.stereo_view, target_view_type::left);
+    put_word(ar, "stereo_view", v.view.stereo_mode, stereo_view_type::anaglyph);
   }
   if (version >= 12) ar.field("vars", v.doc.vars);
 }
@@ -197,11 +200,10 @@ void settle_layer(track_info& track) {
   track.timing.fade_in = std::clamp(track.timing.fade_in, 0, frame_limit);
   track.timing.fade_out = std::clamp(track.timing.fade_out, 0, frame_limit);
   track.lettering.text_attr.size = std::clamp(track.lettering.text_attr.size, 1, most_text_pixels);
-  const auto byte = [](int& value) { value = std::clamp(value, 0, 255); };
-  byte(track.look.ck_primary.slope);
-  byte(track.look.ck_primary.tolerance);
-  byte(track.look.ck_secondary.slope);
-  byte(track.look.ck_secondary.tolerance);
+  for (color_key* key : {&track.look.ck_primary, &track.look.ck_secondary}) {
+    key->slope = std::clamp(key->slope, 0, frame_limit);
+    key->tolerance = std::clamp(key->tolerance, 0, frame_limit);
+  }
 }
 
 void settle_timeline(composition_view& stored) {
@@ -222,29 +224,40 @@ composition_view with_settings_of(const composition_view& present) {
   return stored;
 }
 
-// Opens what the layer reads from again. A source that is gone leaves a layer without one, or throws.
-void open_source(state& composition, track_info& track) {
-  switch (track.source.type) {
+// Opens what the layer reads from again. What can't be opened stands as none and keeps what it was; 0, or an error
+// code.
+int open_source(state& composition, track_info& track) {
+  layer_source& source = track.source;
+  int error = 0;
+  switch (source.type) {
     case source_type::wave:
-      track.source.audio = sources::load_wave(track.source.path);
-      return;
+      error = file_error(source.path);
+      if (error != 0) break;
+      source.audio = sources::load_wave(source.path);
+      if (!source.audio) error = -1;
+      break;
     case source_type::shmem:
     case source_type::video:
-      track.source.type = source_type::none;
-      return;
-    default:
+      error = -1;
       break;
+    default:
+      if (!source.is_clip()) return 0;
+      error = file_error(source.path);
+      if (error == 0) error = reopen_source(composition, track);
+      if (error != 0) break;
+      read_sound(composition, track);
+      source.frames = source.clip->frames();
+      source.width = source.clip->width();
+      source.height = source.clip->height();
+      return 0;
   }
-  if (!track.source.is_clip()) return;
-  reopen_source(composition, track);
-  if (!track.source.clip) {
-    track.source.type = source_type::none;
-    return;
-  }
-  read_sound(composition, track);
-  track.source.frames = track.source.clip->frames();
-  track.source.width = track.source.clip->width();
-  track.source.height = track.source.clip->height();
+  if (error != 0) source.missing_type = std::exchange(source.type, source_type::none);
+  return error;
+}
+
+const std::string& name_of_missing(const track_info& track) {
+  const layer_source& source = track.source;
+  return !source.path.empty() ? source.path : !source.vdev.empty() ? source.vdev : track.name;
 }
 
 void adopt(state& composition, composition_view&& stored) {
@@ -254,17 +267,22 @@ void adopt(state& composition, composition_view&& stored) {
   // Half a document must not be saved over the one before it.
   composition.file_name.clear();
   for (track_info& track : composition.doc.tracks) {
+    const source_type type = track.source.type;
     try {
-      open_source(composition, track);
+      if (const int error = open_source(composition, track); error != 0) {
+        composition.report_error(open_error_line(name_of_missing(track), error));
+      }
     } catch (const std::exception&) {
+      composition.report_error(io::failure_line(name_of_missing(track)));
       track.source.type = source_type::none;
+      track.source.missing_type = type;
+      track.source.clip.reset();
     }
   }
   for (const track_info& track : composition.doc.tracks) {
-    if (composition.settings.automatic_preload && composition.hooks.request_preload)
-      composition.hooks.request_preload(track);
+    if (composition.settings.automatic_preload) composition.hooks.request_preload(track);
   }
-  if (composition.doc.playing && composition.hooks.start_audio) composition.hooks.start_audio();
+  if (composition.doc.playing) composition.hooks.start_audio();
 }
 
 }  // namespace
@@ -314,7 +332,7 @@ void save_composition(const state& composition, const std::string& path) {
 
 void load_composition(state& composition, const std::string& path, bool file_present) {
   { io::file readable(path, "rb"); }
-  if (file_present && composition.doc.track_count() > 0 && composition.hooks.file_among_unsaved) {
+  if (file_present && composition.doc.track_count() > 0) {
     composition.hooks.file_among_unsaved();
   }
   composition_view stored = with_settings_of(composition);

@@ -30,6 +30,11 @@ struct sound_format {
 // size and depth ask for. Hints that do not fit are dropped.
 void check_picture(img::image& picture);
 
+// The stored number is the encoding's gamma in hundredths; files of before have 1 and 2. Anything else is the default.
+inline int color_space_of(int stored) {
+  return stored == 1 || stored == 100 ? 1 : stored == 2 || stored == 220 ? 2 : 0;
+}
+
 // The curves of files that hold three tables of 1024 values instead of a record.
 using old_curves = std::array<std::array<double, 1024>, 3>;
 void take_old_curves(img::lookup_table& table, const old_curves& curves);
@@ -82,7 +87,7 @@ void serialize(A& ar, row_hint& v, int) {
 
 template <class A>
 void serialize(A& ar, layer& v, int) {
-  ar.field("type", v.type);
+  ar.ranged("type", v.type, 0, 2, 0);
   ar.field("index", v.index);
   ar.field("name", v.name);
 }
@@ -126,13 +131,15 @@ void serialize_triple(A& ar, const char* key, std::array<int, 3>& values, int ve
 
 template <class A>
 void serialize(A& ar, correction& v, int version) {
-  ar.field("color_space", v.color_space);
+  int color_space = v.color_space == 1 ? 100 : v.color_space == 2 ? 220 : 0;
+  ar.field("color_space", color_space);
+  if constexpr (A::reading) v.color_space = ksn::color_space_of(color_space);
   ar.field("nonlog_cineon", v.nonlog_cineon);
   if (version >= 4) {
     ar.field("lookup_table_name", v.lookup);
     ar.field("lookup_table", v.lookup_table);
   } else if constexpr (A::reading) {
-    if (version == 3 && v.color_space == 3) {
+    if (version == 3 && color_space == 3) {
       ksn::old_curves curves;
       ar.field("lookup_table_name", v.lookup);
       ar.field("tables", curves);
@@ -160,9 +167,6 @@ void serialize(A& ar, correction& v, int version) {
   serialize_triple(ar, "hue", v.hue, version, 5);
   serialize_triple(ar, "saturation", v.saturation, version, 5);
   if (version >= 1) ar.field("disable_cc", v.disable_cc);
-  if constexpr (A::reading) {
-    if (v.color_space < 0 || v.color_space > 2) v.color_space = 0;
-  }
 }
 
 }  // namespace img

@@ -34,10 +34,10 @@ void serialize(A& ar, settings_record& record, int version) {
   ar.field("mask_size", v.doc.mask_size);
   ar.field("default_cfps", v.settings.default_cfps);
   if (version >= 1) {
-    ar.ranged("safe_area_type", v.view.safe_area_type, 0, 2, 1);
-    ar.ranged("mask_type", v.view.mask_type, 0, 3, 1);
+    put_word(ar, "safe_area_type", v.view.safe_area_type, safe_area_type_t::blue);
+    put_word(ar, "mask_type", v.view.mask_type, mask_type_t::transparent);
   }
-  if (version >= 2) ar.ranged("default_alpha_type", v.settings.default_alpha_type, 0, 3, 3);
+  if (version >= 2) put_word(ar, "default_alpha_type", v.settings.default_alpha_type, alpha_type::mask);
   if (version >= 3) ar.field("default_aspect", v.settings.default_aspect);
   if (version >= 4) {
     ar.field("pp_visible", v.workspace.pp_visible);
@@ -46,10 +46,10 @@ void serialize(A& ar, settings_record& record, int version) {
   if (version >= 5) ar.field("pp_tab", v.workspace.pp_tab);
   if (version >= 6) ar.field("vsync", v.settings.vsync);
   if (version >= 7) ar.field("volume", v.settings.volume);
-  if (version >= 8) ar.ranged("ext_device", v.settings.ext_device, 1, 7, 1);
+  if (version >= 8) put_word(ar, "ext_device", v.settings.ext_device, ext_device_type::decklink);
   if (version >= 9 && version <= 16) skip_bools(1);
   if (version >= 10) {
-    ar.ranged("default_back_color", v.settings.default_back_color, 0, 7, 0);
+    put_word(ar, "default_back_color", v.settings.default_back_color, back_color_type::black);
     ar.field("brush_size", v.workspace.brush_size);
     ar.field("brush_softness", v.workspace.brush_softness);
     ar.field("brush_spacing", v.workspace.brush_spacing);
@@ -81,15 +81,15 @@ void serialize(A& ar, settings_record& record, int version) {
     v.workspace.fs_pp_pos = v.workspace.pp_pos;
     v.workspace.fs_pv_tooltip_enabled = false;
   }
-  if (version >= 15) ar.ranged("counter_type", v.workspace.counter_type, 0, 6, 0);
+  if (version >= 15) put_word(ar, "counter_type", v.workspace.counter_type, counter_type_t::frame);
   if (version >= 16) ar.field("mask_transforms_enabled", v.view.mask_transforms_enabled);
   if (version == 16) skip_bools(2);
   if (version >= 18) ar.field("lookup_table_map", v.doc.lookup_table_map);
   if (version >= 19) ar.field("default_text_attr", v.settings.default_text_attr);
   if (version >= 20) ar.field("infobar_visible", v.workspace.infobar_visible);
-  if (version >= 21) ar.ranged("stereo_view", v.view.stereo_mode, 0, 3, 0);
+  if (version >= 21) put_word(ar, "stereo_view", v.view.stereo_mode, stereo_view_type::anaglyph);
   if (version >= 22) ar.field("switch_views", v.view.switch_views);
-  if (version >= 23) ar.ranged("ext_alpha", v.settings.ext_alpha, 0, 2, 0);
+  if (version >= 23) put_word(ar, "ext_alpha", v.settings.ext_alpha, ext_alpha_type::none);
   if (version >= 24) {
     ar.field("continue_playback_after_drag", v.settings.continue_playback_after_drag);
     ar.field("disable_caching_by_default", v.settings.disable_caching_by_default);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "composition/serialize_image.h"
+#include "composition/serialize_words.h"
 #include "composition/track_info.h"
 
 namespace io {
@@ -31,8 +32,8 @@ void serialize(A& ar, color_key& v, int) {
 
 template <class A>
 void serialize(A& ar, text_attributes& v, int version) {
-  ar.ranged("align_x", v.align_x, 0, 2, 1);
-  ar.ranged("align_y", v.align_y, 0, 2, 1);
+  put_word(ar, "align_x", v.align_x, text_align_x_type::center);
+  put_word(ar, "align_y", v.align_y, text_align_y_type::middle);
   ar.field("font", v.font);
   ar.field("size", v.size);
   ar.field("bold", v.bold);
@@ -47,7 +48,7 @@ void serialize(A& ar, text_attributes& v, int version) {
 
 template <class A>
 void serialize(A& ar, r3d_color_settings& v, int) {
-  ar.ranged("preset", v.preset, 0, 3, 3);
+  put_word(ar, "preset", v.preset, r3d_preset_type::raw);
   ar.field("kelvin", v.kelvin);
   ar.field("tint", v.tint);
   ar.field("iso", v.iso);
@@ -148,7 +149,9 @@ void serialize_sound(A& ar, std::shared_ptr<const sources::wave_context>& sound)
 template <class A>
 void serialize(A& ar, track_info& v, int version) {
   ar.field("id", v.id);
-  ar.ranged("source_type", v.source.type, 0, 18, 0);
+  source_type stored_type = v.source.stored_type();
+  put_word(ar, "source_type", stored_type, source_type::none);
+  if constexpr (A::reading) v.source.type = stored_type;
   ar.field("frames", v.source.frames);
   ar.field("width", v.source.width);
   ar.field("height", v.source.height);
@@ -160,7 +163,7 @@ void serialize(A& ar, track_info& v, int version) {
   serialize_names(ar, v.source.names);
   if (version >= 9) ar.field("vdev", v.source.vdev);
   if constexpr (A::binary) {
-    if (version >= 6 && v.source.type == source_type::shmem) ar.field("smcp", v.source.smcp);
+    if (version >= 6 && stored_type == source_type::shmem) ar.field("smcp", v.source.smcp);
   }
   ar.field("begin", v.timing.begin);
   ar.field("retime", v.timing.retime);
@@ -168,21 +171,21 @@ void serialize(A& ar, track_info& v, int version) {
   ar.field("send_f", v.timing.send_f);
   ar.field("name", v.name);
   ar.field("pos", v.placement.pos);
-  ar.ranged("alpha_type", v.look.alpha_type, 0, 3, 0);
-  ar.ranged("blend_type", v.look.blend_type, 0, 4, 0);
-  ar.ranged("depth_blend_type", v.look.depth_blend_type, 0, 2, 0);
+  put_word(ar, "alpha_type", v.look.alpha_type, alpha_type::ignore);
+  put_word(ar, "blend_type", v.look.blend_type, blend_type::normal);
+  put_word(ar, "depth_blend_type", v.look.depth_blend_type, depth_blend_type::ignore);
   ar.field("visible", v.look.visible);
   ar.field("opacity", v.look.opacity);
   ar.field("invert_color", v.look.invert_color);
   ar.field("invert_alpha", v.look.invert_alpha);
   ar.field("invert_depth", v.look.invert_depth);
   ar.field("alpha_source_id", v.look.alpha_source_id);
-  ar.ranged("alpha_source_channel", v.look.alpha_source_channel, 0, 7, 3);
-  if (version >= 21) ar.ranged("alpha_source_range", v.look.alpha_source_range, 0, 3, 0);
+  put_word(ar, "alpha_source_channel", v.look.alpha_source_channel, channel_type::alpha);
+  if (version >= 21) put_word(ar, "alpha_source_range", v.look.alpha_source_range, alpha_source_range_type::none);
   ar.field("alpha_source_invert", v.look.alpha_source_invert);
   ar.field("alpha_source_stretch", v.look.alpha_source_stretch);
-  ar.ranged("alpha_source_mode", v.look.alpha_source_mode, 0, 2, 0);
-  ar.ranged("alpha_source_channel2", v.look.alpha_source_channel2, 0, 7, 3);
+  put_word(ar, "alpha_source_mode", v.look.alpha_source_mode, alpha_source_mode_type::replace);
+  put_word(ar, "alpha_source_channel2", v.look.alpha_source_channel2, channel_type::alpha);
   ar.field("tf", v.look.tf);
   ar.field("auto_update", v.source.auto_update);
   ar.field("disable_cache", v.source.disable_cache);
@@ -209,11 +212,10 @@ void serialize(A& ar, track_info& v, int version) {
     v.placement.crop_wh = {v.source.width, v.source.height};
   }
   if constexpr (A::binary) {
-    if (v.source.type == source_type::clipboard_image)
-      serialize_picture(ar, "clipboard_image", v.source.clipboard_image);
-    if (v.source.type == source_type::brush) serialize_picture(ar, "brush_image", v.source.brush_image);
-    if (v.source.type == source_type::brush_sequence) serialize_canvases(ar, v.source.brush_seq);
-    if (v.source.type == source_type::embedded_audio) serialize_sound(ar, v.source.audio);
+    if (stored_type == source_type::clipboard_image) serialize_picture(ar, "clipboard_image", v.source.clipboard_image);
+    if (stored_type == source_type::brush) serialize_picture(ar, "brush_image", v.source.brush_image);
+    if (stored_type == source_type::brush_sequence) serialize_canvases(ar, v.source.brush_seq);
+    if (stored_type == source_type::embedded_audio) serialize_sound(ar, v.source.audio);
   }
   if (version >= 8) {
     ar.field("text", io::wide(v.lettering.text));
@@ -236,11 +238,11 @@ void serialize(A& ar, track_info& v, int version) {
     ar.field("version", v.source.version);
     ar.field("versions", v.source.versions);
   }
-  if (version >= 14) ar.ranged("target_view", v.look.target_view, 0, 2, 2);
+  if (version >= 14) put_word(ar, "target_view", v.look.target_view, target_view_type::both);
   if (version >= 15) ar.field("safe_area", v.placement.safe_area);
-  if (version >= 16) ar.ranged("channels", v.look.channels, 0, 12, 9);
+  if (version >= 16) put_word(ar, "channels", v.look.channels, view_type::rgb);
   if (version >= 17) {
-    ar.ranged("rds", v.source.rds, 0, 5, 2);
+    put_word(ar, "rds", v.source.rds, r3d_resolution_type::half);
     ar.field("rcs", v.source.rcs);
   }
   if (version >= 18) ar.field("group_id", v.group_id);

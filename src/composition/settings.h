@@ -20,7 +20,7 @@ struct settings {
   bool vsync = false;
   int vsync_parameter = 1;  // throttle of the main loop; 0 does not wait in the foreground
   int vsync_mode = 1;       // which of the three vsync present modes
-  int ext_device = 1;
+  ext_device_type ext_device = ext_device_type::decklink;
   ext_alpha_type ext_alpha = ext_alpha_type::none;
   int volume = 100;
   bool spb_enabled = false;

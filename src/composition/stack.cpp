@@ -34,7 +34,7 @@ track_info made_layer(const state& composition, source_type type, int frames, st
 }  // namespace
 
 std::string state::catalogue_text(std::string_view key) const {
-  return hooks.text ? hooks.text(key) : std::string(key);
+  return hooks.text(key);
 }
 
 bool state::add(const std::string& path, bool single_image, bool after_selected, bool other_view) {
@@ -100,8 +100,8 @@ void state::enter_stack(track_info record, bool apply_default_aspect) {
   if (record.placement.crop_wh.y <= 0) record.placement.crop_wh.y = std::max(record.source.height, 1);
   if (settings.disable_caching_by_default && record.source.is_decoded()) {
     record.source.disable_cache = true;
-    if (hooks.drop_path && record.source.type == ksn::source_type::image) hooks.drop_path(record.source.path);
-    if (hooks.drop_path && record.source.type == ksn::source_type::sequence && !record.source.names.empty()) {
+    if (record.source.type == ksn::source_type::image) hooks.drop_path(record.source.path);
+    if (record.source.type == ksn::source_type::sequence && !record.source.names.empty()) {
       hooks.drop_path(record.source.file_of(0));
     }
   }
@@ -124,8 +124,8 @@ void state::enter_stack(track_info record, bool apply_default_aspect) {
   } else {
     doc.extend_timeline_to(end);
   }
-  if (settings.automatic_preload && hooks.request_preload) hooks.request_preload(added);
-  if (added.source.has_audio() && hooks.start_audio) hooks.start_audio();
+  if (settings.automatic_preload) hooks.request_preload(added);
+  if (added.source.has_audio()) hooks.start_audio();
 }
 
 void state::new_adjustment_layer(int frames) {
@@ -147,9 +147,9 @@ void state::new_text_layer(int frames) {
 }
 
 void state::layer_delete_all() {
-  if (hooks.stop_preload) hooks.stop_preload();
+  hooks.stop_preload();
   for (const track_info& track : doc.tracks) {
-    if (hooks.forget_layer) hooks.forget_layer(track.id);
+    hooks.forget_layer(track.id);
   }
   watcher.reset();
   doc.tracks.clear();
@@ -157,11 +157,11 @@ void state::layer_delete_all() {
   doc.timeline_user_set = false;
   workspace.track_max = 0;
   workspace.prev_track_max = 0;
-  if (hooks.clear_cache) hooks.clear_cache();
+  hooks.clear_cache();
 }
 
 void state::new_composition(bool file_among_unsaved) {
-  if (file_among_unsaved && hooks.file_among_unsaved) hooks.file_among_unsaved();
+  if (file_among_unsaved) hooks.file_among_unsaved();
   layer_delete_all();
   set_undo_action(nullptr);
   view.pan_position = {};
@@ -176,7 +176,7 @@ void state::new_composition(bool file_among_unsaved) {
   doc.tm_l = std::max(doc.tm_n, 1);
   doc.tm_t = 0.0;
   file_name.clear();
-  if (hooks.refresh_caption) hooks.refresh_caption();
+  hooks.refresh_caption();
 }
 
 }  // namespace ksn

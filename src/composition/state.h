@@ -29,29 +29,29 @@ struct composition_view {
   bool operator==(const composition_view&) const = default;
 };
 
-// What the document asks of the floors above it. Every function may be empty; the owner of the document binds them,
-// and a test binds its own.
+// What the document asks of the floors above it. By default nothing happens; the owner of the document binds what it
+// has, and a test binds its own.
 struct state_hooks {
   // One error line without its line feed, as it stands.
-  std::function<void(const std::string& line)> report_error;
-  std::function<void(const track_info& track)> request_preload;
-  std::function<void(const track_info& track)> cancel_preload;
-  std::function<void()> stop_preload;
-  std::function<void()> start_audio;
+  std::function<void(const std::string&)> report_error = [](const auto&) {};
+  std::function<void(const track_info&)> request_preload = [](const auto&) {};
+  std::function<void(const track_info&)> cancel_preload = [](const auto&) {};
+  std::function<void()> stop_preload = [] {};
+  std::function<void()> start_audio = [] {};
   // Pictures of a file, or of all files directly in a folder, leave the frame cache.
-  std::function<void(const std::string& path)> drop_path;
-  std::function<void(const std::string& folder)> drop_folder;
+  std::function<void(const std::string&)> drop_path = [](const auto&) {};
+  std::function<void(const std::string&)> drop_folder = [](const auto&) {};
   // The picture of a file leaves the cache when the file is newer; the same for all files directly in a folder.
-  std::function<void(const std::string& path)> drop_changed;
-  std::function<void(const std::string& folder)> drop_changed_in;
-  std::function<void()> clear_cache;
+  std::function<void(const std::string&)> drop_changed = [](const auto&) {};
+  std::function<void(const std::string&)> drop_changed_in = [](const auto&) {};
+  std::function<void()> clear_cache = [] {};
   // A layer's picture changed or the layer goes away: what is kept for it outside the document is dropped.
-  std::function<void(int layer_id)> forget_layer;
-  std::function<void()> refresh_caption;
+  std::function<void(int layer_id)> forget_layer = [](int) {};
+  std::function<void()> refresh_caption = [] {};
   // The current document joins the unsaved items, under its name or as unnamed.
-  std::function<void()> file_among_unsaved;
-  // The user's text for a key of the message catalogue.
-  std::function<std::string(std::string_view key)> text;
+  std::function<void()> file_among_unsaved = [] {};
+  // The user's text for a key of the message catalogue; the key itself without one.
+  std::function<std::string(std::string_view key)> text = [](std::string_view key) { return std::string(key); };
 };
 
 // The one document of a process.
@@ -81,6 +81,12 @@ class state : public composition_view {
   // Deletes all layers and takes the settings of a new document.
   void new_composition(bool file_among_unsaved);
 
+  // Grows with everything that may change what is shown: at the end of each command, with each step of undo, with what
+  // a watched folder brings. Who changes the document in another way calls touch(). The time of a playing clock is not
+  // counted. Who draws or hands out pictures compares it with the number that it drew at.
+  unsigned long long revision = 0;
+  void touch() { ++revision; }
+
   // --- undo: one step (undo.h) ---
   std::shared_ptr<undo_action> undo_stack;
   void set_undo_action(std::shared_ptr<undo_action> action);
@@ -95,9 +101,7 @@ class state : public composition_view {
 
   // The catalogue text of a key, or the key itself without a catalogue.
   std::string catalogue_text(std::string_view key) const;
-  void report_error(const std::string& line) const {
-    if (hooks.report_error) hooks.report_error(line);
-  }
+  void report_error(const std::string& line) const { hooks.report_error(line); }
 };
 
 }  // namespace ksn

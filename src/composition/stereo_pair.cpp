@@ -122,7 +122,7 @@ bool add_other_stereo_view(state& composition) {
   std::vector<track_info> records;
   records.push_back(std::move(copy));
   insert_layers(composition, {index}, std::move(records));
-  if (composition.settings.automatic_preload && composition.hooks.request_preload) {
+  if (composition.settings.automatic_preload) {
     composition.hooks.request_preload(composition.doc.track_at(index));
   }
   return true;

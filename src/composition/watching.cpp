@@ -34,6 +34,7 @@ void rescan(state& composition, track_info& track) {
     track.source.image_layers = fresh.source.image_layers;
   }
   track.set_in_out(track.in(), track.out());
+  composition.touch();
 
   const long long new_end = static_cast<long long>(track.timing.begin) + track.out();
   if (old_end <= composition.doc.tm_n && new_end > composition.doc.tm_n) {

@@ -11,8 +11,10 @@
 
 namespace render {
 
-// Which part of the composition a frame shows. The default is a saved composite: 100 % zoom, no pan, full resolution
-// and nothing that belongs to the display.
+// Which part of the composition a frame shows, and how: all that a renderer takes from a view. The default is the left
+// eye's saved composite: 100 % zoom, no pan, full resolution and nothing that belongs to the display. Whoever draws
+// pictures of its own kind, at another time or resolution, has a pipeline too: several share one frame cache, and none
+// takes away what another keeps.
 struct frame_view {
   int width = 0;  // of the picture; a saved composite has `mask_size`
   int height = 0;
@@ -22,9 +24,16 @@ struct frame_view {
   math::point view_origin;    // screen position of the picture's corner, for the checkerboard's parity
   bool crop_preview = false;  // the selected layer shows what its crop cuts off, at half opacity
   int room_below = 0;         // rows that the target has below the picture, without a value; not with both eyes
-  bool for_display = false;   // with the channel view, and the checker behind a transparent background
+  bool for_display = false;   // with the checker behind a transparent background
   ksn::cache_resolution_type resolution = ksn::cache_resolution_type::full;
+  ksn::target_view_type eyes = ksn::target_view_type::left;
+  ksn::stereo_view_type stereo_mode = ksn::stereo_view_type::anaglyph;  // of both eyes
+  bool switch_views = false;
+  ksn::view_type channels = ksn::view_type::rgb;
 };
+
+// A view of the whole output at 100 %, as saved composites have it, with the eyes that `shown` shows.
+frame_view output_view(const ksn::document& document, const ksn::view& shown);
 
 // One layer as the compositor draws it, prepared once a frame.
 struct prepared_layer {

@@ -51,12 +51,12 @@ void render_both_eyes(img::image& target, const ksn::state& composition, const s
   const background below = background_of(composition);
   if (any_layer_of_one_eye(composition, layers)) {
     render_stereo_pair(&target, other.get(), composition, layers, view, &below);
-    if (composition.view.switch_views) target.swap(*other);
+    if (view.switch_views) target.swap(*other);
   } else {
     render_stereo_pair(&target, nullptr, composition, layers, view, &below);
     *other = target;
   }
-  merge_stereo(target, *other, composition.view.stereo_mode, view.view_origin.x + view.view_origin.y);
+  merge_stereo(target, *other, view.stereo_mode, view.view_origin.x + view.view_origin.y);
 }
 
 // Two grays in squares of eight pixels, fixed to the screen.
@@ -142,6 +142,16 @@ img::const_image_ptr prepare_layer_picture(pipeline& pipeline, const ksn::state&
   return layer.image ? apply_alpha_source(layer, source) : nullptr;
 }
 
+frame_view output_view(const ksn::document& document, const ksn::view& shown) {
+  frame_view view;
+  view.width = document.mask_size.x;
+  view.height = document.mask_size.y;
+  view.eyes = shown.stereo_view;
+  view.stereo_mode = shown.stereo_mode;
+  view.switch_views = shown.switch_views;
+  return view;
+}
+
 void render_frame(pipeline& pipeline, const ksn::state& composition, img::image& target, const frame_view& view,
                   double time, frame_times* times) {
   constexpr std::string_view letters = "BGRAZ";
@@ -153,7 +163,7 @@ void render_frame(pipeline& pipeline, const ksn::state& composition, img::image&
   const background below = background_of(composition);
   const std::vector<prepared_layer> layers = prepare_layers(pipeline, composition, time, view.resolution);
   const auto fetched = std::chrono::steady_clock::now();
-  switch (composition.view.stereo_view) {
+  switch (view.eyes) {
     case ksn::target_view_type::left:
       render_stereo_pair(picture.get(), nullptr, composition, layers, view, &below);
       break;
@@ -164,11 +174,11 @@ void render_frame(pipeline& pipeline, const ksn::state& composition, img::image&
       render_both_eyes(*picture, composition, layers, view);
       break;
   }
-  if (view.for_display) {
-    if (composition.doc.back_color == ksn::back_color_type::transparent) draw_checker(*picture, view.view_origin);
-    if (composition.view.channels != ksn::view_type::rgb) select_channels(*picture, composition.view.channels);
-    outline_failures(*picture, pipeline, composition, view, time);
+  if (view.for_display && composition.doc.back_color == ksn::back_color_type::transparent) {
+    draw_checker(*picture, view.view_origin);
   }
+  if (view.channels != ksn::view_type::rgb) select_channels(*picture, view.channels);
+  if (view.for_display) outline_failures(*picture, pipeline, composition, view, time);
   picture->frame = static_cast<int>(std::trunc(time));
   picture->timecode = img::timecode_of_frame(picture->frame, composition.doc.fpcs);
   picture->frame_rate_nm = composition.doc.fpcs;

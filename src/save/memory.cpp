@@ -30,7 +30,7 @@ std::size_t bytes_of(const picture& picture) {
 }
 
 std::size_t composite_bytes(const ksn::state& composition, const render::frame_view& view) {
-  const std::size_t eyes = composition.view.stereo_view == ksn::target_view_type::both ? 2 : 1;
+  const std::size_t eyes = view.eyes == ksn::target_view_type::both ? 2 : 1;
   std::size_t largest = 0;
   const std::vector<bool> taking_part = render::layers_taking_part(composition);
   for (std::size_t i = 0; i < taking_part.size(); ++i) {

@@ -97,19 +97,16 @@ class layer_source {
   img::transfer correction_;
 };
 
+render::frame_view output_of(const context& context) {
+  return render::output_view(context.composition.doc, context.composition.view);
+}
+
 picture composite_at(context& context, const render::frame_view& view, double time) {
   const img::image_ptr image = render::empty_image();
   render::render_frame(context.pipeline, context.composition, *image, view, time);
   std::string failure = text_of(render::failed_layers(context.pipeline, context.composition, time));
   if (!failure.empty() && !context.incomplete) return {nullptr, nullptr, std::move(failure)};
   return {image, nullptr, {}};
-}
-
-render::frame_view mask_view(const ksn::state& composition) {
-  render::frame_view view;
-  view.width = composition.doc.mask_size.x;
-  view.height = composition.doc.mask_size.y;
-  return view;
 }
 
 std::vector<cache::frame_request> sources_of_composite(const ksn::state& composition, double time) {
@@ -192,18 +189,18 @@ bool save_layer_as(context& context, const std::string& path) {
 bool save_mask_as_image(context& context, const std::string& path) {
   target target;
   if (!open_target(context, path, target)) return false;
-  return guarded(context, target, [&] { return save_composite(context, target, mask_view(context.composition)); });
+  return guarded(context, target, [&] { return save_composite(context, target, output_of(context)); });
 }
 
 bool save_mask_as_sequence(context& context, const std::string& path) {
   target target;
   if (!open_target(context, path, target)) return false;
   return guarded(context, target, [&] {
-    return save_walk(context, target,
-                     {[&](int frame) { return composite_at(context, mask_view(context.composition), frame); },
-                      [&](int frame) { return sources_of_composite(context.composition, frame); },
-                      layers_of_composite(context.composition),
-                      composite_bytes(context.composition, mask_view(context.composition))});
+    return save_walk(
+        context, target,
+        {[&](int frame) { return composite_at(context, output_of(context), frame); },
+         [&](int frame) { return sources_of_composite(context.composition, frame); },
+         layers_of_composite(context.composition), composite_bytes(context.composition, output_of(context))});
   });
 }
 

@@ -7,15 +7,17 @@
 
 namespace save {
 
-render::frame_view screen_view(const ksn::state& composition, int client_width, int client_height) {
-  render::frame_view view;
+render::frame_view screen_view(const ksn::state& composition, const ksn::view& shown, int client_width,
+                               int client_height) {
+  render::frame_view view = render::output_view(composition.doc, shown);
   view.width = std::max(1, client_width);
   view.height = std::max(1, ksn::layout_window(composition, {client_width, client_height}).split);
-  view.zoom_x = composition.view.zoom();
-  view.zoom_y = composition.view.zoom_factor2 / 100.0;
-  view.offset = {render::limited(std::rint(composition.view.pan_position.x * view.zoom_x)),
-                 render::limited(std::rint(composition.view.pan_position.y * view.zoom_y))};
-  view.resolution = composition.view.resolution;
+  view.zoom_x = shown.zoom();
+  view.zoom_y = shown.zoom_factor2 / 100.0;
+  view.offset = {render::limited(std::rint(shown.pan_position.x * view.zoom_x)),
+                 render::limited(std::rint(shown.pan_position.y * view.zoom_y))};
+  view.resolution = shown.resolution;
+  view.channels = shown.channels;
   view.crop_preview = true;
   view.for_display = true;
   return view;

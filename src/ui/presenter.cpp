@@ -54,15 +54,15 @@ present_mode mode_for(bool vsync, int sub_mode) {
   return present_mode::no_tearing;
 }
 
-presenter::presenter(display& display, millisecond_clock milliseconds)
-    : display_(display),
+presenter::presenter(std::shared_ptr<display> display, millisecond_clock milliseconds)
+    : display_(std::move(display)),
       milliseconds_(milliseconds ? std::move(milliseconds) : steady_milliseconds),
       shared_(std::make_shared<shared>()) {
   shared_->milliseconds = milliseconds_;
 }
 
 int presenter::start() {
-  const int error = display_.create();
+  const int error = display_->create();
   ready_ = error == 0;
   return error;
 }
@@ -79,7 +79,7 @@ void presenter::resize(int width, int height) {
 
 int presenter::present_picture(const img::image& image, present_mode mode) {
   if (!ready_) return error_not_ready;
-  if (const int error = display_.restore(); error != 0) return error;
+  if (const int error = display_->restore(); error != 0) return error;
   {
     const std::lock_guard guard(shared_->lock);
     if (!shared_->offscreen) return error_no_offscreen;
@@ -91,17 +91,17 @@ int presenter::present_picture(const img::image& image, present_mode mode) {
 
 int presenter::present(present_mode mode) {
   if (!ready_) return error_no_primary;
-  if (display_.is_minimised()) return 0;
+  if (display_->is_minimised()) return 0;
   {
     const std::lock_guard guard(shared_->lock);
     if (!shared_->offscreen) return error_no_offscreen;
   }
-  if (!display_.window_exists()) return error_no_window;
-  if (!is_threaded(mode)) return wait_and_blit(display_, *shared_, mode);
+  if (!display_->window_exists()) return error_no_window;
+  if (!is_threaded(mode)) return wait_and_blit(*display_, *shared_, mode);
 
   const std::lock_guard guard(shared_->event_lock);
   // The thread starts with the first picture that needs it.
-  if (!thread_.joinable()) thread_ = std::thread([&display = display_, state = shared_] { run(display, state); });
+  if (!thread_.joinable()) thread_ = std::thread([display = display_, state = shared_] { run(*display, state); });
   shared_->pending_mode = mode;
   shared_->requested = true;
   shared_->request.notify_one();
@@ -154,7 +154,7 @@ bool presenter::wait_done(int milliseconds) {
     return std::exchange(shared_->done, false);
   };
   if (take()) return true;
-  display_.wait_events(milliseconds);
+  display_->wait_events(milliseconds);
   return take();
 }
 

@@ -73,7 +73,8 @@ class presenter {
   // Milliseconds of a steady counter; a test moves it by hand.
   using millisecond_clock = std::function<std::uint32_t()>;
 
-  explicit presenter(display& display, millisecond_clock milliseconds = {});
+  // Shares the display with its thread, which may outlive both owners.
+  explicit presenter(std::shared_ptr<display> display, millisecond_clock milliseconds = {});
   ~presenter() { shut_down(); }
   presenter(const presenter&) = delete;
   presenter& operator=(const presenter&) = delete;
@@ -100,7 +101,7 @@ class presenter {
   // What the thread shares with its owner, alive for a thread that outlives its 400 ms.
   struct shared;
 
-  display& display_;
+  std::shared_ptr<display> display_;
   millisecond_clock milliseconds_;
   bool ready_ = false;
   std::shared_ptr<shared> shared_;

@@ -24,7 +24,7 @@ void draw_screen(render::pipeline& pipeline, const ksn::state& composition, doub
   const int strip = std::max(client_height - view.height, 0);
   const std::size_t above = img::plane_bytes(8, view.width, view.height);
   const std::size_t below = img::plane_bytes(8, view.width, strip);
-  if (strip == 0 || composition.view.stereo_view != ksn::target_view_type::both) {
+  if (strip == 0 || view.eyes != ksn::target_view_type::both) {
     // The picture is made where it is shown.
     view.room_below = strip;
     render::render_frame(pipeline, composition, target, view, time, times);

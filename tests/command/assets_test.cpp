@@ -42,7 +42,7 @@ std::set<std::string> keys_in_sources() {
       std::regex(R"re("((?:ti_|mi_|undo_|redo_)[a-z_0-9]+)")re"),
       std::regex(R"re("([a-z_0-9]+[._](?:title|filter|pdlg_title|missing_frame))")re"),
   };
-  const std::regex undo_form(R"re(key_for\("([a-z_]+)"\))re");
+  const std::regex undo_form(R"re(undo_name\{"([a-z_]+)"\})re");
   std::set<std::string> keys;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(KESTRIN_SOURCE_DIR "/src")) {
     const std::string path = entry.path();

@@ -147,15 +147,19 @@ class walk {
       case 1:
         ksn::set_depth_mode(document_, static_cast<ksn::depth_blend_type>(below(3)));
         return "set_depth_mode";
-      case 2:
-        document_.set_undo_action(std::make_shared<ksn::undo_multiple_move_in_timeline>(document_, below(9) - 4));
+      case 2: {
+        const ksn::undo_capture before(document_);
+        const int offset = below(9) - 4;
+        for (const int index : document_.doc.selection) document_.doc.track_at(index).timing.begin += offset;
+        before.remember(document_, ksn::undo_name{"multiple_move_in_timeline"}, ksn::undo_rule::by_offset);
         return "move";
+      }
       default:
         if (document_.doc.selected_index() < document_.doc.track_count()) {
           ksn::track_info& track = document_.doc.track_at(document_.doc.selected_index());
-          const ksn::time_fields before = ksn::times_of(track);
+          const ksn::undo_capture before(document_);
           track.set_in_out(below(50) - 20, below(90) - 20);
-          document_.set_undo_action(std::make_shared<ksn::undo_move_in_timeline>(track, before));
+          before.remember(document_, ksn::undo_name{"move_in_timeline"}, ksn::undo_rule::as_left, false);
         }
         return "trim";
     }

@@ -88,7 +88,7 @@ struct document_rows {
 
   value transfer() const {
     const std::vector<table_row> rows = {
-        {"color_space", oldest, integer(2), {}},
+        {"color_space", oldest, integer(as_read ? 220 : 2), {}},
         {"nonlog_cineon", oldest, boolean(true), {}},
         {"lookup_table_name", 4, text("warm.cube"), text("")},
         {"lookup_table", 4, lookup(), lookup_of({}, false, {}, false)},

@@ -111,6 +111,9 @@ TEST(document_versions, curves_within_a_transfer) {
   read_document<composition_kind>(bytes_of(tree, "composition", false), false, view);
   const img::correction& found = view.doc.tracks.at(0).look.tf;
   EXPECT_EQ(found.color_space, 0) << "3 is no colour space";
+  for (const auto& [stored, space] : {std::pair{0, 0}, {1, 1}, {100, 1}, {2, 2}, {220, 2}, {180, 0}, {-1, 0}}) {
+    EXPECT_EQ(ksn::color_space_of(stored), space) << stored;
+  }
   EXPECT_EQ(found.lookup, "old.lut");
   ASSERT_TRUE(found.lookup_table.has_curves());
   EXPECT_EQ(found.lookup_table.curves()[1023], 0.25);

@@ -6,6 +6,7 @@
 
 #include "composition/invariants.h"
 #include "composition/layer_stack.h"
+#include "composition/persistence.h"
 #include "composition/stereo_pair.h"
 #include "composition/test_document.h"
 #include "composition/versions.h"
@@ -118,6 +119,29 @@ TEST_F(movies, another_version_or_eye_brings_its_own_frames_and_sound) {
   expect(0, "right_v1.mov", 24, false);
   expect(1, "left_v1.mov", 12, true);
   EXPECT_EQ(ksn::broken_invariant(c), "");
+}
+
+// A document that is opened where its movie is not keeps what the layer was, through another save.
+TEST_F(movies, one_that_is_away_is_there_again_later) {
+  ASSERT_TRUE(support::encode_numbers(folder / "a.mov", 12, "-c:v mpeg4 -q:v 3 -f mov"));
+  support::document c;
+  ASSERT_TRUE(c.add(folder / "a.mov", false, false, false));
+  c.doc.track_at(0).look.opacity = 40;
+  for (const char* name : {"a.ksncomp", "a.xml"}) {
+    ksn::save_composition(c, folder / name);
+    const std::string saved = support::read_file(folder / name);
+    std::filesystem::rename(folder / "a.mov", folder / "elsewhere");
+    support::document without;
+    ksn::load_composition(without, folder / name, false);
+    EXPECT_EQ(without.doc.track_at(0).source.type, source_type::none);
+    EXPECT_EQ(without.errors, std::vector<std::string>{'"' + (folder / "a.mov") + "\": Open error 2 (0x00000002)"});
+    ksn::save_composition(without, folder / name);
+    EXPECT_EQ(support::read_file(folder / name), saved);
+    std::filesystem::rename(folder / "elsewhere", folder / "a.mov");
+    ksn::load_composition(without, folder / name, false);
+    EXPECT_EQ(without.doc.track_at(0).source.type, source_type::quicktime);
+    EXPECT_TRUE(without.doc.track_at(0).source.clip);
+  }
 }
 
 }  // namespace

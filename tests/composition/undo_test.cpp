@@ -41,25 +41,25 @@ struct gesture {
 
 void paint(document& c, int value) {
   track_info& track = c.doc.track_at(c.doc.selected_index());
-  img::image_ptr before = ksn::canvas_at(track, 0);
-  if (before) before = std::make_shared<img::image>(*before);
+  ksn::canvas_capture before(track, 0, true);
   ksn::canvas_for_painting(c, track, 0)->row(0, 0)[0] = static_cast<std::uint8_t>(value);
-  c.set_undo_action(std::make_shared<ksn::undo_brush_stroke>(track.id, 0, before));
+  before.remember(c, ksn::undo_name{"brush_stroke"});
 }
 
 void crop(document& c) {
   c.doc.selection = {0};
   track_info& track = c.doc.track_at(0);
   track.placement.crop = true;
-  const ksn::crop_fields before{track.placement.crop_xy, track.placement.crop_wh};
+  const ksn::undo_capture before(c);
   track.placement.crop_xy = {5, 6};
   track.placement.crop_wh = {7, 8};
-  c.set_undo_action(std::make_shared<ksn::undo_layer_move_crop>(track, before));
+  before.remember(c, ksn::undo_name{"layer_move_crop"});
 }
 
 void drag_in_time(document& c) {
+  const ksn::undo_capture before(c);
   for (const int index : c.doc.selection) c.doc.track_at(index).timing.begin += 12;
-  c.set_undo_action(std::make_shared<ksn::undo_multiple_move_in_timeline>(c, 12));
+  before.remember(c, ksn::undo_name{"multiple_move_in_timeline"}, ksn::undo_rule::by_offset);
 }
 
 // Selects these layers first.
@@ -204,6 +204,75 @@ TEST(undo, position_after_leaves_a_timeline_that_was_changed_since) {
   c.undo();
   EXPECT_EQ(c.doc.tm_n, 500);
   EXPECT_EQ(c.doc.track_at(0).timing.begin, 10);
+}
+
+TEST(undo, what_was_moved_since_goes_back_by_the_offset) {
+  document c;
+  fill(c);
+  move(c);
+  c.doc.track_at(0).placement.pos = {100, 100};
+  ASSERT_TRUE(c.can_undo());
+  c.undo();
+  EXPECT_EQ(c.doc.track_at(0).placement.pos, (math::point{97, 104}));
+  EXPECT_EQ(c.doc.track_at(1).placement.pos, math::point());
+}
+
+// Any part of several layers, the stack's order and the timeline go back in one step; what the gesture left alone keeps
+// what came since.
+TEST(undo, a_gesture_of_any_kind) {
+  document c;
+  fill(c);
+  const std::vector<int> ids{c.doc.track_at(0).id, c.doc.track_at(1).id};
+  const ksn::undo_capture before(c, {ids[0], ids[1]});
+  EXPECT_FALSE(before.remember(c, ksn::undo_name{"layer_move"}));
+  EXPECT_EQ(c.undo_stack, nullptr) << "nothing changed";
+
+  c.doc.track_at(0).lettering.text = "new";
+  c.doc.track_at(0).look.tf.exposure[1] = 50;
+  c.doc.track_at(1).sound.volume = 7;
+  c.doc.track_at(1).source.rds = ksn::r3d_resolution_type::eighth;
+  c.doc.track_at(1).name = "renamed";
+  std::swap(c.doc.track_at(0), c.doc.track_at(1));
+  c.doc.set_timeline_length(400, true);
+  c.doc.set_workarea_begin(30);
+  EXPECT_TRUE(before.remember(c, ksn::undo_name{"layer_move"}, ksn::undo_rule::as_left, false));
+  c.doc.track_at(1).look.opacity = 33;
+  c.doc.selection = {};
+  for (int round = 0; round < 2; ++round) {
+    ASSERT_TRUE(c.can_undo());
+    c.forgotten.clear();
+    c.undo();
+    EXPECT_EQ(c.doc.index_of_id(ids[0]), 0);
+    EXPECT_EQ(c.doc.track_at(0).lettering.text, "");
+    EXPECT_EQ(c.doc.track_at(0).look.tf, img::correction());
+    EXPECT_EQ(c.doc.track_at(0).look.opacity, 33);
+    EXPECT_EQ(c.doc.track_at(1).sound.volume, 100);
+    EXPECT_EQ(c.doc.track_at(1).source.rds, ksn::r3d_resolution_type::half);
+    EXPECT_EQ(c.doc.track_at(1).name, "b");
+    EXPECT_EQ(c.timeline(), "250: 0 to 250, at 25");
+    EXPECT_EQ(c.forgotten, std::vector<int>{ids[1]}) << "its source decodes in another way";
+    c.undo();
+    EXPECT_EQ(c.doc.index_of_id(ids[0]), 1);
+    EXPECT_EQ(c.doc.track_at(1).lettering.text, "new");
+    EXPECT_EQ(c.doc.track_at(0).name, "renamed");
+    EXPECT_EQ(c.timeline(), "400: 30 to 250, at 25");
+  }
+  c.doc.track_at(0).sound.volume = 8;
+  EXPECT_FALSE(c.can_undo()) << "one layer went on";
+}
+
+// A layer that comes back may have taken its alpha from one that is gone by then.
+TEST(undo, no_alpha_source_dangles) {
+  document c;
+  fill(c);
+  c.doc.track_at(0).look.alpha_source_id = c.doc.track_at(1).id;
+  c.doc.selection = {0};
+  ksn::layer_delete_selected(c);
+  c.doc.tracks.pop_front();
+  c.put("c");
+  c.undo();
+  EXPECT_EQ(c.stack(), "[a] canvas canvas c");
+  EXPECT_EQ(c.doc.track_at(0).look.alpha_source_id, 0);
 }
 
 }  // namespace

@@ -31,6 +31,11 @@ class frame_test : public testing::Test {
   }
   img::image render(double time = 0.0) {
     img::image target;
+    render::frame_view shown = render::output_view(composition.doc, composition.view);
+    view.eyes = shown.eyes;
+    view.stereo_mode = shown.stereo_mode;
+    view.switch_views = shown.switch_views;
+    view.channels = view.for_display ? composition.view.channels : ksn::view_type::rgb;
     render::render_frame(pipeline, composition, target, view, time);
     return target;
   }

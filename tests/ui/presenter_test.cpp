@@ -12,6 +12,11 @@ namespace {
 
 using ui::present_mode;
 
+// The test keeps it.
+std::shared_ptr<ui::display> borrowed(ui::display& display) {
+  return {std::shared_ptr<void>(), &display};
+}
+
 // Notes what is asked of it. The present thread comes in here too.
 class made_up_display : public ui::display {
  public:
@@ -120,7 +125,7 @@ TEST(presenter, shows_in_each_mode) {
     made_up_display display;
     display.lines = r.lines;
     std::uint32_t now = 4'000'000'000u;
-    ui::presenter presenter(display, [&] { return now; });
+    ui::presenter presenter(borrowed(display), [&] { return now; });
     ASSERT_EQ(presenter.start(), 0);
     presenter.resize(3, 2);
     EXPECT_EQ(presenter.present_picture(picture, r.mode), 0);
@@ -152,7 +157,7 @@ TEST(presenter, gives_errors_back) {
     const auto in_mode = static_cast<present_mode>(mode);
     made_up_display display;
     display.create_error = -7;
-    ui::presenter presenter(display);
+    ui::presenter presenter(borrowed(display));
     EXPECT_EQ(presenter.start(), -7);
     EXPECT_EQ(presenter.present_picture(picture, in_mode), not_ready);
     EXPECT_EQ(presenter.present(in_mode), no_primary);
@@ -179,7 +184,7 @@ TEST(presenter, gives_errors_back) {
   }
   made_up_display display;
   display.blit_error = -3;
-  ui::presenter presenter(display);
+  ui::presenter presenter(borrowed(display));
   presenter.start();
   presenter.resize(0, -5);  // at least one pixel
   EXPECT_EQ(presenter.present_picture(support::picture("BGR", 1, 1), present_mode::immediate), -3);
@@ -188,7 +193,7 @@ TEST(presenter, gives_errors_back) {
 
 TEST(presenter, goes_on_while_the_thread_waits_and_shows_the_last_picture) {
   made_up_display display;
-  ui::presenter presenter(display);
+  ui::presenter presenter(borrowed(display));
   presenter.start();
   presenter.resize(64, 64);
   for (int i = 0; i < 500; ++i) {

@@ -1,5 +1,8 @@
 #include "composition/layer/source.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace ksn {
 
 bool layer_source::is_decoded() const {
@@ -33,6 +36,19 @@ bool layer_source::is_single_frame() const {
     default:
       return false;
   }
+}
+
+void layer_source::take(layer_source fresh) {
+  const bool has_same_layer =
+      std::find(fresh.image_layers.begin(), fresh.image_layers.end(), image_layer) != fresh.image_layers.end();
+  fresh.image_layer = has_same_layer ? image_layer : img::layer();
+  fresh.rds = rds;
+  fresh.rcs = rcs;
+  fresh.vdev = vdev;
+  fresh.auto_update = auto_update;
+  fresh.disable_cache = disable_cache;
+  fresh.versions.clear();
+  *this = std::move(fresh);
 }
 
 std::string layer_source::frame_path(int source_frame) const {

@@ -48,6 +48,8 @@ class frame_table : public std::vector<std::uint8_t> {
 // Copies share what is open and the pictures that are made inside.
 struct layer_source {
   ksn::source_type type = ksn::source_type::none;
+  // What a source was that could not be opened again with its document; it stands as none and is stored as it was.
+  ksn::source_type missing_type = ksn::source_type::none;
   int frames = 0;     // 1 for a still
   int fpcs = 0;       // hundredths of a frame per second that it was opened with
   int fpcs2 = 0;      // rate that it declares itself, 0 none
@@ -75,12 +77,16 @@ struct layer_source {
   frame_table frame_states;
   bool operator==(const layer_source&) const = default;
 
+  ksn::source_type stored_type() const { return type == ksn::source_type::none ? missing_type : type; }
   // A source whose frames are decoded from a file.
   bool is_decoded() const;
   // A source whose position is always 0.
   bool is_single_frame() const;
   bool is_clip() const;
   bool has_audio() const { return audio != nullptr; }
+
+  // Becomes another source. What the user chose for the layer stays, as far as the new source has it.
+  void take(layer_source fresh);
 
   // Path of a name of a sequence, which must have that many.
   std::string file_of(std::size_t frame) const { return path + std::string(names[frame]); }
