@@ -6,6 +6,7 @@
 
 #include "composition/document_kinds.h"
 #include "composition/document_rows.h"
+#include "composition/serialize_image.h"
 
 namespace {
 
