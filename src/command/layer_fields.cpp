@@ -71,7 +71,7 @@ bool has_picture(const track_info& layer, const img::layer& wanted) {
       layer.source.type == ksn::source_type::image || layer.source.type == ksn::source_type::sequence;
   const std::string path = of_a_file ? layer.source.frame_path(0) : std::string();
   const img::format* format = path.empty() ? nullptr : img::find_format(path);
-  if (!format || layer.source.image_layers.empty()) return false;
+  if (!format || !format->has_named_layers()) return false;
   try {
     format->read_header(path, wanted);
     return true;

@@ -208,9 +208,8 @@ TEST_F(adding, sound_alone) {
   EXPECT_EQ(started, 1);
   write_file(folder / "b.wav", "no wave");
   EXPECT_FALSE(c.add(folder / "b.wav", false, false, false));
-  ASSERT_EQ(c.errors.size(), 2u) << "why it is no wave file, and that it is no movie";
+  ASSERT_EQ(c.errors.size(), 1u);
   EXPECT_EQ(c.errors[0], '"' + (folder / "b.wav") + "\": io::invalid_format: Invalid RIFF signature");
-  EXPECT_TRUE(c.errors[1].starts_with('"' + (folder / "b.wav") + "\": Open error 0x")) << c.errors[1];
 }
 
 TEST_F(adding, layers_made_inside) {
