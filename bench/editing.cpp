@@ -7,7 +7,7 @@
 #include <map>
 
 #include "command/engine.h"
-#include "composition/sequence.h"
+#include "composition/opening/sequence.h"
 #include "support.h"
 
 namespace {

@@ -5,8 +5,8 @@
 #include <fstream>
 #include <string>
 
-#include "composition/persistence.h"
-#include "composition/sequence.h"
+#include "composition/documents/persistence.h"
+#include "composition/opening/sequence.h"
 #include "io/document.h"
 #include "support.h"
 

@@ -5,7 +5,7 @@
 
 #include <fstream>
 
-#include "composition/sequence.h"
+#include "composition/opening/sequence.h"
 #include "lib/paths.h"
 #include "support.h"
 

@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-#include "composition/persistence.h"
+#include "composition/documents/persistence.h"
 #include "io/exceptions.h"
 #include "io/memory_reader.h"
 #include "lib/from_string.h"

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "composition/sequence.h"
-#include "composition/versions.h"
+#include "composition/opening/sequence.h"
+#include "composition/opening/versions.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // The recent lists and the place of the window, both always XML. An 'r' in front means the lists.
-#include "composition/recent_items.h"
-#include "composition/window_file.h"
+#include "composition/documents/recent_items.h"
+#include "composition/documents/window_file.h"
 #include "document.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

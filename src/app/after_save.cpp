@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "command/messages.h"
-#include "composition/sequence.h"
+#include "composition/opening/sequence.h"
 #include "lib/paths.h"
 
 extern char** environ;

@@ -22,7 +22,7 @@
 #include "command/messages.h"
 #include "command/persistence_actions.h"
 #include "command/reference.h"
-#include "composition/persistence.h"
+#include "composition/documents/persistence.h"
 #include "composition/state.h"
 #include "lib/messages.h"
 #include "lib/paths.h"

@@ -6,7 +6,7 @@
 #include "app/dialog_actions.h"
 #include "app/window_run.h"
 #include "command/menu.h"
-#include "composition/recent_items.h"
+#include "composition/documents/recent_items.h"
 #include "lib/paths.h"
 #include "platform/folders.h"
 #include "render/image_pool.h"

@@ -9,9 +9,9 @@
 
 #include "app/interrupt.h"
 #include "command/menu.h"
-#include "composition/persistence.h"
-#include "composition/watching.h"
-#include "composition/window_file.h"
+#include "composition/documents/persistence.h"
+#include "composition/documents/window_file.h"
+#include "composition/opening/watching.h"
 #include "io/failure.h"
 #include "lib/paths.h"
 #include "playback/pacing.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "command/engine.h"
-#include "composition/layer_state.h"
+#include "composition/editing/layer_switches.h"
 
 namespace command {
 

@@ -9,9 +9,9 @@
 
 #include "command/guard.h"
 #include "command/messages.h"
+#include "composition/documents/persistence.h"
+#include "composition/documents/recent_items.h"
 #include "composition/invariants.h"
-#include "composition/persistence.h"
-#include "composition/recent_items.h"
 #include "io/document.h"
 #include "lib/format.h"
 #include "lib/from_string.h"

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <set>
 
-#include "composition/frame_numbers.h"
+#include "composition/time/frame_numbers.h"
 
 namespace ksn {
 namespace {

@@ -4,7 +4,7 @@
 #include <atomic>
 #include <cmath>
 
-#include "composition/frame_numbers.h"
+#include "composition/time/frame_numbers.h"
 
 namespace ksn {
 namespace {

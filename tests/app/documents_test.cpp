@@ -1,5 +1,5 @@
 // Documents and lists over several runs of the program.
-#include "composition/persistence.h"
+#include "composition/documents/persistence.h"
 #include "support/program_test.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include <map>
 #include <sstream>
 
-#include "composition/recent_items.h"
+#include "composition/documents/recent_items.h"
 #include "img/format.h"
 #include "paths.h"
 #include "support/drop_source.h"

@@ -5,7 +5,7 @@
 #include <set>
 
 #include "command/language.h"
-#include "composition/persistence.h"
+#include "composition/documents/persistence.h"
 #include "support/temp_folder.h"
 
 namespace {

@@ -9,11 +9,11 @@
 #include <random>
 
 #include "command/engine.h"
+#include "composition/editing/layer_switches.h"
+#include "composition/editing/undo.h"
 #include "composition/invariants.h"
-#include "composition/layer_state.h"
+#include "composition/opening/watching.h"
 #include "composition/test_document.h"
-#include "composition/undo.h"
-#include "composition/watching.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "composition/document_rows.h"
-#include "composition/persistence.h"
+#include "composition/documents/persistence.h"
 #include "io/memory_reader.h"
 #include "support/streams.h"
 

@@ -6,7 +6,7 @@
 
 #include "composition/document_kinds.h"
 #include "composition/document_rows.h"
-#include "composition/serialize_image.h"
+#include "composition/documents/serialize_image.h"
 
 namespace {
 

@@ -1,17 +1,17 @@
 // Selection, time, placement and state of layers.
 #include <gtest/gtest.h>
 
-#include "composition/canvas.h"
+#include "composition/editing/canvas.h"
+#include "composition/editing/layer_cache.h"
+#include "composition/editing/layer_placement.h"
+#include "composition/editing/layer_stack.h"
+#include "composition/editing/layer_switches.h"
+#include "composition/editing/selection.h"
+#include "composition/editing/undo.h"
 #include "composition/invariants.h"
-#include "composition/layer_cache.h"
-#include "composition/layer_placement.h"
-#include "composition/layer_stack.h"
-#include "composition/layer_state.h"
-#include "composition/layer_time.h"
-#include "composition/selection.h"
 #include "composition/test_document.h"
-#include "composition/transport.h"
-#include "composition/undo.h"
+#include "composition/time/layer_time.h"
+#include "composition/time/transport.h"
 
 namespace {
 

@@ -4,12 +4,12 @@
 #include <filesystem>
 #include <sstream>
 
+#include "composition/documents/persistence.h"
+#include "composition/editing/layer_stack.h"
 #include "composition/invariants.h"
-#include "composition/layer_stack.h"
-#include "composition/persistence.h"
-#include "composition/stereo_pair.h"
+#include "composition/opening/stereo_pair.h"
+#include "composition/opening/versions.h"
 #include "composition/test_document.h"
-#include "composition/versions.h"
 #include "support/numbered_movie.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // Documents as files: whole round trips, what stays of layers, and several programs at once.
-#include "composition/persistence.h"
+#include "composition/documents/persistence.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -7,10 +7,10 @@
 
 #include <cstdlib>
 
+#include "composition/documents/recent_items.h"
+#include "composition/documents/window_file.h"
 #include "composition/invariants.h"
-#include "composition/recent_items.h"
 #include "composition/test_document.h"
-#include "composition/window_file.h"
 #include "io/exceptions.h"
 #include "support/archive_tree.h"
 

@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include "composition/sequence.h"
+#include "composition/opening/sequence.h"
 #include "composition/test_document.h"
 
 namespace {

@@ -6,8 +6,8 @@
 #include <random>
 #include <sstream>
 
-#include "composition/natural_order.h"
-#include "composition/sequence_pattern.h"
+#include "composition/opening/natural_order.h"
+#include "composition/opening/sequence_pattern.h"
 
 namespace {
 

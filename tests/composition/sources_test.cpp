@@ -4,11 +4,11 @@
 #include <filesystem>
 
 #include "composition/invariants.h"
-#include "composition/replace.h"
-#include "composition/stereo_pair.h"
+#include "composition/opening/replace.h"
+#include "composition/opening/stereo_pair.h"
+#include "composition/opening/versions.h"
+#include "composition/opening/watching.h"
 #include "composition/test_document.h"
-#include "composition/versions.h"
-#include "composition/watching.h"
 #include "platform/file_watch.h"
 
 namespace {

@@ -1,15 +1,15 @@
-#include "composition/undo.h"
+#include "composition/editing/undo.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
 
-#include "composition/canvas.h"
-#include "composition/layer_placement.h"
-#include "composition/layer_stack.h"
-#include "composition/layer_state.h"
-#include "composition/layer_time.h"
+#include "composition/editing/canvas.h"
+#include "composition/editing/layer_placement.h"
+#include "composition/editing/layer_stack.h"
+#include "composition/editing/layer_switches.h"
 #include "composition/test_document.h"
+#include "composition/time/layer_time.h"
 
 namespace {
 

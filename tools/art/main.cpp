@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "composition/serialize_image.h"
+#include "composition/documents/serialize_image.h"
 #include "img/format.h"
 #include "io/binary_archive.h"
 #include "io/buffered.h"

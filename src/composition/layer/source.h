@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "composition/enums.h"
-#include "composition/frame_names.h"
+#include "composition/opening/frame_names.h"
 #include "img/image.h"
 #include "sources/clip.h"
 #include "sources/wave.h"

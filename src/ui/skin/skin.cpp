@@ -5,7 +5,7 @@
 #include <new>
 #include <vector>
 
-#include "composition/serialize_image.h"
+#include "composition/documents/serialize_image.h"
 #include "io/binary_archive.h"
 #include "io/buffered.h"
 #include "io/exceptions.h"

@@ -1,12 +1,12 @@
-#include "composition/layer_stack.h"
+#include "composition/editing/layer_stack.h"
 
 #include <algorithm>
 #include <map>
 #include <utility>
 
-#include "composition/frame_numbers.h"
-#include "composition/layer_cache.h"
-#include "composition/undo.h"
+#include "composition/editing/layer_cache.h"
+#include "composition/editing/undo.h"
+#include "composition/time/frame_numbers.h"
 #include "img/format.h"
 #include "platform/file_watch.h"
 

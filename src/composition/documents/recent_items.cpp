@@ -1,4 +1,4 @@
-#include "composition/recent_items.h"
+#include "composition/documents/recent_items.h"
 
 #include <stdlib.h>
 
@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "composition/file_paths.h"
-#include "composition/persistence.h"
-#include "composition/shared_file.h"
+#include "composition/documents/persistence.h"
+#include "composition/documents/shared_file.h"
+#include "composition/opening/file_paths.h"
 #include "io/document.h"
 #include "io/part_file.h"
 #include "lib/paths.h"

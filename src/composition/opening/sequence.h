@@ -4,8 +4,8 @@
 #include <functional>
 #include <string>
 
-#include "composition/natural_order.h"
-#include "composition/sequence_pattern.h"
+#include "composition/opening/natural_order.h"
+#include "composition/opening/sequence_pattern.h"
 #include "composition/track_info.h"
 
 namespace ksn {

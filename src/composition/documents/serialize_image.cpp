@@ -1,4 +1,4 @@
-#include "composition/serialize_image.h"
+#include "composition/documents/serialize_image.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "composition/open_error.h"
+#include "composition/opening/open_error.h"
 
 #include <unistd.h>
 

@@ -1,11 +1,11 @@
-#include "composition/undo.h"
+#include "composition/editing/undo.h"
 
 #include <algorithm>
 #include <tuple>
 
-#include "composition/canvas.h"
-#include "composition/frame_numbers.h"
-#include "composition/layer_stack.h"
+#include "composition/editing/canvas.h"
+#include "composition/editing/layer_stack.h"
+#include "composition/time/frame_numbers.h"
 
 namespace ksn {
 namespace {

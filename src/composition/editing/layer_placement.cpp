@@ -1,10 +1,10 @@
-#include "composition/layer_placement.h"
+#include "composition/editing/layer_placement.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "composition/frame_numbers.h"
-#include "composition/undo.h"
+#include "composition/editing/undo.h"
+#include "composition/time/frame_numbers.h"
 
 namespace ksn {
 namespace {

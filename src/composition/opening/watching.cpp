@@ -1,9 +1,9 @@
-#include "composition/watching.h"
+#include "composition/opening/watching.h"
 
 #include <algorithm>
 
-#include "composition/frame_numbers.h"
-#include "composition/sequence.h"
+#include "composition/opening/sequence.h"
+#include "composition/time/frame_numbers.h"
 #include "platform/file_watch.h"
 
 namespace ksn {

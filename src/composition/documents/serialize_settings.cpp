@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "composition/persistence.h"
-#include "composition/serialize_track.h"
-#include "composition/shared_file.h"
+#include "composition/documents/persistence.h"
+#include "composition/documents/serialize_track.h"
+#include "composition/documents/shared_file.h"
 #include "io/document.h"
 #include "lib/paths.h"
 #include "platform/folders.h"

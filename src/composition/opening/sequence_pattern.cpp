@@ -1,10 +1,10 @@
-#include "composition/sequence_pattern.h"
+#include "composition/opening/sequence_pattern.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <limits>
 
-#include "composition/file_paths.h"
+#include "composition/opening/file_paths.h"
 
 namespace ksn {
 namespace {

@@ -1,10 +1,10 @@
-#include "composition/layer_time.h"
+#include "composition/time/layer_time.h"
 
 #include <algorithm>
 #include <vector>
 
-#include "composition/frame_numbers.h"
-#include "composition/undo.h"
+#include "composition/editing/undo.h"
+#include "composition/time/frame_numbers.h"
 
 namespace ksn {
 namespace {

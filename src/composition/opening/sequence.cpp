@@ -1,4 +1,4 @@
-#include "composition/sequence.h"
+#include "composition/opening/sequence.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -7,8 +7,8 @@
 #include <numeric>
 #include <utility>
 
-#include "composition/file_paths.h"
-#include "composition/open_error.h"
+#include "composition/opening/file_paths.h"
+#include "composition/opening/open_error.h"
 #include "img/format.h"
 #include "lib/paths.h"
 

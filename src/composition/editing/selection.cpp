@@ -1,4 +1,4 @@
-#include "composition/selection.h"
+#include "composition/editing/selection.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,4 +1,4 @@
-#include "composition/layer_cache.h"
+#include "composition/editing/layer_cache.h"
 
 namespace ksn {
 namespace {

@@ -1,11 +1,11 @@
-#include "composition/replace.h"
+#include "composition/opening/replace.h"
 
 #include <optional>
 #include <utility>
 
-#include "composition/file_paths.h"
-#include "composition/sequence.h"
-#include "composition/versions.h"
+#include "composition/opening/file_paths.h"
+#include "composition/opening/sequence.h"
+#include "composition/opening/versions.h"
 #include "img/format.h"
 #include "lib/paths.h"
 #include "platform/file_watch.h"

@@ -1,4 +1,4 @@
-#include "composition/transport.h"
+#include "composition/time/transport.h"
 
 #include <algorithm>
 #include <cmath>

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "composition/frame_names.h"
+#include "composition/opening/frame_names.h"
 
 namespace ksn {
 

@@ -1,13 +1,13 @@
-#include "composition/versions.h"
+#include "composition/opening/versions.h"
 
 #include <algorithm>
 #include <unordered_set>
 #include <vector>
 
-#include "composition/file_paths.h"
-#include "composition/layer_cache.h"
-#include "composition/route.h"
-#include "composition/sequence.h"
+#include "composition/editing/layer_cache.h"
+#include "composition/opening/file_paths.h"
+#include "composition/opening/route.h"
+#include "composition/opening/sequence.h"
 #include "lib/paths.h"
 #include "platform/file_watch.h"
 #include "platform/files.h"

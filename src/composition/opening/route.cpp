@@ -1,16 +1,16 @@
 // From a path to an open source.
-#include "composition/route.h"
+#include "composition/opening/route.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <new>
 
-#include "composition/file_paths.h"
-#include "composition/frame_numbers.h"
-#include "composition/open_error.h"
-#include "composition/sequence.h"
+#include "composition/opening/file_paths.h"
+#include "composition/opening/open_error.h"
+#include "composition/opening/sequence.h"
 #include "composition/state.h"
+#include "composition/time/frame_numbers.h"
 #include "img/format.h"
 #include "io/failure.h"
 #include "lib/paths.h"

@@ -1,14 +1,14 @@
 // How records enter and leave the stack of layers.
 #include <algorithm>
 
-#include "composition/file_paths.h"
-#include "composition/frame_numbers.h"
-#include "composition/open_error.h"
-#include "composition/sequence.h"
+#include "composition/editing/undo.h"
+#include "composition/opening/file_paths.h"
+#include "composition/opening/open_error.h"
+#include "composition/opening/sequence.h"
+#include "composition/opening/stereo_pair.h"
+#include "composition/opening/versions.h"
 #include "composition/state.h"
-#include "composition/stereo_pair.h"
-#include "composition/undo.h"
-#include "composition/versions.h"
+#include "composition/time/frame_numbers.h"
 #include "img/format.h"
 #include "lib/paths.h"
 #include "platform/file_watch.h"

@@ -1,12 +1,12 @@
-#include "composition/stereo_pair.h"
+#include "composition/opening/stereo_pair.h"
 
 #include <algorithm>
 #include <optional>
 
-#include "composition/file_paths.h"
-#include "composition/layer_stack.h"
-#include "composition/route.h"
-#include "composition/sequence.h"
+#include "composition/editing/layer_stack.h"
+#include "composition/opening/file_paths.h"
+#include "composition/opening/route.h"
+#include "composition/opening/sequence.h"
 #include "lib/paths.h"
 #include "platform/files.h"
 

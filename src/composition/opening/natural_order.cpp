@@ -1,9 +1,9 @@
-#include "composition/natural_order.h"
+#include "composition/opening/natural_order.h"
 
 #include <algorithm>
 #include <cstdint>
 
-#include "composition/sequence_pattern.h"
+#include "composition/opening/sequence_pattern.h"
 
 namespace ksn {
 namespace {

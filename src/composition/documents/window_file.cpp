@@ -1,8 +1,8 @@
-#include "composition/window_file.h"
+#include "composition/documents/window_file.h"
 
 #include <cstdint>
 
-#include "composition/shared_file.h"
+#include "composition/documents/shared_file.h"
 #include "io/document.h"
 #include "lib/paths.h"
 #include "platform/folders.h"

@@ -1,9 +1,9 @@
-#include "composition/relink.h"
+#include "composition/documents/relink.h"
 
 #include <string_view>
 #include <vector>
 
-#include "composition/file_paths.h"
+#include "composition/opening/file_paths.h"
 #include "lib/paths.h"
 #include "platform/files.h"
 

@@ -4,13 +4,13 @@
 #include <set>
 #include <utility>
 
-#include "composition/frame_numbers.h"
-#include "composition/layer_stack.h"
-#include "composition/open_error.h"
-#include "composition/persistence.h"
-#include "composition/relink.h"
-#include "composition/route.h"
-#include "composition/serialize_track.h"
+#include "composition/documents/persistence.h"
+#include "composition/documents/relink.h"
+#include "composition/documents/serialize_track.h"
+#include "composition/editing/layer_stack.h"
+#include "composition/opening/open_error.h"
+#include "composition/opening/route.h"
+#include "composition/time/frame_numbers.h"
 #include "io/document.h"
 #include "io/failure.h"
 #include "io/file.h"

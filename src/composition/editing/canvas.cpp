@@ -1,8 +1,8 @@
-#include "composition/canvas.h"
+#include "composition/editing/canvas.h"
 
 #include <algorithm>
 
-#include "composition/undo.h"
+#include "composition/editing/undo.h"
 
 namespace ksn {
 namespace {

@@ -1,8 +1,8 @@
-#include "composition/layer_state.h"
+#include "composition/editing/layer_switches.h"
 
 #include <algorithm>
 
-#include "composition/undo.h"
+#include "composition/editing/undo.h"
 
 namespace ksn {
 namespace {

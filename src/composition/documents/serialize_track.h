@@ -3,8 +3,8 @@
 
 #include <utility>
 
-#include "composition/serialize_image.h"
-#include "composition/serialize_words.h"
+#include "composition/documents/serialize_image.h"
+#include "composition/documents/serialize_words.h"
 #include "composition/track_info.h"
 
 namespace io {
