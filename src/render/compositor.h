@@ -1,6 +1,8 @@
 // The layer stack becomes one picture.
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -10,6 +12,13 @@
 #include "render/pipeline.h"
 
 namespace render {
+
+// What the composite holds at a point of a view's picture, before the checker and all that belongs to the display.
+struct composite_probe {
+  math::point at;                      // set by who asks
+  bool inside = false;                 // whether the picture has that point
+  std::array<std::uint8_t, 4> rgba{};  // red, green, blue, alpha
+};
 
 // Which part of the composition a frame shows, and how: all that a renderer takes from a view. The default is the left
 // eye's saved composite: 100 % zoom, no pan, full resolution and nothing that belongs to the display. Whoever draws
@@ -30,6 +39,7 @@ struct frame_view {
   ksn::stereo_view_type stereo_mode = ksn::stereo_view_type::anaglyph;  // of both eyes
   bool switch_views = false;
   ksn::view_type channels = ksn::view_type::rgb;
+  composite_probe* probe = nullptr;  // filled with each frame; not owned
 };
 
 // A view of the whole output at 100 %, as saved composites have it, with the eyes that `shown` shows.

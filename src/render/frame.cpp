@@ -78,6 +78,13 @@ void draw_checker(img::image& image, math::point origin) {
   });
 }
 
+void fill_probe(composite_probe& probe, const img::image& image) {
+  const math::point at = probe.at;
+  probe.inside = at.x >= 0 && at.x < image.width && at.y >= 0 && at.y < image.height;
+  if (!probe.inside) return;
+  probe.rgba = {image.row(2, at.y)[at.x], image.row(1, at.y)[at.x], image.row(0, at.y)[at.x], image.row(3, at.y)[at.x]};
+}
+
 // Tells a frame that failed apart from a black one.
 constexpr lib::color failure_color{255, 224, 48, 48};
 
@@ -174,6 +181,7 @@ void render_frame(pipeline& pipeline, const ksn::state& composition, img::image&
       render_both_eyes(*picture, composition, layers, view);
       break;
   }
+  if (view.probe) fill_probe(*view.probe, *picture);
   if (view.for_display && composition.doc.back_color == ksn::back_color_type::transparent) {
     draw_checker(*picture, view.view_origin);
   }

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -36,9 +37,10 @@ struct text_canvas {
 };
 
 struct layer_state {
-  img::const_image_ptr picture;      // the last one, shared with the cache or from the pool; null after a failure
-  recipe made_from;                  // of `picture`
-  std::uint32_t last_stat_time = 0;  // milliseconds
+  img::const_image_ptr picture;            // the last one, shared with the cache or from the pool; null after a failure
+  recipe made_from;                        // of `picture`
+  std::weak_ptr<const img::image> native;  // a decoded frame that it was made from, as long as that is in memory
+  std::uint32_t last_stat_time = 0;        // milliseconds
   int render_count = 0;
   std::map<int, std::string> failures;  // the line of each source frame that failed
   std::set<int> noted;                  // source frames that were told to be incomplete

@@ -141,6 +141,7 @@ img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& 
     img::const_image_ptr native = native_of(asked, wanted.key, through_cache);
     late = native == not_yet_there();
     if (!native || late) return native;
+    state.native = native;
     // Lets go of the old picture first, so that a picture from the pool can be used again for this one.
     state.picture.reset();
     return develop(state, wanted, native, wanted.key.has_lookup);
@@ -283,6 +284,25 @@ img::const_image_ptr pipeline::native_frame(const ksn::track_info& track, int so
       guarded(state, track, source_frame, [&] { return native_of(asked, key, !is_direct(track)); });
   patience = kept;
   return native;
+}
+
+source_picture pipeline::shown_source(const ksn::track_info& track) {
+  const auto found = layers_.find(track.id);
+  if (found == layers_.end() || !found->second->picture) return {};
+  const layer_state& state = *found->second;
+  if (!track.source.is_decoded()) return {state.made_from.canvas, cache_resolution_type::full, false};
+  cache::frame_key key = state.made_from.key;
+  source_picture shown{state.native.lock(), static_cast<cache_resolution_type>(key.resolution), key.has_lookup};
+  if (!key.has_lookup) return shown;
+  key.has_lookup = false;
+  key.lookup_hash = 0;
+  if (img::const_image_ptr before = cache_.find(key)) shown = {std::move(before), shown.resolution, false};
+  return shown;
+}
+
+bool pipeline::shows_picture(int layer_id) const {
+  const auto found = layers_.find(layer_id);
+  return found != layers_.end() && found->second->picture;
 }
 
 std::shared_ptr<const img::transfer> pipeline::row_correction(const ksn::track_info& track) {

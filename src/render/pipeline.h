@@ -29,6 +29,13 @@ struct layer_geometry {
   int den_y = 1000;
 };
 
+// The picture that a layer's shown one was made of, before any colour.
+struct source_picture {
+  img::const_image_ptr image;                                                // null when it is not in memory any more
+  ksn::cache_resolution_type resolution = ksn::cache_resolution_type::full;  // that it came at
+  bool after_cube = false;  // with the layer's cube in it: the picture before that is not in memory any more
+};
+
 struct pipeline_options {
   bool use_cache = true;  // false reads every frame anew and keeps nothing
   // One error line without line feed for a frame that can't be had. A frame that goes on failing with the same line is
@@ -62,6 +69,11 @@ class pipeline {
   // without files, come at full resolution.
   ksn::cache_resolution_type delivered_resolution(const ksn::track_info& track,
                                                   ksn::cache_resolution_type wanted) const;
+
+  // What the layer's last picture was made of, from memory alone.
+  source_picture shown_source(const ksn::track_info& track);
+  // Whether the last fetch of the layer gave a picture.
+  bool shows_picture(int layer_id) const;
 
   // The correction of an adjustment layer, ready for rows; kept until the settings change.
   std::shared_ptr<const img::transfer> row_correction(const ksn::track_info& track);

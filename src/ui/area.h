@@ -13,6 +13,7 @@
 #include "composition/window_layout.h"
 #include "lib/error_record.h"
 #include "playback/clock.h"
+#include "render/compositor.h"
 #include "render/pipeline.h"
 #include "ui/toolkit/input.h"
 #include "ui/widgets/host.h"
@@ -39,6 +40,8 @@ struct workbench {
   std::function<void(std::string_view menu, math::point at)> context_menu;
   // Sources that became layers lately, the newest first; `add_recent=N` adds the N-th.
   std::function<std::vector<std::string>()> recent_sources;
+  // What the composite holds under a point of the client area; filled with each picture of the window.
+  render::composite_probe composite{};
 
   std::string text(std::string_view key) const { return host.text(key); }
 };

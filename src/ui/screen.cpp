@@ -19,8 +19,9 @@ int scaled(int size, double factor) {
 }  // namespace
 
 void draw_screen(render::pipeline& pipeline, const ksn::state& composition, double time, img::image& target,
-                 int client_width, int client_height, render::frame_times* times) {
+                 int client_width, int client_height, render::frame_times* times, render::composite_probe* probe) {
   render::frame_view view = save::screen_view(composition, client_width, client_height);
+  view.probe = probe;
   const int strip = std::max(client_height - view.height, 0);
   const std::size_t above = img::plane_bytes(8, view.width, view.height);
   const std::size_t below = img::plane_bytes(8, view.width, strip);

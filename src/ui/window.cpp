@@ -54,7 +54,7 @@ redraw window::pass(int elapsed_milliseconds, bool live) {
 
 redraw window::draw(img::image& target, math::point size, double time, render::frame_times* times) {
   drawn_size_ = size;
-  draw_screen(parts_.pipeline, parts_.composition, time, target, size.x, size.y, times);
+  draw_screen(parts_.pipeline, parts_.composition, time, target, size.x, size.y, times, &bench_.composite);
   const ksn::window_layout now = layout();
   painter on(target, parts_.drawing, now.scale, input_.hot());
   for (const area& area : areas_) {
