@@ -2,14 +2,19 @@
 // pictures of 1920 x 1080 in the page cache, loaded with `--bench_preload` against a plain loop that decodes one after
 // the other on all processors, as `--bench_decode` does. Medians of interleaved rounds.
 //
-// bench_preload [waiting|decoding]...
+// At last the same against two threads of the usual library, each with files of its own.
+//
+// bench_preload [waiting|decoding|peers]...
+#include <ImfArray.h>
+#include <ImfRgbaFile.h>
+
 #include <cstring>
 #include <thread>
 
 #include "cache/reading/frame_loader.h"
 #include "cache/track_frame.h"
+#include "peer_readers.h"
 #include "support.h"
-#include "test_picture.h"
 
 namespace {
 
@@ -111,6 +116,55 @@ void compare_decoding(const std::string& folder) {
   }
 }
 
+void compress_by_piz(const std::string& path) {
+  Imf::Array2D<Imf::Rgba> pixels(1080, 1920);
+  Imf::RgbaInputFile from(path.c_str());
+  from.setFrameBuffer(&pixels[0][0], 1, 1920);
+  from.readPixels(0, 1079);
+  Imf::RgbaOutputFile to(path.c_str(), 1920, 1080, Imf::WRITE_RGB, 1, Imath::V2f(0, 0), 1, Imf::INCREASING_Y,
+                         Imf::PIZ_COMPRESSION);
+  to.setFrameBuffer(&pixels[0][0], 1, 1920);
+  to.writePixels(1080);
+}
+
+void compare_peers(const std::string& folder) {
+  constexpr int frames = 32, piz = -1;
+  using reader = void (*)(const std::string&, std::vector<unsigned char>&);
+  const struct {
+    const char* title;
+    const char* extension;
+    int compression;
+    reader peer;
+  } kinds[] = {
+#if defined(HAVE_SPNG)
+    {"png, libspng", "png", 0, bench::read_by_spng},
+#endif
+    {"jpg, libjpeg-turbo", "jpg", 0, bench::read_by_turbo},
+    {"exr PIZ, OpenEXR", "exr", 4, bench::read_by_openexr},
+    {"exr ZIP, OpenEXR", "exr", 3, bench::read_by_openexr},
+  };
+  for (const auto& kind : kinds) {
+    for (int i = 0; i < frames; ++i) {
+      img::save_options options;
+      options.compression = kind.compression == piz ? 1 : kind.compression;
+      const std::string path = folder + "/" + std::to_string(i) + "." + kind.extension;
+      img::save(bench::grained("BGR", 3), path, nullptr, options);
+      if (kind.compression == piz) compress_by_piz(path);
+    }
+    const ksn::track_info layer = file_layer(folder, kind.extension, frames);
+    const auto half = [&](int first) {
+      std::vector<unsigned char> rows;
+      for (int i = first; i < frames; i += 2) kind.peer(layer.source.frame_path(i), rows);
+    };
+    const auto both = [&] {
+      std::thread other(half, 1);
+      half(0);
+      other.join();
+    };
+    compare(kind.title, {{"two side by side", both, {}}, {"loaded", [&] { preload(layer, 0); }, {}}}, 7);
+  }
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
@@ -123,7 +177,7 @@ int main(int count, char** arguments) {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   std::printf("%u processors\n", std::thread::hardware_concurrency());
   if (asked("waiting")) compare_waiting();
-  if (!asked("decoding")) return 0;
   const bench::work_folder folder;
-  compare_decoding(folder.path());
+  if (asked("decoding")) compare_decoding(folder.path());
+  if (asked("peers")) compare_peers(folder.path());
 }
