@@ -3,7 +3,7 @@
 // memory.
 //
 // `--only=ahead` plays sequences that nobody has read yet: what is shown in time from the twelfth frame on, and how
-// many frames were decoded for those that were shown.
+// many frames were decoded for nothing.
 //
 // bench_realtime [--seconds=20] [--loop=600] [--only=play|ahead|idle|start|loop] [WIDTHxHEIGHT@RATE...]: the seconds of
 // each rate, and those of the loop that looks for growth. Sequences are named by size and rate; without any, 1080p and
@@ -15,8 +15,10 @@
 #include <filesystem>
 #include <fstream>
 #include <numeric>
+#include <set>
 
 #include "app/window_run.h"
+#include "cache/track_frame.h"
 #include "img/format.h"
 #include "platform/desktop.h"
 #include "support.h"
@@ -100,10 +102,21 @@ void print_play(const job& job, const record& r, double seconds) {
   std::printf(", skipped %d\n", std::max(0, static_cast<int>(due) - static_cast<int>(r.lateness.size())));
 }
 
-void print_ahead(const job& job, const record& r, double seconds, int shown, std::size_t decoded) {
-  std::printf("%4d x %4d %s at %2d  %6.1f %%  %6.1f ms  %5d shown  %5zu decoded\n", job.width, job.height,
+// Frames before the last one on the screen that were decoded and never shown.
+int passed_over(const ksn::state& composition, cache::frame_cache& frames, const std::set<int>& shown) {
+  const ksn::track_info& track = composition.doc.tracks[0];
+  int count = 0;
+  for (int i = 0; !shown.empty() && i < *shown.rbegin(); ++i) {
+    const cache::frame_key key = cache::key_of_frame(track, i, composition.view.resolution);
+    count += !shown.contains(i) && frames.find(key);
+  }
+  return count;
+}
+
+void print_ahead(const job& job, const record& r, double seconds, std::size_t shown, int passed_over) {
+  std::printf("%4d x %4d %s at %2d  %6.1f %%  %6.1f ms  %5zu shown  %5d passed over\n", job.width, job.height,
               job.pattern.substr(job.pattern.rfind('.') + 1).c_str(), job.rate,
-              100.0 * r.in_time / (seconds * job.rate), percentile(r.lateness, 0.99), shown, decoded);
+              100.0 * r.in_time / (seconds * job.rate), percentile(r.lateness, 0.99), shown, passed_over);
 }
 
 // One window in this process, which the parent made for it.
@@ -139,12 +152,16 @@ int run_window(const job& job) {
   };
   record r;
   int shown = 0;
+  std::set<int> frames_shown;
   bool measuring = false;
   steady::time_point start;
   double used = 0;
   double resident = 0;
   window.observer = [&](const app::tick_times& times) {
-    if (times.new_frame) ++shown;
+    if (times.new_frame) {
+      ++shown;
+      frames_shown.insert(static_cast<int>(composition.doc.tm_t));
+    }
     if (!measuring) {
       // Twice around, and the queue holds every frame; a stopped window has drawn its picture.
       const int first = job.kind == "ahead" ? 12 : job.kind == "idle" ? 0 : 3 * job.frames;
@@ -169,7 +186,9 @@ int run_window(const job& job) {
     if (seconds < job.seconds) return;
     engine.execute_action("exit");
     if (job.kind == "play") print_play(job, r, seconds);
-    if (job.kind == "ahead") print_ahead(job, r, seconds, shown, frames.queue_size() / composition.doc.tracks.size());
+    if (job.kind == "ahead") {
+      print_ahead(job, r, seconds, frames_shown.size(), passed_over(composition, frames, frames_shown));
+    }
     if (job.kind == "idle") {
       std::printf("stopped window in the background: %.2f %% of one processor\n",
                   100.0 * (processor_seconds() - used) / seconds);

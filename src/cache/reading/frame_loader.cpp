@@ -17,6 +17,7 @@ constexpr int enough_waiting = 64;    // requests of a list that need no more
 constexpr int few_waiting = 16;       // requests of a list that need more
 constexpr int most_looked_at = 1024;  // frames a turn
 constexpr int movie_run = 24;         // frames of a movie that are read in their order before it jumps
+constexpr int soon_shown = 4;         // frames of a play that are read with all processors
 constexpr int judged_frames = 8;      // of a play, whose skips tell whether it keeps up
 constexpr int many_skips = 3;
 constexpr int few_skips = 1;
@@ -128,8 +129,14 @@ void frame_loader::look_at(const ksn::state& composition, int head) {
 void frame_loader::note_steps(const ksn::state& composition, int steps) {
   skips_ = (skips_ << 1 | (steps > 1)) & ((1u << judged_frames) - 1);
   const int skipped = std::popcount(skips_);
+  const bool kept_up = keeps_up_;
   if (skipped >= many_skips) keeps_up_ = false;
   if (skipped <= few_skips || !composition.doc.can_drop_frames) keeps_up_ = true;
+  if (keeps_up_ == kept_up) return;
+  reading_.cancel(frame_owner::rest);
+  reading_.cancel(frame_owner::preload);
+  far_.restart();
+  if (!wishes_.empty()) wished_.restart();
 }
 
 int frame_loader::near_frames(const ksn::state& composition) const {
@@ -173,6 +180,7 @@ void frame_loader::read_near(const ksn::state& composition) {
     const std::optional<int> frame = playing_ ? ahead.at(step) : around.at(step);
     if (!frame) break;
     collect(composition, *frame, wanted, list);
+    if (step == std::min(soon_shown, frames)) soon_there_ = list.empty();
   }
   reading_.want(frame_owner::playback, std::move(list));
 }
@@ -203,6 +211,7 @@ void frame_loader::read_far(const ksn::state& composition) {
 
 void frame_loader::read_wished(const ksn::state& composition) {
   if (wishes_.empty() || reading_.waiting_of(frame_owner::preload) > few_waiting) return;
+  if (playing_ && !keeps_up_) return;
   if (reading_.cache().is_full()) {
     wishes_.clear();
     wished_.done = true;
@@ -235,7 +244,8 @@ void frame_loader::read_wished(const ksn::state& composition) {
 
 void frame_loader::turn(const ksn::state& composition, double time) {
   reading_.look();
-  reading_.set_spare_processors(composition.doc.playing ? 1 : 0);
+  reading_.set_spare_processors(composition.doc.playing ? 1 : 0,
+                                soon_there_ ? frame_owner::playback : frame_owner::preload);
   const int before = head_;
   const std::uint64_t identity = identity_;
   const bool was_playing = playing_;

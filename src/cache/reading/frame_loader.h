@@ -78,6 +78,7 @@ class frame_loader {
   // A bit for each of the last frames that the play showed, the newest lowest: 1 where it left some out before it.
   std::uint32_t skips_ = 0;
   bool keeps_up_ = true;      // may drop frames, and had to drop few
+  bool soon_there_ = false;   // the next frames of the play are in memory
   std::vector<bool> needed_;  // layers that take part
 
   void look_at(const ksn::state& composition, int head);

@@ -52,10 +52,11 @@ void frame_scheduler::set_readers(int count) {
   call_crews();
 }
 
-void frame_scheduler::set_spare_processors(int count) {
+void frame_scheduler::set_spare_processors(int count, frame_owner first) {
   const std::lock_guard guard(lock_);
-  if (spare_ == count) return;
+  if (spare_ == count && spared_from_ == first) return;
   spare_ = count;
+  spared_from_ = first;
   call_crews();
 }
 
@@ -125,7 +126,7 @@ bool frame_scheduler::has_room(double share, int spare) const {
 }
 
 int frame_scheduler::spare_for(frame_owner owner) const {
-  return owner == frame_owner::preload || owner == frame_owner::rest ? spare_ : 0;
+  return owner >= spared_from_ ? spare_ : 0;
 }
 
 double frame_scheduler::share_of(const frame_request& request, const std::string& source) const {

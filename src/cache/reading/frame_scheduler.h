@@ -103,8 +103,8 @@ class frame_scheduler {
   // ahead afterwards.
   bool shutdown(std::chrono::milliseconds wait);
 
-  // Leaves processors to those who draw and play, as far as what is only loaded ahead can: preload and rest.
-  void set_spare_processors(int count);
+  // Leaves processors to those who draw and play: owners from `first` on, which only load ahead, do without them.
+  void set_spare_processors(int count, frame_owner first = frame_owner::preload);
 
   void set_readers(int count);  // as scheduler_options::readers
   int readers() const;
@@ -169,7 +169,8 @@ class frame_scheduler {
   double load_ = 0.0;  // their shares
   bool ending_ = false;
   int readers_ = least_readers;
-  int spare_ = 0;
+  int spare_ = 0;  // processors that owners from spared_from_ on leave
+  frame_owner spared_from_ = frame_owner::preload;
 
   std::mutex wake_lock_;        // held while wake_ runs, so that nobody calls one that was taken back
   std::function<void()> wake_;  // wake_lock_

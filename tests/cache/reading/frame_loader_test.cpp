@@ -242,11 +242,14 @@ TEST_F(loader_test, nothing_is_read_ahead_of_a_play_that_drops_frames) {
   composition.doc.playing = true;
   composition.doc.can_drop_frames = true;
   add(90, true);
+  loader.preload(composition.doc.tracks[0], 0, 90);
   for (int i = 0; i < 14; ++i) turn(i);
+  EXPECT_NE(reading.waiting_of(cache::frame_owner::preload), 0);
   EXPECT_NE(reading.waiting_of(cache::frame_owner::playback), 0) << "it leaves none out";
   for (const int i : {16, 18, 20, 22}) turn(i);
-  EXPECT_EQ(reading.waiting_of(cache::frame_owner::playback), 0);
+  EXPECT_EQ(reading.count().waiting, 0) << "the user's own preload waits as well";
   for (int i = 23; i < 32; ++i) turn(i);
+  EXPECT_NE(reading.waiting_of(cache::frame_owner::preload), 0);
   EXPECT_NE(reading.waiting_of(cache::frame_owner::playback), 0) << "it keeps up again";
   composition.doc.can_drop_frames = false;
   for (const int i : {34, 36, 38, 40, 42}) turn(i);

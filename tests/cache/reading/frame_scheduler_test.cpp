@@ -330,6 +330,17 @@ TEST_F(scheduler_test, what_is_only_loaded_ahead_leaves_a_processor_to_a_play) {
   ASSERT_TRUE(at_gate(2));
 }
 
+TEST_F(scheduler_test, a_play_whose_next_frames_are_there_leaves_one_too) {
+  start(4, 2);
+  reading->set_spare_processors(1, frame_owner::playback);
+  made_up_source source(&gate);
+  reading->want(frame_owner::playback, requests(source, {0, 1}));
+  ASSERT_TRUE(at_gate(1));
+  EXPECT_FALSE(wait_until([&] { return gate.waiting() > 1; }, milliseconds(20)));
+  reading->set_spare_processors(1);
+  ASSERT_TRUE(at_gate(2));
+}
+
 TEST_F(scheduler_test, tasks_go_before_frames) {
   start(1, 1);
   made_up_source source(&gate);
