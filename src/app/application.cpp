@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <optional>
 
 #include "app/after_save.h"
@@ -19,6 +20,7 @@
 #include "cache/frame_cache.h"
 #include "cache/reading/frame_loader.h"
 #include "command/engine.h"
+#include "command/manual.h"
 #include "command/messages.h"
 #include "command/persistence_actions.h"
 #include "command/reference.h"
@@ -211,6 +213,32 @@ void application::impl::add_own_actions() {
                     transient = value == "1";
                     return true;
                   }});
+  const auto switch_of = [this](const char* name, const char* help, std::function<void(bool on)> set) {
+    engine.add({.group = action_group::information,
+                .name = name,
+                .help = help,
+                .value_form = "0|1",
+                .value_help = std::string(help) + ", or no longer",
+                .execute = [set] { set(true); },
+                .execute_value =
+                    [set](const std::string& value) {
+                      if (value == "0" || value == "1") set(value == "1");
+                      return value == "0" || value == "1";
+                    }});
+  };
+  switch_of("json", "print actions after it give one JSON object a line", [this](bool on) { engine.json = on; });
+  switch_of("quiet", "show no progress", [this](bool on) { console.set_quiet(on); });
+  engine.add({.group = action_group::information,
+              .name = "log",
+              .value_form = "PATH",
+              .value_help =
+                  "from here on write all that is printed and every error line to the end of this file, with the time",
+              .execute_value = [this](const std::string& value) {
+                const std::string path = lib::full_path(value);
+                if (const int error = console.log_to(path); error != 0)
+                  engine.report(command::about(path, std::strerror(error)));
+                return true;
+              }});
   engine.add({.group = action_group::services,
               .name = "cache_clear",
               .help = "drop all frames from memory",
@@ -225,9 +253,10 @@ void application::impl::add_own_actions() {
   engine.add({.group = action_group::information,
               .name = "help",
               .help = "print what can be written on a command line, and end",
-              .value_form = "markdown|keys|keydefs",
-              .value_help = "print the tables of docs/commands.md, the key bindings in force as in docs/keyboard.md, "
-                            "or the key definitions as they come with the program",
+              .value_form = "TOPIC",
+              .value_help = "print the help on one action, field or group, such as opacity or \"work area\", and end; "
+                            "markdown, keys, keydefs, man, bash, zsh and fish print what the documentation, the key "
+                            "file and the completions of the shells are made of",
               .execute =
                   [this] {
                     console.print(product_title + std::string("\n") + command::help_text(engine));
@@ -250,8 +279,20 @@ bool application::impl::print_tables(const std::string& which) {
     console.print(command::keyboard_markdown(engine, keys));
   } else if (which == "keydefs") {
     console.print(command::key_definitions(engine));
+  } else if (which == "man") {
+    console.print(command::manual_page(engine, KESTRIN_VERSION));
+  } else if (which == "bash") {
+    console.print(command::bash_completion(engine));
+  } else if (which == "zsh") {
+    console.print(command::zsh_completion(engine));
+  } else if (which == "fish") {
+    console.print(command::fish_completion(engine));
+  } else if (const std::string help = command::help_on(engine, which); !help.empty()) {
+    console.print(help);
   } else {
-    return false;
+    const std::string near = command::nearest_name(engine, which);
+    console.report("No help on \"" + which + "\"" +
+                   (near.empty() ? "; --help lists everything" : "; did you mean " + near + "?"));
   }
   engine.quit_requested = true;
   return true;
@@ -320,6 +361,8 @@ application::~application() = default;
 int application::application_main(const std::vector<std::string>& args) {
   if (const std::optional<int> code = impl_->attach.hand_over(args)) return *code;
   watch_interrupt();
+  const char* transient = std::getenv("KESTRIN_TRANSIENT");
+  impl_->transient = transient && std::string_view(transient) == "1";
   impl_->bind();
   ksn::load_settings(impl_->composition);
   impl_->register_actions();

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 
 #include "command/messages.h"
 #include "lib/printable.h"
@@ -28,8 +29,27 @@ bool write_line(std::FILE* stream, const std::string& line) {
 
 console::console(lib::error_record& errors) : errors_(errors), terminal_(isatty(STDERR_FILENO) == 1) {}
 
+int console::log_to(const std::string& path) {
+  log_.close();
+  log_.clear();
+  errno = 0;
+  log_.open(path, std::ios::app);
+  return log_ ? 0 : errno != 0 ? errno : EIO;
+}
+
+// Whole at once, so that the last line before a crash is there.
+void console::note(const char* kind, const std::string& line) {
+  if (!log_.is_open()) return;
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  char text[32];
+  std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", localtime_r(&now, &local));
+  log_ << text << ' ' << kind << ' ' << lib::printable(line) << std::endl;
+}
+
 void console::print(const std::string& line) {
   clear_progress();
+  note("out", line);
   if (!write_line(stdout, line) && output_error_ == 0) output_error_ = errno;
 }
 
@@ -43,12 +63,13 @@ void console::report(const std::string& line) {
   flush();
   const std::string printed = lib::printable(line);
   write_line(stderr, printed);
+  note("error", line);
   errors_.add(printed);
 }
 
 void console::show(const save::progress& progress, const std::string& text) {
   const auto now = std::chrono::steady_clock::now();
-  if (!terminal_ || (progress.done < progress.total && now < next_progress_)) return;
+  if (quiet_ || !terminal_ || (progress.done < progress.total && now < next_progress_)) return;
   next_progress_ = now + progress_interval;
   flush();
   std::fprintf(stderr, "%s%s", clear_line, text.c_str());

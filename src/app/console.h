@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <fstream>
 #include <string>
 
 #include "lib/error_record.h"
@@ -21,6 +22,10 @@ class console {
   // done.
   void show(const save::progress& progress, const std::string& text);
   void clear_progress();
+  // No progress line.
+  void set_quiet(bool quiet) { quiet_ = quiet; }
+  // Lines go to the end of this file as well, each with its time in front; an errno when it can't be written.
+  int log_to(const std::string& path);
   // Call it when nothing more is printed: output that could not be written, on a full disk perhaps, is an error line.
   // A reader that has gone is none.
   void finish();
@@ -31,8 +36,12 @@ class console {
   void flush();
 
  private:
+  void note(const char* kind, const std::string& line);
+
   lib::error_record& errors_;
+  std::ofstream log_;
   bool terminal_;
+  bool quiet_ = false;
   bool progress_shown_ = false;
   std::chrono::steady_clock::time_point next_progress_;  // before it the line stands as it is
   int output_error_ = 0;                                 // errno of the first line that could not be written

@@ -8,10 +8,13 @@
 
 #include "command/expansion.h"
 #include "command/guard.h"
+#include "command/manual.h"
 #include "command/messages.h"
+#include "composition/opening/sequence_pattern.h"
 #include "io/failure.h"
 #include "lib/paths.h"
 #include "lib/text_file.h"
+#include "platform/files.h"
 
 namespace command {
 
@@ -78,7 +81,9 @@ std::string without_comments(std::string_view text) {
 }  // namespace
 
 std::string source_path(const std::string& path) {
-  return path.starts_with("shm:/") ? path : lib::full_path(path);
+  if (path.starts_with("shm:/")) return path;
+  const std::string full = lib::full_path(path);
+  return platform::file_exists(full) ? full : ksn::with_number_signs(full);
 }
 
 execution::execution(engine& engine) : engine_(engine) {
@@ -124,6 +129,7 @@ void engine::command_pass(const std::vector<std::string>& args) {
   }
   constexpr std::string_view expansion_switch = "--expand_env_vars=";
   bool expand = false;
+  bool paths_only = false;  // after "--"
   while (i < args.size() && !quit_requested && !(stop_requested && stop_requested())) {
     if (args[i].starts_with(expansion_switch)) {
       expand = std::atoi(args[i].c_str() + expansion_switch.size()) != 0;
@@ -136,6 +142,14 @@ void engine::command_pass(const std::vector<std::string>& args) {
       if (text.find('\0') != text.npos) {
         report(about(text, "A name can't hold the character 0"));
         failed_inputs.push_back(text);
+      } else if (paths_only) {
+        if (!text.empty()) i = take_source(args, i, std::move(text), expand);
+      } else if (text == "--") {
+        paths_only = true;
+      } else if (text == "-h") {
+        run_option("--help");
+      } else if (text == "-") {
+        run_command_file("/dev/stdin");
       } else if (is_option(text)) {
         run_option(text);
       } else if (lib::lower_extension(text) == "ksncmd" || lib::is_pipe(text)) {
@@ -213,6 +227,16 @@ void engine::run_command_file(const std::string& relative_path) {
   include_stack.erase(path);
 }
 
+namespace {
+
+// The name in "1:opacity=50".
+std::string name_in(const std::string& option) {
+  const std::string left = option.substr(0, option.find('='));
+  return left.substr(left.rfind(':') + 1);
+}
+
+}  // namespace
+
 void engine::run_option(const std::string& text) {
   const execution running(*this);
   const std::string outer = std::exchange(current_option_, text);
@@ -221,7 +245,8 @@ void engine::run_option(const std::string& text) {
     if (execute_action(stripped)) return;
     const std::size_t equals = stripped.find('=');
     if (equals == stripped.npos || !set_field(stripped.substr(0, equals), stripped.substr(equals + 1))) {
-      report(about(text, invalid_option));
+      const std::string near = nearest_name(*this, name_in(stripped));
+      report(about(text, invalid_option) + (near.empty() ? "" : "; did you mean --" + near + "?"));
     }
   });
   current_option_ = outer;

@@ -90,6 +90,11 @@ class engine {
   void print_field(const std::string& name);
   // Empty: all scopes. False for a scope that is none.
   bool print_fields(const std::string& scope);
+  // One line of what a print action found: SCOPE:NAME=VALUE, or with `json` an object with these three. The shape of a
+  // field tells its type there; without one the value is a text.
+  void print_value(const std::string& scope, const std::string& name, const std::string& value,
+                   const value_shape* shape = nullptr) const;
+  bool json = false;
 
   // Writes the line while a command is under execution (command_depth above 0).
   void report(const std::string& line);

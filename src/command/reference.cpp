@@ -6,15 +6,6 @@
 
 namespace command {
 
-namespace {
-
-struct entry {
-  std::string_view group;
-  std::string name;  // as it is written: --exit=status
-  std::string help;
-};
-
-// The rows by group, and in a group in the order in which they were added.
 std::vector<const action*> rows_of(const engine& engine) {
   std::vector<const action*> rows;
   for (const auto& [name, row] : engine.action_table) rows.push_back(&row);
@@ -23,6 +14,14 @@ std::vector<const action*> rows_of(const engine& engine) {
   });
   return rows;
 }
+
+namespace {
+
+struct entry {
+  std::string_view group;
+  std::string name;  // as it is written: --exit=status
+  std::string help;
+};
 
 std::string help_of(const action& row, const std::string& help) {
   return row.unbuilt.empty() ? help : help + " (not available: " + row.unbuilt + ")";

@@ -2,11 +2,15 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "command/engine.h"
 #include "command/keys.h"
 
 namespace command {
+
+// The rows by group, and in a group in the order in which they were added.
+std::vector<const action*> rows_of(const engine& engine);
 
 // Every action and field in short, for a terminal.
 std::string help_text(const engine& engine);

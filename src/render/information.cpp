@@ -47,14 +47,18 @@ void print_metadata(command::engine& engine, pipeline& pipeline) {
   }
   const img::const_image_ptr picture = pipeline.native_frame(*track, static_cast<int>(position));
   if (picture == nullptr) return;
-  for (const std::string& line : describe_picture(*picture)) engine.write_output(line);
+  for (const std::string& line : describe_picture(*picture)) {
+    const std::size_t equals = std::min(line.find('='), line.size());
+    engine.print_value("", line.substr(0, equals), line.substr(std::min(equals + 1, line.size())));
+  }
 }
 
 void print_image_layers(command::engine& engine) {
   const ksn::track_info* track = selected_layer(engine);
   if (track == nullptr) return;
   for (const img::layer& layer : track->source.image_layers) {
-    if (!layer.is_default()) engine.write_output(layer.name);
+    if (layer.is_default()) continue;
+    engine.json ? engine.print_value("", "image_layer", layer.name) : engine.write_output(layer.name);
   }
 }
 

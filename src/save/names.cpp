@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "composition/opening/sequence_pattern.h"
 #include "lib/paths.h"
 #include "save/save.h"
 
@@ -50,7 +51,7 @@ bool read_item(std::string_view item, img::save_options& options) {
 }  // namespace
 
 std::string numbered_name(const std::string& path, int number) {
-  const lib::folder_and_name parts = lib::split_path(path);
+  const lib::folder_and_name parts = lib::split_path(ksn::with_number_signs(path));
   const std::size_t end = parts.name.rfind('#');
   if (end != std::string::npos) {
     const std::size_t before = parts.name.find_last_not_of('#', end);

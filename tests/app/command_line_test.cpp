@@ -52,6 +52,26 @@ TEST_F(command_line, names_with_every_kind_of_character) {
   }
 }
 
+TEST_F(command_line, what_is_printed_as_json_and_into_a_log) {
+  picture("a.tga");
+  picture("b.01.tga");
+  picture("b.02.tga");
+  const support::outcome found =
+      run({"--log=run.log", "--json", "a.tga", "--1:opacity=50", "--1:name=a \"b\"\n\xFF", "--print_field=1:name",
+           "--print_field=1:opacity", "--print_field=1:position", "--print_field=1:visible", "--nonsense", "--json=0",
+           "--print_field=1:opacity", "--exit"});
+  EXPECT_EQ(found.out_lines(),
+            (strings{R"({"scope":"1","name":"name","value":"a \"b\"\n\ufffd"})",
+                     R"({"scope":"1","name":"opacity","value":50})", R"({"scope":"1","name":"position","value":[0,0]})",
+                     R"({"scope":"1","name":"visible","value":true})", "1:opacity=50"}));
+  const std::string log = support::read_file(folder / "run.log");
+  EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 6);
+  EXPECT_NE(log.find(" error \"--nonsense\": Invalid option"), log.npos) << log;
+  EXPECT_EQ(run({"b.%02d.tga", "--print_field=1:frames", "--exit"}).out, "1:frames=2\n");
+  EXPECT_EQ(run({"--", "a.tga", "--exit"}).error_lines().size(), 2u)
+      << "--exit is a path there, and nothing ends the run";
+}
+
 TEST_F(command_line, sources_that_are_none) {
   support::write_file(folder / "folder/readme", "");
   struct row {

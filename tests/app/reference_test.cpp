@@ -35,4 +35,35 @@ TEST(reference, key_definitions_are_those_of_the_rows) {
   EXPECT_EQ(run("--help=keydefs").out, shipped) << "run tools/update_commands.sh";
 }
 
+// Options that a script offers are options of the program: each is run as the help of one name.
+TEST(reference, completions_and_manual_follow_the_tables) {
+  const std::string bash = run("--help=bash").out;
+  const std::string fish = run("--help=fish").out;
+  const std::string zsh = run("--help=zsh").out;
+  const std::string man = run("--help=man").out;
+  std::istringstream text(run("--help=markdown").out);
+  std::string line;
+  int rows = 0;
+  while (std::getline(text, line)) {
+    if (!line.starts_with("| `--") || line.find("(not available") != line.npos) continue;
+    const std::string name = line.substr(5, line.find_first_of("=`", 5) - 5);
+    ++rows;
+    EXPECT_NE(bash.find("--" + name), bash.npos) << name;
+    EXPECT_NE(zsh.find("'*--" + name), zsh.npos) << name;
+    EXPECT_NE(fish.find("complete -c kestrin -l " + name + " "), fish.npos) << name;
+    EXPECT_NE(man.find("\\-\\-" + name), man.npos) << name;
+  }
+  EXPECT_GT(rows, 150);
+  EXPECT_NE(bash.find("--alpha) words='"), bash.npos);
+}
+
+TEST(reference, help_on_one_name) {
+  EXPECT_NE(run("--help=opacity").out.find("--print_field=opacity"), std::string::npos);
+  EXPECT_NE(run("--help=--save_frame_as").out.find("--save_frame_as=PATH"), std::string::npos);
+  EXPECT_NE(run("--help=layer time").out.find("--layer_go_to_in"), std::string::npos);
+  EXPECT_NE(run("--help=opcity").errors.find("did you mean opacity?"), std::string::npos);
+  EXPECT_NE(run("--lyer_duplicate").errors.find("did you mean --layer_duplicate?"), std::string::npos);
+  EXPECT_EQ(run("--qqqqqqqqqq").errors.find("did you mean"), std::string::npos);
+}
+
 }  // namespace

@@ -61,6 +61,24 @@ TEST(sequence_pattern, build_pattern) {
   EXPECT_EQ(ksn::display_pattern("#1.????.tga"), "#1.????.tga");
 }
 
+TEST(sequence_pattern, numbers_as_other_programs_write_them) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"/a/shot.%04d.exr", "/a/shot.####.exr"},
+      {"/a/%d.exr", "/a/#.exr"},
+      {"/a/shot.@@@.exr", "/a/shot.###.exr"},
+      {"/a/shot_@_b.exr", "/a/shot_#_b.exr"},
+      {"/a/@@", "/a/##"},
+      {"/%04d/a.exr", "/%04d/a.exr"},
+      {"/a/icon@2x.png", "/a/icon@2x.png"},
+      {"/a/me@home.1.png", "/a/me@home.1.png"},
+      {"/a/%04d.##.exr", "/a/%04d.##.exr"},
+      {"/a/50%off.png", "/a/50%off.png"},
+      {"/a/%4d%.png", "/a/%4d%.png"},
+      {"/a/%00d%", "/a/%00d%"},
+  };
+  for (const auto& [path, expected] : rows) EXPECT_EQ(ksn::with_number_signs(path), expected) << path;
+}
+
 TEST(sequence_pattern, ranges) {
   std::vector<int> numbers;
   const std::pair<const char*, std::vector<int>> rows[] = {

@@ -46,7 +46,7 @@ TEST_F(pipeline_reading, a_late_frame_leaves_the_picture_before) {
   gate.open();
   ASSERT_TRUE(support::wait_until([&] { return show(1) != before; }));
   EXPECT_EQ(show(1)->row(0, 0)[0], 1);
-  pipeline.waits_for_frames();
+  pipeline.patience.reset();
   show(2);
   EXPECT_EQ(reads(), 3);
   EXPECT_TRUE(lines.empty());

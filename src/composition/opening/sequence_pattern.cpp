@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "composition/opening/file_paths.h"
+#include "lib/paths.h"
 
 namespace ksn {
 namespace {
@@ -117,6 +118,40 @@ bool build_pattern(const std::string& path, std::string& pattern) {
   }
   pattern = std::string(folder) + file;
   return true;
+}
+
+namespace {
+
+// The length of "%d" or "%0Nd" at the front of the text and its digits; 0 for any other text.
+std::size_t printf_number(std::string_view text, std::size_t& digits) {
+  digits = 1;
+  if (text.size() < 2 || text[0] != '%') return 0;
+  if (text[1] == 'd') return 2;
+  if (text.size() < 4 || text[1] != '0' || !is_digit(text[2]) || text[2] == '0' || text[3] != 'd') return 0;
+  digits = static_cast<std::size_t>(text[2] - '0');
+  return 4;
+}
+
+bool ends_a_word(std::string_view name, std::size_t at) {
+  return at >= name.size() || name[at] == '.' || name[at] == '_';
+}
+
+}  // namespace
+
+std::string with_number_signs(const std::string& path) {
+  const lib::folder_and_name parts = lib::split_path(path);
+  const std::string& name = parts.name;
+  if (name.find('#') != name.npos) return path;
+  for (std::size_t i = 0; i < name.size(); ++i) {
+    std::size_t digits = 0;
+    std::size_t length = printf_number(std::string_view(name).substr(i), digits);
+    if (length == 0 && name[i] == '@' && (i == 0 || ends_a_word(name, i - 1))) {
+      digits = std::min(name.find_first_not_of('@', i), name.size()) - i;
+      if (ends_a_word(name, i + digits)) length = digits;
+    }
+    if (length > 0) return parts.folder + name.substr(0, i) + std::string(digits, '#') + name.substr(i + length);
+  }
+  return path;
 }
 
 std::string display_pattern(std::string pattern) {

@@ -22,6 +22,9 @@ std::string name_for_number(std::string_view pattern, int n);
 // Finds the frame number in a path's file name (the last run of digits of its stem with its sign, or the `#` that it
 // holds) and replaces it with `?`. False for a name without a number.
 bool build_pattern(const std::string& path, std::string& pattern);
+// The path with the frame number of other programs' patterns in our form: `%04d` and `%d`, and a run of `@` between
+// dots, underscores or ends of the name, become as many `#`. Only the file name is looked at, and only without a `#`.
+std::string with_number_signs(const std::string& path);
 // A pattern as the user sees it: `?` as `#` unless it holds `#` itself.
 std::string display_pattern(std::string pattern);
 // The items of a `--range=` text in order: n, a-b, a-bxs, separated by commas. False for any other text, and for more
