@@ -10,6 +10,7 @@
 #include "render/overlays.h"
 #include "render/plane_kernels.h"
 #include "render/stereo.h"
+#include "text/draw.h"
 
 namespace render {
 namespace {
@@ -85,14 +86,27 @@ void fill_probe(composite_probe& probe, const img::image& image) {
   probe.rgba = {image.row(2, at.y)[at.x], image.row(1, at.y)[at.x], image.row(0, at.y)[at.x], image.row(3, at.y)[at.x]};
 }
 
-// Tells a frame that failed apart from a black one.
+// Tells a frame that failed apart from a black one, and which layer's it is.
 constexpr lib::color failure_color{255, 224, 48, 48};
+constexpr lib::color failure_shadow{255, 0, 0, 0};
+constexpr int failure_margin = 4;  // pixels between outline and name
 
-void outline_failures(img::image& picture, const pipeline& pipeline, const ksn::state& composition,
-                      const frame_view& view, double time) {
+void mark_failures(img::image& picture, pipeline& pipeline, const ksn::state& composition, const frame_view& view,
+                   double time) {
+  const rectangle whole{0, 0, picture.width, picture.height};
   for (const layer_failure& failure : failed_layers(pipeline, composition, time)) {
-    draw_outline(picture, picture_place(composition.doc.track_at(failure.index), view), failure_color,
-                 {0, 0, picture.width, picture.height});
+    const ksn::track_info& track = composition.doc.track_at(failure.index);
+    const rectangle place = picture_place(track, view);
+    draw_outline(picture, place, failure_color, whole);
+    const rectangle shown = math::intersect(place, whole);
+    const int room = shown.right - shown.left - 2 * failure_margin;
+    if (shown.empty() || room <= 0) continue;
+    const text::placement one_line{.max_width = room, .max_lines = 1, .clip = shown};
+    const math::point corner{shown.left + failure_margin, shown.top + failure_margin};
+    const text::font font = text::interface_font("default");
+    text::draw_text(pipeline.fonts(), track.name, font, picture, {corner.x + 1, corner.y + 1}, failure_shadow,
+                    one_line);
+    text::draw_text(pipeline.fonts(), track.name, font, picture, corner, failure_color, one_line);
   }
 }
 
@@ -186,7 +200,7 @@ void render_frame(pipeline& pipeline, const ksn::state& composition, img::image&
     draw_checker(*picture, view.view_origin);
   }
   if (view.channels != ksn::view_type::rgb) select_channels(*picture, view.channels);
-  if (view.for_display) outline_failures(*picture, pipeline, composition, view, time);
+  if (view.for_display) mark_failures(*picture, pipeline, composition, view, time);
   picture->frame = static_cast<int>(std::trunc(time));
   picture->timecode = img::timecode_of_frame(picture->frame, composition.doc.fpcs);
   picture->frame_rate_nm = composition.doc.fpcs;

@@ -106,6 +106,7 @@ class pipeline {
 
   cache::frame_cache& frame_cache() { return cache_; }
   cache::frame_scheduler* reading() { return options_.reading; }
+  text::fonts& fonts() { return *options_.fonts; }
 
  private:
   struct request;

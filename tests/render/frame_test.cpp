@@ -92,6 +92,35 @@ TEST_F(frame_test, order_of_layers) {
   EXPECT_EQ(pixel(render(1.0), 3, 1), (values{41, 50, 60, 255, 0}));
 }
 
+// For the display only: an outline where the picture would be, and in it the name of the layer.
+TEST_F(frame_test, a_frame_that_failed_is_marked) {
+  auto broken = std::make_shared<support::fake_clip>(9, [](int, int, img::image&) { return false; });
+  composition.doc.tracks.push_back(support::clip_layer(broken, 100, 50, "/clips/broken.avi"));
+  composition.doc.tracks.back().look.visible = true;
+  composition.doc.back_color = back_color_type::black;
+  view.width = 120;
+  view.height = 60;
+  const auto coloured = [&](bool inside) {
+    const img::image frame = render();
+    int count = 0;
+    for (int y = 0; y < 60; ++y) {
+      for (int x = 0; x < 120; ++x) {
+        const bool is_inside = x > 10 && x < 109 && y > 5 && y < 54;
+        count += is_inside == inside && frame.row(2, y)[x] != 0;
+      }
+    }
+    return count;
+  };
+  EXPECT_EQ(coloured(false) + coloured(true), 0) << "saved";
+  view.for_display = true;
+  composition.doc.tracks.back().name.clear();
+  EXPECT_EQ(coloured(false), 2 * (100 + 48));
+  EXPECT_EQ(coloured(true), 0);
+  composition.doc.tracks.back().name = "plate";
+  EXPECT_EQ(coloured(false), 2 * (100 + 48));
+  EXPECT_GT(coloured(true), 30);
+}
+
 TEST_F(frame_test, only_layers_that_take_part_are_fetched) {
   ksn::track_info matte = support::plain_layer(1, "BGRA", 4, 2, {1, 2, 3, 128});
   ksn::track_info plate = support::plain_layer(1, "BGR", 4, 2, {10, 20, 30});

@@ -224,11 +224,10 @@ frame_scheduler::outcome frame_scheduler::result_of(const read& read) const {
 
 frame_scheduler::outcome frame_scheduler::fetch(const frame_request& request,
                                                 std::optional<std::chrono::milliseconds> patience) {
-  if (img::const_image_ptr image = cache_.find(request.key)) {
-    if (!request.revalidate || !is_stale(*image, request.key.path)) {
-      cache_.touch(image);
-      return {image, false};
-    }
+  const img::const_image_ptr known = cache_.find(request.key);
+  if (known && (!request.revalidate || !is_stale(*known, request.key.path))) {
+    cache_.touch(known);
+    return {known, false};
   }
   std::exception_ptr why;
   if (failures_.still_fails(request.key, why)) {
@@ -242,6 +241,12 @@ frame_scheduler::outcome frame_scheduler::fetch(const frame_request& request,
   if (found != reads_.end()) {
     mine = found->second;
   } else {
+    // A read that ended since the first search has left its picture. A second one would be kept beside it.
+    if (const img::const_image_ptr come = cache_.find(request.key); come && come != known) {
+      guard.unlock();
+      cache_.touch(come);
+      return {come, false};
+    }
     mine = std::make_shared<read>();
     mine->request = request;
     mine->source = source_of(request);
