@@ -1,4 +1,4 @@
-// What the frame cache costs beside the pictures themselves: touching a frame with few and with many frames in the
+// The cost of the frame cache beside the pictures themselves: touching a frame with few and with many frames in the
 // queue, and finding one, against a plain std::map search for the same keys that takes no lock and no reference. Prints
 // nanoseconds for orientation; the ratios are what counts. Medians of interleaved rounds. The number of steps is the
 // same for any number of frames; what grows with it is how many of the steps wait for main memory.

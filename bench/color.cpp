@@ -157,7 +157,7 @@ int main() {
   for (std::size_t i = 0; i < half_table.size(); ++i) half_table[i] = static_cast<std::uint8_t>(i >> 6);
   for (std::size_t i = 0; i < log_table.size(); ++i) log_table[i] = static_cast<std::uint8_t>(i >> 2);
 
-  // What ffmpeg's demuxer does for each of its frames: the pixels come into the planes of a picture from elsewhere.
+  // The work of ffmpeg's demuxer for each of its frames: the pixels come into the planes of a picture from elsewhere.
   std::vector<std::uint8_t> stream;
   const std::string raw = folder.path() + "/frames.gbrp";
   std::FILE* file = std::fopen(raw.c_str(), "wb");

@@ -1,4 +1,4 @@
-// What drawing the interface takes: pictures of the skin, texts whose masks are kept, and texts that change. And what a
+// The time to draw the interface: pictures of the skin, texts whose masks are kept, and texts that change. And what a
 // text layer takes.
 //
 // A picture is compared with copying its planes and those that it is drawn over; everything also with a frame's time at

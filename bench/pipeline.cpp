@@ -1,7 +1,7 @@
-// What the pipeline adds to a picture that is in memory, at 1920 x 1080: fetching a shared frame against a search for
-// the same key in a std::map that takes no lock and no reference, and its row work against copying the planes that it
-// reads or writes on as many threads. 1.0 in the second table is the speed of memory itself; the work cannot be faster
-// than that where the copy moves the same bytes. Nanoseconds and milliseconds are for orientation.
+// The cost of the pipeline for a picture that is in memory, at 1920 x 1080: fetching a shared frame against a search
+// for the same key in a std::map that takes no lock and no reference, and its row work against copying the planes that
+// it reads or writes on as many threads. 1.0 in the second table is the speed of memory itself; the work cannot be
+// faster than that where the copy moves the same bytes. Nanoseconds and milliseconds are for orientation.
 #include <cstring>
 #include <map>
 #include <memory>

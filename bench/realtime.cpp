@@ -80,7 +80,7 @@ int blamed_part(const app::tick_times& times) {
   return static_cast<int>(std::max_element(parts.begin(), parts.end()) - parts.begin());
 }
 
-// What the observer of the main loop gathers once the sequence is in the cache.
+// The numbers that the observer of the main loop gathers once the sequence is in the cache.
 struct record {
   std::vector<double> lateness;  // of each new frame
   std::vector<double> parts[turn_parts];

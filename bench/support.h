@@ -1,4 +1,4 @@
-// What the benchmarks share: rounds that take turns, medians, and peers run as processes.
+// Helpers of the benchmarks: rounds that take turns, medians, and peers run as processes.
 #pragma once
 
 #include <algorithm>

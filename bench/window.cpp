@@ -1,5 +1,5 @@
-// What the areas of the window take beside the picture in its preview: the whole client area against the preview alone,
-// at 1080p and, with the interface at twice its size, at 4K.
+// The time that the areas of the window take beside the picture in its preview: the whole client area against the
+// preview alone, at 1080p and, with the interface at twice its size, at 4K.
 #include "ui/window.h"
 
 #include <cstdio>

@@ -1,5 +1,5 @@
-// Bytes as a binary archive, plain or, when the first byte is odd, inside a zlib stream. What can be read must come out
-// of a second round the same.
+// Bytes as a binary archive, plain or, when the first byte is odd, inside a zlib stream. One that can be read must come
+// out of a second round the same.
 #include <cstdint>
 #include <cstdlib>
 #include <exception>

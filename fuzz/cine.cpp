@@ -1,4 +1,4 @@
-// What a Cine file says of its frames.
+// The frames of a Cine file.
 #include <cstring>
 
 #include "sources/cine.h"

@@ -1,4 +1,4 @@
-// What the fuzz targets of the documents share.
+// Helpers of the fuzz targets of documents.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// What the fuzz targets of the picture readers share.
+// Helpers of the fuzz targets of picture readers.
 #pragma once
 
 #include <fcntl.h>

@@ -1,4 +1,4 @@
-// What the targets of the lookup forms share.
+// Helpers of the targets of lookup tables.
 #pragma once
 
 #include <cstddef>
@@ -20,7 +20,7 @@ inline int fuzz_lookup(img::lookup_table (*read)(std::string_view, const std::st
     img::image in("BGR", 8, 4, 1), out;
     in.fill(0, 100, 255, 0);
     img::transfer(settings).convert(out, in);
-    // What was read can be written, and that read again.
+    // A table that was read can be written, and that read again.
     const std::string text = img::write_cube(table);
     if (img::read_cube(text, "written").has_cube() != table.has_cube()) std::abort();
   } catch (const io::exception&) {

@@ -1,4 +1,4 @@
-// What can be read comes out of a second round the same.
+// Settings that can be read come out of a second round the same.
 #include "document.h"
 
 namespace {

@@ -1,4 +1,4 @@
-// Bytes as an XML archive. What can be read must come out of a second round the same.
+// Bytes as an XML archive. An archive that can be read must come out of a second round the same.
 #include <cstdint>
 #include <cstdlib>
 #include <exception>

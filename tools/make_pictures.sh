@@ -1,5 +1,5 @@
 #!/bin/sh
-# make_pictures.sh KESTRIN: makes the pictures of the window in docs/ anew, without a window or a display.
+# make_pictures.sh KESTRIN: makes the pictures of the window in docs/ again, without a window or a display.
 set -eu
 program=$(realpath "$1")
 project=$(realpath "$(dirname "$0")/..")

@@ -9,7 +9,7 @@
 
 namespace app {
 
-// Main thread. What goes wrong is one line to `report`.
+// Main thread. A failure is one line to `report`.
 class after_save_scripts {
  public:
   explicit after_save_scripts(std::function<void(const std::string& line)> report) : report_(std::move(report)) {}

@@ -341,7 +341,7 @@ int application::impl::run_window() {
     scripts.poll();
     // A script reads what was printed while the window is open.
     console.flush();
-    // What was added stands in the menu from now on, also in that of other instances.
+    // A source that was added stands in the menu from now on, in other instances too.
     if (!transient) recent.write();
     // The first picture does not wait for the sound device.
     if (std::exchange(shown, true)) sound.poll();

@@ -122,7 +122,7 @@ bool attach::carry_out(const platform::handover_message& message, std::string& a
   const visit folder(message.folder);
   if (!folder.arrived()) return false;
   {
-    // What is written goes to both consoles.
+    // Every line goes to both consoles.
     const line_copy output(engine_.write_output, [&answer](const std::string& line) {
       answer += platform::encode_answer(platform::answer_kind::output, line);
     });

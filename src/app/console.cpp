@@ -59,7 +59,7 @@ void console::flush() {
 
 void console::report(const std::string& line) {
   clear_progress();
-  // What was printed before stands before the error when both streams go to one place.
+  // Earlier output comes before the error when both streams go to one place.
   flush();
   const std::string printed = lib::printable(line);
   write_line(stderr, printed);

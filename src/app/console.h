@@ -12,7 +12,7 @@ namespace app {
 
 class console {
  public:
-  // What is reported goes to `errors` as well, which outlives the console.
+  // Reported lines go to `errors` as well, which outlives the console.
   explicit console(lib::error_record& errors);
 
   // One line to standard output, or to the error stream with its control characters escaped.
@@ -32,7 +32,7 @@ class console {
 
   bool any_error() const { return errors_.count() > 0; }
 
-  // What was printed goes to its reader now.
+  // Hands printed text to its reader now.
   void flush();
 
  private:

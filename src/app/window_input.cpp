@@ -1,4 +1,4 @@
-// What menus and dropped files do, and the actions that belong to the window itself.
+// Menus, dropped files, and the actions that belong to the window itself.
 #include <algorithm>
 #include <chrono>
 #include <unordered_set>

@@ -164,7 +164,7 @@ void window_run::owe(const ui::redraw& wish) {
   redraw_ = redraw_ || wish.now;
   if (wish.within < 0) return;
   const std::uint32_t at = milliseconds() + static_cast<std::uint32_t>(wish.within);
-  // The counter wraps: the earlier one is the one that lies behind the other.
+  // The counter wraps: the earlier one is the one that comes after the other.
   if (!due_ || static_cast<std::int32_t>(at - *due_) < 0) due_ = at;
 }
 

@@ -235,7 +235,7 @@ void window_run::draw_and_present(tick_times& times) {
     times.composite = frame.composite;
     times.draw = since(start) - frame.fetch - frame.composite;
     start = steady::now();
-    // What does not go out now does with the next turn.
+    // The rest goes out with the next turn.
     if (presenter_->present_picture(*picture, turn_mode()) != 0) redraw_ = true;
     times.present = since(start);
   } catch (const std::bad_alloc&) {
@@ -346,7 +346,7 @@ void window_run::lose_display() {
   std::_Exit(lost_display_code);
 }
 
-// What is loaded: the composition, or as long as it has no name its layers.
+// The name of what is loaded: the composition, or as long as it has no name its layers.
 void window_run::refresh_caption() {
   if (!desktop_ || !desktop_->window_exists()) return;
   const ksn::state& composition = parts_.composition;

@@ -23,7 +23,7 @@
 
 namespace app {
 
-// What one tick did and what it took, in nanoseconds.
+// The work of one tick, and its times in nanoseconds.
 struct tick_times {
   long long advance = 0;    // clock and sound
   long long fetch = 0;      // pictures of the layers, from the cache or from their files
@@ -40,7 +40,7 @@ struct tick_times {
 // The part that took the most, for a report: "fetch 31.2 ms of 35.0 ms".
 std::string slowest_part(const tick_times& times);
 
-// What the window works on. All of it outlives the window.
+// The objects that the window works on. All of them outlive it.
 struct window_parts {
   ksn::state& composition;
   command::engine& engine;
@@ -81,7 +81,7 @@ class window_run {
   // The counter that all waiting goes by; a test moves it by hand.
   std::function<std::uint32_t()> milliseconds = platform::milliseconds;
 
-  // What is known of the frames of all layers, as of the last turn.
+  // The state of the frames of all layers, as of the last turn.
   const cache::frame_board& board() const { return board_; }
 
   // --- bound by their owners; each may be empty ---
@@ -153,7 +153,7 @@ class window_run {
   void make_interface();
   void on_mouse(const platform::mouse_event& event);
   bool run_key(int code);
-  // What an event or a picture of the interface owes to the screen.
+  // The picture that an event, or a drawing of the interface, owes to the screen.
   void owe(const ui::redraw& wish);
   void pass_interface(std::uint32_t elapsed_milliseconds);
   bool interface_is_due() const;

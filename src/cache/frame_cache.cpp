@@ -145,7 +145,7 @@ struct frame_cache::impl {
     }
   }
 
-  // What is taken out of the queue is let go of outside the lock.
+  // Pictures taken out of the queue are let go of outside the lock.
   template <class Take>
   lru::entries take(const Take& from) {
     const lock guard(queue_lock);
@@ -201,7 +201,7 @@ img::const_image_ptr frame_cache::find(const frame_key& key) {
 
 void frame_cache::move_to_front(const img::const_image_ptr& image) {
   {
-    // What is in the queue already, as in playback from memory, only changes its place.
+    // A picture that is in the queue already, as in playback from memory, only changes its place.
     const lock guard(impl_->queue_lock);
     if (impl_->queue.touch(image.get())) return;
   }

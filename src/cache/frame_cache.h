@@ -73,7 +73,7 @@ class frame_cache {
   // Drops the image that is the next to go, without a play the one touched longest ago; false on an empty queue.
   bool evict_oldest();
 
-  // What a play of frames that may not all fit does to the order of eviction (lru.h).
+  // How playing frames that may not all fit changes the order of eviction (lru.h).
   void begin_play(play_return way);
   void turn_play();
   void end_play();
@@ -110,9 +110,9 @@ class frame_cache {
   std::size_t bytes();
   // Whether another picture, or so many, would make one of those in memory go.
   bool is_full(int pictures = 1);
-  // What is known of a path changed: take_changes() will tell.
+  // Notes that something about a path changed, for take_changes().
   void note_changed(const std::string& path);
-  // What is wrong inside, empty when nothing is. Looks at everything; debug builds call it after each change.
+  // The inconsistency inside, empty when there is none. Looks at everything; debug builds call it after each change.
   std::string check_invariants();
 
  private:

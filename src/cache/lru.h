@@ -21,10 +21,10 @@ enum class play_return {
 
 // Not thread-safe: the frame cache holds its lock around every call. Taking images out allocates nothing.
 //
-// What was touched longest ago goes first, but for what a play has just shown. Around a loop that does not fit, plain
-// LRU throws away the very frame that is needed next, and a second turn finds nothing; so, from begin_play() on, first
-// goes what the play has nothing to do with, then what it has passed and comes back to last, and only then what it is
-// about to show.
+// The picture touched longest ago goes first, except for those that a play has just shown. Around a loop that does not
+// fit, plain LRU throws away the very frame that is needed next, and a second turn finds nothing; so, from begin_play()
+// on, first goes what the play has nothing to do with, then what it has passed and comes back to last, and only then
+// what it is about to show.
 class lru {
  public:
   struct entry {
@@ -44,7 +44,7 @@ class lru {
 
   // Moves the image to the front. False when it is not here.
   bool touch(const img::image* image);
-  // The same for one that may not be here yet. What the node holds afterwards is let go of outside the lock.
+  // The same for one that may not be here yet. The caller lets go of what the node then holds, outside the lock.
   void touch(const img::image* image, node& made);
 
   // A play begins: what is touched from now on belongs to it.
@@ -67,7 +67,7 @@ class lru {
   bool contains(const img::image* image) const { return places_.contains(image); }
   std::size_t size() const { return places_.size(); }
   std::size_t bytes() const { return bytes_; }
-  // What is wrong inside, empty when nothing is.
+  // The inconsistency inside, empty when there is none.
   std::string check_invariants() const;
 
  private:

@@ -1,4 +1,4 @@
-// What an action is, in one row. The room that carries an action out registers its row with engine::add(); the menus,
+// An action in one row. The room that carries an action out registers its row with engine::add(); the menus,
 // the shipped key definitions, the help, the command reference and what shows grey are all made from the rows.
 #pragma once
 
@@ -42,7 +42,7 @@ struct menu_place {
   int position = 0;
 };
 
-// What an action asks when it is run in a window without its value.
+// The question that an action asks when it is run in a window without its value.
 struct file_question {
   std::string_view title = {};      // catalogue key; empty: the action's own text
   std::string_view file_name = {};  // that a save dialog begins with; empty: files are opened

@@ -80,8 +80,8 @@ class engine {
   void run_command_file(const std::string& path);
   void run_option(const std::string& text);
   bool execute_action(const std::string& text);
-  // What a key or an entry of a menu holds: an action, or with a value maybe a field. False for an unknown name without
-  // a value.
+  // Runs the command of a key or menu entry: an action, or with a value maybe a field. False for an unknown name
+  // without a value.
   bool run_command(const std::string& text);
   bool action_enabled(std::string_view name) const;
   bool action_checked(std::string_view name) const;

@@ -1,4 +1,4 @@
-// What a field is: its name, what values it takes, and how it is read and set. The command line, the help, the
+// A field: its name, the values it takes, and how it is read and set. The command line, the help, the
 // reference and the widgets of a panel all go by the one row of a field.
 #pragma once
 
@@ -16,7 +16,7 @@ namespace command {
 
 enum class value_kind { boolean, integer, number, word, color, text };
 
-// What values a field takes.
+// The values that a field takes.
 struct value_shape {
   value_kind kind = value_kind::text;
   int count = 1;  // numbers in one value: 2 for a position, 3 for red, green, blue

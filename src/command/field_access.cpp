@@ -10,7 +10,7 @@ namespace command {
 
 namespace {
 
-// What an error line quotes: the option under execution, or the assignment itself when there is none.
+// The text that an error line quotes: the option under execution, or the assignment itself when there is none.
 std::string quoted_option(const engine& engine, const std::string& name, const std::string& value) {
   return engine.current_option().empty() ? name + "=" + value : engine.current_option();
 }

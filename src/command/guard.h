@@ -1,4 +1,4 @@
-// What every operation that opens something does with the failures of the rooms below.
+// How every operation that opens something turns the failures of the rooms below into error lines.
 #pragma once
 
 #include <exception>

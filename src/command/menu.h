@@ -13,7 +13,7 @@
 
 namespace command {
 
-// What fills the entries of a menu.
+// The source of a menu's entries.
 struct menu_source {
   const engine& commands;
   const key_table& keys;

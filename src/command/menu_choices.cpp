@@ -1,5 +1,5 @@
-// What the menus of a right click offer beside the other actions. Each is an action under the key of its text, so that
-// keys and command files can run it too.
+// The choices that right-click menus offer beside the other actions. Each is an action under the key of its text, so
+// that keys and command files can run it too.
 #include <algorithm>
 
 #include "command/engine.h"
@@ -113,8 +113,7 @@ constexpr choice_row mask_rows[] = {
     CHOICE("back_color_magenta", "put magenta behind the layers", doc.back_color, back_color_type::magenta),
     CHOICE("back_color_white", "put white behind the layers", doc.back_color, back_color_type::white),
     CHOICE("back_color_transparent", "put nothing behind the layers", doc.back_color, back_color_type::transparent),
-    CHOICE("back_color_custom", "put the colour of your own behind the layers", doc.back_color,
-           back_color_type::custom),
+    CHOICE("back_color_custom", "put your own colour behind the layers", doc.back_color, back_color_type::custom),
     {"back_color_set_as_default", "start new compositions with this background",
      [](state& c) {
        c.settings.default_back_color = c.doc.back_color;

@@ -1,4 +1,4 @@
-// What completes the document, the view and the settings, so that all of them can be read and set by a command.
+// The fields that complete document, view and settings, so that all of them can be read and set by a command.
 #include "command/field_builder.h"
 #include "command/layer_set.h"
 

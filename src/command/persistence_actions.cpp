@@ -75,7 +75,7 @@ void recent_notes::open(engine& engine, const std::string& path, bool remember) 
   ksn::state& composition = engine.composition();
   const long long before = engine.lines_reported;
   const bool whole = reported(engine, path, [&] { ksn::load_composition(composition, path, true); });
-  // What was opened before is gone, and with it what was missing there. A document of which a source can't be opened is
+  // The document before is gone, and with it what was missing there. A document of which a source can't be opened is
   // one that is missing itself.
   if (whole) engine.failed_inputs.clear();
   if (engine.lines_reported != before) engine.failed_inputs.push_back(path);

@@ -10,7 +10,7 @@
 
 namespace command {
 
-// What of the recent lists is not written yet. Outlives the engine's tables. Main thread.
+// Changes to the recent lists that are not written yet. Outlives the engine's tables. Main thread.
 class recent_notes {
  public:
   // Finds the folder of the lists, and makes it with `create`; false when there is none.

@@ -37,7 +37,7 @@ std::vector<std::string> tokenise(std::string_view text) {
       while (i < text.size() && text[i] != '"' && text[i] != '\\' && (quoted || !is_blank(text[i]))) ++i;
       token += text.substr(plain, i - plain);
     }
-    // Behind the last token an empty pair of quotes counts for nothing; elsewhere it is an empty token.
+    // After the last token an empty pair of quotes counts for nothing; elsewhere it is an empty token.
     if (i < text.size() || quoted || !token.empty()) tokens.push_back(std::move(token));
   }
 }

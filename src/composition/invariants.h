@@ -1,4 +1,4 @@
-// What holds for the document after every operation.
+// Invariants of the document, which hold after every operation.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// What outlives documents: defaults of new ones and preferences of the user.
+// Settings that outlive documents: defaults of new ones and preferences of the user.
 #pragma once
 
 #include <ctime>

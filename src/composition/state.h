@@ -20,7 +20,7 @@ namespace ksn {
 class state;
 class undo_action;
 
-// What documents and settings are stored from and read into.
+// The record that documents and settings are stored from and read into.
 struct composition_view {
   document doc;
   ksn::view view;
@@ -29,7 +29,7 @@ struct composition_view {
   bool operator==(const composition_view&) const = default;
 };
 
-// What the document asks of the floors above it. By default nothing happens; the owner of the document binds what it
+// Requests of the document to the floors above it. By default nothing happens; the owner of the document binds what it
 // has, and a test binds its own.
 struct state_hooks {
   // One error line without its line feed, as it stands.
@@ -63,7 +63,7 @@ class state : public composition_view {
   // --- ways into the stack; those that can fail return false after an error line ---
   // Opens `path` into a fresh record: a folder, a picture or its sequence, a movie, a sound.
   bool route_source(track_info& record, const std::string& path, bool single_image, ksn::alpha_type default_alpha);
-  // Opens `path` as a layer, behind the end of the selected one or along with its other eye if told so.
+  // Opens `path` as a layer, after the end of the selected one or along with its other eye if told so.
   bool add(const std::string& path, bool single_image, bool after_selected, bool other_view);
   // The frames that `range` lists, there or not; a path that is no numbered picture is added as by add().
   bool add_with_range(const std::string& path, const std::string& range);

@@ -40,7 +40,7 @@ struct track_info {
   void set_in(int n);
   void set_out(int n);
   void set_in_out(int new_in, int new_out);
-  // Timeline frame behind the last repeat, whether that is reached or not.
+  // Timeline frame after the last repeat, whether that is reached or not.
   int layer_end() const;
   // Source position at timeline time t; -1.0 where the layer is not active.
   double source_position(double t) const;

@@ -19,7 +19,7 @@ struct window_layout {
   int split = 0;     // where the preview ends; everything below belongs to the other areas
 
   bool timeline_shown() const { return rows >= 0; }
-  // What the areas below the split count from.
+  // The origin of the areas below the split.
   math::point split_middle() const { return {size.x / 2, split}; }
   math::point preview_middle() const { return {size.x / 2, split / 2}; }
 };

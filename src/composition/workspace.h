@@ -1,4 +1,4 @@
-// What stands around the picture in the window, and the tool in hand.
+// The panels and strips around the picture, and the tool in hand.
 #pragma once
 
 #include "composition/enums.h"
@@ -38,7 +38,7 @@ struct workspace {
   math::pointd& property_panel_position() { return full_screen ? fs_pp_pos : pp_pos; }
   // Hides the layer stack of `track_count` layers, or shows as much of it as before.
   void toggle_layer_stack(int track_count);
-  // To the tab behind or in front, from the last to the first.
+  // To the next or previous tab, from the last to the first.
   void step_property_tab(int direction);
 };
 

@@ -20,7 +20,7 @@ struct save_options {
   bool operator==(const save_options&) const = default;
 };
 
-// What a file says of its picture before any pixel is decoded.
+// The description of a picture that its file gives before any pixel is decoded.
 struct picture_header {
   int width = 0;
   int height = 0;
@@ -59,7 +59,7 @@ class format {
   virtual picture_header read_header(const std::string& path, const layer& layer) const;
 };
 
-// By the text behind the last `.` of `path` without regard to case, or by `type` when it is given. Null for a format
+// By the text after the last `.` of `path` without regard to case, or by `type` when it is given. Null for a format
 // that is not known. Signatures in the file do not count.
 const format* find_format(const std::string& path, const char* type = nullptr);
 bool is_image_file(const std::string& path, const char* type = nullptr);

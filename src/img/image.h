@@ -32,7 +32,7 @@ struct layer {
   bool is_default() const { return type == 0 && index == -1 && name.empty(); }
 };
 
-// What an image knows beside its pixels.
+// The facts that an image carries beside its pixels.
 struct image_info {
   std::array<math::point, 4> user{};  // the first is the anchor, the point that placement measures from
   std::string path;                   // file the pixels came from, empty for generated images
@@ -59,7 +59,7 @@ struct image_info {
 //   u 32   the same words in host order
 //   V 32   the same layout, indexed through the linear-index table
 //   W 32   the same layout, result of a 3D lookup
-// Planes behind a packed plane hold alpha and the like at their own depth.
+// Planes after a packed plane hold alpha and the like at their own depth.
 //
 // Owned by one thread while it is built; once the frame cache holds it, it is only read, by any thread.
 struct image : image_info {

@@ -17,7 +17,7 @@ inline bool has_three_colors(const image& image) {
          is_color_plane(image, 2);
 }
 
-// How far the planes behind the colours move up when one plane of colour becomes three.
+// How far the planes after the colours move up when one plane of colour becomes three.
 inline int shift_behind_colors(const image& image) {
   for (int i = 1; i < 3; ++i) {
     if (image.has_plane(i) && (image.is_packed() || !is_color_plane(image, i))) return 2;

@@ -55,7 +55,7 @@ class plane {
 void copy_plane(plane& to, const plane& from);
 void fill_plane(plane& target, std::uint8_t value);
 
-// What is kept for reuse at most: so many blocks, so many bytes in all, and none smaller than this. The block that was
+// Limits of the blocks kept for reuse: their number, their bytes in all, and the smallest one kept. The block that was
 // freed longest ago goes first. Sixteen cover the planes of the frames that a save or a playback has at hand at once.
 constexpr std::size_t most_spare_planes = 16;
 constexpr std::size_t most_spare_bytes = std::size_t{256} << 20;

@@ -8,7 +8,8 @@ namespace {
 simd_level best_level() {
 #if defined(KSN_X86_LEVELS)
 #if defined(__clang__) && __clang_major__ < 16
-  // This compiler does not know the levels by name. What it can't ask for, every processor with these has too.
+  // This compiler does not know the levels by name. The features it can't ask for are in every processor that has
+  // these.
   const bool v3 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2") &&
                   __builtin_cpu_supports("fma");
   const bool v4 = v3 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&

@@ -33,7 +33,7 @@ void matrix_row(const byte_row& row, std::size_t width, const transfer_tables& t
   }
 }
 
-// Calls samples(first, count) for stretches that cover the picture, on all threads, and row(y) behind each row when
+// Calls samples(first, count) for stretches that cover the picture, on all threads, and row(y) after each row when
 // `by_row` is set.
 template <class Samples, class Row>
 void for_picture(const image& image, bool by_row, Samples&& samples, Row&& row) {

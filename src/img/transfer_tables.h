@@ -10,7 +10,7 @@
 
 namespace img {
 
-// What indexes a table: a 10-bit log code, an 8-bit sample, a 14-bit fixed sample (n / 4096 - 0.125, the result of a
+// The index of a table: a 10-bit log code, an 8-bit sample, a 14-bit fixed sample (n / 4096 - 0.125, the result of a
 // cube) or the bits of a half.
 enum class sample_form { log, byte, fixed, half };
 
@@ -67,7 +67,7 @@ class transfer_tables {
   std::array<table<float, channel_floats>, 4> floats_;
 };
 
-// What does not depend on settings. Each is built when it is first asked for.
+// Tables that do not depend on settings. Each is built when it is first asked for.
 const std::uint16_t* log_to_linear_index();  // [1024], linear value of a log code, 0 to 1023
 const std::uint16_t* fixed_to_log();         // [16384], log code of a fixed sample
 const std::uint16_t* fixed_to_half();        // [16384]

@@ -1,4 +1,4 @@
-// What went wrong, as the line that the user reads.
+// A failure as the line that the user reads.
 #pragma once
 
 #include <string>

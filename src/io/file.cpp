@@ -29,7 +29,7 @@ int open_for_writing(const std::string& path) {
   return handle;
 }
 
-// Repeats `part(buffer, count, done)`, a read of the system that goes on behind `done` bytes, until all came or the
+// Repeats `part(buffer, count, done)`, a read of the system that goes on after `done` bytes, until all came or the
 // data ends.
 template <class Part>
 int read_in_parts(const std::string& path, void* buffer, int count, const Part& part) {

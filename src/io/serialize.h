@@ -61,7 +61,7 @@ namespace detail {
 template <class T>
 inline constexpr bool is_scalar =
     std::is_arithmetic_v<T> || std::is_same_v<T, std::string> || std::is_same_v<T, std::u16string>;
-// What binary archives move as one block.
+// Types that binary archives move as one block.
 template <class T>
 inline constexpr bool is_block_item = std::is_integral_v<T> && !std::is_same_v<T, bool> && sizeof(T) <= 4;
 
@@ -199,7 +199,7 @@ void put(A& ar, std::string_view key, T& value) {
 
 }  // namespace detail
 
-// What a description calls. `Self` is the archive.
+// The functions that a description calls. `Self` is the archive.
 template <class Self>
 class describable {
  public:

@@ -11,7 +11,7 @@ struct binary_reader {
   // Moves up to `count` bytes into `buffer` and returns the number moved; a short count is the end of the data. A null
   // `buffer` skips `count` bytes. Throws io::read_error, io::seek_error.
   virtual int read(void* buffer, int count) = 0;
-  // What names the stream in error messages: a path, or a fixed word.
+  // The name of the stream in error messages: a path, or a fixed word.
   virtual const char* name() const = 0;
 };
 

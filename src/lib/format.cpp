@@ -99,7 +99,7 @@ struct value_formatter final : abstract_formatter<Char> {
                                          static_cast<Char>(spec.zeros ? '0' : ' '));
       result += spec.left ? typed + fill : fill + typed;
     } else {
-      // What numbers are written with is plain ASCII, so the narrow stream serves both widths.
+      // Numbers are plain ASCII, so the narrow stream serves both widths.
       std::ostringstream stream;
       apply(spec, stream);
       if constexpr (std::is_same_v<T, unsigned char>) {

@@ -37,7 +37,7 @@ class single_thread_scope {
 // Calls body(first, last) for the half-open stretches of `chunk` items that cover 0 to `count`, and returns when all
 // are done. The threads take stretches as they get to them, so that one that the system holds up costs the others
 // little; which thread takes which is left open, and no result may depend on it. A call from inside a body, or while
-// another loop has the threads, runs on the calling thread alone. What a body throws ends the loop early, on all
+// another loop has the threads, runs on the calling thread alone. An exception of a body ends the loop early, on all
 // threads, and is thrown again here; of several that of the lowest item. Any thread may call.
 template <class Body>
 void parallel_chunks(int count, int chunk, Body&& body) {

@@ -90,11 +90,12 @@ struct file_dialog {
 
 enum class message_answer { ok, yes, no, cancel };
 
-// What the window tells, on the main thread. Events of the user come from wait_events() after the toolkit's own event
-// is over, so that they may open menus and dialogs; the ones below that say so come at once, from inside of it.
+// The events of the window, called on the main thread. Events of the user come from wait_events() after the toolkit's
+// own event is over, so that they may open menus and dialogs; the ones below that say so come at once, from inside of
+// it.
 struct window_events {
   std::function<void(int key_code)> key;
-  // What a key typed, after `key`, or what an input method made.
+  // Text that a key typed, after `key`, or that an input method made.
   std::function<void(const std::string& text)> text;
   // Shift, Ctrl, Alt or Caps Lock alone went down or up: the state from now on.
   std::function<void(int modifiers)> modifiers;

@@ -17,7 +17,7 @@ class handover_server;
 // without a display or such a folder.
 std::string handover_address();
 
-// What the receiver does with one message: adds lines to the answer, and gives false when it does not carry it out.
+// Carries out one message: adds lines to the answer, and gives false when it does not carry it out.
 using carry_out_function = std::function<bool(const handover_message& message, std::string& answer)>;
 
 enum class handover_result {

@@ -1,4 +1,4 @@
-// What one running instance sends another, and what comes back, as bytes on a stream.
+// The message that one running instance sends another, and the answer, as bytes on a stream.
 //
 // A message is the eight bytes "ksnhand1", the length of what follows, and then texts: the sender's folder and its
 // arguments, index 0 the program. An answer is a row of records, each a kind and a text. Every length is an unsigned

@@ -1,4 +1,4 @@
-// What a thread can ask for and learn about itself.
+// Requests and measurements of the calling thread.
 #pragma once
 
 namespace platform {

@@ -27,7 +27,7 @@ void register_playback_actions(command::engine& engine, clock& clock) {
   }
   clock.forget_frame_states = [&composition = engine.composition()] {
     for (ksn::track_info& track : composition.doc.tracks) {
-      // What a brush sequence marks are its painted frames, which no cache knows.
+      // A brush sequence marks its painted frames, which no cache knows.
       if (track.source.type != ksn::source_type::brush_sequence) track.source.frame_states.clear();
     }
   };

@@ -40,7 +40,7 @@ class clock {
   void toggle_pause();
   void reverse_playback_direction();
 
-  // Touches three quarters of the loop ahead of the position and a quarter behind, the next frame last.
+  // Touches three quarters of the loop ahead of the position and a quarter before it, the next frame last.
   void keep_alive_sweep();
 
   // Called at the end of a sweep: what is known of cached frames is stale.

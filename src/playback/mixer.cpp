@@ -68,7 +68,7 @@ bool render_layer(const ksn::track_info& track, double position, int fpcs, doubl
     const int last = first + block_frames;
     if ((last * at.step / platform::audio_rate + at.start) * at.rate > farthest_sample) break;
     nearest_samples(at, first, index);
-    // Behind the data there is silence. The places only ever rise.
+    // After the data there is silence. The places only ever rise.
     const auto end = std::lower_bound(index.begin(), index.begin() + std::min(block_frames, wanted - first), frames);
     const auto count = static_cast<std::size_t>(end - index.begin());
     std::int16_t* to = out.data() + 2 * static_cast<std::size_t>(first);

@@ -11,7 +11,7 @@
 namespace playback {
 
 // One layer's sound from a timeline position on, into `out`: interleaved 16-bit stereo at 44,100 Hz. `speed` is the
-// share of real time at which the pictures run. Nearest samples, no interpolation; silence before the start and behind
+// share of real time at which the pictures run. Nearest samples, no interpolation; silence before the start and after
 // the end. False for a layer without sound.
 bool render_layer(const ksn::track_info& track, double position, int fpcs, double speed, std::span<std::int16_t> out);
 
@@ -26,7 +26,7 @@ class mixer {
   void clear();
   void mix(const ksn::state& composition, double position, double speed);
   std::span<const std::int16_t> second() const { return mix_; }
-  // Overwrites what the device does not play: the tail of the mixed second goes behind the write cursor.
+  // Overwrites what the device does not play: the tail of the mixed second goes after the write cursor.
   void write_to(platform::audio_device& device, double elapsed, int play, int write) const;
 
  private:

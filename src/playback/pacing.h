@@ -36,7 +36,7 @@ int turn_milliseconds(int fpcs);
 // The rest of the turn's time.
 pacing pace(const turn& turn);
 
-// What the rate field shows: the rate that is wanted, or the one that is reached when that is less.
+// The rate that is shown: the one that is wanted, or the one that is reached when that is less.
 struct rate_reading {
   int fpcs = 0;
   std::string text;

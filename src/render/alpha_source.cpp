@@ -172,7 +172,7 @@ img::const_image_ptr adjustment_matte(const layer_picture& layer, const layer_pi
   return result;
 }
 
-// What an alpha source or an inversion makes of a decoded picture.
+// Applies an alpha source or an inversion to a decoded picture.
 img::const_image_ptr decorate(const layer_picture& layer, const layer_picture& source, const channel& chosen) {
   const ksn::track_info& track = *layer.track;
   const img::image& image = *layer.image;

@@ -18,7 +18,7 @@ plane_indices source_planes(const img::image& source) {
   if (!has_bytes(source, 0)) return {-1, -1, -1, -1, -1};
   const bool gray = source.format[0] == 'L' || !has_bytes(source, 1);
   int alpha = has_bytes(source, alpha_plane) ? alpha_plane : -1;
-  // A gray picture may hold its alpha right behind the one plane.
+  // A gray picture may hold its alpha right after the one plane.
   if (gray && alpha < 0 && has_bytes(source, source.plane_of('A'))) alpha = source.plane_of('A');
   const int depth = has_bytes(source, depth_plane) ? depth_plane : -1;
   if (gray) return {0, 0, 0, alpha, depth};

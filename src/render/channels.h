@@ -11,10 +11,10 @@ constexpr int alpha_plane = 3;
 constexpr int depth_plane = 4;
 
 // Leaves the chosen channels of an 8-bit, half or packed picture, in place. Packed pictures become host-order words,
-// and 8-bit BGR for alpha and depth. What needs a plane that is not there is left out.
+// and 8-bit BGR for alpha and depth. A channel whose plane is not there is left out.
 void select_channels(img::image& image, ksn::view_type channels);
 
-// Moves alpha and depth to their places; readers of gray pictures may have put them right behind the first plane.
+// Moves alpha and depth to their places; readers of gray pictures may have put them right after the first plane.
 void place_planes(img::image& image);
 bool planes_in_place(const img::image& image);
 

@@ -28,7 +28,7 @@ struct placed_layer {
   planned_blend half;         // for that
 };
 
-// What goes to one eye. A blend for each layer; that of an adjustment layer is not used.
+// The work for one eye. A blend for each layer; that of an adjustment layer is not used.
 struct eye {
   img::image* target = nullptr;
   std::vector<placed_layer> layers;

@@ -51,7 +51,7 @@ struct prepared_layer {
   // Of an adjustment layer with an alpha source: its alpha in plane 3 alone, in the layer's size; without one null.
   img::const_image_ptr image;
   int opacity = 0;  // percent, faded
-  // What the picture is reduced to, for layer_scale().
+  // The resolution of the picture, for layer_scale().
   ksn::cache_resolution_type resolution = ksn::cache_resolution_type::full;
   // Of an adjustment layer: its correction after prepare_rows(). When null, the compositor builds it for the frame.
   std::shared_ptr<const img::transfer> correction;
@@ -69,7 +69,7 @@ std::vector<prepared_layer> prepare_layers(pipeline& pipeline, const ksn::state&
                                            ksn::cache_resolution_type resolution = ksn::cache_resolution_type::full);
 
 // The picture of one layer with its alpha source and inversions, whether the layer is visible or not; null when it has
-// none. What a saved layer frame holds.
+// none. The content of a saved layer frame.
 img::const_image_ptr prepare_layer_picture(pipeline& pipeline, const ksn::state& composition, int index, double time,
                                            ksn::cache_resolution_type resolution = ksn::cache_resolution_type::full);
 
@@ -81,10 +81,10 @@ void render_stereo_pair(img::image* left, img::image* right, const ksn::state& c
                         const std::vector<prepared_layer>& layers, const frame_view& view,
                         const background* below = nullptr);
 
-// What the two halves of a frame took, in nanoseconds.
+// The times of the two halves of a frame, in nanoseconds.
 struct frame_times {
   long long fetch = 0;      // the pictures of the layers
-  long long composite = 0;  // all behind it
+  long long composite = 0;  // all after it
 };
 
 // One whole frame: background, layers, stereo merge, frame number, time code and rate. `target` becomes BGRAZ at 8

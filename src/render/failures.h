@@ -1,4 +1,4 @@
-// The layers of a frame whose pictures could not be had, for whoever shows, saves or explains that frame.
+// The layers of a frame whose pictures failed, for whoever shows, saves or explains that frame.
 #pragma once
 
 #include <string>

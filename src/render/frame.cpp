@@ -178,7 +178,7 @@ void render_frame(pipeline& pipeline, const ksn::state& composition, img::image&
   constexpr std::string_view letters = "BGRAZ";
   const auto start = std::chrono::steady_clock::now();
   const img::image_ptr picture = pooled_image(letters, view.width, view.height + view.room_below);
-  // What draws sees the picture alone.
+  // The drawing functions see the picture alone.
   picture->height = view.height;
   picture->set_centre_anchor();
   const background below = background_of(composition);

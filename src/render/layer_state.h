@@ -1,4 +1,4 @@
-// What the pipeline keeps for one layer, and how a native picture becomes the layer's 8-bit one.
+// The pipeline's state of one layer, and how a native picture becomes the layer's 8-bit one.
 #pragma once
 
 #include <array>

@@ -157,7 +157,7 @@ img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& 
   return state.picture;
 }
 
-// The text with its fields filled, drawn anew only when that changes something.
+// The text with its fields filled, drawn again only when that changes something.
 img::const_image_ptr pipeline::draw_text_canvas(layer_state& state, const request& asked) {
   const ksn::track_info& track = asked.track;
   if (track.source.width <= 0 || track.source.height <= 0) return nullptr;

@@ -19,7 +19,7 @@
 
 namespace render {
 
-// What the pipeline keeps for a layer between frames, by layer id. Main thread.
+// The pipeline's state of a layer between frames, by layer id. Main thread.
 struct layer_state;
 
 struct layer_geometry {
@@ -37,9 +37,9 @@ struct source_picture {
 };
 
 struct pipeline_options {
-  bool use_cache = true;  // false reads every frame anew and keeps nothing
-  // One error line without line feed for a frame that can't be had. A frame that goes on failing with the same line is
-  // reported once; who needs the reason again asks failure_of().
+  bool use_cache = true;  // false reads every frame again and keeps nothing
+  // One error line without line feed for a frame that could not be made. A frame that goes on failing with the same
+  // line is reported once; who needs the reason again asks failure_of().
   std::function<void(const std::string& line)> report_error;
   // Milliseconds of a steady clock; tests move it by hand.
   std::function<std::uint32_t()> milliseconds;
@@ -47,7 +47,7 @@ struct pipeline_options {
   cache::frame_scheduler* reading = nullptr;
   // The time of day for text layers, the system's by default; tests set it.
   std::function<std::time_t()> clock = {};
-  // What text layers are drawn with. Without it the pipeline has fonts of its own.
+  // The fonts of text layers and marks. Without them the pipeline has its own.
   text::fonts* fonts = nullptr;
 };
 
@@ -65,8 +65,8 @@ class pipeline {
   // The decoded source frame in its native form, before any colour: for float saving and information. Null on failure.
   img::const_image_ptr native_frame(const ksn::track_info& track, int source_frame);
 
-  // What the pictures of this layer are reduced to when `wanted` is asked for: sources that bypass the cache, and those
-  // without files, come at full resolution.
+  // The resolution at which this layer's pictures come when `wanted` is asked for: sources that bypass the cache, and
+  // those without files, come at full resolution.
   ksn::cache_resolution_type delivered_resolution(const ksn::track_info& track,
                                                   ksn::cache_resolution_type wanted) const;
 
@@ -92,7 +92,7 @@ class pipeline {
   // The line of a source frame whose last fetch failed, null for one that did not.
   const std::string* failure_of(int layer_id, int source_frame) const;
 
-  // While one lives, failures are noted and not reported: for work that tells of them itself, each time anew.
+  // While one lives, failures are noted and not reported: for work that tells of them itself, each time.
   class silence {
    public:
     explicit silence(pipeline& pipeline) : pipeline_(pipeline) { ++pipeline_.silent_; }
@@ -131,7 +131,7 @@ class pipeline {
   int silent_ = 0;
 };
 
-// What the layer's picture at the current time says of itself; the null value for sources that are not recorded ones.
+// The recorded code or number of the layer's picture at the current time; null for sources that are not recordings.
 img::timecode layer_timecode(pipeline& pipeline, const ksn::state& composition, const ksn::track_info& track);
 img::keycode layer_keycode(pipeline& pipeline, const ksn::state& composition, const ksn::track_info& track);
 int layer_frame_number(pipeline& pipeline, const ksn::state& composition, const ksn::track_info& track);

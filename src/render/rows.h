@@ -15,7 +15,7 @@ struct target_span {
 
 // The same columns of a layer, which do not overlap the target. A gray layer names its one plane three times. The alpha
 // is read by the alpha modes other than `ignore` and may be null in that. `weight` is the opacity on the 256 scale, 0
-// to 253; the opaque operations do not read it. `ahead` bytes behind each sample lies one that is read soon, 0 for
+// to 253; the opaque operations do not read it. `ahead` bytes after each sample lies one that is read soon, 0 for
 // none.
 struct source_span {
   const uint8_t* planes[4];
@@ -23,7 +23,7 @@ struct source_span {
   int ahead;
 };
 
-// Blends `count` samples of each of 1 to most_layers spans, the lowest layer first, and writes nothing behind them. The
+// Blends `count` samples of each of 1 to most_layers spans, the lowest layer first, and writes nothing after them. The
 // first count & ~7 samples use the bulk form of the arithmetic, the rest the tail form.
 using row_operation = void (*)(const target_span& target, const source_span* sources, int layers, int count);
 

@@ -25,8 +25,8 @@ constexpr int vector_bytes = 16;
 typedef uint8_t bytes __attribute__((vector_size(vector_bytes)));
 typedef uint16_t words __attribute__((vector_size(vector_bytes)));
 
-// What differs by instruction set: saturating sum and difference, the smaller of both, the upper half of a 16-bit
-// product, x + (x >> 7) modulo 256, and x with y taken off where s < d.
+// Operations that differ by instruction set: saturating sum and difference, the smaller of both, the upper half of a
+// 16-bit product, x + (x >> 7) modulo 256, and x with y taken off where s < d.
 #if defined(__AVX512BW__)
 bytes add(bytes x, bytes y) {
   return (bytes)_mm512_adds_epu8((__m512i)x, (__m512i)y);
@@ -382,7 +382,7 @@ void store_some(uint8_t* to, bytes v, int count) {
 }
 #endif
 
-// What an operation does with alpha besides its colours.
+// How an operation treats alpha.
 struct no_alpha {
   static constexpr bool reads = false, writes = false;
 };

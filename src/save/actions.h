@@ -7,7 +7,7 @@
 
 namespace save {
 
-// What the actions need beside document and pipeline. Every function may be empty.
+// The functions that the actions need beside document and pipeline. Every function may be empty.
 struct surroundings {
   std::function<void(const progress&)> show_progress;
   std::function<bool()> cancelled;

@@ -1,4 +1,4 @@
-// What the pictures of a save take, in bytes, and whether there is room for them.
+// The bytes that the pictures of a save take, and whether there is room for them.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@ namespace save {
 
 std::size_t bytes_of(const picture& picture);
 
-// What one frame takes while it is made, at least: its own planes and its largest source.
+// The least bytes that one frame takes while it is made: its own planes and its largest source.
 std::size_t composite_bytes(const ksn::state& composition, const render::frame_view& view);
 std::size_t layer_bytes(const ksn::track_info& track);
 

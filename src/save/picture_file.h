@@ -9,7 +9,7 @@
 
 namespace save {
 
-// What goes into a file: bytes, or floats where those are set. Neither set: there is no picture, and `failure` says why
+// The content of a file: bytes, or floats where those are set. Neither set: there is no picture, and `failure` says why
 // where that is known.
 struct picture {
   img::const_image_ptr bytes;

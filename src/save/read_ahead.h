@@ -27,7 +27,7 @@ class read_ahead {
   bool is_ready(int frame);
   // Waits until all for `frame` has been read; false when some of it could not be read.
   bool wait(int frame);
-  // Frames up to `frame` need nothing any more. What was not in the cache before leaves it.
+  // Frames up to `frame` need nothing any more. Pictures that were not in the cache before leave it.
   void release(int frame);
   // Bytes of the pictures that are held.
   std::size_t bytes();

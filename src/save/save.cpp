@@ -121,7 +121,7 @@ std::vector<cache::frame_request> sources_of_composite(const ksn::state& composi
   return list;
 }
 
-// Runs what makes and writes pictures. What fails on the way is told with what is saved, and not beside it.
+// Runs the making and writing of pictures. Failures on the way are told with the save, and not beside it.
 template <class Work>
 bool guarded(context& context, const target& target, const Work& work) {
   const render::pipeline::silence silence(context.pipeline);

@@ -20,7 +20,7 @@ struct progress {
   double seconds_left = 0.0;
 };
 
-// What a saver needs from its surroundings. `cancelled` is looked at between frames.
+// The surroundings that a saver needs. `cancelled` is looked at between frames.
 struct context {
   ksn::state& composition;
   render::pipeline& pipeline;

@@ -1,4 +1,4 @@
-// What the preview area of a window would show.
+// The picture that the preview area of a window would show.
 #pragma once
 
 #include "composition/state.h"

@@ -179,7 +179,7 @@ class sequence_save {
   std::size_t picture_bytes_;  // of the last picture, the expected ones before the first
   std::uint64_t budget_;
   int next_read_ = first_;
-  int frames_ahead_ = 1;  // behind the frame at hand
+  int frames_ahead_ = 1;  // after the frame at hand
   int written_ = 0;
   int missing_ = 0;
   bool failed_ = false;

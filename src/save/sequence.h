@@ -14,14 +14,14 @@ namespace save {
 std::string missing_frame_line(const ksn::state& composition, const std::string& path, const picture& missing);
 
 struct walk {
-  // The picture of a timeline frame, made on the main thread; none for a frame that can't be had. Memory that runs out
-  // makes it one of those, after another try with nothing else under way.
+  // The picture of a timeline frame, made on the main thread; none for a frame that could not be made. Memory that runs
+  // out makes it one of those, after another try with nothing else under way.
   std::function<picture(int frame)> make;
   // The source frames that it needs.
   std::function<std::vector<cache::frame_request>(int frame)> sources;
   // The layers that it takes pictures from.
   std::vector<int> layers;
-  // What a frame takes at least while it is made.
+  // The least bytes that a frame takes while it is made.
   std::size_t frame_bytes = 0;
 };
 

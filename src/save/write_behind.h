@@ -31,7 +31,7 @@ class write_behind {
   // Takes the oldest result when it is there, or waits for it; false when none is there, or none will come.
   bool take(result& result, bool wait);
   int pending() const { return static_cast<int>(items_.size()); }
-  // What has not begun is not written any more; it has no result.
+  // Writes that have not started are dropped; they have no result.
   void abandon();
 
  private:

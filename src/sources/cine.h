@@ -1,4 +1,4 @@
-// What a Phantom Cine file says of its frames beside their pixels: numbers, rate, and when each was taken.
+// The metadata of the frames of a Phantom Cine file: numbers, rate, and when each was taken.
 //
 // Layout (Vision Research, "The Cine File Format"): a file header of 44 bytes, a setup block, tagged blocks with
 // something for each image, the table of image positions, the images. All little-endian.

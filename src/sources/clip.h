@@ -1,4 +1,4 @@
-// What gives frames and sound beside image files: movies and camera clips.
+// Sources of frames and sound beside image files: movies and camera clips.
 #pragma once
 
 #include <memory>
@@ -33,7 +33,7 @@ class clip {
   // Whether read() can deliver reduced frames itself.
   virtual bool can_reduce() const { return false; }
   // Fills `image` with frame 0 to frames() - 1; `resolution` is 0 full, 1 half, 2 quarter, and not 0 only with
-  // can_reduce(). False when the frame can't be had. May throw the io family.
+  // can_reduce(). False when the frame can't be read. May throw the io family.
   virtual bool read(int frame, int resolution, img::image& image) = 0;
   // The whole sound of the clip in memory; null without sound, or when it can't be decoded. Throws std::bad_alloc.
   virtual std::shared_ptr<const wave_context> read_audio() { return nullptr; }
@@ -45,8 +45,8 @@ struct open_result {
   bool available = true;  // false when this build or machine has no reader for the kind
 };
 
-// What the module borrows from the program instead of its own copies: warm picture memory, row threads and the pinned
-// instruction set are one per process.
+// Services of the program that the module uses instead of its own copies: warm picture memory, row threads and the
+// pinned instruction set are one per process.
 struct module_host {
   void (*reset_image)(img::image& image, const char* letters, int bits, int width, int height);
   // Calls call(body, first, last) for stretches of 0 to `rows`; `items` samples will be touched.

@@ -1,4 +1,4 @@
-// What shapes and draws letters: Pango in the module `text`, a made-up one in tests.
+// The engine that shapes and draws letters: Pango in the module `text`, a made-up one in tests.
 #pragma once
 
 #include <cstddef>

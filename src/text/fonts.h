@@ -41,7 +41,7 @@ class fonts {
   // The family that is drawn with. Another one than was asked for, unless it is its stand-in, is reported once.
   std::string face_of(const std::string& face);
 
-  // What the kept lines may take, oldest out first; 0 keeps none.
+  // Limits the bytes of the kept lines, oldest out first; 0 keeps none.
   void limit_bytes(std::size_t bytes);
   std::size_t kept_bytes();
 

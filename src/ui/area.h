@@ -1,4 +1,4 @@
-// What a part of the window is built from. Each area has a folder of its own and one line in areas.cpp.
+// The parts that an area of the window is built from. Each area has a folder of its own and one line in areas.cpp.
 #pragma once
 
 #include <functional>

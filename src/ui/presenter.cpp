@@ -111,7 +111,7 @@ int presenter::present(present_mode mode) {
 int presenter::wait_and_blit(display& display, shared& shared, present_mode mode) {
   if (mode == present_mode::wait_blank) display.wait_vertical_blank();
   if (mode == present_mode::poll_blank) {
-    // A line above the last one read means that the beam has begun anew.
+    // A line above the last one read means that the beam has started again.
     std::optional<int> line = display.scan_line();
     while (line) {
       std::this_thread::yield();

@@ -43,7 +43,7 @@ struct surface {
   std::unique_ptr<std::uint8_t[]> pixels;
 };
 
-// What the presenter needs of a display. Main thread, but for the functions that say otherwise.
+// The functions of a display that the presenter needs. Main thread, but for the functions that say otherwise.
 class display {
  public:
   virtual ~display() = default;
@@ -98,7 +98,7 @@ class presenter {
   void shut_down();
 
  private:
-  // What the thread shares with its owner, alive for a thread that outlives its 400 ms.
+  // State that the thread shares with its owner, alive for a thread that outlives its 400 ms.
   struct shared;
 
   std::shared_ptr<display> display_;

@@ -1,4 +1,4 @@
-// What the window shows.
+// The picture that the window shows.
 #pragma once
 
 #include <cstdint>

@@ -48,7 +48,7 @@ class window {
   redraw pass(int elapsed_milliseconds, bool live);
 
   // Draws the whole client area at a time of the timeline into `target`, which becomes an 8-bit picture of that size
-  // with the planes of a composite. `times` may be null. What it returns is owed after this picture.
+  // with the planes of a composite. `times` may be null. Returns what is owed after this picture.
   redraw draw(img::image& target, math::point size, double time, render::frame_times* times);
 
   mouse_handler* hit_test(math::point point);

@@ -114,7 +114,7 @@ TEST_F(command_line, command_files) {
 }
 
 TEST_F(command_line, standard_streams) {
-  // What could not be printed is an error, and nothing that is opened takes the place of a stream.
+  // Failing to print is an error, and no file that is opened takes the place of a stream.
   const support::outcome full = run_shell("", {"--print_fields=global", "--fps=0", "--exit=status"}, ">/dev/full");
   EXPECT_EQ(full.error_lines(),
             (strings{"Invalid value \"0\" for global field \"fps\"", "\"standard output\": No space left on device"}));

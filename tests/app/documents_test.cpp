@@ -102,7 +102,7 @@ TEST_F(documents, lists_outlast_the_runs) {
   EXPECT_EQ(shown(run({"--open_recent=2", "--print_field=1:name"})), "1:name=one\n");
   EXPECT_EQ(shown(run({"--open_recent=1", "--print_field=1:name"})), "1:name=one\n");
 
-  // What a run replaces can be had back in a later one.
+  // A document that a run replaces can be opened again in a later one.
   EXPECT_EQ(shown(run({"c.tga", "--name=lost", "--new_composition"})), "");
   EXPECT_EQ(shown(run({"--open_unsaved=1", "--print_field=1:name"})), "1:name=lost\n");
 

@@ -1,4 +1,4 @@
-// What the program says of a film frame, from outside.
+// The information that the program prints of a film frame, from outside.
 #include <algorithm>
 
 #include "img/formats/dpx/files.h"

@@ -68,7 +68,7 @@ class window : public testing::Test {
     EXPECT_EQ(program.program().wait_for_end(), 0) << program.errors();
   }
 
-  // What the compositor says that the preview area shows.
+  // The picture of the preview area by the compositor.
   screenshot preview_of(window_program& program) {
     std::filesystem::remove(folder / "screen.png");
     program.key("F9");
@@ -310,7 +310,7 @@ TEST_F(window, shows_a_pixel_as_a_pixel_on_screens_of_any_scale) {
   }
 }
 
-// The driver of a machine without a graphics card stands in for one. What it leaks can't be told apart: it is unloaded
+// The driver of a machine without a graphics card stands in for one. Its leaks can't be told apart: it is unloaded
 // before the process ends.
 TEST_F(window, shows_the_same_through_opengl) {
   picture("a.tga", 301, 200);

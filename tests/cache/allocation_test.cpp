@@ -110,7 +110,7 @@ TEST(allocation, a_cache_that_is_gone_is_not_asked) {
     }
     if (cache.queue_size() >= before) std::exit(14);
   }
-  // What can't be had at all empties 16 places and tells so.
+  // A size that no machine has empties 16 places, and the caller is told.
   if (::operator new (std::size_t{1} << 40, std::nothrow)) std::exit(15);
   try {
     ::operator delete(::operator new (std::size_t{1} << 40));

@@ -66,7 +66,7 @@ void check(const std::string& scope, const std::vector<row>& rows, const std::st
           refused ? strings{"Invalid value \"" + text + "\" for " + table + " field \"" + r.field + "\""} : strings{})
           << name << "=" << text;
       EXPECT_EQ(tried.field(name), value) << name << "=" << text;
-      // What was read can be set again.
+      // A value that was read can be set again.
       tried.run({"--" + name + "=" + value});
       EXPECT_EQ(tried.errors, strings{}) << name << "=" << value;
       EXPECT_EQ(tried.field(name), value) << name;

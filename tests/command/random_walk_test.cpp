@@ -138,7 +138,7 @@ class walk {
     document_.doc.set_current_time(below(document_.doc.tm_n + 2) + below(4) * 0.25);
     return "select";
   }
-  // What only the mouse does.
+  // Changes that only the mouse makes.
   std::string gesture() {
     switch (below(4)) {
       case 0:

@@ -22,7 +22,7 @@ inline file_versions of_archive(int archive) {
   return {archive, all, all, all, all, all, all, all};
 }
 
-// What becomes of the integers that have a range.
+// The values that integers with a range become.
 enum class number_choice { as_listed, below, above };
 
 struct table_row {

@@ -54,7 +54,7 @@ TEST(persistence, a_composition_comes_back_the_same) {
   }
 }
 
-// What the layer holds in a document of its own, read back from both forms.
+// The layer in a document of its own, read back from both forms.
 TEST(persistence, pictures_and_sound_are_in_binary_files_only) {
   using ksn::source_type;
   const temp_folder folder;
@@ -162,7 +162,7 @@ TEST(persistence, settings_start_the_first_document) {
     EXPECT_EQ(found.settings.default_aspect, (std::map<std::pair<int, int>, double>{{{720, 576}, 1.5}}))
         << "0 is no aspect";
   }
-  // What a file holds in front of its broken place is taken.
+  // The values before a broken place in a file are taken.
   std::string text = read_file(folder / "a.xml");
   text.resize(text.find("default_frame_base"));
   write_file(folder / "a.xml", text);

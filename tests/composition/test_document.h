@@ -26,7 +26,7 @@ inline std::string tga(bool with_alpha = false, int width = 4, int height = 3) {
   return file + std::string(static_cast<std::size_t>(width * height * (with_alpha ? 4 : 3)), '\x40');
 }
 
-// What the hooks of a document were asked for is noted down.
+// A document whose hooks note their calls.
 struct document : ksn::state {
   std::vector<std::string> errors;
   std::vector<std::string> dropped;  // paths, folders with a closing separator, "all"

@@ -140,7 +140,7 @@ class Box:
         return contents(self.path("reference_" + extension))
 
     def judge(self, folder, reference, result=None, killed=False):
-        """What is there is right, and what is not there was told."""
+        """Every file that is there is right, and every one that is missing was told."""
         found = contents(folder)
         parts = [name for name in found if name.endswith(".part")]
         self.expect(killed or not parts, "left behind: " + " ".join(parts))

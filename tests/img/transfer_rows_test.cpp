@@ -106,8 +106,8 @@ TEST(transfer_rows, every_byte_finds_its_entry_and_widens_to_ten_bits) {
   });
 }
 
-// What trilinear interpolation keeps exactly, a different function of the coordinates for each channel, and the largest
-// value, whose sum needs all bits.
+// Functions that trilinear interpolation keeps exactly, a different function of the coordinates for each channel, and
+// the largest value, whose sum needs all bits.
 TEST(transfer_rows, cube_interpolates_exactly_and_rounds_once) {
   std::vector<std::uint16_t> cube;
   for (int r = 0; r < 17; ++r) {

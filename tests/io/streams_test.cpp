@@ -310,7 +310,7 @@ TEST(part_file, appears_whole_or_not_at_all) {
   }
   EXPECT_EQ(support::read_file(target), "old");
   EXPECT_FALSE(std::filesystem::exists(target + ".part")) << "what failed leaves nothing behind";
-  // What a killed program left is taken over.
+  // A part file that a killed program left is taken over.
   support::write_file(target + ".part", "of another");
   {
     io::part_file part(target);

@@ -341,7 +341,7 @@ TEST(clock, sweep_and_ahead_touch) {
     ASSERT_TRUE(loop.s.composition.doc.forward);
     EXPECT_EQ(loop.order(), "6 7 5 4 3 2 1 0 ");
   }
-  // What is not cached, or not there, is not touched.
+  // Frames that are not cached, or not there, are not touched.
   for (const int which : {0, 1, 2}) {
     cached_loop loop(0, 8);
     if (which == 0) loop.track.look.visible = false;

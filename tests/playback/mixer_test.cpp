@@ -115,7 +115,7 @@ TEST(mixer, every_sample_of_a_second) {
   }
 }
 
-// What one tick plays later is what the next tick plays at once, wherever between two samples the sound began.
+// One tick's later sound is what the next tick plays at once, wherever between two samples the sound began.
 TEST(mixer, ticks_join_without_a_step) {
   const ksn::track_info track = layer_of(ramp(30000), 16, 1, 44100);
   std::vector<std::int16_t> out(2);

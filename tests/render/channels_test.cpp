@@ -14,7 +14,7 @@ std::string name_of(view_type channels) {
   return std::string(ksn::word_of(channels));
 }
 
-// What each value makes of the colours; letters name the source plane, 0 is black, Y the luminance.
+// The planes that each value shows; letters name the source plane, 0 is black, Y the luminance.
 const std::map<view_type, std::string> made_of{
     {view_type::b_grayscale, "BBB"}, {view_type::b_color, "B00"}, {view_type::b_hidden, "0GR"},
     {view_type::g_grayscale, "GGG"}, {view_type::g_color, "0G0"}, {view_type::g_hidden, "B0R"},

@@ -149,7 +149,7 @@ TEST_F(compositor_test, modes_and_opacity_come_from_the_layer) {
   for (int p = 0; p < 5; ++p) EXPECT_EQ(support::samples(frame, p), std::vector<int>(64, expected[p])) << p;
 }
 
-// What an opaque plate hides need not be drawn; what shows beside it, through its crop or in its depth must.
+// A layer that an opaque plate hides need not be drawn; what shows beside it, through its crop or in its depth must.
 TEST_F(compositor_test, hidden_layers) {
   ksn::track_info& lower = add(support::picture("BGRAZ", 12, 9, {1, 1, 1, 1, 90}));
   lower.placement.border = true;

@@ -56,7 +56,7 @@ img::lookup_table inverting_curves() {
   return table;
 }
 
-// What a layer may ask for beside its frame, with the blue, green, red (and alpha) that 100, 150, 200 become.
+// The changes that a layer may ask for, with the blue, green, red (and alpha) that 100, 150, 200 become.
 struct treatment {
   const char* name;
   std::function<void(ksn::track_info&)> change;
@@ -105,7 +105,7 @@ const treatment treatments[] = {
      {168, 202, 229, 0}},
 };
 
-// An untouched 8-bit frame is the cached picture itself. A private one is made anew when what it is made from changes,
+// An untouched 8-bit frame is the cached picture itself. A private one is made again when what it is made from changes,
 // and only then.
 TEST_F(pipeline_test, pictures_and_what_they_are_made_from) {
   for (const treatment& c : treatments) {

@@ -113,7 +113,7 @@ TEST_F(studio, a_composite_sequence_is_written_whole) {
     EXPECT_GE(shown[static_cast<std::size_t>(i)].seconds_left, 0.0);
   }
   EXPECT_EQ(saved, text_list{out("deep/c.###.tga")});
-  // What the save read has left the cache; what was there before stays.
+  // Pictures that the save read have left the cache; those that were there before stay.
   EXPECT_EQ(frames.queue_size(), 0u);
   for (int t : {0, 1})
     pipeline.layer_image(composition, composition.doc.track_at(0), t, ksn::cache_resolution_type::full);
@@ -248,7 +248,7 @@ TEST_F(studio, nothing_is_saved_without_an_input_of_the_line) {
       {{"--layer_replace_with=" + none, save}, {open_line, save_line}, false},
       {{none, "--save_layer_as=" + out("c.tga")}, {open_line, save_line}, false},
       {{"--save_incomplete=1", none, save, "--save_incomplete=0"}, {open_line}, true},
-      // What the document was to hold is another matter after that.
+      // The document itself is another matter after that.
       {{none, "--layer_delete_all", save}, {open_line}, true},
       {{none, "--new_composition", save}, {open_line}, true},
       // And so is what another line asked for.
@@ -411,7 +411,7 @@ TEST_F(studio, floats_pass_through_where_both_ends_hold_them) {
   for (int p = 0; p < 3; ++p) std::fill_n(bright.data[p].as<std::uint16_t>(), 16, std::uint16_t{0x4200});  // 3.0
   const std::string source = folder / "bright.exr";
   img::save(bright, source, nullptr, {});
-  // What works on bytes in the layer's way takes the picture through bytes.
+  // An operation on bytes in the layer's way takes the picture through bytes.
   for (const std::string setting : {"--opacity=100", "--layer_channels=luma", "--invert_color=1"}) {
     run({"--layer_delete_all", source, setting});
     EXPECT_EQ(run({"--wa_begin=0", "--wa_end=1", "--save_frame_as=" + out("c.exr"), "--save_layer_as=" + out("d.exr")}),

@@ -172,7 +172,7 @@ TEST(cine, samples_that_nobody_here_made) {
     const char* timecode;
     const char* time;
   };
-  // What the bytes of the files say, read by eye.
+  // Values read from the bytes of the files by eye.
   const row rows[] = {
       {"cine/chart1.cine", 1, -123, 25.0, "10:38:04:08", "2000-07-13 10:38:04.322456 UTC"},
       {"cine/cine_781.cine", 15, -5417, 90000.0, "03:54:33:26", "2019-02-26 23:17:25.923956 UTC"},

@@ -1,4 +1,4 @@
-// What the pixels of a movie become: matrix and range by the stream's tags, alpha, and precision to the last step.
+// The pixels of movies: matrix and range by the stream's tags, alpha, and precision to the last step.
 #include <gtest/gtest.h>
 
 #include <cmath>

@@ -185,7 +185,7 @@ TEST_F(movie, times_that_jitter_stay_in_their_frames) {
   }
 }
 
-// What the process has read from files so far.
+// The bytes that the process has read from files so far.
 long long bytes_read() {
   std::ifstream file("/proc/self/io");
   std::string name;

@@ -1,4 +1,4 @@
-// What a call that should fail says.
+// The text of a call that should fail.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -22,7 +22,7 @@ std::string failure_of(const std::string& source, Call&& call) {
   return {};
 }
 
-// What the reading of a picture says, a message of the io family, which must name the file; "no failure" when the
+// The message of reading a picture, of the io family, which must name the file; "no failure" when the
 // picture could be read.
 inline std::string load_failure(const std::string& path, const img::layer& layer = {}) {
   img::image image;

@@ -149,7 +149,7 @@ class made_up_desktop : public platform::desktop {
   bool text_input = false;
 
  private:
-  // What happens while a menu or a dialog is open.
+  // Called while a menu or a dialog is open.
   void modal() {
     if (events.capture_lost) events.capture_lost();
     if (events.modal_tick) events.modal_tick();

@@ -108,7 +108,7 @@ TEST(presenter, shows_in_each_mode) {
     bool other_thread;
     int waits;
     int polls;
-    std::deque<std::optional<int>> lines = {700, 800, 10, 20};  // of the beam, which has begun anew at 10
+    std::deque<std::optional<int>> lines = {700, 800, 10, 20};  // of the beam, which has started again at 10
   };
   const row rows[] = {
       {present_mode::immediate, false, false, 0, 0},

@@ -19,7 +19,7 @@ struct outline {
 // Red, green, blue, alpha, each 0 to 1.
 using paint = std::array<double, 4>;
 
-// What is filled first and stroked then. Strokes have round ends and joins. A paint with alpha 0 draws nothing.
+// A shape that is filled first and then stroked. Strokes have round ends and joins. A paint with alpha 0 draws nothing.
 struct shape {
   std::vector<outline> outlines;
   paint fill{};

@@ -108,7 +108,7 @@ class scanner {
   }
 };
 
-// What is not drawn as an editor shows it must not be there.
+// Content that would not be drawn as an editor shows it is refused.
 void check_attributes(const element& at) {
   constexpr std::string_view known[] = {
       "xmlns",   "width", "height", "viewBox", "color",        "data-states", "data-plate", "data-anchor", "data-lit",
@@ -123,7 +123,7 @@ void check_attributes(const element& at) {
   }
 }
 
-// What elements hand down to those inside.
+// The style that elements hand down to those inside.
 struct style {
   std::string fill = "#000";
   std::string stroke = "none";

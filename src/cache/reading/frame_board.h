@@ -1,4 +1,4 @@
-// What is known of every source frame of every layer, for whoever draws it.
+// The state of every source frame of every layer, for whoever draws it.
 #pragma once
 
 #include <cstdint>

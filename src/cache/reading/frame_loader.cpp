@@ -124,7 +124,7 @@ void frame_loader::look_at(const ksn::state& composition, int head) {
   playing_ = composition.doc.playing;
 }
 
-// A play that leaves frames out shows what can be decoded in time. What would be read ahead of it comes too late as
+// A play that leaves frames out shows what can be decoded in time. Frames read ahead of it would come too late as
 // well, and takes the processors from the frame that is due.
 void frame_loader::note_steps(const ksn::state& composition, int steps) {
   skips_ = (skips_ << 1 | (steps > 1)) & ((1u << judged_frames) - 1);

@@ -1,4 +1,4 @@
-// What is worth reading next: ahead of the play head, around it, what the user asked for, and the rest of the work
+// Decides what to read next: ahead of the play head, around it, what the user asked for, and the rest of the work
 // area.
 #pragma once
 
@@ -37,7 +37,7 @@ class frame_loader {
   // Drops all that is not being read. Nothing is read ahead before the position, the document or the play changes.
   void stop();
 
-  // Frames have left the memory, or may be tried again, whose place in the order has gone by: looks through all anew.
+  // Frames have left the memory, or may be tried again, whose place in the order has gone by: looks through all again.
   void look_again() { identity_ = 0; }
 
   // Once a turn. `time`: of the frame that is shown.

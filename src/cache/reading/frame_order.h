@@ -8,7 +8,7 @@
 namespace cache {
 
 // The frames of a work area, `first` to `end` - 1, as they come from the play head `head`, which lies in it. Step 0 is
-// the head's own frame. Plain values: an order is made anew for each head.
+// the head's own frame. Plain values: each head gets a new order.
 struct play_order {
   int first = 0;
   int end = 0;

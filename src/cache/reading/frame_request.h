@@ -28,7 +28,7 @@ img::const_image_ptr read_directly(const frame_request& request);
 // The file behind the frame.
 std::string file_of(const frame_request& request);
 
-// What may hang together: a folder of files, or a clip.
+// The source whose reads may hang together: a folder of files, or a clip.
 std::string source_of(const frame_request& request);
 
 // Whether two requests would read the same file or frame of a clip: what is made from it may differ.

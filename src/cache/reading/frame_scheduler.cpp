@@ -324,7 +324,7 @@ void frame_scheduler::read_frame_of(read& read, bool on_one_thread, bool& out_of
   read.why = std::move(why);
 }
 
-// What nobody is about to see is read only where memory is left, for the others that are being read too.
+// A frame that nobody is about to see is read only where memory is left, for the others that are being read too.
 bool frame_scheduler::leaves_memory_alone(const read& read) {
   if (read.owner != frame_owner::preload && read.owner != frame_owner::rest) return false;
   return cache_.is_full(count().reading);
@@ -431,7 +431,7 @@ void frame_scheduler::work(crew& crew) {
     try {
       take_read(crew, taken);
     } catch (const std::bad_alloc&) {
-      // What was asked for stays in its list, or is asked for again.
+      // The request stays in its list, or is made again.
     }
     if (taken) {
       call_crews();

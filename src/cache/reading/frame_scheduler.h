@@ -46,7 +46,7 @@ struct scheduler_options {
 // Requests stand in a list for each owner. A free thread takes the first of the most urgent list that may begin: one
 // that nobody reads already, that is not in memory, and whose source is not at its limit. A clip that decodes in order
 // has one read at a time; of all others as many run as keep the processors busy, and where reads wait for a disk or
-// server instead, as many as there are readers. What the thread times say of a source decides, read by read. While the
+// server instead, as many as there are readers. The thread times of a source decide, read by read. While the
 // frame that the user waits for is being decoded, on every processor, nothing else begins.
 //
 // A read that takes longer than hang_after counts as hanging: it keeps its thread, another one takes its place among
@@ -66,7 +66,7 @@ class frame_scheduler {
   // Replaces what the owner wanted and nobody has begun to read. In the order in which they shall be read. With `more`
   // the owner is woken when few of them are left.
   void want(frame_owner owner, std::vector<frame_request> requests, bool more = false);
-  // The same behind what the owner wants already.
+  // The same, after what the owner wants already.
   void add(frame_owner owner, std::vector<frame_request> requests, bool more = false);
   void cancel(frame_owner owner) { want(owner, {}); }
   // Drops what playback, preloading and the rest want, of one layer or of all. Reads at hand are finished.

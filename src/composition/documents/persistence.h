@@ -22,13 +22,13 @@ void save_composition(const state& composition, const std::string& path);
 // a source. A document that was replaced has no file name; the working folder stays.
 void load_composition(state& composition, const std::string& path, bool file_present);
 
-// The bodies of those two, for archives in memory, without header and footer. What is read is stored field by field as
+// The bodies of those two, for archives in memory, without header and footer. The result is stored field by field as
 // it stands; nothing is opened.
 void read_composition(io::binary_iarchive& archive, composition_view& stored);
 void read_composition(io::xml_iarchive& archive, composition_view& stored);
 void write_composition(io::binary_oarchive& archive, const composition_view& stored);
 void write_composition(io::xml_oarchive& archive, const composition_view& stored);
-// What holds for the document (composition/invariants.h) holds then, whatever `stored` was read from.
+// The invariants of the document (composition/invariants.h) hold then, whatever `stored` was read from.
 void put_within_bounds(composition_view& stored);
 
 constexpr const char* settings_file_name = "kestrin.settings.dat";

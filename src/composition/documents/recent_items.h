@@ -1,4 +1,4 @@
-// What was used recently, and documents that were replaced before they were saved. All of it is in one folder, which
+// Recently used files, and documents that were replaced before they were saved. All of it is in one folder, which
 // several instances share: each change is made under a lock to what is there at that moment.
 #pragma once
 

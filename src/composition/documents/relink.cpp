@@ -31,7 +31,7 @@ bool stands_at(const track_info& track, const std::string& path) {
          platform::file_exists(path + std::string(track.source.names.back()));
 }
 
-// What a move did to the path of one layer, tried first on the next one.
+// The change that a move made to the path of one layer, tried first on the next one.
 struct move {
   std::string from;
   std::string to;

@@ -18,7 +18,7 @@
 
 namespace ksn {
 
-// What a composition file holds; the rest are settings.
+// The contents of a composition file; the rest are settings.
 struct composition_record {
   composition_view& stored;
 };
@@ -214,7 +214,7 @@ void settle_timeline(composition_view& stored) {
   stored.doc.tm_t = std::clamp(finite(stored.doc.tm_t, 0.0), 0.0, static_cast<double>(stored.doc.tm_n));
 }
 
-// What compositions do not hold goes on from the present document.
+// Values that compositions do not hold are kept from the present document.
 composition_view with_settings_of(const composition_view& present) {
   composition_view stored;
   stored.settings = present.settings;
@@ -224,8 +224,8 @@ composition_view with_settings_of(const composition_view& present) {
   return stored;
 }
 
-// Opens what the layer reads from again. What can't be opened stands as none and keeps what it was; 0, or an error
-// code.
+// Opens what the layer reads from again. A source that can't be opened stands as none and keeps what it was; 0, or an
+// error code.
 int open_source(state& composition, track_info& track) {
   layer_source& source = track.source;
   int error = 0;

@@ -11,7 +11,7 @@
 
 namespace ksn {
 
-// What the settings file holds.
+// The contents of the settings file.
 struct settings_record {
   composition_view& stored;
 };

@@ -1,4 +1,4 @@
-// What the document asks of the frame cache for its layers.
+// Requests of the document to the frame cache for its layers.
 #pragma once
 
 #include "composition/state.h"

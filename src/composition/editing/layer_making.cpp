@@ -93,7 +93,7 @@ bool state::add_forced_sequence(const std::string& path) {
 }
 
 void state::enter_stack(track_info record, bool apply_default_aspect) {
-  // What the file tells goes before what is usual for its size.
+  // The file's own value goes before the usual one for its size.
   if (apply_default_aspect && record.placement.aspect == 1.0)
     record.placement.set_aspect(settings.default_aspect_for(record.source.width, record.source.height));
   if (record.placement.crop_wh.x <= 0) record.placement.crop_wh.x = std::max(record.source.width, 1);

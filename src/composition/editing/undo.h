@@ -23,7 +23,7 @@ struct source_choices {
   bool operator==(const source_choices&) const = default;
 };
 
-// What a gesture may change of a layer that exists.
+// The parts of an existing layer that a gesture may change.
 struct layer_values {
   std::string name;
   int group_id = 0;
@@ -102,7 +102,7 @@ class undo_action {
   std::optional<deleted_layers> deleted_;
 };
 
-// What a gesture starts from: made before it, and told when it has ended.
+// The state that a gesture starts from: made before it, and told when it has ended.
 //
 //   ksn::undo_capture before(composition);
 //   ... change what is selected ...

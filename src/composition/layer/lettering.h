@@ -1,4 +1,4 @@
-// What a text layer says, and how.
+// The text of a text layer, and its style.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// What gives a layer its pictures and its sound.
+// The source of a layer's pictures and sound.
 #pragma once
 
 #include <cstdint>
@@ -28,7 +28,7 @@ struct r3d_color_settings {
   bool operator==(const r3d_color_settings&) const = default;
 };
 
-// What is known of the frames of a layer, one byte for each source frame: 1 stored, 2 drawn on, 3 the load failed, 0
+// The state of the frames of a layer, one byte for each source frame: 1 stored, 2 drawn on, 3 the load failed, 0
 // unknown. May be shorter than the source: what is not there is unknown. A copy of a layer starts without knowledge, so
 // that copying one of 100,000 frames costs nothing, and layers are equal whatever is known of them.
 class frame_table : public std::vector<std::uint8_t> {
@@ -48,7 +48,7 @@ class frame_table : public std::vector<std::uint8_t> {
 // Copies share what is open and the pictures that are made inside.
 struct layer_source {
   ksn::source_type type = ksn::source_type::none;
-  // What a source was that could not be opened again with its document; it stands as none and is stored as it was.
+  // The former kind of a source that could not be opened again with its document: shown as none, stored as it was.
   ksn::source_type missing_type = ksn::source_type::none;
   int frames = 0;     // 1 for a still
   int fpcs = 0;       // hundredths of a frame per second that it was opened with
@@ -85,7 +85,7 @@ struct layer_source {
   bool is_clip() const;
   bool has_audio() const { return audio != nullptr; }
 
-  // Becomes another source. What the user chose for the layer stays, as far as the new source has it.
+  // Becomes another source. The user's choices for the layer stay, as far as the new source has them.
   void take(layer_source fresh);
 
   // Path of a name of a sequence, which must have that many.

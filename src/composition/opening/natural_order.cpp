@@ -30,7 +30,7 @@ std::size_t common_suffix(std::string_view a, std::string_view b, std::size_t li
       std::mismatch(a.rbegin(), a.rbegin() + static_cast<std::ptrdiff_t>(limit), b.rbegin()).first - a.rbegin());
 }
 
-// Fills `keys` when all names are the same text in front of and behind one run of digits.
+// Fills `keys` when all names are the same text before and after one run of digits.
 template <class Names>
 bool number_keys(const Names& names, std::vector<numbered_name>& keys) {
   const std::string_view model = names[0];

@@ -29,7 +29,7 @@ struct found_files {
   int error = 0;          // errno of a folder that can't be listed
 };
 
-// Whether natural order compares the wildcards of a pattern as one number: behind a `*` the others stand at no fixed
+// Whether natural order compares the wildcards of a pattern as one number: after a `*` the others stand at no fixed
 // place.
 bool compares_by_value(std::string_view pattern) {
   const std::size_t first = pattern.find_first_of("?*");

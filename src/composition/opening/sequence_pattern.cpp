@@ -26,7 +26,7 @@ bool find_number(std::string_view name, std::size_t& first, std::size_t& end) {
   return true;
 }
 
-// Reads an int with an optional sign; moves `text` behind it.
+// Reads an int with an optional sign; moves `text` past it.
 bool read_number(std::string_view& text, std::int64_t& value) {
   const bool negative = !text.empty() && text.front() == '-';
   std::size_t i = negative ? 1 : 0;

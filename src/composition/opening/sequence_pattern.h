@@ -1,5 +1,5 @@
 // Frame numbers in file names. A pattern is a name with wildcards in place of its number: `?` for one digit, or for the
-// sign if it comes first, `*` for that and all digits behind it.
+// sign if it comes first, `*` for that and all digits after it.
 #pragma once
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 
 namespace ksn {
 
-// What no frame number is.
+// A value that no frame number has.
 constexpr int no_number = static_cast<int>(0x80000000u);
 
 // The frame number of `name` under a pattern, or no_number. Letters without regard to case.

@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::string_view eye_words[2] = {"left", "right"};
 
-// `name` as the other eye has it: the whole name, or its ending behind a dot. `eye` becomes the eye of `name`.
+// `name` as the other eye has it: the whole name, or its ending after a dot. `eye` becomes the eye of `name`.
 std::optional<std::string> other_layer_name(const std::string& name, int& eye) {
   for (eye = 0; eye < 2; ++eye) {
     const std::string_view word = eye_words[eye];

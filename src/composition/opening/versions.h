@@ -8,7 +8,7 @@
 
 namespace ksn {
 
-// A version token within a name: `v` or `V` and digits, at the start or behind `_`, up to the end or `_`. In a file's
+// A version token within a name: `v` or `V` and digits, at the start or after `_`, up to the end or `_`. In a file's
 // name a dot ends it too. Stores where it stands; false for a name without one.
 bool find_version_token(std::string_view name, bool is_file, std::size_t& first, std::size_t& length);
 // `text` with every such token that equals `from` replaced.

@@ -38,7 +38,7 @@ std::string cube_lines(const lookup_table& table) {
                            std::string(is_3d ? "Invalid 3D table size" : "Invalid 1D table size") + ": " + found);
 }
 
-// What the keywords before the data say.
+// The keywords before the data.
 struct cube_header {
   int size3 = 0;
   int size1 = 0;

@@ -56,7 +56,7 @@ void lookup_table::set_3d(std::span<const std::uint16_t> values, bool output_srg
 }
 
 void lookup_table::set_raw(std::vector<std::uint16_t> cube, bool srgb3, std::vector<double> curves, bool srgb1) {
-  // What is used as an index of 14 bits must be one, whatever an archive held.
+  // An index of 14 bits must be one, whatever an archive held.
   points_ = points_of(cube.size());
   if (points_ != 0) {
     for (std::size_t i = 0; i < cube.size(); ++i) {

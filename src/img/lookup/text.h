@@ -1,4 +1,4 @@
-// What the text forms of lookup tables share: lines, numbers, resampling.
+// Helpers of the text forms of lookup tables: lines, numbers, resampling.
 //
 // Numbers are read and written the same in every locale. Readers hold no more memory than the text itself justifies: a
 // size that the text states is only compared with what came.

@@ -125,7 +125,7 @@ std::uint64_t memory_readings::available(std::uint64_t address_space_limit) cons
   char buffer[system_file::most_bytes];
   const std::uint64_t swap = number_of(machine_.read(buffer), "SwapFree:", 0) * 1024;
   const room all = machine();
-  // What tells nothing limits nothing.
+  // A file that says nothing sets no limit.
   std::uint64_t bytes = all.size == 0 ? UINT64_MAX : all.free + swap;
   for (const control_group& group : groups_) bytes = std::min(bytes, of(group).free);
   if (address_space_limit) bytes = std::min(bytes, address_space(address_space_limit).free);

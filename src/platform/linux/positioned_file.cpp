@@ -13,8 +13,8 @@ namespace {
 // Piece that is read around the cache before the cache is tried again.
 constexpr std::size_t direct_bytes = 4u << 20;
 
-// What the page cache holds of the stretch from its begin on, without waiting for the disk; 0 for nothing, -1 when the
-// file system can't tell. The system answers a miss by reading ahead as much as was asked for. So the pieces begin
+// Reads what the page cache holds from the start of the stretch, without waiting for the disk; 0 for nothing, -1 when
+// the file system can't tell. The system answers a miss by reading ahead as much as was asked for. So the pieces begin
 // small and double: what comes into the cache is never more than what was there.
 std::int64_t read_cached(int fd, char* buffer, std::size_t count, std::int64_t offset) {
   std::size_t done = 0;

@@ -26,7 +26,7 @@ namespace {
 constexpr std::chrono::seconds lost_patience(10);  // for a document to be filed
 
 std::atomic<bool> watching = false;
-// What is called when the connection breaks. Main thread.
+// Called when the connection breaks. Main thread.
 std::function<void()>& lost_connection() {
   static std::function<void()> function;
   return function;

@@ -8,7 +8,7 @@ struct xcb_connection_t;
 namespace platform {
 
 // Qt ends the process when it can't connect to a display, so that is tried first. A connection to an X display stays
-// until Qt has its own: some servers begin anew, and refuse connections meanwhile, when their last one is closed.
+// until Qt has its own: some servers start over, and refuse connections meanwhile, when their last one is closed.
 class display_probe {
  public:
   display_probe();

@@ -7,7 +7,7 @@
 
 namespace platform {
 
-// What the program does with an event may open a menu or a dialog, whose own loop must not run inside of the toolkit's
+// The program's answer to an event may open a menu or a dialog, whose own loop must not run inside of the toolkit's
 // delivery of that event: clock and hand-over would stand still. So events wait here until that is over. Main thread.
 class event_queue {
  public:

@@ -17,7 +17,7 @@ int modifiers_now();
 
 // Shift, Ctrl, Alt or Caps Lock alone.
 bool is_modifier_key(const QKeyEvent& event);
-// What is held down after the event of such a key.
+// The modifiers that are down after the event of such a key.
 int modifiers_after(const QKeyEvent& event, bool pressed);
 
 }  // namespace platform

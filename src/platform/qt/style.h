@@ -1,4 +1,4 @@
-// What menus, dialogs and the frame of the window look like.
+// The look of menus, dialogs and the frame of the window.
 #pragma once
 
 class QApplication;

@@ -41,7 +41,7 @@ struct number_form {
   long long width = 0;
 };
 
-// What may follow a key of numbers, up to its end.
+// The text that may follow a key of numbers, up to its end.
 std::optional<number_form> parse_form(std::string_view text) {
   number_form form{};
   if (!text.empty() && (text[0] == '+' || text[0] == '-')) {

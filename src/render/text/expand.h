@@ -1,4 +1,4 @@
-// The fields of a text layer: what stands between braces is filled anew for every frame.
+// The fields of a text layer: what stands between braces is filled in again for every frame.
 #pragma once
 
 #include <ctime>

@@ -42,7 +42,7 @@ void cover_pixel(img::image& target, std::size_t at, lib::color color, int cover
   stored = static_cast<std::uint8_t>((mix.total + 127) / 255);
 }
 
-// What is drawn of the mask with its corner at a place, as far as it lies in the picture.
+// Draws the mask with its corner at a place. Returns the part that lies in the picture.
 math::rectangle cover(img::image& target, const text::mask& mask, int left, int top, lib::color color) {
   const math::rectangle area =
       math::intersect({left, top, left + mask.width, top + mask.height}, {0, 0, target.width, target.height});

@@ -217,8 +217,8 @@ bool measure(const stream_choice& choice, int fallback_rate, timing& result) {
   result.origin = head.first;
   result.delayed = head.without_presentation;
 
-  // What the header says of the end may be wrong: the last packets that can be read decide. The first jump may land
-  // behind some of the pictures that are shown last, so a second one goes back for them.
+  // The end in the header may be wrong: the last packets that can be read decide. The first jump may land
+  // after some of the pictures that are shown last, so a second one goes back for them.
   packet_span tail;
   constexpr long long everything = std::numeric_limits<long long>::max();
   if (av_seek_frame(file, choice.stream, everything / 2, AVSEEK_FLAG_BACKWARD) >= 0)

@@ -18,7 +18,7 @@ struct stream_choice {
   std::unique_ptr<opening_guard> guard;  // outlives the file, which asks it
   format_ptr file;
   int stream = -1;  // index of the video or audio stream
-  // What the container says of the colours, which counts where the codec says nothing.
+  // The colours by the container, which count where the codec says nothing.
   AVColorSpace color_space = AVCOL_SPC_UNSPECIFIED;
   AVColorRange color_range = AVCOL_RANGE_UNSPECIFIED;
 };

@@ -1,4 +1,4 @@
-// What the media module exports.
+// The exports of the media module.
 #include <atomic>
 
 #include "sources/clip.h"

@@ -77,13 +77,13 @@ const AVFrame* reader::find(int frame) {
   // The index of a container may count in decoding order, or know no key frame near enough: each try begins earlier.
   const long long second = av_rescale_q(1, {1, 1}, timing_.time_base);
   for (const long long back : {0LL, second, 4 * second, 16 * second, 64 * second, -1LL}) {
-    // Program and transport streams give few pictures a time of their own: behind a jump the first of them are guesses.
+    // Program and transport streams give few pictures a time of their own: after a jump the first of them are guesses.
     const bool needs_run_up = std::strncmp(input_.file->iformat->name, "mpeg", 4) == 0;
     if (back == 0 && needs_run_up && frame > 0) continue;
     const bool from_start = back > 0 && timing_.time_of(frame) - back <= timing_.origin;
     if (from_start || (timing_.counted && back >= 0) || !seek(frame, back)) continue;
     if (const AVFrame* picture = advance_to(frame)) return picture;
-    // The stream ended behind a picture that comes before the frame: going back further finds no more.
+    // The stream ended after a picture that comes before the frame: going back further finds no more.
     if (held_number_ >= 0 && held_number_ < frame) break;
   }
   next_ = -1;
@@ -120,7 +120,7 @@ bool reader::decode(AVFrame* out, int& number) {
       if (out->flags & AV_FRAME_FLAG_DISCARD) continue;
       if (out->colorspace == AVCOL_SPC_UNSPECIFIED) out->colorspace = input_.color_space;
       if (out->color_range == AVCOL_RANGE_UNSPECIFIED) out->color_range = input_.color_range;
-      // A picture without a time stands behind the one before it.
+      // A picture without a time follows the one before it.
       if (time == AV_NOPTS_VALUE && decoded_number_ < 0) continue;
       number = time == AV_NOPTS_VALUE ? decoded_number_ + 1 : timing_.frame_at(time);
       decoded_number_ = number;
@@ -144,7 +144,7 @@ bool reader::decode(AVFrame* out, int& number) {
   }
 }
 
-// Decodes on until `frame` is decided. Null when the position is already behind it, or at the end.
+// Decodes on until `frame` is decided. Null when the position is already past it, or at the end.
 const AVFrame* reader::advance_to(int frame) {
   for (;;) {
     if (held_number_ == frame || (held_number_ >= 0 && held_number_ < frame && pending_number_ > frame)) {
@@ -162,7 +162,7 @@ const AVFrame* reader::advance_to(int frame) {
   }
 }
 
-// The picture behind the held one. False at the end.
+// The picture after the held one. False at the end.
 bool reader::decode_pending() {
   int number = 0;
   while (decode(pending_.get(), number)) {

@@ -18,7 +18,7 @@ class reader {
 
   // The time of the first picture that can be decoded. Only on a reader that was just opened.
   bool first_picture(long long& time);
-  // The picture of a frame, valid until the next call; null when it can't be had.
+  // The picture of a frame, valid until the next call; null when there is none.
   const AVFrame* read(int frame);
   // After two reads in order, begins to decode the next picture on a thread of its own, so that the caller's work on
   // this one costs the decoder no time. The picture at hand stays valid.
@@ -38,7 +38,7 @@ class reader {
   int lowres_ = 0;
   int next_ = -1;         // -1 before anything was decoded
   frame_ptr held_;        // the last picture at or before the frame asked for
-  frame_ptr pending_;     // the picture behind it, already decoded
+  frame_ptr pending_;     // the picture after it, already decoded
   int held_number_ = -1;  // -1 for none
   int pending_number_ = -1;
   int decoded_number_ = -1;  // of the last picture that came from the decoder

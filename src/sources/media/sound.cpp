@@ -62,7 +62,7 @@ std::shared_ptr<const sources::wave_context> decode_sound(sources::clip_kind kin
   const AVRational time_base = sound.input.file->streams[sound.input.stream]->time_base;
   const double picture_start = static_cast<double>(picture.sound_origin) * av_q2d(picture.time_base);
 
-  // What the header says of the length is a hint: the block grows where it was too short.
+  // The length in the header is a hint: the block grows where it was too short.
   const double told = static_cast<double>(sound.input.file->duration) / AV_TIME_BASE;
   const double told_bytes = told * sound.rate * sound.channels * sample_bytes;
   if (told_bytes > 0.0) wave->data.reserve(static_cast<std::size_t>(std::min(told_bytes, 512e6)) + (1 << 16));

@@ -25,7 +25,7 @@ class skins {
   std::array<bool, 2> tried_{};
 };
 
-// What a painter draws with. Both outlive the functions.
+// The functions that a painter draws with. Both arguments outlive the functions.
 drawing_functions drawing_with(skins& skins, text::fonts& fonts);
 
 }  // namespace ui

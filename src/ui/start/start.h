@@ -1,4 +1,4 @@
-// What stands in a window without layers: what the program is, three ways to go on, and what was open lately.
+// The first screen, shown while there are no layers: the program's name, three ways to go on, and recent work.
 #pragma once
 
 #include <memory>

@@ -30,7 +30,7 @@ class track_max_drag_handler : public drag_handler {
  private:
   workbench& bench_;
   int before_;
-  int rows_;  // at the begin
+  int rows_;  // at the start
   int from_ = 0;
 };
 

@@ -13,7 +13,7 @@
 
 namespace ui {
 
-// What the window owes after an event or a pass.
+// The picture that the window owes after an event or a pass, and when.
 struct redraw {
   bool now = false;
   int within = -1;  // milliseconds until something changes by itself, a tip or a caret; -1 for never
@@ -60,11 +60,11 @@ class input {
   redraw pass(int elapsed_milliseconds, bool live);
 
   // --- what the picture shows ---
-  // What is under the pointer; null during a drag, outside the window and where nothing is. Only to be compared.
+  // The handler under the pointer; null during a drag, outside the window and where nothing is. Only to be compared.
   const mouse_handler* hot() const { return drag_ || !inside_ ? nullptr : hot_; }
   // The last step of the picture: what the drag draws over it, or the tip.
   void draw(painter& on);
-  // What areas asked for while they were drawn.
+  // Requests that areas made while they were drawn.
   redraw after_draw() { return result(false); }
   // The text of the tip that is shown now; empty for none.
   std::string tip() const;

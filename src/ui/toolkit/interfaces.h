@@ -1,4 +1,4 @@
-// What things in the window are to each other: seen, under the pointer, dragged, typed into. Main thread.
+// The interfaces of things in the window: seen, under the pointer, dragged, typed into. Main thread.
 #pragma once
 
 #include <memory>
@@ -28,7 +28,7 @@ struct place {
   place moved(int x, int y) const { return {at(x, y), size, scale}; }
 };
 
-// What a press asks for.
+// The answer to a press: what it asks for.
 enum class press_result {
   click,               // mouse_up() at once
   drag,                // a drag at once
@@ -52,7 +52,7 @@ class drag_handler {
   virtual void draw(math::point, painter&) {}
 };
 
-// What lies under the pointer.
+// A thing that can lie under the pointer.
 class mouse_handler {
  public:
   virtual ~mouse_handler() = default;
@@ -86,7 +86,8 @@ class ui_focus_handler {
   virtual void commit() = 0;
   // Escape, a click elsewhere, or the window lost the keyboard. The focus is gone already.
   virtual void cancel() = 0;
-  // What is under the pointer while the control has the focus; null for all that is outside it, where a click cancels.
+  // The handler under the pointer while the control has the focus; null for all that is outside it, where a click
+  // cancels.
   virtual mouse_handler* handler_at(math::point) { return nullptr; }
   // Milliseconds after which the control looks different by itself (a caret), -1 for never.
   virtual int redraw_in() { return -1; }
@@ -96,7 +97,7 @@ class ui_focus_handler {
 class ui_object : public std::enable_shared_from_this<ui_object> {
  public:
   virtual ~ui_object() = default;
-  // What takes the mouse at a point; null for nothing.
+  // The handler that takes the mouse at a point; null for nothing.
   virtual mouse_handler* hit_test(math::point point, const place& at) = 0;
   virtual void draw(painter& on, const place& at) = 0;
 };

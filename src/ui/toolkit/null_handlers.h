@@ -1,4 +1,4 @@
-// What is under the pointer where nothing is.
+// Handlers that do nothing, for places where there is nothing under the pointer.
 #pragma once
 
 #include <functional>

@@ -26,8 +26,8 @@ struct text_place {
   bool below_baseline = false;
 };
 
-// What draws art and text. The owner binds them; a test notes what is asked for. Names of fonts and of art are those of
-// the tables in text/ and ui/skin/; the scale is 1 or 2.
+// Functions that draw art and text. The owner binds them; a test notes what is asked for. Names of fonts and of art are
+// those of the tables in text/ and ui/skin/; the scale is 1 or 2.
 struct drawing_functions {
   // The picture of that name; null for none.
   std::function<const img::image*(std::string_view name, int scale)> skin_image;

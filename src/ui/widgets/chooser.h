@@ -28,7 +28,7 @@ class ui_basic_chooser : public ui_object, public mouse_handler {
   virtual void select(int index) = 0;
   virtual std::string item_text(int index) const = 0;
   virtual bool is_enabled() const = 0;
-  // What is shown while the list is closed.
+  // The text that is shown while the list is closed.
   virtual std::string shown_text() const;
 
  private:
@@ -44,7 +44,7 @@ class ui_chooser : public ui_basic_chooser {
     std::function<int()> get;                         // index into the texts, -1 for none
     std::function<void(int index)> set;
     std::function<bool()> enabled;  // empty: always
-    std::function<int()> count;     // of values behind the one that is shown, "(%d)" after it; empty or below 2: not
+    std::function<int()> count;     // of further values, shown as "(%d)" after the first; empty or below 2: not
   };
   ui_chooser(const widget_host& host, widget_box box, parts parts)
       : ui_basic_chooser(host, box), parts_(std::move(parts)) {}

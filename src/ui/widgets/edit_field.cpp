@@ -148,7 +148,7 @@ class ui_edit_field::drag : public drag_handler {
 
  private:
   std::shared_ptr<ui_edit_field> field_;
-  double value_;  // at the begin
+  double value_;  // at the start
   double shown_;  // not rounded
   math::point last_;
 

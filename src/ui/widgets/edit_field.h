@@ -12,7 +12,7 @@
 
 namespace ui {
 
-// What typing fields share: where they stand, the editor, the focus, and a menu to copy and paste.
+// The common part of typing fields: where they stand, the editor, the focus, and a menu to copy and paste.
 class typing_field : public ui_object, public mouse_handler, public ui_focus_handler {
  public:
   typing_field(const widget_host& host, widget_box box, text_editor editor)
@@ -33,7 +33,7 @@ class typing_field : public ui_object, public mouse_handler, public ui_focus_han
 
  protected:
   virtual bool is_enabled() const = 0;
-  // What is shown, and what typing begins with.
+  // The text that is shown, and that typing starts from.
   virtual std::string shown_text() const = 0;
   // Takes what was typed; a text that means nothing is dropped.
   virtual void store(const std::string& text) = 0;

@@ -1,4 +1,4 @@
-// What widgets need of the window. They know nothing of the document.
+// The services of the window that widgets use. They know nothing of the document.
 #pragma once
 
 #include <functional>

@@ -90,7 +90,7 @@ TEST_F(jpeg, bad_files_say_what_is_wrong) {
   });
 }
 
-// What is there is shown, the rest is black, and the picture says how much.
+// The part that is there is shown, the rest is black, and the picture says how much.
 TEST_F(jpeg, files_that_end_early) {
   const bytes good = written(support::random_picture("BGR", 64, 64));
   const img::image whole = read(good);

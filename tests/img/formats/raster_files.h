@@ -1,4 +1,4 @@
-// What the tests of the raster formats share: one file that is written and read again and again.
+// Shared by the tests of the raster formats: one file that is written and read again and again.
 #pragma once
 
 #include <gtest/gtest.h>

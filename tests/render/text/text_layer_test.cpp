@@ -1,4 +1,4 @@
-// Text layers in the pipeline: where their ink lies, what outline, shadow and panel add, and when they are drawn anew.
+// Text layers in the pipeline: where their ink lies, what outline, shadow and panel add, and when they are drawn again.
 #include <gtest/gtest.h>
 
 #include "lib/parallel.h"
@@ -116,7 +116,7 @@ TEST_F(text_layer_test, IsDrawnAnewWhenItsFieldsChange) {
   const img::const_image_ptr three = shown(composition.doc.tracks[0], 3);
   EXPECT_EQ(shown(composition.doc.tracks[0], 3.5), three);
   EXPECT_NE(shown(composition.doc.tracks[0], 4), three);
-  // What somebody still holds is not drawn over, and what nobody holds any more is empty again.
+  // A picture that somebody still holds is not drawn over, and one that nobody holds any more is empty again.
   const auto kept = bytes_of(*three);
   shown(composition.doc.tracks[0], 88888);
   shown(composition.doc.tracks[0], 77777);

@@ -1,4 +1,4 @@
-// What becomes of the events of a window: rows of events and of the calls that must follow.
+// The events of a window: rows of events and of the calls that must follow.
 #include "ui/toolkit/input.h"
 
 #include <gtest/gtest.h>
@@ -194,8 +194,8 @@ TEST(input, tips_come_after_a_rest) {
       {"at 600 ms", "move 10 10; pass 600", "", 1},
       {"beyond", "move 10 10; pass 300; pass 301", "tip of a", -1},
       {"4 pixels keep it", "move 10 10; pass 601; move 14 6; pass 40", "tip of a", -1},
-      {"5 pixels start anew", "move 10 10; pass 601; move 15 10; pass 600", "", 1},
-      {"another handler starts anew", "move 98 10; pass 601; move 101 10; pass 200", "", 401},
+      {"5 pixels start over", "move 10 10; pass 601; move 15 10; pass 600", "", 1},
+      {"another handler starts over", "move 98 10; pass 601; move 101 10; pass 200", "", 401},
       {"a press hides it for 600 ms", "move 10 10; pass 601; down 10 10; up 10 10; pass 600", "", 1},
       {"and then it comes back", "move 10 10; pass 601; down 10 10; up 10 10; pass 601", "tip of a", -1},
       {"not behind other windows", "move 10 10; pass 601; behind 40", "", 601},

@@ -6,7 +6,7 @@
 namespace img {
 namespace {
 
-// The bits of a mode behind its number, lowest first. r, g and b are the colours, w to z the four ends; `rw9:0` are ten
+// The bits of a mode after its number, lowest first. r, g and b are the colours, w to z the four ends; `rw9:0` are ten
 // bits from the lowest up, `rw10:15` six from the highest down, `rw10` a single one, and d is the partition.
 struct mode {
   int number;

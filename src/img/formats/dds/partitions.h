@@ -1,5 +1,5 @@
-// What the codings BC6H and BC7 share: how the pixels of a block fall into two or three parts with colours of their
-// own, and the weights between two colours (Khronos Data Format Specification, tables of BPTC).
+// The common part of the codings BC6H and BC7: how the pixels of a block fall into two or three parts with colours of
+// their own, and the weights between two colours (Khronos Data Format Specification, tables of BPTC).
 #pragma once
 
 #include <array>

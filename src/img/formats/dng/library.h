@@ -1,4 +1,4 @@
-// What the program asks of the camera raw library, which is a module of its own: only its files load it.
+// The interface to the camera raw library, which is a module of its own: only its files load it.
 #pragma once
 
 #include <cstddef>
@@ -14,8 +14,8 @@ struct raw_picture {
   void* owner = nullptr;
 };
 
-// What the module exports by "kestrin_raw". Nothing throws; a failure returns false and leaves its text in `error`,
-// which has room for raw_error_room bytes.
+// The functions that the module exports as "kestrin_raw". Nothing throws; a failure returns false and leaves its text
+// in `error`, which has room for raw_error_room bytes.
 constexpr std::size_t raw_error_room = 256;
 struct raw_library_functions {
   // The size of the developed, upright picture.

@@ -74,7 +74,7 @@ void spread_row(image& image, int y, const std::uint8_t* row, const film_header&
   }
 }
 
-// Rows that have to be put together, or that have padding behind them: blocks of them at once on all threads.
+// Rows that have to be put together, or that have padding after them: blocks of them at once on all threads.
 void read_rows(const source_file& file, const film_header& header, image& image) {
   const std::int64_t used = film_row_bytes(header);
   const std::int64_t stride = used + header.line_padding;

@@ -19,7 +19,7 @@ constexpr std::uint32_t cineon_magic = 0x802A5FD7u;
 constexpr std::size_t dpx_element_end = 852;
 constexpr std::size_t cineon_format_end = 712;
 
-// The bytes of a header in its byte order. What lies behind the end reads as not given.
+// The bytes of a header in its byte order. Fields past the end read as not given.
 class header_view {
  public:
   header_view(std::span<const std::uint8_t> bytes, bool big_endian) : bytes_(bytes), big_endian_(big_endian) {}

@@ -19,7 +19,7 @@ enum class film_coding {
   floats,        // IEEE singles
 };
 
-// What the pixel reader needs of a header.
+// The fields of a header that the pixel reader needs.
 struct film_header {
   int width = 0;  // of element 0, in pixels; any value from the file
   int height = 0;
@@ -41,7 +41,7 @@ struct film_header {
 constexpr std::size_t film_header_bytes = 2048;
 
 // Reads a header from the first bytes of a file and takes metadata, time codes, key code, rate, pixel aspect and frame
-// number into `info`. Fields with all bits set, and fields behind the begin of the pixels, count as not given. Throws
+// number into `info`. Fields with all bits set, and fields after the start of the pixels, count as not given. Throws
 // io::invalid_signature, io::eof_error, and io::invalid_format for what can't be read, with what was found and what is
 // read; `path` names the file in them.
 film_header parse_film_header(std::span<const std::uint8_t> bytes, const std::string& path, image_info& info);

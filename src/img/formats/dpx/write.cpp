@@ -17,7 +17,7 @@
 namespace img {
 namespace {
 
-// Far enough behind the header for reads that need whole pages.
+// Far enough after the header for reads that need whole pages.
 constexpr std::uint32_t data_offset = 8192;
 
 // The header, with all bits set where nothing is put.

@@ -68,7 +68,7 @@ bool read_uncompressed(const exr_file& file, const std::vector<exr_channel_use>&
     line_bytes += static_cast<std::int64_t>(piece.bytes);
     if (piece.plane < 0) unused = std::max(unused, piece.bytes);
   }
-  // Lines lie one behind the other in nearly every file; in any other they are read one by one.
+  // Lines follow each other in nearly every file; in any other they are read one by one.
   exr_chunk_info_t first{};
   exr_chunk_info_t last{};
   file.check(exr_read_scanline_chunk_info(file.context(), file.part(), overlap.top, &first));

@@ -12,7 +12,7 @@
 
 namespace img {
 
-// What the header says of one part; files of the plain kind have one.
+// One part, as the header describes it; files of the plain kind have one.
 struct exr_part {
   std::string name;  // empty where none is given
   exr_storage_t storage = EXR_STORAGE_SCANLINE;

@@ -50,7 +50,7 @@ const char* type_name(exr_pixel_type_t type) {
   return type == EXR_PIXEL_HALF ? "HALF" : type == EXR_PIXEL_FLOAT ? "FLOAT" : "UINT";
 }
 
-// What keeps the channels from being read; empty for nothing.
+// The reason why the channels can't be read; empty when they can.
 std::string sampling_fault(const channel_list& list, const exr_picture& picture) {
   for (const exr_channel_use& use : picture.uses) {
     const exr_attr_chlist_entry_t& channel = list.entries[use.channel];

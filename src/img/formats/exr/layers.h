@@ -18,7 +18,7 @@ struct exr_channel_use {
 struct exr_picture {
   std::string letters;                // of the planes in front, as for image::reset
   std::vector<exr_channel_use> uses;  // planes of the picture that no channel fills are black
-  bool has_depth = false;             // a plane Z at place 4, behind a gap when there is no alpha
+  bool has_depth = false;             // a plane Z at place 4, after a gap when there is no alpha
   bool from_chroma = false;  // colours are to be computed from Y, RY and BY; `uses` has only what is beside them
   std::string shown_layer;   // that stands for the main picture of a file that has named layers only
 };

@@ -35,7 +35,7 @@ bool exr_input_stream::read(char bytes[], int count) {
 }
 
 void exr_input_stream::seekg(std::uint64_t place) {
-  // What lies beyond the file is the end of it for the read that follows.
+  // For the read that follows, a place beyond the file is its end.
   place_ = static_cast<std::int64_t>(std::min(place, static_cast<std::uint64_t>(source_.size())));
 }
 

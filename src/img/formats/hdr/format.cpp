@@ -124,7 +124,7 @@ void unpack_new(byte_cursor& codes, std::uint8_t* row, std::size_t columns, cons
   }
 }
 
-// Pixels, of which 1 1 1 n repeats the one before n times, and 256 times as often behind another repetition.
+// Pixels, of which 1 1 1 n repeats the one before n times, and 256 times as often after another repetition.
 void unpack_old(byte_cursor& codes, std::uint8_t* row, std::size_t columns, const std::string& path) {
   int shift = 0;
   for (std::size_t x = 0; x < columns;) {
@@ -158,7 +158,7 @@ void xyz_to_rgb(float* r, float* g, float* b, std::size_t count) {
   }
 }
 
-// What a mantissa of one stands for, for each exponent.
+// The value of a mantissa of one, for each exponent.
 std::array<float, 256> make_scales() {
   std::array<float, 256> scales{};
   for (int i = 1; i < 256; ++i) scales[static_cast<std::size_t>(i)] = std::ldexp(1.0F, i - 136);

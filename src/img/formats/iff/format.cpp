@@ -11,7 +11,7 @@ namespace {
 
 enum class kind { tiled, planar, bytes };
 
-// The group that the file is, with the cursor behind its names.
+// The group that the file is, with the cursor after its names.
 kind open_group(byte_cursor& at, const std::string& path) {
   if (at.left() < 12) throw io::eof_error(path);
   const std::string_view group = at.peek(4);

@@ -23,7 +23,7 @@ struct planar_header {
   bool has_alpha() const { return mask != 0 || planes == 32; }
 };
 
-// From the chunks behind ILBM or PBM. Throws io::invalid_format with "Unsupported compression", "Unsupported mask
+// From the chunks after ILBM or PBM. Throws io::invalid_format with "Unsupported compression", "Unsupported mask
 // type", "Unsupported number of planes" and "Invalid image dimensions".
 planar_header read_planar_header(const byte_cursor& chunks, bool bytes, const std::string& path);
 

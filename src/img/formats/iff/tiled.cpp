@@ -18,7 +18,7 @@ int plane_of_channel(int channel) {
   return channel == 3 ? 3 : 2 - channel;
 }
 
-// Bytes of one kind of a tile: a code with bit 7 repeats the byte behind it, others are so many bytes as they stand.
+// Bytes of one kind of a tile: a code with bit 7 repeats the byte after it, others are so many bytes as they stand.
 void unpack(byte_cursor& codes, std::uint8_t* out, std::size_t count, const std::string& path) {
   for (std::size_t at = 0; at < count;) {
     const unsigned code = codes.u8();

@@ -14,7 +14,7 @@ struct tiled_header {
   bool packed = false;
 };
 
-// From the chunks behind CIMG. Throws io::invalid_format with "Alpha-only images are not supported", "Unsupported
+// From the chunks after CIMG. Throws io::invalid_format with "Alpha-only images are not supported", "Unsupported
 // compression" and "Invalid image dimensions".
 tiled_header read_tiled_header(const byte_cursor& chunks, const std::string& path);
 

@@ -21,7 +21,7 @@ namespace img {
 namespace {
 
 constexpr int buffer_size = 256 << 10;
-// What text and profiles may take, unpacked, and how many of them are kept.
+// Limits of text and profiles: bytes unpacked, and how many are kept.
 constexpr png_alloc_size_t most_chunk_bytes = 1 << 20;
 constexpr png_uint_32 most_chunks = 100;
 // The library makes room for a chunk by the length that the file gives; rows of pixels need half a megabyte at most.
@@ -102,7 +102,7 @@ class reading {
     }
   }
 
-  // What stands beside the text: the EXIF block, the name of the profile, the resolution.
+  // The metadata beside the text: the EXIF block, the name of the profile, the resolution.
   void facts_into(metadata_map& metadata) const {
     png_uint_32 size = 0;
     png_bytep block = nullptr;

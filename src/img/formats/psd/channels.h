@@ -8,7 +8,7 @@
 
 namespace img {
 
-// One channel, or all of the merged picture one after the other, behind the word that tells the compression.
+// One channel, or all of the merged picture one after the other, following the word that tells the compression.
 struct psd_planes {
   std::int64_t position = 0;
   std::int64_t end = 0;

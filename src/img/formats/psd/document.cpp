@@ -23,7 +23,7 @@ std::int64_t length_at(const source_file& file, std::int64_t position, int bytes
   return length;
 }
 
-// Blocks behind a layer's name or behind all layers; body(key, cursor over the data).
+// Blocks after a layer's name or after all layers; body(key, cursor over the data).
 template <class Body>
 void for_blocks(byte_cursor& at, bool large, const Body& body) {
   // In the large form the lengths of these have eight bytes.
@@ -38,7 +38,7 @@ void for_blocks(byte_cursor& at, bool large, const Body& body) {
     std::uint64_t length = long_length ? be64(at.take(8)) : at.be_u32();
     if (length > at.left()) return;
     body(key, at.part(static_cast<std::size_t>(length)));
-    // Lengths are even, and in the list behind all layers a multiple of four.
+    // Lengths are even, and in the list after all layers a multiple of four.
     while (at.left() >= 4 && at.peek(4) != "8BIM" && at.peek(4) != "8B64" && at.peek(1)[0] == 0 && length % 4 != 0) {
       at.take(1);
       ++length;
@@ -82,7 +82,7 @@ psd_layer read_layer(byte_cursor& at, bool large) {
   return layer;
 }
 
-// The records and behind them the channels of one list of layers, whose first byte lies at `position` of the file.
+// The records and then the channels of one list of layers, whose first byte lies at `position` of the file.
 std::vector<psd_layer> read_list(byte_cursor at, std::int64_t position, bool large) {
   std::vector<psd_layer> layers;
   const std::size_t whole = at.left();
@@ -181,7 +181,7 @@ std::vector<psd_layer> read_psd_layers(const source_file& file, const psd_docume
       layers =
           read_list(list.part(std::min<std::uint64_t>(length, list.left())), document.layers + wide, document.large);
     }
-    // Layers of 16 and 32 bits lie in a block behind an empty list and the mask of all layers.
+    // Layers of 16 and 32 bits lie in a block after an empty list and the mask of all layers.
     if (layers.empty()) {
       at.take(std::min<std::uint64_t>(length, at.left()));
       at.take(std::min<std::size_t>(at.be_u32(), at.left()));
@@ -223,7 +223,7 @@ void take_psd_metadata(const source_file& file, const psd_document& document, im
       }
     }
   } catch (const io::eof_error&) {
-    // What is told beside the picture is not needed to show it.
+    // The other blocks are not needed to show the picture.
   }
 }
 

@@ -171,7 +171,7 @@ class rla : public format {
       image.reset(header.has_alpha() ? "BGRA" : "BGR", is_deep(header) ? 16 : 8, header.width, header.height);
       uses = gray ? std::vector<channel_use>{{0, 0}} : std::vector<channel_use>{{0, 2}, {1, 1}, {2, 0}};
       if (header.has_alpha()) uses.push_back({header.colors.count, 3});
-      // A plane of depth stands beside halves, behind a gap where there is no alpha.
+      // A plane of depth stands beside halves, after a gap where there is no alpha.
       if (is_deep(header) && header.others.count > 0 && header.others.real &&
           layer_list(header)[1 + static_cast<std::size_t>(std::max(header.colors.count - 3, 0) +
                                                           std::max(header.mattes.count - 1, 0))]

@@ -20,7 +20,7 @@ struct sample_form {
 };
 
 // `count` samples, one every `step` bytes, as halves: encoded colours are decoded to linear light, each sample rounded
-// once. `linear` is for alpha and for other numbers that carry no encoding. Reads nothing between or behind the
+// once. `linear` is for alpha and for other numbers that carry no encoding. Reads nothing between or after the
 // samples.
 void halves_of(std::uint16_t* out, const std::uint8_t* samples, std::size_t step, std::size_t count,
                const sample_form& form, bool linear);

@@ -1,4 +1,4 @@
-// What a writer of 8-bit pictures takes from an image.
+// The samples that a writer of 8-bit pictures takes from an image.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// What a colour profile calls itself.
+// The name that a colour profile gives itself.
 #pragma once
 
 #include <cstdint>

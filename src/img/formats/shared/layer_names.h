@@ -9,7 +9,7 @@
 namespace img {
 
 // The list that img::format::list_layers gives: the main picture, then one entry for each name, in this order. A name
-// that came before gets a number behind it, as in "sky (2)"; an empty one becomes "layer N".
+// that came before gets a number after it, as in "sky (2)"; an empty one becomes "layer N".
 std::vector<layer> layers_named(std::vector<std::string> names);
 
 // The place of `wanted` among layers_named(names), by its name; -1 for the main picture. Throws

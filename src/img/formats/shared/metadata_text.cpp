@@ -5,7 +5,7 @@
 namespace img {
 namespace {
 
-// Bytes of the well-formed sequence at the begin of `text`, 0 when there is none.
+// Bytes of the well-formed sequence at the start of `text`, 0 when there is none.
 std::size_t sequence_length(std::string_view text) {
   const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
   const unsigned lead = byte(0);

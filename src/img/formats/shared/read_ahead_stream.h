@@ -16,7 +16,7 @@ namespace img {
 class read_ahead_stream {
  public:
   static constexpr std::size_t piece_size = 256 << 10;
-  static constexpr std::size_t margin = 64;  // bytes that may be left over, and bytes behind end() that are readable
+  static constexpr std::size_t margin = 64;  // bytes that may be left over, and bytes after end() that are readable
 
   // From `begin` to `end` of the file, which must outlive the stream.
   read_ahead_stream(const io::llfile& file, std::int64_t begin, std::int64_t end);
@@ -25,7 +25,7 @@ class read_ahead_stream {
   const std::uint8_t* position() const { return position_; }
   const std::uint8_t* end() const { return end_; }
   void move_to(const std::uint8_t* position) { position_ = position; }
-  // Puts the next piece behind the bytes that are left, at most `margin`. Throws io::eof_error behind the last one, and
+  // Puts the next piece after the bytes that are left, at most `margin`. Throws io::eof_error after the last one, and
   // what the reading of the piece throws.
   void more();
 

@@ -1,4 +1,4 @@
-// What the film readers take their bytes from: a file that is read at given places, with failures as exceptions.
+// The source of bytes for the film readers: a file that is read at given places, with failures as exceptions.
 #pragma once
 
 #include <string>
@@ -18,7 +18,7 @@ class source_file {
 
   // Fills the buffer or throws io::read_error, io::eof_error. Any thread.
   void read(void* buffer, std::size_t count, std::int64_t offset) const;
-  // Throws io::eof_error unless `count` bytes lie behind `offset`. For use before memory is asked for.
+  // Throws io::eof_error unless `count` bytes follow `offset`. For use before memory is asked for.
   void check_range(std::int64_t offset, std::int64_t count) const;
 
  private:

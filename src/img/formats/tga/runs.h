@@ -9,7 +9,7 @@ namespace img {
 // Where a reader stands in a stream of packets. A packet may cross row ends and the ends of what is in memory.
 struct tga_packets {
   const uint8_t* position;
-  const uint8_t* end;  // of the data in memory; tga_read_ahead bytes behind it must be readable
+  const uint8_t* end;  // of the data in memory; tga_read_ahead bytes after it must be readable
   int left;            // pixels of the present packet that are still to come
   bool literal;        // each of them is stored, instead of one for all
   uint8_t pixel[4];    // of a run
@@ -31,7 +31,7 @@ struct tga_kernels {
 const tga_kernels& active_tga_kernels();
 
 // Packs one row of interleaved pixels of `bytes` each, with its equal_neighbours(). Returns the size of the packets.
-// `out` must hold count * (bytes + 1) + tga_write_ahead bytes, and `pixels` be readable for tga_write_ahead behind its
+// `out` must hold count * (bytes + 1) + tga_write_ahead bytes, and `pixels` be readable for tga_write_ahead after its
 // end.
 size_t tga_pack_row(const uint8_t* pixels, int bytes, size_t count, const uint64_t* bits, uint8_t* out);
 

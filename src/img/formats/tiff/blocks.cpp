@@ -157,7 +157,7 @@ void tiff_blocks::unpack(const tiff_file& file, const tiff_picture& picture, std
   const std::uint64_t there = block < picture.sizes.size() ? picture.sizes[block] : 0;
   const auto offset = static_cast<std::int64_t>(picture.offsets[block]);
   file.source().check_range(offset, static_cast<std::int64_t>(there));
-  // What is far longer than its pixels is not read to its end.
+  // A block that is far longer than its pixels is not read to its end.
   const std::size_t size = std::min<std::size_t>(static_cast<std::size_t>(there), 2 * wanted + 65536);
   reserve(packed_, size);
   file.source().read(packed_.data(), size, offset);

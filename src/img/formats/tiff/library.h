@@ -1,4 +1,4 @@
-// What the program asks of the TIFF library, which is a module of its own: only files with its codings load it.
+// The interface to the TIFF library, which is a module of its own: only files with its codings load it.
 #pragma once
 
 #include <cstddef>
@@ -7,8 +7,8 @@
 
 namespace img {
 
-// What the module exports by "kestrin_tiff". Nothing throws; a failure leaves its text in `error`, which has room for
-// tiff_error_room bytes.
+// The functions that the module exports as "kestrin_tiff". Nothing throws; a failure leaves its text in `error`, which
+// has room for tiff_error_room bytes.
 constexpr std::size_t tiff_error_room = 256;
 struct tiff_library_functions {
   // Opens one picture of a file by the position of its directory. `most` bounds what a single block may take.

@@ -16,7 +16,7 @@ constexpr unsigned clear_code = 256, end_code = 257, first_free = 258, most_code
 class code_reader {
  public:
   code_reader(const std::uint8_t* in, std::size_t size) : at_(in), end_(in + size) {}
-  // The end code behind the last byte.
+  // The end code after the last byte.
   unsigned next(int width) {
     if (count_ < width) {
       if (end_ - at_ >= 8) {

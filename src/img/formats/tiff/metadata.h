@@ -1,4 +1,4 @@
-// What a TIFF directory says beside its pixels.
+// The metadata of a TIFF directory.
 #pragma once
 
 #include "img/formats/tiff/directory.h"

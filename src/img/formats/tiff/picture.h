@@ -1,4 +1,4 @@
-// What the directory of one picture of a TIFF file says.
+// One picture of a TIFF file, as its directory describes it.
 #pragma once
 
 #include <cstdint>

@@ -88,7 +88,7 @@ std::vector<std::uint8_t> make_strip(const tiff_content& content, int coding, in
   return {own.packed.data(), own.packed.data() + count};
 }
 
-// Header and directory, with the lists behind it. Everything is little-endian.
+// Header and directory, with the lists after it. Everything is little-endian.
 class directory {
  public:
   void add(int tag, std::vector<std::uint32_t> values, bool wide = false) {

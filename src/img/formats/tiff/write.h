@@ -9,7 +9,7 @@
 
 namespace img {
 
-// What is written: rows of interleaved samples, red, green, blue and maybe alpha, or gray and maybe alpha.
+// The picture to write: rows of interleaved samples, red, green, blue and maybe alpha, or gray and maybe alpha.
 struct tiff_content {
   int width = 0;
   int height = 0;

@@ -118,7 +118,7 @@ TEST(DpxRead, EveryRouteGivesTheSamePicture) {
         s.height = 7;
         s.big_endian = big_endian;
         const std::string path = folder / (r.cineon ? "scan.cin" : "scan.dpx");
-        // What follows the pixels is no padding of rows.
+        // Bytes after the pixels are no padding of rows.
         const std::string behind(s.aligned ? 0 : 64, 'x');
         support::write_file(path, (r.cineon ? film_files::make_cineon(s) : film_files::make_dpx(s)).data + behind);
         img::image image;
@@ -158,7 +158,8 @@ TEST(DpxRead, LowestRowFirstIsTurned) {
   }
 }
 
-// What a field of a good file must not be, and the text that says so. Sizes are refused before memory is asked for.
+// Values that a field of a good file must not have, and the text that says so. Sizes are refused before memory is asked
+// for.
 TEST(DpxRead, RefusalsSayWhat) {
   struct change {
     bool cineon;

@@ -16,8 +16,8 @@ namespace {
 using exr_files::channel;
 using exr_files::shape;
 
-// What a layer of a file must give: planes as a list of "letter=index of the channel in the file's list as written
-// here", "-" for a black plane; or how the refusal begins.
+// The picture that a layer of a file must give: planes as a list of "letter=index of the channel in the file's list as
+// written here", "-" for a black plane; or how the refusal begins.
 struct layer_case {
   std::vector<channel> channels;
   const char* layer;
@@ -34,7 +34,7 @@ const layer_case cases[] = {
     {{{"N.MX"}, {"N.MY"}, {"N.MZ"}}, "N", "B=2 G=1 R=0"},
     {{{"N.U"}, {"N.V"}, {"N.W"}}, "N", "B=2 G=1 R=0"},
     {{{"N.u"}, {"N.v"}, {"N.w"}}, "N", "B=2 G=1 R=0"},
-    // What is missing is black.
+    // Missing parts are black.
     {{{"d.G"}}, "d", "B=- G=0 R=-"},
     {{{"d.G"}, {"d.A"}}, "d", "B=- G=0 R=- A=1"},
     {{{"N.X"}}, "N", "B=- G=- R=0"},

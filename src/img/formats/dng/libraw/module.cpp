@@ -1,4 +1,4 @@
-// What the camera raw module exports: digital negatives as the library develops them.
+// The exports of the camera raw module: digital negatives as the library develops them.
 #include <libraw/libraw.h>
 
 #include <cstdio>

@@ -1,4 +1,4 @@
-// What the TIFF module exports: blocks and pictures as the library decodes them.
+// The exports of the TIFF module: blocks and pictures as the library decodes them.
 #include <tiffio.h>
 
 #include <cstdarg>
