@@ -1,4 +1,4 @@
-// The real window on a display of its own: how many frames of a cached sequence are shown in time and what a turn of
+// The real window on a display of its own: how many frames of a cached sequence are shown in time and what a tick of
 // the main loop costs, what a stopped window costs, how soon the first picture is there, and whether looping takes
 // memory.
 //
@@ -62,7 +62,7 @@ double percentile(std::vector<double> values, double share) {
   return values[std::min(static_cast<std::size_t>(static_cast<double>(values.size()) * share), values.size() - 1)];
 }
 
-// Where a late frame lost its time: before its turn began, or in the part of the turn that took the most.
+// Where a late frame lost its time: before its tick began, or in the part of the tick that took the most.
 constexpr const char* part_names[] = {"advance", "fetch", "composite", "draw", "present", "start"};
 constexpr int turn_parts = 5;
 
@@ -84,7 +84,7 @@ int blamed_part(const app::tick_times& times) {
 struct record {
   std::vector<double> lateness;  // of each new frame
   std::vector<double> parts[turn_parts];
-  std::vector<double> turns;  // the sums of the parts
+  std::vector<double> ticks;  // the sums of the parts
   int in_time = 0;
   int late[turn_parts + 1] = {};  // by the part that is to blame
   app::tick_times worst;
@@ -93,7 +93,7 @@ struct record {
 void print_play(const job& job, const record& r, double seconds) {
   const double due = seconds * job.rate;
   std::printf("%4d x %4d at %2d  %6.1f %%  %6.1f ms  %5.0f %%  ", job.width, job.height, job.rate,
-              100.0 * r.in_time / due, percentile(r.lateness, 0.99), percentile(r.turns, 0.5) * job.rate / 10.0);
+              100.0 * r.in_time / due, percentile(r.lateness, 0.99), percentile(r.ticks, 0.5) * job.rate / 10.0);
   for (const auto& part : r.parts) std::printf(" %6.2f", percentile(part, 0.5));
   std::printf("   worst %.1f ms: %s; late", milliseconds(r.worst.lateness), app::slowest_part(r.worst).c_str());
   for (int i = 0; i <= turn_parts; ++i) {
@@ -179,7 +179,7 @@ int run_window(const job& job) {
       if (!in_time) ++r.late[blamed_part(times)];
       const std::vector<double> parts = parts_of(times);
       for (int i = 0; i < turn_parts; ++i) r.parts[i].push_back(parts[static_cast<std::size_t>(i)]);
-      r.turns.push_back(std::accumulate(parts.begin(), parts.end(), 0.0));
+      r.ticks.push_back(std::accumulate(parts.begin(), parts.end(), 0.0));
       if (times.lateness > r.worst.lateness) r.worst = times;
     }
     const double seconds = since(start);
@@ -308,7 +308,7 @@ int main(int count, char** arguments) {
   const auto asked = [&](const char* kind) { return only[0] == 0 || std::strcmp(only, kind) == 0; };
   if (asked("play")) {
     std::printf("%-18s %8s %10s %8s    %s\n%-18s %8s %10s %8s  %6s %6s %6s %6s %6s\n", "cached sequence", "shown",
-                "lateness", "turn of", "of that, medians in ms", "", "in time", "99th", "a frame", "advnce", "fetch",
+                "lateness", "tick of", "of that, medians in ms", "", "in time", "99th", "a frame", "advnce", "fetch",
                 "compos", "draw", "presnt");
     std::fflush(stdout);
     for (job& j : jobs) {

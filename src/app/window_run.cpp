@@ -179,7 +179,7 @@ bool window_run::main_tick() {
   parts_.clock.tick(elapsed, interface_->input().dragging());
   times.advance = since(start);
   times.playing = was_playing;
-  parts_.loader.turn(composition, parts_.clock.shown_time());
+  parts_.loader.tick(composition, parts_.clock.shown_time());
   board_.update(composition);
 
   if (!desktop_->window_exists() || desktop_->is_minimised()) {
@@ -195,7 +195,7 @@ bool window_run::main_tick() {
   const std::uint32_t since_draw = now - last_draw_;
   const bool next_picture =
       was_playing && (static_cast<int>(composition.doc.tm_t) != last_frame_ ||
-                      since_draw > static_cast<std::uint32_t>(playback::turn_milliseconds(composition.doc.fpcs) + 1));
+                      since_draw > static_cast<std::uint32_t>(playback::tick_milliseconds(composition.doc.fpcs) + 1));
   if (redraw_ || composition.revision != drawn_revision_ || interface_is_due() || next_picture || live ||
       parts_.pipeline.waits_for_frames() || since_draw >= longest_redraw || desktop_->client_size() != surface_size_) {
     redraw_ = false;
@@ -235,7 +235,7 @@ void window_run::draw_and_present(tick_times& times) {
     times.composite = frame.composite;
     times.draw = since(start) - frame.fetch - frame.composite;
     start = steady::now();
-    // The rest goes out with the next turn.
+    // The rest goes out with the next tick.
     if (presenter_->present_picture(*picture, turn_mode()) != 0) redraw_ = true;
     times.present = since(start);
   } catch (const std::bad_alloc&) {
@@ -256,24 +256,24 @@ ui::present_mode window_run::turn_mode() const {
 
 void window_run::pace(std::uint32_t tick_start) {
   const ksn::state& composition = parts_.composition;
-  playback::turn turn;
-  turn.fpcs = composition.doc.fpcs;
-  turn.spent = static_cast<int>(milliseconds() - tick_start);
-  turn.present_mode = static_cast<int>(turn_mode());
-  turn.foreground = foreground_;
-  turn.throttled = composition.settings.vsync_parameter != 0;
-  playback::pacing rest = playback::pace(turn);
+  playback::tick tick;
+  tick.fpcs = composition.doc.fpcs;
+  tick.spent = static_cast<int>(milliseconds() - tick_start);
+  tick.present_mode = static_cast<int>(turn_mode());
+  tick.foreground = foreground_;
+  tick.throttled = composition.settings.vsync_parameter != 0;
+  playback::pacing rest = playback::pace(tick);
   if (composition.doc.playing) {
-    // A picture goes out when it is due: a turn that came a little before would make it late by a whole turn.
+    // A picture goes out when it is due: a tick that came a little before would make it late by a whole tick.
     const double due = std::ceil(frames_left(composition) * 1e5 / std::max(composition.doc.fpcs, 1));
-    rest.milliseconds = static_cast<int>(std::min<double>(rest.milliseconds, due - turn.spent));
+    rest.milliseconds = static_cast<int>(std::min<double>(rest.milliseconds, due - tick.spent));
   }
   if (rest.milliseconds < 1) return;
   switch (rest.wait) {
     case playback::pacing_wait::none:
       return;
     case playback::pacing_wait::present_done:
-      // A display that does not tell of its blank is done at once: the turn's time is waited for then.
+      // A display that does not tell of its blank is done at once: the tick's time is waited for then.
       if (display_->knows_blank()) {
         presenter_->wait_done(rest.milliseconds);
         return;

@@ -81,7 +81,7 @@ class window_run {
   // The counter that all waiting goes by; a test moves it by hand.
   std::function<std::uint32_t()> milliseconds = platform::milliseconds;
 
-  // The state of the frames of all layers, as of the last turn.
+  // The state of the frames of all layers, as of the last tick.
   const cache::frame_board& board() const { return board_; }
 
   // --- bound by their owners; each may be empty ---

@@ -19,6 +19,7 @@
 namespace cache {
 namespace {
 
+// One per process, as the `operator new` that it serves is: the language hands it no object that it could belong to.
 std::atomic<frame_cache*> fallback{nullptr};
 thread_local bool evicting = false;
 

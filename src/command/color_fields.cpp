@@ -105,7 +105,7 @@ void for_each_color_field(engine& engine, Add add) {
   triple("gain", "factor of the highlights", 100, -milli, milli, 2, &correction::gain);
   triple("brightness", "added to all levels, as a fraction of white", 1000, -milli, milli, 1, &correction::brightness);
   triple("contrast", "contrast in stops around middle grey", 100, -most_stops, most_stops, 2, &correction::contrast);
-  triple("hue", "turn of the hue in degrees", 1, -most_units, most_units, 0, &correction::hue);
+  triple("hue", "rotation of the hue in degrees", 1, -most_units, most_units, 0, &correction::hue);
   triple("saturation", "saturation in percent", 1, 0, most_units, 0, &correction::saturation);
   add(
       "color_space", "how the source is encoded", words<ksn::color_space_type>(),

@@ -60,7 +60,7 @@ constexpr choice_row view_rows[] = {
     CHOICE("opt_vsync_notearing", "leave it to the display to avoid tearing", settings.vsync_mode, 0),
     CHOICE("opt_vsync_waitvb", "wait for the vertical blank", settings.vsync_mode, 1),
     CHOICE("opt_vsync_pollvb", "poll for the vertical blank", settings.vsync_mode, 2),
-    CHOICE("opt_vsync_high_cpu", "turn the main loop without a rest, for the smoothest picture",
+    CHOICE("opt_vsync_high_cpu", "run the main loop without a rest, for the smoothest picture",
            settings.vsync_parameter, 0),
     CHOICE("opt_vsync_low_cpu", "let the main loop rest between frames", settings.vsync_parameter, 1),
 };

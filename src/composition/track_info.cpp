@@ -9,6 +9,8 @@
 namespace ksn {
 namespace {
 
+// One per process: layers go from one document to another, through the clipboard and undo, and what is kept of them
+// beside the document (pipelines, the cache of text) goes by id alone.
 std::atomic<int> last_layer_id{0};
 
 }  // namespace

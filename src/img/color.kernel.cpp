@@ -278,13 +278,13 @@ void map_halves(uint8_t* out, const uint16_t* in, const uint8_t* table, size_t c
 }  // namespace
 
 // Fills `rows` with this level's operations. Where the portable loop is named, the compiler does as well.
-void set_color_rows(color_rows& rows) {
+void set_color_rows(color_kernels& rows) {
   rows = {map_bytes, map_halves, plain_map_words, plain_map_nodes, plain_widen_bytes, cube, matrix};
 }
 
 #if defined(__AVX512BW__)
 // Only for processors with AVX512_VBMI.
-void add_vbmi_color_rows(color_rows& rows) {
+void add_vbmi_color_rows(color_kernels& rows) {
   rows.map_bytes = map_bytes_vbmi;
   rows.map_words = map_words_vbmi;
 }

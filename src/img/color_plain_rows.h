@@ -1,4 +1,4 @@
-// The portable loops of color_rows, one sample at a time. Every file that includes this has its own copies.
+// The portable loops of color_kernels, one sample at a time. Every file that includes this has its own copies.
 #pragma once
 
 #include "img/color_rows.h"

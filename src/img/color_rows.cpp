@@ -1,27 +1,21 @@
 #include "img/color_rows.h"
 
+#include "img/at_level.h"
 #include "img/color_plain_rows.h"
-#include "img/simd_level.h"
 
 namespace img {
 
-namespace baseline {
-void set_color_rows(color_rows& rows);
-}
+KSN_DECLARE_LEVELS(void set_color_rows(color_kernels& rows))
 #if defined(KSN_X86_LEVELS)
-namespace v3 {
-void set_color_rows(color_rows& rows);
-}
 namespace v4 {
-void set_color_rows(color_rows& rows);
-void add_vbmi_color_rows(color_rows& rows);
-}  // namespace v4
+void add_vbmi_color_rows(color_kernels& rows);
+}
 #endif
 
 namespace {
 
 struct all_rows {
-  color_rows baseline, v3, v4, v4_extended;
+  color_kernels baseline, v3, v4, v4_extended;
   all_rows() {
     baseline::set_color_rows(baseline);
 #if defined(KSN_X86_LEVELS)
@@ -34,31 +28,24 @@ struct all_rows {
   }
 };
 
-const color_rows& rows_of_level(bool extended) {
+const color_kernels& rows_of_level(bool extended) {
   static const all_rows all;
-  switch (current_simd_level()) {
-    case simd_level::v4:
-      return extended ? all.v4_extended : all.v4;
-    case simd_level::v3:
-      return all.v3;
-    default:
-      return all.baseline;
-  }
+  return at_level(all.baseline, all.v3, extended ? all.v4_extended : all.v4);
 }
 
 }  // namespace
 
-const color_rows& active_color_rows() {
+const color_kernels& active_color_kernels() {
   return rows_of_level(true);
 }
 
-const color_rows& level_color_rows() {
+const color_kernels& level_color_kernels() {
   return rows_of_level(false);
 }
 
-const color_rows& plain_color_rows() {
-  static const color_rows rows = {plain_map_bytes,   plain_map_halves, plain_map_words, plain_map_nodes,
-                                  plain_widen_bytes, plain_cube,       plain_matrix};
+const color_kernels& plain_color_kernels() {
+  static const color_kernels rows = {plain_map_bytes,   plain_map_halves, plain_map_words, plain_map_nodes,
+                                     plain_widen_bytes, plain_cube,       plain_matrix};
   return rows;
 }
 

@@ -13,7 +13,7 @@ struct channel_bytes {
 };
 
 // No operation reads or writes past `count` samples, and nothing needs alignment.
-struct color_rows {
+struct color_kernels {
   // out[i] = table[in[i]] with 256 entries; `out` may be `in`.
   void (*map_bytes)(uint8_t* out, const uint8_t* in, const uint8_t* table, size_t count);
   // out[i] = table[in[i]] with 65536 entries.
@@ -42,10 +42,10 @@ struct color_rows {
 enum { matrix_limit = 10880 };
 
 // For current_simd_level(), with the extensions of this processor beyond the level.
-const color_rows& active_color_rows();
+const color_kernels& active_color_kernels();
 // The same without those extensions, as a processor that has just the level takes.
-const color_rows& level_color_rows();
+const color_kernels& level_color_kernels();
 // The portable forms that the others are held against.
-const color_rows& plain_color_rows();
+const color_kernels& plain_color_kernels();
 
 }  // namespace img

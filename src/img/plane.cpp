@@ -87,7 +87,8 @@ class spare_blocks {
   std::size_t bytes_ = 0;
 };
 
-// Never destroyed: planes of static objects may be freed after everything else.
+// One per process, like the heap that it stands in front of: a plane is freed wherever its last owner ends. Never
+// destroyed: planes of static objects may be freed after everything else.
 spare_blocks& spares() {
   static auto* list = new spare_blocks;
   return *list;

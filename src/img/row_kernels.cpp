@@ -1,34 +1,14 @@
 #include "img/row_kernels.h"
 
+#include "img/at_level.h"
 #include "img/plain_rows.h"
-#include "img/simd_level.h"
 
 namespace img {
 
-namespace baseline {
-extern const row_kernels rows;
-}
-#if defined(KSN_X86_LEVELS)
-namespace v3 {
-extern const row_kernels rows;
-}
-namespace v4 {
-extern const row_kernels rows;
-}
-#endif
+KSN_DECLARE_LEVELS(extern const row_kernels rows)
 
 const row_kernels& active_row_kernels() {
-#if defined(KSN_X86_LEVELS)
-  switch (current_simd_level()) {
-    case simd_level::v4:
-      return v4::rows;
-    case simd_level::v3:
-      return v3::rows;
-    case simd_level::baseline:
-      break;
-  }
-#endif
-  return baseline::rows;
+  return KSN_AT_LEVEL(rows);
 }
 
 const row_kernels& plain_row_kernels() {

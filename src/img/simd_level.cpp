@@ -25,6 +25,7 @@ simd_level best_level() {
   return simd_level::baseline;
 }
 
+// One per process, as the processor is.
 std::atomic<simd_level>& active_level() {
   static std::atomic<simd_level> level{best_level()};
   return level;

@@ -19,7 +19,7 @@ using byte_row = std::array<std::uint8_t*, 3>;
 void matrix_row(const byte_row& row, std::size_t width, const transfer_tables& tables) {
   const std::array<std::int32_t, 9>& m = tables.integer_matrix;
   const std::size_t bulk = width & ~std::size_t{3};
-  const color_rows& rows = tables.matrix_is_small ? active_color_rows() : plain_color_rows();
+  const color_kernels& rows = tables.matrix_is_small ? active_color_kernels() : plain_color_kernels();
   rows.matrix(row[0], row[1], row[2], m.data(), bulk);
   for (std::size_t i = bulk; i < width; ++i) {
     const int blue = row[0][i], green = row[1][i], red = row[2][i];
@@ -104,7 +104,7 @@ void transfer::convert_bytes(image& out, const image& in) {
       const std::uint8_t* from = in.data[c].data() + first;
       std::uint8_t* to = out.data[c].data() + first;
       if (!by_row && !is_identity(c, 2)) {
-        active_color_rows().map_bytes(to, from, tables_->built_bytes(sample_form::byte).of[c], count);
+        active_color_kernels().map_bytes(to, from, tables_->built_bytes(sample_form::byte).of[c], count);
       } else if (to != from) {
         std::memcpy(to, from, count);
       }
@@ -141,7 +141,7 @@ void transfer::convert(image& out, const image& in, bool cube_applied) {
       for (const std::size_t last = first + count; first < last; first += cube_reader::block) {
         const std::size_t part = std::min(cube_reader::block, last - first);
         reader.read(nodes, first, part);
-        active_color_rows().map_nodes(to[0] + first, to[1] + first, to[2] + first, nodes, tables, part);
+        active_color_kernels().map_nodes(to[0] + first, to[1] + first, to[2] + first, nodes, tables, part);
       }
     };
     for_picture(in, matrix, samples, finish_row);
@@ -149,8 +149,8 @@ void transfer::convert(image& out, const image& in, bool cube_applied) {
     const channel_bytes tables = tables_->bytes(settings_, sample_form::log, in.format[0] == 'V');
     const bool swapped = in.format[0] == 'U';
     auto samples = [&](std::size_t first, std::size_t count) {
-      active_color_rows().map_words(to[0] + first, to[1] + first, to[2] + first, in.data[0].as<std::uint32_t>() + first,
-                                    tables, swapped, count);
+      active_color_kernels().map_words(to[0] + first, to[1] + first, to[2] + first,
+                                       in.data[0].as<std::uint32_t>() + first, tables, swapped, count);
     };
     for_picture(in, matrix, samples, finish_row);
   } else if (in.depth[0] == 16) {
@@ -158,7 +158,7 @@ void transfer::convert(image& out, const image& in, bool cube_applied) {
     auto samples = [&](std::size_t first, std::size_t count) {
       for (int c = 0; c < 3; ++c) {
         if (!is_color_plane(in, c)) continue;
-        active_color_rows().map_halves(to[c] + first, in.data[c].as<std::uint16_t>() + first, tables.of[c], count);
+        active_color_kernels().map_halves(to[c] + first, in.data[c].as<std::uint16_t>() + first, tables.of[c], count);
       }
     };
     for_picture(in, matrix, samples, finish_row);
@@ -176,8 +176,8 @@ void transfer::convert(image& out, const image& in, bool cube_applied) {
     }
     out.set_plane(to_plane, in.format[from], 8);
     auto samples = [&](std::size_t first, std::size_t count) {
-      active_color_rows().map_halves(out.data[to_plane].data() + first, in.data[from].as<std::uint16_t>() + first,
-                                     half_to_alpha(), count);
+      active_color_kernels().map_halves(out.data[to_plane].data() + first, in.data[from].as<std::uint16_t>() + first,
+                                        half_to_alpha(), count);
     };
     for_picture(in, false, samples, [](int) {});
   });
@@ -206,12 +206,12 @@ void transfer::apply_row(std::uint8_t* b, std::uint8_t* g, std::uint8_t* r, int 
       const std::size_t part = std::min(cube_reader::block, count - first);
       const byte_row at{b + first, g + first, r + first};
       cube_of_bytes(nodes, at[0], at[1], at[2], part, settings_.lookup_table);
-      active_color_rows().map_nodes(at[0], at[1], at[2], nodes, tables, part);
+      active_color_kernels().map_nodes(at[0], at[1], at[2], nodes, tables, part);
     }
   } else {
     for (int c = 0; c < 3; ++c) {
       if (is_identity(c, 2)) continue;
-      active_color_rows().map_bytes(row[c], row[c], tables_->built_bytes(sample_form::byte).of[c], count);
+      active_color_kernels().map_bytes(row[c], row[c], tables_->built_bytes(sample_form::byte).of[c], count);
     }
   }
   if (has_matrix()) matrix_row(row, count, *tables_);

@@ -107,7 +107,9 @@ class thread_pool {
 };
 
 thread_pool& pool() {
-  // Never destroyed: its threads sleep in it to the end of the process.
+  // One per process: there is one set of processors, and two pools would share it badly. A row loop is called at the
+  // bottom of everything, where handing a pool down would reach every function. Never destroyed: its threads sleep in
+  // it to the end of the process.
   static auto* const threads = new thread_pool;
   return *threads;
 }

@@ -27,7 +27,7 @@ class clock {
   // the sound is the master.
   std::function<std::optional<double>(double elapsed)> device_clock;
 
-  // One turn: advances, wraps or ends the position, keeps coming frames in the cache, mixes and writes the sound.
+  // One tick: advances, wraps or ends the position, keeps coming frames in the cache, mixes and writes the sound.
   // `modal_busy`: a gesture owns the mouse or a menu is open; the position stands and the device gets silence.
   void tick(double elapsed, bool modal_busy);
 

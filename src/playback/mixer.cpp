@@ -91,9 +91,9 @@ void add_saturated(std::span<std::int16_t> mix, std::span<const std::int16_t> sa
   const int k = static_cast<int>(std::clamp(volume * 256LL * global / 10000, 0LL, 256LL));
   const std::size_t count = std::min(mix.size(), samples.size());
   if (k >= 256) {
-    sound_rows().add(mix.data(), samples.data(), count);
+    active_sound_kernels().add(mix.data(), samples.data(), count);
   } else {
-    sound_rows().add_scaled(mix.data(), samples.data(), count, k);
+    active_sound_kernels().add_scaled(mix.data(), samples.data(), count, k);
   }
 }
 

@@ -12,16 +12,16 @@ constexpr lib::color reached_color{255, 75, 141, 190};
 
 }  // namespace
 
-int turn_milliseconds(int fpcs) {
+int tick_milliseconds(int fpcs) {
   return static_cast<int>(1000.0 / std::max(fpcs / 100.0, slowest_rate));
 }
 
-pacing pace(const turn& turn) {
-  const int rest = turn_milliseconds(turn.fpcs) - turn.spent;
+pacing pace(const tick& tick) {
+  const int rest = tick_milliseconds(tick.fpcs) - tick.spent;
   if (rest < 1) return {};
-  if (turn.device_runs) return {pacing_wait::device, turn.device_is_asked ? 1 : rest};
-  if (turn.present_mode == 4 || turn.present_mode == 5) return {pacing_wait::present_done, rest};
-  if (turn.foreground && !turn.throttled) return {};
+  if (tick.device_runs) return {pacing_wait::device, tick.device_is_asked ? 1 : rest};
+  if (tick.present_mode == 4 || tick.present_mode == 5) return {pacing_wait::present_done, rest};
+  if (tick.foreground && !tick.throttled) return {};
   return {pacing_wait::events, rest};
 }
 

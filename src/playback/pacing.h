@@ -1,4 +1,4 @@
-// How a turn of the main loop gives time back, and the rate that it reaches as the user reads it.
+// How a tick of the main loop gives time back, and the rate that it reaches as the user reads it.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 namespace playback {
 
 enum class pacing_wait {
-  none,          // the next turn follows at once
+  none,          // the next tick follows at once
   events,        // until something happens, at most the time
   present_done,  // until the picture is on the screen or something happens, at most the time
   device,        // until the external output asks for a frame, at most the time
@@ -20,9 +20,9 @@ struct pacing {
   int milliseconds = 0;
 };
 
-struct turn {
+struct tick {
   int fpcs = 2500;               // rate of the composition in hundredths
-  int spent = 0;                 // milliseconds that the turn took so far
+  int spent = 0;                 // milliseconds that the tick took so far
   bool device_runs = false;      // an external output
   bool device_is_asked = false;  // one that has to be asked every millisecond
   int present_mode = 0;
@@ -30,11 +30,11 @@ struct turn {
   bool throttled = true;  // the wait option of the composition
 };
 
-// The milliseconds of one turn: a frame's, at most 100, so that even the slowest rate leaves ten turns a second.
-int turn_milliseconds(int fpcs);
+// The milliseconds of one tick: a frame's, at most 100, so that even the slowest rate leaves ten ticks a second.
+int tick_milliseconds(int fpcs);
 
-// The rest of the turn's time.
-pacing pace(const turn& turn);
+// The rest of the tick's time.
+pacing pace(const tick& tick);
 
 // The rate that is shown: the one that is wanted, or the one that is reached when that is less.
 struct rate_reading {

@@ -2,33 +2,14 @@
 
 #include <algorithm>
 
-#include "img/simd_level.h"
+#include "img/at_level.h"
 
 namespace playback {
 
-namespace baseline {
-extern const sound_kernels sound_table;
-}
-#if defined(KSN_X86_LEVELS)
-namespace v3 {
-extern const sound_kernels sound_table;
-}
-namespace v4 {
-extern const sound_kernels sound_table;
-}
-#endif
+KSN_DECLARE_LEVELS(extern const sound_kernels sound_table)
 
-const sound_kernels& sound_rows() {
-  switch (img::current_simd_level()) {
-#if defined(KSN_X86_LEVELS)
-    case img::simd_level::v4:
-      return v4::sound_table;
-    case img::simd_level::v3:
-      return v3::sound_table;
-#endif
-    default:
-      return baseline::sound_table;
-  }
+const sound_kernels& active_sound_kernels() {
+  return KSN_AT_LEVEL(sound_table);
 }
 
 namespace {
@@ -47,7 +28,7 @@ void plain_add_scaled(int16_t* mix, const int16_t* samples, size_t n, int k) {
 
 }  // namespace
 
-const sound_kernels& plain_sound_rows() {
+const sound_kernels& plain_sound_kernels() {
   static const sound_kernels table = {plain_add, plain_add_scaled};
   return table;
 }

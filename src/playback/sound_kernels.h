@@ -14,8 +14,8 @@ struct sound_kernels {
 };
 
 // The kernels of img::current_simd_level().
-const sound_kernels& sound_rows();
+const sound_kernels& active_sound_kernels();
 // The meaning of the others, one sample at a time.
-const sound_kernels& plain_sound_rows();
+const sound_kernels& plain_sound_kernels();
 
 }  // namespace playback

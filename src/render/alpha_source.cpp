@@ -120,12 +120,13 @@ void matte_row(std::uint8_t* out, int y, int width, const std::uint8_t* samples,
   }
   std::memset(out + x.last, 0, static_cast<std::size_t>(width - x.last));
   if (range) {
-    img::active_color_rows().map_bytes(out + x.first, out + x.first, range, static_cast<std::size_t>(x.last - x.first));
+    img::active_color_kernels().map_bytes(out + x.first, out + x.first, range,
+                                          static_cast<std::size_t>(x.last - x.first));
   }
 }
 
 void copy_or_invert(const img::image& from, int from_plane, img::image& to, int to_plane, bool inverted) {
-  const plane_kernels& rows = plane_rows();
+  const plane_kernels& rows = active_plane_kernels();
   const std::size_t width = static_cast<std::size_t>(from.width);
   lib::parallel_rows(from.height, 1LL * from.width * from.height, [&](int top, int bottom) {
     const std::size_t count = static_cast<std::size_t>(bottom - top) * width;
@@ -140,7 +141,7 @@ void copy_or_invert(const img::image& from, int from_plane, img::image& to, int 
 // `own` may be null: fully opaque.
 void write_matte(img::image& target, const ksn::track_info& track, const std::uint8_t* own, const channel& chosen,
                  int matte_width, const matte_placement& at) {
-  const plane_kernels& rows = plane_rows();
+  const plane_kernels& rows = active_plane_kernels();
   const std::uint8_t* range = range_table(track.look.alpha_source_range);
   const auto width = static_cast<std::size_t>(target.width);
   lib::parallel_rows(target.height, 1LL * target.width * target.height, [&](int top, int bottom) {

@@ -56,7 +56,7 @@ void blend_depth(const planned_blend& blend, img::image& target, int y, int x, c
   if (blend.depth == ksn::depth_blend_type::replace) {
     std::memcpy(target.row(depth_plane, y) + x, source, static_cast<std::size_t>(count));
   } else {
-    current_rows().keep_larger(target.row(depth_plane, y) + x, source, count);
+    active_blend_kernels().keep_larger(target.row(depth_plane, y) + x, source, count);
   }
 }
 
@@ -194,7 +194,7 @@ planned_blend plan_blend(const img::image& source, math::point position, const b
   const int opacity = std::clamp(mode.opacity, 0, 100);
   // Without an alpha plane every alpha mode is `ignore`.
   const auto alpha = blend.planes[alpha_plane] >= 0 ? mode.alpha : ksn::alpha_type::ignore;
-  const row_operations& rows = current_rows();
+  const blend_kernels& rows = active_blend_kernels();
   const auto& family = opacity == 100 ? rows.opaque : rows.scaled;
   blend.operation = family[static_cast<int>(mode.blend)][static_cast<int>(alpha)];
   blend.weight = opacity * 256 / 100;

@@ -242,7 +242,7 @@ void place_planes(img::image& image) {
 }
 
 void luminance(std::uint8_t* out, const img::image& image) {
-  const plane_kernels& rows = plane_rows();
+  const plane_kernels& rows = active_plane_kernels();
   for_rows(image, [&](std::size_t first, std::size_t last) {
     rows.luminance(out + first, image.data[0].data() + first, image.data[1].data() + first,
                    image.data[2].data() + first, last - first);

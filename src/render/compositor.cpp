@@ -108,7 +108,7 @@ void adjust_rect(const placed_layer& layer, img::image& target, const rectangle&
     return;
   }
   const int opacity = layer.opacity;
-  const auto& family = opacity >= 100 ? current_rows().opaque : current_rows().scaled;
+  const auto& family = opacity >= 100 ? active_blend_kernels().opaque : active_blend_kernels().scaled;
   const auto alpha_type = matte ? layer.track->look.alpha_type : ksn::alpha_type::ignore;
   const row_operation operation = family[static_cast<int>(ksn::blend_type::normal)][static_cast<int>(alpha_type)];
   thread_local std::vector<std::uint8_t> scratch;

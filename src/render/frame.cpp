@@ -66,7 +66,7 @@ constexpr std::uint8_t checker_dark = 102;
 constexpr std::uint8_t checker_light = 153;
 
 void draw_checker(img::image& image, math::point origin) {
-  const plane_kernels& rows = plane_rows();
+  const plane_kernels& rows = active_plane_kernels();
   const int phase = origin.x & (2 * checker_square - 1);
   lib::parallel_rows(image.height, 1LL * image.width * image.height, [&](int top, int bottom) {
     for (int y = top; y < bottom; ++y) {

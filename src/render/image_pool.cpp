@@ -35,7 +35,8 @@ struct image_pool {
   }
 };
 
-// Never destroyed: pictures may come back from objects of static lifetime.
+// One per process: a picture goes back with its last reference, wherever that is let go, and what waits here serves
+// whoever draws next. Never destroyed: pictures may come back from objects of static lifetime.
 image_pool& pool() {
   static image_pool& instance = *new image_pool;
   return instance;

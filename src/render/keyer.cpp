@@ -44,7 +44,7 @@ void apply_keys(img::image& image, const ksn::color_key& primary, const ksn::col
   const key_row first = numbers_of(primary.enabled ? primary : secondary);
   const key_row second = numbers_of(secondary);
   const bool both = primary.enabled && secondary.enabled;
-  const plane_kernels& rows = plane_rows();
+  const plane_kernels& rows = active_plane_kernels();
   const long long samples = 1LL * image.width * image.height;
   lib::parallel_rows(image.height, samples, [&](int top, int bottom) {
     const auto width = static_cast<std::size_t>(image.width);

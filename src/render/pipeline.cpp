@@ -137,7 +137,7 @@ img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& 
 
   const bool through_cache = !direct && !asked.force_reload;
   bool late = false;
-  img::const_image_ptr picture = guarded(state, track, asked.source_frame, [&]() -> img::const_image_ptr {
+  img::const_image_ptr picture = noting_failure(state, track, asked.source_frame, [&]() -> img::const_image_ptr {
     img::const_image_ptr native = native_of(asked, wanted.key, through_cache);
     late = native == not_yet_there();
     if (!native || late) return native;
@@ -255,7 +255,7 @@ img::const_image_ptr pipeline::canvas_of(layer_state& state, const request& aske
 img::const_image_ptr pipeline::made_frame(layer_state& state, const request& asked) {
   const ksn::track_info& track = asked.track;
   img::const_image_ptr canvas;
-  guarded(state, track, asked.source_frame, [&] { return canvas = canvas_of(state, asked); });
+  noting_failure(state, track, asked.source_frame, [&] { return canvas = canvas_of(state, asked); });
   if (!canvas || canvas->empty()) {
     state.picture.reset();
     return nullptr;
@@ -266,7 +266,8 @@ img::const_image_ptr pipeline::made_frame(layer_state& state, const request& ask
   if (state.picture && state.made_from == wanted) return state.picture;
   ++state.render_count;
   state.picture.reset();
-  state.picture = guarded(state, track, asked.source_frame, [&] { return develop(state, wanted, canvas, false); });
+  state.picture =
+      noting_failure(state, track, asked.source_frame, [&] { return develop(state, wanted, canvas, false); });
   state.made_from = std::move(wanted);
   return state.picture;
 }
@@ -281,7 +282,7 @@ img::const_image_ptr pipeline::native_frame(const ksn::track_info& track, int so
   key.lookup_hash = 0;
   const std::optional<std::chrono::milliseconds> kept = std::exchange(patience, std::nullopt);
   const img::const_image_ptr native =
-      guarded(state, track, source_frame, [&] { return native_of(asked, key, !is_direct(track)); });
+      noting_failure(state, track, source_frame, [&] { return native_of(asked, key, !is_direct(track)); });
   patience = kept;
   return native;
 }
@@ -315,8 +316,8 @@ std::shared_ptr<const img::transfer> pipeline::row_correction(const ksn::track_i
   return kept;
 }
 
-img::const_image_ptr pipeline::guarded(layer_state& state, const ksn::track_info& track, int source_frame,
-                                       const std::function<img::const_image_ptr()>& attempt) {
+img::const_image_ptr pipeline::noting_failure(layer_state& state, const ksn::track_info& track, int source_frame,
+                                              const std::function<img::const_image_ptr()>& attempt) {
   const auto name = [&] {
     const std::string path = track.source.frame_path(source_frame);
     return !path.empty() ? path : !track.source.path.empty() ? track.source.path : track.name;

@@ -117,9 +117,9 @@ class pipeline {
   img::const_image_ptr made_frame(layer_state& state, const request& asked);
   img::const_image_ptr canvas_of(layer_state& state, const request& asked);
   img::const_image_ptr draw_text_canvas(layer_state& state, const request& asked);
-  // Runs `attempt` under the rules for failures; null after one.
-  img::const_image_ptr guarded(layer_state& state, const ksn::track_info& track, int source_frame,
-                               const std::function<img::const_image_ptr()>& attempt);
+  // Runs `attempt` under the rules for failures; notes what fails, and is null then.
+  img::const_image_ptr noting_failure(layer_state& state, const ksn::track_info& track, int source_frame,
+                                      const std::function<img::const_image_ptr()>& attempt);
   void report(layer_state& state, int source_frame, std::string line);
   bool is_direct(const ksn::track_info& track) const { return track.source.disable_cache || !options_.use_cache; }
 

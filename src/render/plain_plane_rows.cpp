@@ -55,7 +55,7 @@ void checker(uint8_t* d, const uint8_t* a, size_t n, int phase, uint8_t first, u
 
 }  // namespace
 
-const plane_kernels& plain_plane_rows() {
+const plane_kernels& plain_plane_kernels() {
   static const plane_kernels table{luminance, key, invert, multiply, screen, lerp, interleave, checker};
   return table;
 }

@@ -38,8 +38,8 @@ struct plane_kernels {
 };
 
 // The kernels of img::current_simd_level().
-const plane_kernels& plane_rows();
+const plane_kernels& active_plane_kernels();
 // The meaning of the others, one sample at a time.
-const plane_kernels& plain_plane_rows();
+const plane_kernels& plain_plane_kernels();
 
 }  // namespace render

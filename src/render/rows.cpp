@@ -3,21 +3,11 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "img/simd_level.h"
+#include "img/at_level.h"
 
 namespace render {
 
-namespace baseline {
-extern const row_operations operations;
-}
-#if defined(KSN_X86_LEVELS)
-namespace v3 {
-extern const row_operations operations;
-}
-namespace v4 {
-extern const row_operations operations;
-}
-#endif
+KSN_DECLARE_LEVELS(extern const blend_kernels operations)
 
 namespace {
 
@@ -267,7 +257,7 @@ void keep_larger(uint8_t* target, const uint8_t* source, int count) {
 }
 
 // Columns: ignore, normal, pm, mask.
-constexpr row_operations plain_operations{
+constexpr blend_kernels plain_operations{
     {{colours_and_alpha<copy, full>, colours_and_alpha<blend, blend_pm>, colours_and_alpha<blend_pm, blend_pm>,
       colours_and_alpha<blend_mask, blend_mask>},
      {colours<add_plain>, colours_and_alpha<add_straight, add_straight>, colours_and_alpha<add_plain, add_plain>,
@@ -294,22 +284,12 @@ constexpr row_operations plain_operations{
 
 }  // namespace
 
-const row_operations& plain_rows() {
+const blend_kernels& plain_blend_kernels() {
   return plain_operations;
 }
 
-const row_operations& current_rows() {
-#if defined(KSN_X86_LEVELS)
-  switch (img::current_simd_level()) {
-    case img::simd_level::v4:
-      return v4::operations;
-    case img::simd_level::v3:
-      return v3::operations;
-    case img::simd_level::baseline:
-      break;
-  }
-#endif
-  return baseline::operations;
+const blend_kernels& active_blend_kernels() {
+  return KSN_AT_LEVEL(operations);
 }
 
 }  // namespace render

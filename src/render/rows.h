@@ -33,7 +33,7 @@ constexpr int most_layers = 2;
 constexpr int blend_count = 5;  // ksn::blend_type
 constexpr int alpha_count = 4;  // ksn::alpha_type
 
-struct row_operations {
+struct blend_kernels {
   row_operation opaque[blend_count][alpha_count];
   row_operation scaled[blend_count][alpha_count];
   // target = the larger of both samples.
@@ -41,8 +41,8 @@ struct row_operations {
 };
 
 // One sample at a time, each operation under its formula: what the kernels are compared with.
-const row_operations& plain_rows();
+const blend_kernels& plain_blend_kernels();
 // The kernels of img::current_simd_level().
-const row_operations& current_rows();
+const blend_kernels& active_blend_kernels();
 
 }  // namespace render

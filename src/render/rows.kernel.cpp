@@ -10,7 +10,7 @@
 
 namespace render::KSN_SIMD_LEVEL {
 
-extern const row_operations operations;
+extern const blend_kernels operations;
 
 namespace {
 
@@ -532,7 +532,7 @@ constexpr row_operation blended = row<Colour, Alpha, blends_alpha>;
 }  // namespace
 
 // Columns: ignore, normal, pm, mask.
-constexpr row_operations operations{
+constexpr blend_kernels operations{
     {{filled<copy, full>, blended<blend, blend_pm>, blended<blend_pm>, blended<blend_mask, blend_pm>},
      {colours<add_plain>, blended<add_straight>, blended<add_plain>, blended<add_mask>},
      {colours<multiply_plain>, blended<multiply_straight>, blended<multiply_pm>, blended<multiply_pm>},

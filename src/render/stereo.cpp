@@ -18,7 +18,7 @@ bool in_both(const img::image& a, const img::image& b, int plane) {
 }  // namespace
 
 void merge_stereo(img::image& target, const img::image& other, ksn::stereo_view_type mode, int phase) {
-  const plane_kernels& rows = plane_rows();
+  const plane_kernels& rows = active_plane_kernels();
   const auto width = static_cast<std::size_t>(target.width);
   const auto merge_row = [&](int y) {
     switch (mode) {

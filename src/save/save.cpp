@@ -123,7 +123,7 @@ std::vector<cache::frame_request> sources_of_composite(const ksn::state& composi
 
 // Runs the making and writing of pictures. Failures on the way are told with the save, and not beside it.
 template <class Work>
-bool guarded(context& context, const target& target, const Work& work) {
+bool reporting_failures(context& context, const target& target, const Work& work) {
   const render::pipeline::silence silence(context.pipeline);
   try {
     return work();
@@ -169,7 +169,7 @@ bool has_layer(context& context, const char* command, const std::string& path) {
 bool save_frame_as(context& context, const std::string& path) {
   target target;
   if (!has_layer(context, "save_frame_as", path) || !open_target(context, path, target)) return false;
-  return guarded(context, target, [&] {
+  return reporting_failures(context, target, [&] {
     layer_source layer(context, context.composition.doc.selected_index(), target);
     return save_one(context, target, layer.bytes(), [&] { return layer.make(context.time); });
   });
@@ -178,7 +178,7 @@ bool save_frame_as(context& context, const std::string& path) {
 bool save_layer_as(context& context, const std::string& path) {
   target target;
   if (!has_layer(context, "save_layer_as", path) || !open_target(context, path, target)) return false;
-  return guarded(context, target, [&] {
+  return reporting_failures(context, target, [&] {
     layer_source layer(context, context.composition.doc.selected_index(), target);
     return save_walk(context, target,
                      {[&](int frame) { return layer.make(frame); }, [&](int frame) { return layer.sources(frame); },
@@ -189,13 +189,13 @@ bool save_layer_as(context& context, const std::string& path) {
 bool save_mask_as_image(context& context, const std::string& path) {
   target target;
   if (!open_target(context, path, target)) return false;
-  return guarded(context, target, [&] { return save_composite(context, target, output_of(context)); });
+  return reporting_failures(context, target, [&] { return save_composite(context, target, output_of(context)); });
 }
 
 bool save_mask_as_sequence(context& context, const std::string& path) {
   target target;
   if (!open_target(context, path, target)) return false;
-  return guarded(context, target, [&] {
+  return reporting_failures(context, target, [&] {
     return save_walk(
         context, target,
         {[&](int frame) { return composite_at(context, output_of(context), frame); },
@@ -207,7 +207,7 @@ bool save_mask_as_sequence(context& context, const std::string& path) {
 bool save_screen_as(context& context, const std::string& path, int client_width, int client_height) {
   target target;
   if (!open_target(context, path, target)) return false;
-  return guarded(context, target, [&] {
+  return reporting_failures(context, target, [&] {
     return save_composite(context, target, screen_view(context.composition, client_width, client_height));
   });
 }

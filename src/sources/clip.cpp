@@ -32,7 +32,7 @@ const module_host host{
       lib::parallel_rows(rows, items, [&](int first, int last) { call(body, first, last); });
     },
     lib::thread_count,
-    current_yuv_row,
+    active_yuv_row,
 };
 
 }  // namespace

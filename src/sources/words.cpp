@@ -2,9 +2,11 @@
 
 #include <cmath>
 
-#include "img/simd_level.h"
+#include "img/at_level.h"
 
 namespace sources {
+
+KSN_DECLARE_LEVELS(void narrow_words(const uint16_t* from, uint8_t* to, int width, uint32_t weight))
 
 uint32_t make_word_weight(int bits) {
   // 255 in the upper 8 bits and the half that rounds still fit.
@@ -12,17 +14,7 @@ uint32_t make_word_weight(int bits) {
 }
 
 void narrow_words(const uint16_t* from, uint8_t* to, int width, uint32_t weight) {
-#if defined(KSN_X86_LEVELS)
-  switch (img::current_simd_level()) {
-    case img::simd_level::v4:
-      return v4::narrow_words(from, to, width, weight);
-    case img::simd_level::v3:
-      return v3::narrow_words(from, to, width, weight);
-    case img::simd_level::baseline:
-      break;
-  }
-#endif
-  baseline::narrow_words(from, to, width, weight);
+  KSN_AT_LEVEL(narrow_words)(from, to, width, weight);
 }
 
 void narrow_words_plainly(const uint16_t* from, uint8_t* to, int width, uint32_t weight) {

@@ -14,14 +14,4 @@ void narrow_words(const uint16_t* from, uint8_t* to, int width, uint32_t weight)
 // The same, one by one.
 void narrow_words_plainly(const uint16_t* from, uint8_t* to, int width, uint32_t weight);
 
-namespace baseline {
-void narrow_words(const uint16_t* from, uint8_t* to, int width, uint32_t weight);
-}
-namespace v3 {
-void narrow_words(const uint16_t* from, uint8_t* to, int width, uint32_t weight);
-}
-namespace v4 {
-void narrow_words(const uint16_t* from, uint8_t* to, int width, uint32_t weight);
-}
-
 }  // namespace sources

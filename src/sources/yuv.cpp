@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cmath>
 
-#include "img/simd_level.h"
+#include "img/at_level.h"
 
 namespace sources {
+
+KSN_DECLARE_LEVELS(void convert_yuv_row(const yuv_row& row, const yuv_weights& weights))
 
 yuv_weights make_yuv_weights(double red, double blue, bool full, int bits) {
   const double green = 1.0 - red - blue;
@@ -32,18 +34,8 @@ yuv_weights make_yuv_weights(double red, double blue, bool full, int bits) {
   return w;
 }
 
-yuv_row_function current_yuv_row() {
-#if defined(KSN_X86_LEVELS)
-  switch (img::current_simd_level()) {
-    case img::simd_level::v4:
-      return v4::convert_yuv_row;
-    case img::simd_level::v3:
-      return v3::convert_yuv_row;
-    case img::simd_level::baseline:
-      break;
-  }
-#endif
-  return baseline::convert_yuv_row;
+yuv_row_function active_yuv_row() {
+  return KSN_AT_LEVEL(convert_yuv_row);
 }
 
 void convert_yuv_row_plainly(const yuv_row& row, const yuv_weights& w) {

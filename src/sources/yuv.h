@@ -41,19 +41,9 @@ struct yuv_row {
 using yuv_row_function = void (*)(const yuv_row& row, const yuv_weights& weights);
 
 // The row for the instruction set in use.
-yuv_row_function current_yuv_row();
+yuv_row_function active_yuv_row();
 
 // The same, pixel by pixel.
 void convert_yuv_row_plainly(const yuv_row& row, const yuv_weights& weights);
-
-namespace baseline {
-void convert_yuv_row(const yuv_row& row, const yuv_weights& weights);
-}
-namespace v3 {
-void convert_yuv_row(const yuv_row& row, const yuv_weights& weights);
-}
-namespace v4 {
-void convert_yuv_row(const yuv_row& row, const yuv_weights& weights);
-}
 
 }  // namespace sources

@@ -1,32 +1,13 @@
 #include "text/rows.h"
 
-#include "img/simd_level.h"
+#include "img/at_level.h"
 
 namespace text {
 
-namespace baseline {
-void cover_row(uint8_t* row, const uint8_t* coverage, size_t n, int value, int alpha);
-}
-#if defined(KSN_X86_LEVELS)
-namespace v3 {
-void cover_row(uint8_t* row, const uint8_t* coverage, size_t n, int value, int alpha);
-}
-namespace v4 {
-void cover_row(uint8_t* row, const uint8_t* coverage, size_t n, int value, int alpha);
-}
-#endif
+KSN_DECLARE_LEVELS(void cover_row(uint8_t* row, const uint8_t* coverage, size_t n, int value, int alpha))
 
 void cover_row(uint8_t* row, const uint8_t* coverage, size_t n, int value, int alpha) {
-  switch (img::current_simd_level()) {
-#if defined(KSN_X86_LEVELS)
-    case img::simd_level::v4:
-      return v4::cover_row(row, coverage, n, value, alpha);
-    case img::simd_level::v3:
-      return v3::cover_row(row, coverage, n, value, alpha);
-#endif
-    default:
-      return baseline::cover_row(row, coverage, n, value, alpha);
-  }
+  return KSN_AT_LEVEL(cover_row)(row, coverage, n, value, alpha);
 }
 
 void plain_cover_row(uint8_t* row, const uint8_t* coverage, size_t n, int value, int alpha) {

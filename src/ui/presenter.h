@@ -84,7 +84,7 @@ class presenter {
   // A surface of this size, at least one pixel either way, in place of the one before.
   void resize(int width, int height);
   // Copies the picture, 8-bit planes that begin with B, G, R, to the surface and shows it. 0 or an error number; an
-  // image of another size than the surface is `error_size` for this turn alone.
+  // image of another size than the surface is `error_size` for this tick alone.
   int present_picture(const img::image& image, present_mode mode);
   // Shows the surface again.
   int present(present_mode mode);

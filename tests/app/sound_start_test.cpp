@@ -65,7 +65,7 @@ TEST(sound_start, a_device_that_fails_is_tried_again_with_the_next_layer) {
   s.sound.use(&s.device);
   s.add(true);
   for (int i = 0; i < 3; ++i) s.sound.poll();
-  EXPECT_EQ(s.device.opened, 1) << "not in every turn";
+  EXPECT_EQ(s.device.opened, 1) << "not in every tick";
   EXPECT_EQ(s.clock.audio, nullptr) << "the timer drives";
   s.device.works = true;
   s.sound.retry();

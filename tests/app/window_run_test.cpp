@@ -71,7 +71,7 @@ class window_run : public testing::Test {
   }
   void step(std::function<void()> action, int passes = 1) {
     desktop.script.push_back(std::move(action));
-    // One turn waits for events at its begin and at its end.
+    // One tick waits for events at its start and at its end.
     for (int i = 1; i < 2 * passes; ++i) desktop.script.push_back({});
   }
   // Runs the window for one step.
@@ -115,7 +115,7 @@ TEST_F(window_run, draws_when_something_happened) {
   step([&] { composition.doc.playing = true; }, 90);
   EXPECT_EQ(window.run(desktop), 0);
   EXPECT_GE(ticks.size(), 90u);
-  EXPECT_EQ(drawn(), 2) << "180 ms of turns that last 100";
+  EXPECT_EQ(drawn(), 2) << "180 ms of ticks that last 100";
 }
 
 TEST_F(window_run, waits_as_long_as_its_state_allows) {
@@ -123,7 +123,7 @@ TEST_F(window_run, waits_as_long_as_its_state_allows) {
     const char* name;
     bool foreground, playing, minimised;
     int throttle, fpcs;
-    int wait;  // at the end of each turn
+    int wait;  // at the end of each tick
   };
   const row rows[] = {{"stopped in the background", false, false, false, 1, 2500, 960},
                       {"stopped in front", true, false, false, 1, 2500, 40},
@@ -147,7 +147,7 @@ TEST_F(window_run, waits_as_long_as_its_state_allows) {
         },
         6);
     window.run(desktop);
-    // The waits of 0 are the begins of turns.
+    // The waits of 0 are the starts of ticks.
     const std::set<int> waits(desktop.waits.begin(), desktop.waits.end());
     EXPECT_EQ(waits, (std::set<int>{0, r.wait})) << r.name;
     EXPECT_EQ(desktop.pictures == pictures, r.minimised) << r.name;
@@ -487,7 +487,7 @@ TEST_F(window_run, tells_what_a_tick_took) {
   picture("shot.1.tga");
   engine.run_option("--add_layer=" + picture("shot.2.tga"));
   composition.doc.tm_l = 2;
-  composition.doc.fpcs = 100000;  // a thousand frames a second: each turn shows another one
+  composition.doc.fpcs = 100000;  // a thousand frames a second: each tick shows another one
   desktop.waited = [this](int) { ++now; };
   step([&] { composition.doc.playing = true; }, 50);
   window.run(desktop);

@@ -13,7 +13,7 @@
 
 namespace {
 
-using img::color_rows;
+using img::color_kernels;
 
 // Samples between untouched bytes, begun at any place.
 template <class T>
@@ -44,8 +44,8 @@ std::vector<T> noise(std::size_t count, unsigned seed, unsigned limit = 0) {
 template <class Check>
 void every_level(Check&& check) {
   support::every_level([&](const char* level) {
-    check(img::level_color_rows(), level);
-    check(img::active_color_rows(), level);
+    check(img::level_color_kernels(), level);
+    check(img::active_color_kernels(), level);
   });
 }
 
@@ -54,12 +54,12 @@ constexpr std::size_t widths[] = {0, 1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 31, 32,
 // Calls run(rows, blue, green, red) with the portable loops and with those of every level, on equal rows.
 template <class Run>
 void expect_portable(const char* what, Run&& run) {
-  every_level([&](const color_rows& rows, const char* level) {
+  every_level([&](const color_kernels& rows, const char* level) {
     for (const std::size_t width : widths) {
       std::vector<std::uint8_t> expected[3];
       for (unsigned c = 0; c < 3; ++c) expected[c] = noise<std::uint8_t>(width, 30 + c);
       guarded<std::uint8_t> got[3] = {{expected[0], width % 5}, {expected[1], 2}, {expected[2], 3}};
-      run(img::plain_color_rows(), expected[0].data(), expected[1].data(), expected[2].data(), width);
+      run(img::plain_color_kernels(), expected[0].data(), expected[1].data(), expected[2].data(), width);
       run(rows, got[0].data(), got[1].data(), got[2].data(), width);
       for (int c = 0; c < 3; ++c) {
         ASSERT_TRUE(got[c].holds(expected[c])) << what << " " << level << " width " << width << " channel " << c;
@@ -75,19 +75,19 @@ TEST(transfer_rows, maps_of_every_level_are_the_portable_ones) {
   const auto packed = noise<std::uint32_t>(200, 13);
   const img::channel_bytes tables{{table.data(), table.data() + 16384, table.data() + 2 * 16384}};
   using bytes = std::uint8_t*;
-  expect_portable("bytes", [&](const color_rows& rows, bytes b, bytes g, bytes r, std::size_t width) {
+  expect_portable("bytes", [&](const color_kernels& rows, bytes b, bytes g, bytes r, std::size_t width) {
     rows.map_bytes(b, g, table.data(), width);
     rows.map_bytes(r, r, table.data() + 256, width);
   });
-  expect_portable("halves", [&](const color_rows& rows, bytes b, bytes, bytes, std::size_t width) {
+  expect_portable("halves", [&](const color_kernels& rows, bytes b, bytes, bytes, std::size_t width) {
     rows.map_halves(b, halves.data(), table.data(), width);
   });
   for (const bool swapped : {false, true}) {
-    expect_portable("words", [&](const color_rows& rows, bytes b, bytes g, bytes r, std::size_t width) {
+    expect_portable("words", [&](const color_kernels& rows, bytes b, bytes g, bytes r, std::size_t width) {
       rows.map_words(b, g, r, packed.data(), tables, swapped, width);
     });
   }
-  expect_portable("nodes", [&](const color_rows& rows, bytes b, bytes g, bytes r, std::size_t width) {
+  expect_portable("nodes", [&](const color_kernels& rows, bytes b, bytes g, bytes r, std::size_t width) {
     rows.map_nodes(b, g, r, nodes.data(), tables, width);
   });
 }
@@ -96,7 +96,7 @@ TEST(transfer_rows, every_byte_finds_its_entry_and_widens_to_ten_bits) {
   std::vector<std::uint8_t> all(256);
   std::iota(all.begin(), all.end(), std::uint8_t{0});
   const auto table = noise<std::uint8_t>(256, 1);
-  every_level([&](const color_rows& rows, const char* level) {
+  every_level([&](const color_kernels& rows, const char* level) {
     std::vector<std::uint8_t> mapped(256);
     rows.map_bytes(mapped.data(), all.data(), table.data(), 256);
     EXPECT_EQ(mapped, table) << level;
@@ -127,7 +127,7 @@ TEST(transfer_rows, cube_interpolates_exactly_and_rounds_once) {
       r.push_back(static_cast<std::uint16_t>((i * 7 + k * 3) % 1024));
     }
   }
-  auto check = [&](const color_rows& rows, const char* level) {
+  auto check = [&](const color_kernels& rows, const char* level) {
     std::vector<std::uint16_t> out(4 * b.size());
     rows.cube(out.data(), b.data(), g.data(), r.data(), cube.data(), 17, b.size());
     for (std::size_t i = 0; i < b.size(); ++i) {
@@ -137,7 +137,7 @@ TEST(transfer_rows, cube_interpolates_exactly_and_rounds_once) {
       ASSERT_EQ(out[4 * i + 2], std::floor(900 * z + 3 * y * x + 0.5)) << level << " " << i;
     }
   };
-  check(img::plain_color_rows(), "plain");
+  check(img::plain_color_kernels(), "plain");
   every_level(check);
 }
 
@@ -152,8 +152,8 @@ TEST(transfer_rows, cube_of_every_level_is_the_portable_one) {
       const auto g = noise<std::uint16_t>(width, 22, 1024);
       const auto r = noise<std::uint16_t>(width, 23, 1024);
       std::vector<std::uint16_t> expected(4 * width);
-      img::plain_color_rows().cube(expected.data(), b.data(), g.data(), r.data(), cube.data(), points, width);
-      every_level([&](const color_rows& rows, const char* level) {
+      img::plain_color_kernels().cube(expected.data(), b.data(), g.data(), r.data(), cube.data(), points, width);
+      every_level([&](const color_kernels& rows, const char* level) {
         guarded<std::uint16_t> out(std::vector<std::uint16_t>(4 * width), 2 * (width % 5));
         rows.cube(out.data(), b.data(), g.data(), r.data(), cube.data(), points, width);
         for (std::size_t i = 0; i < width; ++i) out.data()[4 * i + 3] = 0;
@@ -180,9 +180,9 @@ TEST(transfer_rows, matrix) {
   for (const auto& row : cases) {
     std::uint8_t rgb[3];
     std::copy_n(row.in, 3, rgb);
-    img::plain_color_rows().matrix(&rgb[2], &rgb[1], &rgb[0], row.m, 1);
+    img::plain_color_kernels().matrix(&rgb[2], &rgb[1], &rgb[0], row.m, 1);
     for (int c = 0; c < 3; ++c) EXPECT_EQ(rgb[c], row.out[c]) << row.what;
-    expect_portable(row.what, [&](const color_rows& rows, std::uint8_t* b, std::uint8_t* g, std::uint8_t* r,
+    expect_portable(row.what, [&](const color_kernels& rows, std::uint8_t* b, std::uint8_t* g, std::uint8_t* r,
                                   std::size_t width) { rows.matrix(b, g, r, row.m, width); });
   }
 }

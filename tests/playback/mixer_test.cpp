@@ -143,11 +143,11 @@ TEST(mixer, rows_of_every_instruction_set) {
         for (std::size_t i = 0; i < plain.size(); i += 3) plain[i] = values[i];
         std::vector<std::int16_t> fast = plain;
         if (k < 0) {
-          playback::plain_sound_rows().add(plain.data(), values.data(), n);
-          playback::sound_rows().add(fast.data(), values.data(), n);
+          playback::plain_sound_kernels().add(plain.data(), values.data(), n);
+          playback::active_sound_kernels().add(fast.data(), values.data(), n);
         } else {
-          playback::plain_sound_rows().add_scaled(plain.data(), values.data(), n, k);
-          playback::sound_rows().add_scaled(fast.data(), values.data(), n, k);
+          playback::plain_sound_kernels().add_scaled(plain.data(), values.data(), n, k);
+          playback::active_sound_kernels().add_scaled(fast.data(), values.data(), n, k);
         }
         ASSERT_EQ(fast, plain) << level << ' ' << n << ' ' << k;
       }

@@ -20,12 +20,12 @@ using playback::pacing_wait;
 TEST(pacing, gives_back_the_rest_of_a_frame) {
   struct row {
     const char* what;
-    playback::turn turn;
+    playback::tick tick;
     playback::pacing expected;
   };
   const row rows[] = {
       {"24 a second", {.fpcs = 2400, .spent = 10}, {pacing_wait::events, 31}},
-      {"one a second still turns ten times", {.fpcs = 100, .spent = 1}, {pacing_wait::events, 99}},
+      {"one a second still ticks ten times", {.fpcs = 100, .spent = 1}, {pacing_wait::events, 99}},
       {"a rate of zero too", {.fpcs = 0, .spent = 0}, {pacing_wait::events, 100}},
       {"one millisecond is left", {.fpcs = 2400, .spent = 40}, {pacing_wait::events, 1}},
       {"nothing is left", {.fpcs = 2400, .spent = 41}, {pacing_wait::none, 0}},
@@ -44,7 +44,7 @@ TEST(pacing, gives_back_the_rest_of_a_frame) {
        {.fpcs = 2500, .spent = 4, .device_runs = true, .device_is_asked = true},
        {pacing_wait::device, 1}},
   };
-  for (const row& r : rows) EXPECT_EQ(playback::pace(r.turn), r.expected) << r.what;
+  for (const row& r : rows) EXPECT_EQ(playback::pace(r.tick), r.expected) << r.what;
 }
 
 TEST(pacing, rate_field) {

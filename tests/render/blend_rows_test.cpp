@@ -18,7 +18,7 @@ enum row_family { opaque, scaled };
 
 struct operation_name {
   int family, blend, alpha;
-  render::row_operation of(const render::row_operations& rows) const {
+  render::row_operation of(const render::blend_kernels& rows) const {
     return family == opaque ? rows.opaque[blend][alpha] : rows.scaled[blend][alpha];
   }
 };
@@ -51,7 +51,7 @@ std::string difference(const std::vector<std::uint8_t>& found, const std::vector
 // Calls check(rows, name) with the kernels of every level that this machine has.
 template <class Check>
 void every_kernel(Check check) {
-  support::every_level([&](const char* name) { check(render::current_rows(), name); });
+  support::every_level([&](const char* name) { check(render::active_blend_kernels(), name); });
 }
 
 // Two pixels through every operation: colour and alpha as the bulk of a row gives them, then as its tail does.
@@ -109,7 +109,7 @@ TEST(blend_rows, bulk_and_tail_of_every_operation) {
   // source sample and alpha, target sample and alpha, weight of the scaled operations (50 % and 99 %)
   const int pixels[2][5] = {{200, 100, 55, 30, 128}, {220, 139, 236, 143, 253}};
   constexpr int width = 15;
-  const auto check = [&](const render::row_operations& rows, const char* level) {
+  const auto check = [&](const render::blend_kernels& rows, const char* level) {
     for (const operation_case& test : operation_cases) {
       for (int n = 0; n < 2; ++n) {
         const int* pixel = pixels[n];
@@ -129,7 +129,7 @@ TEST(blend_rows, bulk_and_tail_of_every_operation) {
       }
     }
   };
-  check(render::plain_rows(), "plain");
+  check(render::plain_blend_kernels(), "plain");
   every_kernel(check);
 }
 
@@ -137,11 +137,11 @@ using byte_row = std::vector<std::uint8_t>;
 
 // Runs both over the same target rows, from `offset` on in spans, and compares all that the rows hold. Bit p of
 // `missing` leaves plane p out of the target.
-std::string compare(const render::row_operations& rows, const operation_name& name, const render::source_span* sources,
+std::string compare(const render::blend_kernels& rows, const operation_name& name, const render::source_span* sources,
                     int layers, const byte_row (&below)[4], const std::uint8_t* background, int missing, int offset,
                     int width, int span) {
   byte_row expected[4], found[4];
-  const auto run = [&](const render::row_operations& with, byte_row* out) {
+  const auto run = [&](const render::blend_kernels& with, byte_row* out) {
     std::copy_n(below, 4, out);
     for (int x = 0; x < std::max(width, 1); x += span) {
       render::target_span target{};
@@ -157,7 +157,7 @@ std::string compare(const render::row_operations& rows, const operation_name& na
       name.of(with)(target, moved, layers, std::min(span, width - x));
     }
   };
-  run(render::plain_rows(), expected);
+  run(render::plain_blend_kernels(), expected);
   run(rows, found);
   for (int p = 0; p < 4; ++p) {
     const std::string different = difference(found[p], expected[p]);
@@ -169,7 +169,7 @@ std::string compare(const render::row_operations& rows, const operation_name& na
 // Every pair of two samples or of a sample and an alpha, with awkward thirds, through both forms of every operation.
 TEST(blend_rows, kernels_equal_the_plain_rows_for_all_pairs) {
   byte_row s(256), a(256);
-  every_kernel([&](const render::row_operations& rows, const char* level) {
+  every_kernel([&](const render::blend_kernels& rows, const char* level) {
     for (int y = 0; y < 256; ++y) {
       const byte_row d(260, static_cast<std::uint8_t>(y));
       const byte_row below[4] = {d, d, d, byte_row(260, static_cast<std::uint8_t>(y ^ 0x55))};
@@ -204,7 +204,7 @@ TEST(blend_rows, kernels_equal_the_plain_rows_at_every_width) {
     for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random(256));
     return bytes;
   };
-  const auto check = [&](const render::row_operations& rows, const char* level, const operation_name& name, int width) {
+  const auto check = [&](const render::blend_kernels& rows, const char* level, const operation_name& name, int width) {
     const int offset = guard + random(33);
     const bool gray = random(4) == 0;
     const int missing[] = {0, 0, 0b0110, 0b1000};
@@ -226,13 +226,13 @@ TEST(blend_rows, kernels_equal_the_plain_rows_at_every_width) {
               "")
         << level << ' ' << name << " width " << width << " gray " << gray << " left out " << left_out;
   };
-  every_kernel([&](const render::row_operations& rows, const char* level) {
+  every_kernel([&](const render::blend_kernels& rows, const char* level) {
     for (int width = 0; width <= 67 + 64; ++width) {
       for (const operation_name& name : all_operations()) check(rows, level, name, width);
       const byte_row source = noise();
       byte_row expected = noise();
       byte_row found = expected;
-      render::plain_rows().keep_larger(expected.data() + guard, source.data() + guard + 1, width);
+      render::plain_blend_kernels().keep_larger(expected.data() + guard, source.data() + guard + 1, width);
       rows.keep_larger(found.data() + guard, source.data() + guard + 1, width);
       ASSERT_EQ(difference(found, expected), "") << level << " keep_larger, width " << width;
     }

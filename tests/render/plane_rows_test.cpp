@@ -58,15 +58,15 @@ const kernel_case kernel_cases[] = {
     {"checker at 13", [](const plane_kernels& k, rows& r) { k.checker(r.d(), r.s(0), r.n, 13, 153, 102); }},
 };
 
-TEST(plane_rows, every_level_gives_the_plain_rows_and_stays_within_the_width) {
+TEST(active_plane_kernels, every_level_gives_the_plain_rows_and_stays_within_the_width) {
   support::every_level([](const char* level) {
     for (const kernel_case& kernel : kernel_cases) {
       for (std::size_t n = 0; n <= longest; ++n) {
         for (const std::size_t offset : {0, 1, 3}) {
           rows expected(static_cast<unsigned>(n), n, offset);
           rows found = expected;
-          kernel.run(render::plain_plane_rows(), expected);
-          kernel.run(render::plane_rows(), found);
+          kernel.run(render::plain_plane_kernels(), expected);
+          kernel.run(render::active_plane_kernels(), found);
           ASSERT_EQ(found.out, expected.out) << level << ' ' << kernel.name << " width " << n << " offset " << offset;
         }
       }
@@ -76,7 +76,7 @@ TEST(plane_rows, every_level_gives_the_plain_rows_and_stays_within_the_width) {
 
 // The two roundings by hand: 200 * 100 / 255 is 78.4, (200 + 1) * 100 >> 8 is 78; 127 * 2 / 255 is 0.996, and 0 both
 // ways; 255 * 254: 254 both ways; 129 * 253: 127.99 and (129 + 1) * 253 >> 8 = 128.
-TEST(plane_rows, products_round_one_way_in_eights_and_the_other_in_the_tail) {
+TEST(active_plane_kernels, products_round_one_way_in_eights_and_the_other_in_the_tail) {
   struct product {
     int own, alpha, bulk, tail;
   };
@@ -84,13 +84,13 @@ TEST(plane_rows, products_round_one_way_in_eights_and_the_other_in_the_tail) {
     std::uint8_t own[9], alpha[9];
     std::fill_n(own, 9, static_cast<std::uint8_t>(p.own));
     std::fill_n(alpha, 9, static_cast<std::uint8_t>(p.alpha));
-    render::plane_rows().multiply(alpha, own, 9);
+    render::active_plane_kernels().multiply(alpha, own, 9);
     EXPECT_EQ(alpha[7], p.bulk) << p.own << " * " << p.alpha;
     EXPECT_EQ(alpha[8], p.tail) << p.own << " * " << p.alpha;
     // The screen of the complements is the complement of the product.
     std::fill_n(own, 9, static_cast<std::uint8_t>(255 - p.own));
     std::fill_n(alpha, 9, static_cast<std::uint8_t>(255 - p.alpha));
-    render::plane_rows().screen(alpha, own, 9);
+    render::active_plane_kernels().screen(alpha, own, 9);
     EXPECT_EQ(alpha[7], 255 - p.bulk) << p.own << " * " << p.alpha;
     EXPECT_EQ(alpha[8], 255 - p.tail) << p.own << " * " << p.alpha;
   }

@@ -96,7 +96,7 @@ TEST(yuv, every_level_is_the_plain_row) {
         const auto expected = run(sources::convert_yuv_row_plainly);
         EXPECT_EQ(std::count(expected.begin(), expected.begin() + 32, guard), 32);
         support::every_level([&](const char* level) {
-          ASSERT_EQ(run(sources::current_yuv_row()), expected) << level << ' ' << bytes << ' ' << half << ' ' << width;
+          ASSERT_EQ(run(sources::active_yuv_row()), expected) << level << ' ' << bytes << ' ' << half << ' ' << width;
         });
       }
     }

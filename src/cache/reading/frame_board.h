@@ -22,13 +22,13 @@ enum class frame_presence : std::uint8_t {
 };
 
 // Main thread. A table of one byte a frame for each layer, kept up with what the cache and the scheduler tell: asking
-// costs nothing, a turn in which nothing happened next to nothing, and a layer that is new, or shows other frames, is
-// looked through once, a few thousand frames a turn. The only one that takes the cache's changes.
+// costs nothing, a tick in which nothing happened next to nothing, and a layer that is new, or shows other frames, is
+// looked through once, a few thousand frames a tick. The only one that takes the cache's changes.
 class frame_board {
  public:
   explicit frame_board(frame_scheduler& reading) : reading_(reading) {}
 
-  // Once a turn, before anybody asks.
+  // Once a tick, before anybody asks.
   void update(const ksn::state& composition);
 
   // The source frames 0 to track.frames - 1 of a decoded layer, at the composition's resolution. Empty for all other

@@ -15,7 +15,7 @@ namespace {
 
 constexpr int enough_waiting = 64;    // requests of a list that need no more
 constexpr int few_waiting = 16;       // requests of a list that need more
-constexpr int most_looked_at = 1024;  // frames a turn
+constexpr int most_looked_at = 1024;  // frames a tick
 constexpr int movie_run = 24;         // frames of a movie that are read in their order before it jumps
 constexpr int soon_shown = 4;         // frames of a play that are read with all processors
 constexpr int judged_frames = 8;      // of a play, whose skips tell whether it keeps up
@@ -242,7 +242,7 @@ void frame_loader::read_wished(const ksn::state& composition) {
   reading_.add(frame_owner::preload, std::move(list), !wished_.done);
 }
 
-void frame_loader::turn(const ksn::state& composition, double time) {
+void frame_loader::tick(const ksn::state& composition, double time) {
   reading_.look();
   reading_.set_spare_processors(composition.doc.playing ? 1 : 0,
                                 soon_there_ ? frame_owner::playback : frame_owner::preload);

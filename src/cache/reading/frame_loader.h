@@ -12,7 +12,7 @@
 
 namespace cache {
 
-// Tells the scheduler what to read ahead. Main thread. Each turn looks at the document and hands over the next frames,
+// Tells the scheduler what to read ahead. Main thread. Each tick looks at the document and hands over the next frames,
 // a few dozen at a time; what is in memory, or failed, is passed over.
 //
 // While the composition plays, the frames from the play head on in the direction of play come first, over all layers
@@ -28,7 +28,7 @@ class frame_loader {
   // The user's wish: the frames that the layer shows in timeline frames `from` to `to` - 1. Nothing for a layer without
   // cache, a still, or a layer without frames of its own. Ends when memory is full.
   void preload(const ksn::track_info& layer, int from, int to);
-  // Begins with it at once, where the next turn may be far.
+  // Begins with it at once, where the next tick may be far.
   void begin_preload(const ksn::state& composition);
   // After a gesture that changed the work area: cancels all, lets `keep_alive` touch what the loop needs, makes room
   // well below the memory limit, and loads the visible layers from the play head to the end of the work area.
@@ -40,10 +40,10 @@ class frame_loader {
   // Frames have left the memory, or may be tried again, whose place in the order has gone by: looks through all again.
   void look_again() { identity_ = 0; }
 
-  // Once a turn. `time`: of the frame that is shown.
-  void turn(const ksn::state& composition, double time);
-  // For work without turns: reads what the user asked for, and returns when all of it is there, memory is full, or
-  // `cancelled` gives true.
+  // Once a tick. `time`: of the frame that is shown.
+  void tick(const ksn::state& composition, double time);
+  // For work without a main loop: reads what the user asked for, and returns when all of it is there, memory is full,
+  // or `cancelled` gives true.
   void finish_preload(const ksn::state& composition, const std::function<bool()>& cancelled);
 
   // Whether the work area is loaded while nothing else goes on.
@@ -59,7 +59,7 @@ class frame_loader {
     int from = 0;
     int to = 0;  // not part of it
   };
-  // A part of the reading ahead that goes on from turn to turn.
+  // A part of the reading ahead that goes on from tick to tick.
   struct walk {
     int next = 0;  // step of the order
     bool done = true;

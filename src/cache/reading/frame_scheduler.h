@@ -97,7 +97,7 @@ class frame_scheduler {
   // Whether a task, or a read for a save, that is added now would begin at once.
   bool has_free_processor() const;
 
-  // Looks for reads that hang. Called once a turn by whoever turns.
+  // Looks for reads that hang. Called once a tick of the main loop.
   void look();
   // Ends the threads as soon as they have no read at hand; false when one still has after `wait`. Nothing is read
   // ahead afterwards.

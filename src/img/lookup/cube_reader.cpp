@@ -50,16 +50,16 @@ void cube_reader::read(std::uint16_t* nodes, std::size_t first, std::size_t coun
       if (image_.depth[planes_[c]] == 16) {
         look_up_halves(out[c], plane.as<std::uint16_t>() + first, count);
       } else {
-        active_color_rows().widen_bytes(out[c], plane.data() + first, count);
+        active_color_kernels().widen_bytes(out[c], plane.data() + first, count);
       }
     }
   }
-  active_color_rows().cube(nodes, index.b, index.g, index.r, table_.cube().data(), table_.points(), count);
+  active_color_kernels().cube(nodes, index.b, index.g, index.r, table_.cube().data(), table_.points(), count);
 }
 
 void cube_of_bytes(std::uint16_t* nodes, const std::uint8_t* b, const std::uint8_t* g, const std::uint8_t* r,
                    std::size_t count, const lookup_table& table) {
-  const color_rows& rows = active_color_rows();
+  const color_kernels& rows = active_color_kernels();
   indexes index;
   rows.widen_bytes(index.b, b, count);
   rows.widen_bytes(index.g, g, count);

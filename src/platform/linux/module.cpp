@@ -68,6 +68,8 @@ loaded_module load(const std::string& name) {
 }  // namespace
 
 void* module_function(const std::string& name, const std::string& function, std::string& error) {
+  // One per process, as the system loads a library once however often it is asked for. Never unloaded: code of a module
+  // may be on the stack of any thread.
   static std::mutex lock;
   static std::map<std::string, loaded_module> modules;
   const std::lock_guard guard(lock);

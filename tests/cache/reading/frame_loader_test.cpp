@@ -47,19 +47,19 @@ class loader_test : public testing::Test {
     const std::lock_guard guard(lock);
     return order;
   }
-  void turn(double time) {
+  void tick(double time) {
     composition.doc.tm_t = time;
-    loader.turn(composition, time);
+    loader.tick(composition, time);
   }
   // Turns until nothing is read any more, and gives what was read since the last call.
   std::string read(double time) {
     do {
-      turn(time);
+      tick(time);
       EXPECT_TRUE(wait_until([&] {
         const auto count = reading.count();
         return count.reading == 0 && count.waiting == 0;
       }));
-      turn(time);
+      tick(time);
     } while (reading.count().waiting + reading.count().reading != 0);
     const std::lock_guard guard(lock);
     return std::exchange(order, {});
@@ -144,14 +144,14 @@ TEST_F(loader_test, a_jump) {
   composition.doc.tm_l = 90;
   composition.doc.playing = true;
   add(90, true);
-  turn(0);
+  tick(0);
   ASSERT_TRUE(wait_until([&] { return gate.waiting() == 1; }));
-  turn(60);
+  tick(60);
   gate.permit(2);
   ASSERT_TRUE(wait_until([&] { return gate.waiting() == 1 && clip_reads() == 3; }));
   EXPECT_EQ(order_now(), "1 61 62 ");
   // A step of the play is no jump: the frames further ahead stay wanted.
-  turn(61);
+  tick(61);
   gate.permit(1);
   ASSERT_TRUE(wait_until([&] { return clip_reads() == 4; }));
   EXPECT_EQ(order_now(), "1 61 62 63 ");
@@ -187,7 +187,7 @@ TEST_F(loader_test, what_the_user_asks_for) {
 
 TEST_F(loader_test, stopped_until_something_changes) {
   add(30);
-  loader.turn(composition, 0);
+  loader.tick(composition, 0);
   loader.stop();
   read(0);
   EXPECT_EQ(read(0), "");
@@ -216,7 +216,7 @@ TEST_F(loader_test, full_memory_ends_loading_ahead) {
   EXPECT_EQ(frames.queue_size(), 10u);
 }
 
-// Memory for three quarters of a loop: the second turn finds about three quarters, and reads the rest in time.
+// Memory for three quarters of a loop: the second time round finds about three quarters, and reads the rest in time.
 TEST_F(loader_test, a_loop_that_does_not_fit_keeps_a_steady_part) {
   composition.doc.tm_l = 80;
   composition.doc.playing = true;
@@ -243,16 +243,16 @@ TEST_F(loader_test, nothing_is_read_ahead_of_a_play_that_drops_frames) {
   composition.doc.can_drop_frames = true;
   add(90, true);
   loader.preload(composition.doc.tracks[0], 0, 90);
-  for (int i = 0; i < 14; ++i) turn(i);
+  for (int i = 0; i < 14; ++i) tick(i);
   EXPECT_NE(reading.waiting_of(cache::frame_owner::preload), 0);
   EXPECT_NE(reading.waiting_of(cache::frame_owner::playback), 0) << "it leaves none out";
-  for (const int i : {16, 18, 20, 22}) turn(i);
+  for (const int i : {16, 18, 20, 22}) tick(i);
   EXPECT_EQ(reading.count().waiting, 0) << "the user's own preload waits as well";
-  for (int i = 23; i < 32; ++i) turn(i);
+  for (int i = 23; i < 32; ++i) tick(i);
   EXPECT_NE(reading.waiting_of(cache::frame_owner::preload), 0);
   EXPECT_NE(reading.waiting_of(cache::frame_owner::playback), 0) << "it keeps up again";
   composition.doc.can_drop_frames = false;
-  for (const int i : {34, 36, 38, 40, 42}) turn(i);
+  for (const int i : {34, 36, 38, 40, 42}) tick(i);
   EXPECT_NE(reading.waiting_of(cache::frame_owner::playback), 0) << "who shows every frame reads on";
 }
 
@@ -284,7 +284,7 @@ TEST_F(loader_test, the_board_knows_every_frame) {
     return text;
   };
   EXPECT_EQ(known(), "------------");
-  turn(2);
+  tick(2);
   ASSERT_TRUE(wait_until([&] { return gate.waiting() == 1; }));
   EXPECT_EQ(known(), "-w-r--------");
   gate.permit(1);

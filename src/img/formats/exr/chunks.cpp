@@ -196,7 +196,7 @@ class chunk_reader {
         chunk.split = true;
     }
     if (!whole) bad_chunk(area);
-    if (chunk.split) active_exr_rows().undo_differences(out, chunk.size);
+    if (chunk.split) active_exr_kernels().undo_differences(out, chunk.size);
     chunk.data = out;
   }
 
@@ -214,7 +214,7 @@ class chunk_reader {
   // `count` samples of 16 bits from an even place on.
   static void copy16(std::uint16_t* out, const chunk_bytes& chunk, std::size_t at, std::size_t count) {
     if (chunk.split) {
-      active_exr_rows().join_bytes(out, chunk.data + at / 2, chunk.data + chunk.size / 2 + at / 2, count);
+      active_exr_kernels().join_bytes(out, chunk.data + at / 2, chunk.data + chunk.size / 2 + at / 2, count);
     } else {
       std::memcpy(out, chunk.data + at, count * 2);
     }
@@ -247,7 +247,7 @@ class chunk_reader {
         std::memcpy(&samples[i], &value, 4);
       }
     }
-    active_exr_rows().floats_to_halves(out, samples, count);
+    active_exr_kernels().floats_to_halves(out, samples, count);
   }
 
   const exr_file& file_;

@@ -8,7 +8,7 @@
 namespace img {
 
 // Nothing needs alignment and nothing is read or written past `count`.
-struct exr_row_kernels {
+struct exr_kernels {
   // Undoes the byte differences of the ZIP and run-length codings in place: each byte but the first becomes itself plus
   // the new byte before it, minus 128.
   void (*undo_differences)(uint8_t* bytes, size_t count);
@@ -23,8 +23,8 @@ struct exr_row_kernels {
 };
 
 // For current_simd_level().
-const exr_row_kernels& active_exr_rows();
+const exr_kernels& active_exr_kernels();
 // The portable forms that the others are held against.
-const exr_row_kernels& plain_exr_rows();
+const exr_kernels& plain_exr_kernels();
 
 }  // namespace img

@@ -105,7 +105,7 @@ void floats_to_halves(uint16_t* out, const uint32_t* floats, size_t count) {
 }  // namespace
 
 // Where the portable loop is named, the compiler vectorises it.
-extern const exr_row_kernels exr_rows = {undo_differences, join_bytes, plain_take_differences, plain_split_bytes,
-                                         floats_to_halves};
+extern const exr_kernels exr_rows = {undo_differences, join_bytes, plain_take_differences, plain_split_bytes,
+                                     floats_to_halves};
 
 }  // namespace img::KSN_SIMD_LEVEL

@@ -183,8 +183,8 @@ void exr_fmt::write_float(const float_image& image, const std::string& path, con
     std::uint16_t* out = owned[i].as<std::uint16_t>();
     lib::parallel_rows(image.height, static_cast<long long>(in.size()), [&](int first, int last) {
       const std::size_t begin = row * static_cast<std::size_t>(first);
-      active_exr_rows().floats_to_halves(out + begin, reinterpret_cast<const std::uint32_t*>(in.data() + begin),
-                                         row * static_cast<std::size_t>(last - first));
+      active_exr_kernels().floats_to_halves(out + begin, reinterpret_cast<const std::uint32_t*>(in.data() + begin),
+                                            row * static_cast<std::size_t>(last - first));
     });
     planes[i] = out;
   }

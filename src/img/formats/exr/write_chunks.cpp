@@ -159,7 +159,7 @@ class chunk_writer {
   // The low bytes of the chunk and then the high ones, as differences, runs or deflated. 0 when it would not become
   // smaller.
   std::size_t pack(int top, int lines, std::uint8_t* out, std::size_t size, worker& own) const {
-    const exr_row_kernels& kernels = active_exr_rows();
+    const exr_kernels& kernels = active_exr_kernels();
     own.split.resize(size);
     own.differences.resize(size);
     std::uint8_t* low = own.split.data();

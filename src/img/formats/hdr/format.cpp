@@ -181,8 +181,8 @@ void put_hdr_row(image& image, int y, const std::uint8_t* row, bool xyz, row_mem
   }
   if (xyz) xyz_to_rgb(own.colors[0].data(), own.colors[1].data(), own.colors[2].data(), columns);
   for (std::size_t c = 0; c < 3; ++c) {
-    active_exr_rows().floats_to_halves(image.row<std::uint16_t>(static_cast<int>(2 - c), y),
-                                       reinterpret_cast<const std::uint32_t*>(own.colors[c].data()), columns);
+    active_exr_kernels().floats_to_halves(image.row<std::uint16_t>(static_cast<int>(2 - c), y),
+                                          reinterpret_cast<const std::uint32_t*>(own.colors[c].data()), columns);
   }
 }
 

@@ -38,7 +38,7 @@ void through_floats(std::uint16_t* out, const std::uint8_t* in, std::size_t step
     const std::size_t part = std::min(count, block);
     for (std::size_t i = 0; i < part; ++i, in += step) values[i] = load(in);
     std::memcpy(bits, values, 4 * part);
-    active_exr_rows().floats_to_halves(out, bits, part);
+    active_exr_kernels().floats_to_halves(out, bits, part);
     out += part;
     count -= part;
   }

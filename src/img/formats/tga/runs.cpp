@@ -6,21 +6,11 @@
 #include <cstdint>
 #include <cstring>
 
-#include "img/simd_level.h"
+#include "img/at_level.h"
 
 namespace img {
 
-namespace baseline {
-extern const tga_kernels tga_rows;
-}
-#if defined(KSN_X86_LEVELS)
-namespace v3 {
-extern const tga_kernels tga_rows;
-}
-namespace v4 {
-extern const tga_kernels tga_rows;
-}
-#endif
+KSN_DECLARE_LEVELS(extern const tga_kernels tga_rows)
 
 namespace {
 
@@ -44,17 +34,7 @@ void copy_ahead(std::uint8_t* to, const std::uint8_t* from, std::size_t size) {
 }  // namespace
 
 const tga_kernels& active_tga_kernels() {
-#if defined(KSN_X86_LEVELS)
-  switch (current_simd_level()) {
-    case simd_level::v4:
-      return v4::tga_rows;
-    case simd_level::v3:
-      return v3::tga_rows;
-    case simd_level::baseline:
-      break;
-  }
-#endif
-  return baseline::tga_rows;
+  return KSN_AT_LEVEL(tga_rows);
 }
 
 std::size_t tga_pack_row(const std::uint8_t* pixels, int bytes, std::size_t count, const std::uint64_t* bits,

@@ -191,8 +191,8 @@ TEST(ExrRows, LevelsAgree) {
         const auto compare = [&](const char* what, auto&& run) {
           auto fast = memory;
           auto plain = memory;
-          run(img::active_exr_rows(), fast.data());
-          run(img::plain_exr_rows(), plain.data());
+          run(img::active_exr_kernels(), fast.data());
+          run(img::plain_exr_kernels(), plain.data());
           ASSERT_EQ(fast, plain) << what << ' ' << level << ' ' << count;
         };
         using words = std::uint32_t*;
@@ -220,7 +220,7 @@ TEST(ExrRows, HalvesAreRoundedToTheNearest) {
     std::memcpy(&value, &bits, 4);
     const std::uint32_t in[8] = {bits, 0, bits, 0x3F800000, bits, bits, bits, bits};
     std::uint16_t out[8];
-    img::active_exr_rows().floats_to_halves(out, in, 8);
+    img::active_exr_kernels().floats_to_halves(out, in, 8);
     std::uint16_t expected = half(value).bits();
     if (std::fabs(value) > 65504.0F) expected = static_cast<std::uint16_t>(value < 0 ? 0xFC00 : 0x7C00);
     ASSERT_EQ(out[0], expected) << value << " bits " << bits;
