@@ -58,7 +58,7 @@ const kernel_case kernel_cases[] = {
     {"checker at 13", [](const plane_kernels& k, rows& r) { k.checker(r.d(), r.s(0), r.n, 13, 153, 102); }},
 };
 
-TEST(active_plane_kernels, every_level_gives_the_plain_rows_and_stays_within_the_width) {
+TEST(plane_kernels, every_level_gives_the_plain_rows_and_stays_within_the_width) {
   support::every_level([](const char* level) {
     for (const kernel_case& kernel : kernel_cases) {
       for (std::size_t n = 0; n <= longest; ++n) {
@@ -76,7 +76,7 @@ TEST(active_plane_kernels, every_level_gives_the_plain_rows_and_stays_within_the
 
 // The two roundings by hand: 200 * 100 / 255 is 78.4, (200 + 1) * 100 >> 8 is 78; 127 * 2 / 255 is 0.996, and 0 both
 // ways; 255 * 254: 254 both ways; 129 * 253: 127.99 and (129 + 1) * 253 >> 8 = 128.
-TEST(active_plane_kernels, products_round_one_way_in_eights_and_the_other_in_the_tail) {
+TEST(plane_kernels, products_round_one_way_in_eights_and_the_other_in_the_tail) {
   struct product {
     int own, alpha, bulk, tail;
   };
