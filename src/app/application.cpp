@@ -22,6 +22,7 @@
 #include "command/engine.h"
 #include "command/manual.h"
 #include "command/messages.h"
+#include "command/option_text.h"
 #include "command/persistence_actions.h"
 #include "command/reference.h"
 #include "composition/documents/persistence.h"
@@ -173,6 +174,7 @@ void application::impl::register_actions() {
   register_loading_fields(engine, loader);
   command::register_language_actions(engine);
   command::register_document_actions(engine);
+  command::register_export_actions(engine);
   recent.register_actions(engine);
 
   command::register_menu_choices(engine);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -10,7 +11,9 @@
 
 #include "app/dialog_actions.h"
 #include "command/messages.h"
+#include "command/option_text.h"
 #include "command/values.h"
+#include "composition/export/export.h"
 #include "img/row_kernels.h"
 #include "lib/format.h"
 #include "platform/files.h"
@@ -78,6 +81,26 @@ void copy_picture(const clipboard_parts& parts, platform::desktop& desktop, cons
                                     static_cast<std::size_t>(picture.width));
   }
   desktop.set_clipboard_picture(pixels.data(), picture.width, picture.height);
+}
+
+std::vector<int> selected_layers(const clipboard_parts& parts) {
+  const std::set<int>& selection = parts.engine.composition().doc.selection;
+  return {selection.begin(), selection.end()};
+}
+
+void copy_layers(const clipboard_parts& parts, platform::desktop& desktop) {
+  desktop.set_clipboard_text(std::string(command_marker) + "\n" +
+                             command::layers_as_options(parts.engine, selected_layers(parts)));
+}
+
+void copy_correction(const clipboard_parts& parts, platform::desktop& desktop) {
+  desktop.set_clipboard_text(
+      std::string(command_marker) + "\n" +
+      command::correction_as_options(parts.engine, *parts.engine.composition().doc.selected_track()));
+}
+
+void copy_nodes(const clipboard_parts& parts, platform::desktop& desktop) {
+  desktop.set_clipboard_text(ksn::nuke_nodes(parts.engine.composition(), selected_layers(parts)));
 }
 
 bool paste_commands(const clipboard_parts& parts, platform::desktop& desktop) {
@@ -180,7 +203,14 @@ void register_clipboard_actions(const clipboard_parts& parts) {
   const auto has_commands = [](platform::desktop& desktop) { return is_command_text(desktop.clipboard_text()); };
   const auto has_files = [](platform::desktop& desktop) { return !files_of(desktop.clipboard_text()).empty(); };
   const auto has_picture = [](platform::desktop& desktop) { return desktop.has_clipboard_picture(); };
+  const ksn::document& doc = parts.engine.composition().doc;
+  const auto some_selected = [&doc](platform::desktop&) { return doc.has_selection(); };
+  const auto one_selected = [&doc](platform::desktop&) { return doc.selected_track() != nullptr; };
   const row rows[] = {
+      {"clipboard_copy_layer", "copy the selected layers as option text", "", 20, copy_layers, some_selected},
+      {"clipboard_copy_cc", "copy the selected layer's colour correction as option text", "", 21, copy_correction,
+       one_selected},
+      {"clipboard_copy_layer_as_nk", "copy the selected layers as Nuke nodes", "", 22, copy_nodes, some_selected},
       {"clipboard_copy_mask",
        "copy the composite as a picture",
        "",

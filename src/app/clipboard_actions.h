@@ -1,4 +1,4 @@
-// Pictures to the clipboard, and commands, files and pictures from it.
+// Pictures and layers to the clipboard, and commands, files and pictures from it.
 #pragma once
 
 #include <functional>
@@ -16,9 +16,10 @@ struct clipboard_parts {
   std::function<double()> shown_time;           // of the picture in the window
 };
 
-// Registers clipboard_copy_mask, clipboard_copy_screen, clipboard_paste and its three kinds: a command text, whose
-// first line is `--ksncmd`; files, by their paths or addresses one a line; a picture, which becomes a layer that holds
-// it. The parts are copied; engine and pipeline must outlive the table.
+// Registers clipboard_copy_layer and clipboard_copy_cc, which copy option text that clipboard_paste takes,
+// clipboard_copy_layer_as_nk, clipboard_copy_mask, clipboard_copy_screen, and clipboard_paste and its three kinds: a
+// command text, whose first line is `--ksncmd`; files, by their paths or addresses one a line; a picture, which becomes
+// a layer that holds it. The parts are copied; engine and pipeline must outlive the table.
 void register_clipboard_actions(const clipboard_parts& parts);
 
 }  // namespace app

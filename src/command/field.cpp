@@ -106,7 +106,9 @@ bool read_value(const value_shape& shape, std::string_view text, field_value& va
   return fits;
 }
 
-std::string write_value(const value_shape& shape, const field_value& value) {
+namespace {
+
+std::string value_text(const value_shape& shape, const field_value& value, std::string (*write)(double)) {
   if (value.off) return shape.off;
   const std::span<const double> numbers(value.numbers.data(), static_cast<std::size_t>(shape.count));
   switch (shape.kind) {
@@ -123,9 +125,23 @@ std::string write_value(const value_shape& shape, const field_value& value) {
       return value.text;
     default: {
       const bool equal = std::all_of(numbers.begin(), numbers.end(), [&](double n) { return n == numbers[0]; });
-      return write_doubles(shape.one_for_all && equal ? numbers.first(1) : numbers);
+      std::string text;
+      for (const double number : shape.one_for_all&& equal ? numbers.first(1) : numbers) {
+        text += (text.empty() ? "" : ",") + write(number);
+      }
+      return text;
     }
   }
+}
+
+}  // namespace
+
+std::string write_value(const value_shape& shape, const field_value& value) {
+  return value_text(shape, value, write_double);
+}
+
+std::string write_exact_value(const value_shape& shape, const field_value& value) {
+  return value_text(shape, value, write_exact_double);
 }
 
 field_value clamped(const value_shape& shape, field_value value) {

@@ -45,6 +45,8 @@ std::string form_of(const value_shape& shape);
 // Texts to values and back. A reader takes a text that the shape allows, or returns false.
 bool read_value(const value_shape& shape, std::string_view text, field_value& value);
 std::string write_value(const value_shape& shape, const field_value& value);
+// The same with as many digits as it takes to read the very number back.
+std::string write_exact_value(const value_shape& shape, const field_value& value);
 // The nearest value that the shape allows.
 field_value clamped(const value_shape& shape, field_value value);
 

@@ -5,6 +5,8 @@
 #include "command/layer_set.h"
 #include "command/messages.h"
 #include "command/value_list.h"
+#include "command/values.h"
+#include "lib/utf.h"
 
 namespace command {
 
@@ -13,6 +15,16 @@ namespace {
 // The text that an error line quotes: the option under execution, or the assignment itself when there is none.
 std::string quoted_option(const engine& engine, const std::string& name, const std::string& value) {
   return engine.current_option().empty() ? name + "=" + value : engine.current_option();
+}
+
+constexpr int last_code_point = 0x10FFFF;
+
+std::string utf8_of(int code) {
+  if (code < 0x10000) return lib::to_utf8(std::u16string(1, static_cast<char16_t>(code)));
+  const int above = code - 0x10000;
+  const char16_t pair[] = {static_cast<char16_t>(0xD800 + (above >> 10)),
+                           static_cast<char16_t>(0xDC00 + (above & 0x3FF))};
+  return lib::to_utf8({pair, 2});
 }
 
 // The quote of a line that comes once for each layer of a list: one of a million layers has as many lines.
@@ -114,6 +126,12 @@ engine::field_read engine::read_field(const std::string& name, std::string& valu
     const auto variable = composition_.doc.vars.find(field);
     if (variable != composition_.doc.vars.end()) value = variable->second;
     return found_if(variable != composition_.doc.vars.end());
+  }
+  if (scope == "char") {
+    int code = 0;
+    const bool is_letter = read_int(field, code, 1, last_code_point);
+    if (is_letter) value = utf8_of(code);
+    return found_if(is_letter);
   }
   if (scope == "cmdfile" && field == "folder" && !include_order_.empty()) {
     const std::string& file = include_order_.back();

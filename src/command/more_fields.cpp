@@ -1,6 +1,7 @@
 // The fields that complete document, view and settings, so that all of them can be read and set by a command.
 #include "command/field_builder.h"
 #include "command/layer_set.h"
+#include "composition/canvas.h"
 
 namespace command {
 
@@ -9,7 +10,8 @@ namespace {
 using ksn::state;
 using ksn::track_info;
 
-constexpr int largest_brush = 10000;  // pixels
+constexpr int largest_brush = 10000;    // pixels
+constexpr int largest_picture = 65535;  // pixels a side
 
 #define MEMBER(name)          \
   [](auto& record) -> auto& { \
@@ -125,6 +127,17 @@ void register_settings(engine& engine) {
       MEMBER(settings.default_back_custom_color));
 }
 
+bool set_size(track_info& layer, math::point size) {
+  ksn::layer_source& source = layer.source;
+  if (size == math::point{source.width, source.height}) return true;
+  const bool made_inside = source.type == ksn::source_type::adjustment || source.type == ksn::source_type::text ||
+                           (ksn::has_canvas(layer) && !source.brush_image && source.brush_seq.empty());
+  if (!made_inside || size.x < 1 || size.y < 1) return false;
+  source.width = size.x;
+  source.height = size.y;
+  return true;
+}
+
 void register_layers(engine& engine) {
   const auto add = [&](const char* name, const char* help, value_shape shape, auto access) {
     add_member<track_info>(engine, name, help, shape, access);
@@ -144,9 +157,14 @@ void register_layers(engine& engine) {
        [](const track_info& t) { return t.source.path; });
   tell("frames", "frames in the layer's source; read only", integer(),
        [](const track_info& t) { return t.source.frames; });
-  tell("size", "size of the layer's picture in pixels; read only", integers(2, "W,H"), [](const track_info& t) {
-    return math::point{t.source.width, t.source.height};
-  });
+  add_by<track_info>(
+      engine, "size",
+      "size of the layer's picture in pixels; that of an adjustment, text or empty brush layer can be set",
+      integers(2, "W,H", 0, largest_picture),
+      [](const track_info& t) {
+        return math::point{t.source.width, t.source.height};
+      },
+      set_size);
 }
 
 #undef MEMBER

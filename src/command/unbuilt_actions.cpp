@@ -17,7 +17,6 @@ struct unbuilt_row {
   const char* value_help = "";
 };
 
-constexpr const char* no_text_export = "the exporters are not built yet";
 constexpr const char* no_mail = "mail is not built yet";
 constexpr const char* no_shell = "other programs are not started yet";
 constexpr const char* no_server = "the HTTP server is not built yet";
@@ -30,20 +29,12 @@ using group = action_group;
 
 constexpr unbuilt_row rows[] = {
     {group::file, "launch_new_instance", "start another Kestrin", "", 0, no_shell},
-    {group::save, "export_composition_as", "export the composition to a file that you choose", "mi_file", 40,
-     no_text_export, "PATH", "export the composition to After Effects (.jsx), Nuke (.nk) or option text (.ksncmd)"},
     {group::mail, "mail_screen_as_jpeg", "mail the preview area as a JPEG file", "mi_file", 80, no_mail},
     {group::mail, "mail_screen_as_png", "mail the preview area as a PNG file", "mi_file", 81, no_mail},
     {group::mail, "mail_mask_as_jpeg", "mail the composite as a JPEG file", "mi_file", 90, no_mail},
     {group::mail, "mail_mask_as_png", "mail the composite as a PNG file", "mi_file", 91, no_mail},
     {group::mail, "mail_frame_as_jpeg", "mail the selected layer's picture as a JPEG file", "mi_file", 100, no_mail},
     {group::mail, "mail_frame_as_png", "mail the selected layer's picture as a PNG file", "mi_file", 101, no_mail},
-    {group::clipboard, "clipboard_copy_layer", "copy the selected layers as option text", "mi_edit", 20,
-     no_text_export},
-    {group::clipboard, "clipboard_copy_cc", "copy the selected layer's colour correction as option text", "mi_edit", 21,
-     no_text_export},
-    {group::clipboard, "clipboard_copy_layer_as_nk", "copy the selected layers as Nuke nodes", "mi_edit", 22,
-     no_text_export},
     {group::desktop, "locate_in_explorer", "show the selected layer's file in the file manager", "mi_layer", 70,
      no_shell},
     {group::desktop, "reveal_in_finder", "show the selected layer's file in the file manager", "", 0, no_shell},

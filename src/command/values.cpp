@@ -83,13 +83,10 @@ std::string write_double(double value) {
   return std::string(text, end);
 }
 
-std::string write_doubles(std::span<const double> values) {
-  std::string text;
-  for (const double value : values) {
-    if (!text.empty()) text += ',';
-    text += write_double(value);
-  }
-  return text;
+std::string write_exact_double(double value) {
+  char text[40];
+  const auto end = std::to_chars(text, text + sizeof text, value).ptr;
+  return std::string(text, end);
 }
 
 std::string write_color(lib::color value) {

@@ -23,9 +23,9 @@ bool read_doubles(std::string_view text, std::span<double> values);
 bool read_color(std::string_view text, lib::color& value);
 
 std::string write_bool(bool value);
-std::string write_double(double value);  // as "%.10g", whatever the locale
-std::string write_doubles(std::span<const double> values);
-std::string write_color(lib::color value);  // four numbers unless alpha is 255
+std::string write_double(double value);        // as "%.10g", whatever the locale
+std::string write_exact_double(double value);  // as short as possible, but the same number when it is read
+std::string write_color(lib::color value);     // four numbers unless alpha is 255
 
 // Text on one line: a line break as \n, a backslash as \\, a double quote as \q.
 std::string escape_text(std::string_view text);
