@@ -5,9 +5,11 @@
 // `--only=ahead` plays sequences that nobody has read yet: what is shown in time from the twelfth frame on, and how
 // many frames were decoded for nothing.
 //
-// bench_realtime [--seconds=20] [--loop=600] [--only=play|ahead|idle|start|loop] [WIDTHxHEIGHT@RATE...]: the seconds of
-// each rate, and those of the loop that looks for growth. Sequences are named by size and rate; without any, 1080p and
-// 4K at 24, 30 and 60.
+// `--only=served` plays while eight browsers ask for the picture, and then idles with a server that nobody asks.
+//
+// bench_realtime [--seconds=20] [--loop=600] [--only=play|ahead|idle|served|start|loop] [WIDTHxHEIGHT@RATE...]: the
+// seconds of each rate, and those of the loop that looks for growth. Sequences are named by size and rate; without any,
+// 1080p and 4K at 24, 30 and 60.
 #include <sys/resource.h>
 
 #include <cmath>
@@ -15,12 +17,16 @@
 #include <filesystem>
 #include <fstream>
 #include <numeric>
+#include <optional>
 #include <set>
 
 #include "app/window_run.h"
+#include "browsers.h"
 #include "cache/track_frame.h"
 #include "img/format.h"
 #include "platform/desktop.h"
+#include "services/http/picture.h"
+#include "services/http/server.h"
 #include "support.h"
 #include "test_picture.h"
 #include "x_display.h"
@@ -28,7 +34,7 @@
 namespace {
 
 struct job {
-  std::string kind;  // play, ahead, loop or idle
+  std::string kind;  // play, ahead, loop, idle, served or unasked
   int width = 0;
   int height = 0;
   int rate = 0;
@@ -144,12 +150,15 @@ int run_window(const job& job) {
     composition.doc.set_current_time(0);
   }
   composition.doc.can_drop_frames = true;
-  composition.doc.playing = job.kind != "idle";
+  const bool stands = job.kind == "idle" || job.kind == "unasked";
+  composition.doc.playing = !stands;
 
   using steady = std::chrono::steady_clock;
   const auto since = [](steady::time_point start) {
     return std::chrono::duration<double>(steady::now() - start).count();
   };
+  services::http::server server;
+  std::optional<bench::browsers> clients;
   record r;
   int shown = 0;
   std::set<int> frames_shown;
@@ -164,12 +173,13 @@ int run_window(const job& job) {
     }
     if (!measuring) {
       // Twice around, and the queue holds every frame; a stopped window has drawn its picture.
-      const int first = job.kind == "ahead" ? 12 : job.kind == "idle" ? 0 : 3 * job.frames;
+      const int first = job.kind == "ahead" ? 12 : stands ? 0 : 3 * job.frames;
       if (shown < first) return;
       measuring = true;
       start = steady::now();
       used = processor_seconds();
       resident = resident_megabytes();
+      if (job.kind == "served") clients.emplace(server.port(), 8, "/640,360");
       return;
     }
     if (times.new_frame) {
@@ -186,12 +196,12 @@ int run_window(const job& job) {
     if (seconds < job.seconds) return;
     engine.execute_action("exit");
     if (job.kind == "play") print_play(job, r, seconds);
-    if (job.kind == "ahead") {
-      print_ahead(job, r, seconds, frames_shown.size(), passed_over(composition, frames, frames_shown));
-    }
-    if (job.kind == "idle") {
-      std::printf("stopped window in the background: %.2f %% of one processor\n",
-                  100.0 * (processor_seconds() - used) / seconds);
+#include <optional>
+#include <set>
+
+#include "app/window_run.h"
+#include "browsers.h"
+#include "cache/track_frame.h"
     }
     if (job.kind == "loop") {
       std::printf("%.0f s of looping, %d frames shown: %.1f MB resident at first, %+.1f MB at the end\n", seconds,
@@ -206,7 +216,20 @@ int run_window(const job& job) {
     to_console("no window: " + error);
     return 1;
   }
-  return window.run(*desktop);
+  render::pipeline_options served;
+  served.reading = &reading;
+  services::http::pictures pictures(std::make_unique<render::pipeline>(frames, served), composition);
+  if (job.kind == "served" || job.kind == "unasked") {
+    int error_number = 0;
+    server.set_wake([&desktop] { desktop->wake(); });
+    if (!server.start("localhost", 0, {}, error, error_number)) return 1;
+    window.poll_services = [&] {
+      return server.poll([&](int width, int height) { return pictures.draw(clock.shown_time(), width, height); });
+    };
+  }
+  const int result = window.run(*desktop);
+  server.set_wake(nullptr);
+  return result;
 }
 
 void run_apart(const job& job) {
@@ -333,6 +356,11 @@ int main(int count, char** arguments) {
     }
   }
   if (asked("idle")) run_apart({"idle", 1920, 1080, 24, 24, seconds, make_shot(folder.path(), 1920, 1080, 24)});
+  if (asked("served")) {
+    for (const char* kind : {"served", "unasked"}) {
+      run_apart({kind, 1920, 1080, 24, 24, seconds, make_shot(folder.path(), 1920, 1080, 24)});
+    }
+  }
   if (asked("start")) first_picture(display, folder.path());
   if (asked("loop")) run_apart({"loop", 1920, 1080, 24, 24, loop_seconds, make_shot(folder.path(), 1920, 1080, 24)});
 }

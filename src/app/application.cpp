@@ -13,7 +13,9 @@
 #include "app/console.h"
 #include "app/dialog_actions.h"
 #include "app/interrupt.h"
+#include "app/live_services.h"
 #include "app/loading_fields.h"
+#include "app/serving.h"
 #include "app/sound_start.h"
 #include "app/window_run.h"
 #include "cache/allocation.h"
@@ -95,6 +97,12 @@ struct application::impl {
   app::window_run window{{composition, engine, pipeline, frames, loader, clock, product_title,
                           [this](std::string_view key) { return text(key); },
                           [this](const std::string& line) { console.report(line); }, &errors, &drawing}};
+  app::live_services services{{engine, clock, [this] { return services_pipeline(); },
+                               [this](std::string_view key) { return text(key); },
+                               [this](const std::string& copied) {
+                                 if (window.desktop()) window.desktop()->set_clipboard_text(copied);
+                               }}};
+  bool serves = false;     // runs without a window until it is interrupted
   bool transient = false;  // save neither settings nor recent lists at the end
 
   void bind();
@@ -104,6 +112,8 @@ struct application::impl {
   // How far a save is, with what is saved.
   std::string titled(const save::progress& progress);
   int run_step(bool any_arguments);
+  int run_serving();
+  std::unique_ptr<render::pipeline> services_pipeline();
   int run_window();
   // 1 in place of 0 when the process is to tell of error lines.
   int exit_code(int code) const { return code == 0 && engine.exit_with_status && console.any_error() ? 1 : code; }
@@ -163,9 +173,13 @@ void application::impl::bind() {
     frames.clear();
     reading.failures().forget_all();
     pipeline.forget_all();
+    services.forget_layer(-1);
   };
   hooks.start_audio = [this] { sound.retry(); };
-  hooks.forget_layer = [this](int id) { pipeline.forget_layer(id); };
+  hooks.forget_layer = [this](int id) {
+    pipeline.forget_layer(id);
+    services.forget_layer(id);
+  };
   hooks.text = [this](std::string_view key) { return text(key); };
 }
 
@@ -197,6 +211,7 @@ void application::impl::register_actions() {
   const auto current_desktop = [this] { return window.desktop(); };
   ask_with_dialogs(
       {engine, current_desktop, [this](std::string_view key) { return text(key); }, [this] { window.redraw(); }});
+  services.register_actions();
   register_clipboard_actions({engine, pipeline, current_desktop, [this] { return clock.shown_time(); }});
   command::register_unbuilt_actions(engine);
 }
@@ -252,6 +267,11 @@ void application::impl::add_own_actions() {
               .keys = "Escape",
               .menu = {"mi_edit", 142},
               .execute = [this] { composition.hooks.stop_preload(); }});
+  engine.add({.group = action_group::services,
+              .name = "serve",
+              .help = "open no window; start the HTTP server if it does not listen, and go on until Ctrl+C",
+              .execute = [this] { serves = true; },
+              .enabled = [this] { return !window.desktop(); }});
   engine.add({.group = action_group::information,
               .name = "help",
               .help = "print what can be written on a command line, and end",
@@ -320,6 +340,7 @@ void application::impl::after_save(const std::string& path) {
 
 int application::impl::run_step(bool any_arguments) {
   if (interrupted()) return interrupt_status();
+  if (serves) return run_serving();
   if (engine.quit_requested) return 0;
   std::string error;
   desktop = platform::open_desktop(error);
@@ -332,6 +353,25 @@ int application::impl::run_step(bool any_arguments) {
   }
   console.report(no_window + "; end the arguments with --exit to work without one");
   return -1;
+}
+
+int application::impl::run_serving() {
+  {
+    const command::execution running(engine);
+    if (!services.listen()) return 1;
+  }
+  console.flush();
+  serve({composition, loader, clock, services, [this] { scripts.poll(); }});
+  return interrupt_status();
+}
+
+// One that has its own pictures, so that what the window shows stays. With a window that one tells what fails.
+std::unique_ptr<render::pipeline> application::impl::services_pipeline() {
+  render::pipeline_options options = reporting(engine, fonts, &reading);
+  options.report_error = [this](const std::string& line) {
+    if (!window.desktop()) engine.write_error(line);
+  };
+  return std::make_unique<render::pipeline>(frames, options);
 }
 
 int application::impl::run_window() {
@@ -348,7 +388,11 @@ int application::impl::run_window() {
     // The first picture does not wait for the sound device.
     if (std::exchange(shown, true)) sound.poll();
   };
+  services.set_wake([this] { desktop->wake(); });
+  window.poll_services = [this] { return services.poll(); };
   const int result = window.run(*desktop);
+  window.poll_services = nullptr;
+  services.set_wake(nullptr);
   window.poll_handover = nullptr;
   sound.use(nullptr);
   attach.stop();
@@ -371,6 +415,7 @@ int application::application_main(const std::vector<std::string>& args) {
   impl_->engine.command_pass(args);
   impl_->console.clear_progress();
   int result = impl_->run_step(args.size() > 1);
+  impl_->services.end();
   impl_->scripts.finish(interrupted);
   impl_->console.finish();
   result = impl_->exit_code(result);

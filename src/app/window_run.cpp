@@ -166,8 +166,7 @@ int window_run::loop() {
 bool window_run::main_tick() {
   ksn::state& composition = parts_.composition;
   in_tick_ = true;
-  const int http = poll_http ? poll_http() : 1;
-  if (http == 0) redraw_ = true;
+  const bool served = poll_services && poll_services();
 
   const auto start = steady::now();
   const std::uint32_t now = milliseconds();
@@ -213,7 +212,7 @@ bool window_run::main_tick() {
   foreground_ = desktop_->is_foreground();
   in_tick_ = false;
   if (observer) observer(times);
-  return http == 1 && !foreground_;
+  return !served && !foreground_;
 }
 
 void window_run::draw_and_present(tick_times& times) {

@@ -87,8 +87,8 @@ class window_run {
   // --- bound by their owners; each may be empty ---
   // Carries out what other instances hand over. Called in each pass of the loop; platform::desktop::wake() ends a wait.
   std::function<void()> poll_handover;
-  // 0 when a request was taken, 1 when none waited.
-  std::function<int()> poll_http;
+  // Draws what was asked for from elsewhere. Called in each tick; true when there was something to do.
+  std::function<bool()> poll_services;
   // Called at the end of each tick, before it waits.
   std::function<void(const tick_times& times)> observer;
   // Saves neither settings nor placement at the close while it gives true.

@@ -19,7 +19,6 @@ struct unbuilt_row {
 
 constexpr const char* no_mail = "mail is not built yet";
 constexpr const char* no_shell = "other programs are not started yet";
-constexpr const char* no_server = "the HTTP server is not built yet";
 constexpr const char* no_output = "external outputs are not built yet";
 constexpr const char* no_input = "video inputs are not built yet";
 constexpr const char* no_pointer = "colours can't be picked from the picture yet";
@@ -40,15 +39,9 @@ constexpr unbuilt_row rows[] = {
     {group::desktop, "reveal_in_finder", "show the selected layer's file in the file manager", "", 0, no_shell},
     {group::desktop, "open_containing_folder", "show the selected layer's file in the file manager", "", 0, no_shell},
     {group::desktop, "open_with", "open the selected layer's file in its own program", "mi_layer", 71, no_shell},
-    {group::services, "http_start", "start the HTTP server", "", 0, no_server},
-    {group::services, "http_stop", "stop the HTTP server", "", 0, no_server},
-    {group::services, "http_toggle", "start or stop the HTTP server", "", 0, no_server},
     {group::view, "toggle_ext_device", "show the picture on the external output, or not", "", 0, no_output},
     {group::new_layers, "new_video_layer", "add a layer that shows the first video input", "mi_edit", 94, no_input,
      "DEVICE", "add a layer that shows the video input of that name"},
-    {group::menu_choice, "opt_http_copy_url", "copy the address of the HTTP server", "", 0, no_server},
-    {group::menu_choice, "opt_http_open_in_browser", "open the address of the HTTP server in the browser", "", 0,
-     no_server},
     {group::menu_choice, "opt_ext_turn_on", "switch the external output on", "", 0, no_output},
     {group::menu_choice, "opt_ext_turn_off", "switch the external output off", "", 0, no_output},
     {group::menu_choice, "tm_fps_edit", "type the frame rate on the ruler", "", 0, no_field},

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "img/format.h"
+#include "img/formats/jpeg/format.h"
 #include "img/formats/shared/exif.h"
 #include "img/formats/shared/export_planes.h"
 #include "img/formats/shared/library_guard.h"
@@ -243,8 +243,8 @@ class reading {
 };
 
 struct destination : jpeg_destination_mgr {
-  explicit destination(const std::string& path) : file(path, true), buffer(buffer_size) {}
-  io::llfile file;
+  explicit destination(io::binary_writer& to) : to(to), buffer(buffer_size) {}
+  io::binary_writer& to;
   plane buffer;
 };
 
@@ -257,7 +257,7 @@ void start_buffer(j_compress_ptr jpeg) {
 void write_out(j_compress_ptr jpeg, std::size_t size) {
   destination& to = *static_cast<destination*>(jpeg->dest);
   const bool done = guard_of(reinterpret_cast<j_common_ptr>(jpeg)).attempt([&] {
-    to.file.write(to.buffer.data(), static_cast<int>(size));
+    to.to.write(to.buffer.data(), static_cast<int>(size));
   });
   if (!done) ERREXIT(jpeg, JERR_FILE_WRITE);
   start_buffer(jpeg);
@@ -275,7 +275,7 @@ void end_buffer(j_compress_ptr jpeg) {
 
 class writing {
  public:
-  explicit writing(const std::string& path) : path_(path), destination_(path) {
+  explicit writing(io::binary_writer& to) : path_(to.name()), destination_(to) {
     set_up(errors_);
     jpeg_.err = &errors_;
     destination_.init_destination = start_buffer;
@@ -323,6 +323,13 @@ class writing {
   jpeg_compress_struct jpeg_{};
 };
 
+export_planes colour_planes(const image& image, const std::string& path, const save_options& options) {
+  export_planes planes = planes_for_export(image, path, options, JPEG_MAX_DIMENSION);
+  if (planes.count == 2) throw io::invalid_format(path, "JPEG does not support two channel images");
+  if (planes.count == 4) planes.count = 3;
+  return planes;
+}
+
 class jpeg : public format {
  public:
   const char* name() const override { return "jpeg"; }
@@ -344,14 +351,18 @@ class jpeg : public format {
   }
 
   void write(const image& image, const std::string& path, const save_options& options) const override {
-    export_planes planes = planes_for_export(image, path, options, JPEG_MAX_DIMENSION);
-    if (planes.count == 2) throw io::invalid_format(path, "JPEG does not support two channel images");
-    if (planes.count == 4) planes.count = 3;
-    writing(path).write(planes, image.width, image.height, std::clamp(options.quality, 1, 100));
+    const export_planes planes = colour_planes(image, path, options);
+    io::llfile file(path, true);
+    writing(file).write(planes, image.width, image.height, std::clamp(options.quality, 1, 100));
   }
 };
 
 }  // namespace
+
+void write_jpeg(const image& image, io::binary_writer& to, const save_options& options) {
+  const export_planes planes = colour_planes(image, to.name(), options);
+  writing(to).write(planes, image.width, image.height, std::clamp(options.quality, 1, 100));
+}
 
 const format& jpeg_format() {
   static const jpeg instance;
