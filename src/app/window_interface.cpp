@@ -28,6 +28,7 @@ void window_run::make_interface() {
       .clock = parts_.clock,
       .keys = keys_,
       .errors = parts_.errors ? *parts_.errors : no_errors_,
+      .frames = board_,
       .product_title = parts_.product_title,
       .drawing = parts_.drawing ? *parts_.drawing : no_drawing_,
       .client_size = [this] { return interface_size(); },
@@ -44,6 +45,10 @@ void window_run::make_interface() {
             if (!command.empty()) choose(command);
           },
       .run = [this](const std::string& command) { choose(command); },
+      .work_area_changed =
+          [this] {
+            parts_.loader.preload_after_gesture(parts_.composition, [this] { parts_.clock.keep_alive_sweep(); });
+          },
       .recent_sources =
           [] {
             std::vector<std::string> paths;
@@ -226,6 +231,10 @@ bool window_run::save_window_as(const std::string& path) {
   }
   load_keys();
   try {
+    // Without a window no turn has looked.
+    do {
+      board_.update(parts_.composition);
+    } while (board_.is_busy());
     const img::image_ptr picture = render::empty_image();
     interface_->draw(*picture, interface_size(), parts_.clock.shown_time(), nullptr);
     // A window is opaque.

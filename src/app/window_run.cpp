@@ -25,6 +25,8 @@ constexpr std::chrono::milliseconds frame_patience(1500);
 constexpr int longest_sleep = 960;    // milliseconds, of a stopped window in the background
 constexpr int longest_redraw = 1000;  // milliseconds between two pictures of a window that nothing happens to
 constexpr int lost_display_code = 1;  // of the process
+// Milliseconds between two pictures for the marks of frames alone.
+constexpr std::uint32_t marks_redraw = 250;
 constexpr const char* unnamed_composition = "unnamed.ksncomp";
 
 using steady = std::chrono::steady_clock;
@@ -195,10 +197,12 @@ bool window_run::main_tick() {
   const bool next_picture =
       was_playing && (static_cast<int>(composition.doc.tm_t) != last_frame_ ||
                       since_draw > static_cast<std::uint32_t>(playback::tick_milliseconds(composition.doc.fpcs) + 1));
-  if (redraw_ || composition.revision != drawn_revision_ || interface_is_due() || next_picture || live ||
+  const bool marks = board_.revision() != drawn_marks_ && since_draw >= marks_redraw;
+  if (redraw_ || composition.revision != drawn_revision_ || interface_is_due() || next_picture || live || marks ||
       parts_.pipeline.waits_for_frames() || since_draw >= longest_redraw || desktop_->client_size() != surface_size_) {
     redraw_ = false;
     drawn_revision_ = composition.revision;
+    drawn_marks_ = board_.revision();
     due_.reset();
     last_draw_ = now;
     draw_and_present(times);

@@ -112,6 +112,7 @@ class window_run {
   // Something happened that may change the picture. Without it a tick draws at most once a second.
   bool redraw_ = true;
   unsigned long long drawn_revision_ = 0;
+  std::uint64_t drawn_marks_ = 0;  // revision of the board
   std::uint32_t last_draw_ = 0;
   std::uint32_t last_tick_ = 0;
   bool foreground_ = false;

@@ -1,6 +1,7 @@
 #include "cache/reading/frame_board.h"
 
 #include <algorithm>
+#include <charconv>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -11,39 +12,57 @@
 namespace cache {
 namespace {
 
-constexpr std::size_t most_looked_at = 4096;  // frames of a layer in one update
+constexpr std::size_t most_looked_at = 4096;  // frames in one update, a millisecond
+constexpr std::size_t most_told = 16384;      // changes that are kept
 
-// Whether a path may be that of a frame of the layer, found out without a search.
-bool may_belong(const ksn::track_info& track, std::string_view path) {
-  return path.size() >= track.source.path.size() && path.starts_with(track.source.path);
+// The number that the last digits of a name make, -1 for none.
+int last_number(std::string_view name) {
+  const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
+  std::size_t end = name.size();
+  if (const std::size_t dot = name.rfind('.'); dot != std::string_view::npos && dot > 0) end = dot;
+  while (end > 0 && !is_digit(name[end - 1])) --end;
+  std::size_t begin = end;
+  while (begin > 0 && is_digit(name[begin - 1])) --begin;
+  int number = -1;
+  std::from_chars(name.data() + begin, name.data() + end, number);
+  return number;
+}
+
+// The frame of a sequence whose name has the number that its place lets expect; -1 when the name does not tell.
+int numbered_frame(const ksn::track_info& track, std::string_view name) {
+  const ksn::frame_names& names = track.source.names;
+  if (names.empty()) return -1;
+  const long long frame = static_cast<long long>(last_number(name)) - last_number(names.front());
+  if (frame < 0 || frame >= static_cast<long long>(names.size())) return -1;
+  return names[static_cast<std::size_t>(frame)] == name ? static_cast<int>(frame) : -1;
 }
 
 }  // namespace
 
-frame_presence frame_board::state_of(const ksn::track_info& track, int frame,
-                                     ksn::cache_resolution_type resolution) const {
-  const frame_key key = key_of_frame(track, frame, resolution);
+frame_presence frame_board::state_of(const ksn::track_info& track, int frame) const {
+  const frame_key key = key_of_frame(track, frame, resolution_);
   if (reading_.cache().find(key)) return frame_presence::kept;
   return reading_.failures().has(key) ? frame_presence::failed : frame_presence::missing;
 }
 
-void frame_board::set(table& table, int frame, frame_presence state) {
-  frame_presence& known = table.frames[static_cast<std::size_t>(frame)];
-  if (known == state) return;
-  known = state;
-  ++revision_;
+void frame_board::set(std::uint64_t source, table& table, int frame, frame_presence state) {
+  if (std::exchange(table.frames[static_cast<std::size_t>(frame)], state) == state) return;
+  latest_.resize(most_told);
+  latest_[static_cast<std::size_t>(++revision_ % most_told)] = {source, frame};
 }
 
-void frame_board::look_through(const ksn::state& composition, const ksn::track_info& track, table& table) {
-  const std::size_t end = std::min(table.frames.size(), table.looked_at + most_looked_at);
-  for (; table.looked_at < end; ++table.looked_at) {
-    const int frame = static_cast<int>(table.looked_at);
-    set(table, frame, state_of(track, frame, composition.view.resolution));
-  }
+std::optional<std::vector<frame_board::change>> frame_board::changes_since(std::uint64_t revision) const {
+  if (revision > revision_ || revision_ - revision > most_told) return std::nullopt;
+  std::vector<change> changes;
+  changes.reserve(static_cast<std::size_t>(revision_ - revision));
+  while (revision < revision_) changes.push_back(latest_[static_cast<std::size_t>(++revision % most_told)]);
+  return changes;
 }
 
 int frame_board::find_frame(const ksn::track_info& track, table& table, const std::string& path) {
-  if (!may_belong(track, path)) return -1;
+  if (!path.starts_with(track.source.path)) return -1;
+  if (const int frame = numbered_frame(track, std::string_view(path).substr(track.source.path.size())); frame >= 0)
+    return frame;
   if (table.frame_of_path.empty()) {
     for (int i = 0; i < track.source.frames; ++i) table.frame_of_path.emplace(track.source.frame_path(i), i);
   }
@@ -51,55 +70,115 @@ int frame_board::find_frame(const ksn::track_info& track, table& table, const st
   return found == table.frame_of_path.end() ? -1 : found->second;
 }
 
-void frame_board::update(const ksn::state& composition) {
-  std::set<std::string> changed;
-  const bool all_changed = reading_.cache().take_changes(changed);
-  struct passing_frame {
-    std::string path;
-    frame_presence state;
-  };
-  std::vector<passing_frame> passing;
-  reading_.for_each([&](const frame_request& request, bool being_read) {
-    passing.push_back({request.key.path, being_read ? frame_presence::being_read : frame_presence::wanted});
+bool frame_board::is_listed(const ksn::state& composition) const {
+  if (listed_ != composition.revision || resolution_ != composition.view.resolution) return false;
+  const std::deque<ksn::track_info>& tracks = composition.doc.tracks;
+  return std::all_of(tables_.begin(), tables_.end(), [&](const auto& item) {
+    return item.second.layer < tracks.size() && tracks[item.second.layer].id == item.second.layer_id;
   });
+}
 
-  for (auto& [id, known] : tables_) known.seen = false;
-  for (const ksn::track_info& track : composition.doc.tracks) {
+void frame_board::list_sources(const ksn::state& composition) {
+  listed_ = composition.revision;
+  resolution_ = composition.view.resolution;
+  for (auto& [source, known] : tables_) known.seen = false;
+  sources_.clear();
+  for (std::size_t i = 0; i < composition.doc.tracks.size(); ++i) {
+    const ksn::track_info& track = composition.doc.tracks[i];
     if (!track.source.is_decoded()) continue;
-    table& known = tables_[track.id];
+    const std::uint64_t source = identity_of_frames(track, resolution_);
+    sources_[track.id] = source;
+    table& known = tables_[source];
     known.seen = true;
-    const std::uint64_t identity = identity_of_frames(track, composition.view.resolution);
-    if (identity != known.identity ||
-        known.frames.size() != static_cast<std::size_t>(std::max(track.source.frames, 0))) {
-      known.identity = identity;
-      known.frames.assign(static_cast<std::size_t>(std::max(track.source.frames, 0)), frame_presence::missing);
-      known.frame_of_path.clear();
-      known.passing.clear();
-      known.looked_at = 0;
-      ++revision_;
-    } else if (all_changed) {
-      known.looked_at = 0;
-    }
-    for (const std::string& path : changed) {
-      const int frame = find_frame(track, known, path);
-      if (frame >= 0) set(known, frame, state_of(track, frame, composition.view.resolution));
-    }
-    for (const int frame : std::exchange(known.passing, {})) {
-      set(known, frame, state_of(track, frame, composition.view.resolution));
-    }
-    look_through(composition, track, known);
-    for (const passing_frame& next : passing) {
-      const int frame = find_frame(track, known, next.path);
-      if (frame < 0 || known.frames[static_cast<std::size_t>(frame)] != frame_presence::missing) continue;
-      set(known, frame, next.state);
-      known.passing.push_back(frame);
-    }
+    known.layer = i;
+    known.layer_id = track.id;
+    if (const auto frames = static_cast<std::size_t>(std::max(track.source.frames, 0)); known.frames.size() != frames)
+      known.frames.assign(frames, frame_presence::missing);
   }
   std::erase_if(tables_, [](const auto& item) { return !item.second.seen; });
 }
 
+void frame_board::take_changes(const ksn::state& composition) {
+  std::set<std::string> changed;
+  const bool all_changed = reading_.cache().take_changes(changed);
+  for (auto& [source, known] : tables_) {
+    if (all_changed) known.looked_at = 0;
+    const ksn::track_info& track = composition.doc.tracks[known.layer];
+    for (const std::string& path : changed) {
+      const int frame = find_frame(track, known, path);
+      if (frame >= 0) set(source, known, frame, state_of(track, frame));
+    }
+  }
+}
+
+void frame_board::take_requests(const ksn::state& composition) {
+  struct request {
+    int layer;
+    int frame;
+    frame_presence state;
+  };
+  std::vector<request> requests;
+  reading_.for_each([&](const frame_request& wanted, bool being_read) {
+    requests.push_back(
+        {wanted.layer_id, wanted.source_frame, being_read ? frame_presence::being_read : frame_presence::wanted});
+  });
+  for (const request& next : requests) {
+    const auto source = sources_.find(next.layer);
+    if (source == sources_.end()) continue;
+    table& known = tables_[source->second];
+    if (next.frame >= 0 && next.frame < static_cast<int>(known.frames.size()))
+      known.next_passing.emplace_back(next.frame, next.state);
+  }
+  for (auto& [source, known] : tables_) {
+    if (known.passing.empty() && known.next_passing.empty()) continue;
+    std::vector<int> before = std::exchange(known.passing, {});
+    for (const auto& [frame, state] : known.next_passing) {
+      const frame_presence now = known.frames[static_cast<std::size_t>(frame)];
+      // A frame in memory that is read again stays in memory meanwhile.
+      if (now == frame_presence::kept || now == frame_presence::failed) continue;
+      set(source, known, frame, state);
+      known.passing.push_back(frame);
+    }
+    known.next_passing.clear();
+    std::sort(known.passing.begin(), known.passing.end());
+    const ksn::track_info& track = composition.doc.tracks[known.layer];
+    for (const int frame : before) {
+      if (!std::binary_search(known.passing.begin(), known.passing.end(), frame))
+        set(source, known, frame, state_of(track, frame));
+    }
+  }
+}
+
+void frame_board::look_through(const ksn::state& composition) {
+  std::size_t left = most_looked_at;
+  busy_ = false;
+  for (auto& [source, known] : tables_) {
+    const std::size_t end = std::min(known.frames.size(), known.looked_at + left);
+    left -= end - known.looked_at;
+    for (; known.looked_at < end; ++known.looked_at) {
+      const int frame = static_cast<int>(known.looked_at);
+      const frame_presence now = known.frames[known.looked_at];
+      if (now == frame_presence::wanted || now == frame_presence::being_read) continue;
+      set(source, known, frame, state_of(composition.doc.tracks[known.layer], frame));
+    }
+    busy_ = busy_ || known.looked_at < known.frames.size();
+  }
+}
+
+void frame_board::update(const ksn::state& composition) {
+  if (!is_listed(composition)) list_sources(composition);
+  take_changes(composition);
+  take_requests(composition);
+  look_through(composition);
+}
+
+std::uint64_t frame_board::source_of(const ksn::track_info& track) const {
+  const auto found = sources_.find(track.id);
+  return found == sources_.end() ? 0 : found->second;
+}
+
 std::span<const frame_presence> frame_board::of(const ksn::track_info& track) const {
-  const auto found = tables_.find(track.id);
+  const auto found = tables_.find(source_of(track));
   return found == tables_.end() ? std::span<const frame_presence>() : found->second.frames;
 }
 

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <limits>
 #include <memory>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -85,7 +86,10 @@ class frame_names {
   };
 
   frame_names() = default;
-  explicit frame_names(name_list names) : names_(std::make_shared<const name_list>(std::move(names))) {}
+  // `holes` are the indices, ascending, of names that no file had when they were looked for.
+  explicit frame_names(name_list names, std::vector<std::uint32_t> holes = {})
+      : names_(std::make_shared<const name_list>(std::move(names))),
+        holes_(holes.empty() ? nullptr : std::make_shared<const std::vector<std::uint32_t>>(std::move(holes))) {}
   frame_names(const std::vector<std::string>& names) { take(names); }
   frame_names(std::initializer_list<std::string_view> names) { take(names); }
 
@@ -96,7 +100,12 @@ class frame_names {
   std::string_view back() const { return list()[size() - 1]; }
   iterator begin() const { return {list(), 0}; }
   iterator end() const { return {list(), size()}; }
-  void clear() { names_.reset(); }
+  void clear() {
+    names_.reset();
+    holes_.reset();
+  }
+  // Known of a list that a search has made, and of its copies; a stored one has none.
+  std::span<const std::uint32_t> holes() const { return holes_ ? *holes_ : std::span<const std::uint32_t>(); }
   bool shares_with(const frame_names& other) const { return names_ == other.names_; }
   bool operator==(const frame_names& other) const { return names_ == other.names_ || list() == other.list(); }
 
@@ -113,6 +122,7 @@ class frame_names {
   }
 
   std::shared_ptr<const name_list> names_;
+  std::shared_ptr<const std::vector<std::uint32_t>> holes_;  // null for none
 };
 
 }  // namespace ksn

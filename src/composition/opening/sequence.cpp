@@ -102,15 +102,19 @@ std::vector<std::uint32_t> by_number(const found_files& found, bool& unique) {
 }
 
 // The names become those of all numbers from the lowest to the highest; those that were found keep their own spelling.
-void fill_holes(found_files& found, const std::string& pattern) {
+// Gives the indices of the others.
+std::vector<std::uint32_t> fill_holes(found_files& found, const std::string& pattern) {
+  std::vector<std::uint32_t> holes;
   bool unique = true;
   std::vector<std::uint32_t> places = by_number(found, unique);
   for (std::size_t i = 0; i < places.size(); ++i) {
     if (places[i] != nobody) continue;
+    holes.push_back(static_cast<std::uint32_t>(i));
     places[i] = static_cast<std::uint32_t>(found.names.size());
     found.names.add(name_for_number(pattern, static_cast<int>(found.low + static_cast<long long>(i))));
   }
   found.names.reorder(places);
+  return holes;
 }
 
 // Puts the names in natural order, negative numbers in front of the others.
@@ -182,12 +186,13 @@ scan_result scan(const std::string& pattern_path, track_info& record, alpha_type
     record.source.names = frame_names(std::move(found.names));
     return scan_result::one_file;
   }
+  std::vector<std::uint32_t> holes;
   if (!forced && dense_enough(found)) {
-    fill_holes(found, record.source.mask);
+    holes = fill_holes(found, record.source.mask);
   } else {
     sort_found(found);
   }
-  set_frame_names(record, std::move(found.names));
+  set_frame_names(record, std::move(found.names), std::move(holes));
   read_first_header(record, record.source.file_of(0), default_alpha);
   return scan_result::found;
 }
@@ -201,9 +206,9 @@ std::string name_of_source(const track_info& record) {
   return std::string(real_file_name(folder));
 }
 
-void set_frame_names(track_info& record, name_list names) {
+void set_frame_names(track_info& record, name_list names, std::vector<std::uint32_t> holes) {
   record.source.frames = static_cast<int>(names.size());
-  record.source.names = frame_names(std::move(names));
+  record.source.names = frame_names(std::move(names), std::move(holes));
   record.source.frame_states.clear();
 }
 

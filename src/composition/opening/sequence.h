@@ -34,8 +34,9 @@ bool make_range(const std::string& pattern_path, const std::string& range, track
 
 // The name that a layer has from its source alone: of the file, the pattern or the folder.
 std::string name_of_source(const track_info& record);
-// Takes the names, with their number as the number of frames; nothing is known of the frames yet.
-void set_frame_names(track_info& record, name_list names);
+// Takes the names, with their number as the number of frames; nothing is known of the frames yet. `holes` as for
+// frame_names.
+void set_frame_names(track_info& record, name_list names, std::vector<std::uint32_t> holes = {});
 // Size, alpha mode and image layers from the header of a file; a file that can't be read leaves the defaults.
 void read_first_header(track_info& record, const std::string& path, alpha_type default_alpha);
 

@@ -277,10 +277,21 @@ TEST_F(loader_test, the_board_knows_every_frame) {
   loader.fill_at_rest = false;
   ksn::track_info& layer = add(12, true);
   broken = 3;
+  // Beside the table, what somebody knows who only listens to the changes.
+  std::vector<frame_presence> heard(12, frame_presence::missing);
+  std::uint64_t heard_to = 0;
   const auto known = [&] {
     board.update(composition);
+    const auto states = board.of(layer);
+    const auto changes = board.changes_since(heard_to);
+    for (const cache::frame_board::change& change : changes.value()) {
+      EXPECT_EQ(change.source, board.source_of(layer));
+      heard[static_cast<std::size_t>(change.frame)] = states[static_cast<std::size_t>(change.frame)];
+    }
+    heard_to = board.revision();
+    EXPECT_TRUE(std::equal(states.begin(), states.end(), heard.begin(), heard.end()));
     std::string text;
-    for (const frame_presence state : board.of(layer)) text += "-wrkf"[static_cast<int>(state)];
+    for (const frame_presence state : states) text += "-wrkf"[static_cast<int>(state)];
     return text;
   };
   EXPECT_EQ(known(), "------------");
@@ -301,11 +312,20 @@ TEST_F(loader_test, the_board_knows_every_frame) {
   EXPECT_EQ(board.of(layer, 10, 5).size(), 2u);
   frames.evict_oldest();
   EXPECT_EQ(known(), "---f--------");
+  // A layer of the same clip shows the same frames.
+  composition.doc.tracks.push_back(layer);
+  composition.doc.tracks.back().id = ksn::next_layer_id();
+  composition.touch();
+  board.update(composition);
+  EXPECT_EQ(board.source_of(composition.doc.tracks[0]), board.source_of(composition.doc.tracks[1]));
+  EXPECT_EQ(board.of(composition.doc.tracks[1])[3], frame_presence::failed);
   composition.view.resolution = ksn::cache_resolution_type::half;
+  heard.assign(12, frame_presence::missing);
   EXPECT_EQ(known(), "------------");
   frames.clear();
   read(2);
   EXPECT_NE(known(), "------------");
+  EXPECT_EQ(board.changes_since(board.revision() + 1), std::nullopt);
 }
 
 }  // namespace
