@@ -14,6 +14,7 @@
 #include "composition/opening/stereo_pair.h"
 #include "composition/opening/versions.h"
 #include "composition/opening/watching.h"
+#include "composition/time/frame_numbers.h"
 #include "composition/time/layer_time.h"
 #include "composition/time/transport.h"
 
@@ -439,6 +440,41 @@ action replace_row(engine& engine) {
   return row;
 }
 
+// What the mouse does in the stack and at the begin of the ruler, with a number.
+struct numbered_row {
+  action_group group;
+  const char* name;
+  const char* value_form;
+  const char* help;
+  int least;
+  void (*run)(state&, int);
+};
+
+constexpr numbered_row numbered_rows[] = {
+    {action_group::work_area, "timeline_cut_begin", "FRAMES",
+     "take so many frames off the begin of the timeline, or put some in front with a number below 0", -ksn::frame_limit,
+     [](state& c, int frames) { c.doc.cut_timeline_begin(frames); }},
+    {action_group::placement, "layer_move_selected_to", "PLACE",
+     "move the selected layer to that place in the stack, 1 is the top", 1,
+     [](state& c, int place) {
+       if (one(c)) ksn::move_layer(c, c.doc.selected_index(), place - 1);
+     }},
+};
+
+action bound(engine& engine, const numbered_row& row) {
+  state& composition = engine.composition();
+  return {.group = row.group,
+          .name = row.name,
+          .value_form = row.value_form,
+          .value_help = row.help,
+          .execute_value = [&composition, row](const std::string& value) {
+            int number = 0;
+            if (!read_int(value, number, row.least, ksn::frame_limit)) return false;
+            row.run(composition, number);
+            return true;
+          }};
+}
+
 }  // namespace
 
 void register_document_actions(engine& engine) {
@@ -454,6 +490,7 @@ void register_document_actions(engine& engine) {
   add(action_group::placement, placement_rows);
   engine.add(replace_row(engine));
   add(action_group::layer_state, layer_rows);
+  for (const numbered_row& row : numbered_rows) engine.add(bound(engine, row));
   for (const new_layer_row& row : new_layer_rows) engine.add(bound(engine, row));
   engine.add(undo_row(engine.composition()));
   add(action_group::edit, clear_canvas_row);

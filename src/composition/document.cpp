@@ -132,6 +132,14 @@ void document::timeline_trim_to_workarea() {
   set_timeline_length(tm_l, true);
 }
 
+void document::cut_timeline_begin(int frames) {
+  frames = std::min(frames, tm_n - shortest_timeline);
+  if (frames == 0) return;
+  const int length = clamped_frame(static_cast<long long>(tm_n) - frames);
+  shift_timeline(*this, frames);
+  set_timeline_length(length, false);
+}
+
 // The broadcast rates lie between the whole ones and are reached from their neighbours.
 void document::increase_fps() {
   switch (fpcs) {

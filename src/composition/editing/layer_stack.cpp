@@ -139,6 +139,19 @@ void layer_move_selected_down(state& composition) {
   composition.doc.selection = {index + 1};
 }
 
+void move_layer(state& composition, int from, int to) {
+  document& doc = composition.doc;
+  to = std::clamp(to, 0, doc.track_count() - 1);
+  const std::set<int> selected = selected_ids(composition);
+  track_info moved = std::move(doc.track_at(from));
+  doc.tracks.erase(doc.tracks.begin() + from);
+  doc.tracks.insert(doc.tracks.begin() + to, std::move(moved));
+  doc.selection.clear();
+  for (int i = 0; i < doc.track_count(); ++i) {
+    if (selected.contains(doc.track_at(i).id)) doc.selection.insert(i);
+  }
+}
+
 void layer_delete_selected(state& composition) {
   if (!composition.doc.has_selection()) return;
   const std::vector<int> indices(composition.doc.selection.begin(), composition.doc.selection.end());

@@ -27,6 +27,8 @@ int reopen_source(state& composition, track_info& record);
 // The selected layer changes places with its neighbour.
 void layer_move_selected_up(state& composition);
 void layer_move_selected_down(state& composition);
+// A layer comes to another index, as far as the stack goes; the selection keeps its layers.
+void move_layer(state& composition, int from, int to);
 // Takes out the selected layers; nothing is selected then. Undoable.
 void layer_delete_selected(state& composition);
 // A copy right below each selected layer, named with an apostrophe.
