@@ -15,6 +15,8 @@ constexpr int rounds = 61;
 struct bed {
   ksn::state composition;
   cache::frame_cache frames;
+  cache::frame_scheduler reading{frames};
+  cache::frame_board board{reading};
   command::engine engine{composition};
   render::pipeline pipeline{frames, {}};
   playback::clock clock{composition, frames};
@@ -31,6 +33,7 @@ struct bed {
                        .clock = clock,
                        .keys = keys,
                        .errors = errors,
+                       .frames = board,
                        .product_title = "Kestrin 1",
                        .drawing = drawing,
                        .client_size = [this] { return size; },
@@ -38,6 +41,7 @@ struct bed {
                        .run_key = [](int) { return false; },
                        .context_menu = [](std::string_view, math::point) {},
                        .run = [](const std::string&) {},
+                       .work_area_changed = [] {},
                        .recent_sources = [] { return std::vector<std::string>(); },
                        .text = [](std::string_view key) { return std::string(key); },
                        .popup_menu = [](const std::vector<platform::menu_entry>&, math::point) { return -1; },

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "cache/reading/frame_board.h"
 #include "command/engine.h"
 #include "command/keys.h"
 #include "composition/state.h"
@@ -27,8 +28,9 @@ struct workbench {
   render::pipeline& pipeline;
   playback::clock& clock;
   const command::key_table& keys;
-  const lib::error_record& errors;  // the latest error lines
-  std::string product_title;        // "NAME VERSION"
+  const lib::error_record& errors;   // the latest error lines
+  const cache::frame_board& frames;  // what is known of every frame of every layer
+  std::string product_title;         // "NAME VERSION"
   ui::input& input;
   widget_host host;  // with the words of the catalogue, menus and the clipboard
 
@@ -38,6 +40,8 @@ struct workbench {
   std::function<void(const std::string& command)> run;
   // Opens the context menu of that name with its corner at a point of the client area and runs what is chosen.
   std::function<void(std::string_view menu, math::point at)> context_menu;
+  // A gesture has ended that changed the work area: what is read ahead follows.
+  std::function<void()> work_area_changed;
   // Sources that became layers lately, the newest first; `add_recent=N` adds the N-th.
   std::function<std::vector<std::string>()> recent_sources;
   // What the composite holds under a point of the client area; filled with each picture of the window.

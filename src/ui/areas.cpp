@@ -5,6 +5,7 @@
 #include "ui/preview/preview.h"
 #include "ui/start/start.h"
 #include "ui/strips/strips.h"
+#include "ui/timeline/timeline.h"
 
 namespace ui {
 namespace {
@@ -16,6 +17,9 @@ bool always(const layout&) {
 }
 bool with_timeline(const layout& window) {
   return window.timeline_shown();
+}
+bool with_rows(const layout& window) {
+  return window.rows > 0;
 }
 
 }  // namespace
@@ -47,6 +51,7 @@ std::vector<area> make_areas(workbench& bench) {
   };
   add("show_keys", "show every key with what it runs", "Shift+/ F1", key_list);
   add("show_errors", "show the last error lines with their times", "", error_list);
+  const auto marks = std::make_shared<mark_table>();
   return {
       {make_preview(bench), area_origin::preview, always},
       {make_start(bench), area_origin::preview, empty},
@@ -54,6 +59,8 @@ std::vector<area> make_areas(workbench& bench) {
       {make_splitter(bench), area_origin::split, always},
       {make_options(bench), area_origin::split, with_timeline},
       {make_controls(bench), area_origin::split, with_timeline},
+      {make_timeline(bench, marks), area_origin::split, with_timeline},
+      {make_tracks(bench, marks), area_origin::split, with_rows},
       {make_floating_controls(bench), area_origin::split, floating},
       // The property panel lies over everything but the lists.
       {key_list, area_origin::client, open(key_list)},

@@ -15,12 +15,14 @@ window::window(window_parts parts)
              parts_.clock,
              parts_.keys,
              parts_.errors,
+             parts_.frames,
              parts_.product_title,
              input_,
              {input_, parts_.text, parts_.popup_menu, parts_.clipboard_text, parts_.set_clipboard_text},
              [this] { return layout(); },
              parts_.run,
              parts_.context_menu,
+             parts_.work_area_changed,
              parts_.recent_sources},
       areas_(make_areas(bench_)) {}
 

@@ -21,6 +21,7 @@ struct window_parts {
   playback::clock& clock;
   const command::key_table& keys;
   const lib::error_record& errors;
+  const cache::frame_board& frames;
   std::string product_title;
   const drawing_functions& drawing;
   std::function<math::point()> client_size;  // of the window, in pixels
@@ -28,6 +29,7 @@ struct window_parts {
   std::function<bool(int code)> run_key;
   std::function<void(std::string_view menu, math::point at)> context_menu;
   std::function<void(const std::string& command)> run;
+  std::function<void()> work_area_changed;
   std::function<std::vector<std::string>()> recent_sources;
   std::function<std::string(std::string_view key)> text;
   std::function<int(const std::vector<platform::menu_entry>& entries, math::point at)> popup_menu;

@@ -1,96 +1,18 @@
 // The whole window under a simulated pointer: every button of the strips with the state behind it and the art that
 // follows, the splitter, the floating transport, the lists, and places at both scales.
-#include "ui/window.h"
-
 #include <gtest/gtest.h>
 
 #include <map>
 
 #include "command/menu.h"
-#include "playback/actions.h"
-#include "support/fake_clip.h"
-#include "ui/drawn.h"
+#include "ui/whole_window.h"
 
 namespace {
 
+using support::strings;
 using ui::mouse_button;
-using strings = std::vector<std::string>;
 
-class whole_window : public testing::Test {
- protected:
-  ksn::state composition;
-  cache::frame_cache frames;
-  command::engine engine{composition};
-  render::pipeline pipeline{frames, {}};
-  playback::clock clock{composition, frames};
-  command::key_table keys;
-  lib::error_record errors;
-  support::drawn canvas{940, 800};
-  math::point size{940, 800};
-  strings commands;
-  strings menus;
-  std::string board;
-  std::unique_ptr<ui::window> window;
-
-  void SetUp() override {
-    command::register_fields(engine);
-    command::register_document_actions(engine);
-    command::register_menu_choices(engine);
-    playback::register_playback_actions(engine, clock);
-    window = std::make_unique<ui::window>(
-        ui::window_parts{.composition = composition,
-                         .engine = engine,
-                         .pipeline = pipeline,
-                         .clock = clock,
-                         .keys = keys,
-                         .errors = errors,
-                         .product_title = "Name 1.2",
-                         .drawing = canvas.functions,
-                         .client_size = [this] { return size; },
-                         .set_cursor = [](ui::cursor_shape) {},
-                         .run_key = [](int) { return false; },
-                         .context_menu = [this](std::string_view menu, math::point) { menus.emplace_back(menu); },
-                         .run =
-                             [this](const std::string& command) {
-                               commands.push_back(command);
-                               engine.run_command(command);
-                             },
-                         .recent_sources =
-                             [] {
-                               return strings{"/a/one.tga", "/a/two.tga"};
-                             },
-                         .text = [](std::string_view key) { return std::string(key); },
-                         .popup_menu = [](const std::vector<platform::menu_entry>&, math::point) { return -1; },
-                         .clipboard_text = [this] { return board; },
-                         .set_clipboard_text = [this](const std::string& text) { board = text; }});
-  }
-  void add_layer() { composition.doc.tracks.push_back(support::plain_layer(3, "BGRA", 90, 70, {40, 100, 200, 128})); }
-
-  const strings& art() {
-    canvas.painter();
-    window->draw(canvas.picture, size, 0, nullptr);
-    return canvas.art;
-  }
-  bool shows(const std::string& name) {
-    const strings& all = art();
-    return std::find(all.begin(), all.end(), name + ".tga") != all.end();
-  }
-  ksn::window_layout layout() const { return ksn::layout_window(composition, size); }
-  // A point below the split, at scale 1 from its middle.
-  math::point below(int x, int y) const {
-    const math::point middle = layout().split_middle();
-    return {middle.x + x * layout().scale, middle.y + y * layout().scale};
-  }
-  void click(math::point point, mouse_button button = mouse_button::left, bool twice = false) {
-    window->input().mouse_down(button, point, twice, 0);
-    window->input().mouse_up(button, point, 0);
-  }
-  void drag(math::point from, math::point to) {
-    window->input().mouse_down(mouse_button::left, from, false, 0);
-    window->input().mouse_move(to, 0);
-    window->input().mouse_up(mouse_button::left, to, 0);
-  }
-};
+using whole_window = support::whole_window;
 
 TEST_F(whole_window, every_button_of_the_strips) {
   add_layer();
@@ -240,7 +162,7 @@ TEST_F(whole_window, lists_and_messages_over_the_picture) {
   EXPECT_EQ(shown("show_errors"), 1) << "a click opens the list";
   EXPECT_EQ(shown("second line"), 2);
   window->input().key_down('C' | platform::key_ctrl);
-  EXPECT_NE(board.find("first line\n"), std::string::npos);
+  EXPECT_NE(clipboard.find("first line\n"), std::string::npos);
   window->input().key_down(27);
   EXPECT_EQ(shown("show_errors"), 0);
 

@@ -1,0 +1,25 @@
+// The picture of one row of the layer stack.
+#pragma once
+
+#include <string>
+
+#include "composition/track_info.h"
+#include "ui/timeline/frame_marks.h"
+#include "ui/timeline/ruler_scale.h"
+
+namespace ui {
+
+struct drawn_row {
+  const ksn::track_info& track;
+  const layer_columns& columns;
+  int columns_left = 0;  // pixel of the client area where they begin
+  int index = 0;         // in the stack
+  int top = 0;           // pixel of the client area
+  bool selected = false;
+  bool scrolls = false;  // the stack has a scroll bar
+  std::string gone;      // said of a layer whose source is not there
+};
+
+void draw_row(painter& on, const ruler_scale& ruler, const drawn_row& row);
+
+}  // namespace ui

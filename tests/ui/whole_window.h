@@ -1,0 +1,101 @@
+// A window under test.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "playback/actions.h"
+#include "support/fake_clip.h"
+#include "ui/drawn.h"
+#include "ui/window.h"
+
+namespace support {
+
+using strings = std::vector<std::string>;
+
+// The whole window over a document, with a pointer and a list of what was run. Nothing is read and nothing is decoded.
+class whole_window : public testing::Test {
+ protected:
+  ksn::state composition;
+  cache::frame_cache frames;
+  cache::frame_scheduler reading{frames};
+  cache::frame_board board{reading};
+  command::engine engine{composition};
+  render::pipeline pipeline{frames, {}};
+  playback::clock clock{composition, frames};
+  command::key_table keys;
+  lib::error_record errors;
+  support::drawn canvas{940, 800};
+  math::point size{940, 800};
+  strings commands;
+  strings menus;
+  std::string clipboard;
+  int work_area_changes = 0;
+  std::unique_ptr<ui::window> window;
+
+  void SetUp() override {
+    command::register_fields(engine);
+    command::register_document_actions(engine);
+    command::register_menu_choices(engine);
+    playback::register_playback_actions(engine, clock);
+    window = std::make_unique<ui::window>(
+        ui::window_parts{.composition = composition,
+                         .engine = engine,
+                         .pipeline = pipeline,
+                         .clock = clock,
+                         .keys = keys,
+                         .errors = errors,
+                         .frames = board,
+                         .product_title = "Name 1.2",
+                         .drawing = canvas.functions,
+                         .client_size = [this] { return size; },
+                         .set_cursor = [](ui::cursor_shape) {},
+                         .run_key = [](int) { return false; },
+                         .context_menu = [this](std::string_view menu, math::point) { menus.emplace_back(menu); },
+                         .run =
+                             [this](const std::string& command) {
+                               commands.push_back(command);
+                               engine.run_command(command);
+                             },
+                         .work_area_changed = [this] { ++work_area_changes; },
+                         .recent_sources =
+                             [] {
+                               return strings{"/a/one.tga", "/a/two.tga"};
+                             },
+                         .text = [](std::string_view key) { return std::string(key); },
+                         .popup_menu = [](const std::vector<platform::menu_entry>&, math::point) { return -1; },
+                         .clipboard_text = [this] { return clipboard; },
+                         .set_clipboard_text = [this](const std::string& text) { clipboard = text; }});
+  }
+  void add_layer() { composition.doc.tracks.push_back(support::plain_layer(3, "BGRA", 90, 70, {40, 100, 200, 128})); }
+
+  const strings& art() {
+    canvas.painter();
+    window->draw(canvas.picture, size, 0, nullptr);
+    return canvas.art;
+  }
+  bool shows(const std::string& name) {
+    const strings& all = art();
+    return std::find(all.begin(), all.end(), name + ".tga") != all.end();
+  }
+  ksn::window_layout layout() const { return ksn::layout_window(composition, size); }
+  // A point below the split, at scale 1 from its middle.
+  math::point below(int x, int y) const {
+    const math::point middle = layout().split_middle();
+    return {middle.x + x * layout().scale, middle.y + y * layout().scale};
+  }
+  void click(math::point point, ui::mouse_button button = ui::mouse_button::left, bool twice = false) {
+    window->input().mouse_down(button, point, twice, 0);
+    window->input().mouse_up(button, point, 0);
+  }
+  void drag(math::point from, math::point to, ui::mouse_button button = ui::mouse_button::left, int modifiers = 0) {
+    window->input().mouse_down(button, from, false, modifiers);
+    window->input().mouse_move(to, modifiers);
+    window->input().mouse_up(button, to, modifiers);
+  }
+};
+
+}  // namespace support
