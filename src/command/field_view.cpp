@@ -10,7 +10,8 @@ constexpr std::string_view global_scope = "global:";
 
 }  // namespace
 
-field_view::field_view(engine& engine, std::string_view name) : engine_(&engine) {
+field_view::field_view(engine& engine, std::string_view name, bool (*only)(const ksn::track_info&))
+    : engine_(&engine), only_(only) {
   if (name.starts_with(global_scope)) {
     global_ = engine.find_global_field(name.substr(global_scope.size()));
   } else {
@@ -40,11 +41,16 @@ void field_view::for_each_record(Each each) const {
     each(*global_, composition);
     return;
   }
-  for (const int index : composition.doc.selection) each(*layer_, composition.doc.track_at(index));
+  for (const int index : composition.doc.selection) {
+    ksn::track_info& layer = composition.doc.track_at(index);
+    if (!only_ || only_(layer)) each(*layer_, layer);
+  }
 }
 
 bool field_view::has_record() const {
-  return global_ || engine_->composition().doc.has_selection();
+  bool found = false;
+  for_each_record([&](const auto&, const auto&) { found = true; });
+  return found;
 }
 
 std::optional<field_value> field_view::value() const {
@@ -89,6 +95,30 @@ bool field_view::set_number(double number, std::size_t part) const {
     field.get_value(engine_->composition(), record, value);
     value.off = false;
     value.numbers[part] = number;
+    taken = field.set_value(engine_->composition(), record, clamped(field.shape, std::move(value))) && taken;
+  });
+  return taken;
+}
+
+std::optional<bool> field_view::off() const {
+  std::optional<bool> common;
+  bool differ = false;
+  for_each_record([&](const auto& field, const auto& record) {
+    field_value value;
+    field.get_value(engine_->composition(), record, value);
+    differ = differ || (common && *common != value.off);
+    common = value.off;
+  });
+  return differ ? std::nullopt : common;
+}
+
+bool field_view::set_off(bool off) const {
+  if (read_only()) return false;
+  bool taken = true;
+  for_each_record([&](const auto& field, auto& record) {
+    field_value value;
+    field.get_value(engine_->composition(), record, value);
+    value.off = off;
     taken = field.set_value(engine_->composition(), record, clamped(field.shape, std::move(value))) && taken;
   });
   return taken;

@@ -14,8 +14,9 @@ namespace command {
 // to copy, valid as long as the engine. Main thread.
 class field_view {
  public:
-  // Throws std::invalid_argument for a name that no field has.
-  field_view(engine& engine, std::string_view name);
+  // Throws std::invalid_argument for a name that no field has. With `only`, of the selected layers it concerns those
+  // for which it holds.
+  field_view(engine& engine, std::string_view name, bool (*only)(const ksn::track_info&) = nullptr);
 
   const std::string& name() const;
   const std::string& help() const;
@@ -34,6 +35,11 @@ class field_view {
   // Sets one number and leaves the others of each layer as they are. A field that was off is on then.
   bool set_number(double number, std::size_t part = 0) const;
 
+  // Whether a field with a word to switch it off is off; of several layers when they agree. Switching keeps the rest of
+  // the value, which each layer has.
+  std::optional<bool> off() const;
+  bool set_off(bool off) const;
+
   // As people write it; the text of a text field stands as it is. False for one that the field refuses.
   std::optional<std::string> text() const;
   bool set_text(const std::string& text) const;
@@ -45,6 +51,7 @@ class field_view {
   engine* engine_;
   const global_field* global_ = nullptr;
   const layer_field* layer_ = nullptr;
+  bool (*only_)(const ksn::track_info&);
 };
 
 }  // namespace command

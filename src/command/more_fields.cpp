@@ -1,4 +1,7 @@
 // The fields that complete document, view and settings, so that all of them can be read and set by a command.
+#include <algorithm>
+#include <cmath>
+
 #include "command/field_builder.h"
 #include "command/layer_set.h"
 #include "composition/canvas.h"
@@ -12,6 +15,9 @@ using ksn::track_info;
 
 constexpr int largest_brush = 10000;    // pixels
 constexpr int largest_picture = 65535;  // pixels a side
+constexpr double least_retime = 0.001;
+constexpr double most_retime = 1000;
+constexpr double most_rate = 100000;  // frames a second
 
 #define MEMBER(name)          \
   [](auto& record) -> auto& { \
@@ -40,6 +46,28 @@ bool set_selection(state&, state& composition, const field_value& value) {
     if (index < 0 || index >= composition.doc.track_count()) return false;
   }
   composition.doc.selection = {set.members.begin(), set.members.end()};
+  return true;
+}
+
+int scaled(int size, int percent) {
+  return static_cast<int>(std::rint(size * (percent / 100.0)));
+}
+
+void get_dimensions(const state&, const track_info& t, field_value& value) {
+  value.numbers = {double(scaled(t.source.width, t.placement.scale_x)),
+                   double(scaled(t.source.height, t.placement.scale_y))};
+}
+
+// A side that the layer has already keeps its scale, which may give the same pixels as another one.
+bool set_dimensions(state&, track_info& t, const field_value& value) {
+  if (t.source.width < 1 || t.source.height < 1) return false;
+  const auto percent = [](double wanted, int size) {
+    return static_cast<int>(std::min(std::rint(wanted * 100.0 / size), double(most_frames)));
+  };
+  const double width = value.numbers[0];
+  const double height = value.numbers[1];
+  if (width != scaled(t.source.width, t.placement.scale_x)) t.placement.set_scale_x(percent(width, t.source.width));
+  if (height != scaled(t.source.height, t.placement.scale_y)) t.placement.set_scale_y(percent(height, t.source.height));
   return true;
 }
 
@@ -87,6 +115,10 @@ void register_view(engine& engine) {
       any_numbers(2, "X,Y", 3), MEMBER(workspace.pp_pos));
   add("fs_property_panel_position", "place of the property panel in full screen, as fractions of its size",
       any_numbers(2, "X,Y", 3), MEMBER(workspace.fs_pp_pos));
+  add("split_color", "whether the property panel shows red, green and blue of a correction by themselves", boolean(),
+      MEMBER(workspace.split_color));
+  add("split_scale", "whether the property panel scales width and height by themselves", boolean(),
+      MEMBER(workspace.split_scale));
   add("stack_rows", "most rows of the layer stack that are shown", integer(0), MEMBER(workspace.track_max));
   add("floating_transport", "whether transport buttons show over the picture while the timeline is hidden", boolean(),
       MEMBER(settings.spb_enabled));
@@ -147,7 +179,20 @@ void register_layers(engine& engine) {
   };
   add("visible", "whether the layer is visible", boolean(), MEMBER(look.visible));
   add("audible", "whether the layer's sound is heard", boolean(), MEMBER(sound.audible));
-  add("retime", "frames of the timeline for each frame of the source", number(0.001, 1000, 3), MEMBER(timing.retime));
+  add("retime", "frames of the timeline for each frame of the source", number(least_retime, most_retime, 3),
+      MEMBER(timing.retime));
+  add_made<track_info>(
+      engine, "rate", "frames of the layer's source that play in a second", number(0.001, most_rate, 2),
+      [](const state& c, const track_info& t, field_value& value) {
+        value.numbers[0] = c.doc.fpcs / 100.0 / t.timing.retime;
+      },
+      [](state& c, track_info& t, const field_value& value) {
+        t.timing.retime = std::clamp(c.doc.fpcs / 100.0 / value.numbers[0], least_retime, most_retime);
+        return true;
+      });
+  add_made<track_info>(engine, "dimensions",
+                       "size of the layer in the composition, in pixels: that of its picture under its scale",
+                       integers(2, "W,H", 1, most_frames), get_dimensions, set_dimensions);
   add("nonlog_cineon", "whether 10-bit film codes of the layer are not logarithmic", boolean(),
       MEMBER(look.tf.nonlog_cineon));
   tell("id", "identity of the layer, for id(); read only", integer(), [](const track_info& t) { return t.id; });

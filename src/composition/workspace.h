@@ -23,7 +23,10 @@ struct workspace {
   math::pointd fs_pp_pos{1.0, 1.0};
   bool pv_tooltip_enabled = true;
   bool fs_pv_tooltip_enabled = false;
-  bool full_screen = false;  // never stored
+  // Never stored.
+  bool full_screen = false;
+  bool split_color = false;  // the panel shows red, green and blue of a correction by themselves
+  bool split_scale = false;  // and width and height of a layer
 
   int brush_size = 2;
   int brush_softness = 0;

@@ -2,6 +2,7 @@
 
 #include "ui/area.h"
 #include "ui/lists/lists.h"
+#include "ui/panel/panel.h"
 #include "ui/preview/preview.h"
 #include "ui/start/start.h"
 #include "ui/strips/strips.h"
@@ -37,6 +38,7 @@ std::vector<area> make_areas(workbench& bench) {
   };
   const auto key_list = make_key_list(bench);
   const auto error_list = make_error_list(bench);
+  const auto panel = make_property_panel(bench);
   const auto open = [](const std::shared_ptr<list_panel>& list) {
     return [list](const layout&) { return list->is_open(); };
   };
@@ -63,6 +65,7 @@ std::vector<area> make_areas(workbench& bench) {
       {make_tracks(bench, marks), area_origin::split, with_rows},
       {make_floating_controls(bench), area_origin::split, floating},
       // The property panel lies over everything but the lists.
+      {panel, area_origin::client, [panel](const layout&) { return panel->is_shown(); }},
       {key_list, area_origin::client, open(key_list)},
       {error_list, area_origin::client, open(error_list)},
   };

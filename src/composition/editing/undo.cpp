@@ -286,6 +286,17 @@ bool undo_capture::remember(state& composition, undo_name name, undo_rule rule, 
   return true;
 }
 
+void undo_capture::take_back(state& composition) const {
+  for (track_info& track : composition.doc.tracks) {
+    const auto before = layers_.find(track.id);
+    if (before == layers_.end()) continue;
+    const layer_values now = values_of(track);
+    visit_changes(track, now, before->second, [](auto& field, const auto&, const auto& other) { field = other; });
+    if (!(now.source == before->second.source)) composition.hooks.forget_layer(track.id);
+  }
+  composition.touch();
+}
+
 canvas_capture::canvas_capture(const track_info& track, int frame, bool painted)
     : id_(track.id), frame_(frame), before_(canvas_at(track, frame)) {
   if (before_ && painted) before_ = std::make_shared<img::image>(*before_);

@@ -117,6 +117,8 @@ class undo_capture {
   // to the selection that the gesture leaves, which `any_left` never is. True when there is a step.
   bool remember(state& composition, undo_name name, undo_rule rule = undo_rule::as_left,
                 bool while_selected = true) const;
+  // Takes back what changed of the layers since then, as for a gesture that is cancelled. The step of undo stays.
+  void take_back(state& composition) const;
 
  private:
   std::map<int, layer_values> layers_;

@@ -1,6 +1,13 @@
 #include "ui/widgets/button.h"
 
+#include "ui/toolkit/palette.h"
+
 namespace ui {
+namespace {
+
+constexpr int label_offset = 11;  // from the middle of a check box, at scale 1
+
+}  // namespace
 
 rectangle button::pixels(const place& at) const {
   const place here = at.moved(position_.x, position_.y);
@@ -53,13 +60,23 @@ ui_np_button::ui_np_button(const widget_host& host, math::point position, bool n
                  [&host, next] { return host.text(next ? "panel.next" : "panel.previous"); }, std::move(enabled),
                  std::move(action)}) {}
 
-void ui_check_box::paint(painter& on, math::point point, const rectangle&, button_state state) {
-  const bool lit = parts_.get() != (state == button_state::pressed);
+void ui_check_box::paint(painter& on, math::point point, const rectangle& box, button_state state) {
+  const std::optional<bool> value = parts_.get();
+  const bool lit = value.value_or(false) != (state == button_state::pressed);
   std::string name = parts_.base + (lit ? "_on" : "_off");
   if (state == button_state::over || state == button_state::pressed) name += "_over";
   // There is one picture of what can't be changed, on or off.
   if (state == button_state::disabled) name = parts_.base + "_disabled";
   on.art(name, point);
+  if (!value) {
+    const int half = on.px(1);
+    on.fill({point.x - 2 * half - half, point.y - half / 2, point.x + 2 * half, point.y - half / 2 + half},
+            palette::value);
+  }
+  if (!parts_.label) return;
+  rectangle beside = box;
+  beside.left = point.x + on.px(label_offset);
+  on.line(parts_.label(), "panel.label", state == button_state::disabled ? palette::faint : palette::text, beside);
 }
 
 }  // namespace ui

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "ui/toolkit/painter.h"
@@ -81,9 +82,10 @@ class ui_check_box : public button {
   struct parts {
     std::string base = "checkbox";
     std::string hint = "panel.checkbox_hint";
-    std::function<bool()> get;
+    std::function<std::optional<bool>()> get;  // nothing: several that differ, shown by a dash
     std::function<void(bool)> set;
-    std::function<bool()> enabled;  // empty: always
+    std::function<bool()> enabled;            // empty: always
+    std::function<std::string()> label = {};  // at its right, as far as the box reaches; may be empty
   };
   ui_check_box(const widget_host& host, math::point position, rectangle box, parts parts)
       : button(position, box), host_(host), parts_(std::move(parts)) {}
@@ -91,7 +93,7 @@ class ui_check_box : public button {
 
  protected:
   bool is_enabled() const override { return !parts_.enabled || parts_.enabled(); }
-  void act() override { parts_.set(!parts_.get()); }
+  void act() override { parts_.set(!parts_.get().value_or(false)); }
   void paint(painter& on, math::point point, const rectangle& box, button_state state) override;
 
  private:

@@ -34,6 +34,23 @@ ui_color_field::ui_color_field(const widget_host& host, widget_box box, parts pa
       parts_(std::move(parts)),
       spot_(host, {box.x + box.width - spot_width, box.y, spot_width, box.height}, {parts_.get, parts_.enabled, {}}) {}
 
+bool ui_color_field::picks_at(math::point point) {
+  return parts_.pick && is_enabled() && !is_typing() && spot_.hit_test(point, last_place());
+}
+
+void ui_color_field::mouse_up(mouse_button button, math::point point, bool double_click) {
+  if (button == mouse_button::left && picks_at(point)) return parts_.pick();
+  typing_field::mouse_up(button, point, double_click);
+}
+
+std::string ui_color_field::get_tool_tip(math::point point) {
+  return host().text(picks_at(point) ? "panel.color_spot_hint" : "panel.color_field_hint");
+}
+
+cursor_shape ui_color_field::get_cursor(math::point point) {
+  return picks_at(point) ? cursor_shape::pick : typing_field::get_cursor(point);
+}
+
 int ui_color_field::right_margin() const {
   return spot_width;
 }

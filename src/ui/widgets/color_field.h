@@ -41,11 +41,14 @@ class ui_color_field : public typing_field {
   struct parts {
     std::function<std::optional<lib::color>()> get;  // nothing: several that differ
     std::function<void(lib::color)> set;
-    std::function<bool()> enabled;  // empty: always
+    std::function<bool()> enabled;    // empty: always
+    std::function<void()> pick = {};  // of a click on the swatch; empty: it types like all of the field
   };
   ui_color_field(const widget_host& host, widget_box box, parts parts);
   void draw(painter& on, const place& at) override;
-  std::string get_tool_tip(math::point) override { return host().text("panel.color_field_hint"); }
+  void mouse_up(mouse_button button, math::point point, bool double_click) override;
+  std::string get_tool_tip(math::point point) override;
+  cursor_shape get_cursor(math::point point) override;
 
  protected:
   bool is_enabled() const override { return !parts_.enabled || parts_.enabled(); }
@@ -57,6 +60,8 @@ class ui_color_field : public typing_field {
  private:
   parts parts_;
   ui_color_spot spot_;
+
+  bool picks_at(math::point point);
 };
 
 }  // namespace ui

@@ -1,9 +1,11 @@
 #include "ui/widgets/edit_field.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <string_view>
+#include <utility>
 
 #include "ui/toolkit/palette.h"
 
@@ -13,6 +15,9 @@ namespace {
 constexpr std::size_t most_number_characters = 15;
 constexpr std::size_t most_text_characters = 10000;
 constexpr int margin = 5;  // of the text, at scale 1
+constexpr int key_tab = 9;
+constexpr int key_up = 38;
+constexpr int key_down = 40;
 constexpr int copy_entry = 1;
 constexpr int paste_entry = 2;
 constexpr int reset_entry = 3;
@@ -35,6 +40,16 @@ double last_digit(const std::string& format) {
   const std::size_t point = format.find('.');
   const int digits = point == std::string::npos || point + 1 >= format.size() ? 0 : format[point + 1] - '0';
   return digits < 1 || digits > 9 ? 1.0 : std::pow(10.0, -digits);
+}
+
+double speed_of(int modifiers) {
+  return modifiers & platform::key_shift ? 10 : modifiers & platform::key_ctrl ? 0.1 : 1;
+}
+
+// A whole number of the steps at hand, so that no digits gather that nobody sees.
+double rounded(double value, double step, double speed) {
+  const double grain = step * std::min(speed, 1.0);
+  return std::rint(value / grain) * grain;
 }
 
 // The number that a text begins with; what follows it (a unit) does not count.
@@ -77,10 +92,28 @@ void typing_field::mouse_up(mouse_button button, math::point point, bool) {
     if (button == mouse_button::right) open_menu(point);
     return;
   }
-  if (button != mouse_button::left || !is_enabled()) return;
+  if (button == mouse_button::left) begin_typing();
+}
+
+void typing_field::begin_typing() {
+  if (!is_enabled()) return;
   const std::string text = shown_text();
-  editor_.start(text == no_value ? std::string() : text, true);
+  started_with_ = text == no_value ? std::string() : text;
+  editor_.start(started_with_, true);
   host_.input.take_focus({shared_from_this(), this});
+}
+
+void typing_field::show_typed(const std::string& text) {
+  started_with_ = text;
+  editor_.start(text, true);
+}
+
+void typing_field::commit() {
+  if (editor_.text() != started_with_) store(editor_.text());
+}
+
+void typing_field::wheel(int axis, int steps, math::point) {
+  if (axis == 0 && surroundings_.scroll) surroundings_.scroll(steps);
 }
 
 bool typing_field::key(int code) {
@@ -90,6 +123,14 @@ bool typing_field::key(int code) {
   }
   if (code == ('V' | platform::key_ctrl)) {
     editor_.insert(host_.clipboard_text());
+    return true;
+  }
+  if ((code & ~platform::key_shift) == key_tab) {
+    // The field may be gone when the next one has the focus.
+    const std::shared_ptr<ui_object> kept = shared_from_this();
+    host_.input.drop_focus(this);
+    commit();
+    if (surroundings_.walk) surroundings_.walk(code == key_tab ? 1 : -1);
     return true;
   }
   return editor_.key(code);
@@ -131,13 +172,11 @@ class ui_edit_field::drag : public drag_handler {
   }
   void move(math::point point) override {
     const int modifiers = field_->host().input.modifiers();
-    const double speed = modifiers & platform::key_shift ? 10 : modifiers & platform::key_ctrl ? 0.1 : 1;
+    const double speed = speed_of(modifiers);
     if (point.x == last_.x) return;
     shown_ += (point.x - last_.x) * field_->step_ * speed / field_->last_place().scale;
     last_ = point;
-    // A whole number of the steps at hand, so that no digits gather that nobody sees.
-    const double grain = field_->step_ * std::min(speed, 1.0);
-    field_->parts_.set(std::rint(shown_ / grain) * grain);
+    field_->parts_.set(rounded(shown_, field_->step_, speed));
   }
   void end(math::point) override { finish(true); }
   void cancel() override {
@@ -173,6 +212,51 @@ std::shared_ptr<drag_handler> ui_edit_field::get_drag_handler(mouse_button, math
   return std::make_shared<drag>(std::static_pointer_cast<ui_edit_field>(shared_from_this()), *value);
 }
 
+void ui_edit_field::mouse_up(mouse_button button, math::point point, bool double_click) {
+  if (button == mouse_button::right && !is_typing() && is_enabled() && parts_.menu) return parts_.menu(point);
+  typing_field::mouse_up(button, point, double_click);
+}
+
+std::string ui_edit_field::get_tool_tip(math::point) {
+  const std::string hint = host().text(parts_.hint);
+  return parts_.about.empty() ? hint : parts_.about + "\n" + hint;
+}
+
+bool ui_edit_field::key(int code) {
+  const int key = code & 0xFFFF;
+  if (key != key_up && key != key_down) return typing_field::key(code);
+  step_by(key == key_up ? 1 : -1, code & ~0xFFFF);
+  return true;
+}
+
+void ui_edit_field::step_by(int direction, int modifiers) {
+  const std::optional<double> typed = number_of(editor().text());
+  const std::optional<double> value = typed ? typed : parts_.get();
+  if (!value) return;
+  if (!stepped_from_) {
+    stepped_from_ = parts_.get();
+    if (parts_.begin_drag) parts_.begin_drag();
+  }
+  const double speed = speed_of(modifiers);
+  parts_.set(rounded(*value + direction * step_ * speed, step_, speed));
+  show_typed(shown_text());
+}
+
+void ui_edit_field::end_steps(bool kept) {
+  if (!std::exchange(stepped_from_, std::nullopt)) return;
+  if (parts_.end_drag) parts_.end_drag(kept);
+}
+
+void ui_edit_field::commit() {
+  typing_field::commit();
+  end_steps(true);
+}
+
+void ui_edit_field::cancel() {
+  if (stepped_from_ && *stepped_from_) parts_.set(**stepped_from_);
+  end_steps(false);
+}
+
 cursor_shape ui_edit_field::get_cursor(math::point) {
   if (!is_enabled()) return cursor_shape::arrow;
   return is_typing() ? cursor_shape::text : cursor_shape::size_horizontal;
@@ -188,10 +272,10 @@ void ui_edit_field::store(const std::string& text) {
 }
 
 ui_text_field::ui_text_field(const widget_host& host, widget_box box, parts parts)
-    : typing_field(host, box, text_editor({}, most_text_characters, true)), parts_(std::move(parts)) {}
+    : typing_field(host, box, text_editor({}, most_text_characters, !parts.one_line)), parts_(std::move(parts)) {}
 
 void ui_text_field::draw(painter& on, const place& at) {
-  if (is_typing() || !is_enabled()) return typing_field::draw(on, at);
+  if (is_typing() || !is_enabled() || parts_.one_line) return typing_field::draw(on, at);
   hit_test({-1, -1}, at);  // notes the place
   const rectangle box = pixels(at);
   on.round_fill(box, on.px(palette::field_radius), palette::field);
