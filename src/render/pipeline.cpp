@@ -166,7 +166,7 @@ img::const_image_ptr pipeline::draw_text_canvas(layer_state& state, const reques
         if (!has_recorded_fields(other.source.type)) return nullptr;
         return layer_image(*asked.composition, other, asked.time, asked.composition->view.resolution);
       }};
-  std::string text = expand_text(track.lettering.text, sources);
+  std::string text = track.id == written_layer ? track.lettering.text : expand_text(track.lettering.text, sources);
   // Where alpha hides what is transparent, the blend can leave it out.
   const bool hinted =
       track.look.alpha_type != ksn::alpha_type::ignore && track.look.alpha_source_id == 0 && !track.look.invert_alpha;

@@ -84,6 +84,9 @@ class pipeline {
   // Whether a layer showed an earlier picture since the last call, for want of its frame.
   bool waits_for_frames() { return std::exchange(waits_, false); }
 
+  // The text layer whose text shows as it is written, its fields not filled: the one that is edited. 0 for none.
+  int written_layer = 0;
+
   // Drops what is kept for a layer.
   void forget_layer(int layer_id);
   void forget_all();
@@ -105,6 +108,8 @@ class pipeline {
   };
 
   cache::frame_cache& frame_cache() { return cache_; }
+  // What text layers are drawn with.
+  text::fonts& fonts() { return *options_.fonts; }
   cache::frame_scheduler* reading() { return options_.reading; }
   text::fonts& fonts() { return *options_.fonts; }
 

@@ -3,6 +3,7 @@
 #include "ui/area.h"
 #include "ui/lists/lists.h"
 #include "ui/panel/panel.h"
+#include "ui/panel/picture_text.h"
 #include "ui/preview/preview.h"
 #include "ui/start/start.h"
 #include "ui/strips/strips.h"
@@ -57,6 +58,7 @@ std::vector<area> make_areas(workbench& bench) {
   return {
       {make_preview(bench), area_origin::preview, always},
       {make_start(bench), area_origin::preview, empty},
+      {make_picture_text(bench), area_origin::preview, always},
       {make_messages(bench, error_list), area_origin::client, always},
       {make_splitter(bench), area_origin::split, always},
       {make_options(bench), area_origin::split, with_timeline},

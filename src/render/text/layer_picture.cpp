@@ -4,7 +4,7 @@
 #include <cstring>
 #include <vector>
 
-#include "text/layout.h"
+#include "render/text/line_places.h"
 
 namespace render {
 namespace {
@@ -95,41 +95,33 @@ math::rectangle united(const math::rectangle& a, const math::rectangle& b) {
   return {std::min(a.left, b.left), std::min(a.top, b.top), std::max(a.right, b.right), std::max(a.bottom, b.bottom)};
 }
 
-// The lines at their places, those without ink too. Nothing of those that lie outside the picture is asked for.
+// The lines at their places, those without ink too. No ink of those that lie outside the picture is asked for.
 std::vector<placed_line> place_lines(text::fonts& fonts, const ksn::text_attributes& attributes, const text::font& font,
-                                     std::string_view text, const img::image& target, int margin) {
-  const int room = std::max(target.width - 2 * margin, 1);
-  const int height = fonts.metrics_of(font).height;
-  const auto measure = [&](std::string_view piece) { return fonts.width_of(font, piece); };
-  const std::vector<std::string_view> texts = text::break_lines(text, room, 0, measure);
-  const int block = static_cast<int>(std::min<std::size_t>(texts.size(), 1 << 20)) * height;
-  int top = margin;
-  if (attributes.align_y == ksn::text_align_y_type::middle) top = (target.height - block) / 2;
-  if (attributes.align_y == ksn::text_align_y_type::bottom) top = target.height - margin - block;
+                                     std::string_view text, const img::image& target) {
   std::vector<placed_line> lines;
-  for (const std::string_view piece : texts) {
+  for (const line_place& place : place_text_lines(fonts, attributes, text, target.width, target.height)) {
     // Ink may hang over its line by as much again.
-    if (top > target.height + height) break;
-    if (top + 2 * height >= 0) {
-      placed_line line{nullptr, margin, top, piece.empty() ? 0 : fonts.width_of(font, piece)};
-      if (attributes.align_x == ksn::text_align_x_type::center) line.left = (target.width - line.width) / 2;
-      if (attributes.align_x == ksn::text_align_x_type::right) line.left = target.width - margin - line.width;
-      if (!piece.empty()) line.ink = fonts.mask_of(font, piece);
-      lines.push_back(std::move(line));
-    }
-    top += height;
+    if (place.top > target.height + place.height) break;
+    if (place.top + 2 * place.height < 0) continue;
+    placed_line line{nullptr, place.left, place.top, place.width};
+    if (place.last > place.first) line.ink = fonts.mask_of(font, text.substr(place.first, place.last - place.first));
+    lines.push_back(std::move(line));
   }
   return lines;
 }
 
 }  // namespace
 
+int text_layer_margin(int line_height) {
+  return std::max(line_height / 4, shadow_offset + outline_width);
+}
+
 math::rectangle draw_text_layer(text::fonts& fonts, const ksn::text_attributes& attributes, std::string_view text,
                                 img::image& target) {
   const text::font font{attributes.font, attributes.size, attributes.bold, attributes.italic};
   const int height = fonts.metrics_of(font).height;
-  const int margin = std::max(height / 4, shadow_offset + outline_width);
-  const std::vector<placed_line> lines = place_lines(fonts, attributes, font, text, target, margin);
+  const int margin = text_layer_margin(height);
+  const std::vector<placed_line> lines = place_lines(fonts, attributes, font, text, target);
   const math::rectangle whole{0, 0, target.width, target.height};
   math::rectangle drawn;
   if (attributes.back_enabled && attributes.back_color.a > 0) {

@@ -10,6 +10,9 @@
 
 namespace render {
 
+// The margin on all sides within which lines are broken, for letters of that line height; in pixels.
+int text_layer_margin(int line_height);
+
 // Draws a text, its fields filled, into an 8-bit picture "BGRA" that is empty everywhere, and returns the box of what
 // was drawn. From below: panel, shadows, outlines, letters. Lines are broken within the picture, a margin of a quarter
 // of the letters' height on all sides. An outline is one pixel wide, a shadow lies two pixels down and to the right;

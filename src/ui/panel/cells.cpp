@@ -4,6 +4,8 @@
 #include <charconv>
 #include <string_view>
 
+#include "ui/panel/grade.h"
+#include "ui/panel/picker.h"
 #include "ui/widgets/button.h"
 #include "ui/widgets/chooser.h"
 #include "ui/widgets/color_field.h"
@@ -72,6 +74,7 @@ std::shared_ptr<ui_object> make_number(const binding& bound, const cell& c, cons
   parts.enabled = [field] { return is_on(field); };
   parts.begin_drag = [&bound] { bound.changes.begin(); };
   parts.end_drag = [&bound, c](bool kept) { bound.changes.end(c.field, kept); };
+  parts.menu = grade_menu(bound, c.field);
   return std::make_shared<ui_edit_field>(bound.bench.host, box, std::move(parts));
 }
 
@@ -176,7 +179,7 @@ std::shared_ptr<ui_object> make_text(const binding& bound, const cell& c, const 
   };
   parts.enabled = [field] { return field.has_record(); };
   parts.hint = *c.text ? c.text : "panel.text_field_hint";
-  parts.one_line = c.kind == widget::text;
+  parts.one_line = c.kind != widget::lines;
   return std::make_shared<ui_text_field>(bound.bench.host, box, std::move(parts));
 }
 
@@ -200,6 +203,13 @@ std::shared_ptr<ui_object> make_color(const binding& bound, const cell& c, const
     });
   };
   parts.enabled = [field] { return is_on(field); };
+  parts.pick = [&bound, set = parts.set] {
+    pick_from_picture(bound.bench, [&bound, set](math::point at) {
+      const ksn::document& document = bound.bench.composition.doc;
+      const int layer = document.selection.empty() ? -1 : *document.selection.begin();
+      set(key_color_at(bound.bench, layer, at));
+    });
+  };
   return std::make_shared<ui_color_field>(bound.bench.host, box, std::move(parts));
 }
 

@@ -1,7 +1,7 @@
 // Choosers whose lists are made when they open.
 #include <algorithm>
 
-#include "composition/versions.h"
+#include "composition/opening/versions.h"
 #include "lib/paths.h"
 #include "platform/files.h"
 #include "platform/folders.h"

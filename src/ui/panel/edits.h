@@ -4,7 +4,7 @@
 #include <functional>
 #include <optional>
 
-#include "composition/undo.h"
+#include "composition/editing/undo.h"
 #include "ui/area.h"
 
 namespace ui::panel {

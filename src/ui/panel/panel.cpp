@@ -252,7 +252,7 @@ std::string property_panel::layer_line() const {
   const ksn::document& document = bench_.composition.doc;
   if (const ksn::track_info* track = document.selected_track()) return track->name;
   const std::size_t count = document.selection.size();
-  return count == 0 ? std::string() : lib::format(bench_.text("panel.layers"), count);
+  return count == 0 ? std::string() : lib::format(bench_.text("panel.layers"), static_cast<int>(count));
 }
 
 void property_panel::draw_bar(painter& on, const frame& now) {

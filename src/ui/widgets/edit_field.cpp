@@ -117,9 +117,11 @@ void typing_field::wheel(int axis, int steps, math::point) {
 }
 
 bool typing_field::key(int code) {
-  if (code == ('C' | platform::key_ctrl)) {
-    host_.set_clipboard_text(editor_.text());
-    return false;
+  const bool cuts = code == ('X' | platform::key_ctrl);
+  if (cuts || code == ('C' | platform::key_ctrl)) {
+    host_.set_clipboard_text(editor_.selected() ? editor_.selected_text() : editor_.text());
+    if (cuts) editor_.erase_selected();
+    return cuts;
   }
   if (code == ('V' | platform::key_ctrl)) {
     editor_.insert(host_.clipboard_text());

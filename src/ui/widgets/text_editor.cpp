@@ -23,16 +23,41 @@ constexpr bool is_low_surrogate(char16_t unit) {
   return unit >= 0xDC00 && unit <= 0xDFFF;
 }
 
+bool is_blank(char16_t unit) {
+  return unit == u' ' || unit == u'\n' || unit == u'\t';
+}
+
 }  // namespace
 
 void text_editor::start(std::string_view utf8, bool select) {
   text_ = lib::to_utf16(utf8);
   caret_ = text_.size();
-  selected_ = select && !text_.empty();
+  anchor_ = select ? 0 : caret_;
 }
 
 std::string text_editor::text() const {
   return lib::to_utf8(text_);
+}
+
+std::string text_editor::selected_text() const {
+  const auto [first, last] = selection();
+  return lib::to_utf8(std::u16string_view(text_).substr(first, last - first));
+}
+
+void text_editor::go_to(std::size_t place, bool extend) {
+  caret_ = std::min(place, text_.size());
+  if (caret_ > 0 && caret_ < text_.size() && is_low_surrogate(text_[caret_])) --caret_;
+  if (!extend) anchor_ = caret_;
+}
+
+void text_editor::select_word(std::size_t place) {
+  place = std::min(place, text_.size());
+  std::size_t first = place;
+  std::size_t last = place;
+  while (first > 0 && !is_blank(text_[first - 1])) --first;
+  while (last < text_.size() && !is_blank(text_[last])) ++last;
+  anchor_ = first;
+  caret_ = last;
 }
 
 // A pair of surrogates is one step.
@@ -47,25 +72,39 @@ std::size_t text_editor::step(std::size_t from, int direction) const {
   return from < text_.size() && is_low_surrogate(text_[from]) ? from + 1 : from;
 }
 
+// Over blanks to the end of a word.
+std::size_t text_editor::word_step(std::size_t from, int direction) const {
+  const auto blank_beside = [&](std::size_t at) { return is_blank(text_[direction < 0 ? at - 1 : at]); };
+  const std::size_t end = direction < 0 ? 0 : text_.size();
+  while (from != end && blank_beside(from)) from = step(from, direction);
+  while (from != end && !blank_beside(from)) from = step(from, direction);
+  return from;
+}
+
 void text_editor::erase(std::size_t first, std::size_t last) {
   text_.erase(first, last - first);
-  caret_ = first;
-  selected_ = false;
+  caret_ = anchor_ = first;
+}
+
+void text_editor::erase_selected() {
+  const auto [first, last] = selection();
+  erase(first, last);
 }
 
 void text_editor::put(std::u16string_view units) {
-  if (selected_) erase(0, text_.size());
+  erase_selected();
   for (const char16_t unit : units) {
     const bool line_feed = unit == u'\n' && lines_;
     if (!line_feed && (unit < 32 || unit == 127 || (accepts_ && !accepts_(unit)))) continue;
-    if (text_.size() >= limit_) return;
+    if (text_.size() >= limit_) break;
     text_.insert(caret_++, 1, unit);
   }
+  anchor_ = caret_;
 }
 
 void text_editor::type(char16_t unit) {
   if (unit != backspace) return put({&unit, 1});
-  if (selected_) return erase(0, text_.size());
+  if (selected()) return erase_selected();
   erase(step(caret_, -1), caret_);
 }
 
@@ -83,21 +122,36 @@ std::size_t text_editor::line_end(std::size_t at) const {
 }
 
 bool text_editor::key(int code) {
+  const bool extend = code & platform::key_shift;
+  const bool by_words = code & platform::key_ctrl;
   const std::size_t column = caret_ - line_start(caret_);
   const auto go = [&](std::size_t to) {
-    caret_ = to;
-    selected_ = false;
+    go_to(to, extend);
     return true;
   };
-  switch (code) {
+  const auto sideways = [&](int direction) {
+    // Without Shift the first arrow leaves what is selected at that end.
+    if (selected() && !extend && !by_words) return go(direction < 0 ? selection().first : selection().second);
+    return go(by_words ? word_step(caret_, direction) : step(caret_, direction));
+  };
+  if (code == ('A' | platform::key_ctrl)) {
+    anchor_ = 0;
+    caret_ = text_.size();
+    return true;
+  }
+  if (code == (key_enter | platform::key_shift)) {
+    if (lines_) put(u"\n");
+    return lines_;
+  }
+  switch (code & 0xFFFF) {
     case key_left:
-      return go(selected_ ? 0 : step(caret_, -1));
+      return sideways(-1);
     case key_right:
-      return go(selected_ ? text_.size() : step(caret_, 1));
+      return sideways(1);
     case key_home:
-      return go(line_start(caret_));
+      return go(by_words ? 0 : line_start(caret_));
     case key_end:
-      return go(line_end(caret_));
+      return go(by_words ? text_.size() : line_end(caret_));
     case key_up: {
       const std::size_t start = line_start(caret_);
       if (start == 0) return go(0);
@@ -110,14 +164,7 @@ bool text_editor::key(int code) {
       return go(std::min(end + 1 + column, line_end(end + 1)));
     }
     case key_delete:
-      selected_ ? erase(0, text_.size()) : erase(caret_, step(caret_, 1));
-      return true;
-    case key_enter | platform::key_shift:
-      put(u"\n");
-      return lines_;
-    case 'A' | platform::key_ctrl:
-      selected_ = !text_.empty();
-      caret_ = text_.size();
+      selected() ? erase_selected() : erase(caret_, step(caret_, 1));
       return true;
     default:
       return false;
@@ -139,13 +186,15 @@ void text_editor::draw(painter& on, const rectangle& box, std::string_view font,
     const int room = box.right - box.left - 2 * margin;
     const int shift = has_caret ? std::max(0, width(first, caret_) - room) : 0;
     const int x = box.left + margin - shift;
-    if (selected_) {
-      on.fill({x, y, x + width(first, last), y + line_height}, palette::with_alpha(palette::selected, 160));
+    const auto [from, to] = selection();
+    if (const std::size_t left = std::max(from, first), right = std::min(to, last); left < right) {
+      on.fill({x + width(first, left), y, x + width(first, right), y + line_height},
+              palette::with_alpha(palette::selected, 160));
     }
     text_place place;
     place.position = {x, y};
     on.text(lib::to_utf8(std::u16string_view(text_).substr(first, last - first)), font, palette::value, place);
-    if (has_caret && !selected_) {
+    if (has_caret && !selected()) {
       const int caret_x = x + width(first, caret_);
       on.fill({caret_x, y, caret_x + on.px(1), y + line_height}, palette::live);
     }
