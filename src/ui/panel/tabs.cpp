@@ -202,7 +202,9 @@ std::vector<row> effects_rows() {
       key("pp_tab_effects.secondary_key", "secondary_color_key"),
       reach("secondary_color_key"),
       space(),
-      {"pp_tab_effects.frames", {{check, "border", "panel.border"}, {check, "layer_safe_area", "panel.safe_area"}}},
+      {"pp_tab_effects.frames",
+       {{.kind = check, .field = "border", .text = "panel.border", .weight = 4},
+        {.kind = check, .field = "layer_safe_area", .text = "panel.safe_area", .weight = 5}}},
       {"panel.border_color", {{color, "border_color"}}},
   };
 }

@@ -130,7 +130,8 @@ class board : public testing::Test {
   }
   std::string field(const std::string& name) {
     std::string value;
-    EXPECT_TRUE(engine.get_field(name, value)) << name;
+    const bool scoped = name.find(':') != name.npos;
+    EXPECT_TRUE(engine.get_field(scoped ? name : "selected:" + name, value)) << name;
     return value;
   }
 };
