@@ -22,7 +22,7 @@ void window_run::register_actions() {
   engine.add({.group = command::action_group::window,
               .name = "toggle_fullscreen",
               .help = "fill the screen with the window, or leave full screen",
-              .keys = "F11",
+              .keys = "F11 `",
               .menu = {"mi_view", 10},
               .execute = [this, &composition] { set_fullscreen(!composition.workspace.full_screen); },
               .checked = [&composition] { return composition.workspace.full_screen; }});
@@ -48,6 +48,7 @@ void window_run::register_actions() {
                   pending_client_size_ = size;
                 }
               }});
+  composition.hooks.fit_view = [this] { fit_view(); };
   register_fits();
   make_interface();
 }
@@ -70,8 +71,10 @@ void window_run::register_fits() {
       fit(composition, width, height);
     };
   };
-  add("pv_zcm_fit_window", "zoom so that the visible layers fit the window", "F", in_client(ui::fit_picture));
-  add("pv_zcm_fit_mask", "zoom so that the output fits the window", "Shift+F", in_client(ui::fit_output));
+  add("fit_window", "zoom so that the visible layers fit the window", "F", in_client(ui::fit_picture));
+  add("fit_mask", "zoom so that the output fits the window", "Shift+F", in_client(ui::fit_output));
+  add("pv_zcm_fit_window", "the same as fit_window", "", in_client(ui::fit_picture));
+  add("pv_zcm_fit_mask", "the same as fit_mask", "", in_client(ui::fit_output));
   const auto as_video = [&composition](math::point size, double aspect) {
     return [&composition, size, aspect] {
       composition.view.set_view_aspect(aspect);
@@ -84,6 +87,24 @@ void window_run::register_fits() {
   add("pv_zcm_hd720_pal", "zoom so that a PAL output fits 1280 x 720 pixels", "", as_video({1280, 720}, pal));
   add("pv_zcm_hd1080_ntsc", "zoom so that an NTSC output fits 1920 x 1080 pixels", "", as_video({1920, 1080}, ntsc));
   add("pv_zcm_hd1080_pal", "zoom so that a PAL output fits 1920 x 1080 pixels", "", as_video({1920, 1080}, pal));
+}
+
+// Without a window only a zoom that was asked for is made, for the window that would open.
+void window_run::fit_view() {
+  ksn::state& composition = parts_.composition;
+  const bool asked = composition.fit == ksn::view_fit::asked;
+  if (!asked && composition.fit != ksn::view_fit::due) return;
+  if (!asked && !desktop()) return;
+  int width = save::default_client_width;
+  int height = save::default_client_height;
+  client_area(width, height);
+  if (asked) {
+    ui::fit_picture(composition, width, height);
+  } else if (composition.view.zoom_factor2 == 100 && composition.view.pan_position == math::pointd{}) {
+    ui::fit_first_layer(composition, width, height);
+  }
+  if (desktop()) composition.fit = ksn::view_fit::settled;
+  redraw_ = true;
 }
 
 void window_run::set_fullscreen(bool on) {

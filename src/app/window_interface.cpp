@@ -66,6 +66,7 @@ void window_run::make_interface() {
           [this](const std::string& text) {
             if (desktop()) desktop_->set_clipboard_text(text);
           },
+      .milliseconds = [this] { return milliseconds(); },
   };
   interface_ = std::make_unique<ui::window>(std::move(parts));
 

@@ -141,6 +141,7 @@ bool window_run::open() {
 }
 
 int window_run::loop() {
+  fit_view();
   last_tick_ = milliseconds();
   while (!closed_) {
     desktop_->wait_events(0);

@@ -147,6 +147,8 @@ class window_run {
   void refresh_caption();
   void set_fullscreen(bool on);
   void register_fits();
+  // Carries out what `state::fit` waits for, as far as that can be done now.
+  void fit_view();
   platform::window_events events();
   // Runs what a menu or a click stands for.
   void choose(const std::string& command);

@@ -59,6 +59,18 @@ void take_layer_size(engine& engine) {
   };
 }
 
+// `fit` stands for the zoom at which all visible layers fit the preview area. A zoom that was told stays.
+void take_fit(engine& engine) {
+  global_field& row = engine.global_field_table.back();
+  row.shape.form = "PERCENT|fit";
+  row.set = [as_number = row.set](state& composition, state& record, const std::string& text) {
+    composition.fit = text == "fit" ? ksn::view_fit::asked : ksn::view_fit::settled;
+    if (text != "fit") return as_number(composition, record, text);
+    composition.hooks.fit_view();
+    return true;
+  };
+}
+
 }  // namespace
 
 void register_global_fields(engine& engine) {
@@ -94,7 +106,9 @@ void register_global_fields(engine& engine) {
       "fps", "frame rate of the timeline, in frames a second", number(lowest_rate, highest_rate, 2),
       [](const state& c) { return c.doc.fpcs / 100.0; },
       [](state& c, double rate) { c.doc.set_frame_rate(static_cast<int>(std::rint(rate * 100.0))); });
-  member("zoom", "zoom of the view in percent", integer(1, most_frames), MEMBER(view.zoom_factor2));
+  member("zoom", "zoom of the view in percent; `fit` shows all visible layers as large as there is room",
+         integer(1, most_frames), MEMBER(view.zoom_factor2));
+  take_fit(engine);
   member("pan", "pan of the view, in pixels of the composition", any_numbers(2, "X,Y", 1), MEMBER(view.pan_position));
   member("frame_base", "number that the first frame is shown with", integer(0, 1), MEMBER(doc.frame_base));
   by(

@@ -48,10 +48,20 @@ struct state_hooks {
   // A layer's picture changed or the layer goes away: what is kept for it outside the document is dropped.
   std::function<void(int layer_id)> forget_layer = [](int) {};
   std::function<void()> refresh_caption = [] {};
+  // `fit` became `due` or `asked`: a window zooms now, and one that opens later when it does.
+  std::function<void()> fit_view = [] {};
   // The current document joins the unsaved items, under its name or as unnamed.
   std::function<void()> file_among_unsaved = [] {};
   // The user's text for a key of the message catalogue; the key itself without one.
   std::function<std::string(std::string_view key)> text = [](std::string_view key) { return std::string(key); };
+};
+
+// How a window comes to its zoom.
+enum class view_fit {
+  open,    // by the first layer of a new composition
+  due,     // that layer is there: to fit, but not above 100 %
+  asked,   // `zoom=fit`: to fit all visible layers
+  settled  // the zoom is what was told, or fitted
 };
 
 // The one document of a process.
@@ -96,6 +106,7 @@ class state : public composition_view {
 
   // --- run-time state that is never stored ---
   int interface_scale = 1;  // of the main window's interface, 1 or 2
+  view_fit fit = view_fit::open;
   // The folders of watched sequences, by layer id; made with the first watch.
   std::shared_ptr<platform::folder_watcher> watcher;
 

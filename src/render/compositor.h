@@ -20,6 +20,15 @@ struct composite_probe {
   std::array<std::uint8_t, 4> rgba{};  // red, green, blue, alpha
 };
 
+// What lies over a picture that is shown (render/marks.h).
+struct view_marks {
+  ksn::mask_type_t mask = ksn::mask_type_t::none;
+  ksn::safe_area_type_t safe_area = ksn::safe_area_type_t::none;
+  bool mask_follows_layer = false;  // the placement of the only selected layer places mask and safe area too
+  bool grid = false;
+  bool operator==(const view_marks&) const = default;
+};
+
 // Which part of the composition a frame shows, and how: all that a renderer takes from a view. The default is the left
 // eye's saved composite: 100 % zoom, no pan, full resolution and nothing that belongs to the display. Whoever draws
 // pictures of its own kind, at another time or resolution, has a pipeline too: several share one frame cache, and none
@@ -34,6 +43,7 @@ struct frame_view {
   bool crop_preview = false;  // the selected layer shows what its crop cuts off, at half opacity
   int room_below = 0;         // rows that the target has below the picture, without a value; not with both eyes
   bool for_display = false;   // with the checker behind a transparent background
+  view_marks marks;
   ksn::cache_resolution_type resolution = ksn::cache_resolution_type::full;
   ksn::target_view_type eyes = ksn::target_view_type::left;
   ksn::stereo_view_type stereo_mode = ksn::stereo_view_type::anaglyph;  // of both eyes

@@ -1,9 +1,5 @@
 #include "render/failures.h"
 
-#include <cmath>
-
-#include "render/blend.h"
-
 namespace render {
 namespace {
 
@@ -35,15 +31,6 @@ std::vector<layer_failure> failed_layers_of(const pipeline& pipeline, const ksn:
   const int source = composition.doc.index_of_id(composition.doc.track_at(index).look.alpha_source_id);
   if (source >= 0 && source != index) add_failure(failures, pipeline, composition, source, time);
   return failures;
-}
-
-rectangle picture_place(const ksn::track_info& track, const frame_view& view) {
-  if (track.source.width <= 0 || track.source.height <= 0) return {};
-  const layer_geometry scale = layer_scale(track, view.zoom_x, view.zoom_y, ksn::cache_resolution_type::full);
-  const rectangle size = placed_rectangle({}, track.source.width, track.source.height, {}, scale);
-  const math::point centre = layer_centre(track, view, view.width, view.height);
-  const math::point corner{centre.x - size.right / 2, centre.y - size.bottom / 2};
-  return {corner.x, corner.y, corner.x + size.right, corner.y + size.bottom};
 }
 
 }  // namespace render

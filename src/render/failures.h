@@ -24,7 +24,4 @@ std::vector<layer_failure> failed_layers(const pipeline& pipeline, const ksn::st
 std::vector<layer_failure> failed_layers_of(const pipeline& pipeline, const ksn::state& composition, int index,
                                             double time);
 
-// Where the layer's picture lies in a view, from the size that its source declares; empty when none is known.
-rectangle picture_place(const ksn::track_info& track, const frame_view& view);
-
 }  // namespace render

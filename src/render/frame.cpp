@@ -7,7 +7,9 @@
 #include "render/compositor.h"
 #include "render/failures.h"
 #include "render/image_pool.h"
+#include "render/marks.h"
 #include "render/overlays.h"
+#include "render/places.h"
 #include "render/plane_kernels.h"
 #include "render/stereo.h"
 #include "text/draw.h"
@@ -196,10 +198,12 @@ void render_frame(pipeline& pipeline, const ksn::state& composition, img::image&
       break;
   }
   if (view.probe) fill_probe(*view.probe, *picture);
+  cut_to_output(*picture, composition, view);
   if (view.for_display && composition.doc.back_color == ksn::back_color_type::transparent) {
     draw_checker(*picture, view.view_origin);
   }
   if (view.channels != ksn::view_type::rgb) select_channels(*picture, view.channels);
+  draw_marks(*picture, composition, view);
   if (view.for_display) mark_failures(*picture, pipeline, composition, view, time);
   picture->frame = static_cast<int>(std::trunc(time));
   picture->timecode = img::timecode_of_frame(picture->frame, composition.doc.fpcs);

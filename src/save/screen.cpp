@@ -20,6 +20,10 @@ render::frame_view screen_view(const ksn::state& composition, const ksn::view& s
   view.channels = shown.channels;
   view.crop_preview = true;
   view.for_display = true;
+  if (shown.safe_area_active) {
+    view.marks = {shown.mask_type, shown.safe_area_type, shown.mask_transforms_enabled, false};
+  }
+  view.marks.grid = shown.grid;
   return view;
 }
 

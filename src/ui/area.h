@@ -1,6 +1,7 @@
 // The parts that an area of the window is built from. Each area has a folder of its own and one line in areas.cpp.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -44,6 +45,8 @@ struct workbench {
   std::function<void()> work_area_changed;
   // Sources that became layers lately, the newest first; `add_recent=N` adds the N-th.
   std::function<std::vector<std::string>()> recent_sources;
+  // A counter of milliseconds that wraps; tests move it by hand.
+  std::function<std::uint32_t()> milliseconds;
   // What the composite holds under a point of the client area; filled with each picture of the window.
   render::composite_probe composite{};
 

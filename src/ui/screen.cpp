@@ -71,14 +71,28 @@ void fit_zoom(ksn::state& composition, math::point picture, math::point area) {
   composition.view.pan_position = {};
 }
 
-void fit_picture(ksn::state& composition, int client_width, int client_height) {
+bool infobar_shown(const ksn::state& composition) {
+  const ksn::workspace& workspace = composition.workspace;
+  return workspace.full_screen ? workspace.fs_infobar_visible : workspace.infobar_visible;
+}
+
+math::point free_preview(const ksn::state& composition, int client_width, int client_height) {
   const render::frame_view view = save::screen_view(composition, client_width, client_height);
-  fit_zoom(composition, picture_size(composition, 1.0, 1.0), {view.width, view.height});
+  const int covered = infobar_shown(composition) ? 2 * infobar_height * composition.interface_scale : 0;
+  return {view.width, std::max(view.height - covered, 1)};
+}
+
+void fit_picture(ksn::state& composition, int client_width, int client_height) {
+  fit_zoom(composition, picture_size(composition, 1.0, 1.0), free_preview(composition, client_width, client_height));
 }
 
 void fit_output(ksn::state& composition, int client_width, int client_height) {
-  const render::frame_view view = save::screen_view(composition, client_width, client_height);
-  fit_zoom(composition, composition.doc.mask_size, {view.width, view.height});
+  fit_zoom(composition, composition.doc.mask_size, free_preview(composition, client_width, client_height));
+}
+
+void fit_first_layer(ksn::state& composition, int client_width, int client_height) {
+  fit_picture(composition, client_width, client_height);
+  composition.view.zoom_factor2 = std::min(composition.view.zoom_factor2, 100);
 }
 
 }  // namespace ui

@@ -10,6 +10,8 @@
 
 namespace ui {
 
+constexpr int infobar_height = 17;  // over the lower end of the preview area, at scale 1
+
 // Renders the whole client area at a time of the timeline: the composite under zoom and pan in the preview area, as
 // save_screen_as saves it, and below the split line the strip that belongs to the other areas. `target` becomes an
 // 8-bit picture of the client's size with the planes of a composite; both sizes are at least 1. `times` may be null,
@@ -22,10 +24,18 @@ void draw_screen(render::pipeline& pipeline, const ksn::state& composition, doub
 // the largest visible layer, or without one `mask_size`.
 math::point client_size_to_fit(const ksn::state& composition);
 
+bool infobar_shown(const ksn::state& composition);
+
+// The part of the preview area, around its middle, that nothing covers: all but as much above as the information bar
+// takes below.
+math::point free_preview(const ksn::state& composition, int client_width, int client_height);
+
 // The zoom in whole percent at which a picture of that size just fits an area of the screen, in its middle.
 void fit_zoom(ksn::state& composition, math::point picture, math::point area);
 // The same for all visible layers, and for the output, in the preview area of a client area.
 void fit_picture(ksn::state& composition, int client_width, int client_height);
 void fit_output(ksn::state& composition, int client_width, int client_height);
+// For the first layer of a composition: shows all of it, as it is when there is room.
+void fit_first_layer(ksn::state& composition, int client_width, int client_height);
 
 }  // namespace ui

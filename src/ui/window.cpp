@@ -23,7 +23,8 @@ window::window(window_parts parts)
              parts_.run,
              parts_.context_menu,
              parts_.work_area_changed,
-             parts_.recent_sources},
+             parts_.recent_sources,
+             [this] { return parts_.milliseconds(); }},
       areas_(make_areas(bench_)) {}
 
 ksn::window_layout window::layout() const {

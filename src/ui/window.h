@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "img/image.h"
+#include "platform/files.h"
 #include "render/compositor.h"
 #include "ui/area.h"
 #include "ui/toolkit/painter.h"
@@ -35,6 +36,7 @@ struct window_parts {
   std::function<int(const std::vector<platform::menu_entry>& entries, math::point at)> popup_menu;
   std::function<std::string()> clipboard_text;
   std::function<void(const std::string& text)> set_clipboard_text;
+  std::function<std::uint32_t()> milliseconds = platform::milliseconds;
 };
 
 // Main thread. One for a window run; it can draw without a window.

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <set>
 
 #include "app/clipboard_actions.h"
@@ -481,6 +482,82 @@ TEST_F(window_run, zooms_and_pans_with_the_mouse) {
     EXPECT_EQ(composition.view.pan_position, (math::pointd{1, 2})) << "Escape takes a drag back";
   });
   window.run(desktop);
+}
+
+// The first layer of a new composition is shown whole; a zoom that was told stays.
+TEST_F(window_run, fits_the_first_layer) {
+  const std::string large = picture("large.png", 2000, 500);
+  const std::string small = picture("small.png", 20, 10);
+  desktop.size = {940, 800};
+  struct row {
+    const char* what;
+    strings before;  // the window opens
+    strings inside;
+    int zoom;
+  };
+  const row rows[] = {{"larger than the window", {large}, {}, 47},
+                      {"smaller", {small}, {}, 100},
+                      {"added in the window", {}, {large}, 47},
+                      {"several at once", {small, large}, {}, 47},
+                      {"a second layer", {small}, {large}, 100},
+                      {"a zoom that is told before", {"--zoom=100", large}, {}, 100},
+                      {"after", {large, "--zoom=30"}, {}, 30},
+                      {"in the window", {large}, {"--zoom=200"}, 200},
+                      {"asked for", {small, "--zoom=fit"}, {}, 4700},
+                      {"asked for in the window", {small}, {"--zoom=fit"}, 4700},
+                      {"by the key", {small}, {"--fit_window"}, 4700},
+                      {"the output", {small, "--mask_size=1880,100"}, {"--fit_mask"}, 50},
+                      {"the next composition", {small}, {"--new_composition", large}, 47}};
+  for (const row& r : rows) {
+    composition.new_composition(false);
+    composition.workspace.timeline_visible = false;
+    engine.command_pass(r.before);
+    EXPECT_EQ(composition.view.zoom_factor2, r.what == std::string("after")       ? 30
+                                             : r.what == std::string("asked for") ? 4700
+                                                                                  : 100)
+        << r.what << " without a window";
+    int zoom = 0;
+    step([&] { engine.command_pass(r.inside); });
+    step([&] { zoom = composition.view.zoom_factor2; });
+    window.run(desktop);
+    EXPECT_EQ(zoom, r.zoom) << r.what;
+    desktop.script.clear();
+  }
+}
+
+// What lies over the picture goes into the picture of the screen and into no other.
+TEST_F(window_run, overlays_are_on_the_screen_alone) {
+  engine.command_pass({picture("a.png", 60, 40), "--mask_size=50,30"});
+  composition.doc.selection = {0};
+  const auto saved = [&](const std::string& when) {
+    std::map<std::string, std::string> files;
+    for (const char* action : {"save_frame_as", "save_mask_as_image", "save_screen_as"}) {
+      const std::string path = folder / (when + action + ".png");
+      engine.command_pass({std::string("--") + action + "=" + path});
+      files[action] = support::read_file(path);
+      EXPECT_FALSE(files[action].empty()) << action;
+    }
+    return files;
+  };
+  auto plain = saved("plain");
+  struct row {
+    const char* what;
+    std::function<void()> show;
+  };
+  const row rows[] = {{"mask", [&] { composition.view.safe_area_type = ksn::safe_area_type_t::none; }},
+                      {"crop", [&] { composition.view.mask_type = ksn::mask_type_t::crop; }},
+                      {"frame", [&] { composition.view.mask_type = ksn::mask_type_t::crop_safe; }},
+                      {"safe area", [&] { composition.view.safe_area_type = ksn::safe_area_type_t::orange; }},
+                      {"grid", [&] { composition.view.grid = true; }}};
+  std::set<std::string> screens{plain["save_screen_as"]};
+  composition.view.safe_area_active = true;
+  for (const row& r : rows) {
+    r.show();
+    auto files = saved(r.what);
+    EXPECT_EQ(files["save_frame_as"], plain["save_frame_as"]) << r.what;
+    EXPECT_EQ(files["save_mask_as_image"], plain["save_mask_as_image"]) << r.what;
+    EXPECT_TRUE(screens.insert(files["save_screen_as"]).second) << r.what;
+  }
 }
 
 TEST_F(window_run, tells_what_a_tick_took) {

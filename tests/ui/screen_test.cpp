@@ -58,4 +58,15 @@ TEST(screen, the_preview_area_above_the_strip) {
   }
 }
 
+TEST(screen, shows_the_marks_of_its_view) {
+  ksn::state composition;
+  ksn::view& shown = composition.view;
+  shown.grid = shown.safe_area_active = shown.mask_transforms_enabled = true;
+  EXPECT_EQ(render::output_view(composition.doc, shown).marks, render::view_marks{});
+  EXPECT_EQ(save::screen_view(composition, 300, 200).marks,
+            (render::view_marks{ksn::mask_type_t::transparent, ksn::safe_area_type_t::blue, true, true}));
+  shown.safe_area_active = false;
+  EXPECT_EQ(save::screen_view(composition, 300, 200).marks, (render::view_marks{.grid = true}));
+}
+
 }  // namespace

@@ -340,6 +340,7 @@ void load_composition(state& composition, const std::string& path, bool file_pre
     put_within_bounds(stored);
     relink(stored.doc.tracks, path);
     adopt(composition, std::move(stored));
+    composition.fit = view_fit::settled;
   };
   try {
     const auto body = [&](auto& archive) { read_composition(archive, stored); };

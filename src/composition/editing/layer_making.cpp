@@ -126,6 +126,10 @@ void state::enter_stack(track_info record, bool apply_default_aspect) {
   }
   if (settings.automatic_preload) hooks.request_preload(added);
   if (added.source.has_audio()) hooks.start_audio();
+  if (fit == view_fit::open && added.source.width > 0) {
+    fit = view_fit::due;
+    hooks.fit_view();
+  }
 }
 
 void state::new_adjustment_layer(int frames) {
@@ -167,6 +171,7 @@ void state::new_composition(bool file_among_unsaved) {
   view.pan_position = {};
   view.zoom_factor2 = 100;
   view.aspect_enabled = false;
+  fit = view_fit::open;
   doc.fpcs = std::max(settings.default_cfps, 1);
   doc.back_color = settings.default_back_color;
   doc.back_custom_color = settings.default_back_custom_color;

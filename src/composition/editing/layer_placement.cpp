@@ -53,18 +53,24 @@ void move_by_half_size(state& composition, int direction_x, int direction_y) {
   move_selected_layers(composition, {direction_x * (size.x / 2), direction_y * (size.y / 2)});
 }
 
+bool has_made_size(const track_info& track) {
+  return track.source.type == source_type::adjustment || track.source.type == source_type::text;
+}
+
+void resize_made_picture(const state& composition, track_info& track, math::point size) {
+  const math::point before{track.source.width, track.source.height};
+  for (math::point* part : {&track.placement.crop_xy, &track.placement.crop_wh}) {
+    *part = {rescaled(part->x, size.x, before.x), rescaled(part->y, size.y, before.y)};
+  }
+  track.source.width = size.x;
+  track.source.height = size.y;
+  composition.hooks.forget_layer(track.id);
+}
+
 void layer_resize_to_mask(state& composition) {
   for (const int index : composition.doc.selection) {
     track_info& track = composition.doc.track_at(index);
-    if (track.source.type != source_type::adjustment && track.source.type != source_type::text) continue;
-    const math::point size = composition.doc.mask_size;
-    track.placement.crop_xy = {rescaled(track.placement.crop_xy.x, size.x, track.source.width),
-                               rescaled(track.placement.crop_xy.y, size.y, track.source.height)};
-    track.placement.crop_wh = {rescaled(track.placement.crop_wh.x, size.x, track.source.width),
-                               rescaled(track.placement.crop_wh.y, size.y, track.source.height)};
-    track.source.width = size.x;
-    track.source.height = size.y;
-    composition.hooks.forget_layer(track.id);
+    if (has_made_size(track)) resize_made_picture(composition, track, composition.doc.mask_size);
   }
 }
 

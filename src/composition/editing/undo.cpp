@@ -43,9 +43,9 @@ auto fields_of(look_like auto& part) {
 // Of a layer or of its values.
 auto fields_of(auto& layer) {
   auto& source = layer.source;
-  return std::tuple_cat(std::tie(layer.name, layer.group_id, source.auto_update, source.disable_cache, source.rds,
-                                 source.rcs, source.image_layer, layer.sound.audible, layer.sound.volume,
-                                 layer.lettering.text, layer.lettering.text_attr),
+  return std::tuple_cat(std::tie(layer.name, layer.group_id, source.width, source.height, source.auto_update,
+                                 source.disable_cache, source.rds, source.rcs, source.image_layer, layer.sound.audible,
+                                 layer.sound.volume, layer.lettering.text, layer.lettering.text_attr),
                         fields_of(layer.timing), fields_of(layer.placement), fields_of(layer.look));
 }
 
@@ -57,7 +57,8 @@ layer_values values_of(const track_info& track) {
   const layer_source& source = track.source;
   return {track.name,
           track.group_id,
-          {source.auto_update, source.disable_cache, source.rds, source.rcs, source.image_layer},
+          {source.width, source.height, source.auto_update, source.disable_cache, source.rds, source.rcs,
+           source.image_layer},
           track.timing,
           track.placement,
           track.look,

@@ -1,4 +1,4 @@
-// The picture under the pointer: panning, zooming, and the way to a first layer.
+// The picture under the pointer: time, view, layers and their crops by gestures; tips; the information bar.
 #pragma once
 
 #include <memory>
@@ -7,8 +7,7 @@
 
 namespace ui {
 
-// The middle button, or the left one with Alt, moves the picture; the wheel zooms, with Ctrl around the pointer; a
-// double click asks for a layer. The picture itself is drawn by draw_screen() before all areas.
+// The picture itself is drawn by draw_screen() before all areas. Which gesture does what: gestures.h.
 std::shared_ptr<ui_object> make_preview(workbench& bench);
 
 }  // namespace ui

@@ -1,0 +1,64 @@
+#include "ui/preview/counter.h"
+
+#include <cmath>
+
+#include "composition/sequence_pattern.h"
+#include "img/timecode.h"
+#include "lib/paths.h"
+
+namespace ui {
+namespace {
+
+constexpr const char* nothing = "--";
+
+std::string or_nothing(std::string text) {
+  return text.empty() ? nothing : text;
+}
+
+std::string number_in_name(const ksn::track_info& track, double time) {
+  const double position = track.source_position(time);
+  if (position < 0) return nothing;
+  const std::string path = track.source.frame_path(static_cast<int>(position));
+  std::string pattern = track.source.mask;
+  if (path.empty() || (pattern.empty() && !ksn::build_pattern(path, pattern))) return nothing;
+  const int number = ksn::match_number(lib::file_name(path), lib::file_name(pattern));
+  return number == ksn::no_number ? nothing : std::to_string(number);
+}
+
+}  // namespace
+
+const ksn::track_info* told_layer(const ksn::state& composition, double time) {
+  if (const ksn::track_info* selected = composition.doc.selected_track()) return selected;
+  for (const ksn::track_info& track : composition.doc.tracks) {
+    if (track.look.visible && track.source.width > 0 && track.source_position(time) >= 0) return &track;
+  }
+  return nullptr;
+}
+
+std::string counter_text(render::pipeline& pipeline, const ksn::state& composition, double time) {
+  using enum ksn::counter_type_t;
+  const ksn::counter_type_t kind = composition.workspace.counter_type;
+  const int shown = static_cast<int>(std::floor(time));
+  if (kind == frame) return std::to_string(shown + composition.doc.frame_base);
+  if (kind == timecode) return or_nothing(img::to_text(img::timecode_of_frame(shown, composition.doc.fpcs)));
+  const ksn::track_info* track = told_layer(composition, time);
+  if (!track) return nothing;
+  if (kind == frame_from_name) return number_in_name(*track, time);
+  if (!track->look.visible || track->source_position(time) < 0) return nothing;
+  const img::const_image_ptr picture = pipeline.layer_image(composition, *track, time, composition.view.resolution);
+  if (!picture) return nothing;
+  switch (kind) {
+    case embedded_frame:
+      return picture->frame < 0 ? nothing : std::to_string(picture->frame);
+    case embedded_timecode:
+      return or_nothing(to_text(picture->timecode));
+    case embedded_timecode2:
+      return or_nothing(to_text(picture->timecode2));
+    case embedded_keycode:
+      return or_nothing(to_text(picture->keycode));
+    default:
+      return nothing;
+  }
+}
+
+}  // namespace ui
