@@ -1,5 +1,5 @@
 // The time that the areas of the window take beside the picture in its preview: the whole client area against the
-// preview alone, at 1080p and, with the interface at twice its size, at 4K.
+// preview alone, at 1080p and, with the interface at twice its size, at 4K; and what lies over the picture.
 #include "ui/window.h"
 
 #include <cstdio>
@@ -51,6 +51,8 @@ struct bed {
 
   bed(math::point client, int scale) : size(client) {
     composition.interface_scale = scale;
+    // The mask darkens a border around the output.
+    composition.doc.mask_size = {client.x * 9 / 10, client.y * 6 / 10};
     for (int i = 0; i < 5; ++i) composition.new_adjustment_layer();
     composition.workspace.track_max = 5;
     command::register_document_actions(engine);
@@ -71,6 +73,14 @@ int main() {
         {"window", [&] { bed.window.draw(bed.target, bed.size, 0, nullptr); }, {}},
         {"preview",
          [&] { ui::draw_screen(bed.pipeline, bed.composition, 0, bed.target, bed.size.x, bed.size.y, nullptr); },
+         {}},
+        {"with mask, safe area and grid",
+         [&] {
+           ksn::view& view = bed.composition.view;
+           view.safe_area_active = view.grid = true;
+           ui::draw_screen(bed.pipeline, bed.composition, 0, bed.target, bed.size.x, bed.size.y, nullptr);
+           view.safe_area_active = view.grid = false;
+         },
          {}}};
     // With a tip on top.
     bed.window.draw(bed.target, bed.size, 0, nullptr);
@@ -80,5 +90,8 @@ int main() {
     const double areas = rows[0].typical() - rows[1].typical();
     std::printf("%s: the areas beside the picture %.2f ms, %.1f %% of a frame at 60\n", r.name, areas * 1e3,
                 100 * areas * 60);
+    const double marks = rows[2].typical() - rows[1].typical();
+    std::printf("%s: mask, safe area and grid %.2f ms, %.1f %% of a frame at 60\n", r.name, marks * 1e3,
+                100 * marks * 60);
   }
 }

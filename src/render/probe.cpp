@@ -9,7 +9,7 @@
 #include "img/transfer.h"
 #include "lib/parallel.h"
 #include "render/blend.h"
-#include "render/failures.h"
+#include "render/places.h"
 
 namespace render {
 namespace {

@@ -34,6 +34,7 @@ class whole_window : public testing::Test {
   strings menus;
   std::string clipboard;
   int work_area_changes = 0;
+  std::uint32_t now = 1000;  // milliseconds
   std::unique_ptr<ui::window> window;
 
   void SetUp() override {
@@ -68,7 +69,8 @@ class whole_window : public testing::Test {
                          .text = [](std::string_view key) { return std::string(key); },
                          .popup_menu = [](const std::vector<platform::menu_entry>&, math::point) { return -1; },
                          .clipboard_text = [this] { return clipboard; },
-                         .set_clipboard_text = [this](const std::string& text) { clipboard = text; }});
+                         .set_clipboard_text = [this](const std::string& text) { clipboard = text; },
+                         .milliseconds = [this] { return now; }});
   }
   void add_layer() { composition.doc.tracks.push_back(support::plain_layer(3, "BGRA", 90, 70, {40, 100, 200, 128})); }
 

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "composition/sequence_pattern.h"
+#include "composition/opening/sequence_pattern.h"
 #include "img/timecode.h"
 #include "lib/paths.h"
 
@@ -18,9 +18,12 @@ std::string or_nothing(std::string text) {
 std::string number_in_name(const ksn::track_info& track, double time) {
   const double position = track.source_position(time);
   if (position < 0) return nothing;
-  const std::string path = track.source.frame_path(static_cast<int>(position));
-  std::string pattern = track.source.mask;
-  if (path.empty() || (pattern.empty() && !ksn::build_pattern(path, pattern))) return nothing;
+  const ksn::layer_source& source = track.source;
+  const bool single = source.type == ksn::source_type::image;
+  if (!single && source.type != ksn::source_type::sequence) return nothing;
+  const std::string path = source.frame_path(static_cast<int>(position));
+  std::string pattern = source.mask;
+  if (single && !ksn::build_pattern(path, pattern)) return nothing;
   const int number = ksn::match_number(lib::file_name(path), lib::file_name(pattern));
   return number == ksn::no_number ? nothing : std::to_string(number);
 }

@@ -18,7 +18,7 @@ namespace {
 // At scale 1.
 constexpr int icon_middle = 7;  // of 13 pixels, from the left edge of a field
 constexpr int text_left = 17;
-constexpr int text_room = 14;                   // that a long text may take beyond its field
+constexpr int text_room = 34;                   // that a long text may take beyond its field
 constexpr std::uint32_t memory_interval = 500;  // milliseconds between two readings
 
 std::string size_text(math::point size) {
@@ -90,7 +90,11 @@ class info_spot : public ui_object, public mouse_handler {
   void draw_value(painter& on, const place& at, const std::string& text, lib::color color) {
     rectangle box = pixels(at);
     if (on.is_hot(this)) color = palette::value;
-    if (!row_.icon) return on.line(text, "small", color, box, painter::align::centre);
+    if (!row_.icon) {
+      box.left -= on.px(text_room);
+      box.right += on.px(text_room);
+      return on.line(text, "small", color, box, painter::align::centre);
+    }
     on.art(row_.icon, {box.left + on.px(icon_middle), (box.top + box.bottom) / 2});
     box.left += on.px(text_left);
     box.right += on.px(text_room);

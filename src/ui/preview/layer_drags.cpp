@@ -6,8 +6,8 @@
 #include <map>
 #include <set>
 
-#include "composition/layer_placement.h"
-#include "composition/undo.h"
+#include "composition/editing/layer_placement.h"
+#include "composition/editing/undo.h"
 #include "ui/preview/selection.h"
 #include "ui/preview/view_drags.h"
 #include "ui/toolkit/tip.h"

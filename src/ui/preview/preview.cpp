@@ -2,11 +2,12 @@
 
 #include <cstdlib>
 
-#include "composition/canvas.h"
+#include "composition/editing/canvas.h"
 #include "render/places.h"
 #include "ui/preview/gestures.h"
 #include "ui/preview/info_bar.h"
 #include "ui/preview/layer_drags.h"
+#include "ui/preview/pixel_tip.h"
 #include "ui/preview/selection.h"
 #include "ui/preview/view_drags.h"
 #include "ui/toolkit/painter.h"
@@ -71,6 +72,8 @@ class preview : public ui_object, public mouse_handler {
         return make_zoom_drag(bench_, true);
       case gesture::scrub:
         return make_scrub_drag(bench_, pressed_at_);
+      case gesture::area:
+        return make_area_drag(bench_);
       default:
         return {};
     }
@@ -103,6 +106,8 @@ class preview : public ui_object, public mouse_handler {
       case gesture::pan:
       case gesture::crop:
         return cursor_shape::move;
+      case gesture::area:
+        return cursor_shape::cross;
       case gesture::layers:
       case gesture::layers_at_point:
         return layer_at(bench_.composition, preview_view(bench_), point) >= 0 ? cursor_shape::move
@@ -110,6 +115,10 @@ class preview : public ui_object, public mouse_handler {
       default:
         return cursor_shape::arrow;
     }
+  }
+  std::string get_tool_tip(math::point point) override {
+    const bool wanted = bench_.composition.workspace.shown_tooltip() && !takes_hold(bench_);
+    return wanted ? pixel_text(bench_, point) : std::string();
   }
   // The words at the pointer follow it.
   bool moved(math::point) override { return takes_hold(bench_); }
@@ -190,9 +199,7 @@ class preview : public ui_object, public mouse_handler {
     }
     return choose_gesture(press);
   }
-  static bool is_built(gesture begun) {
-    return begun != gesture::none && begun != gesture::area && begun < gesture::paint;
-  }
+  static bool is_built(gesture begun) { return begun != gesture::none && begun < gesture::paint; }
   void edit_text(math::point point) {
     ksn::state& composition = bench_.composition;
     const int index = handled_layer(composition);
