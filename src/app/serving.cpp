@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "app/interrupt.h"
-#include "composition/watching.h"
+#include "composition/opening/watching.h"
 #include "platform/files.h"
 #include "platform/tcp.h"
 

@@ -4,7 +4,7 @@
 
 #include "command/field_builder.h"
 #include "command/layer_set.h"
-#include "composition/canvas.h"
+#include "composition/editing/canvas.h"
 
 namespace command {
 

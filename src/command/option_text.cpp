@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "command/values.h"
-#include "composition/sequence.h"
+#include "composition/opening/sequence.h"
 #include "composition/stored_text.h"
 
 namespace command {

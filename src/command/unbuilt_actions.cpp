@@ -21,7 +21,6 @@ constexpr const char* no_mail = "mail is not built yet";
 constexpr const char* no_shell = "other programs are not started yet";
 constexpr const char* no_output = "external outputs are not built yet";
 constexpr const char* no_input = "video inputs are not built yet";
-constexpr const char* no_pointer = "colours can't be picked from the picture yet";
 
 using group = action_group;
 
@@ -43,8 +42,6 @@ constexpr unbuilt_row rows[] = {
      "DEVICE", "add a layer that shows the video input of that name"},
     {group::menu_choice, "opt_ext_turn_on", "switch the external output on", "", 0, no_output},
     {group::menu_choice, "opt_ext_turn_off", "switch the external output off", "", 0, no_output},
-    {group::internal, "internal_copy_color", "copy the colour under the pointer", "", 0, no_pointer},
-    {group::internal, "internal.set_brush_color", "paint with the colour under the pointer", "", 0, no_pointer},
 };
 
 }  // namespace

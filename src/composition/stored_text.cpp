@@ -3,8 +3,8 @@
 #include <utility>
 #include <vector>
 
-#include "composition/persistence.h"
-#include "composition/serialize_track.h"
+#include "composition/documents/persistence.h"
+#include "composition/documents/serialize_track.h"
 #include "io/binary_archive.h"
 #include "io/buffered.h"
 #include "io/memory_reader.h"

@@ -89,6 +89,11 @@ class window_run : public testing::Test {
     return nullptr;
   }
   platform::menu_entry found_;
+  // As a command line without the program's name.
+  void pass(strings arguments) {
+    arguments.insert(arguments.begin(), "kestrin");
+    engine.command_pass(arguments);
+  }
   int drawn() const {
     return static_cast<int>(std::count_if(ticks.begin(), ticks.end(), [](const auto& tick) { return tick.drawn; }));
   }
@@ -511,13 +516,13 @@ TEST_F(window_run, fits_the_first_layer) {
   for (const row& r : rows) {
     composition.new_composition(false);
     composition.workspace.timeline_visible = false;
-    engine.command_pass(r.before);
+    pass(r.before);
     EXPECT_EQ(composition.view.zoom_factor2, r.what == std::string("after")       ? 30
                                              : r.what == std::string("asked for") ? 4700
                                                                                   : 100)
         << r.what << " without a window";
     int zoom = 0;
-    step([&] { engine.command_pass(r.inside); });
+    step([&] { pass(r.inside); });
     step([&] { zoom = composition.view.zoom_factor2; });
     window.run(desktop);
     EXPECT_EQ(zoom, r.zoom) << r.what;
@@ -527,13 +532,13 @@ TEST_F(window_run, fits_the_first_layer) {
 
 // What lies over the picture goes into the picture of the screen and into no other.
 TEST_F(window_run, overlays_are_on_the_screen_alone) {
-  engine.command_pass({picture("a.png", 60, 40), "--mask_size=50,30"});
+  pass({picture("a.png", 60, 40), "--mask_size=50,30"});
   composition.doc.selection = {0};
   const auto saved = [&](const std::string& when) {
     std::map<std::string, std::string> files;
     for (const char* action : {"save_frame_as", "save_mask_as_image", "save_screen_as"}) {
       const std::string path = folder / (when + action + ".png");
-      engine.command_pass({std::string("--") + action + "=" + path});
+      pass({std::string("--") + action + "=" + path});
       files[action] = support::read_file(path);
       EXPECT_FALSE(files[action].empty()) << action;
     }

@@ -4,7 +4,7 @@
 #include "composition/export/correction_stages.h"
 #include "composition/export/export.h"
 #include "composition/export/template_text.h"
-#include "composition/sequence_pattern.h"
+#include "composition/opening/sequence_pattern.h"
 #include "lib/paths.h"
 #include "lib/utf.h"
 #include "platform/files.h"

@@ -1,6 +1,9 @@
 #include "ui/preview/preview.h"
 
 #include <cstdlib>
+#include <functional>
+#include <optional>
+#include <string>
 
 #include "composition/editing/canvas.h"
 #include "render/places.h"
@@ -25,6 +28,19 @@ class preview : public ui_object, public mouse_handler {
  public:
   explicit preview(workbench& bench) : bench_(bench), bar_(make_info_bar(bench)) {
     for (int i = 0; i < handle_count; ++i) handles_[i].set(this, handle_of(i));
+    const auto add = [&](const char* name, const char* help, std::function<void(lib::color)> take) {
+      bench.engine.add({.group = command::action_group::internal, .name = name, .help = help, .execute = [this, take] {
+                          if (const auto point = picked_point()) take(color_at(bench_, *point));
+                        }});
+    };
+    add("internal_copy_color", "copy the colour under the pointer as red, green, blue", [&bench](lib::color color) {
+      bench.host.set_clipboard_text(std::to_string(color.r) + "," + std::to_string(color.g) + "," +
+                                    std::to_string(color.b));
+    });
+    add("internal.set_brush_color", "paint with the colour under the pointer", [&bench](lib::color color) {
+      color.a = bench.composition.workspace.brush_color.a;
+      bench.composition.workspace.brush_color = color;
+    });
   }
 
   mouse_handler* hit_test(math::point point, const place& at) override {
@@ -80,7 +96,12 @@ class preview : public ui_object, public mouse_handler {
   }
   // The left button counts as a double click alone.
   void mouse_up(mouse_button button, math::point point, bool double_click) override {
-    if (button == mouse_button::right) return bench_.context_menu("view", point);
+    if (button == mouse_button::right) {
+      menu_at_ = point;
+      bench_.context_menu("view", point);
+      menu_at_.reset();
+      return;
+    }
     if (button != mouse_button::left || !double_click) return;
     if (takes_hold(bench_)) {
       edit_text(point);
@@ -163,6 +184,15 @@ class preview : public ui_object, public mouse_handler {
   std::shared_ptr<info_bar> bar_;
   handle_handler handles_[handle_count];
   std::uint32_t pressed_at_ = 0;
+  std::optional<math::point> menu_at_;  // where the menu that is open was asked for
+
+  // What actions at the pointer mean: nothing outside of the picture.
+  std::optional<math::point> picked_point() const {
+    if (menu_at_) return menu_at_;
+    const math::point at = bench_.input.pointer();
+    const bool on_picture = bench_.input.pointer_inside() && at.y < bench_.layout().split && !bar_->covers(at);
+    return on_picture ? std::optional(at) : std::nullopt;
+  }
 
   static int index_of(const handle& handle) {
     return (handle.of == handle::box_kind::crop ? 9 : 0) + handle.across * 3 + handle.down;

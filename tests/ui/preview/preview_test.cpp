@@ -316,6 +316,58 @@ TEST_F(preview, words_at_the_pointer_while_layers_are_held) {
   EXPECT_EQ(words(key_caps), all);
 }
 
+TEST_F(preview, values_under_the_pointer) {
+  composition.workspace.infobar_visible = false;
+  layer(0).look.alpha_type = ksn::alpha_type::ignore;
+  composition.doc.set_current_time(0);
+  composition.doc.mask_size = {200, 100};
+  const auto tip = [&] {
+    window->input().mouse_move(from_middle(-300, 0), 0);
+    window->input().mouse_move(from_middle(10, -5), 0);
+    for (int i = 0; i < 6; ++i) {
+      art();
+      window->input().pass(400, true);
+    }
+    return window->input().tip();
+  };
+  EXPECT_EQ(tip(),
+            "X: 110 Y: 45   RGB: 200 100 40  A: 128\nR: 0.7843  G: 0.3922  B: 0.1569  A: 0.5020\n"
+            "H: 22.5  S: 0.800  V: 0.784");
+  composition.doc.playing = true;
+  EXPECT_EQ(tip(), "");
+  composition.doc.playing = false;
+  composition.workspace.pv_tooltip_enabled = false;
+  EXPECT_EQ(tip(), "");
+
+  engine.run_command("internal_copy_color");
+  EXPECT_EQ(clipboard, "200,100,40");
+  engine.run_command("internal.set_brush_color");
+  EXPECT_EQ(composition.workspace.brush_color, (lib::color{255, 200, 100, 40}));
+  composition.view.zoom_factor2 = 700;
+  composition.view.pan_position = {-33, 20};
+  composition.view.channels = ksn::view_type::alpha;
+  window->input().mouse_move(from_middle(-100 * 7 + 3, 0), 0);
+  engine.run_command("internal_copy_color");
+  EXPECT_EQ(clipboard, "0,0,0") << "beside the layer";
+}
+
+TEST_F(preview, an_area_is_counted_while_it_is_dragged) {
+  composition.doc.set_current_time(0);
+  art();
+  window->input().mouse_move(from_middle(0, 0), key_ctrl | key_alt);
+  window->input().mouse_down(left, from_middle(0, 0), false, key_ctrl | key_alt);
+  window->input().mouse_move(from_middle(-9, 4), key_ctrl | key_alt);
+  art();
+  EXPECT_EQ(canvas.texts.back(),
+            "10 x 5\nR: 0.7843  (0.7843 .. 0.7843)   < 0: 0   > 1: 0   NaN: 0"
+            "\nG: 0.3922  (0.3922 .. 0.3922)   < 0: 0   > 1: 0   NaN: 0"
+            "\nB: 0.1569  (0.1569 .. 0.1569)   < 0: 0   > 1: 0   NaN: 0"
+            "\nA: 0.5020  (0.5020 .. 0.5020)   < 0: 0   > 1: 0   NaN: 0");
+  window->input().mouse_up(left, from_middle(-9, 4), 0);
+  EXPECT_EQ(composition.doc.tm_t, 0);
+  EXPECT_FALSE(composition.undo_stack);
+}
+
 // --- the information bar ---
 
 TEST_F(preview, the_information_bar) {

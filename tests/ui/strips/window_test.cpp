@@ -96,6 +96,7 @@ TEST_F(whole_window, answers_the_pointer_and_says_what_a_button_does) {
 }
 
 TEST_F(whole_window, the_splitter_counts_rows) {
+  composition.workspace.infobar_visible = false;
   for (int i = 0; i < 5; ++i) add_layer();
   composition.workspace.track_max = 2;
   struct row {
