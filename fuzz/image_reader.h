@@ -5,10 +5,13 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <limits>
 #include <string>
+#include <vector>
 
 #include "img/format.h"
 #include "io/exceptions.h"
@@ -31,9 +34,15 @@ class memory_file {
   std::string path_;
 };
 
+// How much of one input is decoded, for formats whose real files would take the time of thousands of small ones.
+struct limits {
+  long long pixels = std::numeric_limits<long long>::max();  // of a picture; of a larger one the header alone is read
+  std::size_t layers = std::numeric_limits<std::size_t>::max();
+};
+
 // Reads the bytes as a picture of `type` with all that may be asked of a format. Only the io family may come out, and
-// every plane that comes out must be there to its last byte.
-inline void read_as(const char* type, const std::uint8_t* data, std::size_t size) {
+// every plane that comes out must be there to its last byte. False for an input of which only the header was read.
+inline bool read_as(const char* type, const std::uint8_t* data, std::size_t size, const limits& limits = {}) {
   static memory_file file;
   file.fill(data, size);
   const img::format& format = *img::find_format(file.path(), type);
@@ -46,24 +55,28 @@ inline void read_as(const char* type, const std::uint8_t* data, std::size_t size
     format.list_layers(file.path(), layers);
   } catch (const io::exception&) {
   }
-  for (const img::layer& layer : layers) {
+  if (header_read && 1LL * header.width * header.height > limits.pixels) return false;
+  // The main picture, and the others in turn: which ones come first is up to the input.
+  for (std::size_t i = 0; i < std::min(layers.size(), limits.layers); ++i) {
+    const img::layer& layer = layers[i == 0 ? 0 : 1 + (size + i) % (layers.size() - 1)];
     try {
       img::image image;
       format.read(image, file.path(), layer);
       if (!header_read || image.empty()) std::abort();
       if (layer.is_default() && (image.width != header.width || image.height != header.height)) std::abort();
       volatile std::uint8_t last = 0;
-      for (int i = 0; i < img::image::max_planes; ++i) {
-        if (image.data[i].size() !=
-            (image.has_plane(i) ? img::plane_bytes(image.depth[i], image.width, image.height) : 0)) {
+      for (int p = 0; p < img::image::max_planes; ++p) {
+        if (image.data[p].size() !=
+            (image.has_plane(p) ? img::plane_bytes(image.depth[p], image.width, image.height) : 0)) {
           std::abort();
         }
-        if (image.has_plane(i)) last = image.data[i].data()[image.data[i].size() - 1];
+        if (image.has_plane(p)) last = image.data[p].data()[image.data[p].size() - 1];
       }
       (void)last;
     } catch (const io::exception&) {
     }
   }
+  return true;
 }
 
 }  // namespace fuzz

@@ -43,28 +43,14 @@ bool is_blank_of(const img::const_image_ptr& picture, std::string_view letters, 
          picture->plane_count() == static_cast<int>(letters.size());
 }
 
-bool has_recorded_fields(source_type type) {
-  switch (type) {
-    case source_type::image:
-    case source_type::sequence:
-    case source_type::rtv:
-    case source_type::avi:
-    case source_type::directshow:
-    case source_type::quicktime:
-    case source_type::clipboard_image:
-    case source_type::shmem:
-    case source_type::ph_cine:
-    case source_type::video:
-    case source_type::r3d:
-      return true;
-    default:
-      return false;
-  }
+bool has_recorded_fields(const ksn::layer_source& source) {
+  return source.is_decoded() || source.type == source_type::clipboard_image || source.type == source_type::shmem ||
+         source.type == source_type::video;
 }
 
 img::const_image_ptr picture_with_fields(pipeline& pipeline, const ksn::state& composition,
                                          const ksn::track_info& track) {
-  if (!has_recorded_fields(track.source.type)) return nullptr;
+  if (!has_recorded_fields(track.source)) return nullptr;
   return pipeline.layer_image(composition, track, composition.doc.tm_t, composition.view.resolution);
 }
 
@@ -163,7 +149,7 @@ img::const_image_ptr pipeline::draw_text_canvas(layer_state& state, const reques
   if (track.source.width <= 0 || track.source.height <= 0) return nullptr;
   const field_sources sources{
       *asked.composition, asked.time, options_.clock(), [&](const ksn::track_info& other) -> img::const_image_ptr {
-        if (!has_recorded_fields(other.source.type)) return nullptr;
+        if (!has_recorded_fields(other.source)) return nullptr;
         return layer_image(*asked.composition, other, asked.time, asked.composition->view.resolution);
       }};
   std::string text = track.id == written_layer ? track.lettering.text : expand_text(track.lettering.text, sources);

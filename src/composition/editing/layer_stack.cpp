@@ -15,17 +15,7 @@ namespace {
 
 // Sources that hold something open, which a deleted layer lets go of.
 bool holds_open_source(const track_info& track) {
-  switch (track.source.type) {
-    case source_type::avi:
-    case source_type::directshow:
-    case source_type::quicktime:
-    case source_type::ph_cine:
-    case source_type::video:
-    case source_type::r3d:
-      return true;
-    default:
-      return false;
-  }
+  return track.source.is_clip() || track.source.type == source_type::video;
 }
 
 // The indices of layers after `inserted` (ascending, final) have come between them.

@@ -4,6 +4,7 @@
 #include <bit>
 
 #include "img/formats/shared/byte_cursor.h"
+#include "img/formats/shared/refuse.h"
 #include "img/image.h"
 #include "io/exceptions.h"
 
@@ -16,18 +17,26 @@ constexpr std::uint32_t core_size = 12, info_size = 40, with_masks_size = 52, wi
 
 void check_form(const bmp_header& header, std::int64_t width, std::int64_t height, int planes,
                 const std::string& path) {
-  if (width < 1 || width > max_dimension) throw io::invalid_format(path, "Invalid width");
-  if (height < 1 || height > max_dimension) throw io::invalid_format(path, "Invalid height");
-  if (planes != 1) throw io::invalid_format(path, "Invalid number of planes");
+  if (width < 1 || width > max_dimension) {
+    refuse(path, "Invalid width", width, "1 to " + std::to_string(max_dimension) + " are read");
+  }
+  if (height < 1 || height > max_dimension) {
+    refuse(path, "Invalid height", height, "1 to " + std::to_string(max_dimension) + " are read");
+  }
+  if (planes != 1) refuse(path, "Invalid number of planes", planes, "1 is read");
   constexpr int depths[] = {1, 2, 4, 8, 16, 24, 32};
   if (std::find(std::begin(depths), std::end(depths), header.bits) == std::end(depths)) {
-    throw io::invalid_format(path, "Invalid/unsupported bit depth");
+    refuse(path, "Invalid/unsupported bit depth", header.bits, "1, 2, 4, 8, 16, 24 and 32 are read");
   }
   const bool fields = header.compression == bmp_bit_fields || header.compression == bmp_alpha_bit_fields;
   const bool fits = header.compression == bmp_plain || (header.compression == bmp_rle8 && header.bits == 8) ||
                     (header.compression == bmp_rle4 && header.bits == 4) ||
                     (fields && (header.bits == 16 || header.bits == 32));
-  if (!fits) throw io::invalid_format(path, "Unsupported compression type");
+  if (!fits) {
+    refuse(path, "Unsupported compression type",
+           std::to_string(header.compression) + " at " + std::to_string(header.bits) + " bits",
+           "0, 1 at 8 bits, 2 at 4, 3 and 6 at 16 and 32 are read");
+  }
 }
 
 // Blue lowest. The top bits of pixels without fields of their own mean nothing.
@@ -99,7 +108,7 @@ bmp_header read_bmp_header(const source_file& file) {
     const bool alpha = inside ? size >= with_alpha_size : header.compression == bmp_alpha_bit_fields;
     header.masks[3] = alpha ? from.le_u32() : 0;
     if (!std::all_of(header.masks.begin(), header.masks.end(), is_contiguous)) {
-      throw io::invalid_format(path, "Unsupported compression type");
+      throw io::invalid_format(path, "Unsupported compression type: the bits of a colour are not next to each other");
     }
   }
 

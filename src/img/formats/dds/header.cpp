@@ -4,8 +4,10 @@
 #include <bit>
 
 #include "img/formats/shared/byte_cursor.h"
+#include "img/formats/shared/refuse.h"
 #include "img/image.h"
 #include "io/exceptions.h"
+#include "lib/printable.h"
 
 namespace img {
 namespace {
@@ -79,7 +81,9 @@ void take_code(dds_header& header, std::uint32_t code, byte_cursor& at, const st
     header.data += 20;
     const auto* found = std::find_if(std::begin(numbered_formats), std::end(numbered_formats),
                                      [&](const auto& f) { return number >= f.first && number <= f.last; });
-    if (found == std::end(numbered_formats)) throw io::invalid_format(path, "Unsupported format");
+    if (found == std::end(numbered_formats)) {
+      refuse(path, "Unsupported format", "DXGI format " + std::to_string(number), "plain RGB and BC1 to BC7 are read");
+    }
     header.coding = found->coding;
     header.is_signed = found->is_signed;
     header.bytes = found->bytes;
@@ -89,7 +93,12 @@ void take_code(dds_header& header, std::uint32_t code, byte_cursor& at, const st
   }
   const auto* found =
       std::find_if(std::begin(coded_formats), std::end(coded_formats), [&](const auto& f) { return f.code == code; });
-  if (found == std::end(coded_formats)) throw io::invalid_format(path, "Unsupported compression");
+  if (found == std::end(coded_formats)) {
+    const char letters[] = {static_cast<char>(code), static_cast<char>(code >> 8), static_cast<char>(code >> 16),
+                            static_cast<char>(code >> 24)};
+    refuse(path, "Unsupported compression", lib::printable({letters, sizeof letters}),
+           "DXT1 to DXT5, ATI1, ATI2, BC4U, BC4S, BC5U and BC5S are read");
+  }
   header.coding = found->coding;
   header.is_signed = found->is_signed;
   header.bytes = found->bytes;
@@ -122,24 +131,34 @@ dds_header read_dds_header(const source_file& file) {
   const file_bytes bytes(file, 0, 148);
   byte_cursor at = bytes.cursor();
   if (at.le_u32() != code_of("DDS ")) throw io::invalid_signature(path);
-  if (at.le_u32() != 124) throw io::invalid_format(path, "Invalid header size");
+  if (const std::uint32_t size = at.le_u32(); size != 124) refuse(path, "Invalid header size", size, "124 is read");
   at.take(4);
   dds_header header;
   const std::uint32_t height = at.le_u32(), width = at.le_u32();
-  if (height < 1 || height > max_dimension) throw io::invalid_format(path, "Invalid height");
-  if (width < 1 || width > max_dimension) throw io::invalid_format(path, "Invalid width");
+  if (height < 1 || height > max_dimension) {
+    refuse(path, "Invalid height", height, "1 to " + std::to_string(max_dimension) + " are read");
+  }
+  if (width < 1 || width > max_dimension) {
+    refuse(path, "Invalid width", width, "1 to " + std::to_string(max_dimension) + " are read");
+  }
   header.height = static_cast<int>(height);
   header.width = static_cast<int>(width);
   at.take(56);
-  if (at.le_u32() != 32) throw io::invalid_format(path, "Invalid pixel format size");
+  if (const std::uint32_t size = at.le_u32(); size != 32) {
+    refuse(path, "Invalid pixel format size", size, "32 is read");
+  }
   const std::uint32_t flags = at.le_u32(), code = at.le_u32(), bits = at.le_u32();
   for (std::size_t i : {2, 1, 0, 3}) header.masks[i] = at.le_u32();
   at.take(20);
   if ((flags & has_code) != 0) {
     take_code(header, code, at, path);
   } else {
-    if ((flags & (has_rgb | is_luminance | alpha_only)) == 0) throw io::invalid_format(path, "Unsupported format");
-    if (bits != 8 && bits != 16 && bits != 24 && bits != 32) throw io::invalid_format(path, "Unsupported bit count");
+    if ((flags & (has_rgb | is_luminance | alpha_only)) == 0) {
+      refuse(path, "Unsupported format", "pixel flags " + std::to_string(flags), "RGB, luminance and alpha are read");
+    }
+    if (bits != 8 && bits != 16 && bits != 24 && bits != 32) {
+      refuse(path, "Unsupported bit count", bits, "8, 16, 24 and 32 are read");
+    }
     header.bytes = static_cast<int>(bits / 8);
     if ((flags & (has_alpha_field | alpha_only)) == 0) header.masks[3] = 0;
     if ((flags & is_luminance) != 0) header.masks[0] = header.masks[1] = header.masks[2];

@@ -7,6 +7,7 @@
 #include "img/formats/dpx/names.h"
 #include "img/formats/shared/frame_rate.h"
 #include "img/formats/shared/metadata_text.h"
+#include "img/formats/shared/refuse.h"
 #include "io/exceptions.h"
 
 namespace img {
@@ -254,11 +255,6 @@ void take_dpx_information(const header_view& header, image_info& info) {
   // User bits may carry a time code of their own; most often they carry nothing.
   if (timecode second{user_bits, not_given, 0, 1}; user_bits != 0 && second.is_valid()) info.timecode2 = second;
   take_sub_frames(info);
-}
-
-// "Unsupported bit depth: 1; 8, 10, 12, 16 and 32 are read"
-[[noreturn]] void refuse(const std::string& path, const std::string& what, std::uint32_t found, const char* read) {
-  throw io::invalid_format(path, what + ": " + std::to_string(found) + "; " + read);
 }
 
 // The packings are 0 (samples run on), 1 (filled at the lower end) and 2 (filled at the upper end).

@@ -14,7 +14,9 @@
 #include "img/formats/shared/metadata_text.h"
 #include "img/formats/shared/orientation.h"
 #include "img/formats/shared/parallel_tasks.h"
+#include "img/formats/shared/refuse.h"
 #include "io/exceptions.h"
+#include "lib/printable.h"
 
 namespace img {
 namespace {
@@ -49,7 +51,7 @@ void parse_resolution(const std::string& line, const std::string& path, hdr_head
   int counts[2];
   if (std::sscanf(line.c_str(), "%c%c %d %c%c %d", &signs[0], &axes[0], &counts[0], &signs[1], &axes[1], &counts[1]) !=
       6) {
-    throw io::invalid_format(path, "Invalid/unsupported orientation");
+    refuse(path, "Invalid/unsupported orientation", lib::printable(line), "a line as -Y 480 +X 640 is read");
   }
   static constexpr struct {
     const char* text;
@@ -57,12 +59,15 @@ void parse_resolution(const std::string& line, const std::string& path, hdr_head
   } kinds[] = {{"-Y+X", 1}, {"-Y-X", 2}, {"+Y-X", 3}, {"+Y+X", 4}, {"+X-Y", 5}, {"-X-Y", 6}, {"-X+Y", 7}, {"+X+Y", 8}};
   const std::string text{signs[0], axes[0], signs[1], axes[1]};
   const auto* kind = std::find_if(std::begin(kinds), std::end(kinds), [&](const auto& k) { return text == k.text; });
-  if (kind == std::end(kinds)) throw io::invalid_format(path, "Invalid/unsupported orientation");
+  if (kind == std::end(kinds)) {
+    refuse(path, "Invalid/unsupported orientation", lib::printable(line), "one axis is X and the other Y");
+  }
   header.orientation = kind->orientation;
   header.rows = counts[0];
   header.columns = counts[1];
   if (header.rows < 1 || header.columns < 1 || header.rows > max_dimension || header.columns > max_dimension) {
-    throw io::invalid_format(path, "Invalid/unsupported dimensions");
+    refuse(path, "Invalid/unsupported dimensions", std::to_string(header.columns) + " x " + std::to_string(header.rows),
+           "1 to " + std::to_string(max_dimension) + " are read");
   }
 }
 

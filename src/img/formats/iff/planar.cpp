@@ -4,6 +4,7 @@
 
 #include "img/formats/iff/chunks.h"
 #include "img/formats/shared/packbits.h"
+#include "img/formats/shared/refuse.h"
 #include "io/exceptions.h"
 
 namespace img {
@@ -13,13 +14,19 @@ constexpr std::size_t alignment = 2;
 constexpr std::uint32_t half_bright_mode = 0x80, hold_and_modify_mode = 0x800;
 
 void check_header(const planar_header& header, int compression, const std::string& path) {
-  if (header.width < 1 || header.height < 1) throw io::invalid_format(path, "Invalid image dimensions");
-  if (compression > 1) throw io::invalid_format(path, "Unsupported compression");
-  if (header.mask > 2) throw io::invalid_format(path, "Unsupported mask type");
+  if (header.width < 1 || header.height < 1) {
+    refuse(path, "Invalid image dimensions", std::to_string(header.width) + " x " + std::to_string(header.height),
+           "both are at least 1");
+  }
+  if (compression > 1) refuse(path, "Unsupported compression", compression, "0 and 1 are read");
+  if (header.mask > 2) refuse(path, "Unsupported mask type", header.mask, "0, 1 and 2 are read");
   const bool known = header.bytes
                          ? header.planes == 8
                          : (header.planes >= 1 && header.planes <= 8) || header.planes == 24 || header.planes == 32;
-  if (!known) throw io::invalid_format(path, "Unsupported number of planes");
+  if (!known) {
+    refuse(path, "Unsupported number of planes", header.planes,
+           header.bytes ? "8 are read" : "1 to 8, 24 and 32 are read");
+  }
 }
 
 // The row as numbers of 8 or 32 bits, the first plane lowest.

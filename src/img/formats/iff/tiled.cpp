@@ -6,6 +6,7 @@
 
 #include "img/formats/iff/chunks.h"
 #include "img/formats/shared/deep_samples.h"
+#include "img/formats/shared/refuse.h"
 #include "io/exceptions.h"
 
 namespace img {
@@ -87,17 +88,18 @@ tiled_header read_tiled_header(const byte_cursor& chunks, const std::string& pat
     data.take(2);
     const std::uint32_t compression = data.be_u32();
     if (width < 1 || height < 1 || width > max_dimension || height > max_dimension) {
-      throw io::invalid_format(path, "Invalid image dimensions");
+      refuse(path, "Invalid image dimensions", std::to_string(width) + " x " + std::to_string(height),
+             "1 to " + std::to_string(max_dimension) + " are read");
     }
     if ((flags & has_color) == 0) throw io::invalid_format(path, "Alpha-only images are not supported");
-    if (compression > 1) throw io::invalid_format(path, "Unsupported compression");
+    if (compression > 1) refuse(path, "Unsupported compression", compression, "0 and 1 are read");
     header.width = static_cast<int>(width);
     header.height = static_cast<int>(height);
     header.channels = (flags & has_alpha) != 0 ? 4 : 3;
     header.packed = compression == 1;
     return false;
   });
-  if (header.width == 0) throw io::invalid_format(path, "Invalid image dimensions");
+  if (header.width == 0) throw io::invalid_format(path, "Invalid image dimensions: no TBHD chunk tells them");
   return header;
 }
 

@@ -16,6 +16,7 @@
 #include "img/formats/shared/export_planes.h"
 #include "img/formats/shared/library_guard.h"
 #include "img/formats/shared/metadata_text.h"
+#include "img/formats/shared/refuse.h"
 #include "img/row_kernels.h"
 #include "io/file.h"
 
@@ -129,7 +130,9 @@ class reading {
       check_size(path, width(), height(), 1, source_.file.size(),
                  jpeg_.arith_code ? most_pixels_per_byte_arithmetic : most_pixels_per_byte);
       const int channels = jpeg_.num_components;
-      if (channels != 1 && channels != 3 && channels != 4) throw io::invalid_format(path, "Invalid number of channels");
+      if (channels != 1 && channels != 3 && channels != 4) {
+        refuse(path, "Invalid number of channels", channels, "1, 3 and 4 are read");
+      }
     } catch (...) {
       jpeg_destroy_decompress(&jpeg_);
       throw;

@@ -6,6 +6,7 @@
 
 #include "img/formats/shared/byte_cursor.h"
 #include "img/formats/shared/metadata_text.h"
+#include "img/formats/shared/refuse.h"
 #include "io/exceptions.h"
 
 namespace img {
@@ -43,18 +44,29 @@ pic_header read_pic_header(const source_file& file) {
   if (std::string_view(reinterpret_cast<const char*>(at.take(4)), 4) != "PICT") throw io::invalid_signature(path);
   header.width = at.be_u16();
   header.height = at.be_u16();
-  if (header.width == 0 || header.height == 0) throw io::invalid_format(path, "Invalid width/height");
+  if (header.width == 0 || header.height == 0) {
+    refuse(path, "Invalid width/height", std::to_string(header.width) + " x " + std::to_string(header.height),
+           "both are at least 1");
+  }
   at.take(8);
   bool more = true;
   while (more) {
-    if (header.packets.size() == 8) throw io::invalid_format(path, "Invalid/unsupported channel code");
+    if (header.packets.size() == 8) {
+      throw io::invalid_format(path, "Invalid/unsupported channel code: more than 8 packets of channels");
+    }
     more = at.u8() != 0;
-    if (at.u8() != 8) throw io::invalid_format(path, "Invalid/unsupported channel bit depth");
+    if (const int bits = at.u8(); bits != 8) {
+      refuse(path, "Invalid/unsupported channel bit depth", bits, "8 is read");
+    }
     packet packet;
     packet.encoding = at.u8();
-    if (packet.encoding > mixed_runs) throw io::invalid_format(path, "Invalid/unsupported channel encoding");
+    if (packet.encoding > mixed_runs) {
+      refuse(path, "Invalid/unsupported channel encoding", packet.encoding, "0, 1 and 2 are read");
+    }
     const int code = at.u8();
-    if ((code & 0xF) != 0 || code == 0) throw io::invalid_format(path, "Invalid/unsupported channel code");
+    if ((code & 0xF) != 0 || code == 0) {
+      refuse(path, "Invalid/unsupported channel code", code, "sums of 16, 32, 64 and 128 are read");
+    }
     if (code & red_code) packet.planes.push_back(2);
     if (code & green_code) packet.planes.push_back(1);
     if (code & blue_code) packet.planes.push_back(0);

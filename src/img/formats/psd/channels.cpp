@@ -8,6 +8,7 @@
 #include "img/formats/shared/byte_order.h"
 #include "img/formats/shared/packbits.h"
 #include "img/formats/shared/parallel_tasks.h"
+#include "img/formats/shared/refuse.h"
 #include "io/exceptions.h"
 
 namespace img {
@@ -159,7 +160,7 @@ void read_psd_planes(const source_file& file, const psd_planes& planes, int want
     case psd_zip_predicted:
       return read_zip(file, planes, wanted, true, put);
     default:
-      throw io::invalid_format(file.path(), "Unsupported compression method");
+      refuse(file.path(), "Unsupported compression method", be16(word), "0 to 3 are read");
   }
 }
 

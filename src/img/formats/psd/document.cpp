@@ -5,6 +5,7 @@
 #include "img/formats/shared/byte_cursor.h"
 #include "img/formats/shared/icc_name.h"
 #include "img/formats/shared/metadata_text.h"
+#include "img/formats/shared/refuse.h"
 #include "io/exceptions.h"
 #include "lib/utf.h"
 
@@ -133,18 +134,22 @@ psd_document read_psd_document(const source_file& file) {
   const std::uint32_t height = be32(header + 14), width = be32(header + 18);
   document.bits = be16(header + 22);
   document.mode = be16(header + 24);
-  if (version != 1 && version != 2) throw io::invalid_format(path, "Unsupported variant");
+  if (version != 1 && version != 2) refuse(path, "Unsupported variant", version, "versions 1 and 2 are read");
   const int bits = document.bits;
   if (document.mode == psd_bitmap ? bits != 1 : bits != 8 && bits != 16 && bits != 32) {
-    throw io::invalid_format(path, "Invalid/unsupported bit depth");
+    refuse(path, "Invalid/unsupported bit depth", bits,
+           document.mode == psd_bitmap ? "bitmaps have 1" : "1, 8, 16 and 32 are read");
   }
   constexpr int modes[] = {psd_bitmap, psd_gray, psd_indexed, psd_rgb, psd_cmyk, psd_duotone};
   if (std::find(std::begin(modes), std::end(modes), document.mode) == std::end(modes)) {
-    throw io::invalid_format(path, "Unsupported variant");
+    refuse(path, "Unsupported variant", "colour mode " + std::to_string(document.mode), "0, 1, 2, 3, 4 and 8 are read");
   }
-  if (document.mode == psd_indexed && bits != 8) throw io::invalid_format(path, "Invalid/unsupported bit depth");
+  if (document.mode == psd_indexed && bits != 8) {
+    refuse(path, "Invalid/unsupported bit depth", bits, "indexed colours have 8");
+  }
   if (document.channels < document.colors() || document.channels > 56) {
-    throw io::invalid_format(path, "Unsupported number of channels");
+    refuse(path, "Unsupported number of channels", document.channels,
+           std::to_string(document.colors()) + " to 56 are read");
   }
   check_dimensions(path, width, height);
   document.width = static_cast<int>(width);

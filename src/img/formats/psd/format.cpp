@@ -12,6 +12,7 @@
 #include "img/formats/shared/deep_samples.h"
 #include "img/formats/shared/layer_names.h"
 #include "img/formats/shared/packbits.h"
+#include "img/formats/shared/refuse.h"
 #include "io/exceptions.h"
 #include "io/file.h"
 #include "lib/parallel.h"
@@ -40,7 +41,7 @@ class canvas {
     form_.kind = document.bits == 32 ? sample_form::real : sample_form::whole;
     form_.swapped = true;
     if (document.mode == psd_cmyk) {
-      if (document.bits == 32) throw io::invalid_format(file.path(), "Unsupported variant");
+      if (document.bits == 32) refuse(file.path(), "Unsupported variant", "32 bits in CMYK", "8 and 16 are read");
       black_ = plane(image.data[0].size());
     }
     if (document.mode == psd_indexed) file.read(palette_, sizeof palette_, document.palette);

@@ -4,6 +4,7 @@
 
 #include "img/formats/shared/byte_order.h"
 #include "img/formats/shared/metadata_text.h"
+#include "img/formats/shared/refuse.h"
 #include "img/image.h"
 #include "io/exceptions.h"
 #include "lib/paths.h"
@@ -34,7 +35,9 @@ rla_channels channels_at(const std::uint8_t* header, int count_at, int type_at, 
   const int type = word_at(header, type_at);
   channels.real = channels.bits == 32 && (type == real_samples || type > real_samples);
   if (channels.count < 0 || channels.count > 64 || channels.bits < 1 || (channels.bits > 16 && channels.bits != 32)) {
-    throw io::invalid_format(path, "Invalid RLA/RPF file");
+    refuse(path, "Invalid RLA/RPF file",
+           std::to_string(channels.count) + " channels of " + std::to_string(channels.bits) + " bits",
+           "0 to 64 of 1 to 16 or of 32 bits are read");
   }
   return channels;
 }
@@ -67,7 +70,10 @@ rla_header read_rla_header(const source_file& file) {
   std::uint8_t bytes[rla_header_size];
   file.read(bytes, rla_header_size, 0);
   const int revision = be16(bytes + 26);
-  if (revision != rla_revision && revision != rpf_revision) throw io::invalid_format(path, "Unsupported variant");
+  if (revision != rla_revision && revision != rpf_revision) {
+    refuse(path, "Unsupported variant", "revision " + std::to_string(revision),
+           std::to_string(rla_revision) + " and " + std::to_string(rpf_revision) + " are read");
+  }
   rla_header header;
   const window whole(bytes, 0), active(bytes, 8);
   header.width = whole.right - whole.left + 1;
@@ -77,15 +83,18 @@ rla_header read_rla_header(const source_file& file) {
   header.stored_width = active.right - active.left + 1;
   header.stored_height = active.top - active.bottom + 1;
   if (header.width > max_dimension || header.stored_width > max_dimension) {
-    throw io::invalid_format(path, "Invalid image width");
+    refuse(path, "Invalid image width", std::max(header.width, header.stored_width),
+           "up to " + std::to_string(max_dimension) + " is read");
   }
   check_dimensions(path, header.width, header.height);
   header.frame = word_at(bytes, 16);
   header.colors = channels_at(bytes, 20, 18, 658, path);
   header.mattes = channels_at(bytes, 22, 660, 662, path);
   header.others = channels_at(bytes, 24, 664, 666, path);
-  if (header.colors.count == 0) throw io::invalid_format(path, "Invalid RLA/RPF file");
-  if (lib::to_lower(text_at(bytes, 580, 32)) != "rgb") throw io::invalid_format(path, "Unsupported color space");
+  if (header.colors.count == 0) throw io::invalid_format(path, "Invalid RLA/RPF file: it has no colour channels");
+  if (const std::string space = text_at(bytes, 580, 32); lib::to_lower(space) != "rgb") {
+    refuse(path, "Unsupported color space", space, "rgb is read");
+  }
   header.others_name = text_at(bytes, 668, 32);
   static constexpr struct {
     const char* name;

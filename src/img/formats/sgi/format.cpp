@@ -9,6 +9,7 @@
 #include "img/formats/shared/deep_export.h"
 #include "img/formats/shared/deep_samples.h"
 #include "img/formats/shared/parallel_tasks.h"
+#include "img/formats/shared/refuse.h"
 #include "io/exceptions.h"
 #include "io/file.h"
 
@@ -37,18 +38,25 @@ sgi_header read_sgi_header(const source_file& file) {
   const std::string& path = file.path();
   if (be16(bytes) != magic) throw io::invalid_signature(path);
   sgi_header header;
-  if (bytes[2] > 1) throw io::invalid_format(path, "Invalid storage type");
+  if (bytes[2] > 1) refuse(path, "Invalid storage type", bytes[2], "0 and 1 are read");
   header.packed = bytes[2] == 1;
   header.bytes = bytes[3];
-  if (header.bytes != 1 && header.bytes != 2) throw io::invalid_format(path, "Invalid/unsupported bit depth");
+  if (header.bytes != 1 && header.bytes != 2) {
+    refuse(path, "Invalid/unsupported bit depth", std::to_string(header.bytes) + " bytes a sample", "1 and 2 are read");
+  }
   const int dimensions = be16(bytes + 4);
-  if (dimensions < 1 || dimensions > 3) throw io::invalid_format(path, "Unsupported number of dimensions");
+  if (dimensions < 1 || dimensions > 3) {
+    refuse(path, "Unsupported number of dimensions", dimensions, "1, 2 and 3 are read");
+  }
   header.width = be16(bytes + 6);
   header.height = dimensions > 1 ? be16(bytes + 8) : 1;
   header.channels = dimensions > 2 ? be16(bytes + 10) : 1;
   // A picture of dithered colours or of a map is none of its own.
-  if (header.channels < 1 || header.channels > 4 || be32(bytes + 104) != 0) {
-    throw io::invalid_format(path, "Unsupported number of channels");
+  const std::uint32_t map = be32(bytes + 104);
+  if (header.channels < 1 || header.channels > 4 || map != 0) {
+    refuse(path, "Unsupported number of channels",
+           std::to_string(header.channels) + " with colour map type " + std::to_string(map),
+           "1 to 4 with type 0 are read");
   }
   check_dimensions(path, header.width, header.height);
   const std::int64_t samples = static_cast<std::int64_t>(header.width) * header.rows();

@@ -8,6 +8,7 @@
 
 #include "img/formats/shared/byte_order.h"
 #include "img/formats/shared/packbits.h"
+#include "img/formats/shared/refuse.h"
 #include "img/formats/tiff/lzw.h"
 #include "io/exceptions.h"
 
@@ -98,7 +99,7 @@ void undo_predictor(const tiff_file& file, const tiff_picture& picture, std::uin
   const auto stride = static_cast<std::size_t>(picture.block_samples());
   const std::size_t samples = static_cast<std::size_t>(picture.block_width) * stride;
   if (picture.predictor == 3) {
-    if (!picture.floats) throw io::invalid_format(file.path(), "Unsupported TIFF variant");
+    if (!picture.floats) refuse(file.path(), "Unsupported TIFF variant", "predictor 3 of integers", "it is for floats");
     std::vector<std::uint8_t> copy;
     for (int y = 0; y < count; ++y, rows += row_bytes)
       undo_float_predictor(rows, row_bytes, sample_bytes, stride, copy);
@@ -122,7 +123,9 @@ void undo_predictor(const tiff_file& file, const tiff_picture& picture, std::uin
         add_up<std::uint64_t>(rows, samples, stride);
         break;
       default:
-        throw io::invalid_format(file.path(), "Unsupported TIFF variant");
+        refuse(file.path(), "Unsupported TIFF variant",
+               "predictor " + std::to_string(picture.predictor) + " of " + std::to_string(picture.bits) + " bits",
+               "2 of 8, 16, 32 and 64 bits and 3 are read");
     }
   }
 }

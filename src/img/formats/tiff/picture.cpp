@@ -2,14 +2,15 @@
 
 #include <algorithm>
 
+#include "img/formats/shared/refuse.h"
 #include "img/image.h"
 #include "io/exceptions.h"
 
 namespace img {
 namespace {
 
-[[noreturn]] void refuse(const tiff_file& file) {
-  throw io::invalid_format(file.path(), "Unsupported TIFF variant");
+[[noreturn]] void refuse(const tiff_file& file, const std::string& found, const std::string& read) {
+  img::refuse(file.path(), "Unsupported TIFF variant", found, read);
 }
 
 // Reads single numbers and lists of one directory.
@@ -97,18 +98,26 @@ tiff_picture read_tiff_picture(const tiff_file& file, std::int64_t position) {
   picture.reversed_bits = tags.number(266, 1) == 2;
   picture.orientation = tags.number(274, 1);
   picture.colors = colors_of(picture.photometric);
-  if (picture.samples < picture.colors || picture.samples > 64) refuse(file);
+  if (picture.samples < picture.colors || picture.samples > 64) {
+    refuse(file, std::to_string(picture.samples) + " samples a pixel",
+           std::to_string(picture.colors) + " to 64 are read with photometric interpretation " +
+               std::to_string(picture.photometric));
+  }
 
   const std::vector<std::uint64_t> bits = tags.list(258, 64);
   if (!bits.empty()) picture.bits = static_cast<int>(std::min<std::uint64_t>(bits[0], 255));
   for (const std::uint64_t other : bits) {
-    if (other != bits[0]) refuse(file);
+    if (other != bits[0]) {
+      refuse(file, "samples of " + std::to_string(bits[0]) + " and " + std::to_string(other) + " bits",
+             "samples of equal depth are read");
+    }
   }
   const int format = tags.number(339, 1);
   picture.floats = format == 3;
   if (picture.floats ? picture.bits != 16 && picture.bits != 32 && picture.bits != 64
                      : picture.bits < 1 || picture.bits > 32 || format == 2 || format > 4) {
-    refuse(file);
+    refuse(file, std::to_string(picture.bits) + " bits of sample format " + std::to_string(format),
+           "1 to 32 bits of format 1 and 16, 32 and 64 of format 3 are read");
   }
 
   // More samples than colours are alpha and others; what they say of themselves does not change where they go.
@@ -120,12 +129,13 @@ tiff_picture read_tiff_picture(const tiff_file& file, std::int64_t position) {
       picture.tiled ? tags.number(323, 0) : std::min(tags.number(278, picture.height), picture.height);
   if (picture.block_width < 1 || picture.block_height < 1 || picture.block_width > max_dimension + 15 ||
       picture.block_height > max_dimension + 15) {
-    refuse(file);
+    refuse(file, "blocks of " + std::to_string(picture.block_width) + " x " + std::to_string(picture.block_height),
+           "1 to " + std::to_string(max_dimension) + " are read");
   }
   const std::uint64_t most_blocks = static_cast<std::uint64_t>(file.source().size());
   picture.offsets = tags.list(picture.tiled ? 324 : 273, most_blocks);
   picture.sizes = tags.list(picture.tiled ? 325 : 279, most_blocks);
-  if (picture.offsets.empty()) refuse(file);
+  if (picture.offsets.empty()) refuse(file, "no offsets of strips or tiles", "tag 273 or 324 gives them");
   // Old writers leave out the size of a single strip.
   if (picture.sizes.empty() && picture.offsets.size() == 1) {
     const auto end = static_cast<std::uint64_t>(file.source().size());
@@ -133,7 +143,11 @@ tiff_picture read_tiff_picture(const tiff_file& file, std::int64_t position) {
   }
   if (picture.photometric == tiff_palette) {
     picture.palette = tags.list(320, 3 << 16);
-    if (picture.bits > 16 || picture.floats || picture.palette.size() < std::size_t{3} << picture.bits) refuse(file);
+    if (picture.bits > 16 || picture.floats || picture.palette.size() < std::size_t{3} << picture.bits) {
+      refuse(file,
+             std::to_string(picture.palette.size()) + " palette entries for " + std::to_string(picture.bits) + " bits",
+             "three for each of the values of 1 to 16 bits are read");
+    }
   }
   check_blocks(file, picture);
   if (picture.compression == tiff_lzw && picture.sizes[0] >= 2) {

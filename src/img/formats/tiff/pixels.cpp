@@ -5,6 +5,7 @@
 
 #include "img/formats/shared/byte_order.h"
 #include "img/formats/shared/parallel_tasks.h"
+#include "img/formats/shared/refuse.h"
 #include "img/formats/tiff/blocks.h"
 #include "img/row_kernels.h"
 #include "io/exceptions.h"
@@ -88,7 +89,9 @@ std::uint32_t whole_at(const std::uint8_t* at, const sample_form& form) {
 // Ink to light without a profile: each light is what its ink and black leave.
 void put_inks(const tiff_file& file, image& image, const piece& at, int y, const std::uint8_t* row, std::size_t step,
               const sample_form& form) {
-  if (form.kind == sample_form::real) throw io::invalid_format(file.path(), "Unsupported TIFF variant");
+  if (form.kind == sample_form::real) {
+    refuse(file.path(), "Unsupported TIFF variant", "floats in CMYK", "integers are read");
+  }
   const std::uint16_t* table = encoded16_to_half();
   for (int x = 0; x < at.width; ++x, row += step) {
     const std::size_t bytes = static_cast<std::size_t>(form.bytes());
