@@ -52,7 +52,8 @@ std::string help_line(const std::string& name, const std::string& help) {
 
 std::string in_code(std::string text) {
   for (std::size_t i = 0; (i = text.find('|', i)) != text.npos; i += 2) text.insert(i, 1, '\\');
-  return "`" + text + "`";
+  // A grave accent stands between two of them.
+  return text == "`" ? "`` ` ``" : "`" + text + "`";
 }
 
 std::string plain_cell(std::string text) {
