@@ -331,7 +331,7 @@ TEST_F(preview, values_under_the_pointer) {
     return window->input().tip();
   };
   EXPECT_EQ(tip(),
-            "X: 110 Y: 45   RGB: 200 100 40  A: 128\nR: 0.7843  G: 0.3922  B: 0.1569  A: 0.5020\n"
+            "X: 110 Y: 45   RGB: 200 100 40  A: 255\nR: 0.7843  G: 0.3922  B: 0.1569  A: 0.5020\n"
             "H: 22.5  S: 0.800  V: 0.784");
   composition.doc.playing = true;
   EXPECT_EQ(tip(), "");
