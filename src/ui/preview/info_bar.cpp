@@ -1,5 +1,6 @@
 #include "ui/preview/info_bar.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <functional>
 #include <optional>
@@ -95,10 +96,11 @@ class info_spot : public ui_object, public mouse_handler {
       box.right += on.px(text_room);
       return on.line(text, "small", color, box, painter::align::centre);
     }
+    // What is too long for its place begins further to the left.
+    const int room = box.right - box.left + on.px(text_room - text_left);
+    box.left -= std::max(on.measure(text, "small", 0, 1).x - room, 0);
     on.art(row_.icon, {box.left + on.px(icon_middle), (box.top + box.bottom) / 2});
-    box.left += on.px(text_left);
-    box.right += on.px(text_room);
-    on.line(text, "small", color, box);
+    on.line(text, "small", color, {box.left + on.px(text_left), box.top, box.right + on.px(text_room), box.bottom});
   }
 
  private:

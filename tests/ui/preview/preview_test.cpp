@@ -385,6 +385,10 @@ TEST_F(preview, the_information_bar) {
     return std::set<std::string>(canvas.texts.begin(), canvas.texts.end());
   };
   const std::set<std::string> shown = texts();
+  // The largest sizes of crops show in full, though the field is too narrow for them.
+  layer(0).source.width = 4096;
+  layer(0).source.height = 2160;
+  EXPECT_TRUE(texts().contains("4096x2160 (30x20)"));
   for (const char* text : {"90x70 (30x20)", "720x576", "80%", "25.00* fps", "37%", "150%", "1.200", "101"}) {
     EXPECT_TRUE(shown.contains(text)) << text;
   }
