@@ -34,7 +34,7 @@ void serve(const serving_parts& parts) {
     const std::uint32_t now = platform::milliseconds();
     parts.clock.tick(playback::elapsed_seconds(now, last), false);
     last = now;
-    parts.loader.turn(parts.composition, parts.clock.shown_time());
+    parts.loader.tick(parts.composition, parts.clock.shown_time());
     ksn::poll_watches(parts.composition);
     const bool busy = parts.services.poll();
     if (parts.between_ticks) parts.between_ticks();

@@ -111,7 +111,6 @@ class pipeline {
   // What text layers are drawn with.
   text::fonts& fonts() { return *options_.fonts; }
   cache::frame_scheduler* reading() { return options_.reading; }
-  text::fonts& fonts() { return *options_.fonts; }
 
  private:
   struct request;

@@ -5,6 +5,7 @@
 
 #include "lib/utf.h"
 #include "render/failures.h"
+#include "render/places.h"
 #include "render/text/line_places.h"
 #include "save/screen.h"
 #include "ui/toolkit/palette.h"

@@ -24,6 +24,8 @@ class board : public testing::Test {
   cache::frame_cache frames;
   command::engine engine{composition};
   render::pipeline pipeline{frames, {}};
+  cache::frame_scheduler reading{frames};
+  cache::frame_board known{reading};
   playback::clock clock{composition, frames};
   command::key_table keys;
   lib::error_record errors;
@@ -44,6 +46,7 @@ class board : public testing::Test {
                       .clock = clock,
                       .keys = keys,
                       .errors = errors,
+                      .frames = known,
                       .product_title = "",
                       .input = input,
                       .host = {input, [this](std::string_view key) { return text(key); },
@@ -59,7 +62,9 @@ class board : public testing::Test {
                             engine.run_command(command);
                           },
                       .context_menu = {},
-                      .recent_sources = {}};
+                      .work_area_changed = {},
+                      .recent_sources = {},
+                      .milliseconds = [] { return std::uint32_t{0}; }};
 
   void SetUp() override {
     texts.load_file(KESTRIN_SOURCE_DIR "/assets/messages.txt");
