@@ -6,7 +6,7 @@ build="g++ cmake ninja-build pkg-config zlib1g-dev libpng-dev libjpeg-dev libtif
 libdeflate-dev libavformat-dev libavcodec-dev libswscale-dev libswresample-dev libavdevice-dev \
 qt6-base-dev qt6-wayland libsdl2-dev libxcb1-dev libpango1.0-dev libfontconfig-dev fonts-liberation \
 fonts-dejavu-core fonts-dejavu-extra"
-test="ffmpeg duktape xvfb xdotool libgl1-mesa-dri libgtest-dev clang libclang-rt-14-dev clang-format"
+test="ffmpeg duktape xvfb xdotool x11-xserver-utils libgl1-mesa-dri libgtest-dev clang libclang-rt-14-dev clang-format"
 bench="libbenchmark-dev libpixman-1-dev libspng-dev ffmpeg imagemagick openimageio-tools"
 
 missing=

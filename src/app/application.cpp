@@ -12,6 +12,7 @@
 #include "app/clipboard_actions.h"
 #include "app/console.h"
 #include "app/dialog_actions.h"
+#include "app/external_output.h"
 #include "app/interrupt.h"
 #include "app/live_services.h"
 #include "app/loading_fields.h"
@@ -102,6 +103,9 @@ struct application::impl {
                                [this](const std::string& copied) {
                                  if (window.desktop()) window.desktop()->set_clipboard_text(copied);
                                }}};
+  app::external_output output{{engine, clock, [this] { return services_pipeline(); },
+                               [this] { return window.desktop(); }, [this](std::string_view key) { return text(key); },
+                               [this](const std::string& line) { console.report(line); }}};
   bool serves = false;     // runs without a window until it is interrupted
   bool transient = false;  // save neither settings nor recent lists at the end
 
@@ -174,11 +178,13 @@ void application::impl::bind() {
     reading.failures().forget_all();
     pipeline.forget_all();
     services.forget_layer(-1);
+    output.forget_layer(-1);
   };
   hooks.start_audio = [this] { sound.retry(); };
   hooks.forget_layer = [this](int id) {
     pipeline.forget_layer(id);
     services.forget_layer(id);
+    output.forget_layer(id);
   };
   hooks.text = [this](std::string_view key) { return text(key); };
 }
@@ -212,6 +218,7 @@ void application::impl::register_actions() {
   ask_with_dialogs(
       {engine, current_desktop, [this](std::string_view key) { return text(key); }, [this] { window.redraw(); }});
   services.register_actions();
+  output.register_actions();
   register_clipboard_actions({engine, pipeline, current_desktop, [this] { return clock.shown_time(); }});
   command::register_unbuilt_actions(engine);
 }
@@ -390,7 +397,10 @@ int application::impl::run_window() {
   };
   services.set_wake([this] { desktop->wake(); });
   window.poll_services = [this] { return services.poll(); };
+  window.show_elsewhere = [this] { output.tick(); };
   const int result = window.run(*desktop);
+  window.show_elsewhere = nullptr;
+  output.stop();
   window.poll_services = nullptr;
   services.set_wake(nullptr);
   window.poll_handover = nullptr;

@@ -186,6 +186,7 @@ bool window_run::main_tick() {
 
   if (!desktop_->window_exists() || desktop_->is_minimised()) {
     redraw_ = true;
+    if (show_elsewhere) show_elsewhere();
     in_tick_ = false;
     if (observer) observer(times);
     return true;
@@ -213,6 +214,7 @@ bool window_run::main_tick() {
       times.lateness += static_cast<long long>(gone * 1e11 / std::max(composition.doc.fpcs, 1));
     }
   }
+  if (show_elsewhere) show_elsewhere();
   refresh_caption();
   foreground_ = desktop_->is_foreground();
   in_tick_ = false;

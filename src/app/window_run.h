@@ -89,6 +89,8 @@ class window_run {
   std::function<void()> poll_handover;
   // Draws what was asked for from elsewhere. Called in each tick; true when there was something to do.
   std::function<bool()> poll_services;
+  // Shows the picture on other devices. Called in each tick, after the window has shown its own.
+  std::function<void()> show_elsewhere;
   // Called at the end of each tick, before it waits.
   std::function<void(const tick_times& times)> observer;
   // Saves neither settings nor placement at the close while it gives true.

@@ -19,7 +19,6 @@ struct unbuilt_row {
 
 constexpr const char* no_mail = "mail is not built yet";
 constexpr const char* no_shell = "other programs are not started yet";
-constexpr const char* no_output = "external outputs are not built yet";
 constexpr const char* no_input = "video inputs are not built yet";
 
 using group = action_group;
@@ -37,11 +36,8 @@ constexpr unbuilt_row rows[] = {
     {group::desktop, "reveal_in_finder", "show the selected layer's file in the file manager", "", 0, no_shell},
     {group::desktop, "open_containing_folder", "show the selected layer's file in the file manager", "", 0, no_shell},
     {group::desktop, "open_with", "open the selected layer's file in its own program", "mi_layer", 71, no_shell},
-    {group::view, "toggle_ext_device", "show the picture on the external output, or not", "", 0, no_output},
     {group::new_layers, "new_video_layer", "add a layer that shows the first video input", "mi_edit", 94, no_input,
      "DEVICE", "add a layer that shows the video input of that name"},
-    {group::menu_choice, "opt_ext_turn_on", "switch the external output on", "", 0, no_output},
-    {group::menu_choice, "opt_ext_turn_off", "switch the external output off", "", 0, no_output},
 };
 
 }  // namespace

@@ -126,6 +126,19 @@ struct window_options {
   std::vector<std::string> menus;               // titles of the menu bar
 };
 
+// A window without a frame that covers a whole monitor and shows one picture. Takes no input. Main thread.
+class output_window {
+ public:
+  virtual ~output_window() = default;
+
+  // In pixels of the monitor; 0 x 0 once the monitor is gone.
+  virtual math::point size() const = 0;
+  // As desktop::show_picture() on the main thread.
+  virtual int show_picture(std::shared_ptr<const std::uint8_t> pixels, int width, int height, bool at_blank) = 0;
+  // As desktop::knows_vertical_blank().
+  virtual bool knows_vertical_blank() const = 0;
+};
+
 class desktop {
  public:
   virtual ~desktop() = default;
@@ -195,6 +208,8 @@ class desktop {
   virtual void set_clipboard_picture(const std::uint8_t* pixels, int width, int height) = 0;
 
   virtual std::vector<monitor> monitors() = 0;
+  // A window over the monitor with that place in monitors(); null when there is none.
+  virtual std::unique_ptr<output_window> open_output(std::size_t monitor) = 0;
 
   // The sound output of this desktop. Lives as long as the desktop; may fail to open.
   virtual audio_device& audio() = 0;

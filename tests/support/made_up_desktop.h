@@ -143,6 +143,14 @@ class made_up_desktop : public platform::desktop {
     board_size = {width, height};
   }
   std::vector<platform::monitor> monitors() override { return {}; }
+  // Of the monitors beside the first one; 0 x 0 for one that is not there any more.
+  std::vector<math::point> outputs;
+  std::vector<std::vector<std::uint8_t>> output_pictures;  // that were shown, in their order
+  std::unique_ptr<platform::output_window> open_output(std::size_t monitor) override {
+    if (monitor < 1 || monitor > outputs.size()) return nullptr;
+    calls.push_back("output " + std::to_string(monitor));
+    return std::make_unique<output>(*this, monitor - 1);
+  }
   platform::audio_device& audio() override { return silence_; }
 
   int progress_steps = 0;
@@ -161,6 +169,21 @@ class made_up_desktop : public platform::desktop {
     }
     return -1;
   }
+  class output : public platform::output_window {
+   public:
+    output(made_up_desktop& desktop, std::size_t index) : desktop_(desktop), index_(index) {}
+    ~output() override { desktop_.calls.push_back("no output"); }
+    math::point size() const override { return desktop_.outputs[index_]; }
+    int show_picture(std::shared_ptr<const std::uint8_t> shown, int width, int height, bool) override {
+      desktop_.output_pictures.emplace_back(shown.get(), shown.get() + static_cast<std::size_t>(width) * height * 4);
+      return 0;
+    }
+    bool knows_vertical_blank() const override { return false; }
+
+   private:
+    made_up_desktop& desktop_;
+    std::size_t index_;
+  };
   class no_sound : public platform::audio_device {
    public:
     bool open() override { return false; }

@@ -20,6 +20,7 @@
 #include "platform/qt/keys.h"
 #include "platform/qt/main_window.h"
 #include "platform/qt/menus.h"
+#include "platform/qt/screen_cover.h"
 #include "platform/qt/style.h"
 #include "platform/sdl/ring_device.h"
 
@@ -276,6 +277,12 @@ class qt_desktop : public desktop {
                         static_cast<int>(std::lround(area.height() * scale)), scale});
     }
     return result;
+  }
+
+  std::unique_ptr<output_window> open_output(std::size_t monitor) override {
+    const QList<QScreen*> screens = QGuiApplication::screens();
+    if (monitor >= static_cast<std::size_t>(screens.size())) return nullptr;
+    return cover_screen(*screens[static_cast<qsizetype>(monitor)]);
   }
 
   audio_device& audio() override { return audio_; }
