@@ -196,12 +196,20 @@ int run_window(const job& job) {
     if (seconds < job.seconds) return;
     engine.execute_action("exit");
     if (job.kind == "play") print_play(job, r, seconds);
-#include <optional>
-#include <set>
-
-#include "app/window_run.h"
-#include "browsers.h"
-#include "cache/track_frame.h"
+    if (job.kind == "ahead") {
+      print_ahead(job, r, seconds, frames_shown.size(), passed_over(composition, frames, frames_shown));
+    }
+    if (stands) {
+      std::printf("stopped window in the background%s: %.2f %% of one processor\n",
+                  job.kind == "idle" ? "" : ", with a server", 100.0 * (processor_seconds() - used) / seconds);
+    }
+    if (job.kind == "served") {
+      std::printf(
+          "%d x %d at %d with eight browsers: %.1f %% shown in time; %.0f answers a second of %.0f kB, %d failed\n",
+          job.width, job.height, job.rate, 100.0 * r.in_time / (seconds * job.rate), clients->answers() / seconds,
+          static_cast<double>(clients->bytes()) / std::max(clients->answers(), 1) / 1e3, clients->failures());
+      clients->stop();
+      server.end();
     }
     if (job.kind == "loop") {
       std::printf("%.0f s of looping, %d frames shown: %.1f MB resident at first, %+.1f MB at the end\n", seconds,
