@@ -67,6 +67,9 @@ std::optional<cine_file> cine_file::open(read_function read, std::int64_t size) 
 
   cine_file cine;
   cine.read_ = std::move(read);
+  cine.size_ = size;
+  cine.table_ = table;
+  cine.entry_size_ = entry_size;
   cine.first_image_ = static_cast<int>(word(header + 16));
   cine.frames_ = static_cast<int>(images);
   cine.trigger_ = {word(header + 40), word(header + 36)};
@@ -80,6 +83,31 @@ std::optional<cine_file> cine_file::open(read_function read, std::int64_t size) 
   }
   cine.find_blocks(setup + length, table);
   return cine;
+}
+
+// An annotation goes before each image; the last of its words is the size of the image.
+bool cine_file::is_whole(int frame) const {
+  std::uint8_t bytes[8] = {};
+  if (!read_(bytes, static_cast<std::size_t>(entry_size_), table_ + entry_size_ * frame)) return false;
+  const std::int64_t image = word(bytes) | static_cast<std::int64_t>(word(bytes + 4)) << 32;
+  if (image < header_size || image > size_ - 8 || !read_(bytes, 4, image)) return false;
+  const std::int64_t annotation = word(bytes);
+  if (annotation < 8 || !read_(bytes, 4, image + annotation - 4)) return false;
+  return image + annotation + word(bytes) <= size_;
+}
+
+// Images follow one another, so that the first that is cut decides.
+int cine_file::whole_frames() const {
+  int whole = 0;
+  for (int cut = frames_; whole < cut;) {
+    const int middle = whole + (cut - whole) / 2;
+    if (is_whole(middle)) {
+      whole = middle + 1;
+    } else {
+      cut = middle;
+    }
+  }
+  return whole;
 }
 
 void cine_file::find_blocks(std::int64_t position, std::int64_t end) {

@@ -33,7 +33,9 @@ class cine_file {
 
   int first_image() const { return first_image_; }  // number of frame 0, counted from the trigger
   int frames() const { return frames_; }            // that the table has; a file that was cut may hold fewer
-  double rate() const { return rate_; }             // pictures a second that the camera took, 0 when not told
+  // Those before the first one that the file does not hold to its end.
+  int whole_frames() const;
+  double rate() const { return rate_; }  // pictures a second that the camera took, 0 when not told
   cine_time trigger() const { return trigger_; }
 
   // When a frame was exposed.
@@ -51,7 +53,12 @@ class cine_file {
     int entries = 0;  // of 8 bytes
   };
 
+  bool is_whole(int frame) const;
+
   read_function read_;
+  std::int64_t size_ = 0;   // of the file
+  std::int64_t table_ = 0;  // of the positions of the images
+  std::int64_t entry_size_ = 8;
   int first_image_ = 0;
   int frames_ = 0;
   double rate_ = 0.0;

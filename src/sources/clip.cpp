@@ -1,5 +1,8 @@
 #include "sources/clip.h"
 
+#include <utility>
+
+#include "img/formats/shared/orientation.h"
 #include "lib/parallel.h"
 #include "platform/module.h"
 
@@ -35,15 +38,46 @@ const module_host host{
     active_yuv_row,
 };
 
+// A clip whose frames are turned after they are read.
+class turned_clip : public clip {
+ public:
+  turned_clip(std::shared_ptr<clip> inner, int orientation) : inner_(std::move(inner)), orientation_(orientation) {}
+
+  clip_kind kind() const override { return inner_->kind(); }
+  int frames() const override { return inner_->frames(); }
+  int rate() const override { return inner_->rate(); }
+  int width() const override { return swaps() ? inner_->height() : inner_->width(); }
+  int height() const override { return swaps() ? inner_->width() : inner_->height(); }
+  bool has_alpha() const override { return inner_->has_alpha(); }
+  long long address_of(int frame) const override { return inner_->address_of(frame); }
+  bool reads_in_order() const override { return inner_->reads_in_order(); }
+  bool can_reduce() const override { return inner_->can_reduce(); }
+  bool read(int frame, int resolution, img::image& image) override {
+    if (!inner_->read(frame, resolution, image)) return false;
+    img::apply_orientation(image, orientation_);
+    return true;
+  }
+  std::shared_ptr<const wave_context> read_audio() override { return inner_->read_audio(); }
+
+ private:
+  bool swaps() const { return img::swaps_sides(orientation_); }
+
+  std::shared_ptr<clip> inner_;
+  int orientation_;
+};
+
 }  // namespace
 
 open_result open_clip(clip_kind kind, const std::string& path, int rate) {
-  if (kind == clip_kind::rtv) return {nullptr, -1, false};
+  if (kind == clip_kind::rtv) return {.error = -1, .available = false};
   open_result result;
   std::string missing;
   void* function = platform::module_function("media", "kestrin_open_clip", missing);
-  if (!function) return {nullptr, -1, false};
+  if (!function) return {.error = -1, .available = false};
   reinterpret_cast<open_clip_function>(function)(host, kind, path, rate, result);
+  if (result.opened && result.orientation != 1) {
+    result.opened = std::make_shared<turned_clip>(std::move(result.opened), result.orientation);
+  }
   return result;
 }
 

@@ -40,8 +40,12 @@ class clip {
 };
 
 struct open_result {
-  std::shared_ptr<clip> opened;
-  int error = 0;          // of the failed opener
+  std::shared_ptr<clip> opened = {};
+  int error = 0;           // of the failed opener
+  std::string words = {};  // what that says of it, empty without
+  // How the frames lie in the file, as Exif numbers it (img/formats/shared/orientation.h). The reader leaves them so;
+  // open_clip() turns them upright.
+  int orientation = 1;
   bool available = true;  // false when this build or machine has no reader for the kind
 };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 
 #include "io/exceptions.h"
@@ -12,8 +13,10 @@ namespace sources {
 namespace {
 
 constexpr int pcm_tag = 1;
-// KSDATAFORMAT_SUBTYPE_PCM of the extensible format.
-constexpr std::array<std::uint8_t, 16> pcm_guid{1, 0, 0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71};
+constexpr int float_tag = 3;  // WAVE_FORMAT_IEEE_FLOAT
+constexpr int extensible_tag = 0xFFFE;
+// The sub-format of the extensible format is a tag and these bytes.
+constexpr std::array<std::uint8_t, 14> guid_tail{0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71};
 
 struct chunk_reader {
   io::binary_reader& reader;
@@ -59,20 +62,38 @@ int word16(const std::vector<std::uint8_t>& bytes, int at) {
   return bytes[at] | bytes[at + 1] << 8;
 }
 
-void read_format(const std::vector<std::uint8_t>& format, const char* name, wave_context& out) {
+// Whether the samples are floats.
+bool read_format(const std::vector<std::uint8_t>& format, const char* name, wave_context& out) {
   if (format.size() < 16) throw io::invalid_format(name, "Invalid format description");
-  const int tag = word16(format, 0);
+  int tag = word16(format, 0);
   out.channels = static_cast<std::uint32_t>(word16(format, 2));
   out.sample_rate = static_cast<std::uint32_t>(word16(format, 4) | word16(format, 6) << 16);
   out.bits = word16(format, 14);
-  if (tag != pcm_tag) {
-    const bool extensible_pcm =
-        format.size() >= 18 + 6 + pcm_guid.size() && std::equal(pcm_guid.begin(), pcm_guid.end(), format.begin() + 24);
-    if (!extensible_pcm) throw io::invalid_format(name, "Non-PCM formats are not supported");
-  }
-  const bool known_bits = out.bits == 8 || out.bits == 16 || out.bits == 24 || out.bits == 32;
+  constexpr int guid_at = 24;
+  const bool has_guid = format.size() >= guid_at + 2 + guid_tail.size() &&
+                        std::equal(guid_tail.begin(), guid_tail.end(), format.begin() + guid_at + 2);
+  if (tag == extensible_tag || (tag != float_tag && tag != pcm_tag)) tag = has_guid ? word16(format, guid_at) : 0;
+  if (tag != pcm_tag && tag != float_tag) throw io::invalid_format(name, "Non-PCM formats are not supported");
+  const bool is_float = tag == float_tag;
+  const bool known_bits =
+      is_float ? out.bits == 32 || out.bits == 64 : out.bits == 8 || out.bits == 16 || out.bits == 24 || out.bits == 32;
   if (!known_bits || out.channels == 0 || out.sample_rate == 0)
     throw io::invalid_format(name, "Invalid format description");
+  return is_float;
+}
+
+template <class Float>
+void floats_to_integers(std::vector<std::uint8_t>& data) {
+  const std::size_t count = data.size() / sizeof(Float);
+  for (std::size_t i = 0; i < count; ++i) {
+    Float value;
+    std::memcpy(&value, data.data() + i * sizeof value, sizeof value);
+    constexpr double full = 2147483647.0;
+    const double level = std::isnan(value) ? 0.0 : std::clamp<double>(value, -1.0, 1.0) * full;
+    const auto sample = static_cast<std::int32_t>(std::lrint(level));
+    std::memcpy(data.data() + i * sizeof sample, &sample, sizeof sample);
+  }
+  data.resize(count * sizeof(std::int32_t));
 }
 
 }  // namespace
@@ -117,7 +138,7 @@ std::shared_ptr<const wave_context> read_wave(io::binary_reader& reader, long lo
   wave->format_bytes.resize(size);
   in.exact(wave->format_bytes.data(), static_cast<int>(size));
   if (size & 1) in.skip(std::min<long long>(1, in.left));
-  read_format(wave->format_bytes, reader.name(), *wave);
+  const bool is_float = read_format(wave->format_bytes, reader.name(), *wave);
 
   if (!in.find("data", size)) throw io::eof_error(reader.name());
   if (size > in.left) throw io::eof_error(reader.name());
@@ -126,6 +147,14 @@ std::shared_ptr<const wave_context> read_wave(io::binary_reader& reader, long lo
     const int step = static_cast<int>(std::min<std::size_t>(wave->data.size() - done, 1 << 24));
     in.exact(wave->data.data() + done, step);
     done += static_cast<std::size_t>(step);
+  }
+  if (is_float) {
+    if (wave->bits == 64) {
+      floats_to_integers<double>(wave->data);
+    } else {
+      floats_to_integers<float>(wave->data);
+    }
+    wave->bits = 32;
   }
   return wave;
 }

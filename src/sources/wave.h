@@ -31,7 +31,8 @@ struct wave_context {
   mutable std::atomic<int> peak_{-1};
 };
 
-// Reads a RIFF wave file with PCM samples, plain or extensible. Throws io::invalid_format with "Invalid RIFF
+// Reads a RIFF wave file with samples of PCM or floats, plain or extensible; floats become 32-bit samples, from -1 to 1
+// as full level, cut there. Throws io::invalid_format with "Invalid RIFF
 // signature", "Invalid WAVE signature", "Invalid format description" or "Non-PCM formats are not supported", and
 // io::eof_error. `available` is the number of bytes that the source can hold; a chunk is believed only up to it.
 std::shared_ptr<const wave_context> read_wave(io::binary_reader& reader, long long available);

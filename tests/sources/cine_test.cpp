@@ -151,6 +151,7 @@ TEST(cine, as_a_clip) {
   std::filesystem::resize_file(path, std::filesystem::file_size(path) - 20);
   const auto cut = sources::open_clip(sources::clip_kind::phantom_cine, path, 2500).opened;
   ASSERT_TRUE(cut);
+  EXPECT_EQ(cut->frames(), 2);
   EXPECT_TRUE(cut->read(1, 0, image));
   EXPECT_EQ(image.row(0, 5)[7], 20);
   EXPECT_FALSE(cut->read(2, 0, image));

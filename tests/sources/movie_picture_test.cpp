@@ -27,6 +27,57 @@ class movie_picture : public support::movie_maker {
   }
 };
 
+TEST_F(movie_picture, few_bits_reach_from_black_to_white) {
+  for (const char* form : {"rgb555le", "rgb565le", "rgb555be"}) {
+    const bool big = std::string_view(form).ends_with("be");
+    const int one = std::string_view(form).starts_with("rgb565") ? 0x0821 : 0x0421;  // 1 in each colour
+    const int white = std::string_view(form).starts_with("rgb565") ? 0xFFFF : 0x7FFF;
+    std::string samples;
+    for (const int value : {white, one}) {
+      samples += static_cast<char>(big ? value >> 8 : value);
+      samples += static_cast<char>(big ? value : value >> 8);
+    }
+    const auto image = lossless(std::string(form) + ".mkv", samples, form, 2, 1, "-c:v rawvideo -allow_raw_vfw 1");
+    ASSERT_TRUE(image) << form;
+    for (int p : {0, 1, 2}) {
+      EXPECT_EQ(image->row(p, 0)[0], 255) << form;
+      EXPECT_EQ(image->row(p, 0)[1], p == 1 && white == 0xFFFF ? 4 : 8) << form;
+    }
+  }
+}
+
+TEST_F(movie_picture, turned_upright) {
+  // Four pixels that are told apart, and where they lie when the container says that the picture is to be turned.
+  const std::string samples("\x10\x50\x90\xD0", 4);
+  struct row {
+    const char* turn;
+    int width;
+    std::string pixels;
+  };
+  const row rows[] = {{"0", 4, "\x10\x50\x90\xD0"},
+                      {"90", 1, "\x10\x50\x90\xD0"},
+                      {"180", 4, "\xD0\x90\x50\x10"},
+                      {"270", 1, "\xD0\x90\x50\x10"}};
+  for (const row& r : rows) {
+    std::string path = file(std::string("turned") + r.turn + ".mov");
+    support::write_file(file("raw"), samples);
+    if (!support::run_ffmpeg("-f rawvideo -pix_fmt gray -s 4x1 -r 25 -i " + file("raw") +
+                             " -c:v png -pix_fmt gray -metadata:s:v rotate=" + r.turn + " " + path)) {
+      GTEST_SKIP() << "no rotation by this ffmpeg";
+    }
+    const auto clip = open_movie(path).opened;
+    ASSERT_TRUE(clip);
+    EXPECT_EQ(clip->width(), r.width);
+    EXPECT_EQ(clip->height(), 4 / r.width);
+    img::image image;
+    ASSERT_TRUE(clip->read(0, 0, image));
+    ASSERT_EQ(image.width, r.width);
+    for (std::size_t i = 0; i < 4; ++i) {
+      EXPECT_EQ(image.data[0].data()[i], static_cast<std::uint8_t>(r.pixels[i])) << r.turn << " " << i;
+    }
+  }
+}
+
 TEST_F(movie_picture, colours_and_alpha) {
   struct row {
     const char* file;

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <string>
 
@@ -57,7 +60,29 @@ TEST(wave, extensible) {
         chunk("data", std::string(6, '\2')));
   };
   EXPECT_EQ(read(file(guid))->frames(), 2);
-  EXPECT_THROW(read(file(float_guid)), io::invalid_format);
+  EXPECT_THROW(read(file(float_guid)), io::invalid_format);  // 24 bits are no float
+  std::string other_guid = guid;
+  other_guid[0] = 2;
+  EXPECT_THROW(read(file(other_guid)), io::invalid_format);
+}
+
+TEST(wave, floats_are_heard) {
+  const auto row = [](auto values, int tag, const std::string& extension) {
+    std::string data(sizeof values, '\0');
+    std::memcpy(data.data(), values.data(), data.size());
+    const int bits = 8 * static_cast<int>(sizeof values[0]);
+    return read(riff(chunk("fmt ", format_block(tag, 1, 48000, bits) + extension) + chunk("data", data)));
+  };
+  const std::string guid("\3\0\0\0\0\0\x10\0\x80\0\0\xAA\0\x38\x9B\x71", 16);
+  const std::string extension = word(22, 2) + word(32, 2) + word(4, 4) + guid;
+  for (const auto& wave : {row(std::array<float, 5>{0.5F, -1.0F, 3.0F, 0.0F, NAN}, 3, ""),
+                           row(std::array<double, 5>{0.5, -1.0, 3.0, 0.0, NAN}, 3, ""),
+                           row(std::array<float, 5>{0.5F, -1.0F, 3.0F, 0.0F, NAN}, 0xFFFE, extension)}) {
+    ASSERT_EQ(wave->frames(), 5);
+    EXPECT_EQ(wave->bits, 32);
+    const int samples[] = {16384, -32768, 32767, 0, 0};
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(wave->sample(i, 0), samples[i]) << i;
+  }
 }
 
 TEST(wave, refusals) {
@@ -75,7 +100,8 @@ TEST(wave, refusals) {
       {riff(chunk("fmt ", "short")), "Invalid format description"},
       {riff(chunk("fmt ", format_block(1, 0, 44100, 16))), "Invalid format description"},
       {riff(chunk("fmt ", format_block(1, 1, 44100, 12))), "Invalid format description"},
-      {riff(chunk("fmt ", format_block(3, 1, 44100, 32))), "Non-PCM formats are not supported"},
+      {riff(chunk("fmt ", format_block(2, 1, 44100, 4))), "Non-PCM formats are not supported"},
+      {riff(chunk("fmt ", format_block(3, 1, 44100, 16))), "Invalid format description"},
       {riff("fmt " + word(0x7FFFFFFF, 4)), "Invalid format description"},
       {riff(format), "Unexpected end of file"},
       {riff(format + "data" + word(0xFFFFFFF0u, 4) + "ab"), "Unexpected end of file"},

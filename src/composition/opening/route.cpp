@@ -32,9 +32,14 @@ std::string hexadecimal(int code) {
   return text;
 }
 
-bool open_kind(state& composition, track_info& record, clip_kind kind, const std::string& path, int& error) {
+struct refused {
+  int error = 0;
+  std::string words;  // with what goes before them in a line
+};
+
+bool open_kind(state& composition, track_info& record, clip_kind kind, const std::string& path, refused& refusal) {
   const sources::open_result result = sources::open_clip(kind, path, composition.doc.fpcs);
-  error = result.error;
+  refusal = {result.error, result.words.empty() ? "" : ": " + result.words};
   if (!result.opened) return false;
   take_clip(record, result.opened, path, composition.doc.fpcs);
   read_sound(composition, record);
@@ -69,25 +74,25 @@ bool open_wave(track_info& record, const std::string& path, int rate, std::strin
 
 // Kinds that are known by their extension and never fall through to another reader.
 bool open_camera_clip(state& composition, track_info& record, clip_kind kind, const std::string& path) {
-  int error = 0;
-  if (open_kind(composition, record, kind, path, error)) return true;
-  composition.report_error(open_error_line(path, error));
+  refused refusal;
+  if (open_kind(composition, record, kind, path, refusal)) return true;
+  composition.report_error(open_error_line(path, refusal.error) + refusal.words);
   return false;
 }
 
 // `refusal`: what a reader before these had to say, in place of their own line.
 bool open_movie(state& composition, track_info& record, const std::string& path, bool is_avi,
                 const std::string& refusal) {
-  int avi_error = 0;
-  int directshow_error = 0;
-  int quicktime_error = 0;
-  const auto try_kind = [&](clip_kind kind, int& error) { return open_kind(composition, record, kind, path, error); };
-  if (try_kind(clip_kind::avi, avi_error)) return true;
-  if (is_avi && try_kind(clip_kind::directshow, directshow_error)) return true;
-  if (try_kind(clip_kind::quicktime, quicktime_error)) return true;
-  if (!is_avi && try_kind(clip_kind::directshow, directshow_error)) return true;
-  const std::string codes = "Open error " + hexadecimal(avi_error) + ", " + hexadecimal(directshow_error) + ", " +
-                            std::to_string(quicktime_error);
+  refused avi, directshow, quicktime;
+  const auto try_kind = [&](clip_kind kind, refused& found) {
+    return open_kind(composition, record, kind, path, found);
+  };
+  if (try_kind(clip_kind::avi, avi)) return true;
+  if (is_avi && try_kind(clip_kind::directshow, directshow)) return true;
+  if (try_kind(clip_kind::quicktime, quicktime)) return true;
+  if (!is_avi && try_kind(clip_kind::directshow, directshow)) return true;
+  const std::string codes = "Open error " + hexadecimal(avi.error) + ", " + hexadecimal(directshow.error) + ", " +
+                            std::to_string(quicktime.error) + (is_avi ? avi.words : quicktime.words);
   composition.report_error(refusal.empty() ? line(path, codes) : refusal);
   return false;
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdarg>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <limits>
@@ -55,14 +57,46 @@ int reads_too_much(void* opaque) {
   return guard->opening && guard->context->pb && guard->context->pb->bytes_read > most_opening_bytes;
 }
 
+// The first error that the library tells on this thread goes there; everything else that it tells is dropped.
+thread_local std::string* error_text = nullptr;
+
+void note_error(void*, int level, const char* form, va_list values) {
+  if (level > AV_LOG_ERROR || !error_text || !error_text->empty()) return;
+  char line[200];
+  va_list copy;
+  va_copy(copy, values);
+  std::vsnprintf(line, sizeof line, form, copy);
+  va_end(copy);
+  *error_text = line;
+  error_text->resize(std::min(error_text->find_first_of("\r\n"), error_text->size()));
+}
+
+int open_choice(sources::clip_kind kind, const std::string& path, AVMediaType type, stream_choice& choice);
+
 }  // namespace
 
-int open_container(sources::clip_kind kind, const std::string& path, AVMediaType type, stream_choice& choice) {
+int open_container(sources::clip_kind kind, const std::string& path, AVMediaType type, stream_choice& choice,
+                   std::string* words) {
   static const bool quiet = [] {
-    av_log_set_level(AV_LOG_QUIET);
+    av_log_set_callback(note_error);
     return true;
   }();
   static_cast<void>(quiet);
+  std::string said;
+  error_text = &said;
+  const int error = open_choice(kind, path, type, choice);
+  error_text = nullptr;
+  if (error < 0 && words) {
+    char text[AV_ERROR_MAX_STRING_SIZE] = "";
+    if (said.empty() && av_strerror(error, text, sizeof text) == 0) said = text;
+    *words = said;
+  }
+  return error;
+}
+
+namespace {
+
+int open_choice(sources::clip_kind kind, const std::string& path, AVMediaType type, stream_choice& choice) {
   // A pipe without a writer would be waited for.
   std::error_code ignored;
   if (std::filesystem::exists(path, ignored) && !std::filesystem::is_regular_file(path, ignored))
@@ -101,7 +135,6 @@ int open_container(sources::clip_kind kind, const std::string& path, AVMediaType
   return 0;
 }
 
-namespace {
 // More of them cost memory for the pictures in work and no longer make a movie faster.
 constexpr int most_decoder_threads = 16;
 

@@ -24,8 +24,10 @@ struct stream_choice {
 };
 
 // Opens `path` as one kind of container and finds the best stream of a type. A file that is another kind, or has no
-// such stream, gives an error number of the library (negative) and an empty choice.
-int open_container(sources::clip_kind kind, const std::string& path, AVMediaType type, stream_choice& choice);
+// such stream, gives an error number of the library (negative) and an empty choice, and `words`, if given, what the
+// library says of it.
+int open_container(sources::clip_kind kind, const std::string& path, AVMediaType type, stream_choice& choice,
+                   std::string* words = nullptr);
 
 // How a decoder divides its work among its threads, where the codec leaves a choice: `jumping` by the slices of one
 // picture, which is there as soon as can be; `in_order` by pictures, which gives more of them in a second.

@@ -22,6 +22,6 @@ extern "C" __attribute__((visibility("default"))) void kestrin_open_clip(const s
   try {
     media::movie_clip::open(kind, path, rate, result);
   } catch (const std::exception&) {
-    result = {nullptr, AVERROR(ENOMEM), true};
+    result = {.error = AVERROR(ENOMEM)};
   }
 }

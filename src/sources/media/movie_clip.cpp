@@ -29,6 +29,20 @@ int frame_of_timecode(const img::timecode& code, int rate) {
   return frame;
 }
 
+// The container's turn of the picture, which is a multiple of 90 degrees or none.
+int orientation_of(const AVStream& stream) {
+  const auto* matrix =
+      reinterpret_cast<const std::int32_t*>(av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr));
+  if (!matrix) return 1;
+  const bool mirrored = static_cast<double>(matrix[0]) * matrix[4] < static_cast<double>(matrix[1]) * matrix[3];
+  const double counter_clockwise = av_display_rotation_get(matrix);
+  if (mirrored || std::isnan(counter_clockwise)) return 1;
+  constexpr int clockwise_by_90[] = {1, 6, 3, 8};
+  const double turns = -counter_clockwise / 90.0;
+  const double nearest = std::nearbyint(turns);
+  return std::abs(turns - nearest) < 0.01 ? clockwise_by_90[(static_cast<int>(nearest) % 4 + 4) % 4] : 1;
+}
+
 }  // namespace
 
 void movie_clip::open(sources::clip_kind kind, const std::string& path, int rate, sources::open_result& result) {
@@ -40,7 +54,7 @@ void movie_clip::open(sources::clip_kind kind, const std::string& path, int rate
     if (!clip->cine_) return;
   }
   stream_choice input;
-  result.error = open_container(kind, path, AVMEDIA_TYPE_VIDEO, input);
+  result.error = open_container(kind, path, AVMEDIA_TYPE_VIDEO, input, &result.words);
   if (result.error < 0) return;
   clip->kind_ = kind;
   clip->path_ = path;
@@ -55,6 +69,7 @@ void movie_clip::open(sources::clip_kind kind, const std::string& path, int rate
     const AVCodec* codec = avcodec_find_decoder(picture->codec_id);
     clip->reduces_ = codec && codec->max_lowres >= 2;
   }
+  result.orientation = orientation_of(*input.file->streams[input.stream]);
   clip->start_ = img::parse_timecode(timecode_text(input));
   input.file.reset();
 
@@ -65,6 +80,8 @@ void movie_clip::open(sources::clip_kind kind, const std::string& path, int rate
   long long time = 0;
   if (!first->first_picture(time)) return;
   clip->timing_.start_at(time);
+  if (clip->cine_) clip->timing_.frames = std::min(clip->timing_.frames, clip->cine_->whole_frames());
+  if (clip->timing_.frames < 1) return;
   result.error = 0;
   result.opened = std::move(clip);
 }

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 #include "sources/words.h"
 #include "sources/yuv.h"
@@ -77,6 +78,14 @@ bool is_fully_planar(const AVPixFmtDescriptor& form) {
   return true;
 }
 
+// Red, green and blue of less than 8 bits in one word.
+bool is_narrow_rgb(const AVPixFmtDescriptor& form) {
+  constexpr auto other = AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_BITSTREAM | AV_PIX_FMT_FLAG_HWACCEL |
+                         AV_PIX_FMT_FLAG_BAYER | AV_PIX_FMT_FLAG_PLANAR | AV_PIX_FMT_FLAG_FLOAT;
+  return (form.flags & AV_PIX_FMT_FLAG_RGB) && !(form.flags & other) && form.nb_components == 3 &&
+         form.comp[0].depth < 8 && form.comp[1].depth < 8 && form.comp[2].depth < 8;
+}
+
 }  // namespace
 
 bool has_alpha(AVPixelFormat format) {
@@ -97,7 +106,28 @@ bool picture_converter::convert(const AVFrame& picture, img::image& image) {
     }
     if (form->nb_components >= 3 && bits <= 14 && form->log2_chroma_w <= 1) return convert_yuv(picture, *form, image);
   }
+  if (is_narrow_rgb(*form)) return convert_narrow_rgb(picture, *form, image);
   return convert_by_scaler(picture, *form, image);
+}
+
+// The scaler puts zeros behind the few bits, so that white would not be white.
+bool picture_converter::convert_narrow_rgb(const AVFrame& picture, const AVPixFmtDescriptor& form, img::image& image) {
+  host().reset_image(image, "BGR", 8, picture.width, picture.height);
+  parallel_rows(image.height, static_cast<long long>(image.width) * image.height, [&](int first, int last) {
+    const std::uint8_t* planes[4] = {picture.data[0]};
+    const int strides[4] = {picture.linesize[0]};
+    std::vector<std::uint16_t> row(static_cast<std::size_t>(image.width));
+    for (int y = first; y < last; ++y) {
+      for (int c = 0; c < 3; ++c) {
+        av_read_image_line(row.data(), planes, strides, &form, 0, y, c, image.width, 0);
+        const int most = (1 << form.comp[c].depth) - 1;
+        std::uint8_t* out = image.row(2 - c, y);
+        for (std::size_t x = 0; x < row.size(); ++x)
+          out[x] = static_cast<std::uint8_t>((row[x] * 255 + most / 2) / most);
+      }
+    }
+  });
+  return true;
 }
 
 bool picture_converter::convert_yuv(const AVFrame& picture, const AVPixFmtDescriptor& form, img::image& image) {

@@ -19,6 +19,7 @@ class picture_converter {
   scaler_ptr scaler_;
   bool convert_yuv(const AVFrame& picture, const AVPixFmtDescriptor& form, img::image& image);
   bool convert_planar_rgb(const AVFrame& picture, const AVPixFmtDescriptor& form, img::image& image);
+  bool convert_narrow_rgb(const AVFrame& picture, const AVPixFmtDescriptor& form, img::image& image);
   bool convert_by_scaler(const AVFrame& picture, const AVPixFmtDescriptor& form, img::image& image);
 };
 

@@ -168,7 +168,7 @@ TEST_F(psd, what_is_told_beside_the_picture) {
                                        resource(1005, be32(300 << 16) + be32(1) + be32(150 << 16) + be32(1)) +
                                            resource(1060, "<x/>") + resource(1039, profile)));
   EXPECT_EQ(image.metadata, (std::map<std::string, std::string>{
-                                {"Resolution", "300 x 150 per inch"}, {"XMP", "<x/>"}, {"ICCProfile", "My tint"}}));
+                                {"resolution", "300 x 150 dpi"}, {"xmp", "<x/>"}, {"icc_profile", "My tint"}}));
 }
 
 TEST_F(psd, bad_files_say_what_is_wrong) {

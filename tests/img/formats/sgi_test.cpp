@@ -123,7 +123,7 @@ TEST(sixteen_bits, are_written_where_the_options_ask_for_them) {
   floats.reset(true, 2, 1);
   floats.data = {std::vector<float>{0.0F, 1.0F}, {0.5F, 0.18F}, {2.0F, -1.0F}, {0.25F, 1.0F}};
   const img::image picture = support::picture("BGR", 2, 1, {10, 20, 30});
-  for (const char* extension : {"sgi", "psd", "tif"}) {
+  for (const char* extension : {"sgi", "psd", "tif", "png"}) {
     for (int compression : {0, 1}) {
       img::save_options options{compression, 90, false, 16};
       const std::string path = folder / "a." + extension;

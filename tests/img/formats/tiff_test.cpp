@@ -271,7 +271,7 @@ TEST_F(tiff, what_is_told_beside_the_picture) {
   EXPECT_EQ(
       image.metadata,
       (std::map<std::string, std::string>{
-          {"Make", "Maker"}, {"Resolution", "300 x 150 per centimetre"}, {"XMP", "<x/>"}, {"ExposureTime", "2"}}));
+          {"exif_make", "Maker"}, {"resolution", "300 x 150 dots/cm"}, {"xmp", "<x/>"}, {"exif_exposure_time", "2"}}));
 }
 
 // Codings that only the library knows, written by the library itself.

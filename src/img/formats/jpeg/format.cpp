@@ -14,8 +14,10 @@
 #include "img/formats/jpeg/format.h"
 #include "img/formats/shared/exif.h"
 #include "img/formats/shared/export_planes.h"
+#include "img/formats/shared/icc_name.h"
 #include "img/formats/shared/library_guard.h"
 #include "img/formats/shared/metadata_text.h"
+#include "img/formats/shared/orientation.h"
 #include "img/formats/shared/refuse.h"
 #include "img/row_kernels.h"
 #include "io/file.h"
@@ -210,7 +212,7 @@ class reading {
       }
       // The description stands in the first of its pieces.
       if (begins(profile) && data.size() > profile.size() + 2 && data[profile.size()] == 1) {
-        if (std::string name = icc_description(data.subspan(profile.size() + 2)); !name.empty()) {
+        if (std::string name = icc_name(data.subspan(profile.size() + 2)); !name.empty()) {
           metadata_["icc_profile"] = std::move(name);
         }
       }
@@ -344,7 +346,7 @@ class jpeg : public format {
     image.set_centre_anchor();
     image.metadata = file.metadata();
     file.pixels_into(image);
-    set_upright(image, file.orientation());
+    apply_orientation(image, file.orientation());
   }
 
   picture_header read_header(const std::string& path, const layer&) const override {

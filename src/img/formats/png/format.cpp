@@ -1,6 +1,6 @@
-// Portable Network Graphics (ISO/IEC 15948) through libpng. Every form becomes 8-bit colour planes: gray is repeated,
-// palettes and transparent colours are resolved, 16 bits are rounded to 8. Gamma and profile are not applied. The
-// pixels of the common form are read without the library (plain.h).
+// Portable Network Graphics (ISO/IEC 15948) through libpng. Every form becomes colour planes: gray is repeated,
+// palettes and transparent colours are resolved. 16 bits become linear halves, all others 8 bits. Gamma and profile are
+// not applied. The pixels of the common form are read without the library (plain.h).
 #include <png.h>
 
 #include <algorithm>
@@ -9,8 +9,11 @@
 
 #include "img/format.h"
 #include "img/formats/png/plain.h"
+#include "img/formats/shared/deep_export.h"
+#include "img/formats/shared/deep_samples.h"
 #include "img/formats/shared/exif.h"
 #include "img/formats/shared/export_planes.h"
+#include "img/formats/shared/icc_name.h"
 #include "img/formats/shared/library_guard.h"
 #include "img/formats/shared/metadata_text.h"
 #include "img/row_kernels.h"
@@ -111,7 +114,7 @@ class reading {
     int method = 0;
     png_bytep profile = nullptr;
     if (png_get_iCCP(png_, info_, &name, &method, &profile, &size) != 0) {
-      const std::string told = icc_description({profile, size});
+      const std::string told = icc_name({profile, size});
       metadata["icc_profile"] = told.empty() ? utf8_of_latin1(name) : told;
     }
     png_uint_32 x = 0;
@@ -123,6 +126,8 @@ class reading {
     }
   }
 
+  bool is_deep() const { return png_get_bit_depth(png_, info_) == 16; }
+
   // 8-bit RGB or RGBA as it comes.
   bool is_plain() const {
     const int type = png_get_color_type(png_, info_);
@@ -132,39 +137,27 @@ class reading {
 
   void pixels_into(image& image) {
     if (is_plain() && read_plain_png(in_.file, image)) return;
-    const auto width = static_cast<std::size_t>(image.width);
-    const auto height = static_cast<std::size_t>(image.height);
     const std::size_t channels = has_alpha() ? 4 : 3;
+    const std::size_t row_bytes = static_cast<std::size_t>(image.width) * channels * (is_deep() ? 2 : 1);
+    const auto height = static_cast<std::size_t>(image.height);
     bool interlaced = false;
     in_.guard.run(path_, [&] {
       png_set_expand(png_);
-      png_set_scale_16(png_);
       png_set_gray_to_rgb(png_);
-      png_set_bgr(png_);
+      if (!is_deep()) png_set_bgr(png_);
       interlaced = png_set_interlace_handling(png_) > 1;
       png_read_update_info(png_, info_);
-      if (png_get_rowbytes(png_, info_) != width * channels) png_error(png_, "Unexpected row size");
+      if (png_get_rowbytes(png_, info_) != row_bytes) png_error(png_, "Unexpected row size");
     });
     // An interlaced picture comes in seven passes over all rows, any other row by row.
-    plane pixels(width * channels * (interlaced ? height : 1));
+    plane pixels(row_bytes * (interlaced ? height : 1));
     std::vector<png_bytep> rows(interlaced ? height : 0);
-    for (std::size_t y = 0; y < rows.size(); ++y) rows[y] = pixels.data() + y * width * channels;
-    const row_kernels& kernels = active_row_kernels();
+    for (std::size_t y = 0; y < rows.size(); ++y) rows[y] = pixels.data() + y * row_bytes;
     in_.guard.run(path_, [&] {
       if (interlaced) png_read_image(png_, rows.data());
       for (std::size_t y = 0; y < height; ++y) {
-        const std::uint8_t* row = pixels.data();
-        if (interlaced) {
-          row = rows[y];
-        } else {
-          png_read_row(png_, pixels.data(), nullptr);
-        }
-        const int at = static_cast<int>(y);
-        if (channels == 3) {
-          kernels.split3(row, image.row(0, at), image.row(1, at), image.row(2, at), width);
-        } else {
-          kernels.split4(row, image.row(0, at), image.row(1, at), image.row(2, at), image.row(3, at), width);
-        }
+        if (!interlaced) png_read_row(png_, pixels.data(), nullptr);
+        take_row(interlaced ? rows[y] : pixels.data(), static_cast<int>(y), static_cast<int>(channels), image);
       }
     });
   }
@@ -177,6 +170,21 @@ class reading {
       check_size(path_, width(), height(), bits / 8, size, most_deflate_expansion);
     } else {
       check_size(path_, width(), height(), 1, size, most_deflate_expansion * 8 / bits);
+    }
+  }
+  // 16-bit samples come red first, all others blue first.
+  void take_row(const std::uint8_t* row, int y, int channels, image& image) const {
+    const auto width = static_cast<std::size_t>(image.width);
+    const row_kernels& kernels = active_row_kernels();
+    if (is_deep()) {
+      const sample_form form{sample_form::whole, 16, true, false};
+      for (int p = 0; p < channels; ++p) {
+        put_samples(image, p == 3 ? 3 : 2 - p, 0, y, width, row + p * 2, static_cast<std::size_t>(channels) * 2, form);
+      }
+    } else if (channels == 3) {
+      kernels.split3(row, image.row(0, y), image.row(1, y), image.row(2, y), width);
+    } else {
+      kernels.split4(row, image.row(0, y), image.row(1, y), image.row(2, y), image.row(3, y), width);
     }
   }
   void destroy() { png_destroy_read_struct(&png_, &info_, nullptr); }
@@ -217,34 +225,58 @@ class writing {
   writing& operator=(const writing&) = delete;
 
   void write(const export_planes& planes, int width, int height, bool compressed) {
+    const auto columns = static_cast<std::size_t>(width);
+    const row_kernels& kernels = active_row_kernels();
+    write_rows(planes.count, 8, width, height, compressed, [&](int y, std::uint8_t* pixels) {
+      const std::uint8_t* rows[4] = {};
+      for (int p = 0; p < planes.count; ++p) rows[p] = planes.data[p] + static_cast<std::size_t>(y) * columns;
+      if (planes.count == 4) {
+        kernels.join4(rows[0], rows[1], rows[2], rows[3], pixels, columns);
+      } else if (planes.count == 3) {
+        kernels.join3(rows[0], rows[1], rows[2], pixels, columns);
+      } else {
+        for (std::size_t x = 0; x < columns; ++x) {
+          for (int p = 0; p < planes.count; ++p) pixels[x * static_cast<std::size_t>(planes.count) + p] = rows[p][x];
+        }
+      }
+    });
+  }
+
+  void write(const deep_planes& planes, bool compressed) {
+    write_rows(planes.count, 16, planes.width, planes.height, compressed, [&](int y, std::uint8_t* pixels) {
+      const auto count = static_cast<std::size_t>(planes.count);
+      for (int p = 0; p < planes.count; ++p) {
+        const std::uint16_t* row = planes.row(p, y);
+        std::uint8_t* out = pixels + 2 * p;
+        for (int x = 0; x < planes.width; ++x, out += 2 * count) {
+          out[0] = static_cast<std::uint8_t>(row[x] >> 8);
+          out[1] = static_cast<std::uint8_t>(row[x]);
+        }
+      }
+    });
+  }
+
+ private:
+  // `row_into(y, pixels)` gives the samples of a row, colours blue first.
+  template <class RowInto>
+  void write_rows(int channels, int bits, int width, int height, bool compressed, RowInto row_into) {
     constexpr int color_types[] = {PNG_COLOR_TYPE_GRAY, PNG_COLOR_TYPE_GRAY_ALPHA, PNG_COLOR_TYPE_RGB,
                                    PNG_COLOR_TYPE_RGB_ALPHA};
-    const auto columns = static_cast<std::size_t>(width);
-    std::vector<std::uint8_t> pixels(columns * static_cast<std::size_t>(planes.count));
-    const row_kernels& kernels = active_row_kernels();
+    std::vector<std::uint8_t> pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(channels * bits / 8));
     out_.guard.run(path_, [&] {
       png_set_user_limits(png_, max_dimension, max_dimension);
       png_set_write_fn(png_, &out_, write_bytes, flush_nothing);
-      png_set_IHDR(png_, info_, columns, static_cast<png_uint_32>(height), 8, color_types[planes.count - 1],
-                   PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+      png_set_IHDR(png_, info_, static_cast<png_uint_32>(width), static_cast<png_uint_32>(height), bits,
+                   color_types[channels - 1], PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
+                   PNG_FILTER_TYPE_DEFAULT);
       if (!compressed) {
         png_set_compression_level(png_, 0);
         png_set_filter(png_, PNG_FILTER_TYPE_BASE, PNG_FILTER_NONE);
       }
       png_write_info(png_, info_);
-      if (planes.count > 2) png_set_bgr(png_);
+      if (channels > 2) png_set_bgr(png_);
       for (int y = 0; y < height; ++y) {
-        const std::uint8_t* rows[4] = {};
-        for (int p = 0; p < planes.count; ++p) rows[p] = planes.data[p] + static_cast<std::size_t>(y) * columns;
-        if (planes.count == 4) {
-          kernels.join4(rows[0], rows[1], rows[2], rows[3], pixels.data(), columns);
-        } else if (planes.count == 3) {
-          kernels.join3(rows[0], rows[1], rows[2], pixels.data(), columns);
-        } else {
-          for (std::size_t x = 0; x < columns; ++x) {
-            for (int p = 0; p < planes.count; ++p) pixels[x * static_cast<std::size_t>(planes.count) + p] = rows[p][x];
-          }
-        }
+        row_into(y, pixels.data());
         png_write_row(png_, pixels.data());
       }
       png_write_end(png_, info_);
@@ -252,7 +284,6 @@ class writing {
     out_.writer.flush();
   }
 
- private:
   std::string path_;
   output out_;
   png_structp png_ = nullptr;
@@ -265,7 +296,7 @@ class png : public format {
 
   void read(image& image, const std::string& path, const layer&) const override {
     reading file(path);
-    image.reset(file.has_alpha() ? "BGRA" : "BGR", 8, file.width(), file.height());
+    image.reset(file.has_alpha() ? "BGRA" : "BGR", file.is_deep() ? 16 : 8, file.width(), file.height());
     image.set_path(path);
     image.set_centre_anchor();
     file.text_into(image.metadata);
@@ -278,9 +309,22 @@ class png : public format {
     return {file.width(), file.height(), file.has_alpha(), {layer()}};
   }
 
+  bool holds_16_bits() const override { return true; }
+
   void write(const image& image, const std::string& path, const save_options& options) const override {
+    if (options.bits == 16) return write_deep(deep_planes_for_export(image, path, options), path, options);
     const export_planes planes = planes_for_export(image, path, options);
     writing(path).write(planes, image.width, image.height, options.compression != 1);
+  }
+
+  void write_float(const float_image& image, const std::string& path, const save_options& options) const override {
+    if (options.bits != 16) return format::write_float(image, path, options);
+    write_deep(deep_planes_for_export(image, path, options), path, options);
+  }
+
+ private:
+  static void write_deep(const deep_planes& planes, const std::string& path, const save_options& options) {
+    writing(path).write(planes, options.compression != 1);
   }
 };
 

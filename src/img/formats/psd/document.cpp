@@ -219,12 +219,12 @@ void take_psd_metadata(const source_file& file, const psd_document& document, im
       if (size % 2 != 0 && at.left() > 0) at.take(1);
       constexpr int resolution = 1005, profile = 1039, xmp = 1060;
       if (id == resolution && size >= 16) {
-        info.metadata["Resolution"] = print("%.10g x %.10g per inch", be32(data) / 65536.0, be32(data + 8) / 65536.0);
+        info.metadata["resolution"] = print("%.10g x %.10g dpi", be32(data) / 65536.0, be32(data + 8) / 65536.0);
       } else if (id == profile) {
         const std::string text = icc_name({data, size});
-        if (!text.empty()) info.metadata["ICCProfile"] = text;
+        if (!text.empty()) info.metadata["icc_profile"] = text;
       } else if (id == xmp) {
-        info.metadata["XMP"] = valid_utf8({reinterpret_cast<const char*>(data), std::min<std::size_t>(size, 64 << 10)});
+        info.metadata["xmp"] = valid_utf8({reinterpret_cast<const char*>(data), std::min<std::size_t>(size, 64 << 10)});
       }
     }
   } catch (const io::eof_error&) {

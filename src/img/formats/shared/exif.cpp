@@ -1,10 +1,8 @@
 #include "img/formats/shared/exif.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "img/formats/shared/metadata_text.h"
-#include "lib/parallel.h"
 
 namespace img {
 namespace {
@@ -127,37 +125,10 @@ void take_directory(const tiff_view& tiff, std::size_t at, metadata_map& metadat
     if (tiff.part(place, std::min(bytes, tiff.size() + 1)).empty()) continue;
     if (tag == exif_directory) further = tiff.number(entry + 8, 4);
     if (tag == orientation_tag && type == 3) orientation = static_cast<int>(tiff.number(place, 2));
-    const auto* name =
-        std::find_if(std::begin(names), std::end(names), [&](const exif_name& n) { return n.tag == tag; });
-    if (name == std::end(names)) continue;
-    if (std::string text = value_text(tiff, type, count, place); !text.empty()) metadata[name->name] = std::move(text);
+    const char* name = exif_name_of(tag);
+    if (!name) continue;
+    if (std::string text = value_text(tiff, type, count, place); !text.empty()) metadata[name] = std::move(text);
   }
-}
-
-template <class T>
-void turn_plane(plane& target, const plane& source, int width, int height, int orientation) {
-  const bool swap = swaps_sides(orientation);
-  const bool flip_x = orientation == 2 || orientation == 3 || orientation == 7 || orientation == 8;
-  const bool flip_y = orientation == 3 || orientation == 4 || orientation == 6 || orientation == 7;
-  const int out_width = swap ? height : width;
-  const int out_height = swap ? width : height;
-  constexpr int block = 32;  // of columns, so that turned rows stay in the processor's cache
-  lib::parallel_rows(out_height, static_cast<long long>(width) * height, [&](int first, int last) {
-    for (int left = 0; left < out_width; left += block) {
-      for (int y = first; y < last; ++y) {
-        for (int x = left; x < std::min(left + block, out_width); ++x) {
-          const int column = swap ? y : x;
-          const int row = swap ? x : y;
-          const int from_x = flip_x ? width - 1 - column : column;
-          const int from_y = flip_y ? height - 1 - row : row;
-          target.as<T>()[static_cast<std::size_t>(y) * static_cast<std::size_t>(out_width) +
-                         static_cast<std::size_t>(x)] =
-              source.as<T>()[static_cast<std::size_t>(from_y) * static_cast<std::size_t>(width) +
-                             static_cast<std::size_t>(from_x)];
-        }
-      }
-    }
-  });
 }
 
 }  // namespace
@@ -175,63 +146,9 @@ int take_exif(std::span<const std::uint8_t> block, metadata_map& metadata) {
   return orientation >= 1 && orientation <= 8 ? orientation : 1;
 }
 
-std::string icc_description(std::span<const std::uint8_t> profile) {
-  const auto number = [&](std::size_t at) -> std::size_t {
-    if (at > profile.size() || profile.size() - at < 4) return 0;
-    return static_cast<std::size_t>(profile[at]) << 24 | profile[at + 1] << 16 | profile[at + 2] << 8 | profile[at + 3];
-  };
-  constexpr std::size_t desc = 0x64657363;
-  constexpr std::size_t mluc = 0x6D6C7563;
-  const std::size_t tags = std::min<std::size_t>(number(128), 100);
-  for (std::size_t i = 0; i < tags; ++i) {
-    const std::size_t entry = 132 + 12 * i;
-    if (number(entry) != desc) continue;
-    const std::size_t at = number(entry + 4);
-    const std::size_t size = number(entry + 8);
-    if (at > profile.size() || size > profile.size() - at) return {};
-    const auto tag = profile.subspan(at, size);
-    if (number(at) == desc && size > 12) {
-      const std::size_t length = std::min(number(at + 8), size - 12);
-      const std::string_view text(reinterpret_cast<const char*>(tag.data() + 12), length);
-      return valid_utf8(text.substr(0, text.find('\0')));
-    }
-    if (number(at) == mluc && size > 28) {
-      const std::size_t length = number(at + 20);
-      const std::size_t offset = number(at + 24);
-      if (offset > size || length > size - offset) return {};
-      std::string text;
-      for (std::size_t k = 0; k + 1 < length; k += 2) {
-        // Names of profiles are plain letters; any other is shown as a question mark.
-        const std::uint8_t high = tag[offset + k];
-        const std::uint8_t low = tag[offset + k + 1];
-        text += high == 0 && low >= ' ' && low < 0x7F ? static_cast<char>(low) : '?';
-      }
-      return text;
-    }
-    return {};
-  }
-  return {};
-}
-
-void set_upright(image& image, int orientation) {
-  if (orientation < 2 || orientation > 8) return;
-  const int width = image.width;
-  const int height = image.height;
-  for (std::size_t i = 0; i < img::image::max_planes; ++i) {
-    plane& from = image.data[i];
-    if (from.empty()) continue;
-    plane turned(from.size());
-    if (image.depth[i] == 8) {
-      turn_plane<std::uint8_t>(turned, from, width, height, orientation);
-    } else if (image.depth[i] == 16) {
-      turn_plane<std::uint16_t>(turned, from, width, height, orientation);
-    } else {
-      turn_plane<std::uint32_t>(turned, from, width, height, orientation);
-    }
-    from = std::move(turned);
-  }
-  if (swaps_sides(orientation)) std::swap(image.width, image.height);
-  image.set_centre_anchor();
+const char* exif_name_of(std::uint32_t tag) {
+  const auto* name = std::find_if(std::begin(names), std::end(names), [&](const exif_name& n) { return n.tag == tag; });
+  return name == std::end(names) ? nullptr : name->name;
 }
 
 }  // namespace img

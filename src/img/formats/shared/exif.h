@@ -1,4 +1,4 @@
-// The metadata that cameras and programs write beside the pixels of JPEG and PNG files.
+// The metadata that cameras and programs write beside the pixels of JPEG, PNG and TIFF files.
 #pragma once
 
 #include <cstdint>
@@ -17,14 +17,7 @@ using metadata_map = std::map<std::string, std::string>;
 // lie within the block is left out; nothing throws.
 int take_exif(std::span<const std::uint8_t> block, metadata_map& metadata);
 
-// The description in an ICC profile (ISO 15076-1), empty when it has none that can be read.
-std::string icc_description(std::span<const std::uint8_t> profile);
-
-// Turns and mirrors all planes so that a picture of that EXIF orientation stands upright; 5 to 8 swap width and height.
-// Other numbers change nothing.
-void set_upright(image& image, int orientation);
-constexpr bool swaps_sides(int orientation) {
-  return orientation >= 5 && orientation <= 8;
-}
+// The name of a field of such a block, or of the same tag in a TIFF file, in metadata; null for one that is not shown.
+const char* exif_name_of(std::uint32_t tag);
 
 }  // namespace img
