@@ -1,9 +1,12 @@
 // The time that the areas of the window take beside the picture in its preview: the whole client area against the
-// preview alone, at 1080p and, with the interface at twice its size, at 4K; and what lies over the picture.
+// preview alone, at 1080p and, with the interface at twice its size, at 4K; what lies over the picture; the property
+// panel by itself; and a turn of one of its sliders over five layers of 1920 x 1080 in memory, from the new value to the
+// picture of the window.
 #include "ui/window.h"
 
 #include <cstdio>
 
+#include "command/field_view.h"
 #include "support.h"
 #include "ui/screen.h"
 #include "ui/skin/drawing.h"
@@ -18,6 +21,7 @@ struct bed {
   cache::frame_scheduler reading{frames};
   cache::frame_board board{reading};
   command::engine engine{composition};
+  bool has_fields = (command::register_fields(engine), true);  // before the window, whose panel binds to them
   render::pipeline pipeline{frames, {}};
   playback::clock clock{composition, frames};
   command::key_table keys;
@@ -59,6 +63,59 @@ struct bed {
   }
 };
 
+// Opens the panel at its fullest tab.
+void open_panel(bed& bed) {
+  bed.composition.workspace.pp_visible = true;
+  bed.composition.workspace.split_color = true;
+}
+
+void panel_row(const char* name, math::point size, int scale) {
+  bed bed(size, scale);
+  bed.composition.workspace.split_color = true;
+  bool& shown = bed.composition.workspace.pp_visible;
+  const auto draw = [&](bool with_panel) {
+    shown = with_panel;
+    bed.window.draw(bed.target, bed.size, 0, nullptr);
+  };
+  std::vector<bench::contender> rows = {{"with", [&] { draw(true); }, {}}, {"without", [&] { draw(false); }, {}}};
+  bench::run_in_turn(rows, rounds);
+  const double panel = rows[0].typical() - rows[1].typical();
+  std::printf("%s: the property panel %.2f ms, %.1f %% of a frame at 60\n", name, panel * 1e3, 100 * panel * 60);
+}
+
+void slider_row() {
+  bed bed({1920, 1080}, 1);
+  ksn::state& composition = bed.composition;
+  composition.layer_delete_all();
+  for (int i = 0; i < 5; ++i) {
+    ksn::track_info layer;
+    layer.source.type = ksn::source_type::clipboard_image;
+    layer.source.frames = 1;
+    layer.source.width = 1920;
+    layer.source.height = 1080;
+    layer.source.clipboard_image = std::make_shared<img::image>("BGRA", 8, 1920, 1080);
+    layer.source.clipboard_image->set_centre_anchor();
+    layer.source.clipboard_image->fill(static_cast<std::uint8_t>(40 * i), 100, 200, 128);
+    layer.look.visible = true;
+    layer.look.alpha_type = ksn::alpha_type::normal;
+    composition.enter_stack(std::move(layer), false);
+  }
+  open_panel(bed);
+  const command::field_view exposure(bed.engine, "exposure");
+  double value = 0;
+  std::vector<bench::contender> rows = {{"turn",
+                                         [&] {
+                                           value = value > 1 ? 0 : value + 0.01;
+                                           exposure.set_number(value, 0);
+                                           bed.window.draw(bed.target, bed.size, 0, nullptr);
+                                         },
+                                         {}}};
+  bench::run_in_turn(rows, rounds);
+  const double turn = rows[0].typical();
+  std::printf("a slider over five layers of 1920 x 1080: a turn %.1f ms, %.0f %% of a frame at 24\n", turn * 1e3,
+              100 * turn * 24);
+}
+
 }  // namespace
 
 int main() {
@@ -93,5 +150,7 @@ int main() {
     const double marks = rows[2].typical() - rows[1].typical();
     std::printf("%s: mask, safe area and grid %.2f ms, %.1f %% of a frame at 60\n", r.name, marks * 1e3,
                 100 * marks * 60);
+    panel_row(r.name, r.size, r.scale);
   }
+  slider_row();
 }

@@ -69,6 +69,8 @@ constexpr context_row rows[] = {
     {"layer_modes",
      "blend_normal blend_add blend_mul blend_screen blend_difference - alpha_ignore alpha_normal alpha_pm "
      "alpha_pm2 ta_set_default_alpha - depth_ignore depth_replace depth_combine"},
+    // --- the text of a text layer, in the property panel ---
+    {"text", "edit_text - text_attributes_set_as_default"},
     // --- the ruler and its rate ---
     {"ruler",
      "frame_base_0 frame_base_1 frame_base_set_as_default - timeline_fit_all_layers timeline_trim_to_workarea"},

@@ -75,6 +75,7 @@ struct menu_entry {
   int id = 0;                       // 0 or above; what a context menu returns when this entry is chosen
   std::vector<menu_entry> entries;  // of a sub-menu; an entry with some is not chosen itself
   std::string command;              // what the entry stands for, where that is a command; told by the menu bar
+  std::function<void()> reached;    // the pointer or the keys came to it while the menu is open; at once; may be empty
 
   bool is_separator() const { return text.empty(); }
 };

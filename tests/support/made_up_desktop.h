@@ -164,6 +164,7 @@ class made_up_desktop : public platform::desktop {
   }
   static int id_of(const std::vector<platform::menu_entry>& entries, const std::string& text) {
     for (const platform::menu_entry& entry : entries) {
+      if (entry.entries.empty() && entry.reached) entry.reached();
       if (entry.entries.empty() && entry.enabled && !text.empty() && entry.text == text) return entry.id;
       if (const int found = id_of(entry.entries, text); found >= 0) return found;
     }

@@ -5,6 +5,7 @@
 
 #include "composition/editing/canvas.h"
 #include "composition/editing/layer_stack.h"
+#include "composition/opening/versions.h"
 #include "composition/time/frame_numbers.h"
 
 namespace ksn {
@@ -57,6 +58,7 @@ layer_values values_of(const track_info& track) {
   const layer_source& source = track.source;
   return {track.name,
           track.group_id,
+          source.version,
           {source.width, source.height, source.auto_update, source.disable_cache, source.rds, source.rcs,
            source.image_layer},
           track.timing,
@@ -107,7 +109,7 @@ void move_back(T& field, const T& now, const T& other) {
 }
 
 bool differ(const layer_values& a, const layer_values& b) {
-  bool result = false;
+  bool result = a.version != b.version;
   visit_changes(a, a, b, [&](const auto&...) { result = true; });
   return result;
 }
@@ -157,6 +159,7 @@ bool undo_action::fits(const state& composition, const layer_change& change) con
   if (index < 0) return false;
   const track_info& track = composition.doc.track_at(index);
   if (needs_crop_ && !track.placement.crop) return false;
+  if (change.now.version != change.other.version && track.source.version != change.now.version) return false;
   // When one of the times changed, the others say what it means.
   bool as_left = times_of(change.now.timing) == times_of(change.other.timing) ||
                  times_of(track.timing) == times_of(change.now.timing);
@@ -199,6 +202,7 @@ void undo_action::apply(state& composition) {
     const int index = composition.doc.index_of_id(change.id);
     if (index >= 0 && (rule_ == undo_rule::by_offset || fits(composition, change))) {
       track_info& track = composition.doc.track_at(index);
+      if (change.now.version != change.other.version) set_version(composition, track, change.other.version);
       visit_changes(track, change.now, change.other, [&](auto& field, const auto& now, const auto& other) {
         if (rule_ == undo_rule::by_offset) {
           move_back(field, now, other);
@@ -292,6 +296,7 @@ void undo_capture::take_back(state& composition) const {
     const auto before = layers_.find(track.id);
     if (before == layers_.end()) continue;
     const layer_values now = values_of(track);
+    if (now.version != before->second.version) set_version(composition, track, before->second.version);
     visit_changes(track, now, before->second, [](auto& field, const auto&, const auto& other) { field = other; });
     if (!(now.source == before->second.source)) composition.hooks.forget_layer(track.id);
   }

@@ -29,6 +29,7 @@ struct source_choices {
 struct layer_values {
   std::string name;
   int group_id = 0;
+  std::string version;  // of the source; another one brings other files
   source_choices source;
   layer_timing timing;
   layer_placement placement;

@@ -32,6 +32,7 @@ void fill_menu(QMenu& menu, const std::vector<menu_entry>& entries,
     action->setCheckable(entry.checkable);
     action->setChecked(entry.checked);
     QObject::connect(action, &QAction::triggered, [chosen, entry] { chosen(entry); });
+    if (entry.reached) QObject::connect(action, &QAction::hovered, entry.reached);
   }
 }
 

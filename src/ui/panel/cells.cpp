@@ -180,6 +180,9 @@ std::shared_ptr<ui_object> make_text(const binding& bound, const cell& c, const 
   parts.enabled = [field] { return field.has_record(); };
   parts.hint = *c.text ? c.text : "panel.text_field_hint";
   parts.one_line = c.kind != widget::lines;
+  if (c.kind == widget::lines) {
+    parts.menu = [&bench = bound.bench](math::point at) { bench.context_menu("text", at); };
+  }
   return std::make_shared<ui_text_field>(bound.bench.host, box, std::move(parts));
 }
 

@@ -2,9 +2,6 @@
 #include <algorithm>
 
 #include "composition/opening/versions.h"
-#include "lib/paths.h"
-#include "platform/files.h"
-#include "platform/folders.h"
 #include "ui/panel/cells.h"
 #include "ui/widgets/chooser.h"
 
@@ -53,16 +50,6 @@ std::shared_ptr<ui_object> make_text_chooser(const binding& bound, const char* n
 }
 
 }  // namespace
-
-std::shared_ptr<ui_object> make_lookup_chooser(const binding& bound, const widget_box& box) {
-  return make_text_chooser(bound, "lookup_table", box, [&bound] {
-    std::vector<entry> all{{bound.bench.text("pp_lookup_chooser.none"), "none"}};
-    for (const auto& [name, table] : bound.bench.composition.doc.lookup_table_map) {
-      all.push_back({name + (table.has_cube() ? ", 3D" : ", 1D"), name});
-    }
-    return all;
-  });
-}
 
 std::shared_ptr<ui_object> make_layer_chooser(const binding& bound, const widget_box& box) {
   return make_text_chooser(bound, "alpha_source", box, [&bound] {
@@ -121,15 +108,13 @@ std::shared_ptr<ui_object> make_version_chooser(const binding& bound, const widg
     ksn::state& composition = bound.bench.composition;
     const std::vector<std::string> all = versions();
     const bool scans = index >= static_cast<int>(all.size());
-    for (const int layer : composition.doc.selection) {
-      ksn::track_info& track = composition.doc.track_at(layer);
-      if (scans) {
-        ksn::scan_versions(track);
-      } else if (!track.source.version.empty()) {
-        ksn::set_version(composition, track, all[static_cast<std::size_t>(index)]);
+    bound.changes.make("version", [&] {
+      for (const int layer : composition.doc.selection) {
+        ksn::track_info& track = composition.doc.track_at(layer);
+        if (track.source.version.empty()) continue;
+        scans ? ksn::scan_versions(track) : ksn::set_version(composition, track, all[static_cast<std::size_t>(index)]);
       }
-    }
-    composition.touch();
+    });
   };
   parts.enabled = [&bound] {
     const ksn::track_info* track = first_layer(bound);

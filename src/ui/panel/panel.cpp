@@ -99,6 +99,26 @@ property_panel::property_panel(workbench& bench) : bench_(bench), changes_(bench
                     .help = "open the property panel where it fits the selected layer, or close it",
                     .execute = [this] { open_for_selection(); },
                     .checked = [this] { return is_shown(); }});
+  bench.engine.add({.group = command::action_group::layer_state,
+                    .name = "import_lookup_table",
+                    .value_form = "PATH",
+                    .value_help = "read a lookup table from a file and give it to the selected layers",
+                    .execute_value =
+                        [this](const std::string& path) {
+                          import_table(path);
+                          return true;
+                        },
+                    .enabled = [&bench] { return bench.composition.doc.has_selection(); },
+                    .ask = command::file_question{.title = "import_lookup_table_title",
+                                                  .filter = "lookup_table_filter any_file_filter"}});
+}
+
+void property_panel::import_table(const std::string& path) {
+  ksn::state& composition = bench_.composition;
+  const command::layer_field& field = *bench_.engine.find_layer_field("lookup_table");
+  changes_.make(field.name.c_str(), [&] {
+    for (const int index : composition.doc.selection) field.set(composition, composition.doc.track_at(index), path);
+  });
 }
 
 int property_panel::tab() const {

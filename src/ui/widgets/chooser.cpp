@@ -55,10 +55,11 @@ void ui_basic_chooser::mouse_up(mouse_button button, math::point, bool) {
     entry.checkable = true;
     entry.checked = i == current_index();
     entry.id = i;
+    entry.reached = [this, i] { point_at(i); };
   }
   const rectangle box = box_.in(last_);
   const int chosen = host_.popup_menu(entries, {box.left, box.bottom});
-  if (chosen >= 0 && chosen < item_count()) select(chosen);
+  chosen >= 0 && chosen < item_count() ? select(chosen) : leave_list();
   host_.input.ask_redraw();
 }
 

@@ -28,6 +28,9 @@ class ui_basic_chooser : public ui_object, public mouse_handler {
   virtual void select(int index) = 0;
   virtual std::string item_text(int index) const = 0;
   virtual bool is_enabled() const = 0;
+  // While the list is open: the pointer or the keys came to an entry; and the list closed without a choice.
+  virtual void point_at(int /*index*/) {}
+  virtual void leave_list() {}
   // The text that is shown while the list is closed.
   virtual std::string shown_text() const;
 

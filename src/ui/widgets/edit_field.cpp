@@ -276,6 +276,11 @@ void ui_edit_field::store(const std::string& text) {
 ui_text_field::ui_text_field(const widget_host& host, widget_box box, parts parts)
     : typing_field(host, box, text_editor({}, most_text_characters, !parts.one_line)), parts_(std::move(parts)) {}
 
+void ui_text_field::mouse_up(mouse_button button, math::point point, bool double_click) {
+  if (button == mouse_button::right && !is_typing() && is_enabled() && parts_.menu) return parts_.menu(point);
+  typing_field::mouse_up(button, point, double_click);
+}
+
 void ui_text_field::draw(painter& on, const place& at) {
   if (is_typing() || !is_enabled() || parts_.one_line) return typing_field::draw(on, at);
   hit_test({-1, -1}, at);  // notes the place

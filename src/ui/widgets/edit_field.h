@@ -129,9 +129,11 @@ class ui_text_field : public typing_field {
     std::function<bool()> enabled;  // empty: always
     std::string hint;               // key of its tip, empty for none
     bool one_line = false;
+    std::function<void(math::point at)> menu = {};  // of a right click while nothing is typed; may be empty
   };
   ui_text_field(const widget_host& host, widget_box box, parts parts);
   void draw(painter& on, const place& at) override;
+  void mouse_up(mouse_button button, math::point point, bool double_click) override;
   std::string get_tool_tip(math::point) override {
     return parts_.hint.empty() ? std::string() : host().text(parts_.hint);
   }

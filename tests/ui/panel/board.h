@@ -34,6 +34,7 @@ class board : public testing::Test {
   math::point size{940, 800};
   std::deque<std::string> menu_answers;  // texts of the entries that are chosen
   std::vector<platform::menu_entry> menu;
+  std::function<void(const platform::menu_entry& entry)> on_entry;  // called as the pointer comes to an entry
   std::string clipboard;
   std::vector<std::string> commands;
   std::shared_ptr<ui::property_panel> panel;
@@ -81,7 +82,10 @@ class board : public testing::Test {
     if (menu_answers.empty()) return -1;
     const std::string wanted = menu_answers.front();
     menu_answers.pop_front();
+    // On the way to the wanted entry the pointer comes by those before.
     for (const platform::menu_entry& entry : menu) {
+      if (entry.reached) entry.reached();
+      if (on_entry) on_entry(entry);
       if (entry.text == wanted && entry.enabled) return entry.id;
     }
     return -1;

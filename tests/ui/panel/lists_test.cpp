@@ -1,0 +1,112 @@
+// The lists of the panel that depend on layers and files: lookup tables with what the pointer shows, alpha sources,
+// pictures and versions of a source.
+#include <filesystem>
+
+#include "composition/editing/undo.h"
+#include "support/temp_folder.h"
+#include "ui/panel/board.h"
+
+namespace {
+
+using strings = std::vector<std::string>;
+
+class panel_lists : public support::board {
+ protected:
+  strings texts_of_menu() const {
+    strings all;
+    for (const platform::menu_entry& entry : menu) all.push_back(entry.text);
+    return all;
+  }
+};
+
+const char* const cube = "LUT_3D_SIZE 2\n0 0 0\n1 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 1 1\n1 1 1\n";
+const char* const curve = "LUT_1D_SIZE 2\n0 0 0\n1 1 1\n";
+
+TEST_F(panel_lists, lookup_tables_show_while_the_pointer_is_on_them) {
+  support::temp_folder folder;
+  support::write_file(folder / "dusk.cube", cube);
+  support::write_file(folder / "film.cube", curve);
+  add_layer();
+  add_layer();
+  for (const char* name : {"dusk.cube", "film.cube"}) engine.run_option("--import_lookup_table=" + folder / name);
+  EXPECT_EQ(engine.composition().doc.tracks[1].look.tf.lookup, "film.cube");
+  composition.undo();
+  EXPECT_EQ(engine.composition().doc.tracks[1].look.tf.lookup, "dusk.cube") << "each import is a step";
+  composition.doc.tracks[0].look.tf = {};
+  composition.undo_stack.reset();
+
+  strings seen;
+  on_entry = [&](const platform::menu_entry&) { seen.push_back(composition.doc.tracks[0].look.tf.lookup); };
+  drawn_texts();
+  EXPECT_TRUE(shows("---")) << "they differ";
+  menu_answers = {"nothing"};
+  click(find("lookup_table"));
+  EXPECT_EQ(texts_of_menu(),
+            (strings{text("pp_lookup_chooser.none"), "dusk.cube, 3D", "film.cube, 1D", text("import_lookup_table")}));
+  EXPECT_EQ(seen, (strings{"", "dusk.cube", "film.cube", ""}));
+  EXPECT_EQ(composition.doc.tracks[0].look.tf.lookup + "+" + composition.doc.tracks[1].look.tf.lookup, "+dusk.cube")
+      << "closed without a choice";
+  EXPECT_FALSE(composition.undo_stack);
+  menu_answers = {"film.cube, 1D"};
+  click(find("lookup_table"));
+  EXPECT_EQ(field("1:lookup_table") + field("2:lookup_table"), "film.cubefilm.cube");
+  EXPECT_TRUE(shows("film.cube, 1D"));
+  composition.undo();
+  EXPECT_EQ(field("1:lookup_table") + field("2:lookup_table"), "nonedusk.cube") << "to what each of them had";
+  menu_answers = {text("import_lookup_table")};
+  click(find("lookup_table"));
+  EXPECT_EQ(commands, strings{"import_lookup_table"});
+  input.mouse_wheel(find("lookup_table"), -1200, 0, 0);
+  EXPECT_EQ(field("1:lookup_table"), "film.cube") << "the wheel ends at the last table";
+  EXPECT_EQ(commands.size(), 1u);
+}
+
+TEST_F(panel_lists, alpha_sources_and_pictures) {
+  add_layer().name = "title";
+  add_layer().name = "matte";
+  composition.doc.selection = {0};
+  composition.workspace.pp_tab = 2;
+  drawn_texts();
+  menu_answers = {"2  matte"};
+  click(find("alpha_source"));
+  EXPECT_EQ(field("alpha_source"), "2");
+  EXPECT_TRUE(shows("2  matte"));
+  composition.undo();
+  EXPECT_EQ(field("alpha_source"), "none");
+
+  composition.workspace.pp_tab = 6;
+  ksn::layer_source& source = composition.doc.tracks[0].source;
+  source.image_layers = {{}, {2, 1, "beauty"}, {2, 2, "crypto"}};
+  drawn_texts();
+  menu_answers = {"crypto"};
+  click(find("image_layer"));
+  EXPECT_EQ(field("image_layer"), "crypto");
+  EXPECT_TRUE(shows("crypto (3)"));
+  composition.undo();
+  EXPECT_EQ(field("image_layer"), "");
+}
+
+TEST_F(panel_lists, versions_are_found_chosen_and_scanned) {
+  support::temp_folder folder;
+  for (const char* version : {"v001", "v002"}) {
+    support::write_file(folder / ("shot_" + std::string(version) + ".tga"), "x");
+  }
+  ksn::track_info& layer = add_layer(ksn::source_type::image);
+  layer.source.path = folder / "shot_v001.tga";
+  layer.source.version = "v001";
+  composition.workspace.pp_tab = 6;
+  drawn_texts();
+  EXPECT_TRUE(shows("v001"));
+  menu_answers = {text("pp_tab_source.scan_for_new_versions"), "v002"};
+  click(find(""));
+  EXPECT_TRUE(shows("v001 (2)"));
+  click(find(""));
+  EXPECT_EQ(layer.source.path, folder / "shot_v002.tga");
+  EXPECT_TRUE(shows("v002 (2)"));
+  composition.undo();
+  EXPECT_EQ(layer.source.path, folder / "shot_v001.tga");
+  composition.undo();
+  EXPECT_EQ(layer.source.path, folder / "shot_v002.tga");
+}
+
+}  // namespace
