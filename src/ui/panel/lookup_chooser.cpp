@@ -32,11 +32,12 @@ class lookup_chooser : public ui_basic_chooser {
     list_tables();
     ui_basic_chooser::mouse_up(button, point, double_click);
   }
-  void wheel(int axis, int steps, math::point point) override {
+  // The last entry asks for a file; the wheel ends in front of it.
+  void wheel(int axis, int steps, math::point) override {
+    if (axis != 0 || !is_enabled()) return;
     list_tables();
-    // The last entry asks for a file; the wheel ends in front of it.
-    if (steps < 0 && current_index() >= static_cast<int>(tables_.size())) return;
-    ui_basic_chooser::wheel(axis, steps, point);
+    const int wanted = std::clamp(current_index() - steps, 0, static_cast<int>(tables_.size()));
+    if (wanted != current_index()) select(wanted);
   }
   std::string get_tool_tip(math::point) override {
     return bound_.bench.text("pp_lookup_chooser.hint") + "\n" + bound_.bench.text("pp_lookup_chooser.hint2");

@@ -82,7 +82,7 @@ TEST_F(picture_text, keys_mouse_and_clipboard) {
       {"all is selected at first", [] {}, "X"},
       {"the end", press({key_end | ctrl}), "one two\nthreeX"},
       {"a line up, as it stands there", press({key_end | ctrl, up}), "one twXo\nthree"},
-      {"a line up with Shift", press({home | ctrl, 40 | shift}), "Xhree"},
+      {"a line down with Shift", press({home | ctrl, 40 | shift}), "Xthree"},
       {"words", press({key_end | ctrl, left | ctrl | shift}), "one two\nX"},
       {"a new line", press({key_end | ctrl, enter | shift}), "one two\nthree\nX"},
       {"a click", [this] { click(on_layer(96, 40)); }, "oneX two\nthree"},
