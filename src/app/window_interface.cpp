@@ -127,6 +127,7 @@ platform::window_events window_run::events() {
 void window_run::on_mouse(const platform::mouse_event& event) {
   using platform::mouse_action;
   ui::input& input = interface_->input();
+  input.set_pressure(event.pressure);
   switch (event.action) {
     case mouse_action::press:
     case mouse_action::double_click: {

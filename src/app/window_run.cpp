@@ -24,6 +24,8 @@ namespace {
 constexpr std::chrono::milliseconds frame_patience(1500);
 constexpr int longest_sleep = 960;    // milliseconds, of a stopped window in the background
 constexpr int longest_redraw = 1000;  // milliseconds between two pictures of a window that nothing happens to
+constexpr long long drag_picture =
+    1'000'000'000 / 60;               // nanoseconds that a picture may take while something is dragged
 constexpr int lost_display_code = 1;  // of the process
 // Milliseconds between two pictures for the marks of frames alone.
 constexpr std::uint32_t marks_redraw = 250;
@@ -122,6 +124,7 @@ bool window_run::open() {
     desktop_->show_message("Unable to create the main window.", false);
     return false;
   }
+  parts_.composition.has_window = true;
   if (pending_client_size_.x > 0 && pending_client_size_.y > 0) desktop_->set_client_size(pending_client_size_);
   if (parts_.composition.workspace.full_screen) desktop_->set_fullscreen(true);
   caption_.clear();
@@ -193,6 +196,12 @@ bool window_run::main_tick() {
   }
   ksn::poll_watches(composition);
 
+  const bool dragging = interface_->input().dragging();
+  if (!composition.doc.playing && !dragging && composition.plain_sampling) {
+    sampling_.stop();
+    composition.plain_sampling = false;
+    redraw_ = true;
+  }
   const bool live = std::any_of(composition.doc.tracks.begin(), composition.doc.tracks.end(), is_live);
   // A wait that ended early makes no second picture of a frame, which would keep the next one waiting.
   const std::uint32_t since_draw = now - last_draw_;
@@ -208,6 +217,9 @@ bool window_run::main_tick() {
     due_.reset();
     last_draw_ = now;
     draw_and_present(times);
+    sampling_.picture(was_playing || dragging, times.fetch + times.composite + times.draw,
+                      was_playing ? 100'000'000'000 / std::max(composition.doc.fpcs, 1) : drag_picture);
+    composition.plain_sampling = sampling_.plain();
     times.lateness = since(start);
     if (was_playing) {
       const double gone = 1.0 - frames_left(composition);
@@ -308,6 +320,7 @@ bool window_run::close() {
     return false;
   }
   closed_ = true;
+  parts_.composition.has_window = false;
   presenter_->shut_down();
   set_fullscreen(false);
   save_state();

@@ -19,6 +19,7 @@
 #include "playback/clock.h"
 #include "render/pipeline.h"
 #include "ui/presenter.h"
+#include "ui/sampling_choice.h"
 #include "ui/window.h"
 
 namespace app {
@@ -119,6 +120,7 @@ class window_run {
   std::uint32_t last_tick_ = 0;
   bool foreground_ = false;
   int last_frame_ = -1;
+  ui::sampling_choice sampling_;
   bool progress_shown_ = false;
   bool progress_cancelled_ = false;
   std::unique_ptr<ui::window> interface_;

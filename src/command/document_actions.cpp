@@ -198,6 +198,16 @@ constexpr document_row view_rows[] = {
        c.view.pan_position = {};
        c.view.zoom_factor2 = 100;
      }},
+    {"view_exposure_up", "show the picture a quarter of a stop brighter", "E", "mi_view", 90,
+     [](state& c) { c.view.add_exposure(25); }},
+    {"view_exposure_down", "show the picture a quarter of a stop darker", "Shift+E", "mi_view", 91,
+     [](state& c) { c.view.add_exposure(-25); }},
+    {"view_gamma_up", "show the picture with darker midtones", "H", "mi_view", 92,
+     [](state& c) { c.view.add_gamma(5); }},
+    {"view_gamma_down", "show the picture with brighter midtones", "Shift+H", "mi_view", 93,
+     [](state& c) { c.view.add_gamma(-5); }},
+    {"view_neutral", "show the picture without exposure, gamma and other corrections of the view", "N", "mi_view", 94,
+     [](state& c) { c.view.make_neutral(); }, [](const state& c) { return !c.view.is_neutral(); }},
     {"channel_r", "show the red channel alone, or all channels again", "R", "mi_view", 70,
      show_channel<view_type::r_grayscale>, nullptr, channel_lit<channel_type::red>},
     {"channel_g", "show the green channel alone, or all channels again", "G", "mi_view", 71,

@@ -95,6 +95,11 @@ void register_view(engine& engine) {
       MEMBER(view.resolution));
   add("view_channels", "channels that are shown", words<ksn::view_type>(), MEMBER(view.channels));
   add("safe_area_visible", "whether safe area and output mask are shown", boolean(), MEMBER(view.safe_area_active));
+  add("view_filter",
+      "how the view shows pictures below 100 percent: nearest takes one pixel, smooth the average of all; auto is "
+      "smooth "
+      "in a window and nearest without",
+      words<ksn::view_filter_type>(), MEMBER(view.filter));
   add("grid", "whether the grid is shown", boolean(), MEMBER(view.grid));
   add("switch_views", "whether the left and the right stereo view are exchanged", boolean(), MEMBER(view.switch_views));
   add("timeline_visible", "whether a window shows the timeline", boolean(), MEMBER(workspace.timeline_visible));
@@ -141,6 +146,8 @@ void register_settings(engine& engine) {
   add("brush_spacing", "distance of the brush's stamps in percent of its size", integer(1, 1000),
       MEMBER(workspace.brush_spacing));
   add("brush_color", "colour of the brush; its alpha is the opacity", color(true), MEMBER(workspace.brush_color));
+  add("brush_pressure", "what the pressure of a pen changes of the brush", words<ksn::brush_pressure_type>(),
+      MEMBER(workspace.brush_pressure));
   add("ext_device", "device of the external output; secondary and tertiary are monitors", words<ksn::ext_device_type>(),
       MEMBER(settings.ext_device));
   add("ext_alpha", "what the external output does with alpha", words<ksn::ext_alpha_type>(),

@@ -57,6 +57,8 @@ constexpr enum_word r3d_resolution_words[] = {{"full", 0},    {"half_premium", 1
                                               {"quarter", 3}, {"eighth", 4},       {"5", 5}};
 constexpr enum_word r3d_preset_words[] = {{"rmd", 0}, {"clip", 1}, {"baseline", 2}, {"raw", 3}};
 constexpr enum_word cache_resolution_words[] = {{"full", 0}, {"half", 1}, {"quarter", 2}};
+constexpr enum_word view_filter_words[] = {{"auto", 0}, {"nearest", 1}, {"smooth", 2}};
+constexpr enum_word brush_pressure_words[] = {{"none", 0}, {"size", 1}, {"opacity", 2}};
 
 }  // namespace
 
@@ -89,6 +91,8 @@ KSN_WORDS(alpha_source_range_type, alpha_source_range_words)
 KSN_WORDS(r3d_resolution_type, r3d_resolution_words)
 KSN_WORDS(r3d_preset_type, r3d_preset_words)
 KSN_WORDS(cache_resolution_type, cache_resolution_words)
+KSN_WORDS(view_filter_type, view_filter_words)
+KSN_WORDS(brush_pressure_type, brush_pressure_words)
 
 #undef KSN_WORDS
 

@@ -72,6 +72,10 @@ enum class alpha_source_range_type { none, shadows, midtones, highlights };
 enum class r3d_resolution_type { full, half_premium, half, quarter, eighth };
 enum class r3d_preset_type { rmd, clip, baseline, raw };
 enum class cache_resolution_type { full, half, quarter };
+// How the view shows a picture at less than its own size; automatic is smooth in a window and nearest without.
+enum class view_filter_type { automatic, nearest, smooth };
+// What the pressure of a pen changes of the brush.
+enum class brush_pressure_type { none, size, opacity };
 
 // One word of an enumeration and the integer that is stored for it.
 struct enum_word {

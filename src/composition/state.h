@@ -107,6 +107,8 @@ class state : public composition_view {
   // --- run-time state that is never stored ---
   int interface_scale = 1;  // of the main window's interface, 1 or 2
   view_fit fit = view_fit::open;
+  bool has_window = false;
+  bool plain_sampling = false;  // playing can't afford a smooth view
   // The folders of watched sequences, by layer id; made with the first watch.
   std::shared_ptr<platform::folder_watcher> watcher;
 

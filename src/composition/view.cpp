@@ -64,6 +64,30 @@ void view::toggle_mask() {
   safe_area_active = true;
 }
 
+void view::add_exposure(int hundredths) {
+  constexpr int most = 10000;
+  for (int& value : tf.exposure) value = std::clamp(value + hundredths, -most, most);
+}
+
+void view::add_gamma(int hundredths) {
+  for (int& value : tf.gamma) value = std::clamp(value + hundredths, 10, 1000);
+}
+
+void view::make_neutral() {
+  img::correction neutral;
+  neutral.color_space = tf.color_space;
+  neutral.nonlog_cineon = tf.nonlog_cineon;
+  neutral.lookup = tf.lookup;
+  neutral.lookup_table = tf.lookup_table;
+  tf = neutral;
+}
+
+bool view::is_neutral() const {
+  view other = *this;
+  other.make_neutral();
+  return other.tf == tf;
+}
+
 double view::zoom() const {
   return zoom_factor2 / 100.0 * view_pixel_aspect();
 }

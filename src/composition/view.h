@@ -22,7 +22,8 @@ struct view {
   target_view_type stereo_view = target_view_type::left;  // view that is shown
   stereo_view_type stereo_mode = stereo_view_type::anaglyph;
   bool switch_views = false;
-  img::correction tf;  // colour correction of all that is shown
+  img::correction tf;                                     // colour correction of all that is shown
+  view_filter_type filter = view_filter_type::automatic;  // never stored
   bool operator==(const view&) const = default;
 
   // Factor of a picture's width on the screen.
@@ -32,6 +33,12 @@ struct view {
   double view_pixel_aspect() const { return aspect_enabled ? aspect : 1.0; }
   // Values below 1 switch the view aspect off and keep the former value.
   void set_view_aspect(double value);
+  // Adds hundredths of a stop to the exposure of what is shown, and hundredths to its gamma, of all three colours.
+  void add_exposure(int hundredths);
+  void add_gamma(int hundredths);
+  // Takes every correction of what is shown back; colour space and lookup table stay.
+  void make_neutral();
+  bool is_neutral() const;
   // Shows the channel alone, or all of them when it is shown alone.
   void toggle_channel(view_type channel);
   // The next of a colour's ways: as grey, in colour, hidden.

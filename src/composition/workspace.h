@@ -32,6 +32,7 @@ struct workspace {
   int brush_softness = 0;
   int brush_spacing = 5;
   lib::color brush_color{255, 255, 255, 255};
+  brush_pressure_type brush_pressure = brush_pressure_type::size;  // never stored
   bool operator==(const workspace&) const = default;
 
   bool& shown_timeline() { return full_screen ? fs_timeline_visible : timeline_visible; }

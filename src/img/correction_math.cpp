@@ -105,6 +105,7 @@ correction_math::correction_math(const correction& s)
     to.gamma = s.gamma[c] / 100.0;
     to.brightness = s.brightness[c] / 1000.0;
     to.contrast = std::exp2(s.contrast[c] / 100.0);
+    to.shown = std::exp2(s.shown_exposure[c] / 100.0);
     to.lifts = s.lift[c] != 0 || s.gain[c] != 100;
     to.bends = s.gamma[c] != 100;
     to.contrasts = s.brightness[c] != 0 || s.contrast[c] != 0;
@@ -113,11 +114,11 @@ correction_math::correction_math(const correction& s)
 }
 
 bool correction_math::is_identity(int c, int space) const {
-  return !has_lookup_ && space == 2 && (disabled_ || channels_[c].neutral);
+  return !has_lookup_ && space == 2 && channels_[c].shown == 1 && (disabled_ || channels_[c].neutral);
 }
 
 bool correction_math::same_settings(int a, int b) const {
-  return disabled_ || channels_[a] == channels_[b];
+  return disabled_ ? channels_[a].shown == channels_[b].shown : channels_[a] == channels_[b];
 }
 
 double correction_math::correct(double v, int c) const {
@@ -136,11 +137,12 @@ double correction_math::correct(double v, int c) const {
 }
 
 std::uint8_t correction_math::to_byte(double v, int c, int space) const {
-  if (disabled_) {
+  const double shown = channels_[c].shown;
+  if (disabled_ && shown == 1) {
     if (space == 1) v = srgb_encode(v);
   } else if (!is_identity(c, space)) {
     if (space == 2) v = srgb_decode(v);
-    v = srgb_encode(correct(v, c));
+    v = srgb_encode(correct(v, c) * shown);
   }
   if (!(v > 0)) return 0;
   if (v >= 1) return 255;

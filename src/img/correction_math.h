@@ -43,6 +43,7 @@ class correction_math {
     double gamma = 1;   // exponent
     double brightness = 0;
     double contrast = 1;  // factor
+    double shown = 1;     // factor of the view's exposure
     bool lifts = false;
     bool bends = false;
     bool contrasts = false;

@@ -29,6 +29,9 @@ struct correction {
   std::array<int, 3> hue{0, 0, 0};               // degrees
   std::array<int, 3> saturation{100, 100, 100};  // percent
   bool disable_cc = false;                       // ignore the corrections, keep space and lookup
+  // Of the view, in hundredths of a stop: the last step before the picture has 8 bits, whatever is disabled. Never
+  // stored.
+  std::array<int, 3> shown_exposure{0, 0, 0};
 
   bool operator==(const correction&) const = default;
 };

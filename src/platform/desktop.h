@@ -30,6 +30,7 @@ struct mouse_event {
   int wheel = 0;         // a notch is 120
   int modifiers = 0;     // key_shift, key_ctrl, key_alt, key_caps
   int wheel_x = 0;       // of the sideways wheel, a notch is 120
+  double pressure = 1;   // of a pen, 0 to 1; 1 for a mouse
 };
 
 enum class cursor_shape {

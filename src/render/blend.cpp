@@ -249,6 +249,10 @@ void draw_blends(img::image& target, std::span<const planned_blend> blends, cons
   }
 }
 
+void fill_background(img::image& target, const rectangle& box, const background& samples) {
+  fill_rows(target, intersect(box, picture_of(target)), samples, 0);
+}
+
 void blend_scaled(img::image& target, const img::image& source, math::point position, const blend_mode& mode,
                   const layer_geometry& scale, const rectangle* clip, bool flip_x, bool flip_y) {
   const planned_blend blend = plan_blend(source, position, mode, scale, flip_x, flip_y);

@@ -66,4 +66,7 @@ bool hides(const planned_blend& blend, const rectangle& area);
 void draw_blends(img::image& target, std::span<const planned_blend> blends, const rectangle& clip,
                  const background* below);
 
+// Sets the planes of a box of the target that have bytes.
+void fill_background(img::image& target, const rectangle& box, const background& samples);
+
 }  // namespace render

@@ -8,32 +8,11 @@
 #include "lib/parallel.h"
 #include "render/channels.h"
 #include "render/overlays.h"
+#include "render/placed_layers.h"
 #include "render/rows.h"
 
 namespace render {
 namespace {
-
-// A strip holds every layer before the next one starts, so that its target rows stay in the cache.
-constexpr int strip_rows = 4;
-
-// A layer with everything that does not change from strip to strip.
-struct placed_layer {
-  const ksn::track_info* track = nullptr;
-  const img::image* image = nullptr;
-  std::shared_ptr<const img::transfer> correction;  // of an adjustment layer
-  int opacity = 100;
-  rectangle box;  // the scaled layer, unclipped
-  rectangle crop;
-  bool show_outside = false;  // what the crop cuts off shows at half opacity
-  planned_blend half;         // for that
-};
-
-// The work for one eye. A blend for each layer; that of an adjustment layer is not used.
-struct eye {
-  img::image* target = nullptr;
-  std::vector<placed_layer> layers;
-  std::vector<planned_blend> blends;
-};
 
 rectangle moved(const rectangle& box, math::point by) {
   return {box.left + by.x, box.top + by.y, box.right + by.x, box.bottom + by.y};
@@ -50,7 +29,9 @@ std::shared_ptr<const img::transfer> prepared_correction(const ksn::track_info& 
   return correction;
 }
 
-void place(eye& out, const ksn::state& composition, const prepared_layer& prepared, const frame_view& view) {
+// `size` is that of the picture that the layer is placed in.
+void place(eye& out, const ksn::state& composition, const prepared_layer& prepared, const frame_view& view,
+           math::point size) {
   const ksn::track_info& track = composition.doc.track_at(prepared.index);
   const bool adjusts = track.source.type == ksn::source_type::adjustment;
   if (!prepared.image && !adjusts) return;
@@ -58,7 +39,7 @@ void place(eye& out, const ksn::state& composition, const prepared_layer& prepar
   layer.track = &track;
   layer.image = prepared.image.get();
   layer.opacity = prepared.opacity;
-  const math::point position = layer_centre(track, view, out.target->width, out.target->height);
+  const math::point position = layer_centre(track, view, size.x, size.y);
   const layer_geometry scale = layer_scale(track, view.zoom_x, view.zoom_y, prepared.resolution);
   if (track.placement.crop) {
     layer.crop = moved(zoomed(crop_rect(track), view), position);
@@ -66,8 +47,8 @@ void place(eye& out, const ksn::state& composition, const prepared_layer& prepar
   }
   planned_blend blend;
   if (adjusts) {
-    const rectangle size = placed_rectangle({}, track.source.width, track.source.height, {}, scale);
-    layer.box = moved(size, {position.x - size.right / 2, position.y - size.bottom / 2});
+    const rectangle whole = placed_rectangle({}, track.source.width, track.source.height, {}, scale);
+    layer.box = moved(whole, {position.x - whole.right / 2, position.y - whole.bottom / 2});
     layer.correction = prepared.correction ? prepared.correction : prepared_correction(track);
   } else {
     blend_mode mode{track.look.alpha_type, track.look.blend_type, track.look.depth_blend_type, prepared.opacity};
@@ -79,19 +60,6 @@ void place(eye& out, const ksn::state& composition, const prepared_layer& prepar
   }
   out.layers.push_back(std::move(layer));
   out.blends.push_back(blend);
-}
-
-eye place_all(img::image* target, ksn::target_view_type other, const ksn::state& composition,
-              const std::vector<prepared_layer>& layers, const frame_view& view) {
-  eye out;
-  out.target = target;
-  if (!target) return out;
-  out.layers.reserve(layers.size());
-  out.blends.reserve(layers.size());
-  for (const prepared_layer& layer : layers) {
-    if (composition.doc.track_at(layer.index).look.target_view != other) place(out, composition, layer, view);
-  }
-  return out;
 }
 
 // Corrects what lies below, within the layer's rectangle; with opacity or alpha, blends the corrected copy back.
@@ -159,10 +127,6 @@ void draw_layer(const placed_layer& layer, const planned_blend& blend, img::imag
     if (layer.show_outside) draw_outside(layer, target, strip);
     draw_blends(target, {&blend, 1}, clip, nullptr);
   }
-  if (track.placement.border) draw_outline(target, layer.box, track.placement.border_color, strip);
-  if (track.placement.safe_area) {
-    draw_safe_area(target, layer.box, track.placement.border_color, layer.show_outside ? &layer.crop : nullptr, strip);
-  }
 }
 
 // A layer that is nothing but its blend, so that it may be drawn together with the next.
@@ -181,6 +145,29 @@ std::size_t lowest_shown(const eye& eye, const rectangle& strip) {
   return lowest;
 }
 
+}  // namespace
+
+eye place_all(img::image* target, ksn::target_view_type other, const ksn::state& composition,
+              const std::vector<prepared_layer>& layers, const frame_view& view, math::point size) {
+  eye out;
+  out.target = target;
+  if (!target) return out;
+  out.layers.reserve(layers.size());
+  out.blends.reserve(layers.size());
+  for (const prepared_layer& layer : layers) {
+    if (composition.doc.track_at(layer.index).look.target_view != other) place(out, composition, layer, view, size);
+  }
+  return out;
+}
+
+void draw_lines(const placed_layer& layer, img::image& target, const rectangle& strip) {
+  const ksn::track_info& track = *layer.track;
+  if (track.placement.border) draw_outline(target, layer.box, track.placement.border_color, strip);
+  if (track.placement.safe_area) {
+    draw_safe_area(target, layer.box, track.placement.border_color, layer.show_outside ? &layer.crop : nullptr, strip);
+  }
+}
+
 void draw_strip(const eye& eye, const rectangle& strip, const background* below) {
   const std::span<const planned_blend> blends = eye.blends;
   const std::size_t lowest = lowest_shown(eye, strip);
@@ -194,12 +181,11 @@ void draw_strip(const eye& eye, const rectangle& strip, const background* below)
       draw_blends(*eye.target, blends.subspan(first, i - first), strip, nullptr);
     } else {
       draw_layer(eye.layers[i], blends[i], *eye.target, strip);
+      if (eye.draws_lines) draw_lines(eye.layers[i], *eye.target, strip);
       ++i;
     }
   }
 }
-
-}  // namespace
 
 math::point layer_centre(const ksn::track_info& track, const frame_view& view, int width, int height) {
   return {limited(std::rint(track.placement.pos.x * view.zoom_x) + view.offset.x + width / 2),
@@ -208,10 +194,16 @@ math::point layer_centre(const ksn::track_info& track, const frame_view& view, i
 
 void render_stereo_pair(img::image* left, img::image* right, const ksn::state& composition,
                         const std::vector<prepared_layer>& layers, const frame_view& view, const background* below) {
-  const eye eyes[] = {place_all(left, ksn::target_view_type::right, composition, layers, view),
-                      place_all(right, ksn::target_view_type::left, composition, layers, view)};
   const img::image* any = left ? left : right;
   if (!any) return;
+  if (below && view.smooth && (view.zoom_x < 1.0 || view.zoom_y < 1.0)) {
+    if (left) render_smooth(*left, ksn::target_view_type::right, composition, layers, view, *below);
+    if (right) render_smooth(*right, ksn::target_view_type::left, composition, layers, view, *below);
+    return;
+  }
+  const math::point size{any->width, any->height};
+  const eye eyes[] = {place_all(left, ksn::target_view_type::right, composition, layers, view, size),
+                      place_all(right, ksn::target_view_type::left, composition, layers, view, size)};
   lib::parallel_chunks(any->height, strip_rows, [&](int first, int last) {
     for (const eye& eye : eyes) {
       if (eye.target) draw_strip(eye, {0, first, any->width, last}, below);

@@ -13,7 +13,8 @@
 
 namespace render {
 
-// What the composite holds at a point of a view's picture, before the checker and all that belongs to the display.
+// What the composite holds at a point of a view's picture, before the checker and all that belongs to the display. The
+// view's exposure is in it where that acts before the 8-bit step.
 struct composite_probe {
   math::point at;                      // set by who asks
   bool inside = false;                 // whether the picture has that point
@@ -40,6 +41,7 @@ struct frame_view {
   double zoom_y = 1.0;
   math::point offset;         // of the composition's centre from the picture's centre, in picture pixels
   math::point view_origin;    // screen position of the picture's corner, for the checkerboard's parity
+  bool smooth = false;        // below 100 % a pixel is the average of what it covers, else one sample of it
   bool crop_preview = false;  // the selected layer shows what its crop cuts off, at half opacity
   int room_below = 0;         // rows that the target has below the picture, without a value; not with both eyes
   bool for_display = false;   // with the checker behind a transparent background
@@ -49,6 +51,7 @@ struct frame_view {
   ksn::stereo_view_type stereo_mode = ksn::stereo_view_type::anaglyph;  // of both eyes
   bool switch_views = false;
   ksn::view_type channels = ksn::view_type::rgb;
+  img::correction correction;        // of the finished picture, before checker and channels; neutral for what is saved
   composite_probe* probe = nullptr;  // filled with each frame; not owned
 };
 
@@ -86,7 +89,8 @@ img::const_image_ptr prepare_layer_picture(pipeline& pipeline, const ksn::state&
 // Composites into the left and maybe the right eye's picture, which have the same size and five planes of bytes. Either
 // may be null. A layer goes to the left picture unless its target view is `right`, and to the right one unless it is
 // `left`. With `below` the pictures start as that background, strip by strip, which saves the trip through memory that
-// filling them before costs; without it they hold what the layers go onto.
+// filling them before costs; without it they hold what the layers go onto, and the view is never smooth. In a smooth
+// view the borders and safe areas of layers lie over all layers, and depth is 0 unless the view shows it.
 void render_stereo_pair(img::image* left, img::image* right, const ksn::state& composition,
                         const std::vector<prepared_layer>& layers, const frame_view& view,
                         const background* below = nullptr);

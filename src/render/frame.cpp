@@ -49,9 +49,8 @@ bool any_layer_of_one_eye(const ksn::state& composition, const std::vector<prepa
 
 // Renders both eyes, the first into `target`, and merges them.
 void render_both_eyes(img::image& target, const ksn::state& composition, const std::vector<prepared_layer>& layers,
-                      const frame_view& view) {
+                      const frame_view& view, const background& below) {
   const img::image_ptr other = pooled_image(target.format, target.width, target.height);
-  const background below = background_of(composition);
   if (any_layer_of_one_eye(composition, layers)) {
     render_stereo_pair(&target, other.get(), composition, layers, view, &below);
     if (view.switch_views) target.swap(*other);
@@ -86,6 +85,52 @@ void fill_probe(composite_probe& probe, const img::image& image) {
   probe.inside = at.x >= 0 && at.x < image.width && at.y >= 0 && at.y < image.height;
   if (!probe.inside) return;
   probe.rgba = {image.row(2, at.y)[at.x], image.row(1, at.y)[at.x], image.row(0, at.y)[at.x], image.row(3, at.y)[at.x]};
+}
+
+// The view's exposure acts before the 8-bit step where one decoded layer is all that is shown, so that stopping down
+// shows what is in its highlights. Nothing where it can't: then it acts on the finished picture like the rest.
+std::optional<pipeline::early_exposure> early_exposure(const ksn::state& composition,
+                                                       const img::correction& correction) {
+  constexpr int linear_space = 1;
+  if (correction.exposure == std::array{0, 0, 0} || correction.disable_cc || correction.color_space == linear_space ||
+      !correction.lookup_table.empty()) {
+    return std::nullopt;
+  }
+  const ksn::track_info* only = nullptr;
+  for (const ksn::track_info& track : composition.doc.tracks) {
+    if (!track.look.visible) continue;
+    if (only) return std::nullopt;
+    only = &track;
+  }
+  if (!only || !only->source.is_decoded()) return std::nullopt;
+  const ksn::layer_look& look = only->look;
+  if (look.blend_type != ksn::blend_type::normal || look.alpha_source_id != 0 || look.invert_color ||
+      look.ck_primary.enabled || look.ck_secondary.enabled) {
+    return std::nullopt;
+  }
+  return pipeline::early_exposure{only->id, correction.exposure};
+}
+
+// Sets the early exposure as long as it lives.
+class exposed_layer {
+ public:
+  exposed_layer(pipeline& pipeline, const std::optional<pipeline::early_exposure>& early) : pipeline_(pipeline) {
+    pipeline_.early = early;
+  }
+  ~exposed_layer() { pipeline_.early.reset(); }
+  exposed_layer(const exposed_layer&) = delete;
+  exposed_layer& operator=(const exposed_layer&) = delete;
+
+ private:
+  pipeline& pipeline_;
+};
+
+void correct_rows(img::image& picture, const img::transfer& correction) {
+  lib::parallel_rows(picture.height, 3LL * picture.width * picture.height, [&](int top, int bottom) {
+    for (int y = top; y < bottom; ++y) {
+      correction.apply_row(picture.row(0, y), picture.row(1, y), picture.row(2, y), picture.width);
+    }
+  });
 }
 
 // Tells a frame that failed apart from a black one, and which layer's it is.
@@ -183,8 +228,21 @@ void render_frame(pipeline& pipeline, const ksn::state& composition, img::image&
   // The drawing functions see the picture alone.
   picture->height = view.height;
   picture->set_centre_anchor();
-  const background below = background_of(composition);
-  const std::vector<prepared_layer> layers = prepare_layers(pipeline, composition, time, view.resolution);
+  background below = background_of(composition);
+  img::correction correction = view.correction;
+  const auto early = early_exposure(composition, correction);
+  if (early) {
+    // The background has no more than its 8 bits.
+    img::correction exposure;
+    exposure.exposure = correction.exposure;
+    if (const img::transfer* rows = pipeline.view_correction(exposure))
+      rows->apply_row(&below[0], &below[1], &below[2], 1);
+    correction.exposure = {};
+  }
+  const std::vector<prepared_layer> layers = [&] {
+    const exposed_layer exposed(pipeline, early);
+    return prepare_layers(pipeline, composition, time, view.resolution);
+  }();
   const auto fetched = std::chrono::steady_clock::now();
   switch (view.eyes) {
     case ksn::target_view_type::left:
@@ -194,11 +252,12 @@ void render_frame(pipeline& pipeline, const ksn::state& composition, img::image&
       render_stereo_pair(nullptr, picture.get(), composition, layers, view, &below);
       break;
     case ksn::target_view_type::both:
-      render_both_eyes(*picture, composition, layers, view);
+      render_both_eyes(*picture, composition, layers, view, below);
       break;
   }
   if (view.probe) fill_probe(*view.probe, *picture);
   cut_to_output(*picture, composition, view);
+  if (const img::transfer* rows = pipeline.view_correction(correction)) correct_rows(*picture, *rows);
   if (view.for_display && composition.doc.back_color == ksn::back_color_type::transparent) {
     draw_checker(*picture, view.view_origin);
   }

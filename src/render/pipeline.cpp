@@ -112,6 +112,7 @@ img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& 
                 track.look.ck_secondary,
                 track.look.channels,
                 nullptr};
+  if (early && early->layer_id == track.id) wanted.correction.shown_exposure = early->hundredths;
   if (state.picture && !direct && !asked.force_reload && state.made_from == wanted) {
     if (!track.source.auto_update || track.source.is_clip()) return state.picture;
     const std::uint32_t now = options_.milliseconds();
@@ -290,6 +291,18 @@ source_picture pipeline::shown_source(const ksn::track_info& track) {
 bool pipeline::shows_picture(int layer_id) const {
   const auto found = layers_.find(layer_id);
   return found != layers_.end() && found->second->picture;
+}
+
+const img::transfer* pipeline::view_correction(const img::correction& settings) {
+  if (settings == img::correction{}) return nullptr;
+  if (!view_correction_) view_correction_ = std::make_unique<img::transfer>();
+  view_correction_->prepare(settings);
+  const img::transfer& correction = *view_correction_;
+  const bool changes = !settings.lookup_table.empty() || correction.has_matrix() || !correction.is_identity(0, 2) ||
+                       !correction.is_identity(1, 2) || !correction.is_identity(2, 2);
+  if (!changes) return nullptr;
+  view_correction_->prepare_rows();
+  return &correction;
 }
 
 std::shared_ptr<const img::transfer> pipeline::row_correction(const ksn::track_info& track) {

@@ -1,6 +1,7 @@
 // From a layer at a timeline time to one 8-bit planar picture that the compositor can blend.
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <ctime>
 #include <functional>
@@ -86,6 +87,14 @@ class pipeline {
 
   // The text layer whose text shows as it is written, its fields not filled: the one that is edited. 0 for none.
   int written_layer = 0;
+  // The exposure of a view, which acts on one layer before its picture has 8 bits: on what is fetched while it is set.
+  struct early_exposure {
+    int layer_id = 0;
+    std::array<int, 3> hundredths{};  // of a stop; blue, green, red
+  };
+  std::optional<early_exposure> early;
+  // A correction of finished pictures, ready for rows; null for a neutral one. Valid until the next call.
+  const img::transfer* view_correction(const img::correction& settings);
 
   // Drops what is kept for a layer.
   void forget_layer(int layer_id);
@@ -130,6 +139,7 @@ class pipeline {
   cache::frame_cache& cache_;
   pipeline_options options_;
   std::unique_ptr<text::fonts> own_fonts_;
+  std::unique_ptr<img::transfer> view_correction_;
   bool waits_ = false;
   std::unordered_map<int, std::unique_ptr<layer_state>> layers_;
   int silent_ = 0;

@@ -24,6 +24,10 @@ render::frame_view screen_view(const ksn::state& composition, const ksn::view& s
     view.marks = {shown.mask_type, shown.safe_area_type, shown.mask_transforms_enabled, false};
   }
   view.marks.grid = shown.grid;
+  view.smooth = shown.filter == ksn::view_filter_type::automatic ? composition.has_window
+                                                                 : shown.filter == ksn::view_filter_type::smooth;
+  if (composition.plain_sampling) view.smooth = false;
+  view.correction = shown.tf;
   return view;
 }
 

@@ -220,6 +220,8 @@ composition_view with_settings_of(const composition_view& present) {
   stored.settings = present.settings;
   stored.view.switch_views = present.view.switch_views;
   stored.view.tf = present.view.tf;
+  stored.view.filter = present.view.filter;
+  stored.workspace.brush_pressure = present.workspace.brush_pressure;
   stored.workspace.full_screen = present.workspace.full_screen;
   return stored;
 }

@@ -156,7 +156,16 @@ void canvas_widget::tell_mouse(const mouse_event& event) {
 }
 
 void canvas_widget::tell(QMouseEvent* event, mouse_action action) {
-  tell_mouse({action, button_of(event->button()), pixel_at(event->position()), 0, modifiers_of(event->modifiers())});
+  mouse_event told{action, button_of(event->button()), pixel_at(event->position()), 0,
+                   modifiers_of(event->modifiers())};
+  if (event->pointerType() == QPointingDevice::PointerType::Pen) told.pressure = pen_pressure_;
+  tell_mouse(told);
+}
+
+// Not taken, so that the event of a mouse that stands for it follows.
+void canvas_widget::tabletEvent(QTabletEvent* event) {
+  pen_pressure_ = event->pressure();
+  event->ignore();
 }
 
 void canvas_widget::mousePressEvent(QMouseEvent* event) {

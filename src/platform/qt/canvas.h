@@ -36,6 +36,7 @@ class canvas_widget : public QWidget {
   void mouseReleaseEvent(QMouseEvent* event) override;
   void mouseDoubleClickEvent(QMouseEvent* event) override;
   void mouseMoveEvent(QMouseEvent* event) override;
+  void tabletEvent(QTabletEvent* event) override;
   void wheelEvent(QWheelEvent* event) override;
   void leaveEvent(QEvent* event) override;
   void focusOutEvent(QFocusEvent* event) override;
@@ -44,6 +45,7 @@ class canvas_widget : public QWidget {
   bool focusNextPrevChild(bool) override { return false; }  // Tab is a key like any other
 
  private:
+  double pen_pressure_ = 1;
   const window_events& events_;
   event_queue& queue_;
   std::shared_ptr<const std::uint8_t> pixels_;  // of picture_

@@ -84,6 +84,9 @@ class input {
   bool dragging() const { return drag_ != nullptr; }
   // Distances in pixels that a hand keeps are doubled with everything else.
   void set_scale(int scale) { scale_ = scale; }
+  // Of the pen, 0 to 1, as of the last event; 1 for a mouse.
+  double pressure() const { return pressure_; }
+  void set_pressure(double pressure) { pressure_ = pressure; }
 
  private:
   struct press {
@@ -94,6 +97,7 @@ class input {
 
   input_parts parts_;
   int scale_ = 1;
+  double pressure_ = 1;
   int modifiers_ = 0;
   bool inside_ = false;
   math::point pointer_;
