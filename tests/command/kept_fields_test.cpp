@@ -57,8 +57,9 @@ ksn::track_info source() {
 TEST(kept_fields, all_of_a_composition) {
   // Of the view of this run, and of no file.
   const std::set<std::string> of_no_file = {
-      "exposure", "soft_clip",  "temperature", "lift",         "gamma",      "gain",       "brightness",    "contrast",
-      "hue",      "saturation", "color_space", "lookup_table", "disable_cc", "vsync_mode", "vsync_throttle"};
+      "exposure",       "soft_clip",   "temperature",   "lift",        "gamma",        "gain",       "brightness",
+      "contrast",       "hue",         "saturation",    "color_space", "lookup_table", "disable_cc", "vsync_mode",
+      "vsync_throttle", "view_filter", "brush_pressure"};
   // Of the settings alone.
   const std::set<std::string> of_settings = {
       "global_volume",     "continue_playback_after_drag", "switch_views", "floating_transport", "vsync",

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "render/brush/stroke.h"
+#include "ui/preview/pixel_tip.h"
 #include "ui/preview/view_drags.h"
 #include "ui/toolkit/painter.h"
 #include "ui/toolkit/tip.h"
@@ -118,17 +119,14 @@ class brush_color_drag : public drag_handler {
  private:
   workbench& bench_;
   lib::color before_;
+  math::point taken_{-1, -1};
 
-  // The picture tells of the point that it was asked for when it was drawn; the next pass comes back for another one.
   void take(math::point point) {
-    render::composite_probe& composite = bench_.composite;
-    if (composite.inside && composite.at == point) {
-      set({before_.a, composite.rgba[0], composite.rgba[1], composite.rgba[2]});
-    } else if (!(composite.at == point)) {
-      composite.inside = false;
-      composite.at = point;
-      bench_.input.ask_redraw();
-    }
+    if (point.y < 0 || point.y >= bench_.layout().split || point == taken_) return;
+    taken_ = point;
+    lib::color color = color_at(bench_, point);
+    color.a = before_.a;
+    set(color);
   }
   void set(lib::color color) {
     if (bench_.composition.workspace.brush_color == color) return;

@@ -83,6 +83,7 @@ lib::color color_at(workbench& bench, math::point point) {
   view.for_display = view.crop_preview = false;
   view.marks = {};
   view.channels = ksn::view_type::rgb;
+  view.correction = {};
   img::image pixel;
   render::render_frame(bench.pipeline, bench.composition, pixel, view, bench.clock.shown_time());
   return {255, pixel.row(2, 0)[0], pixel.row(1, 0)[0], pixel.row(0, 0)[0]};

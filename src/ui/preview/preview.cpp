@@ -7,6 +7,7 @@
 
 #include "composition/editing/canvas.h"
 #include "render/places.h"
+#include "ui/preview/brush_drags.h"
 #include "ui/preview/gestures.h"
 #include "ui/preview/info_bar.h"
 #include "ui/preview/layer_drags.h"
@@ -61,7 +62,7 @@ class preview : public ui_object, public mouse_handler {
   press_result mouse_down(mouse_button button, math::point point, bool double_click) override {
     pressed_at_ = bench_.milliseconds();
     const gesture begun = gesture_of(button, point);
-    if (!is_built(begun)) return press_result::click;
+    if (begun == gesture::none) return press_result::click;
     const bool clicks = button == mouse_button::left && (begun == gesture::scrub || takes_hold(bench_));
     if (double_click && clicks) return press_result::click;
     return begun == gesture::scrub ? press_result::drag_after_movement : press_result::drag;
@@ -90,6 +91,13 @@ class preview : public ui_object, public mouse_handler {
         return make_scrub_drag(bench_, pressed_at_);
       case gesture::area:
         return make_area_drag(bench_);
+      case gesture::paint:
+      case gesture::erase:
+        return make_paint_drag(bench_, stamps_, button == mouse_button::right);
+      case gesture::brush_size:
+        return make_brush_size_drag(bench_, stamps_);
+      case gesture::brush_color:
+        return make_brush_color_drag(bench_);
       default:
         return {};
     }
@@ -128,7 +136,12 @@ class preview : public ui_object, public mouse_handler {
       case gesture::crop:
         return cursor_shape::move;
       case gesture::area:
+      case gesture::paint:
         return cursor_shape::cross;
+      case gesture::brush_size:
+        return cursor_shape::size_horizontal;
+      case gesture::brush_color:
+        return cursor_shape::pick;
       case gesture::layers:
       case gesture::layers_at_point:
         return layer_at(bench_.composition, preview_view(bench_), point) >= 0 ? cursor_shape::move
@@ -183,6 +196,7 @@ class preview : public ui_object, public mouse_handler {
   workbench& bench_;
   std::shared_ptr<info_bar> bar_;
   handle_handler handles_[handle_count];
+  render::brush_stamps stamps_;
   std::uint32_t pressed_at_ = 0;
   std::optional<math::point> menu_at_;  // where the menu that is open was asked for
 
@@ -229,7 +243,6 @@ class preview : public ui_object, public mouse_handler {
     }
     return choose_gesture(press);
   }
-  static bool is_built(gesture begun) { return begun != gesture::none && begun < gesture::paint; }
   void edit_text(math::point point) {
     ksn::state& composition = bench_.composition;
     const int index = handled_layer(composition);

@@ -249,6 +249,45 @@ TEST_F(preview, gestures_that_change_layers) {
   }
 }
 
+TEST_F(preview, the_brush) {
+  composition.doc.mask_size = {60, 40};
+  composition.new_brush_layer();
+  ksn::workspace& workspace = composition.workspace;
+  workspace.brush_size = 5;
+  workspace.brush_color = {255, 10, 20, 30};
+  const auto alpha_at = [&](int x, int y) {
+    const img::image_ptr& canvas = layer(0).source.brush_image;
+    return canvas ? canvas->row(3, y + 20)[x + 30] : -1;
+  };
+  // Painted where the pointer was, on the way and not beside it; erased with the right button.
+  gesture(left, 0, {-10, 0}, {20, 0});
+  EXPECT_EQ(undo_name(), "undo_brush_stroke");
+  EXPECT_EQ((std::array{alpha_at(-10, 0), alpha_at(0, 0), alpha_at(10, 0), alpha_at(-16, 0), alpha_at(0, 6)}),
+            (std::array{255, 255, 255, 0, 0}));
+  gesture(mouse_button::right, 0, {0, 0}, {0, 0});
+  EXPECT_EQ((std::array{alpha_at(-10, 0), alpha_at(0, 0)}), (std::array{255, 0}));
+  EXPECT_TRUE(menus.empty());
+  composition.undo();
+  EXPECT_EQ(alpha_at(0, 0), 255);
+  const auto step = composition.undo_stack;
+  window->input().mouse_down(left, from_middle(0, 10), false, 0);
+  EXPECT_EQ(alpha_at(0, 10), 255);
+  window->input().key_down(27);
+  EXPECT_EQ(alpha_at(0, 10), 0);
+  EXPECT_EQ(composition.undo_stack, step);
+
+  gesture(left, key_ctrl, {0, 0}, {30, 12});
+  EXPECT_EQ((std::array{workspace.brush_size, workspace.brush_softness}), (std::array{35, 12}));
+  window->input().mouse_down(left, from_middle(0, 0), false, key_ctrl);
+  window->input().mouse_move(from_middle(9, 9), key_ctrl);
+  window->input().key_down(27);
+  EXPECT_EQ((std::array{workspace.brush_size, workspace.brush_softness}), (std::array{35, 12}));
+
+  workspace.brush_color = {99, 0, 0, 0};
+  gesture(left, key_ctrl | key_alt, {-25, 15}, {15, -15});
+  EXPECT_EQ(workspace.brush_color, (lib::color{99, 10, 20, 30}));
+}
+
 TEST_F(preview, a_crop_in_a_scaled_view_moves_by_pixels_of_the_picture) {
   layer(0).placement.scale_x = 50;
   layer(0).placement.aspect = 2;
