@@ -183,9 +183,50 @@ class mask_edit : public typing_field {
   spot_row row_;
 };
 
+// Over the right end of the bar while the view is not neutral: what it adds to the picture. Drags, and a right click
+// takes it back.
+class correction_spot : public mouse_handler {
+ public:
+  explicit correction_spot(workbench& bench) : bench_(bench) {}
+
+  bool holds(math::point point, const place& bottom) const {
+    const rectangle box = pixels(bottom);
+    return !bench_.composition.view.is_neutral() && point.x >= box.left && point.x < box.right && point.y >= box.top &&
+           point.y < box.bottom;
+  }
+  void draw(painter& on, const place& bottom) const {
+    const ksn::view& view = bench_.composition.view;
+    if (view.is_neutral()) return;
+    char text[64];
+    std::snprintf(text, sizeof text, "%+.2f  %.2f", view.tf.exposure[1] / 100.0, view.tf.gamma[1] / 100.0);
+    const rectangle box = pixels(bottom);
+    on.fill(box, palette::with_alpha(palette::ground, 200));
+    on.line(text, "small", on.is_hot(this) ? palette::text : palette::value, box, painter::align::centre);
+  }
+  press_result mouse_down(mouse_button button, math::point, bool) override {
+    return button == mouse_button::left ? press_result::drag : press_result::click;
+  }
+  std::shared_ptr<drag_handler> get_drag_handler(mouse_button, math::point) override {
+    return make_view_correction_drag(bench_);
+  }
+  void mouse_up(mouse_button button, math::point, bool) override {
+    if (button == mouse_button::right) bench_.run("view_neutral");
+  }
+  cursor_shape get_cursor(math::point) override { return cursor_shape::size_horizontal; }
+  std::string get_tool_tip(math::point) override { return bench_.text("pv_correction"); }
+
+ private:
+  workbench& bench_;
+
+  static rectangle pixels(const place& bottom) {
+    return {bottom.at(365, 0).x, bottom.at(0, -2 * infobar_height).y, bottom.at(470, 0).x,
+            bottom.at(0, -infobar_height).y};
+  }
+};
+
 class bar : public info_bar {
  public:
-  explicit bar(workbench& bench) : bench_(bench) {
+  explicit bar(workbench& bench) : bench_(bench), correction_(bench) {
     ksn::state& composition = bench.composition;
     const auto percent = [](int value) { return std::to_string(value) + "%"; };
     const auto add = [&](const spot_row& row, std::function<std::string()> text) {
@@ -213,9 +254,12 @@ class bar : public info_bar {
   bool shown() const override { return infobar_shown(bench_.composition); }
   bool covers(math::point point) const override {
     const ksn::window_layout layout = bench_.layout();
-    return shown() && point.y < layout.split && point.y >= layout.split - infobar_height * layout.scale;
+    if (!shown()) return false;
+    if (correction_.holds(point, {layout.split_middle(), layout.size, layout.scale})) return true;
+    return point.y < layout.split && point.y >= layout.split - infobar_height * layout.scale;
   }
   mouse_handler* hit_test(math::point point, const place& at) override {
+    if (correction_.holds(point, at_split(at))) return &correction_;
     for (const std::shared_ptr<ui_object>& spot : spots_) {
       if (mouse_handler* found = spot->hit_test(point, at_split(at))) return found;
     }
@@ -226,11 +270,13 @@ class bar : public info_bar {
     on.fill({0, bottom.at(0, -infobar_height).y, at.size.x, bottom.origin.y},
             palette::with_alpha(palette::ground, 200));
     for (const std::shared_ptr<ui_object>& spot : spots_) spot->draw(on, bottom);
+    correction_.draw(on, bottom);
   }
 
  private:
   workbench& bench_;
   std::vector<std::shared_ptr<ui_object>> spots_;
+  correction_spot correction_;
   int memory_ = 0;
   std::optional<std::uint32_t> memory_read_;
 

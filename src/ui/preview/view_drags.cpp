@@ -123,6 +123,35 @@ class volume_drag : public drag_handler {
   int from_ = 0;
 };
 
+class view_correction_drag : public drag_handler {
+ public:
+  explicit view_correction_drag(workbench& bench) : bench_(bench), before_(bench.composition.view) {}
+  void begin(math::point point) override { from_ = point; }
+  void move(math::point point) override {
+    ksn::view changed = before_;
+    if (bench_.input.modifiers() & platform::key_shift) {
+      changed.add_gamma(point.x - from_.x);
+    } else {
+      changed.add_exposure(point.x - from_.x);
+    }
+    set(changed.tf);
+  }
+  void end(math::point) override {}
+  void cancel() override { set(before_.tf); }
+  cursor_shape get_cursor(math::point) override { return cursor_shape::size_horizontal; }
+
+ private:
+  workbench& bench_;
+  ksn::view before_;
+  math::point from_;
+
+  void set(const img::correction& correction) {
+    if (bench_.composition.view.tf == correction) return;
+    bench_.composition.view.tf = correction;
+    bench_.composition.touch();
+  }
+};
+
 }  // namespace
 
 render::frame_view preview_view(const workbench& bench) {
@@ -152,6 +181,10 @@ std::shared_ptr<drag_handler> make_scrub_drag(workbench& bench, std::uint32_t pr
 }
 std::shared_ptr<drag_handler> make_volume_drag(workbench& bench) {
   return std::make_shared<volume_drag>(bench);
+}
+
+std::shared_ptr<drag_handler> make_view_correction_drag(workbench& bench) {
+  return std::make_shared<view_correction_drag>(bench);
 }
 
 }  // namespace ui

@@ -31,6 +31,9 @@ constexpr int flick_distance = 24;                  // pixels at scale 1, at lea
 // down backward, and the same way again stops. `pressed_at` is the workbench's milliseconds at the press.
 std::shared_ptr<drag_handler> make_scrub_drag(workbench& bench, std::uint32_t pressed_at);
 
+// The view's exposure, a hundredth of a stop for each pixel to the side; with Shift its gamma, by hundredths.
+std::shared_ptr<drag_handler> make_view_correction_drag(workbench& bench);
+
 // The volume of all sound, one percent for each pixel to the side.
 std::shared_ptr<drag_handler> make_volume_drag(workbench& bench);
 

@@ -249,6 +249,27 @@ TEST_F(preview, gestures_that_change_layers) {
   }
 }
 
+TEST_F(preview, exposure_and_gamma_of_the_view_are_dragged_over_the_bar) {
+  const math::point spot{middle().x + 400, layout().split - 25};
+  const auto drag = [&](int modifiers, int by) {
+    window->input().mouse_move(spot, modifiers);
+    window->input().mouse_down(left, spot, false, modifiers);
+    window->input().mouse_move({spot.x + by, spot.y}, modifiers);
+    window->input().mouse_up(left, {spot.x + by, spot.y}, modifiers);
+  };
+  drag(0, 40);
+  EXPECT_TRUE(composition.view.is_neutral()) << "nothing there to drag";
+  composition.doc.set_current_time(100);
+  composition.view.add_exposure(25);
+  drag(0, 40);
+  drag(key_shift, -10);
+  EXPECT_EQ(composition.view.tf.exposure, (std::array{65, 65, 65}));
+  EXPECT_EQ(composition.view.tf.gamma, (std::array{90, 90, 90}));
+  EXPECT_EQ(composition.doc.tm_t, 100);
+  art();
+  EXPECT_EQ(std::count(canvas.texts.begin(), canvas.texts.end(), "+0.65  0.90"), 1);
+}
+
 TEST_F(preview, the_brush) {
   composition.doc.mask_size = {60, 40};
   composition.new_brush_layer();
