@@ -5,6 +5,7 @@
 #include <bit>
 #include <cstring>
 
+#include "composition/time/frame_rate.h"
 #include "playback/sound_kernels.h"
 #include "sources/wave.h"
 
@@ -23,12 +24,13 @@ constexpr double farthest_sample = 2147480000.0;
 struct place {
   double start;  // seconds
   double step;   // source seconds for one of the output
-  double rate;
+  double rate;   // of the source, in Hz
+  int out_rate;  // of the output
 };
 
 void nearest_samples(const place& at, int first, std::array<std::int32_t, block_frames>& index) {
   for (int i = 0; i < block_frames; ++i) {
-    const double t = ((first + i) * at.step / platform::audio_rate + at.start) * at.rate;
+    const double t = ((first + i) * at.step / at.out_rate + at.start) * at.rate;
     index[static_cast<std::size_t>(i)] =
         static_cast<std::int32_t>(std::bit_cast<std::int64_t>(t + tie_bias + rounding_bias));
   }
@@ -48,7 +50,8 @@ void copy_pairs(const sources::wave_context& wave, const std::int32_t* index, st
 
 }  // namespace
 
-bool render_layer(const ksn::track_info& track, double position, int fpcs, double speed, std::span<std::int16_t> out) {
+bool render_layer(const ksn::track_info& track, double position, int fpcs, double speed, std::span<std::int16_t> out,
+                  int sample_rate) {
   if (!track.source.audio) return false;
   std::fill(out.begin(), out.end(), std::int16_t{0});
   const sources::wave_context& wave = *track.source.audio;
@@ -56,9 +59,11 @@ bool render_layer(const ksn::track_info& track, double position, int fpcs, doubl
   const int clip_rate = track.source.fpcs2 > 0 ? track.source.fpcs2 : track.source.fpcs > 0 ? track.source.fpcs : fpcs;
   if (clip_rate <= 0) return true;
   // Outside the layer's range the source position is negative.
-  const double start = track.source_position(position) * 100.0 / clip_rate;
+  const double frames_a_second = ksn::exact_rate(clip_rate).value();
+  const double start = track.source_position(position) / frames_a_second;
   if (start < 0.0) return true;
-  const place at{start, fpcs * speed / clip_rate, static_cast<double>(wave.sample_rate)};
+  const place at{start, ksn::exact_rate(fpcs).value() * speed / frames_a_second, static_cast<double>(wave.sample_rate),
+                 sample_rate};
   const auto frames = static_cast<double>(wave.frames());
   const int right = wave.channels > 1 ? 1 : 0;
   const bool pairs = std::endian::native == std::endian::little && wave.bits == 16 && wave.channels == 2;
@@ -66,7 +71,7 @@ bool render_layer(const ksn::track_info& track, double position, int fpcs, doubl
   std::array<std::int32_t, block_frames> index;
   for (int first = 0; first < wanted; first += block_frames) {
     const int last = first + block_frames;
-    if ((last * at.step / platform::audio_rate + at.start) * at.rate > farthest_sample) break;
+    if ((last * at.step / at.out_rate + at.start) * at.rate > farthest_sample) break;
     nearest_samples(at, first, index);
     // After the data there is silence. The places only ever rise.
     const auto end = std::lower_bound(index.begin(), index.begin() + std::min(block_frames, wanted - first), frames);

@@ -10,10 +10,11 @@
 
 namespace playback {
 
-// One layer's sound from a timeline position on, into `out`: interleaved 16-bit stereo at 44,100 Hz. `speed` is the
-// share of real time at which the pictures run. Nearest samples, no interpolation; silence before the start and after
-// the end. False for a layer without sound.
-bool render_layer(const ksn::track_info& track, double position, int fpcs, double speed, std::span<std::int16_t> out);
+// One layer's sound from a timeline position on, into `out`: interleaved 16-bit stereo at `sample_rate` Hz. `speed` is
+// the share of real time at which the pictures run. Nearest samples, no interpolation; silence before the start and
+// after the end. False for a layer without sound.
+bool render_layer(const ksn::track_info& track, double position, int fpcs, double speed, std::span<std::int16_t> out,
+                  int sample_rate = platform::audio_rate);
 
 // Adds `samples` times volume times global volume (percent, each clamped to 0 to 100 for the global one) to `mix`, with
 // saturation.

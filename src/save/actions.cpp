@@ -9,7 +9,7 @@ namespace save {
 
 void register_save_actions(command::engine& engine, render::pipeline& pipeline, surroundings surroundings) {
   const auto around = std::make_shared<const save::surroundings>(std::move(surroundings));
-  const auto options = std::make_shared<img::save_options>();
+  const auto options = std::make_shared<save::save_options>();
   const auto incomplete = std::make_shared<bool>(false);
   struct row {
     const char* name;
@@ -55,11 +55,12 @@ void register_save_actions(command::engine& engine, render::pipeline& pipeline, 
        "save the composite at the current time, at the size of the output (mask_size)", "", 62,
        "save_mask_as_image.title", "composite.png", save_mask_as_image},
       {"save_layer_as", "save the selected layer's frames in the work area to files that you choose",
-       "save the selected layer's frames in the work area, at their own size; # in the name is the frame number", "",
-       70, "save_layer_as.action", "layer.####.exr", save_layer_as},
+       "save the selected layer's frames in the work area, at their own size; # in the name is the frame number; "
+       "to one movie for .mov, .mp4, .mkv and .avi",
+       "", 70, "save_layer_as.action", "layer.####.exr", save_layer_as},
       {"save_mask_as_sequence", "save the composite of each frame of the work area to files that you choose",
        "save the composite of each frame of the work area, at the size of the output (mask_size); # in the name is the "
-       "frame number",
+       "frame number; to one movie for .mov, .mp4, .mkv and .avi",
        "Ctrl+Shift+E", 71, "save_mask_as_sequence.action", "composite.####.exr", save_mask_as_sequence},
   };
   for (const row& row : rows) add(row, row.run);
@@ -85,13 +86,15 @@ void register_save_actions(command::engine& engine, render::pipeline& pipeline, 
          *incomplete = value == "1";
          return true;
        }});
-  engine.add({.group = command::action_group::save,
-              .name = "save_options",
-              .value_form = "LIST",
-              .value_help =
-                  "options of all saves after it: compression=uncompressed|rle|zip|b44a|lzw (none, packbits and "
-                  "deflate are other words for the first three), bits=8|16, quality=1..100, ignore_alpha=0|1",
-              .execute_value = [options](const std::string& value) { return parse_save_options(value, *options); }});
+  engine.add(
+      {.group = command::action_group::save,
+       .name = "save_options",
+       .value_form = "LIST",
+       .value_help =
+           "options of all saves after it: compression=uncompressed|rle|zip|b44a|lzw (none, packbits and "
+           "deflate are other words for the first three), bits=8|16, quality=1..100, ignore_alpha=0|1; of movies "
+           "codec=NAME, audio=0|1",
+       .execute_value = [options](const std::string& value) { return parse_save_options(value, *options); }});
 }
 
 }  // namespace save

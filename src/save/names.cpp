@@ -4,6 +4,7 @@
 #include "composition/opening/sequence_pattern.h"
 #include "lib/paths.h"
 #include "save/save.h"
+#include "sources/movie_codec.h"
 
 namespace save {
 namespace {
@@ -22,17 +23,24 @@ bool read_number(std::string_view text, int low, int high, int& number) {
   return true;
 }
 
-bool read_item(std::string_view item, img::save_options& options) {
+bool read_flag(std::string_view text, bool& flag) {
+  int number = 0;
+  if (!read_number(text, 0, 1, number)) return false;
+  flag = number == 1;
+  return true;
+}
+
+bool read_item(std::string_view item, save_options& options) {
   const std::size_t equals = item.find('=');
   if (equals == item.npos) return false;
   const std::string_view name = item.substr(0, equals);
   const std::string_view value = item.substr(equals + 1);
   if (name == "quality") return read_number(value, 1, 100, options.quality);
-  if (name == "ignore_alpha") {
-    int flag = 0;
-    if (!read_number(value, 0, 1, flag)) return false;
-    options.ignore_alpha = flag == 1;
-    return true;
+  if (name == "ignore_alpha") return read_flag(value, options.ignore_alpha);
+  if (name == "audio") return read_flag(value, options.audio);
+  if (name == "codec") {
+    options.codec = value;
+    return sources::find_movie_codec(value) != nullptr;
   }
   if (name == "bits") return read_number(value, 8, 16, options.bits) && (options.bits == 8 || options.bits == 16);
   if (name != "compression") return false;
@@ -63,8 +71,8 @@ std::string numbered_name(const std::string& path, int number) {
   return parts.folder + parts.name.substr(0, dot) + '_' + with_digits(number, 4) + parts.name.substr(dot);
 }
 
-bool parse_save_options(const std::string& text, img::save_options& options) {
-  img::save_options result;
+bool parse_save_options(const std::string& text, save_options& options) {
+  save_options result;
   std::string_view rest = text;
   while (!rest.empty()) {
     const std::size_t comma = rest.find(',');

@@ -10,22 +10,10 @@
 #include "io/part_file.h"
 #include "lib/paths.h"
 #include "platform/files.h"
+#include "sources/movie_codec.h"
 
 namespace save {
 namespace {
-
-bool is_movie(const std::string& extension) {
-  for (const char* movie : {"avi", "mov", "mp4", "mkv"}) {
-    if (extension == movie) return true;
-  }
-  return false;
-}
-
-std::string create_error(const std::string& path, int number) {
-  char text[64];
-  std::snprintf(text, sizeof text, "Create error %d (0x%08X)", number, static_cast<unsigned>(number));
-  return command::about(path, text, io::reason(number, path));
-}
 
 void write(const picture& picture, const std::string& path, const img::format& format,
            const img::save_options& options) {
@@ -44,11 +32,33 @@ bool find_target(const std::string& path, target& result, std::string& line) {
   const std::string full = lib::full_path(path);
   const img::format* format = img::find_format(full);
   if (!format) {
-    line = command::about(full, is_movie(lib::lower_extension(full)) ? command::not_available : "Invalid file type");
+    line = command::about(full, sources::is_movie_extension(lib::lower_extension(full))
+                                    ? "Movies are saved by save_layer_as and save_mask_as_sequence"
+                                    : "Invalid file type");
     return false;
   }
   result = {full, format};
   return true;
+}
+
+bool find_walk_target(const std::string& path, const std::string& codec, target& result, std::string& line) {
+  const std::string full = lib::full_path(path);
+  const std::string extension = lib::lower_extension(full);
+  if (!sources::is_movie_extension(extension)) return find_target(path, result, line);
+  const sources::movie_codec* known = sources::find_movie_codec(codec);
+  if (known && !sources::holds_codec(*known, extension)) {
+    line = command::about(full, "The codec " + codec + " goes into " + sources::containers_of_codec(*known) + "; ." +
+                                    extension + " takes " + sources::codecs_of_container(extension));
+    return false;
+  }
+  result = {full, nullptr, extension, codec};
+  return true;
+}
+
+std::string create_error(const std::string& path, int number) {
+  char text[64];
+  std::snprintf(text, sizeof text, "Create error %d (0x%08X)", number, static_cast<unsigned>(number));
+  return command::about(path, text, io::reason(number, path));
 }
 
 std::string write_picture(const picture& picture, const std::string& path, const img::format& format,

@@ -9,18 +9,20 @@
 #include "render/failures.h"
 #include "render/image_pool.h"
 #include "save/memory.h"
+#include "save/movie.h"
 #include "save/own_sources.h"
 #include "save/picture_file.h"
 #include "save/screen.h"
 #include "save/sequence.h"
+#include "sources/movie_codec.h"
 
 namespace save {
 namespace {
 
 // Whether a save may begin: its target and all that the line asked for are there. Otherwise its error line is written.
-bool open_target(context& context, const std::string& path, target& target) {
+bool open_target(context& context, const std::string& path, target& target, bool is_walk = false) {
   std::string line;
-  if (!find_target(path, target, line)) {
+  if (!(is_walk ? find_walk_target(path, context.options.codec, target, line) : find_target(path, target, line))) {
     context.report_error(line);
     return false;
   }
@@ -38,9 +40,11 @@ std::string text_of(const std::vector<render::layer_failure>& failures) {
 
 // Whether a layer's file can hold its floats: the format takes them, and nothing in the layer's way works on bytes.
 bool takes_floats(const ksn::track_info& track, const target& target, const img::save_options& options) {
-  return (target.format->has_native_float() || lib::lower_extension(target.path) == "ftif" ||
-          (options.bits == 16 && target.format->holds_16_bits())) &&
-         !track.look.ck_primary.enabled && !track.look.ck_secondary.enabled &&
+  const bool deep = target.is_movie()
+                        ? sources::find_movie_codec(codec_of(target, false))->deep
+                        : target.format->has_native_float() || lib::lower_extension(target.path) == "ftif" ||
+                              (options.bits == 16 && target.format->holds_16_bits());
+  return deep && !track.look.ck_primary.enabled && !track.look.ck_secondary.enabled &&
          track.look.channels == ksn::view_type::rgb && track.look.alpha_source_id == 0 && !track.look.invert_color &&
          !track.look.invert_alpha && !track.look.invert_depth;
 }
@@ -141,7 +145,9 @@ bool save_one(context& context, const target& target, std::size_t bytes, const M
   }
   const picture picture = make();
   if (!picture) {
-    context.report_error(missing_frame_line(context.composition, target.path, picture));
+    const std::string text = missing_frame_text(context.composition);
+    context.report_error(picture.failure.empty() ? command::about(target.path, text)
+                                                 : command::about(target.path, text, picture.failure));
     return false;
   }
   const std::string line = write_picture(picture, target.path, *target.format, context.options);
@@ -177,12 +183,16 @@ bool save_frame_as(context& context, const std::string& path) {
 
 bool save_layer_as(context& context, const std::string& path) {
   target target;
-  if (!has_layer(context, "save_layer_as", path) || !open_target(context, path, target)) return false;
+  if (!has_layer(context, "save_layer_as", path) || !open_target(context, path, target, true)) return false;
   return reporting_failures(context, target, [&] {
-    layer_source layer(context, context.composition.doc.selected_index(), target);
+    const int index = context.composition.doc.selected_index();
+    layer_source layer(context, index, target);
     return save_walk(context, target,
-                     {[&](int frame) { return layer.make(frame); }, [&](int frame) { return layer.sources(frame); },
-                      layers_of_layer(context.composition, context.composition.doc.selected_index()), layer.bytes()});
+                     {.make = [&](int frame) { return layer.make(frame); },
+                      .sources = [&](int frame) { return layer.sources(frame); },
+                      .layers = layers_of_layer(context.composition, index),
+                      .frame_bytes = layer.bytes(),
+                      .heard = {index}});
   });
 }
 
@@ -194,13 +204,16 @@ bool save_mask_as_image(context& context, const std::string& path) {
 
 bool save_mask_as_sequence(context& context, const std::string& path) {
   target target;
-  if (!open_target(context, path, target)) return false;
+  if (!open_target(context, path, target, true)) return false;
   return reporting_failures(context, target, [&] {
-    return save_walk(
-        context, target,
-        {[&](int frame) { return composite_at(context, output_of(context), frame); },
-         [&](int frame) { return sources_of_composite(context.composition, frame); },
-         layers_of_composite(context.composition), composite_bytes(context.composition, output_of(context))});
+    return save_walk(context, target,
+                     {.make = [&](int frame) { return composite_at(context, output_of(context), frame); },
+                      .sources = [&](int frame) { return sources_of_composite(context.composition, frame); },
+                      .layers = layers_of_composite(context.composition),
+                      .frame_bytes = composite_bytes(context.composition, output_of(context)),
+                      .is_composite = true,
+                      .alpha = context.composition.doc.back_color == ksn::back_color_type::transparent,
+                      .heard = audible_layers(context.composition)});
   });
 }
 

@@ -18,13 +18,21 @@ struct progress {
   int total = 0;
   double frames_per_second = 0.0;
   double seconds_left = 0.0;
+  long long bytes = 0;  // of a movie so far, else 0
+};
+
+// What the user chose for all saves: for picture files, and for movies.
+struct save_options : img::save_options {
+  std::string codec;  // of movies, a name of sources::movie_codecs(); empty: what the container has
+  bool audio = true;  // movies have the sound
+  bool operator==(const save_options&) const = default;
 };
 
 // The surroundings that a saver needs. `cancelled` is looked at between frames.
 struct context {
   ksn::state& composition;
   render::pipeline& pipeline;
-  img::save_options options;
+  save_options options;
   double time;  // in timeline frames: of what is saved as one picture
   // Inputs that the command line asked for and did not get.
   std::vector<std::string> failed_inputs;
@@ -38,7 +46,9 @@ struct context {
 
 // Each writes NAME.part and renames it when whole, makes missing parent folders and returns whether all was written. A
 // frame of which a layer failed is not written but one line, which names the output, the sources and the reasons; the
-// others are. Nothing is written when an input of the line could not be opened. `incomplete` lifts both.
+// others are. Nothing is written when an input of the line could not be opened. `incomplete` lifts both. With the
+// extension of a movie, save_layer_as and save_mask_as_sequence write one file with the sound of the work area; a frame
+// that is missing there is the one before, again, and a save that is cancelled completes the movie.
 bool save_frame_as(context& context, const std::string& path);
 bool save_layer_as(context& context, const std::string& path);
 bool save_mask_as_image(context& context, const std::string& path);
@@ -51,6 +61,6 @@ bool save_screen_as(context& context, const std::string& path, int client_width,
 std::string numbered_name(const std::string& path, int number);
 
 // Reads a `--save_options=` list; false, and no change, for an unknown item.
-bool parse_save_options(const std::string& text, img::save_options& options);
+bool parse_save_options(const std::string& text, save_options& options);
 
 }  // namespace save

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
+#include <memory>
 #include <new>
 
 #include "command/messages.h"
@@ -11,7 +12,7 @@
 #include "platform/memory.h"
 #include "render/image_pool.h"
 #include "save/memory.h"
-#include "save/own_sources.h"
+#include "save/movie.h"
 #include "save/write_behind.h"
 
 namespace save {
@@ -34,10 +35,10 @@ class stopwatch {
 
 class sequence_save {
  public:
-  sequence_save(context& context, const target& target, const walk& walk)
+  sequence_save(context& context, const walk& walk, output& output)
       : context_(context),
-        target_(target),
         walk_(walk),
+        output_(output),
         first_(context.composition.doc.tm_f),
         end_(context.composition.doc.tm_l),
         picture_bytes_(walk.frame_bytes),
@@ -59,6 +60,9 @@ class sequence_save {
 
   bool wrote_all() const { return written_ == end_ - first_; }
   bool wrote_any() const { return written_ > 0; }
+  // Whether the walk came to its end; frames may be missing.
+  bool reached_end() const { return written_ + missing_ == end_ - first_; }
+  bool failed() const { return failed_; }
 
  private:
   void make_all() {
@@ -66,7 +70,7 @@ class sequence_save {
       read_ahead_of(frame);
       const stopwatch waiting;
       collect(most_pending() - 1);
-      while (writes_.pending() > 0 && !find_memory(cache(), walk_.frame_bytes)) collect(writes_.pending() - 1);
+      while (output_.pending() > 0 && !find_memory(cache(), walk_.frame_bytes)) collect(output_.pending() - 1);
       // Lines of this frame must not come before those of frames that are still being written.
       if (!wait_for_sources(frame)) collect(0);
       if (failed_) break;
@@ -74,17 +78,14 @@ class sequence_save {
       ahead_.release(frame);
       if (picture) {
         picture_bytes_ = std::max(walk_.frame_bytes, bytes_of(picture));
-        writes_.add(std::move(picture), name_of(frame), *target_.format, context_.options, reading_);
-      } else {
-        collect(0);
-        if (!failed_) report_missing(frame, picture);
+        picture.failure = output_.add(frame, std::move(picture));
+        if (picture.failure.empty()) continue;
       }
+      collect(0);
+      if (!failed_) report_missing(frame, picture.failure);
     }
   }
 
-  std::string name_of(int frame) const {
-    return numbered_name(target_.path, frame + context_.composition.doc.frame_base);
-  }
   bool is_cancelled() const { return context_.cancelled && context_.cancelled(); }
   cache::frame_cache& cache() const { return context_.pipeline.frame_cache(); }
 
@@ -141,21 +142,23 @@ class sequence_save {
 
   // Takes results until at most `left` are to come.
   void collect(int left) {
-    write_behind::result result;
-    while (writes_.take(result, writes_.pending() > left)) {
+    output::result result;
+    while (output_.take(result, output_.pending() > left)) {
       if (result.written) {
         ++written_;
+        bytes_ = result.bytes;
         show_progress();
       } else if (!failed_) {
         failed_ = true;
         context_.report_error(result.line);
-        writes_.abandon();
+        output_.abandon();
       }
     }
   }
 
-  void report_missing(int frame, const save::picture& missing) {
-    context_.report_error(missing_frame_line(context_.composition, name_of(frame), missing));
+  void report_missing(int frame, const std::string& reason) {
+    context_.report_error(output_.missing_line(frame, missing_frame_text(context_.composition), reason));
+    output_.miss(frame);
     ++missing_;
     show_progress();
   }
@@ -168,12 +171,13 @@ class sequence_save {
     const double time = since_start_.read();
     shown.frames_per_second = time > 0 ? shown.done / time : 0.0;
     shown.seconds_left = shown.done > 0 ? (shown.total - shown.done) * time / shown.done : 0.0;
+    shown.bytes = bytes_;
     context_.show_progress(shown);
   }
 
   context& context_;
-  const target& target_;
   const walk& walk_;
+  output& output_;
   int first_;
   int end_;                    // not part of it
   std::size_t picture_bytes_;  // of the last picture, the expected ones before the first
@@ -187,49 +191,46 @@ class sequence_save {
   stopwatch since_start_;
   cache::frame_scheduler& reading_;
   read_ahead ahead_;
-  write_behind writes_;
+  long long bytes_ = 0;
 };
 
 }  // namespace
 
-std::string missing_frame_line(const ksn::state& composition, const std::string& path, const picture& missing) {
+std::string missing_frame_text(const ksn::state& composition) {
   constexpr const char* key = "save_layer_as.missing_frame";
   std::string text = composition.catalogue_text(key);
-  if (text == key) text = "The frame is missing";
-  return missing.failure.empty() ? command::about(path, text) : command::about(path, text, missing.failure);
+  return text == key ? "The frame is missing" : text;
 }
-
-namespace {
-
-// Why a walk can't begin: its error line, or nothing.
-std::string obstacle(context& context, const target& target, const walk& walk) {
-  if (!find_memory(context.pipeline.frame_cache(), walk.frame_bytes)) {
-    return command::about(target.path, too_large_text(walk.frame_bytes));
-  }
-  const ksn::state& composition = context.composition;
-  const std::string own = overwritten_source(composition, walk.layers, [&](int frame) {
-    return numbered_name(target.path, frame + composition.doc.frame_base);
-  });
-  return own.empty() ? own : command::about(own, "Not saved, because a later frame has yet to be read from it");
-}
-
-}  // namespace
 
 bool save_walk(context& context, const target& target, const walk& walk) {
-  if (const std::string line = obstacle(context, target, walk); !line.empty()) {
+  std::unique_ptr<output> output;
+  if (target.is_movie()) {
+    output = std::make_unique<movie_output>(context, target, walk);
+  } else {
+    output = std::make_unique<write_behind>(context, target, walk.layers, *context.pipeline.reading());
+  }
+  std::string line = find_memory(context.pipeline.frame_cache(), walk.frame_bytes)
+                         ? output->obstacle()
+                         : command::about(target.path, too_large_text(walk.frame_bytes));
+  if (!line.empty()) {
     context.report_error(line);
     return false;
   }
   bool complete = false;
-  bool any = false;
+  bool kept = false;
   std::exception_ptr failure;
   {
-    sequence_save save(context, target, walk);
+    sequence_save save(context, walk, *output);
     failure = save.run();
     complete = save.wrote_all();
-    any = save.wrote_any();
+    kept = save.wrote_any();
+    if (kept && !save.failed()) line = output->finish(save.reached_end(), kept);
   }
-  if (any && context.after_save) context.after_save(target.path);
+  if (!line.empty()) {
+    context.report_error(line);
+    complete = false;
+  }
+  if (kept && context.after_save) context.after_save(target.path);
   if (failure) std::rethrow_exception(failure);
   return complete;
 }

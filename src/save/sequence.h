@@ -10,8 +10,8 @@
 
 namespace save {
 
-// The error line of a frame that can't be had: what was to be written, and why it is not.
-std::string missing_frame_line(const ksn::state& composition, const std::string& path, const picture& missing);
+// What is said of a frame that can't be had.
+std::string missing_frame_text(const ksn::state& composition);
 
 struct walk {
   // The picture of a timeline frame, made on the main thread; none for a frame that could not be made. Memory that runs
@@ -23,13 +23,18 @@ struct walk {
   std::vector<int> layers;
   // The least bytes that a frame takes while it is made.
   std::size_t frame_bytes = 0;
+  // For a movie: whether it is the composite, whether alpha of the pictures means anything, and the layers that are
+  // heard.
+  bool is_composite = false;
+  bool alpha = true;
+  std::vector<int> heard = {};
 };
 
-// Writes one file for each frame of the work area. Lines come in the order of the frames. A frame without a picture is
-// reported and left out; the first file that can't be written ends the walk, as does the context's `cancelled`, which
-// keeps what is made so far; so does a failure of `make`, which comes through. As many pictures are under way as the
-// free memory holds, at least one. Nothing is begun, and one line says why, when not even one fits, and when a file
-// that is to be read later would be written over. Returns whether every frame was written.
+// Writes one file for each frame of the work area, or a movie. Lines come in the order of the frames. A frame without a
+// picture is reported and left out; the first file that can't be written ends the walk, as does the context's
+// `cancelled`, which keeps what is made so far; so does a failure of `make`, which comes through. As many pictures are
+// under way as the free memory holds, at least one. Nothing is begun, and one line says why, when not even one fits,
+// and when a file that is to be read later would be written over. Returns whether every frame was written.
 bool save_walk(context& context, const target& target, const walk& walk);
 
 }  // namespace save

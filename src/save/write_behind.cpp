@@ -5,6 +5,9 @@
 #include <memory>
 #include <utility>
 
+#include "command/messages.h"
+#include "save/own_sources.h"
+
 namespace save {
 
 write_behind::~write_behind() {
@@ -13,8 +16,21 @@ write_behind::~write_behind() {
   done_.wait(lock, [this] { return tasks_ == 0; });
 }
 
-void write_behind::add(picture picture, std::string path, const img::format& format, const img::save_options& options,
-                       cache::frame_scheduler& threads) {
+std::string write_behind::name_of(int frame) const {
+  return numbered_name(target_.path, frame + context_.composition.doc.frame_base);
+}
+
+std::string write_behind::missing_line(int frame, const std::string& text, const std::string& reason) const {
+  return reason.empty() ? command::about(name_of(frame), text) : command::about(name_of(frame), text, reason);
+}
+
+std::string write_behind::obstacle() const {
+  const std::string own =
+      overwritten_source(context_.composition, layers_, [this](int frame) { return name_of(frame); });
+  return own.empty() ? own : command::about(own, "Not saved, because a later frame has yet to be read from it");
+}
+
+std::string write_behind::add(int frame, picture picture) {
   const auto entry = std::make_shared<item>();
   items_.push_back(entry);
   {
@@ -23,7 +39,8 @@ void write_behind::add(picture picture, std::string path, const img::format& for
   }
   // Held by pointer, so that a task that no thread takes can still be run here.
   const auto held = std::make_shared<save::picture>(std::move(picture));
-  const std::function<void()> task = [this, entry, held, path = std::move(path), &format, options] {
+  const std::function<void()> task = [this, entry, held, path = name_of(frame), &format = *target_.format,
+                                      options = img::save_options(context_.options)] {
     {
       const std::lock_guard lock(mutex_);
       if (entry->abandoned) {
@@ -46,7 +63,8 @@ void write_behind::add(picture picture, std::string path, const img::format& for
       done_.notify_all();
     }
   };
-  if (!threads.run(task)) task();
+  if (!threads_.run(task)) task();
+  return {};
 }
 
 bool write_behind::take(result& result, bool wait) {

@@ -1,4 +1,4 @@
-// Pictures that wait to be written, and their results in the order of the frames.
+// Pictures that wait to be written to files of their own, and their results in the order of the frames.
 #pragma once
 
 #include <condition_variable>
@@ -6,33 +6,34 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "cache/reading/frame_scheduler.h"
-#include "save/picture_file.h"
+#include "save/output.h"
+#include "save/save.h"
 
 namespace save {
 
-// Main thread but for the writing itself, which the threads that read frames do.
-class write_behind {
+// The threads that read frames do the writing.
+class write_behind : public output {
  public:
-  write_behind() = default;
+  // Files of `target` for frames that `layers` give. All must outlive this.
+  write_behind(const context& context, const target& target, const std::vector<int>& layers,
+               cache::frame_scheduler& threads)
+      : context_(context), target_(target), layers_(layers), threads_(threads) {}
   // Waits for what is being written, and writes nothing else.
-  ~write_behind();
+  ~write_behind() override;
   write_behind(const write_behind&) = delete;
   write_behind& operator=(const write_behind&) = delete;
 
-  struct result {
-    bool written = false;
-    std::string line;  // of a failure
-  };
-
-  void add(picture picture, std::string path, const img::format& format, const img::save_options& options,
-           cache::frame_scheduler& threads);
-  // Takes the oldest result when it is there, or waits for it; false when none is there, or none will come.
-  bool take(result& result, bool wait);
-  int pending() const { return static_cast<int>(items_.size()); }
-  // Writes that have not started are dropped; they have no result.
-  void abandon();
+  std::string add(int frame, picture picture) override;
+  void miss(int) override {}
+  bool take(result& result, bool wait) override;
+  int pending() const override { return static_cast<int>(items_.size()); }
+  void abandon() override;
+  std::string finish(bool, bool&) override { return {}; }
+  std::string missing_line(int frame, const std::string& text, const std::string& reason) const override;
+  std::string obstacle() const override;
 
  private:
   struct item {
@@ -42,6 +43,12 @@ class write_behind {
     result outcome;
   };
 
+  std::string name_of(int frame) const;
+
+  const context& context_;
+  const target& target_;
+  const std::vector<int>& layers_;
+  cache::frame_scheduler& threads_;
   std::mutex mutex_;  // guards the items themselves
   std::condition_variable done_;
   int tasks_ = 0;                            // mutex_: handed over and not ended

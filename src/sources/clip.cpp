@@ -5,6 +5,7 @@
 #include "img/formats/shared/orientation.h"
 #include "lib/parallel.h"
 #include "platform/module.h"
+#include "sources/movie_writer.h"
 
 namespace sources {
 namespace {
@@ -67,6 +68,10 @@ class turned_clip : public clip {
 };
 
 }  // namespace
+
+const module_host& lent_to_modules() {
+  return host;
+}
 
 open_result open_clip(clip_kind kind, const std::string& path, int rate) {
   if (kind == clip_kind::rtv) return {.error = -1, .available = false};

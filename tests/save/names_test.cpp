@@ -30,7 +30,7 @@ TEST(names, save_options) {
   struct row {
     const char* text;
     bool taken;
-    img::save_options options;  // when taken
+    save::save_options options;  // when taken
   };
   const row rows[] = {
       {"", true, {0, 90, false}},
@@ -44,6 +44,11 @@ TEST(names, save_options) {
       {"compression=lzw,bits=16", true, {5, 90, false, 16}},
       {"compression=deflate", true, {3, 90, false}},
       {"bits=8,compression=packbits", true, {2, 90, false, 8}},
+      {"codec=h264,audio=0,quality=7", true, {{0, 7, false, 0}, "h264", false}},
+      {"codec=prores_4444,audio=1", true, {{}, "prores_4444", true}},
+      {"codec=divx", false, {}},
+      {"codec=", false, {}},
+      {"audio=2", false, {}},
       {"compression=lzma", false, {}},
       {"bits=12", false, {}},
       {"compression", false, {}},
@@ -55,9 +60,9 @@ TEST(names, save_options) {
       {",quality=50", false, {}},
       {"quality=50,speed=1", false, {}},
   };
-  const img::save_options before{2, 33, true};
+  const save::save_options before{{2, 33, true}, "png", false};
   for (const row& r : rows) {
-    img::save_options options = before;
+    save::save_options options = before;
     EXPECT_EQ(save::parse_save_options(r.text, options), r.taken) << r.text;
     EXPECT_EQ(options, r.taken ? r.options : before) << r.text;
   }
