@@ -17,6 +17,7 @@
 #include "app/live_services.h"
 #include "app/loading_fields.h"
 #include "app/serving.h"
+#include "app/shell_actions.h"
 #include "app/sound_start.h"
 #include "app/window_run.h"
 #include "cache/allocation.h"
@@ -219,6 +220,7 @@ void application::impl::register_actions() {
       {engine, current_desktop, [this](std::string_view key) { return text(key); }, [this] { window.redraw(); }});
   services.register_actions();
   output.register_actions();
+  register_shell_actions(engine, [this] { return clock.shown_time(); });
   register_clipboard_actions({engine, pipeline, current_desktop, [this] { return clock.shown_time(); }});
   command::register_unbuilt_actions(engine);
 }

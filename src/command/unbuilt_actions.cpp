@@ -17,25 +17,11 @@ struct unbuilt_row {
   const char* value_help = "";
 };
 
-constexpr const char* no_mail = "mail is not built yet";
-constexpr const char* no_shell = "other programs are not started yet";
 constexpr const char* no_input = "video inputs are not built yet";
 
 using group = action_group;
 
 constexpr unbuilt_row rows[] = {
-    {group::file, "launch_new_instance", "start another Kestrin", "", 0, no_shell},
-    {group::mail, "mail_screen_as_jpeg", "mail the preview area as a JPEG file", "mi_file", 80, no_mail},
-    {group::mail, "mail_screen_as_png", "mail the preview area as a PNG file", "mi_file", 81, no_mail},
-    {group::mail, "mail_mask_as_jpeg", "mail the composite as a JPEG file", "mi_file", 90, no_mail},
-    {group::mail, "mail_mask_as_png", "mail the composite as a PNG file", "mi_file", 91, no_mail},
-    {group::mail, "mail_frame_as_jpeg", "mail the selected layer's picture as a JPEG file", "mi_file", 100, no_mail},
-    {group::mail, "mail_frame_as_png", "mail the selected layer's picture as a PNG file", "mi_file", 101, no_mail},
-    {group::desktop, "locate_in_explorer", "show the selected layer's file in the file manager", "mi_layer", 70,
-     no_shell},
-    {group::desktop, "reveal_in_finder", "show the selected layer's file in the file manager", "", 0, no_shell},
-    {group::desktop, "open_containing_folder", "show the selected layer's file in the file manager", "", 0, no_shell},
-    {group::desktop, "open_with", "open the selected layer's file in its own program", "mi_layer", 71, no_shell},
     {group::new_layers, "new_video_layer", "add a layer that shows the first video input", "mi_edit", 94, no_input,
      "DEVICE", "add a layer that shows the video input of that name"},
 };

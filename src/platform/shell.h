@@ -18,4 +18,7 @@ bool reveal(const std::string& path, std::string& error);
 // A new mail with the file attached, in the user's mail program (xdg-email).
 bool mail(const std::string& path, std::string& error);
 
+// Starts this program once more, without arguments.
+bool launch_again(std::string& error);
+
 }  // namespace platform

@@ -25,7 +25,7 @@ constexpr movie_codec codecs[] = {
     {"mjpeg", "Motion JPEG", "mov avi mkv", !alpha, !deep, lossy},
     {"ffv1", "FFV1", "mkv avi", alpha, deep, !lossy},
     {"png", "PNG", "mov avi mkv", alpha, deep, !lossy},
-    {"raw", "Uncompressed", "mov avi mkv", alpha, !deep, !lossy},
+    {"raw", "Uncompressed", "mov avi", alpha, !deep, !lossy},
 };
 
 bool has_word(std::string_view words, std::string_view word) {

@@ -246,7 +246,7 @@ TEST_F(window_run, shows_the_table_as_its_menu) {
                         {2, "toggle_grid", true, true, true},
                         {2, "toggle_vsync", true, true, false},
                         {4, "layer_move_left", false, false, false},
-                        {4, "open_with", false, false, false},
+                        {4, "layer_replace_with", false, false, false},
                         {1, "clipboard_paste", false, false, false},
                         {2, "toggle_fullscreen", true, true, false},
                         {0, "save_frame_as", true, false, false}};
@@ -312,8 +312,9 @@ TEST_F(window_run, says_why_an_action_did_nothing) {
   EXPECT_EQ(lines, (strings{"\"--save_mask_as_image\": Not available without a value: --save_mask_as_image=PATH",
                             "\"--clipboard_copy_mask\": Not available without a window"}));
   in_window([&] {
-    desktop.events.menu_chosen("open_with");
-    EXPECT_EQ(desktop.messages, (strings{"\"--open_with\": Not available"}));
+    engine.add({.name = "far_away", .help = "what nobody does", .unbuilt = "it is far away"});
+    desktop.events.menu_chosen("far_away");
+    EXPECT_EQ(desktop.messages, (strings{"\"--far_away\": Not available"}));
     desktop.events.key(command::parse_key("F7"));
     EXPECT_EQ(desktop.messages.size(), 1u);
   });

@@ -30,7 +30,9 @@ TEST(names, save_options) {
   struct row {
     const char* text;
     bool taken;
-    save::save_options options;  // when taken
+    img::save_options options;  // when taken
+    std::string codec = {};
+    bool audio = true;
   };
   const row rows[] = {
       {"", true, {0, 90, false}},
@@ -44,8 +46,8 @@ TEST(names, save_options) {
       {"compression=lzw,bits=16", true, {5, 90, false, 16}},
       {"compression=deflate", true, {3, 90, false}},
       {"bits=8,compression=packbits", true, {2, 90, false, 8}},
-      {"codec=h264,audio=0,quality=7", true, {{0, 7, false, 0}, "h264", false}},
-      {"codec=prores_4444,audio=1", true, {{}, "prores_4444", true}},
+      {"codec=h264,audio=0,quality=7", true, {0, 7, false}, "h264", false},
+      {"codec=prores_4444,audio=1", true, {}, "prores_4444"},
       {"codec=divx", false, {}},
       {"codec=", false, {}},
       {"audio=2", false, {}},
@@ -64,7 +66,8 @@ TEST(names, save_options) {
   for (const row& r : rows) {
     save::save_options options = before;
     EXPECT_EQ(save::parse_save_options(r.text, options), r.taken) << r.text;
-    EXPECT_EQ(options, r.taken ? r.options : before) << r.text;
+    const save::save_options taken{r.options, r.codec, r.audio};
+    EXPECT_EQ(options, r.taken ? taken : before) << r.text;
   }
 }
 

@@ -98,6 +98,16 @@ bool reveal(const std::string& path, std::string& error) {
                error);
 }
 
+bool launch_again(std::string& error) {
+  char path[4096];
+  const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
+  if (length <= 0 || static_cast<std::size_t>(length) == sizeof path) {
+    error = "its file is not found";
+    return false;
+  }
+  return start({std::string(path, static_cast<std::size_t>(length))}, error);
+}
+
 bool mail(const std::string& path, std::string& error) {
   return need("xdg-email", error) && start({"xdg-email", "--attach", path}, error);
 }

@@ -121,12 +121,23 @@ bool movie_file::encode(AVCodecContext& encoder, const AVStream& stream, const A
     if (error == AVERROR(EAGAIN) || error == AVERROR_EOF) return true;
     if (error < 0) return failed(error);
     packet_->stream_index = stream.index;
-    if (packet_->duration == 0 && &stream == video_) packet_->duration = 1;
+    if (&stream == video_) set_times();
     av_packet_rescale_ts(packet_.get(), encoder.time_base, stream.time_base);
     const int written = av_interleaved_write_frame(file_.get(), packet_.get());
     if (written < 0) return failed(written);
     if (file_->pb->error < 0) return failed(file_->pb->error);
   }
+}
+
+// The time of decoding comes from the encoder. x265 gives none that is true for a movie of less frames than it looks
+// ahead; then packets count from as early as the order of pictures asks for.
+void movie_file::set_times() {
+  constexpr long long farthest = 1000;  // frames between decoding and showing
+  if (packet_->duration == 0) packet_->duration = 1;
+  const auto is_true = [&] { return packet_->dts <= packet_->pts && packet_->dts > packet_->pts - farthest; };
+  if (packets_ == 0) counts_packets_ = !is_true();
+  if (counts_packets_) packet_->dts = packets_ - video_encoder_->has_b_frames;
+  ++packets_;
 }
 
 bool movie_file::finish() {

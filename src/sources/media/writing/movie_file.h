@@ -34,6 +34,7 @@ class movie_file : public sources::movie_writer {
   AVStream* add_stream(const AVCodecContext& encoder);
   void tag_timecode(AVStream& video);
   bool encode(AVCodecContext& encoder, const AVStream& stream, const AVFrame* frame);
+  void set_times();
   bool send_sound(std::size_t count);
   bool failed(int error);
 
@@ -47,6 +48,8 @@ class movie_file : public sources::movie_writer {
   AVStream* sound_ = nullptr;
   packet_ptr packet_;
   long long pictures_ = 0;
+  long long packets_ = 0;  // of the picture
+  bool counts_packets_ = false;
   long long samples_ = 0;              // sent to the encoder
   std::vector<std::int16_t> waiting_;  // samples that are not a whole block of the encoder yet
   sources::movie_failure failure_;
