@@ -105,7 +105,10 @@ std::string progress_text(const save::progress& progress) {
     std::snprintf(text + length, sizeof text - static_cast<std::size_t>(length), "%d:%02d left", seconds / 60,
                   seconds % 60);
   }
-  return text;
+  if (progress.bytes == 0) return text;
+  char size[48];
+  std::snprintf(size, sizeof size, ", %.1f MB", static_cast<double>(progress.bytes) / 1e6);
+  return std::string(text) + size;
 }
 
 }  // namespace app

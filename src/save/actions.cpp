@@ -3,9 +3,24 @@
 #include <memory>
 #include <utility>
 
+#include "command/messages.h"
 #include "save/screen.h"
+#include "sources/movie_codec.h"
 
 namespace save {
+namespace {
+
+// The codec that a list of options names though there is none; empty when that is not what is wrong with it.
+std::string unknown_codec(const std::string& text) {
+  constexpr std::string_view key = "codec=";
+  const std::size_t at = text.find(key);
+  if (at == text.npos || (at > 0 && text[at - 1] != ',')) return {};
+  const std::size_t first = at + key.size();
+  const std::string codec = text.substr(first, text.find(',', first) - first);
+  return sources::find_movie_codec(codec) ? std::string() : codec;
+}
+
+}  // namespace
 
 void register_save_actions(command::engine& engine, render::pipeline& pipeline, surroundings surroundings) {
   const auto around = std::make_shared<const save::surroundings>(std::move(surroundings));
@@ -20,8 +35,10 @@ void register_save_actions(command::engine& engine, render::pipeline& pipeline, 
     const char* title;
     const char* file_name;
     bool (*run)(context& context, const std::string& path);
+    bool is_walk = false;
   };
   constexpr std::string_view pictures = "picture_filter any_file_filter";
+  constexpr std::string_view walks = "picture_filter movie_filter any_file_filter";
   const auto add = [&](const row& row, auto run) {
     engine.add({.group = command::action_group::save,
                 .name = row.name,
@@ -45,7 +62,7 @@ void register_save_actions(command::engine& engine, render::pipeline& pipeline, 
                       run(context, value);
                       return true;
                     },
-                .ask = command::file_question{row.title, row.file_name, pictures}});
+                .ask = command::file_question{row.title, row.file_name, row.is_walk ? walks : pictures}});
   };
   constexpr row rows[] = {
       {"save_frame_as", "save the selected layer's frame at the current time to a file that you choose",
@@ -57,11 +74,11 @@ void register_save_actions(command::engine& engine, render::pipeline& pipeline, 
       {"save_layer_as", "save the selected layer's frames in the work area to files that you choose",
        "save the selected layer's frames in the work area, at their own size; # in the name is the frame number; "
        "to one movie for .mov, .mp4, .mkv and .avi",
-       "", 70, "save_layer_as.action", "layer.####.exr", save_layer_as},
+       "", 70, "save_layer_as.action", "layer.####.exr", save_layer_as, true},
       {"save_mask_as_sequence", "save the composite of each frame of the work area to files that you choose",
        "save the composite of each frame of the work area, at the size of the output (mask_size); # in the name is the "
        "frame number; to one movie for .mov, .mp4, .mkv and .avi",
-       "Ctrl+Shift+E", 71, "save_mask_as_sequence.action", "composite.####.exr", save_mask_as_sequence},
+       "Ctrl+Shift+E", 71, "save_mask_as_sequence.action", "composite.####.exr", save_mask_as_sequence, true},
   };
   for (const row& row : rows) add(row, row.run);
   add({"save_screen_as", "save the preview area as the window shows it to a file that you choose",
@@ -94,7 +111,14 @@ void register_save_actions(command::engine& engine, render::pipeline& pipeline, 
            "options of all saves after it: compression=uncompressed|rle|zip|b44a|lzw (none, packbits and "
            "deflate are other words for the first three), bits=8|16, quality=1..100, ignore_alpha=0|1; of movies "
            "codec=NAME, audio=0|1",
-       .execute_value = [options](const std::string& value) { return parse_save_options(value, *options); }});
+       .execute_value = [options, &engine](const std::string& value) {
+         if (parse_save_options(value, *options)) return true;
+         const std::string codec = unknown_codec(value);
+         if (codec.empty()) return false;
+         engine.report(command::about("--save_options=" + value,
+                                      "No codec \"" + codec + "\"; there are " + sources::all_codecs()));
+         return true;
+       }});
 }
 
 }  // namespace save

@@ -146,6 +146,7 @@ TEST(progress, text) {
       {{1, 2, 1, 75}, "1/2 frames, 1.0 a second, 1:15 left"},
       {{1, 2, 1, 1e300}, "1/2 frames, 1.0 a second, 99:59:59 left"},
       {{1, 2, 1, -5}, "1/2 frames, 1.0 a second, 0:00 left"},
+      {{1, 2, 1, 3, 31'460'000}, "1/2 frames, 1.0 a second, 0:03 left, 31.5 MB"},
   };
   for (const row& r : rows) EXPECT_EQ(app::progress_text(r.progress), r.text);
 }
