@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "app/line_copy.h"
+#include "app/save_choices.h"
 #include "lib/paths.h"
 #include "lib/printable.h"
 
@@ -21,8 +22,8 @@ std::string title_of(const dialog_parts& parts, const command::action& row) {
 }
 
 // Each dialog begins where the last one of its action ended.
-void ask_and_run(const dialog_parts& parts, platform::desktop& desktop, const command::action& row,
-                 std::string& folder) {
+void ask_and_run(const dialog_parts& parts, platform::desktop& desktop, const command::action& row, std::string& folder,
+                 save_choices& choices) {
   platform::file_dialog dialog;
   dialog.title = title_of(parts, row);
   dialog.folder = folder.empty() ? lib::folder_of(lib::full_path("x")) : folder;
@@ -32,10 +33,19 @@ void ask_and_run(const dialog_parts& parts, platform::desktop& desktop, const co
   for (const std::string& kind : command::tokenise(row.ask->filter)) {
     dialog.filter += (dialog.filter.empty() ? "" : ";;") + parts.text(kind);
   }
+  const bool is_walk = row.ask->filter.find("movie_filter") != std::string_view::npos;
+  platform::save_form form{
+      [&](const std::string& path) { return choices.of_path(path, is_walk, parts.text); },
+      [&](const std::string& path) { return save_description(parts.engine.composition(), row.name, path); }};
+  const bool has_options = dialog.save && row.ask->filter.find("picture_filter") != std::string_view::npos;
+  if (has_options) dialog.form = &form;
   const std::vector<std::string> paths = desktop.ask_files(dialog);
   if (paths.empty()) return;
   folder = lib::folder_of(paths.front());
+  const std::string options = has_options ? choices.remember(paths.front(), form.chosen) : std::string();
   run_and_tell(parts.engine, desktop, [&] {
+    // Without any, the options of saves before are forgotten.
+    if (has_options) parts.engine.run_option("--save_options=" + options);
     for (const std::string& path : paths) parts.engine.run_option("--" + row.name + "=" + path);
   });
   if (parts.done) parts.done();
@@ -59,11 +69,11 @@ void run_and_tell(command::engine& engine, platform::desktop& desktop, const std
 }
 
 void ask_with_dialogs(const dialog_parts& parts) {
-  parts.engine.ask_for_value = [parts,
-                                folders = std::map<std::string, std::string>()](const command::action& row) mutable {
+  parts.engine.ask_for_value = [parts, folders = std::map<std::string, std::string>(),
+                                choices = save_choices()](const command::action& row) mutable {
     platform::desktop* desktop = parts.desktop();
     if (!desktop) return false;
-    if (!row.enabled || row.enabled()) ask_and_run(parts, *desktop, row, folders[row.name]);
+    if (!row.enabled || row.enabled()) ask_and_run(parts, *desktop, row, folders[row.name], choices);
     return true;
   };
 }

@@ -81,6 +81,8 @@ struct menu_entry {
   bool is_separator() const { return text.empty(); }
 };
 
+struct save_form;
+
 struct file_dialog {
   std::string title;
   std::string folder;
@@ -88,6 +90,7 @@ struct file_dialog {
   std::string filter;  // "name (*.a *.b)", entries separated by ";;"
   bool save = false;
   bool several = false;
+  save_form* form = nullptr;  // of a save dialog; null offers only the name
 };
 
 enum class message_answer { ok, yes, no, cancel };

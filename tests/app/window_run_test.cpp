@@ -306,6 +306,43 @@ TEST_F(window_run, asks_for_files) {
   });
 }
 
+TEST_F(window_run, save_dialogs_offer_the_options_of_the_format_and_remember_them) {
+  composition.new_adjustment_layer();
+  composition.doc.mask_size = {64, 32};
+  composition.doc.tm_l = 3;
+  const auto keys = [&] {
+    strings found;
+    for (const platform::form_choice& choice : desktop.offered) found.push_back(choice.key);
+    return found;
+  };
+  in_window([&] {
+    desktop.answers = {
+        {folder / "a.mkv"}, {folder / "b.mkv"}, {folder / "c.##.jpg"}, {folder / "d.exr"}, {folder / "e.mkv"}};
+    desktop.chosen = {{"codec", "ffv1"}, {"quality", "70"}, {"audio", "0"}};
+    desktop.events.menu_chosen("save_mask_as_sequence");
+    EXPECT_EQ(keys(), (strings{"codec", "quality", "audio"}));
+    EXPECT_EQ(desktop.offered[0].words.size(), 16u) << "as usual, and all but raw and those of other containers";
+    EXPECT_EQ(desktop.offered[0].chosen, 0u);
+    desktop.events.menu_chosen("save_mask_as_sequence");
+    EXPECT_EQ(desktop.offered[0].words[desktop.offered[0].chosen].word, "ffv1") << "as before";
+    EXPECT_EQ(desktop.offered[1].words[desktop.offered[1].chosen].word, "70");
+    desktop.chosen = {{"quality", "30"}};
+    desktop.events.menu_chosen("save_mask_as_sequence");
+    EXPECT_EQ(keys(), (strings{"quality"}));
+    desktop.chosen = {{"compression", ""}};
+    desktop.events.menu_chosen("save_mask_as_image");
+    EXPECT_EQ(keys(), (strings{"compression", "ignore_alpha"}));
+    EXPECT_TRUE(std::filesystem::exists(folder / "c.02.jpg") && std::filesystem::exists(folder / "d.exr"));
+    desktop.events.menu_chosen("save_mask_as_image");
+    EXPECT_TRUE(keys().empty()) << "one picture is no movie";
+  });
+  const std::string size = "64 x 32, ";
+  EXPECT_EQ(desktop.described, (strings{size + "3 frames at 25 a second: " + folder / "a.mkv",
+                                        size + "3 frames at 25 a second: " + folder / "b.mkv",
+                                        size + "3 frames at 25 a second: " + folder / "c.00.jpg to c.02.jpg",
+                                        size + folder / "d.exr", size + folder / "e.mkv"}));
+}
+
 TEST_F(window_run, says_why_an_action_did_nothing) {
   engine.run_option("--save_mask_as_image");
   engine.run_option("--clipboard_copy_mask");

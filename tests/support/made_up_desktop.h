@@ -3,12 +3,14 @@
 
 #include <deque>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "platform/desktop.h"
+#include "platform/save_form.h"
 
 namespace support {
 
@@ -26,6 +28,7 @@ class made_up_desktop : public platform::desktop {
   std::vector<std::uint8_t> board_pixels;
   math::point board_size;
   std::deque<std::vector<std::string>> answers;  // of file dialogs
+  std::map<std::string, std::string> chosen;     // in the forms of save dialogs
   std::deque<platform::message_answer> message_answers;
   std::deque<std::string> menu_answers;  // texts of the entries that are chosen, "" for none
   std::optional<math::point> pointer_at;
@@ -40,6 +43,8 @@ class made_up_desktop : public platform::desktop {
   std::vector<int> waits;             // milliseconds
   std::vector<std::string> messages;  // of message boxes
   std::vector<platform::file_dialog> dialogs;
+  std::vector<std::string> described;                    // by the forms of save dialogs
+  std::vector<platform::form_choice> offered;            // by the latest one
   std::vector<std::vector<platform::menu_entry>> menus;  // that were opened
   platform::cursor_shape cursor = platform::cursor_shape::arrow;
   std::string title;
@@ -110,7 +115,13 @@ class made_up_desktop : public platform::desktop {
   }
   std::vector<std::string> ask_files(const platform::file_dialog& dialog) override {
     dialogs.push_back(dialog);
+    dialogs.back().form = nullptr;  // gone when the dialog is closed
     modal();
+    if (dialog.form && !answers.empty() && !answers.front().empty()) {
+      described.push_back(dialog.form->description(answers.front().front()));
+      offered = dialog.form->choices(answers.front().front());
+      dialog.form->chosen = chosen;
+    }
     if (answers.empty()) return {};
     const std::vector<std::string> answer = answers.front();
     answers.pop_front();

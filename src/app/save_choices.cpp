@@ -1,0 +1,110 @@
+#include "app/save_choices.h"
+
+#include <cstdio>
+
+#include "composition/time/frame_rate.h"
+#include "img/format.h"
+#include "lib/paths.h"
+#include "save/save.h"
+#include "sources/movie_codec.h"
+
+namespace app {
+namespace {
+
+using platform::form_choice;
+using platform::form_word;
+
+form_choice choice_of(const std::string& key, const save_choices::text_function& text, std::vector<form_word> words) {
+  return {key, text("save_form_" + key), std::move(words)};
+}
+
+// The format's own way, and others by their words.
+form_choice compressions(const save_choices::text_function& text, std::initializer_list<const char*> words) {
+  form_choice choice = choice_of("compression", text, {{"", text("save_form_default")}});
+  for (const char* word : words) choice.words.push_back({word, word});
+  return choice;
+}
+
+form_choice qualities(const save_choices::text_function& text) {
+  form_choice choice = choice_of("quality", text, {});
+  for (const char* word : {"100", "95", "90", "80", "70", "50", "30"}) choice.words.push_back({word, word});
+  choice.chosen = 2;
+  return choice;
+}
+
+std::vector<form_choice> of_movie(const std::string& extension, const save_choices::text_function& text) {
+  form_choice codecs = choice_of("codec", text, {{"", text("save_form_default")}});
+  for (const sources::movie_codec& codec : sources::movie_codecs()) {
+    if (sources::holds_codec(codec, extension))
+      codecs.words.push_back({std::string(codec.name), std::string(codec.title)});
+  }
+  return {std::move(codecs), qualities(text),
+          choice_of("audio", text, {{"1", text("save_form_yes")}, {"0", text("save_form_no")}})};
+}
+
+std::vector<form_choice> of_picture(const std::string& path, const std::string& extension,
+                                    const save_choices::text_function& text) {
+  const img::format* format = img::find_format(path);
+  std::vector<form_choice> choices;
+  if (!format) return choices;
+  if (extension == "jpg" || extension == "jpeg") return {qualities(text)};
+  if (extension == "tga") choices.push_back(compressions(text, {"uncompressed", "rle"}));
+  if (extension == "exr") choices.push_back(compressions(text, {"uncompressed", "rle", "zip", "b44a"}));
+  if (extension == "tif" || extension == "tiff")
+    choices.push_back(compressions(text, {"uncompressed", "packbits", "deflate", "lzw"}));
+  if (format->holds_16_bits())
+    choices.push_back(choice_of("bits", text, {{"", text("save_form_default")}, {"8", "8"}, {"16", "16"}}));
+  choices.push_back(choice_of("ignore_alpha", text, {{"0", text("save_form_yes")}, {"1", text("save_form_no")}}));
+  return choices;
+}
+
+}  // namespace
+
+std::vector<form_choice> save_choices::of_path(const std::string& path, bool is_walk, const text_function& text) const {
+  const std::string extension = lib::lower_extension(path);
+  std::vector<form_choice> choices;
+  if (!sources::is_movie_extension(extension)) {
+    choices = of_picture(path, extension, text);
+  } else if (is_walk) {
+    choices = of_movie(extension, text);
+  }
+  const auto kept = kept_.find(extension);
+  if (kept == kept_.end()) return choices;
+  for (form_choice& choice : choices) {
+    const auto word = kept->second.find(choice.key);
+    for (std::size_t i = 0; word != kept->second.end() && i < choice.words.size(); ++i) {
+      if (choice.words[i].word == word->second) choice.chosen = i;
+    }
+  }
+  return choices;
+}
+
+std::string save_choices::remember(const std::string& path, const std::map<std::string, std::string>& chosen) {
+  kept_[lib::lower_extension(path)] = chosen;
+  std::string list;
+  for (const auto& [key, word] : chosen) {
+    if (!word.empty()) list += (list.empty() ? "" : ",") + key + "=" + word;
+  }
+  return list;
+}
+
+std::string save_description(const ksn::state& composition, const std::string& action, const std::string& path) {
+  const ksn::document& document = composition.doc;
+  const bool of_layer = action == "save_frame_as" || action == "save_layer_as";
+  std::string text;
+  if (of_layer && document.selected_index() < document.track_count()) {
+    const ksn::layer_source& source = document.track_at(document.selected_index()).source;
+    text = std::to_string(source.width) + " x " + std::to_string(source.height) + ", ";
+  } else if (action != "save_screen_as" && !of_layer) {
+    text = std::to_string(document.mask_size.x) + " x " + std::to_string(document.mask_size.y) + ", ";
+  }
+  if (action != "save_layer_as" && action != "save_mask_as_sequence") return text + path;
+  char rate[64];
+  std::snprintf(rate, sizeof rate, "%d frames at %g a second: ", document.tm_l - document.tm_f, document.fpcs / 100.0);
+  text += rate;
+  if (sources::is_movie_extension(lib::lower_extension(path))) return text + path;
+  return text + save::numbered_name(path, document.tm_f + document.frame_base) + " to " +
+         lib::file_name(save::numbered_name(path, document.tm_l - 1 + document.frame_base));
+}
+
+}  // namespace app
