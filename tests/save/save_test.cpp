@@ -275,7 +275,8 @@ TEST_F(studio, targets_that_can_not_be_written) {
   } rows[] = {
       {"save_mask_as_image", "out/c.xyz", "out/c.xyz", "Invalid file type"},
       {"save_mask_as_image", "out/c", "out/c", "Invalid file type"},
-      {"save_mask_as_sequence", "out/c.mov", "out/c.mov", "Not available"},
+      {"save_mask_as_image", "out/c.mov", "out/c.mov", "Movies are saved by save_layer_as and save_mask_as_sequence"},
+      {"save_mask_as_sequence", "file/sub/c.mov", "file/sub", "Create error 20 (0x00000014): Not a directory"},
       {"save_frame_as", "c.dds", "c.dds", "io::exception: Unsupported functionality"},
       {"save_mask_as_image", "out/folder.tga", "out/folder.tga", "Create error 21 (0x00000015): It is a folder"},
       {"save_mask_as_image", "out/c.tga", "out/c.tga", "Create error 21 (0x00000015): It is a folder"},
