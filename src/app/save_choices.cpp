@@ -14,32 +14,28 @@ namespace {
 using platform::form_choice;
 using platform::form_word;
 
-form_choice choice_of(const std::string& key, const save_choices::text_function& text, std::vector<form_word> words) {
-  return {key, text("save_form_" + key), std::move(words)};
-}
-
 // The format's own way, and others by their words.
 form_choice compressions(const save_choices::text_function& text, std::initializer_list<const char*> words) {
-  form_choice choice = choice_of("compression", text, {{"", text("save_form_default")}});
+  form_choice choice{"compression", text("save_form_compression"), {{"", text("save_form_default")}}};
   for (const char* word : words) choice.words.push_back({word, word});
   return choice;
 }
 
 form_choice qualities(const save_choices::text_function& text) {
-  form_choice choice = choice_of("quality", text, {});
+  form_choice choice{"quality", text("save_form_quality"), {}};
   for (const char* word : {"100", "95", "90", "80", "70", "50", "30"}) choice.words.push_back({word, word});
   choice.chosen = 2;
   return choice;
 }
 
 std::vector<form_choice> of_movie(const std::string& extension, const save_choices::text_function& text) {
-  form_choice codecs = choice_of("codec", text, {{"", text("save_form_default")}});
+  form_choice codecs{"codec", text("save_form_codec"), {{"", text("save_form_default")}}};
   for (const sources::movie_codec& codec : sources::movie_codecs()) {
     if (sources::holds_codec(codec, extension))
       codecs.words.push_back({std::string(codec.name), std::string(codec.title)});
   }
   return {std::move(codecs), qualities(text),
-          choice_of("audio", text, {{"1", text("save_form_yes")}, {"0", text("save_form_no")}})};
+          form_choice{"audio", text("save_form_audio"), {{"1", text("save_form_yes")}, {"0", text("save_form_no")}}}};
 }
 
 std::vector<form_choice> of_picture(const std::string& path, const std::string& extension,
@@ -53,8 +49,10 @@ std::vector<form_choice> of_picture(const std::string& path, const std::string& 
   if (extension == "tif" || extension == "tiff")
     choices.push_back(compressions(text, {"uncompressed", "packbits", "deflate", "lzw"}));
   if (format->holds_16_bits())
-    choices.push_back(choice_of("bits", text, {{"", text("save_form_default")}, {"8", "8"}, {"16", "16"}}));
-  choices.push_back(choice_of("ignore_alpha", text, {{"0", text("save_form_yes")}, {"1", text("save_form_no")}}));
+    choices.push_back(
+        form_choice{"bits", text("save_form_bits"), {{"", text("save_form_default")}, {"8", "8"}, {"16", "16"}}});
+  choices.push_back(form_choice{
+      "ignore_alpha", text("save_form_ignore_alpha"), {{"0", text("save_form_yes")}, {"1", text("save_form_no")}}});
   return choices;
 }
 

@@ -10,6 +10,7 @@
 
 #include "app/clipboard_actions.h"
 #include "app/dialog_actions.h"
+#include "app/shell_actions.h"
 #include "app/window_run.h"
 #include "command/menu.h"
 #include "composition/state.h"
@@ -60,6 +61,7 @@ class window_run : public testing::Test {
         {[this](const save::progress& progress) { window.show_progress("", progress.done, progress.total); },
          [this] { return window.progress_cancelled(); }, nullptr, nullptr, nullptr});
     app::ask_with_dialogs({engine, current, [](std::string_view key) { return std::string(key); }, nullptr});
+    app::register_shell_actions(engine, [this] { return clock.shown_time(); });
     app::register_clipboard_actions({engine, pipeline, current, [this] { return clock.shown_time(); }});
     command::register_menu_choices(engine);
     command::register_unbuilt_actions(engine);
