@@ -114,7 +114,6 @@ void register_global_fields(engine& engine) {
   by(
       "global_aspect", "pixel aspect of the view; a value below 1 switches it off", any_number(3),
       [](const state& c) { return c.view.aspect; }, [](state& c, double value) { c.view.set_view_aspect(value); });
-  member("global_aspect_enabled", "whether the pixel aspect of the view is on", boolean(), MEMBER(view.aspect_enabled));
   member("apply_transforms_to_mask", "whether the placement of the selected layer moves the output mask", boolean(),
          MEMBER(view.mask_transforms_enabled));
   member("stereo_view", "stereo view that is shown", words<ksn::target_view_type>(), MEMBER(view.stereo_view));

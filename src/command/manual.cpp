@@ -300,6 +300,10 @@ std::string help_on(const engine& engine, const std::string& topic) {
 }
 
 std::string nearest_name(const engine& engine, const std::string& name) {
+  constexpr std::size_t longest_name = 64;
+  if (name.size() > longest_name) return {};
+  // A name that exists has a value that it does not take.
+  if (engine.find_action(name) || engine.find_global_field(name) || engine.find_layer_field(name)) return {};
   std::string nearest;
   // A third of the letters may be wrong, or half of the names would be near a short one.
   std::size_t best = std::min<std::size_t>(name.size() / 3, 3) + 1;

@@ -100,6 +100,7 @@ void register_view(engine& engine) {
       "smooth "
       "in a window and nearest without",
       words<ksn::view_filter_type>(), MEMBER(view.filter));
+  add("global_aspect_enabled", "whether the pixel aspect of the view is on", boolean(), MEMBER(view.aspect_enabled));
   add("grid", "whether the grid is shown", boolean(), MEMBER(view.grid));
   add("switch_views", "whether the left and the right stereo view are exchanged", boolean(), MEMBER(view.switch_views));
   add("timeline_visible", "whether a window shows the timeline", boolean(), MEMBER(workspace.timeline_visible));

@@ -131,8 +131,9 @@ TEST(output_window, covers_the_second_monitor) {
   support::write_file(folder / "a.tga", "");
   img::save(support::picture("BGR", 64, 64, {200, 100, 50}), folder / "a.tga", nullptr, {});
   const auto xrandr = [&](strings arguments) {
-    return support::run_program("/usr/bin/xrandr", std::move(arguments),
-                                support::run_options{"/", {{"DISPLAY", server.name()}}});
+    return support::run_program(
+        "/usr/bin/xrandr", std::move(arguments),
+        support::run_options{.environment = {{"DISPLAY", server.name()}}, .interrupt_when = {}});
   };
   if (xrandr({"--setmonitor", "L", "800/200x600/150+0+0", "none"}).code != 0 ||
       xrandr({"--setmonitor", "R", "400/100x600/150+800+0", "none"}).code != 0) {

@@ -26,7 +26,7 @@ TEST(option, error_lines) {
       {"--1,2:opacity=x,101",
        {"Invalid value \"x\" for layer field \"opacity\"", "Invalid value \"101\" for layer field \"opacity\""}},
       {"--fps=0", {"Invalid value \"0\" for global field \"fps\""}},
-      {"--open_with", {"\"--open_with\": Not available"}},
+      {"--new_video_layer", {"\"--new_video_layer\": Not available"}},
       {"--new_video_layer=x", {"\"--new_video_layer\": Not available"}},
       {"--http_start=1", {"\"--http_start=1\": Invalid option"}},
   };
@@ -36,7 +36,7 @@ TEST(option, error_lines) {
     EXPECT_EQ(tried.errors, r.errors) << r.option;
   }
   for (const std::string& option : command::tokenise(
-           "--nonsense \"--nonsense=a b\" -- --= --opacity --:opacity=1 --1:=1 --1:nonsense=1 --0:opacity=1"
+           "--nonsense \"--nonsense=a b\" --= --opacity --:opacity=1 --1:=1 --1:nonsense=1 --0:opacity=1"
            " --!:opacity=0 --global:opacity=1 --1:fps=1 --selected:fps=1 --env:=1 --still_image --attach"
            " --print_fields=nonsense --print_fields= --set_time=x --add_layer= --execute_cmdfile=")) {
     language tried({"a", "b", "c"});

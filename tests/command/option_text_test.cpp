@@ -122,7 +122,7 @@ class random_document {
 
   template <class Record, class Field>
   void randomise(const Field& field, Record& record) {
-    if (!field.set_value) return;
+    if (!field.set_value || field.name == "dimensions") return;  // those are the scale in pixels
     command::field_value value;
     field.get_value(document_, record, value);
     const command::value_shape& shape = field.shape;

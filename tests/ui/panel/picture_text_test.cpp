@@ -35,13 +35,16 @@ class picture_text : public support::board {
                       .clock = clock,
                       .keys = keys,
                       .errors = errors,
+                      .frames = known,
                       .product_title = "",
                       .input = input,
                       .host = bench.host,
                       .layout = bench.layout,
                       .run = bench.run,
                       .context_menu = {},
-                      .recent_sources = {}};
+                      .work_area_changed = {},
+                      .recent_sources = {},
+                      .milliseconds = bench.milliseconds};
   std::shared_ptr<ui::ui_object> area;
 
   render::pipeline_options with_letters() {

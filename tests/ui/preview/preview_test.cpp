@@ -272,7 +272,7 @@ TEST_F(preview, exposure_and_gamma_of_the_view_are_dragged_over_the_bar) {
 
 TEST_F(preview, the_brush) {
   composition.doc.mask_size = {60, 40};
-  composition.new_brush_layer();
+  composition.new_brush_layer(1000);
   ksn::workspace& workspace = composition.workspace;
   workspace.brush_size = 5;
   workspace.brush_color = {255, 10, 20, 30};
