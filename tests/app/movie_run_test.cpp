@@ -85,19 +85,22 @@ TEST_F(movie_run, the_order_of_trying_by_its_error_codes) {
     const char* form;
     std::string avi, directshow;
     int quicktime;
+    const char* words;
   };
   const row rows[] = {
-      {"a.avi", "avi", no_stream, other, -1094995529},  // found by AVI, refused by the two behind it
-      {"b.mov", "mov", other, other, -1381258232},
-      {"c.mkv", "matroska", other, no_stream, -1094995529},
-      {"d.avi", "mov", other, other, -1381258232},  // the container decides, not the extension
+      {"a.avi", "avi", no_stream, other, -1094995529,
+       "Stream not found"},  // found by AVI, refused by the two behind it
+      {"b.mov", "mov", other, other, -1381258232, "Stream not found"},
+      {"c.mkv", "matroska", other, no_stream, -1094995529, "Invalid data found when processing input"},
+      {"d.avi", "mov", other, other, -1381258232,
+       "Invalid data found when processing input"},  // the container decides, not the extension
   };
   for (const row& r : rows) {
     ASSERT_TRUE(support::run_ffmpeg(std::string("-f lavfi -i sine=d=0.5 -c:a pcm_s16le -f ") + r.form + " " +
                                     (folder / r.name)));
     const support::outcome found = run({r.name, "--exit"});
-    EXPECT_EQ(found.error_lines(),
-              strings{line(r.name, "Open error " + r.avi + ", " + r.directshow + ", " + std::to_string(r.quicktime))});
+    EXPECT_EQ(found.error_lines(), strings{line(r.name, "Open error " + r.avi + ", " + r.directshow + ", " +
+                                                            std::to_string(r.quicktime) + ": " + r.words)});
   }
 }
 

@@ -267,11 +267,13 @@ TEST_F(window_run, right_click_menus_hold_actions) {
   const command::menu_source source{engine, {}, [](std::string_view key) { return std::string(key); }};
   const std::function<void(const std::vector<platform::menu_entry>&)> check = [&](const auto& entries) {
     for (const platform::menu_entry& entry : entries) {
-      EXPECT_TRUE(entry.command.empty() || engine.find_action(entry.command)) << entry.command;
+      // Rooms that are not here have these.
+      const bool elsewhere = entry.command.starts_with("opt_http_") || entry.command.starts_with("opt_ext_turn_");
+      EXPECT_TRUE(entry.command.empty() || elsewhere || engine.find_action(entry.command)) << entry.command;
       check(entry.entries);
     }
   };
-  EXPECT_EQ(command::context_menus().size(), 20u);
+  EXPECT_EQ(command::context_menus().size(), 21u);
   for (const std::string_view menu : command::context_menus()) {
     EXPECT_GE(command::context_menu(source, menu).size(), 2u) << menu;
     check(command::context_menu(source, menu));

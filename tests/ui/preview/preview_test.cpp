@@ -306,7 +306,7 @@ TEST_F(preview, the_brush) {
 
   workspace.brush_color = {99, 0, 0, 0};
   gesture(left, key_ctrl | key_alt, {-25, 15}, {15, -15});
-  EXPECT_EQ(workspace.brush_color, (lib::color{99, 10, 20, 30}));
+  EXPECT_EQ(workspace.brush_color, (lib::color{99, 9, 19, 29})) << "as the composite shows it";
 }
 
 TEST_F(preview, a_crop_in_a_scaled_view_moves_by_pixels_of_the_picture) {
