@@ -222,7 +222,6 @@ void application::impl::register_actions() {
   output.register_actions();
   register_shell_actions(engine, [this] { return clock.shown_time(); });
   register_clipboard_actions({engine, pipeline, current_desktop, [this] { return clock.shown_time(); }});
-  command::register_unbuilt_actions(engine);
 }
 
 void application::impl::add_own_actions() {

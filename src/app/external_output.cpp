@@ -90,10 +90,7 @@ void external_output::stop() {
 bool external_output::is_due() const {
   const ksn::state& composition = parts_.engine.composition();
   const auto& tracks = composition.doc.tracks;
-  const auto is_live = [](const ksn::track_info& track) {
-    return track.look.visible &&
-           (track.source.type == ksn::source_type::shmem || track.source.type == ksn::source_type::video);
-  };
+  const auto is_live = [](const ksn::track_info& track) { return track.look.visible && track.source.is_live(); };
   return static_cast<int>(std::floor(parts_.clock.shown_time())) != frame_ || composition.revision != revision_ ||
          pipeline_->waits_for_frames() || std::chrono::steady_clock::now() - shown_ > longest_redraw ||
          std::any_of(tracks.begin(), tracks.end(), is_live);

@@ -39,8 +39,7 @@ long long since(steady::time_point start) {
 
 // Shows other pictures from moment to moment without any command.
 bool is_live(const ksn::track_info& track) {
-  return track.look.visible &&
-         (track.source.type == ksn::source_type::shmem || track.source.type == ksn::source_type::video);
+  return track.look.visible && track.source.is_live();
 }
 
 // Frames until the shown one changes.

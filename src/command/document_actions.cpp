@@ -17,6 +17,7 @@
 #include "composition/time/frame_numbers.h"
 #include "composition/time/layer_time.h"
 #include "composition/time/transport.h"
+#include "sources/video_input.h"
 
 namespace command {
 
@@ -408,6 +409,28 @@ action bound(engine& engine, const new_layer_row& row) {
   return entry;
 }
 
+action video_row(state& composition) {
+  action entry;
+  entry.group = action_group::new_layers;
+  entry.name = "new_video_layer";
+  entry.help = "add a layer that shows the first video input";
+  entry.value_form = "DEVICE";
+  entry.value_help = "add a layer that shows the video input of that name";
+  entry.menu = {"mi_edit", 94};
+  entry.execute = [&composition] { composition.new_video_layer(); };
+  entry.execute_value = [&composition](const std::string& device) {
+    composition.new_video_layer(device);
+    return true;
+  };
+  entry.list = [] {
+    std::vector<list_item> items;
+    for (const std::string& name : sources::list_inputs()) items.push_back({name, name});
+    return items;
+  };
+  entry.empty_list = "no_video_input_devices";
+  return entry;
+}
+
 action undo_row(state& composition) {
   action row;
   row.group = action_group::edit;
@@ -503,6 +526,7 @@ void register_document_actions(engine& engine) {
   for (const numbered_row& row : numbered_rows) engine.add(bound(engine, row));
   for (const new_layer_row& row : new_layer_rows) engine.add(bound(engine, row));
   engine.add(undo_row(engine.composition()));
+  engine.add(video_row(engine.composition()));
   add(action_group::edit, clear_canvas_row);
 }
 

@@ -137,7 +137,5 @@ void register_fields(engine& engine);
 void register_language_actions(engine& engine);
 void register_document_actions(engine& engine);
 void register_menu_choices(engine& engine);
-// Enters the rows of the actions that no room has registered. Call it last.
-void register_unbuilt_actions(engine& engine);
 
 }  // namespace command

@@ -86,6 +86,8 @@ class state : public composition_view {
   void new_brush_layer(int frames = 1);
   void new_brush_sequence_layer(int frames = 1);
   void new_text_layer(int frames = 1);
+  // A layer that shows the video input of that name, or without one the first; false after an error line.
+  bool new_video_layer(const std::string& device = {});
   // Not undoable.
   void layer_delete_all();
   // Deletes all layers and takes the settings of a new document.

@@ -18,6 +18,8 @@ frame_view fitted_view(const ksn::state& composition, math::point size) {
   view.width = std::clamp(static_cast<int>(std::rint(view.width * view.zoom_x)), 1, size.x);
   view.height = std::clamp(static_cast<int>(std::rint(view.height * view.zoom_y)), 1, size.y);
   view.resolution = composition.view.resolution;
+  view.smooth = composition.view.filter != ksn::view_filter_type::nearest && !composition.plain_sampling;
+  view.correction = composition.view.tf;
   return view;
 }
 

@@ -223,6 +223,9 @@ img::const_image_ptr pipeline::canvas_of(layer_state& state, const request& aske
   switch (track.source.type) {
     case source_type::clipboard_image:
       return track.source.clipboard_image;
+    case source_type::shmem:
+    case source_type::video:
+      return track.source.live ? track.source.live->newest() : nullptr;
     case source_type::brush:
       return track.source.brush_image;
     case source_type::brush_sequence: {

@@ -64,7 +64,6 @@ class window_run : public testing::Test {
     app::register_shell_actions(engine, [this] { return clock.shown_time(); });
     app::register_clipboard_actions({engine, pipeline, current, [this] { return clock.shown_time(); }});
     command::register_menu_choices(engine);
-    command::register_unbuilt_actions(engine);
   }
 
   std::string picture(const std::string& name, int width = 8, int height = 6) {

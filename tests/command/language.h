@@ -31,7 +31,6 @@ struct language {
     };
     command::register_fields(engine);
     command::register_language_actions(engine);
-    command::register_unbuilt_actions(engine);
     int id = 101;
     for (const std::string& name : names) {
       ksn::track_info layer;

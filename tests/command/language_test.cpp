@@ -26,8 +26,6 @@ TEST(option, error_lines) {
       {"--1,2:opacity=x,101",
        {"Invalid value \"x\" for layer field \"opacity\"", "Invalid value \"101\" for layer field \"opacity\""}},
       {"--fps=0", {"Invalid value \"0\" for global field \"fps\""}},
-      {"--new_video_layer", {"\"--new_video_layer\": Not available"}},
-      {"--new_video_layer=x", {"\"--new_video_layer\": Not available"}},
       {"--http_start=1", {"\"--http_start=1\": Invalid option"}},
   };
   for (const row& r : rows) {

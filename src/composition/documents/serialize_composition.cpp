@@ -14,6 +14,8 @@
 #include "io/document.h"
 #include "io/failure.h"
 #include "io/file.h"
+#include "sources/shared_picture.h"
+#include "sources/video_input.h"
 #include "sources/wave.h"
 
 namespace ksn {
@@ -231,6 +233,7 @@ composition_view with_settings_of(const composition_view& present) {
 int open_source(state& composition, track_info& track) {
   layer_source& source = track.source;
   int error = 0;
+  std::string reason;
   switch (source.type) {
     case source_type::wave:
       error = file_error(source.path);
@@ -239,8 +242,10 @@ int open_source(state& composition, track_info& track) {
       if (!source.audio) error = -1;
       break;
     case source_type::shmem:
+      source.live = sources::open_shared_picture(source.path, error, reason);
+      break;
     case source_type::video:
-      error = -1;
+      source.live = sources::open_input(source.vdev, reason);
       break;
     default:
       if (!source.is_clip()) return 0;
@@ -252,6 +257,14 @@ int open_source(state& composition, track_info& track) {
       source.width = source.clip->width();
       source.height = source.clip->height();
       return 0;
+  }
+  if (source.type == source_type::shmem || source.type == source_type::video) {
+    if (source.live) {
+      source.width = source.live->width();
+      source.height = source.live->height();
+    } else if (error == 0) {
+      error = -1;
+    }
   }
   if (error != 0) source.missing_type = std::exchange(source.type, source_type::none);
   return error;

@@ -11,6 +11,7 @@
 #include "composition/opening/frame_names.h"
 #include "img/image.h"
 #include "sources/clip.h"
+#include "sources/live_source.h"
 #include "sources/wave.h"
 
 namespace ksn {
@@ -61,6 +62,7 @@ struct layer_source {
   int height = 0;
   std::shared_ptr<sources::clip> clip;                 // open clip of a clip source type
   std::shared_ptr<const sources::wave_context> audio;  // sound of the source or of an embedded_audio layer
+  std::shared_ptr<sources::live_source> live;          // open source of a shmem or video layer
   img::image_ptr clipboard_image;                      // picture of a clipboard_image layer
   img::image_ptr brush_image;                          // canvas of a brush layer
   std::map<int, img::image_ptr> brush_seq;             // canvases of a brush_sequence layer by source frame
@@ -83,6 +85,8 @@ struct layer_source {
   // A source whose position is always 0.
   bool is_single_frame() const;
   bool is_clip() const;
+  // Shows other pictures from moment to moment without any command.
+  bool is_live() const { return live != nullptr; }
   bool has_audio() const { return audio != nullptr; }
 
   // Becomes another source. The user's choices for the layer stay, as far as the new source has them.

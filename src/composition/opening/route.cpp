@@ -15,6 +15,8 @@
 #include "io/failure.h"
 #include "lib/paths.h"
 #include "platform/files.h"
+#include "sources/shared_picture.h"
+#include "sources/video_input.h"
 #include "sources/wave.h"
 
 namespace ksn {
@@ -72,6 +74,41 @@ bool open_wave(track_info& record, const std::string& path, int rate, std::strin
   return true;
 }
 
+void take_live(track_info& record, std::shared_ptr<sources::live_source> live, source_type type,
+               ksn::alpha_type default_alpha) {
+  record.source.type = type;
+  record.source.frames = 1;
+  record.timing.begin = 0;
+  record.timing.retime = 1.0;
+  record.timing.sbegin_f = 0.0;
+  record.timing.send_f = 1.0;
+  record.source.width = live->width();
+  record.source.height = live->height();
+  record.look.alpha_type = live->has_alpha() ? default_alpha : ksn::alpha_type::ignore;
+  record.look.visible = true;
+  record.source.frame_states.clear();
+  record.source.live = std::move(live);
+}
+
+bool open_shared(const state& composition, track_info& record, const std::string& path, ksn::alpha_type default_alpha) {
+  int error = 0;
+  std::string reason;
+  try {
+    std::shared_ptr<sources::live_source> live = sources::open_shared_picture(path, error, reason);
+    if (live) {
+      take_live(record, std::move(live), ksn::source_type::shmem, default_alpha);
+      record.source.path = path;
+      record.name = path.substr(std::string_view(sources::shared_picture_prefix).size());
+      record.default_name = record.name;
+      return true;
+    }
+  } catch (const std::bad_alloc&) {
+    reason = "Not enough memory";
+  }
+  composition.report_error(error != 0 ? open_error_line(path, error) : line(path, "Open error: " + reason));
+  return false;
+}
+
 // Kinds that are known by their extension and never fall through to another reader.
 bool open_camera_clip(state& composition, track_info& record, clip_kind kind, const std::string& path) {
   refused refusal;
@@ -107,6 +144,27 @@ void read_sound(const state& composition, track_info& record) {
   }
 }
 
+bool state::new_video_layer(const std::string& device) {
+  const std::vector<std::string> devices = sources::list_inputs();
+  if (devices.empty()) {
+    report_error(catalogue_text("no_video_input_devices"));
+    return false;
+  }
+  const std::string& name = device.empty() ? devices.front() : device;
+  std::string reason;
+  std::shared_ptr<sources::live_source> live = sources::open_input(name, reason);
+  if (!live) {
+    report_error(line(name, "Open error: " + reason));
+    return false;
+  }
+  track_info record;
+  take_live(record, std::move(live), source_type::video, settings.default_alpha_type);
+  record.source.vdev = name;
+  record.name = record.default_name = name;
+  enter_stack(std::move(record), false);
+  return true;
+}
+
 void take_clip(track_info& record, std::shared_ptr<sources::clip> clip, const std::string& path, int rate) {
   record.source.type = static_cast<ksn::source_type>(clip->kind());
   record.source.frames = clip->frames();
@@ -130,10 +188,7 @@ void take_clip(track_info& record, std::shared_ptr<sources::clip> clip, const st
 bool state::route_source(track_info& record, const std::string& path, bool single_image,
                          ksn::alpha_type default_alpha) {
   const auto errors = [this](const std::string& text) { report_error(text); };
-  if (path.starts_with("shm:/")) {
-    report_error(line(path, "Open error"));
-    return false;
-  }
+  if (path.starts_with(sources::shared_picture_prefix)) return open_shared(*this, record, path, default_alpha);
   if (platform::is_folder(path)) return add_folder(path, record, default_alpha, errors);
   const std::string extension = lib::lower_extension(path);
   if (extension == "ksncomp") {

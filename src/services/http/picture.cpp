@@ -17,8 +17,7 @@ constexpr std::chrono::milliseconds oldest(1000);
 constexpr long long most_kept_pixels = 4 << 20;
 
 bool is_live(const ksn::track_info& track) {
-  return track.look.visible &&
-         (track.source.type == ksn::source_type::shmem || track.source.type == ksn::source_type::video);
+  return track.look.visible && track.source.is_live();
 }
 
 }  // namespace

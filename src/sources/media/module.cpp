@@ -2,6 +2,7 @@
 #include <atomic>
 
 #include "sources/clip.h"
+#include "sources/media/input.h"
 #include "sources/media/movie_clip.h"
 #include "sources/media/writing/movie_file.h"
 
@@ -35,5 +36,25 @@ extern "C" __attribute__((visibility("default"))) void kestrin_open_movie_writer
     writer = media::movie_file::open(host, settings, failure);
   } catch (const std::exception&) {
     failure = {ENOMEM, {}};
+  }
+}
+
+extern "C" __attribute__((visibility("default"))) void kestrin_list_inputs(std::vector<std::string>& names) {
+  try {
+    names = media::list_inputs();
+  } catch (const std::exception&) {
+    names.clear();
+  }
+}
+
+extern "C" __attribute__((visibility("default"))) void kestrin_open_input(const sources::module_host& host,
+                                                                          const std::string& name,
+                                                                          std::shared_ptr<sources::live_source>& opened,
+                                                                          std::string& reason) {
+  media::lender = &host;
+  try {
+    opened = media::open_input(name, reason);
+  } catch (const std::exception&) {
+    reason = "Not enough memory";
   }
 }
