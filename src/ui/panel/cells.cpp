@@ -259,6 +259,8 @@ std::shared_ptr<ui_object> make_widget(const binding& bound, const cell& cell, c
       return make_version_chooser(bound, box);
     case widget::face:
       return make_text(bound, cell, box);
+    case widget::brush_preview:
+      return make_brush_preview(bound, box);
     case widget::note:
       return make_note(bound, cell, box);
   }

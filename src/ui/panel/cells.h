@@ -27,8 +27,7 @@ std::shared_ptr<ui_object> make_lookup_chooser(const binding& bound, const widge
 std::shared_ptr<ui_object> make_layer_chooser(const binding& bound, const widget_box& box);
 std::shared_ptr<ui_object> make_picture_chooser(const binding& bound, const widget_box& box);
 std::shared_ptr<ui_object> make_version_chooser(const binding& bound, const widget_box& box);
-// A name that is typed, or chosen at its right end.
-std::shared_ptr<ui_object> make_face_field(const binding& bound, const cell& cell, const widget_box& box);
+std::shared_ptr<ui_object> make_brush_preview(const binding& bound, const widget_box& box);
 
 // The first layer that the widget shows; null for none.
 const ksn::track_info* first_layer(const binding& bound);

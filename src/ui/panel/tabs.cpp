@@ -158,6 +158,7 @@ std::vector<row> brush_rows() {
       {"pp_tab_brush.opacity",
        {{.kind = number, .field = "global:brush_color", .text = "%.0f", .part = 3, .scale = percent_of_byte}, {note}}},
       {"panel.brush_color", {{color, "global:brush_color"}}},
+      {.cells = {{brush_preview}}, .lines = 4},
   };
 }
 

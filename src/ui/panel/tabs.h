@@ -9,20 +9,21 @@
 namespace ui::panel {
 
 enum class widget {
-  number,   // one number of the field
-  check,    // a bool, or one number that is 0 or `scale`
-  enabled,  // whether the field is on, for one with a word that switches it off
-  word,     // one of the field's values
-  text,     // one line
-  lines,    // several
-  color,    // red, green, blue, and a swatch that picks from the picture
-  lookup,   // a lookup table
-  layer,    // another layer
-  picture,  // one of the pictures of a file
-  version,  // of the source
-  face,     // a typeface
-  split,    // a switch of the panel with art of its own
-  note      // a text alone, or nothing
+  number,         // one number of the field
+  check,          // a bool, or one number that is 0 or `scale`
+  enabled,        // whether the field is on, for one with a word that switches it off
+  word,           // one of the field's values
+  text,           // one line
+  lines,          // several
+  color,          // red, green, blue, and a swatch that picks from the picture
+  lookup,         // a lookup table
+  layer,          // another layer
+  picture,        // one of the pictures of a file
+  version,        // of the source
+  face,           // a typeface
+  brush_preview,  // the brush as it paints
+  split,          // a switch of the panel with art of its own
+  note            // a text alone, or nothing
 };
 
 constexpr int all_parts = -1;

@@ -19,8 +19,6 @@
 namespace ui {
 namespace {
 
-constexpr int text_tab = 4;  // of the property panel
-
 bool holds(const rectangle& box, math::point point) {
   return point.x >= box.left && point.x < box.right && point.y >= box.top && point.y < box.bottom;
 }
@@ -244,16 +242,10 @@ class preview : public ui_object, public mouse_handler {
     return choose_gesture(press);
   }
   void edit_text(math::point point) {
-    ksn::state& composition = bench_.composition;
-    const int index = handled_layer(composition);
-    if (index < 0) return;
-    const ksn::track_info& track = composition.doc.track_at(index);
-    if (track.source.type != ksn::source_type::text ||
-        !holds(render::picture_place(track, preview_view(bench_)), point))
-      return;
-    composition.workspace.shown_property_panel() = true;
-    composition.workspace.pp_tab = text_tab;
-    composition.touch();
+    const ksn::track_info* track = bench_.composition.doc.selected_track();
+    if (!track || track->source.type != ksn::source_type::text) return;
+    if (!holds(render::picture_place(*track, preview_view(bench_)), point)) return;
+    bench_.run("edit_text");
   }
 };
 

@@ -225,17 +225,9 @@ class track_area : public ui_object, public mouse_handler {
         bench_.run("layer_select_group");
         break;
       case row_region::background:
-      case row_region::bar_body: {
-        bool& shown = composition.workspace.shown_property_panel();
-        if (!shown) {
-          using kind = ksn::source_type;
-          if (track.source.type == kind::brush || track.source.type == kind::brush_sequence)
-            composition.workspace.pp_tab = 3;
-          if (track.source.type == kind::text) composition.workspace.pp_tab = 4;
-        }
-        shown = !shown;
+      case row_region::bar_body:
+        bench_.run("layer_properties");
         break;
-      }
       case row_region::bar_in:
         track.set_in(0);
         before.remember(composition, ksn::undo_name{"trim_layer"});

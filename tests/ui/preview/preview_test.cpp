@@ -336,15 +336,13 @@ TEST_F(preview, clicks_and_the_wheel) {
     window->input().mouse_up(left, at, modifiers);
   };
   twice(from_middle(-150, 0), key_shift);
-  EXPECT_FALSE(composition.workspace.pp_visible) << "beside the text";
+  EXPECT_EQ(commands.size(), 1u) << "beside the text";
   for (const int modifier : {key_shift, key_caps}) {
-    composition.workspace.pp_visible = false;
-    composition.workspace.pp_tab = 0;
     twice(from_middle(150, 0), modifier);
-    EXPECT_TRUE(composition.workspace.pp_visible);
-    EXPECT_EQ(composition.workspace.pp_tab, 4);
+    EXPECT_EQ(commands.back(), "edit_text");
+    EXPECT_TRUE(window->input().focus());
+    window->input().key_down(27);
   }
-  EXPECT_EQ(commands.size(), 1u);
   composition.view.zoom_factor2 = 200;
   window->input().mouse_wheel(from_middle(60, 40), 120, 0, 0);
   EXPECT_EQ(composition.view.zoom_factor2, 300);
