@@ -58,7 +58,7 @@ void bench_composite(command::engine& engine, render::pipeline& pipeline) {
 // Frames of all layers count, each as it comes into memory.
 void bench_preload(command::engine& engine, cache::frame_loader& loader) {
   const ksn::state& composition = engine.composition();
-  if (composition.hooks.clear_cache) composition.hooks.clear_cache();
+  composition.hooks.clear_cache();
   const auto start = steady::now();
   for (const ksn::track_info& track : composition.doc.tracks) {
     if (track.look.visible) loader.preload(track, composition.doc.tm_f, composition.doc.tm_l);

@@ -3,12 +3,14 @@
 
 #include <bit>
 #include <cmath>
+#include <cstring>
 #include <functional>
 
 #include "img/format.h"
 #include "img/transfer.h"
 #include "paths.h"
 #include "support/failure.h"
+#include "support/ffmpeg.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -156,9 +158,44 @@ TEST(format, unreadable_and_unwritable_places) {
   }
 }
 
+// Files of another program come out as that program decodes them.
+TEST(format, files_that_ffmpeg_makes) {
+  if (!support::have_ffmpeg()) GTEST_SKIP() << "no ffmpeg to make pictures with";
+  const std::pair<const char*, const char*> rows[] = {{"a.tga", "-pix_fmt bgr24"},
+                                                      {"b.tga", "-pix_fmt bgra -rle 0"},
+                                                      {"a.png", "-pix_fmt rgb24 -pred mixed"},
+                                                      {"b.png", "-pix_fmt rgba"},
+                                                      {"a.bmp", "-pix_fmt bgr24"},
+                                                      {"a.tif", "-pix_fmt rgb24 -compression_algo lzw"},
+                                                      {"b.tif", "-pix_fmt rgba -compression_algo packbits"},
+                                                      {"c.tif", "-pix_fmt rgb24 -compression_algo deflate"},
+                                                      {"a.sgi", "-pix_fmt rgb24"},
+                                                      {"b.sgi", "-pix_fmt rgba -rle 0"}};
+  const support::temp_folder folder;
+  for (const auto& [name, options] : rows) {
+    const std::string path = folder / name, raw = folder / "raw";
+    ASSERT_TRUE(support::run_ffmpeg(std::string("-f lavfi -i testsrc2=size=61x43 -frames:v 1 ") + options + " " + path))
+        << name;
+    img::image image;
+    img::load(image, path);
+    ASSERT_EQ(image.width, 61) << name;
+    const bool alpha = image.has_plane(3);
+    EXPECT_EQ(alpha, std::string(options).find("a -") != std::string::npos || std::string(options).ends_with("a"))
+        << name;
+    ASSERT_TRUE(support::run_ffmpeg("-i " + path + " -f rawvideo -pix_fmt " + (alpha ? "gbrap " : "gbrp ") + raw))
+        << name;
+    const std::string planes = support::read_file(raw);
+    constexpr std::size_t size = 61 * 43;
+    ASSERT_EQ(planes.size(), size * (alpha ? 4 : 3)) << name;
+    constexpr int order[] = {1, 0, 2, 3};  // blue, green, red and alpha among ffmpeg's planes
+    for (int p = 0; p < (alpha ? 4 : 3); ++p) {
+      EXPECT_EQ(std::memcmp(image.data[p].data(), planes.data() + size * order[p], size), 0) << name << ", plane " << p;
+    }
+  }
+}
+
 TEST(format, samples_of_others) {
   const std::string samples = KESTRIN_SAMPLES_DIR "/";
-  if (!std::filesystem::exists(samples)) GTEST_SKIP() << "no sample files";
   struct row {
     const char* name;
     const char* letters;
@@ -185,6 +222,7 @@ TEST(format, samples_of_others) {
       {"jpg/pil_sample_cmyk.jpg", "BGR", 0},
   };
   for (const row& r : rows) {
+    if (!std::filesystem::exists(samples + r.name)) continue;
     img::image image;
     ASSERT_NO_THROW(img::load(image, samples + r.name)) << r.name;
     EXPECT_STREQ(image.format.data(), r.letters) << r.name;

@@ -178,11 +178,9 @@ TEST(cine, samples_that_nobody_here_made) {
       {"cine/chart1.cine", 1, -123, 25.0, "10:38:04:08", "2000-07-13 10:38:04.322456 UTC"},
       {"cine/cine_781.cine", 15, -5417, 90000.0, "03:54:33:26", "2019-02-26 23:17:25.923956 UTC"},
   };
-  int tried = 0;
   for (const row& r : rows) {
     const std::string path = std::string(KESTRIN_SAMPLES_DIR) + "/" + r.file;
     if (!std::filesystem::exists(path)) continue;
-    ++tried;
     const auto cine = cine_file::open(path);
     ASSERT_TRUE(cine) << path;
     EXPECT_EQ(cine->frames(), r.frames);
@@ -193,7 +191,6 @@ TEST(cine, samples_that_nobody_here_made) {
     EXPECT_EQ(to_text(info.timecode), r.timecode);
     EXPECT_EQ(info.metadata["image_time"], r.time);
   }
-  if (tried == 0) GTEST_SKIP();
 }
 
 }  // namespace

@@ -11,6 +11,8 @@
 #include "io/exceptions.h"
 #include "io/memory_reader.h"
 #include "paths.h"
+#include "support/ffmpeg.h"
+#include "support/temp_folder.h"
 
 namespace {
 
@@ -117,9 +119,17 @@ TEST(wave, refusals) {
   }
 }
 
-TEST(wave, samples_that_nobody_here_made) {
+TEST(wave, files_of_others) {
+  if (support::have_ffmpeg()) {
+    const support::temp_folder folder;
+    for (const char* coding : {"pcm_u8", "pcm_s16le", "pcm_s24le", "pcm_s32le"}) {
+      const std::string path = folder / coding + ".wav";
+      ASSERT_TRUE(support::run_ffmpeg(std::string("-f lavfi -i sine=d=0.5:r=48000 -c:a ") + coding + " " + path));
+      EXPECT_EQ(sources::load_wave(path)->frames(), 24000) << coding;
+    }
+  }
   const std::filesystem::path folder = std::string(KESTRIN_SAMPLES_DIR) + "/wav";
-  if (!std::filesystem::exists(folder)) GTEST_SKIP();
+  if (!std::filesystem::exists(folder)) return;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     try {
       const auto wave = sources::load_wave(entry.path().string());

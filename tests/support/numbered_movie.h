@@ -3,26 +3,18 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
 
 #include "sources/clip.h"
+#include "support/ffmpeg.h"
 #include "support/temp_folder.h"
 
 namespace support {
 
 constexpr int number_bits = 10;
-
-inline bool have_ffmpeg() {
-  return std::system("command -v ffmpeg >/dev/null 2>&1") == 0;
-}
-
-inline bool run_ffmpeg(const std::string& arguments) {
-  return std::system(("ffmpeg -nostdin -v error -y " + arguments + " >/dev/null 2>&1").c_str()) == 0;
-}
 
 // 160 x 96 pixels: ten blocks side by side, one a binary digit, light for 1 and dark for 0.
 inline std::string numbered_frame(int number) {

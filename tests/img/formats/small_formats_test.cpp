@@ -231,19 +231,69 @@ struct dng : file_test {
   dng() : file_test("dng") {}
 };
 
-TEST_F(dng, samples_of_others_are_developed) {
+// A bare mosaic of 16 bits, of one gray: red, green / green, blue.
+bytes negative_of(int width, int height, int level) {
+  const bytes matrix[] = {le32(1) + le32(1), le32(0) + le32(1)};
+  bytes unit;
+  for (int i = 0; i < 9; ++i) unit += matrix[i % 4 != 0];
+  const bytes neutral = matrix[0] + matrix[0] + matrix[0];
+  struct tag {
+    int number, type, count;
+    bytes value;
+  };
+  const std::size_t size = std::size_t{2} * width * height;
+  std::vector<tag> tags = {{254, 4, 1, le32(0)},
+                           {256, 4, 1, le32(width)},
+                           {257, 4, 1, le32(height)},
+                           {258, 3, 1, le16(16)},
+                           {259, 3, 1, le16(1)},
+                           {262, 3, 1, le16(32803)},
+                           {273, 4, 1, le32(0)},
+                           {277, 3, 1, le16(1)},
+                           {278, 4, 1, le32(height)},
+                           {279, 4, 1, le32(size)},
+                           {33421, 3, 2, le16(2) + le16(2)},
+                           {33422, 1, 4, bytes("\0\1\1\2", 4)},
+                           {50706, 1, 4, bytes("\1\4\0\0", 4)},
+                           {50708, 2, 9, bytes("Made Here\0", 10).substr(0, 9)},
+                           {50717, 3, 1, le16(65535)},
+                           {50721, 10, 9, unit},
+                           {50728, 5, 3, neutral},
+                           {50778, 3, 1, le16(21)}};
+  std::size_t end = 8 + 2 + 12 * tags.size() + 4;
+  for (const tag& t : tags) end += t.value.size() > 4 ? t.value.size() + t.value.size() % 2 : 0;
+  bytes directory = le16(tags.size()), data;
+  for (tag& t : tags) {
+    if (t.number == 273) t.value = le32(end);
+    directory += le16(t.number) + le16(t.type) + le32(t.count);
+    if (t.value.size() > 4) {
+      directory += le32(8 + 2 + 12 * tags.size() + 4 + data.size());
+      data += t.value + bytes(t.value.size() % 2, '\0');
+    } else {
+      directory += t.value + bytes(4 - t.value.size(), '\0');
+    }
+  }
+  bytes pixels;
+  for (std::size_t i = 0; i < size / 2; ++i) pixels += le16(level);
+  return bytes("II*\0", 4) + le32(8) + directory + le32(0) + data + pixels;
+}
+
+TEST_F(dng, negatives_are_developed) {
   const std::string samples = KESTRIN_SAMPLES_DIR "/dng/";
-  if (!std::filesystem::exists(samples)) GTEST_SKIP() << "no sample files";
-  for (const auto& [name, width, height] : {std::tuple{"bayer.dng", 256, 172}, {"DSC8695.dng", 600, 400}}) {
+  const std::string made = folder / "made.dng";
+  support::write_file(made, negative_of(32, 24, 20000));
+  for (const auto& [name, width, height] :
+       {std::tuple{made, 32, 24}, {samples + "bayer.dng", 256, 172}, {samples + "DSC8695.dng", 600, 400}}) {
+    if (!std::filesystem::exists(name)) continue;
     img::image image;
-    img::load(image, samples + name);
+    img::load(image, name);
     EXPECT_EQ(image.width, width) << name;
     EXPECT_EQ(image.height, height) << name;
     EXPECT_EQ(image.depth[0], 16);
-    const img::picture_header header = img::find_format(name)->read_header(samples + name, {});
+    const img::picture_header header = img::find_format(name)->read_header(name, {});
     EXPECT_EQ(header.width, width);
     EXPECT_EQ(header.height, height);
-    const bytes whole = support::read_file(samples + name);
+    const bytes whole = support::read_file(name);
     expect_failures({{"cut in the header", whole.substr(0, 100), ""},
                      {"cut in the pixels", whole.substr(0, whole.size() / 2), ""}});
   }
