@@ -24,7 +24,7 @@ class browsers {
       });
     }
   }
-  // What is under way must be answered meanwhile.
+  // Requests under way must be answered meanwhile.
   void stop() { stop_ = true; }
   ~browsers() {
     stop();

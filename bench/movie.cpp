@@ -1,6 +1,6 @@
 // Movies of 1920 x 1080 with grain, in the page cache: decoding in order through the frame cache against `ffmpeg -f
 // null` with the same number of threads on the same file, which decodes and throws away; and reading at random against
-// the decoding of one group of pictures in order. Rates are of the frames behind the first one, so that neither the
+// the decoding of one group of pictures in order. Rates are of the frames after the first one, so that neither the
 // start of a process nor the opening of a file counts. Medians of interleaved rounds.
 //
 // Arguments: frames of each movie (default 144), rounds (default 5), and a part of a movie's title to run only that.
@@ -49,7 +49,7 @@ img::const_image_ptr fetch(cache::frame_cache& cache, sources::clip& clip, const
   return image;
 }
 
-// Seconds for the frames behind the first.
+// Seconds for the frames after the first.
 double play(const std::string& path) {
   cache::frame_cache cache;
   cache.memory_load = [] { return 0; };

@@ -61,7 +61,7 @@ ksn::track_info file_layer(const std::string& folder, const std::string& extensi
   return track;
 }
 
-// What --bench_preload does.
+// The work of --bench_preload.
 void preload(const ksn::track_info& layer, int readers) {
   ksn::state composition;
   composition.doc.tm_n = composition.doc.tm_l = layer.source.frames;

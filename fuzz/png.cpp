@@ -6,7 +6,7 @@
 
 namespace {
 
-// Puts the right checksum behind every whole chunk, without which hardly a changed file gets past its header.
+// Puts the right checksum after every whole chunk, without which hardly a changed file gets past its header.
 void repair_checksums(std::vector<std::uint8_t>& file) {
   for (std::size_t at = 8; at + 12 <= file.size();) {
     const std::size_t length =

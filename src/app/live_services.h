@@ -1,4 +1,4 @@
-// What shows the composition elsewhere, and its place in the main loop.
+// The services that show the composition elsewhere, and their place in the main loop.
 #pragma once
 
 #include <functional>
@@ -33,7 +33,7 @@ class live_services {
   void set_wake(std::function<void()> wake) { server_.set_wake(std::move(wake)); }
   // Draws what browsers ask for. True when there was something to do.
   bool poll();
-  // What is kept for a layer of the document outside of it is dropped, of all layers for -1.
+  // Drops all that is kept for a layer outside of the document, of all layers for -1.
   void forget_layer(int id);
   void end() { server_.end(); }
 

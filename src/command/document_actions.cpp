@@ -473,7 +473,7 @@ action replace_row(engine& engine) {
   return row;
 }
 
-// What the mouse does in the stack and at the begin of the ruler, with a number.
+// The mouse's work in the stack and at the start of the ruler, with a number.
 struct numbered_row {
   action_group group;
   const char* name;
@@ -485,7 +485,7 @@ struct numbered_row {
 
 constexpr numbered_row numbered_rows[] = {
     {action_group::work_area, "timeline_cut_begin", "FRAMES",
-     "take so many frames off the begin of the timeline, or put some in front with a number below 0", -ksn::frame_limit,
+     "cut so many frames off the start of the timeline; a number below 0 adds frames there", -ksn::frame_limit,
      [](state& c, int frames) { c.doc.cut_timeline_begin(frames); }},
     {action_group::placement, "layer_move_selected_to", "PLACE",
      "move the selected layer to that place in the stack, 1 is the top", 1,

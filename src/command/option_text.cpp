@@ -64,7 +64,7 @@ std::string range_of_names(const ksn::layer_source& source) {
   return ksn::expand_range(text, read_back) && read_back == numbers ? text : std::string();
 }
 
-// What follows the path of a sequence so that it gets the names that it has.
+// The options after the path of a sequence that give it the names that it has.
 std::string sequence_option(const ksn::layer_source& source) {
   if (!source.range.empty()) return "--range=" + quoted(source.range);
   track_info found;
@@ -208,7 +208,7 @@ void writer::reset_correction() {
 void writer::creation(const track_info& layer) {
   const ksn::layer_source& source = layer.source;
   const std::string frames = std::to_string(std::max(source.frames, 1));
-  // What follows a source that can't be opened must not reach another layer.
+  // Options after a source that can't be opened must not reach another layer.
   line("--selection=none");
   switch (source.type) {
     case source_type::adjustment:

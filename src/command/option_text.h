@@ -11,7 +11,7 @@ namespace command {
 
 // Everything of the document and of how it is shown. Every line is one option or a source; run in an empty document the
 // lines give the same one, field by field and in its pictures. Settings of the user and places of panels are not part
-// of it. What no file holds, canvases, pasted pictures, lookup tables, stands in it as text.
+// of it. Content that no file holds, canvases, pasted pictures, lookup tables, stands in it as text.
 std::string option_text(engine& engine);
 // These layers alone, indices from the top of the stack, ascending; they come on top of what is there when it is run.
 // Nothing is said of an alpha source that is not among them.

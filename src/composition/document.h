@@ -64,7 +64,7 @@ struct document {
   void set_current_time(double t);
   void timeline_fit_all_layers();
   void timeline_trim_to_workarea();
-  // Takes frames away from the begin of the timeline: layers, work area and current time move with it, and the length
+  // Takes frames away from the start of the timeline: layers, work area and current time move with it, and the length
   // follows. Fewer than 0 put frames in front. At least 10 frames stay.
   void cut_timeline_begin(int frames);
   void toggle_repeat();

@@ -1,5 +1,5 @@
-// What no file holds, on one line of text: a document's archive of it, packed, as base64. Option text carries with it
-// what only the document knows.
+// Content that no file holds, on one line of text: a document's archive of it, packed, as base64. Option text carries
+// with it what only the document knows.
 #pragma once
 
 #include <string>

@@ -14,7 +14,7 @@ namespace ksn {
 
 // A new value of a process-wide counter that starts at 1.
 int next_layer_id();
-// Makes sure that the counter goes on behind `id`.
+// Makes sure that the counter goes on after `id`.
 void reserve_layer_id(int id);
 
 // One layer. Plain data; only the main thread reads and writes it.

@@ -13,7 +13,7 @@
 
 namespace render {
 
-// What the composite holds at a point of a view's picture, before the checker and all that belongs to the display. The
+// The composite's value at a point of a view's picture, before the checker and all that belongs to the display. The
 // view's exposure is in it where that acts before the 8-bit step.
 struct composite_probe {
   math::point at;                      // set by who asks
@@ -21,7 +21,7 @@ struct composite_probe {
   std::array<std::uint8_t, 4> rgba{};  // red, green, blue, alpha
 };
 
-// What lies over a picture that is shown (render/marks.h).
+// The marks over a picture that is shown (render/marks.h).
 struct view_marks {
   ksn::mask_type_t mask = ksn::mask_type_t::none;
   ksn::safe_area_type_t safe_area = ksn::safe_area_type_t::none;

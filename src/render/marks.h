@@ -1,4 +1,4 @@
-// What lies over a picture that is shown and never in one that is saved as a layer or a composite: output mask, safe
+// Marks over a picture that is shown and never in one that is saved as a layer or a composite: output mask, safe
 // area and grid. All follow `frame_view::marks`.
 #pragma once
 

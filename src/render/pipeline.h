@@ -71,7 +71,7 @@ class pipeline {
   ksn::cache_resolution_type delivered_resolution(const ksn::track_info& track,
                                                   ksn::cache_resolution_type wanted) const;
 
-  // What the layer's last picture was made of, from memory alone.
+  // The sources of the layer's last picture, from memory alone.
   source_picture shown_source(const ksn::track_info& track);
   // Whether the last fetch of the layer gave a picture.
   bool shows_picture(int layer_id) const;
@@ -117,7 +117,7 @@ class pipeline {
   };
 
   cache::frame_cache& frame_cache() { return cache_; }
-  // What text layers are drawn with.
+  // The fonts of text layers and marks.
   text::fonts& fonts() { return *options_.fonts; }
   cache::frame_scheduler* reading() { return options_.reading; }
 

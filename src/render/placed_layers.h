@@ -26,7 +26,7 @@ struct placed_layer {
   planned_blend half;         // for that
 };
 
-// What goes to one eye. A blend for each layer; that of an adjustment layer is not used.
+// The work for one eye. A blend for each layer; that of an adjustment layer is not used.
 struct eye {
   img::image* target = nullptr;
   bool draws_lines = true;  // borders and safe areas

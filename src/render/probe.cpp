@@ -112,7 +112,7 @@ void read_row(float* out, const img::image& image, const channel_places& places,
   }
 }
 
-// What is known of a channel while its rows are gone through.
+// The sums of a channel while its rows are gone through.
 struct sums {
   double sum = 0;
   long long finite = 0;

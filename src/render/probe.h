@@ -1,4 +1,4 @@
-// What a picture's pixels hold, for people who look at it: values under a point and statistics over an area.
+// The pixels of a picture for people who look at it: values under a point and statistics over an area.
 //
 // All of it comes from frames that are in memory because they are shown; nothing is read, decoded or rendered for it.
 // A layer whose source picture has left memory has no values. Main thread.

@@ -27,7 +27,7 @@ class output {
   virtual bool take(result& result, bool wait) = 0;
   // Pictures without a result as yet.
   virtual int pending() const = 0;
-  // What has not begun is not written any more; it has no result.
+  // Writes that have not started are dropped; they have no result.
   virtual void abandon() = 0;
   // After the last result: completes what was written. `whole`: no frame was left out at the end. Returns a line where
   // there is something to say, and `kept` is false when there is nothing under the final name.

@@ -47,7 +47,7 @@ struct workbench {
   std::function<std::vector<std::string>()> recent_sources;
   // A counter of milliseconds that wraps; tests move it by hand.
   std::function<std::uint32_t()> milliseconds;
-  // What the composite holds under a point of the client area; filled with each picture of the window.
+  // The composite's value under a point of the client area; filled with each picture of the window.
   render::composite_probe composite{};
 
   std::string text(std::string_view key) const { return host.text(key); }

@@ -14,7 +14,7 @@
 
 namespace {
 
-// What `work` gives on a thread of its own, while this one carries lines out.
+// The result of `work` on a thread of its own, while this one carries lines out.
 template <class Work>
 auto while_polling(app::attach& attach, Work&& work) {
   auto result = std::async(std::launch::async, work);

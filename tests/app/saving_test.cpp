@@ -1,4 +1,4 @@
-// The program from outside: what it saves, the scripts behind a save, the progress line and Ctrl+C.
+// The program from outside: what it saves, the scripts after a save, the progress line and Ctrl+C.
 #include <algorithm>
 #include <cmath>
 

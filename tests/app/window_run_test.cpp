@@ -571,7 +571,7 @@ TEST_F(window_run, fits_the_first_layer) {
   }
 }
 
-// What lies over the picture goes into the picture of the screen and into no other.
+// Marks over the picture go into the picture of the screen and into no other.
 TEST_F(window_run, overlays_are_on_the_screen_alone) {
   pass({picture("a.png", 60, 40), "--mask_size=50,30"});
   composition.doc.selection = {0};

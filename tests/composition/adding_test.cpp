@@ -78,7 +78,7 @@ TEST_F(adding, behind_the_selected_layer) {
   EXPECT_EQ(c.timeline(), "50: 0 to 50, at 0");
   c.doc.selection.clear();
   ASSERT_TRUE(c.add(folder / "a.##.tga", false, true, false));
-  EXPECT_EQ(c.doc.track_at(0).timing.begin, 0) << "nothing to stand behind";
+  EXPECT_EQ(c.doc.track_at(0).timing.begin, 0) << "nothing to stand after";
 }
 
 TEST_F(adding, settings_of_new_layers) {

@@ -56,7 +56,7 @@ std::string written(const ksn::composition_view& view, bool xml) {
   return writer.bytes;
 }
 
-// Returns the number of bytes behind the document.
+// Returns the number of bytes after the document.
 template <class Kind>
 std::size_t read_document(const std::string& bytes, bool xml, ksn::composition_view& view) {
   if (xml) {

@@ -151,7 +151,7 @@ TEST_F(editing, position_after_chains_the_selection) {
   c.doc.set_timeline_length(30, true);
   c.doc.selection = {0, 1, 2};
   ksn::layer_position_after(c);
-  EXPECT_EQ(c.begins(), (std::vector{37, 20, 5})) << "b behind c, which ends at 5 + 15; a's frame 3 stands at 40";
+  EXPECT_EQ(c.begins(), (std::vector{37, 20, 5})) << "b after c, which ends at 5 + 15; a's frame 3 stands at 40";
   EXPECT_EQ(c.timeline(), "47: 0 to 47, at 0");
   c.doc.track_at(1).timing.begin = 0;
   c.doc.selection = {1};
@@ -373,7 +373,7 @@ TEST_F(editing, canvases) {
   ASSERT_TRUE(ksn::canvas_frame(c, track, frame));
   EXPECT_EQ(frame, 3);
   c.doc.set_current_time(200);
-  ASSERT_TRUE(ksn::canvas_frame(c, track, frame)) << "behind the end it is the last frame";
+  ASSERT_TRUE(ksn::canvas_frame(c, track, frame)) << "after the end it is the last frame";
   EXPECT_EQ(frame, 9);
   track.timing.begin = 300;
   EXPECT_FALSE(ksn::canvas_frame(c, track, frame));

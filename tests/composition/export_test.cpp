@@ -303,7 +303,7 @@ call("area", [theComp.workAreaStart, theComp.workAreaDuration, theComp.bgColor])
 print(lines.join("\n"));
 )js";
 
-// What the host wrote down; empty where there is no engine.
+// The host's notes; empty where there is no engine.
 std::string run_script(const std::string& script) {
   if (!std::filesystem::exists("/usr/bin/duk")) return {};
   for (const char c : script) EXPECT_TRUE(static_cast<unsigned char>(c) < 127) << script;

@@ -54,7 +54,7 @@ class source_changes : public testing::Test {
 TEST(version_token, in_names) {
   std::size_t first = 0;
   std::size_t length = 0;
-  // Behind the last blank the token.
+  // After the last blank the token.
   for (const std::string row :
        {"shot_v2_comp v2", "v012 v012", "V3_x V3", "a_v1_v2 v1", "_v1 v1", "x_v1.tga v1", "x_v1.0001.tga v1"}) {
     const std::string name = row.substr(0, row.find(' '));
@@ -228,7 +228,7 @@ TEST_F(source_changes, a_growing_sequence_takes_the_view_along) {
       {"two more", 12, 9.5, "14: 0 to 14, at 9.5"},
       {"two more, playing", 12, 11, "14: 0 to 14, at 11"},
       {"two more", 9, 11, "14: 0 to 9, at 11"},  // the work area did not end with the layer
-      {"two more, behind the timeline", 10, 10, "10: 0 to 10, at 10"},
+      {"two more, after the timeline", 10, 10, "10: 0 to 10, at 10"},
       {"one less", 12, 11, "12: 0 to 12, at 11"},
   };
   for (const row& r : rows) {

@@ -31,7 +31,7 @@ TEST(track_info, length_in_out_and_layer_end) {
       {5, 1.0, 0.5, 1.0, 5, 2, 5, 5},        // 2.5 goes to the even 2
       {7, 1.0, 0.5, 1.0, 7, 4, 7, 7},        // 3.5 goes to the even 4
       {10, 0.25, 0.0, 1.0, 2, 0, 2, 2},      // 2.5
-      {10, 1.0, 1.5, 1.0, 10, 9, 10, 10},    // in stays in front of the end, out behind in
+      {10, 1.0, 1.5, 1.0, 10, 9, 10, 10},    // in stays before the end, out after in
       {10, 1.0, -0.5, 0.0, 10, 0, 1, 10},    // out is at least one frame
       {0, 1.0, 0.0, 1.0, 1, 0, 1, 1},        // no frames at all still take one
       {10, 2.0, 0.25, 0.75, 20, 5, 15, 20},  // retimed

@@ -53,7 +53,7 @@ TEST(clock, lists_of_frames) {
       {"slow machine keeps every frame", loop, true, false, 2, 0.25, "3 4 5 2 3 4 5 2 "},
       {"slow machine drops", loop, true, true, 2, 0.25, "4 3 5 4 2 5 3 2 "},
       {"from before the work area", loop, true, false, 0, 0.1, "3 4 5 2 3 4 5 2 "},
-      {"from behind it, backward", loop, false, false, 100, 0.1, "5 4 3 2 5 4 3 2 "},
+      {"from after it, backward", loop, false, false, 100, 0.1, "5 4 3 2 5 4 3 2 "},
   };
   for (const row& r : rows) {
     stage s(1000, 2, 6, r.repeat);
@@ -105,7 +105,7 @@ TEST(clock, fractions_and_stalls) {
   }
 }
 
-// Played once to its end, the position rests behind the last frame, which stays on screen.
+// Played once to its end, the position rests after the last frame, which stays on screen.
 TEST(clock, the_frame_that_is_shown) {
   stage s(1000, 2, 6, none);
   auto& c = s.composition;

@@ -115,7 +115,7 @@ TEST(channels, absent_planes_are_left_out) {
     // Only what hides or clears plane 0 shows.
     EXPECT_EQ(support::samples(gray, 0), std::vector<int>(8, letters[0] == '0' ? 0 : 60)) << name_of(channels);
   }
-  // Alpha right behind a gray plane is found.
+  // Alpha right after a gray plane is found.
   img::image image = support::picture("LA", 4, 2, {60, 90});
   EXPECT_FALSE(render::planes_in_place(image));
   render::select_channels(image, view_type::alpha);

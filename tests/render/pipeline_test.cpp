@@ -91,13 +91,13 @@ const treatment treatments[] = {
     {"cube", [](ksn::track_info& t) { t.look.tf.lookup_table = black_cube(); }, treatment::made_anew, {0, 0, 0}},
     {"key", [](ksn::track_info& t) { t.look.ck_primary.enabled = true; }, treatment::made_anew, {100, 150, 200, 255}},
     // The key sees what lookup and space have made, and neither is applied to that again.
-    {"key behind curves",
+    {"key after curves",
      [](ksn::track_info& t) {
        t.look.tf.lookup_table = inverting_curves(), t.look.ck_primary = {true, {255, 55, 105, 155}};
      },
      treatment::made_anew,
      {155, 105, 55, 0}},
-    {"key behind a space",
+    {"key after a space",
      [](ksn::track_info& t) {
        t.look.tf.color_space = 1, t.look.ck_primary = {true, {255, 229, 202, 168}};
      },

@@ -148,7 +148,7 @@ TEST_F(probe_test, values_are_the_files_own_whatever_the_layer_does_with_them) {
   EXPECT_EQ(reduced->pixel, (math::point{12, 6}));
   EXPECT_EQ(reduced->rgba[0], 12.0f);
 
-  // What left memory is not read again.
+  // A frame that left memory is not read again.
   const int reads = clips[0]->reads;
   cache.clear();
   EXPECT_FALSE(at(12, 7));
@@ -157,7 +157,7 @@ TEST_F(probe_test, values_are_the_files_own_whatever_the_layer_does_with_them) {
 }
 
 TEST_F(probe_test, packed_words_and_gray) {
-  // Red 1023, green 512, blue 0 as a big-endian file holds them, and a gray half with alpha behind it.
+  // Red 1023, green 512, blue 0 as a big-endian file holds them, and a gray half with alpha after it.
   add("U", 32, 2, 2, [](img::image& image) {
     const std::uint32_t word = 1023u << 22 | 512u << 12;
     for (std::size_t i = 0; i < 4; ++i) image.data[0].as<std::uint32_t>()[i] = __builtin_bswap32(word);

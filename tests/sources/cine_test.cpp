@@ -91,8 +91,8 @@ TEST(cine, lies_cost_the_times_or_the_file_and_no_memory) {
   const lie lies[] = {
       {"no signature", 0, 0x00414141, false},      {"no images", 20, 0, false},
       {"images without number", 20, ~0u, false},   {"more images than positions", 20, 1000, false},
-      {"table behind the end", 32, ~0u, false},    {"table in the header", 32, 8, false},
-      {"setup behind the end", 28, ~0u, true},     {"setup in the header", 28, 4, true},
+      {"table after the end", 32, ~0u, false},     {"table in the header", 32, 8, false},
+      {"setup after the end", 28, ~0u, true},      {"setup in the header", 28, 4, true},
       {"no mark", setup + 140, 0, true},           {"setup longer than the file", setup + 140, 0xFFFF5453, true},
       {"block of no size", block, 0, true},        {"block beyond the table", block, 100000, true},
       {"block of a huge size", block, ~0u, true},  {"block of another kind", block + 4, 7, true},

@@ -19,7 +19,7 @@ using support::open_movie;
 
 using movie = support::movie_maker;
 
-// Frame N of `clip` shows the number first + N, forwards, backwards and at random, and nothing is behind the end.
+// Frame N of `clip` shows the number first + N, forwards, backwards and at random, and nothing is after the end.
 void expect_numbers(sources::clip& clip, int count, int first, const std::string& name) {
   ASSERT_EQ(clip.frames(), count) << name;
   for (int i = 0; i < count; ++i) ASSERT_EQ(number_of_frame(clip, i), first + i) << name << " forwards";
@@ -29,7 +29,7 @@ void expect_numbers(sources::clip& clip, int count, int first, const std::string
     const int frame = static_cast<int>(random() % static_cast<unsigned>(count));
     ASSERT_EQ(number_of_frame(clip, frame), first + frame) << name << " at random";
   }
-  EXPECT_EQ(number_of_frame(clip, count), -1) << name << ": no stale picture behind the end";
+  EXPECT_EQ(number_of_frame(clip, count), -1) << name << ": no stale picture after the end";
   EXPECT_EQ(number_of_frame(clip, -1), -1) << name;
 }
 

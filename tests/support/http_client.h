@@ -60,7 +60,7 @@ inline std::string http_get(int port, std::string_view path) {
   return client.receive();
 }
 
-// What follows the header.
+// The bytes after the header.
 inline std::string http_body(const std::string& answer) {
   const std::size_t end = answer.find("\r\n\r\n");
   return end == answer.npos ? std::string() : answer.substr(end + 4);

@@ -16,7 +16,7 @@ namespace support {
 
 class made_up_desktop : public platform::desktop {
  public:
-  // Run one by one as the program waits for events; behind the last one the window is asked to close.
+  // Run one by one as the program waits for events; after the last one the window is asked to close.
   std::deque<std::function<void()>> script;
 
   bool window_opens = true;

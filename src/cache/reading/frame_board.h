@@ -39,7 +39,7 @@ class frame_board {
   std::span<const frame_presence> of(const ksn::track_info& track) const;
   // A part of it: `count` frames from `first` on, or as many of them as there are.
   std::span<const frame_presence> of(const ksn::track_info& track, int first, int count) const;
-  // What changes_since() calls the frames of the layer; 0 for none. Layers that show the same frames of one source have
+  // The name of the layer's frames in changes_since(); 0 for none. Layers that show the same frames of one source have
   // the same.
   std::uint64_t source_of(const ksn::track_info& track) const;
 
@@ -49,7 +49,7 @@ class frame_board {
     std::uint64_t source;
     int frame;
   };
-  // What changed after that revision, oldest first; nothing when that is too long ago to tell.
+  // The changes after that revision, oldest first; nothing when that is too long ago to tell.
   std::optional<std::vector<change>> changes_since(std::uint64_t revision) const;
 
  private:

@@ -12,7 +12,7 @@
 namespace ksn {
 namespace {
 
-// What stands between the quotes of a string.
+// The text between the quotes of a string.
 std::string js_text(std::string_view utf8) {
   constexpr char hex[] = "0123456789abcdef";
   std::string out;

@@ -10,7 +10,7 @@
 namespace ksn {
 namespace {
 
-// What stands between the quotes of a Tcl word: nothing in it is a command, a variable or a bracket of the node.
+// The text between the quotes of a Tcl word: nothing in it is a command, a variable or a bracket of the node.
 std::string word_text(std::string_view text) {
   std::string out;
   for (const char c : text) {

@@ -18,8 +18,8 @@ struct action_parts {
 };
 
 // Registers http_start, http_stop, http_toggle, opt_http_copy_url, opt_http_open_in_browser and the field http_url.
-// What the parts refer to must outlive the tables. Returns what http_start does without a value, which tells whether
-// the server listens now.
+// The objects that the parts refer to outlive the tables. Returns what http_start does without a value, which tells
+// whether the server listens now.
 std::function<bool()> register_actions(const action_parts& parts);
 
 }  // namespace services::http

@@ -1,4 +1,4 @@
-// What goes back to a browser: a header and the bytes of a text, a picture or a file.
+// An answer to a browser: a header and the bytes of a text, a picture or a file.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +22,7 @@ struct answer {
 std::string header(status status, std::int64_t length, std::string_view type, int refresh);
 answer error_answer(status status, int refresh = 0);
 answer text_answer(std::shared_ptr<const std::string> body, std::string_view type, int refresh);
-// A file below the folder `root`, index.html for an empty name. What lies elsewhere, links included, is not found; nor
+// A file below the folder `root`, index.html for an empty name. Files elsewhere, links included, are not found; nor
 // is anything but a plain file.
 answer file_answer(const std::string& root, const std::string& name, int refresh);
 

@@ -29,7 +29,7 @@ class pictures {
   };
   std::unique_ptr<render::pipeline> pipeline_;
   const ksn::state& composition_;
-  // What was drawn of the frame and the revision that follow.
+  // The picture of the frame and the revision that follow.
   std::vector<kept> kept_;
   int frame_ = -1;
   unsigned long long revision_ = 0;

@@ -71,7 +71,7 @@ std::string decode_percent(std::string_view text) {
   return result;
 }
 
-// A whole number at the begin of the text, which it is taken from; one beyond the range of int stays at its end.
+// A whole number at the start of the text, which it is taken from; one beyond the range of int stays at its end.
 std::optional<int> take_number(std::string_view& text) {
   std::size_t at = !text.empty() && (text[0] == '-' || text[0] == '+') ? 1 : 0;
   const bool negative = at == 1 && text[0] == '-';

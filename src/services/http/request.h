@@ -1,4 +1,4 @@
-// What a browser asks for: from the bytes on the socket to a picture, a file or an error.
+// A browser's request: from the bytes on the socket to a picture, a file or an error.
 #pragma once
 
 #include <cstddef>
@@ -33,7 +33,7 @@ struct request {
   bool operator==(const request&) const = default;
 };
 
-// Takes a request of HTTP/1.0 (RFC 1945) in pieces of any size. What comes after its end does not count.
+// Takes a request of HTTP/1.0 (RFC 1945) in pieces of any size. Bytes after its end do not count.
 class request_parser {
  public:
   enum class state { incomplete, complete, bad };
@@ -52,7 +52,7 @@ class request_parser {
   request request_;
 };
 
-// What a path stands for.
+// The meaning of a path.
 struct target {
   enum class kind { picture, file, error };
   kind what = kind::error;

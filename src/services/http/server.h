@@ -19,7 +19,7 @@
 
 namespace services::http {
 
-// What is given out, and to whom.
+// The folder that is given out, and to whom.
 struct site {
   std::string root;  // folder of the files; empty for none
   users people;
@@ -69,7 +69,7 @@ class server {
     platform::tcp_socket socket;
     long long id = 0;
     phase now = phase::reading;
-    long long since = 0;  // milliseconds: of the begin of reading and closing, of the last bytes while writing
+    long long since = 0;  // milliseconds: of the start of reading and closing, of the last bytes while writing
     request_parser parser;
     int refresh = 0;
     answer out;

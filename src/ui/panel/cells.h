@@ -10,7 +10,7 @@
 
 namespace ui::panel {
 
-// What the widgets of one tab share. Outlives them.
+// The common part of the widgets of one tab. Outlives them.
 struct binding {
   workbench& bench;
   edits& changes;

@@ -10,7 +10,7 @@
 
 namespace ui::panel {
 
-// What a grade is to make of a colour.
+// A colour, and the one that a grade is to make of it.
 enum class grade_goal {
   neutral,  // a grey, as bright as the colour was
   black,

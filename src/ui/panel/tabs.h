@@ -1,4 +1,4 @@
-// What stands on the tabs of the property panel: rows of plain data, from which its widgets are made.
+// The contents of the tabs of the property panel: rows of plain data, from which its widgets are made.
 #pragma once
 
 #include <span>

@@ -12,7 +12,7 @@ namespace ui {
 // Null for none.
 const ksn::track_info* told_layer(const ksn::state& composition, double time);
 
-// What the counter shows at a time of the timeline, "--" for nothing. What a file holds is told of visible layers
+// The counter's text at a time of the timeline, "--" for nothing. Codes from files are told of visible layers
 // alone, whose pictures are in memory.
 std::string counter_text(render::pipeline& pipeline, const ksn::state& composition, double time);
 

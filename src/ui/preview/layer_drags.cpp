@@ -15,7 +15,7 @@
 namespace ui {
 namespace {
 
-// What all of them share: the step of undo, the way back, and where the press was.
+// The common part of all drags: the step of undo, the way back, and where the press was.
 class layer_drag : public drag_handler {
  public:
   layer_drag(workbench& bench, const std::set<int>& ids, ksn::undo_name name, ksn::undo_rule rule)

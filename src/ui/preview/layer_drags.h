@@ -17,7 +17,7 @@ std::shared_ptr<drag_handler> make_crop_drag(workbench& bench, int layer);
 
 cursor_shape cursor_of(const handle& handle);
 
-// What a handle does. Of the layer's box: changes its scale, or the size of a picture that is made inside; the other
+// The work of a handle. Of the layer's box: changes its scale, or the size of a picture that is made inside; the other
 // side stays where it is, with Alt the centre. A corner keeps the proportions, with Ctrl it does not. Of the crop
 // rectangle: moves its sides.
 std::shared_ptr<drag_handler> make_handle_drag(workbench& bench, int layer, const handle& handle);

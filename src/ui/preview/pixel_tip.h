@@ -18,7 +18,7 @@ std::array<double, 3> hue_saturation_value(const std::array<std::uint8_t, 4>& rg
 // channels, correction and marks. Renders that one pixel.
 lib::color color_at(workbench& bench, math::point point);
 
-// What the tip says under a point of the window: place and composite; the source's own values of the topmost picture
+// The text of the tip under a point of the window: place and composite; the source's own values of the topmost picture
 // there, as far as they are in memory; hue, saturation, value. Empty while the clock runs, so that it takes nothing
 // from the play, and until a picture was drawn with the pointer there, for which it asks.
 std::string pixel_text(workbench& bench, math::point point);

@@ -198,7 +198,7 @@ class preview : public ui_object, public mouse_handler {
   std::uint32_t pressed_at_ = 0;
   std::optional<math::point> menu_at_;  // where the menu that is open was asked for
 
-  // What actions at the pointer mean: nothing outside of the picture.
+  // The target of actions at the pointer: nothing outside of the picture.
   std::optional<math::point> picked_point() const {
     if (menu_at_) return menu_at_;
     const math::point at = bench_.input.pointer();

@@ -1,4 +1,4 @@
-// What shows while layers can be taken hold of: their boxes, their handles and their numbers.
+// Shown while layers can be taken hold of: their boxes, their handles and their numbers.
 #pragma once
 
 #include <string>

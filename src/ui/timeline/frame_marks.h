@@ -1,4 +1,4 @@
-// What is in memory, being read, failed or has no file, as columns of pixels on the scale of the ruler.
+// Frames that are in memory, being read, failed or without a file, as columns of pixels on the scale of the ruler.
 #pragma once
 
 #include <array>

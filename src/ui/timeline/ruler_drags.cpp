@@ -111,7 +111,7 @@ class work_area_drag : public time_drag {
   }
 };
 
-// tm_drag_handler_0 and _n: the ends of the timeline. What they do is done when the button goes up, so that the ruler's
+// tm_drag_handler_0 and _n: the ends of the timeline. Their work is done when the button goes up, so that the ruler's
 // scale stands still under the pointer.
 class extent_drag : public time_drag {
  public:

@@ -25,7 +25,7 @@ struct ruler_scale {
   double frame_at(int x) const { return (x - left()) * frames_per_pixel(); }
 };
 
-// What a point of the ruler belongs to, by the numbers of the hints.
+// The part of the ruler that a point belongs to, by the numbers of the hints.
 enum class ruler_region {
   none = 0,
   left_handle = 1,

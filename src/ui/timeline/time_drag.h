@@ -1,4 +1,4 @@
-// What the gestures along the timeline share.
+// The common part of the gestures along the timeline.
 #pragma once
 
 #include <optional>
@@ -35,7 +35,7 @@ class time_drag : public drag_handler {
   void draw(math::point point, painter& on) override;
 
  protected:
-  // What the gesture tells while it goes on; empty for nothing.
+  // The text that the gesture shows while it goes on; empty for none.
   virtual std::string text() const { return {}; }
 
   ksn::document& doc() const { return bench_.composition.doc; }

@@ -60,7 +60,7 @@ const char* hint_of(ruler_region region) {
   return "";
 }
 
-// The rate, with the usual ones behind the right button.
+// The rate, with the usual ones under the right button.
 class rate_field : public ui_edit_field {
  public:
   rate_field(workbench& bench, widget_box box, parts parts)

@@ -67,7 +67,7 @@ class timing_drag : public time_drag {
   std::map<int, ksn::layer_timing> timings_;  // at the press, by id
 };
 
-// ta_body_drag_handler and 2: moves layers in time, and one alone in the stack. Ctrl draws the begin or the end of the
+// ta_body_drag_handler and 2: moves layers in time, and one alone in the stack. Ctrl draws the start or the end of the
 // dragged one to other frames.
 class body_drag : public timing_drag {
  public:

@@ -142,7 +142,7 @@ class track_area : public ui_object, public mouse_handler {
   int first_ = 0;
   int followed_ = -1;  // the single selected layer, which is scrolled into sight when it becomes another
 
-  // What a layer's row says when its source is not there; empty when it is.
+  // The text of a layer's row when its source is not there; empty when it is.
   std::string gone_text(const ksn::track_info& track) const {
     return track.source.type == ksn::source_type::none ? bench_.text("ta_source_is_gone") : std::string();
   }
@@ -214,7 +214,7 @@ class track_area : public ui_object, public mouse_handler {
     bench_.composition.touch();
   }
 
-  // What a double click does.
+  // The action of a double click.
   void act_on(int index, row_region region) {
     ksn::state& composition = bench_.composition;
     composition.doc.selection = {index};

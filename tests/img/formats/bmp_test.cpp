@@ -10,7 +10,7 @@ struct form {
   int header = 40, planes = 1, colours = 0;
 };
 
-// The info header with what stands behind its first 40 bytes, palette included.
+// The info header with what follows its first 40 bytes, palette included.
 bytes info(const form& f, const bytes& rest = "") {
   if (f.header == 12) {
     return le32(12) + le16(f.width) + le16(f.height) + le16(f.planes) + le16(f.bits) + rest;
@@ -47,7 +47,7 @@ TEST_F(bmp, forms) {
       {"24, OS/2", file_of({2, 1, 24, 0, 12}, "", "bgrBGR"), {"bB", "gG", "rR"}},
       {"32, fourth byte unused", file_of({1, 1, 32}, "", "bgrx"), {"b", "g", "r"}},
       {"32, alpha told", file_of({1, 1, 32, 3, 124}, v5, "bgra"), {"b", "g", "r", "a"}},
-      {"32, alpha told behind the header",
+      {"32, alpha told after the header",
        file_of({1, 1, 32, 6}, masks(0xFF0000, 0xFF00, 0xFF) + le32(0xFF000000), "bgra"),
        {"b", "g", "r", "a"}},
       {"32, red lowest", file_of({1, 1, 32, 3}, masks(0xFF, 0xFF00, 0xFF0000), "rgbx"), {"b", "g", "r"}},

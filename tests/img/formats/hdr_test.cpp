@@ -40,7 +40,7 @@ TEST_F(hdr, codings) {
     EXPECT_EQ(halves(image, 2), r.red) << r.what;
     EXPECT_EQ(halves(image, 1), r.green) << r.what;
   }
-  // A run of 1 1 1 0 and one of 1 1 1 1 behind it are 256 repetitions.
+  // A run of 1 1 1 0 and one of 1 1 1 1 after it are 256 repetitions.
   const img::image long_run = read(file_of("-Y 1 +X 257", half_red + bytes("\1\1\1\0\1\1\1\1", 8)));
   EXPECT_EQ(halves(long_run, 2), std::vector<double>(257, 0.5));
 }

@@ -158,7 +158,7 @@ TEST_F(png, every_filter_is_undone) {
 }
 
 TEST_F(png, text_becomes_metadata) {
-  // tEXt and zTXt are ISO/IEC 8859-1, iTXt is UTF-8 behind compression flag, method, language and translated key.
+  // tEXt and zTXt are ISO/IEC 8859-1, iTXt is UTF-8 after compression flag, method, language and translated key.
   const img::image image = read(png_of(1, 1, 8, gray, {"\0a", 2},
                                        chunk("tEXt", {"Title\0\xC4 title", 13}) + chunk("tEXt", "Nothing") +
                                            chunk("zTXt", bytes("Auth\xF6r\0\0", 8) + deflated("\xE9")) +

@@ -66,7 +66,7 @@ TEST_F(tga, forms_and_row_orders) {
       {{2, 2, 2, 8, 0x20}, "abcd", "L", {"abcd"}},
       {{3, 2, 2, 8, 0x00}, "abcd", "L", {"cdab"}},
       {{3, 2, 2, 8, 0x10}, "abcd", "L", {"cdab"}},  // columns are never mirrored
-      {{3, 2, 1, 8, 0x20, 5}, "ab", "L", {"ab"}},   // behind an id of five bytes
+      {{3, 2, 1, 8, 0x20, 5}, "ab", "L", {"ab"}},   // after an id of five bytes
       {{2, 2, 1, 24}, "bgrBGR", "BGR", {"bB", "gG", "rR"}},
       {{2, 1, 2, 24, 0}, "bgrBGR", "BGR", {"Bb", "Gg", "Rr"}},
       {{3, 1, 2, 32, 0x28}, "bgraBGRA", "BGRA", {"bB", "gG", "rR", "aA"}},
@@ -81,7 +81,7 @@ TEST_F(tga, forms_and_row_orders) {
       {{11, 3, 3, 8, 0}, run(4, "x") + literals(5, "abcde"), "L", {{"cdexabxxx"}}},
       {{10, 2, 2, 24}, run(3, "bgr") + literals(1, "BGR"), "BGR", {"bbbB", "gggG", "rrrR"}},
       {{10, 3, 1, 16}, run(3, "\x01\xFE"), "BGR", {"\x08\x08\x08", "\x84\x84\x84", "\xFF\xFF\xFF"}},
-      // A packet longer than the picture is cut, and bytes behind it do not count.
+      // A packet longer than the picture is cut, and bytes after it do not count.
       {{11, 2, 1, 8}, run(128, "xrest"), "L", {"xx"}},
       {{3, 2, 1, 8}, "abrest", "L", {"ab"}},
   };

@@ -26,7 +26,7 @@ struct flavour {
   bytes header(std::uint64_t first) const {
     return (big_endian ? "MM" : "II") + n(big ? 43 : 42, 2) + (big ? n(8, 2) + n(0, 2) : bytes()) + n(first, wide());
   }
-  // A directory at `position` with its lists behind it.
+  // A directory at `position` with its lists after it.
   bytes directory(const std::vector<tag>& tags, std::uint64_t position, std::uint64_t next = 0) const {
     bytes lists, out = n(tags.size(), big ? 8 : 2);
     const std::uint64_t lists_at = position + out.size() + tags.size() * (big ? 20 : 12) + wide();

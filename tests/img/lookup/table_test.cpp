@@ -38,7 +38,7 @@ TEST(lookup_table, values_beyond_14_bits_are_held) {
     EXPECT_EQ(table.cube()[0], 16383);
     EXPECT_EQ(table.cube()[nodes.size() - 2], 16383);
   }
-  // No index of the tables behind a cube may leave them.
+  // No index of the tables after a cube may leave them.
   img::image in("BGR", 8, 9, 1), out;
   in.fill(255, 0, 100, 0);
   img::correction settings;

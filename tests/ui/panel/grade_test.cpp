@@ -15,7 +15,7 @@ using ui::panel::linear_color;
 
 class grading : public support::board {};
 
-// What a correction makes of a linear colour, by the table that pictures go through.
+// A linear colour after a correction, by the table that pictures go through.
 std::array<double, 3> corrected(const linear_color& color, const img::correction& tf) {
   img::image pixel("BGR", 16, 1, 1);
   for (int plane = 0; plane < 3; ++plane) {
@@ -64,7 +64,7 @@ TEST_F(grading, a_colour_becomes_what_is_wanted) {
       EXPECT_TRUE(r.goal != grade_goal::neutral || out[1] > 0.02) << "as bright as before, not black";
     }
   }
-  // What says nothing about an end changes nothing.
+  // A grade that says nothing about an end changes nothing.
   img::correction tf;
   EXPECT_EQ(ui::panel::graded("lift", grade_goal::black, {1, 1, 1}, tf), (std::array<double, 3>{0, 0, 0}));
   EXPECT_EQ(ui::panel::graded("gain", grade_goal::white, {0, 0, 0}, tf), (std::array<double, 3>{1, 1, 1}));

@@ -59,7 +59,7 @@ TEST_F(property_panel, every_label_hint_and_step_has_a_text) {
   }
 }
 
-// What the layers have now, of all the fields that a step brings back.
+// The layers' values now, of all the fields that a step brings back.
 strings values_of(command::engine& engine, const char* name) {
   strings values;
   for (const char* layer : {"1:", "2:"}) {

@@ -50,7 +50,7 @@ class preview : public support::whole_window {
     window->input().mouse_move(to, modifiers);
     window->input().mouse_up(button, to, modifiers);
   }
-  // What gestures change, in one line.
+  // The values that gestures change, in one line.
   std::string fields() const {
     std::string text;
     const auto add = [&text](const char* name, auto... values) {
@@ -85,7 +85,7 @@ TEST_F(preview, gestures_that_change_the_view_or_the_time) {
   };
   const row rows[] = {
       {"a scrub", left, 0, {0, 0}, {80, 10}, 110, {0, 0}, 200},
-      {"a scrub past the begin", left, 0, {0, 0}, {-1000, 0}, 0, {0, 0}, 200},
+      {"a scrub past the start", left, 0, {0, 0}, {-1000, 0}, 0, {0, 0}, 200},
       {"a part of a frame", left, key_ctrl, {0, 0}, {-5, 0}, 99.375, {0, 0}, 200},
       {"a click", left, 0, {0, 0}, {3, 3}, 100, {0, 0}, 200},
       {"alt pans", left, key_alt, {0, 0}, {30, -20}, 100, {15, -10}, 200},

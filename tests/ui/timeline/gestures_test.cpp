@@ -100,17 +100,17 @@ TEST_F(timeline, every_drag_of_the_ruler) {
   const gesture rows[] = {
       {"_f", on_ruler(198), {50, 0}, "25-60/100" + layers},
       {"_f to the end of the work area", on_ruler(198), {999, 0}, "59-60/100" + layers},
-      {"_f beyond the begin", on_ruler(198), {-999, 0}, "0-60/100" + layers},
+      {"_f beyond the start", on_ruler(198), {-999, 0}, "0-60/100" + layers},
       {"_f too far above", on_ruler(198), {50, -65}, "20-60/100" + layers},
       {"_f at the edge above", on_ruler(198), {50, -64}, "25-60/100" + layers},
       {"_f too far below", on_ruler(198), {50, 65}, "20-60/100" + layers},
       {"_f not so far below", on_ruler(198), {50, 60}, "25-60/100" + layers},
       {"_l", on_ruler(602), {-54, 0}, "20-55/100" + layers},
       {"_l beyond the timeline", on_ruler(602), {999, 0}, "20-100/100" + layers},
-      {"_l to the begin", on_ruler(602), {-999, 0}, "20-21/100" + layers},
+      {"_l to the start", on_ruler(602), {-999, 0}, "20-21/100" + layers},
       {"_w", on_ruler(300), {160, 0}, "36-76/100" + layers, middle},
       {"_w beyond the end", on_ruler(300), {700, 0}, "60-100/100" + layers, middle},
-      {"_w beyond the begin", on_ruler(300), {-700, 0}, "0-40/100" + layers, middle},
+      {"_w beyond the start", on_ruler(300), {-700, 0}, "0-40/100" + layers, middle},
       {"_0 takes frames away", on_ruler(-4), {100, 0}, "10-50/90 a0[0,30) b30[0,30) c-10[0,60)"},
       {"_0 leaves ten frames", on_ruler(-4), {999, 0}, "0-1/10 a-80[0,30) b-50[0,30) c-90[0,60)"},
       {"_0 puts frames in front", on_ruler(-4), {-30, 0}, "23-63/103 a13[0,30) b43[0,30) c3[0,60)"},
@@ -156,7 +156,7 @@ TEST_F(timeline, the_time_cursor) {
 TEST_F(timeline, every_drag_of_the_stack) {
   const gesture rows[] = {
       {"body", on_row(200, 0), {52, 0}, "20-60/100 a15[0,30) b40[0,30) c0[0,60)"},
-      {"body past the begin", on_row(200, 0), {-352, 0}, "20-60/100 a-25[0,30) b40[0,30) c0[0,60)"},
+      {"body past the start", on_row(200, 0), {-352, 0}, "20-60/100 a-25[0,30) b40[0,30) c0[0,60)"},
       {"body one row down", on_row(200, 0), {0, 14}, "20-60/100 b40[0,30) a10[0,30) c0[0,60)"},
       {"body down and on", on_row(200, 0), {30, 500}, "20-60/100 b40[0,30) c0[0,60) a13[0,30)"},
       {"body up", on_row(500, 1), {0, -21}, "20-60/100 b40[0,30) a10[0,30) c0[0,60)"},
@@ -164,7 +164,7 @@ TEST_F(timeline, every_drag_of_the_stack) {
       {"a short way is a click", on_row(200, 0), {4, 4}, "20-60/100 a10[0,30) b40[0,30) c0[0,60)"},
       {"in", on_row(102, 0), {50, 0}, "20-60/100 a10[5,30) b40[0,30) c0[0,60)"},
       {"in past the out", on_row(102, 0), {999, 0}, "20-60/100 a10[29,30) b40[0,30) c0[0,60)"},
-      {"in before the begin", on_row(102, 0), {-50, 0}, "20-60/100 a10[0,30) b40[0,30) c0[0,60)"},
+      {"in before the start", on_row(102, 0), {-50, 0}, "20-60/100 a10[0,30) b40[0,30) c0[0,60)"},
       {"out", on_row(397, 0), {-54, 0}, "20-60/100 a10[0,25) b40[0,30) c0[0,60)"},
       {"out into repeats", on_row(397, 0), {350, 0}, "20-60/100 a10[0,65) b40[0,30) c0[0,60)"},
   };
@@ -198,7 +198,7 @@ TEST_F(timeline, ctrl_snaps) {
        "20-60/1000 a95[0,30) b40[0,30) c0[0,60)",
        mouse_button::left,
        ctrl},
-      {"the begin of a body to a layer",
+      {"the start of a body to a layer",
        on_row(25, 0),
        {57, 0},
        "20-60/1000 a70[0,30) b40[0,30) c0[0,60)",
@@ -383,7 +383,7 @@ TEST_F(timeline, many_layers_scroll) {
   EXPECT_EQ(first_row(), 11);
   click({x + 45, on_row(0, 0).y - 5});
   EXPECT_EQ(first_row(), 10);
-  // What is selected by a command comes into sight.
+  // A layer that is selected by a command comes into sight.
   composition.doc.selection = {100};
   art();
   EXPECT_EQ(first_row(), 91);

@@ -90,7 +90,7 @@ TEST_F(marks, holes_of_a_sequence) {
   EXPECT_NE(holes().find('+'), std::string::npos);
 }
 
-// A table that only hears of changes stays the one that is made anew.
+// A table that only hears of changes stays the one that is made from scratch.
 TEST_F(marks, stay_right_whatever_happens) {
   std::mt19937 random(7);
   const auto any = [&](int below) { return static_cast<int>(random() % static_cast<unsigned>(below)); };

@@ -6,7 +6,7 @@
 
 namespace img {
 
-// What the format writes into a file, to a stream. Throws the io family.
+// Writes the bytes of the format's file to a stream. Throws the io family.
 void write_jpeg(const image& image, io::binary_writer& to, const save_options& options);
 
 }  // namespace img

@@ -1,4 +1,4 @@
-// What a reader says of a value that it does not take.
+// The message of a reader for a value that it does not take.
 #pragma once
 
 #include <string>

@@ -106,7 +106,7 @@ std::vector<std::int64_t> tiff_file::pages() const {
       read_directory(position, &next);
     } catch (const io::exception&) {
       if (found.empty()) throw;
-      break;  // what comes behind a whole picture does not make it unreadable
+      break;  // what comes after a whole picture does not make it unreadable
     }
     found.push_back(position);
     position = next;

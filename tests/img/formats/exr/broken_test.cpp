@@ -74,7 +74,7 @@ TEST_F(ExrBroken, CutAnywhere) {
   EXPECT_EQ(failure(), "No such file or directory");
 }
 
-// Changes bytes behind the name, the type and the size of an attribute.
+// Changes bytes after the name, the type and the size of an attribute.
 std::string with_attribute(std::string file, const std::string& name, const std::string& type, std::size_t skip,
                            const std::vector<std::int32_t>& values) {
   const std::size_t at = file.find(name + '\0' + type + '\0') + name.size() + type.size() + 2 + 4 + skip;

@@ -82,7 +82,7 @@ inline void write(const std::string& path, const shape& s, Imf::Header header = 
   if (s.tile > 0) {
     Imf::TiledOutputFile file(path.c_str(), header);
     file.setFrameBuffer(source);
-    // Lower levels hold the begin of the same planes.
+    // Lower levels hold the start of the same planes.
     for (int ly = 0; ly < file.numYLevels(); ++ly) {
       for (int lx = 0; lx < file.numXLevels(); ++lx) {
         if (file.isValidLevel(lx, ly)) file.writeTiles(0, file.numXTiles(lx) - 1, 0, file.numYTiles(ly) - 1, lx, ly);
