@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <map>
 #include <unordered_map>
 #include <utility>
@@ -16,35 +17,74 @@ using cache::frame_presence;
 
 constexpr int most_passes = 64;  // of a source that repeats, whose columns are looked for one by one
 
-// Sums in place of early exits, so that the compiler takes many frames at once.
+// What a run of states has in common, found out from eight of them at a time. Only `failed` has the bit 4, only `kept`
+// both of the others.
 mark mark_of(std::span<const frame_presence> states) {
-  std::size_t failed = 0;
-  std::size_t kept = 0;
-  std::size_t reading = 0;
-  for (const frame_presence state : states) {
-    failed += state == frame_presence::failed;
-    kept += state == frame_presence::kept;
-    reading += state == frame_presence::being_read || state == frame_presence::wanted;
+  static_assert(static_cast<int>(frame_presence::missing) == 0 && static_cast<int>(frame_presence::kept) == 3 &&
+                static_cast<int>(frame_presence::failed) == 4);
+  constexpr std::uint64_t ones = 0x0101010101010101u;
+  std::uint64_t any = 0;
+  std::uint64_t all = ~0ull;
+  std::uint64_t passing = 0;  // the lowest bit of a byte: one of its two bits is set
+  const auto take = [&](std::uint64_t word) {
+    any |= word;
+    all &= word;
+    passing |= (word ^ (word >> 1)) & ones;
+  };
+  std::size_t i = 0;
+  for (; i + 8 <= states.size(); i += 8) {
+    std::uint64_t word;
+    std::memcpy(&word, states.data() + i, 8);
+    take(word);
   }
-  if (failed > 0) return mark::failed;
-  if (kept == states.size()) return mark::kept;
-  return reading > 0 ? mark::reading : mark::missing;
+  for (; i < states.size(); ++i) take(ones * static_cast<std::uint64_t>(states[i]));
+  if (any & 4 * ones) return mark::failed;
+  if (all == 3 * ones) return mark::kept;
+  return passing != 0 ? mark::reading : mark::missing;
 }
 
-// The first and the last source frame that a column stands for; the first is -1 where the layer is not there.
-std::pair<int, int> source_frames(const ksn::track_info& track, const ruler_scale& ruler, int x) {
-  const int in = track.timing.begin + track.in();
-  const int out = track.timing.begin + track.out();
-  if (x < ruler.x_of(in) || x >= std::max(ruler.x_of(out), ruler.x_of(in) + 1)) return {-1, -1};
-  // The frames that begin in the column, whose pixel reaches half a one to either side; else the one that it lies in.
-  const auto frame_from = [&](double column) {
-    return static_cast<int>(std::ceil((column - ruler.left()) * ruler.frames_per_pixel()));
-  };
-  const int next = std::clamp(frame_from(x + 0.5), in + 1, out);
-  const int begin = std::clamp(frame_from(x - 0.5), in, next - 1);
-  const int first = static_cast<int>(track.source_position(begin));
-  // Where the source repeats within a column, its first frame stands for it.
-  return {first, std::max(first, static_cast<int>(track.source_position(next - 1)))};
+// Which source frames of a layer stand in a column.
+class source_columns {
+ public:
+  source_columns(const ksn::track_info& track, const ruler_scale& ruler)
+      : left_(ruler.left()),
+        frames_per_pixel_(ruler.frames_per_pixel()),
+        begin_(track.timing.begin),
+        in_(track.timing.begin + track.in()),
+        out_(track.timing.begin + track.out()),
+        pass_(track.length()),
+        frames_(track.source.is_single_frame() ? 0 : track.source.frames),
+        first_x_(ruler.x_of(in_)),
+        end_x_(std::max(ruler.x_of(out_), first_x_ + 1)) {}
+
+  // The first and the last one of column x; the first is -1 where the layer is not there.
+  std::pair<int, int> at(int x) const {
+    if (x < first_x_ || x >= end_x_) return {-1, -1};
+    // The frames that begin in the column, whose pixel reaches half a one to either side; else the one that it lies in.
+    const int next = std::clamp(frame_from(x + 0.5), in_ + 1, out_);
+    const int begin = std::clamp(frame_from(x - 0.5), in_, next - 1);
+    const int first = source_frame(begin);
+    // Where the source repeats within a column, its first frame stands for it.
+    return {first, std::max(first, source_frame(next - 1))};
+  }
+
+ private:
+  int left_;
+  double frames_per_pixel_;
+  int begin_, in_, out_, pass_, frames_, first_x_, end_x_;
+
+  int frame_from(double column) const { return static_cast<int>(std::ceil((column - left_) * frames_per_pixel_)); }
+  // As track_info::source_position().
+  int source_frame(int frame) const {
+    const int within = static_cast<int>((static_cast<long long>(frame) - begin_) % pass_);
+    return pass_ == frames_ ? within : static_cast<int>(static_cast<double>(within) * frames_ / pass_);
+  }
+};
+
+mark mark_at(const source_columns& sources, std::span<const frame_presence> states, int x) {
+  const auto [first, last] = sources.at(x);
+  if (first < 0 || static_cast<std::size_t>(last) >= states.size()) return mark::none;
+  return mark_of(states.subspan(static_cast<std::size_t>(first), static_cast<std::size_t>(last - first + 1)));
 }
 
 mark mixed(const std::array<int, 5>& layers) {
@@ -78,8 +118,9 @@ std::vector<hole> holes_of(const ksn::track_info& track, const ruler_scale& rule
   const std::span<const std::uint32_t> missing = track.source.names.holes();
   if (missing.empty()) return {};
   std::vector<hole> holes(columns, hole::none);
+  const source_columns sources(track, ruler);
   for (std::size_t i = 0; i < columns; ++i) {
-    const auto [first, last] = source_frames(track, ruler, ruler.left() + static_cast<int>(i));
+    const auto [first, last] = sources.at(ruler.left() + static_cast<int>(i));
     if (first < 0) continue;
     const auto begin = std::lower_bound(missing.begin(), missing.end(), static_cast<std::uint32_t>(first));
     const auto end = std::upper_bound(begin, missing.end(), static_cast<std::uint32_t>(last));
@@ -93,33 +134,65 @@ lib::color between(lib::color a, lib::color b) {
   return {255, mean(a.r, b.r), mean(a.g, b.g), mean(a.b, b.b)};
 }
 
-// Columns in their colours, others left alone. `color_of(plane, column)` gives the value that a column takes where
-// `takes(column)`.
-template <class Column, class Choose>
-void draw_columns(painter& on, std::span<const Column> columns, int from, const rectangle& box, Choose choose) {
+struct coded_color {
+  std::uint8_t code;
+  lib::color color;
+};
+
+std::array<std::uint8_t, 3> plane_values(lib::color color) {
+  return {color.b, color.g, color.r};
+}
+
+constexpr std::size_t block = 16;
+
+// Bytes with one of three codes become a value each, others stay. Blocks of a constant size are what the compiler takes
+// whole.
+void recolor(std::uint8_t* row, const std::uint8_t* codes, const std::array<std::uint8_t, 3>& wanted,
+             const std::array<std::uint8_t, 3>& values) {
+  std::uint8_t in[block], out[block];
+  std::memcpy(in, codes, block);
+  std::memcpy(out, row, block);
+  for (std::size_t k = 0; k < block; ++k) {
+    out[k] = in[k] == wanted[0] ? values[0] : out[k];
+    out[k] = in[k] == wanted[1] ? values[1] : out[k];
+    out[k] = in[k] == wanted[2] ? values[2] : out[k];
+  }
+  std::memcpy(row, out, block);
+}
+
+// Columns with one of three codes in its colour, others left alone.
+void draw_columns(painter& on, std::span<const std::uint8_t> columns, int from, const rectangle& box,
+                  const std::array<coded_color, 3>& colors) {
   const int left = std::max({box.left, from, on.clip().left});
   const int right = std::min({box.right, from + static_cast<int>(columns.size()), on.clip().right});
   if (left >= right) return;
-  const Column* first = columns.data() + (left - from);
-  const int count = right - left;
-  for (int plane = 0; plane < 3; ++plane) {
+  const std::uint8_t* codes = columns.data() + (left - from);
+  const auto count = static_cast<std::size_t>(right - left);
+  const std::array<std::uint8_t, 3> wanted{colors[0].code, colors[1].code, colors[2].code};
+  for (std::size_t plane = 0; plane < 3; ++plane) {
+    const std::array<std::uint8_t, 3> values{plane_values(colors[0].color)[plane], plane_values(colors[1].color)[plane],
+                                             plane_values(colors[2].color)[plane]};
     for (int y = std::max(box.top, on.clip().top); y < std::min(box.bottom, on.clip().bottom); ++y) {
-      std::uint8_t* row = on.target().row(plane, y) + left;
-      for (int i = 0; i < count; ++i) row[i] = choose(plane, first[i], row[i]);
+      std::uint8_t* row = on.target().row(static_cast<int>(plane), y) + left;
+      std::size_t i = 0;
+      for (; i + block <= count; i += block) recolor(row + i, codes + i, wanted, values);
+      for (; i < count; ++i) {
+        for (std::size_t k = 0; k < 3; ++k) row[i] = codes[i] == wanted[k] ? values[k] : row[i];
+      }
     }
   }
 }
 
-std::uint8_t plane_of(lib::color color, int plane) {
-  return plane == 0 ? color.b : plane == 1 ? color.g : color.r;
+template <class Code>
+std::span<const std::uint8_t> bytes_of(std::span<const Code> columns) {
+  static_assert(sizeof(Code) == 1);
+  return {reinterpret_cast<const std::uint8_t*>(columns.data()), columns.size()};
 }
 
 }  // namespace
 
 mark mark_at(const ksn::track_info& track, std::span<const frame_presence> states, const ruler_scale& ruler, int x) {
-  const auto [first, last] = source_frames(track, ruler, x);
-  if (first < 0 || static_cast<std::size_t>(last) >= states.size()) return mark::none;
-  return mark_of(states.subspan(static_cast<std::size_t>(first), static_cast<std::size_t>(last - first + 1)));
+  return mark_at(source_columns(track, ruler), states, x);
 }
 
 bool mark_table::keeps(const row& row, const ksn::track_info& track) {
@@ -145,17 +218,19 @@ void mark_table::rebuild(row& row, const ksn::track_info& track, const cache::fr
   row.columns = {};
   if (!states.empty()) {
     row.columns.marks.resize(columns());
+    const source_columns sources(track, ruler_);
     for (std::size_t i = 0; i < columns(); ++i)
-      row.columns.marks[i] = mark_at(track, states, ruler_, ruler_.left() + static_cast<int>(i));
+      row.columns.marks[i] = mark_at(sources, states, ruler_.left() + static_cast<int>(i));
     row.columns.holes = holes_of(track, ruler_, columns());
   }
   count(row, 1);
 }
 
 void mark_table::refresh(row& row, const ksn::track_info& track, std::span<const frame_presence> states, int frame) {
+  const source_columns sources(track, ruler_);
   columns_of(track, ruler_, frame, static_cast<int>(columns()), [&](int x) {
     const std::size_t i = static_cast<std::size_t>(x);
-    const mark now = mark_at(track, states, ruler_, ruler_.left() + x);
+    const mark now = mark_at(sources, states, ruler_.left() + x);
     const mark before = std::exchange(row.columns.marks[i], now);
     if (!row.counted) return;
     --counts_[i][static_cast<std::size_t>(before)];
@@ -221,20 +296,16 @@ void mark_table::update(const ksn::document& doc, const cache::frame_board& boar
 void draw_marks(painter& on, std::span<const mark> columns, int from, const rectangle& box, bool on_selected) {
   const lib::color kept = on_selected ? palette::kept_on_selected : palette::selected;
   const lib::color reading = on_selected ? between(kept, palette::selected) : palette::reading;
-  draw_columns(on, columns, from, box, [&](int plane, mark m, std::uint8_t was) {
-    return m == mark::kept      ? plane_of(kept, plane)
-           : m == mark::reading ? plane_of(reading, plane)
-           : m == mark::failed  ? plane_of(palette::failed, plane)
-                                : was;
-  });
+  const auto code = [](mark m) { return static_cast<std::uint8_t>(m); };
+  draw_columns(on, bytes_of(columns), from, box,
+               {{{code(mark::kept), kept}, {code(mark::reading), reading}, {code(mark::failed), palette::failed}}});
 }
 
 void draw_holes(painter& on, std::span<const hole> columns, int from, const rectangle& box, lib::color bar,
                 lib::color ground) {
-  const lib::color some = between(bar, ground);
-  draw_columns(on, columns, from, box, [&](int plane, hole h, std::uint8_t was) {
-    return h == hole::all ? plane_of(ground, plane) : h == hole::some ? plane_of(some, plane) : was;
-  });
+  const auto code = [](hole h) { return static_cast<std::uint8_t>(h); };
+  const coded_color all{code(hole::all), ground};
+  draw_columns(on, bytes_of(columns), from, box, {{all, all, {code(hole::some), between(bar, ground)}}});
 }
 
 }  // namespace ui

@@ -83,11 +83,23 @@ void draw_passes(painter& on, const ruler_scale& ruler, const ksn::track_info& t
   }
 }
 
-void draw_bar(painter& on, const ruler_scale& ruler, const drawn_row& row) {
+// The row below its parts. What a bar covers anyway is left out: it is most of what there is to fill.
+void draw_ground(painter& on, const ruler_scale& ruler, const drawn_row& row, const rectangle& box) {
+  const lib::color ground = ground_of(row);
+  const int top = row.top + on.px(1);
+  const int bottom = row.top + on.px(ksn::layer_row_height);
+  const int corner = on.px(palette::field_radius);
+  on.fill({0, row.top, ruler.width, top}, palette::row_rule);
+  if (box.right - box.left <= 2 * corner) return on.fill({0, top, ruler.width, bottom}, ground);
+  on.fill({0, top, ruler.width, box.top}, ground);
+  on.fill({0, box.top, box.left + corner, box.bottom}, ground);
+  on.fill({box.right - corner, box.top, ruler.width, box.bottom}, ground);
+  on.fill({0, box.bottom, ruler.width, bottom}, ground);
+}
+
+void draw_bar(painter& on, const ruler_scale& ruler, const drawn_row& row, const rectangle& box) {
   const ksn::track_info& track = row.track;
-  const bar_place bar = bar_of(ruler, track);
-  if (bar.begin >= bar.end) return;
-  const rectangle box{bar.begin, row.top + on.px(bar_top), bar.end, row.top + on.px(bar_bottom)};
+  if (box.left >= box.right) return;
   const lib::color color = color_of_bar(row);
   on.round_fill(box, on.px(palette::field_radius), color);
   draw_holes(on, row.columns.holes, row.columns_left, box, color, ground_of(row));
@@ -112,8 +124,9 @@ void draw_bar(painter& on, const ruler_scale& ruler, const drawn_row& row) {
 
 void draw_row(painter& on, const ruler_scale& ruler, const drawn_row& row) {
   const int bottom = row.top + on.px(ksn::layer_row_height);
-  on.fill({0, row.top, ruler.width, row.top + on.px(1)}, palette::row_rule);
-  on.fill({0, row.top + on.px(1), ruler.width, bottom}, ground_of(row));
+  const bar_place bar = bar_of(ruler, row.track);
+  const rectangle box{bar.begin, row.top + on.px(bar_top), bar.end, row.top + on.px(bar_bottom)};
+  draw_ground(on, ruler, row, box);
   // Three digits need the column's last pixels.
   const int margin = row.index < 99 ? on.px(5) : 0;
   on.line(std::to_string(row.index + 1), "timeline.digits", row.selected ? palette::value : palette::faint,
@@ -122,7 +135,7 @@ void draw_row(painter& on, const ruler_scale& ruler, const drawn_row& row) {
   if (row.track.look.visible) on.art("visible", {on.px(row_column + row_column / 2 + 1), middle});
   if (row.track.sound.audible) on.art("audible", {on.px(2 * row_column + row_column / 2), middle});
   draw_letters(on, ruler, row);
-  draw_bar(on, ruler, row);
+  draw_bar(on, ruler, row, box);
 }
 
 }  // namespace ui
