@@ -1,6 +1,9 @@
-// Every gesture of the ruler and of the layer stack, by pointer: what it changes, that one undo takes it back and
-// another brings it again, and that Escape leaves nothing.
+// Every gesture of the ruler and of the layer stack, by pointer: what it
+// changes, that one undo takes it back and another brings it again, and that
+// Escape leaves nothing.
+#include <cstdlib>
 #include <functional>
+#include <random>
 
 #include "composition/invariants.h"
 #include "ui/whole_window.h"
@@ -19,7 +22,8 @@ class timeline : public support::whole_window {
     size = {1091, 800};
     set_up_document(100);
   }
-  // 100 frames make 10 pixels each. Three layers of 30 frames, the last one playing twice.
+  // 100 frames make 10 pixels each. Three layers of 30 frames, the last one
+  // playing twice.
   void set_up_document(int length) {
     ksn::document& doc = composition.doc;
     doc = {};
@@ -39,10 +43,12 @@ class timeline : public support::whole_window {
   }
   // On the ruler, so many pixels from its left end.
   math::point on_ruler(int pixels) const { return {45 + pixels, layout().split + 60}; }
-  // In the middle of a row of the stack, so many pixels from the left end of the ruler.
+  // In the middle of a row of the stack, so many pixels from the left end of
+  // the ruler.
   math::point on_row(int pixels, int row) const { return {45 + pixels, layout().split + 84 + 20 * row}; }
 
-  // All that undo brings back: work area and length, then each layer from the top with begin, in and out.
+  // All that undo brings back: work area and length, then each layer from the
+  // top with begin, in and out.
   std::string known() const {
     const ksn::document& doc = composition.doc;
     std::string text = std::to_string(doc.tm_f) + "-" + std::to_string(doc.tm_l) + "/" + std::to_string(doc.tm_n);
@@ -140,7 +146,8 @@ TEST_F(timeline, the_time_cursor) {
     drag(on_ruler(r.from), {on_ruler(r.from).x + r.by.x, on_ruler(r.from).y + r.by.y});
     EXPECT_EQ(composition.doc.tm_t, r.time) << r.from << " by " << r.by.x << ", " << r.by.y;
   }
-  // While it plays: the drag stops it, and afterwards it goes on where the setting says so.
+  // While it plays: the drag stops it, and afterwards it goes on where the
+  // setting says so.
   for (const bool goes_on : {false, true}) {
     composition.settings.continue_playback_after_drag = goes_on;
     composition.doc.playing = true;
@@ -387,6 +394,51 @@ TEST_F(timeline, many_layers_scroll) {
   composition.doc.selection = {100};
   art();
   EXPECT_EQ(first_row(), 91);
+}
+
+// A pointer that does anything anywhere in ruler and stack, mixed with
+// commands. KESTRIN_WALK_STEPS makes it longer.
+TEST_F(timeline, any_gestures_keep_what_always_holds) {
+  const char* wanted = std::getenv("KESTRIN_WALK_STEPS");
+  std::mt19937 random(3);
+  const auto below = [&](int end) { return static_cast<int>(random() % static_cast<unsigned>(end)); };
+  const char* commands[] = {"undo",
+                            "undo",
+                            "layer_duplicate",
+                            "layer_delete_selected",
+                            "timeline=70",
+                            "selection=1",
+                            "next_frame",
+                            "timeline_fit_all_layers",
+                            "timeline=300",
+                            "wa_end=30",
+                            "layer_move_selected_to=2",
+                            "timeline_cut_begin=-9"};
+  int undone = 0;
+  for (int step = wanted ? std::atoi(wanted) : 10'000; step > 0; --step) {
+    const math::point point{below(1110) - 10, layout().split + 40 + below(300)};
+    const auto button = below(5) == 0 ? mouse_button::middle : mouse_button::left;
+    const int held = below(4) == 0 ? (below(2) ? ctrl : shift) : 0;
+    const int event = below(12);
+    if (event < 4) {
+      window->input().mouse_down(button, point, below(6) == 0, held);
+    } else if (event < 8) {
+      window->input().mouse_move(point, held);
+    } else if (event < 10) {
+      window->input().mouse_up(button, point, held);
+    } else if (event == 10) {
+      window->input().key_down(below(3) == 0 ? escape : 13);
+      window->input().mouse_wheel(point, 120 * (below(7) - 3), 0, held);
+    } else {
+      const char* command = commands[below(static_cast<int>(std::size(commands)))];
+      undone += std::string_view(command) == "undo" && composition.can_undo();
+      engine.run_command(command);
+      if (composition.doc.track_count() < 2 || composition.doc.track_count() > 40) set_up_document(100);
+    }
+    if (step % 20 == 0) art();
+    ASSERT_EQ(ksn::broken_invariant(composition), "") << step << " steps before the end, event " << event;
+  }
+  EXPECT_GT(undone, 20) << "nothing was left to undo";
 }
 
 }  // namespace
