@@ -174,18 +174,18 @@ TEST(format, files_that_ffmpeg_makes) {
   const support::temp_folder folder;
   for (const auto& [name, options] : rows) {
     const std::string path = folder / name, raw = folder / "raw";
-    ASSERT_TRUE(support::run_ffmpeg(std::string("-f lavfi -i testsrc2=size=61x43 -frames:v 1 ") + options + " " + path))
+    ASSERT_TRUE(support::run_ffmpeg(std::string("-f lavfi -i testsrc2=size=62x44 -frames:v 1 ") + options + " " + path))
         << name;
     img::image image;
     img::load(image, path);
-    ASSERT_EQ(image.width, 61) << name;
+    ASSERT_EQ(image.width, 62) << name;
     const bool alpha = image.has_plane(3);
     EXPECT_EQ(alpha, std::string(options).find("a -") != std::string::npos || std::string(options).ends_with("a"))
         << name;
     ASSERT_TRUE(support::run_ffmpeg("-i " + path + " -f rawvideo -pix_fmt " + (alpha ? "gbrap " : "gbrp ") + raw))
         << name;
     const std::string planes = support::read_file(raw);
-    constexpr std::size_t size = 61 * 43;
+    constexpr std::size_t size = 62 * 44;
     ASSERT_EQ(planes.size(), size * (alpha ? 4 : 3)) << name;
     constexpr int order[] = {1, 0, 2, 3};  // blue, green, red and alpha among ffmpeg's planes
     for (int p = 0; p < (alpha ? 4 : 3); ++p) {
