@@ -1,7 +1,7 @@
 // The time that the areas of the window take beside the picture in its preview: the whole client area against the
 // preview alone, at 1080p and, with the interface at twice its size, at 4K; what lies over the picture; the property
-// panel by itself; and a turn of one of its sliders over five layers of 1920 x 1080 in memory, from the new value to the
-// picture of the window.
+// panel by itself; and a turn of one of its sliders over five layers of 1920 x 1080 in memory, from the new value to
+// the picture of the window.
 #include "ui/window.h"
 
 #include <cstdio>

@@ -88,8 +88,7 @@ TEST_F(movie_run, the_order_of_trying_by_its_error_codes) {
     const char* words;
   };
   const row rows[] = {
-      {"a.avi", "avi", no_stream, other, -1094995529,
-       "Stream not found"},  // found by AVI, refused by the two after it
+      {"a.avi", "avi", no_stream, other, -1094995529, "Stream not found"},  // found by AVI, refused by the two after it
       {"b.mov", "mov", other, other, -1381258232, "Stream not found"},
       {"c.mkv", "matroska", other, no_stream, -1094995529, "Invalid data found when processing input"},
       {"d.avi", "mov", other, other, -1381258232,

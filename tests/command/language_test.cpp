@@ -33,10 +33,10 @@ TEST(option, error_lines) {
     tried.run({r.option});
     EXPECT_EQ(tried.errors, r.errors) << r.option;
   }
-  for (const std::string& option : command::tokenise(
-           "--nonsense \"--nonsense=a b\" --= --opacity --:opacity=1 --1:=1 --1:nonsense=1 --0:opacity=1"
-           " --!:opacity=0 --global:opacity=1 --1:fps=1 --selected:fps=1 --env:=1 --still_image --attach"
-           " --print_fields=nonsense --print_fields= --set_time=x --add_layer= --execute_cmdfile=")) {
+  for (const std::string& option :
+       command::tokenise("--nonsense \"--nonsense=a b\" --= --opacity --:opacity=1 --1:=1 --1:nonsense=1 --0:opacity=1"
+                         " --!:opacity=0 --global:opacity=1 --1:fps=1 --selected:fps=1 --env:=1 --still_image --attach"
+                         " --print_fields=nonsense --print_fields= --set_time=x --add_layer= --execute_cmdfile=")) {
     language tried({"a", "b", "c"});
     tried.run({option});
     EXPECT_EQ(tried.errors, strings{"\"" + option + "\": Invalid option"});
