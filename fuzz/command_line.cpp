@@ -34,7 +34,6 @@ struct fixture {
     command::register_document_actions(engine);
     engine.action_table["layer_replace_with"].execute_value = [](const std::string&) { return true; };
     command::register_menu_choices(engine);
-    command::register_unbuilt_actions(engine);
   }
 
   void run() {
