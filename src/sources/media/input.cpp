@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -21,6 +22,7 @@ namespace {
 constexpr const char* test_input = "Test input";
 constexpr const char* test_variable = "KESTRIN_TEST_INPUT";
 constexpr std::chrono::milliseconds between_looks(2);  // for the next picture of a device
+constexpr std::chrono::seconds longest_start(2);       // that a device may take for its first picture
 
 // What a device is opened by.
 struct device {
@@ -85,6 +87,11 @@ class input final : public sources::live_source {
     const std::lock_guard guard(lock_);
     return newest_;
   }
+  // A picture that is saved at once must not be black.
+  void wait_for_first() {
+    std::unique_lock guard(lock_);
+    came_.wait_for(guard, longest_start, [this] { return newest_ != nullptr; });
+  }
 
  private:
   void take_pictures() {
@@ -115,11 +122,16 @@ class input final : public sources::live_source {
       // The layer keeps the size that it was opened with.
       if (frame.width != width_ || frame.height != height_ || !converter.convert(frame, *picture)) return;
       picture->set_centre_anchor();
-      const std::lock_guard guard(lock_);
-      newest_ = std::move(picture);
+      set(std::move(picture));
     } catch (const std::exception&) {
       // Without memory for it the picture before stays.
     }
+  }
+
+  void set(img::const_image_ptr picture) {
+    const std::lock_guard guard(lock_);
+    newest_ = std::move(picture);
+    came_.notify_all();
   }
 
   // The last picture once more, with what happened.
@@ -136,8 +148,7 @@ class input final : public sources::live_source {
       }
       picture->set_centre_anchor();
       picture->note = note;
-      const std::lock_guard guard(lock_);
-      newest_ = std::move(picture);
+      set(std::move(picture));
     } catch (const std::exception&) {
     }
   }
@@ -149,6 +160,7 @@ class input final : public sources::live_source {
   int height_ = 0;
   bool has_alpha_ = false;
   std::mutex lock_;
+  std::condition_variable came_;
   img::const_image_ptr newest_;
   std::atomic<bool> stop_ = false;
   std::thread thread_;
@@ -194,7 +206,9 @@ std::shared_ptr<sources::live_source> open_input(const std::string& name, std::s
     reason = "It tells no size";
     return nullptr;
   }
-  return std::make_shared<input>(std::move(format), std::move(codec), stream);
+  auto opened = std::make_shared<input>(std::move(format), std::move(codec), stream);
+  opened->wait_for_first();
+  return opened;
 }
 
 }  // namespace media
