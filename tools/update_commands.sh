@@ -4,6 +4,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 program=${1:-build/release/bin/kestrin}
+[ -x "$program" ] || { echo "update_commands.sh: $program is no program; build it first" >&2; exit 2; }
 tables=$(mktemp -d)
 # Without anything of the user's.
 export XDG_CONFIG_HOME="$tables" XDG_DATA_HOME="$tables" HOME="$tables"
@@ -12,7 +13,9 @@ put() {
   sed -i -e "/^<!-- tables -->\$/,/^<!-- end of tables -->\$/{/^<!-- tables -->\$/{p;r $tables/$1
 };/^<!-- end of tables -->\$/!d}" "$2"
 }
-"$program" --help=keydefs >assets/keydefs.txt
+# A program that fails leaves the files as they are.
+"$program" --help=keydefs >"$tables/keydefs.txt"
+cp "$tables/keydefs.txt" assets/keydefs.txt
 cp assets/keydefs.txt "$(dirname "$program")/config/"
 put markdown docs/commands.md
 put keys docs/keyboard.md
