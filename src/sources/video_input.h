@@ -14,8 +14,8 @@ namespace sources {
 // input": a graph of filters of FFmpeg that makes pictures, as "testsrc2=size=640x360:rate=25".
 std::vector<std::string> list_inputs();
 
-// Opens the input of that name, waits up to two seconds for its first picture, and takes more on a thread of its own
-// until the last reference goes. An input that goes away leaves its last picture, with a note. Null with what went
+// Opens the input of that name, waits for its first picture, five seconds at most, and takes more on a thread of its
+// own until the last reference goes. An input that goes away leaves its last picture, with a note. Null with what went
 // wrong in `reason`.
 std::shared_ptr<live_source> open_input(const std::string& name, std::string& reason);
 

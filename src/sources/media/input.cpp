@@ -22,7 +22,7 @@ namespace {
 constexpr const char* test_input = "Test input";
 constexpr const char* test_variable = "KESTRIN_TEST_INPUT";
 constexpr std::chrono::milliseconds between_looks(2);  // for the next picture of a device
-constexpr std::chrono::seconds longest_start(2);       // that a device may take for its first picture
+constexpr std::chrono::seconds longest_start(5);       // that a device may take for its first picture
 
 // What a device is opened by.
 struct device {
@@ -87,10 +87,10 @@ class input final : public sources::live_source {
     const std::lock_guard guard(lock_);
     return newest_;
   }
-  // A picture that is saved at once must not be black.
-  void wait_for_first() {
+  // False when none came. A picture that is saved at once must not be black.
+  bool wait_for_first() {
     std::unique_lock guard(lock_);
-    came_.wait_for(guard, longest_start, [this] { return newest_ != nullptr; });
+    return came_.wait_for(guard, longest_start, [this] { return newest_ != nullptr; });
   }
 
  private:
@@ -207,8 +207,9 @@ std::shared_ptr<sources::live_source> open_input(const std::string& name, std::s
     return nullptr;
   }
   auto opened = std::make_shared<input>(std::move(format), std::move(codec), stream);
-  opened->wait_for_first();
-  return opened;
+  if (opened->wait_for_first()) return opened;
+  reason = "No picture has come from it in " + std::to_string(longest_start.count()) + " seconds";
+  return nullptr;
 }
 
 }  // namespace media
