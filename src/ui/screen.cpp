@@ -60,7 +60,7 @@ math::point client_size_to_fit(const ksn::state& composition) {
   const math::point size = picture_size(composition, composition.view.zoom(), composition.view.zoom_factor2 / 100.0);
   // The strip's height depends on the client's.
   int height = size.y;
-  while (save::screen_view(composition, size.x, height).height < size.y && height < 2 * 65535) ++height;
+  while (free_preview(composition, size.x, height).y < size.y && height < 2 * 65535) ++height;
   return {size.x, height};
 }
 

@@ -20,8 +20,8 @@ void draw_screen(render::pipeline& pipeline, const ksn::state& composition, doub
                  int client_width, int client_height, render::frame_times* times = nullptr,
                  render::composite_probe* probe = nullptr);
 
-// The client size at which the preview area holds the picture of the composition at its present zoom, pixel for pixel:
-// the largest visible layer, or without one `mask_size`.
+// The client size at which the free part of the preview area holds the picture of the composition at its present zoom,
+// pixel for pixel: the largest visible layer, or without one `mask_size`.
 math::point client_size_to_fit(const ksn::state& composition);
 
 bool infobar_shown(const ksn::state& composition);
