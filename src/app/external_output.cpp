@@ -15,7 +15,7 @@ namespace {
 using ksn::ext_device_type;
 
 // A picture that nothing happens to is drawn as often: files may have been written over meanwhile.
-constexpr std::chrono::milliseconds longest_redraw(1000);
+constexpr std::chrono::milliseconds text_redraw(1000);  // a text may tell the time
 constexpr std::chrono::milliseconds frame_patience(1500);
 
 // The place of the monitor in the desktop's list; 0 for a device that is none.
@@ -89,11 +89,9 @@ void external_output::stop() {
 
 bool external_output::is_due() const {
   const ksn::state& composition = parts_.engine.composition();
-  const auto& tracks = composition.doc.tracks;
-  const auto is_live = [](const ksn::track_info& track) { return track.look.visible && track.source.is_live(); };
   return static_cast<int>(std::floor(parts_.clock.shown_time())) != frame_ || composition.revision != revision_ ||
-         pipeline_->waits_for_frames() || std::chrono::steady_clock::now() - shown_ > longest_redraw ||
-         std::any_of(tracks.begin(), tracks.end(), is_live);
+         pipeline_->waits_for_frames() || composition.doc.shows_live() ||
+         (composition.doc.shows_text() && std::chrono::steady_clock::now() - shown_ > text_redraw);
 }
 
 void external_output::tick() {

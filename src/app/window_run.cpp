@@ -16,14 +16,15 @@
 #include "lib/paths.h"
 #include "playback/pacing.h"
 #include "render/image_pool.h"
+#include "ui/screen.h"
 
 namespace app {
 namespace {
 
 // For a frame that has to be read. After that the window goes on with the picture before.
 constexpr std::chrono::milliseconds frame_patience(1500);
-constexpr int longest_sleep = 960;    // milliseconds, of a stopped window in the background
-constexpr int longest_redraw = 1000;  // milliseconds between two pictures of a window that nothing happens to
+constexpr int longest_sleep = 960;   // milliseconds, of a stopped window in the background
+constexpr int aging_picture = 1000;  // milliseconds after which a picture may be out of date by itself
 constexpr long long drag_picture =
     1'000'000'000 / 60;               // nanoseconds that a picture may take while something is dragged
 constexpr int lost_display_code = 1;  // of the process
@@ -35,11 +36,6 @@ using steady = std::chrono::steady_clock;
 
 long long since(steady::time_point start) {
   return std::chrono::nanoseconds(steady::now() - start).count();
-}
-
-// Shows other pictures from moment to moment without any command.
-bool is_live(const ksn::track_info& track) {
-  return track.look.visible && track.source.is_live();
 }
 
 // Frames until the shown one changes.
@@ -201,7 +197,7 @@ bool window_run::main_tick() {
     composition.plain_sampling = false;
     redraw_ = true;
   }
-  const bool live = std::any_of(composition.doc.tracks.begin(), composition.doc.tracks.end(), is_live);
+  const bool live = composition.doc.shows_live();
   // A wait that ended early makes no second picture of a frame, which would keep the next one waiting.
   const std::uint32_t since_draw = now - last_draw_;
   const bool next_picture =
@@ -209,10 +205,12 @@ bool window_run::main_tick() {
                       since_draw > static_cast<std::uint32_t>(playback::tick_milliseconds(composition.doc.fpcs) + 1));
   const bool marks = board_.revision() != drawn_marks_ && since_draw >= marks_redraw;
   if (redraw_ || composition.revision != drawn_revision_ || interface_is_due() || next_picture || live || marks ||
-      parts_.pipeline.waits_for_frames() || since_draw >= longest_redraw || desktop_->client_size() != surface_size_) {
+      parts_.pipeline.waits_for_frames() || (since_draw >= aging_picture && is_out_of_date()) ||
+      desktop_->client_size() != surface_size_) {
     redraw_ = false;
     drawn_revision_ = composition.revision;
     drawn_marks_ = board_.revision();
+    if (since_draw >= aging_picture) drawn_load_ = parts_.frames.memory_load();
     due_.reset();
     last_draw_ = now;
     draw_and_present(times);
@@ -231,6 +229,11 @@ bool window_run::main_tick() {
   in_tick_ = false;
   if (observer) observer(times);
   return !served && !foreground_;
+}
+
+bool window_run::is_out_of_date() const {
+  const ksn::state& composition = parts_.composition;
+  return composition.doc.shows_text() || (ui::infobar_shown(composition) && parts_.frames.memory_load() != drawn_load_);
 }
 
 void window_run::draw_and_present(tick_times& times) {

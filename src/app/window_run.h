@@ -112,10 +112,11 @@ class window_run {
   bool close_requested_ = false;  // by the window's frame
   bool closed_ = false;
   bool in_tick_ = false;
-  // Something happened that may change the picture. Without it a tick draws at most once a second.
+  // Something happened that may change the picture.
   bool redraw_ = true;
   unsigned long long drawn_revision_ = 0;
   std::uint64_t drawn_marks_ = 0;  // revision of the board
+  int drawn_load_ = 0;             // of the memory, as the information bar tells it
   std::uint32_t last_draw_ = 0;
   std::uint32_t last_tick_ = 0;
   bool foreground_ = false;
@@ -145,6 +146,8 @@ class window_run {
   bool main_tick();
   // A tick from inside a loop of the toolkit.
   void modal_tick();
+  // The picture tells of something that nobody announces: the time, the memory.
+  bool is_out_of_date() const;
   void draw_and_present(tick_times& times);
   void pace(std::uint32_t tick_start);
   ui::present_mode turn_mode() const;

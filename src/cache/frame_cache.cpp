@@ -271,11 +271,12 @@ bool frame_cache::evict_for_allocation() noexcept {
   return true;
 }
 
-void frame_cache::trim_once(int reserve_percent) {
+bool frame_cache::trim_once(int reserve_percent) {
   const int load = memory_load();
   if (load > 100 - reserve_percent) evict(1);
   if (load > 105 - reserve_percent || load >= 97) evict(10);
   keep_within_limit();
+  return load > 100 - reserve_percent || load >= 97;
 }
 
 void frame_cache::keep_within_limit() {
@@ -305,7 +306,7 @@ bool frame_cache::is_full(int pictures) {
 }
 
 void frame_cache::trim(int reserve_percent) {
-  for (int round = 0; round < 32; ++round) trim_once(reserve_percent);
+  for (int round = 0; round < 32 && trim_once(reserve_percent); ++round) continue;
   assert(check_invariants().empty());
 }
 

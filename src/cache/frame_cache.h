@@ -118,7 +118,7 @@ class frame_cache {
  private:
   struct impl;
   void evict(int count);
-  void trim_once(int reserve_percent);
+  bool trim_once(int reserve_percent);  // whether more may have to go
   void keep_within_limit();
   void move_to_front(const img::const_image_ptr& image);
   template <class Matches>

@@ -32,6 +32,14 @@ void shift_timeline(document& doc, int amount) {
 
 }  // namespace
 
+bool document::shows_live() const {
+  return std::ranges::any_of(tracks, [](const track_info& t) { return t.look.visible && t.source.is_live(); });
+}
+
+bool document::shows_text() const {
+  return std::ranges::any_of(tracks, [](const track_info& t) { return t.look.visible && t.source.is_text(); });
+}
+
 int document::selected_index() const {
   if (selection.size() != 1) return track_count();
   const int index = *selection.begin();

@@ -39,6 +39,9 @@ struct document {
   // The index must be that of a layer.
   track_info& track_at(int index) { return tracks[static_cast<std::size_t>(index)]; }
   const track_info& track_at(int index) const { return tracks[static_cast<std::size_t>(index)]; }
+  // Whether a layer is visible whose pictures change without any command, and one of text, which may tell the time.
+  bool shows_live() const;
+  bool shows_text() const;
   // The index of the only selected layer; otherwise track_count().
   int selected_index() const;
   // The only selected layer; null when there is none or more than one. Valid until the next change of the stack.

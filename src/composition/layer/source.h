@@ -87,6 +87,8 @@ struct layer_source {
   bool is_clip() const;
   // Shows other pictures from moment to moment without any command.
   bool is_live() const { return live != nullptr; }
+  // May hold the time of day.
+  bool is_text() const { return type == source_type::text || type == source_type::text_sequence; }
   bool has_audio() const { return audio != nullptr; }
 
   // Becomes another source. The user's choices for the layer stay, as far as the new source has them.
