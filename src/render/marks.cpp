@@ -29,6 +29,16 @@ void change_outside(img::image& picture, const rectangle& inside, int planes, co
   });
 }
 
+// Halves each sample, eight at a time.
+void darken(std::uint8_t* first, std::uint8_t* end) {
+  for (std::uint64_t eight; end - first >= 8; first += 8) {
+    std::memcpy(&eight, first, sizeof eight);
+    eight = eight >> 1 & 0x7F7F7F7F7F7F7F7F;
+    std::memcpy(first, &eight, sizeof eight);
+  }
+  for (; first < end; ++first) *first = static_cast<std::uint8_t>(*first >> 1);
+}
+
 // White at that opacity over every pixel of the box.
 void lighten(img::image& picture, const rectangle& box, int opacity) {
   const rectangle seen = intersect(box, {0, 0, picture.width, picture.height});
@@ -86,9 +96,7 @@ void draw_marks(img::image& picture, const ksn::state& composition, const frame_
   const rectangle output = output_place(composition, view);
   const rectangle all{0, 0, picture.width, picture.height};
   if (marks.mask == ksn::mask_type_t::transparent) {
-    change_outside(picture, output, 3, [](int, std::uint8_t* first, std::uint8_t* end) {
-      for (; first < end; ++first) *first = static_cast<std::uint8_t>(*first >> 1);
-    });
+    change_outside(picture, output, 3, [](int, std::uint8_t* first, std::uint8_t* end) { darken(first, end); });
   }
   if (marks.mask == ksn::mask_type_t::crop_safe) {
     draw_outline(picture, {output.left - 1, output.top - 1, output.right + 1, output.bottom + 1}, mask_frame_color,

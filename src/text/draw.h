@@ -23,11 +23,6 @@ struct placement {
   std::optional<math::rectangle> clip = {};
 };
 
-struct extent {
-  int width = 0;   // pixels of the widest line
-  int height = 0;  // of all lines, without gaps
-};
-
 extent measure_text(fonts& fonts, std::string_view text, int max_width, int max_lines, const font& font);
 
 // Draws the text in a colour, whose alpha counts, over the planes B, G, R of an 8-bit picture, and covers its A.

@@ -74,14 +74,25 @@ fonts::fonts(std::function<void(const std::string&)> report, engine_maker maker)
 
 fonts::~fonts() = default;
 
+void fonts::load_engine() {
+  if (std::exchange(tried_, true)) return;
+  failure_ = "no fonts";
+  engine_ = maker_(failure_);
+}
+
 bool fonts::have_engine() {
-  if (!tried_) {
-    tried_ = true;
-    std::string error = "no fonts";
-    engine_ = maker_(error);
-    if (!engine_ && report_) report_("Text can't be drawn: " + error);
-  }
-  return engine_ != nullptr;
+  load_engine();
+  if (engine_) return true;
+  const std::string failure = std::exchange(failure_, {});
+  if (!failure.empty() && report_) report_("Text can't be drawn: " + failure);
+  return false;
+}
+
+void fonts::prepare() {
+  const std::lock_guard guard(lock_);
+  load_engine();
+  const font usual = interface_font("default", 1);
+  if (engine_) engine_->width_of({engine_->nearest_face(usual.face), usual.height, false, false}, "0");
 }
 
 const std::string& fonts::family(const std::string& face) {
@@ -109,6 +120,10 @@ std::string fonts::face_of(const std::string& face) {
 font_metrics fonts::metrics_of(const font& font) {
   const std::lock_guard guard(lock_);
   if (!have_engine()) return {held(font.height), held(font.height)};
+  return kept_metrics(font);
+}
+
+const font_metrics& fonts::kept_metrics(const font& font) {
   const auto found = metrics_.find(font);
   if (found != metrics_.end()) return found->second;
   // A text that grows from frame to frame brings ever new fonts.
@@ -130,6 +145,7 @@ fonts::kept_line& fonts::line_of(const font& font, std::string_view line) {
   }
   kept_line made;
   made.key = key_;
+  made.height = kept_metrics(font).height;
   made.width = line.empty() ? 0 : engine_->width_of(actual(font), clean_utf8(line, longest_line));
   lines_.push_front(std::move(made));
   index_.emplace(lines_.front().key, lines_.begin());
@@ -151,6 +167,15 @@ int fonts::width_of(const font& font, std::string_view line) {
   const int width = line_of(font, line).width;
   drop_old();
   return width;
+}
+
+extent fonts::extent_of(const font& font, std::string_view line) {
+  const std::lock_guard guard(lock_);
+  if (!have_engine()) return {0, held(font.height)};
+  const kept_line& kept = line_of(font, line);
+  const extent result{kept.width, kept.height};
+  drop_old();
+  return result;
 }
 
 std::shared_ptr<const mask> fonts::mask_of(const font& font, std::string_view line) {

@@ -16,6 +16,12 @@
 
 namespace text {
 
+// The size of a text in pixels.
+struct extent {
+  int width = 0;   // of the widest line
+  int height = 0;  // of all lines, without gaps
+};
+
 // One per process. Making it touches no font: the engine comes with the first text. Any thread; one lock guards all of
 // it, and masks are only read once they are given out.
 //
@@ -29,9 +35,15 @@ class fonts {
   fonts(const fonts&) = delete;
   fonts& operator=(const fonts&) = delete;
 
+  // Loads the engine, on a thread that has nothing else to do, so that the first text does not wait for it. Tells
+  // nothing: what fails is told by the first text.
+  void prepare();
+
   // Without an engine, which is reported once, lines have their nominal height and no width.
   font_metrics metrics_of(const font& font);
   int width_of(const font& font, std::string_view line);
+  // The width of a line and the height of its font.
+  extent extent_of(const font& font, std::string_view line);
   // Null for a line without ink.
   std::shared_ptr<const mask> mask_of(const font& font, std::string_view line);
   // The caret of an edited line, as engine::caret_of() and byte_at(), for valid UTF-8.
@@ -50,6 +62,7 @@ class fonts {
   struct kept_line {
     std::string key;
     int width = 0;
+    int height = 0;
     bool drawn = false;
     std::shared_ptr<const mask> ink;
     std::size_t bytes() const;
@@ -59,6 +72,7 @@ class fonts {
   std::function<void(const std::string&)> report_;
   engine_maker maker_;
   bool tried_ = false;
+  std::string failure_;  // why there is no engine, until it is told
   std::unique_ptr<engine> engine_;
   std::map<std::string, std::string, std::less<>> faces_;  // the family for a name
   std::map<font, font_metrics> metrics_;
@@ -68,7 +82,9 @@ class fonts {
   std::size_t bytes_ = 0;
   std::size_t limit_ = std::size_t{16} << 20;
 
+  void load_engine();
   bool have_engine();
+  const font_metrics& kept_metrics(const font& font);
   const std::string& family(const std::string& face);
   font actual(const font& wanted);
   kept_line& line_of(const font& font, std::string_view line);

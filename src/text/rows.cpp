@@ -4,10 +4,11 @@
 
 namespace text {
 
-KSN_DECLARE_LEVELS(void cover_row(uint8_t* row, const uint8_t* coverage, size_t n, int value, int alpha))
+KSN_DECLARE_LEVELS(void cover_rows(uint8_t* const* rows, const uint8_t* values, int count, const uint8_t* coverage,
+                                   size_t n, int alpha))
 
-void cover_row(uint8_t* row, const uint8_t* coverage, size_t n, int value, int alpha) {
-  return KSN_AT_LEVEL(cover_row)(row, coverage, n, value, alpha);
+void cover_rows(uint8_t* const* rows, const uint8_t* values, int count, const uint8_t* coverage, size_t n, int alpha) {
+  return KSN_AT_LEVEL(cover_rows)(rows, values, count, coverage, n, alpha);
 }
 
 void plain_cover_row(uint8_t* row, const uint8_t* coverage, size_t n, int value, int alpha) {

@@ -167,7 +167,9 @@ TEST(Text, EveryBuildOfTheRowGivesTheSameBytes) {
       for (int ground : {0, 100, 255}) {
         std::vector<std::uint8_t> row(256, static_cast<std::uint8_t>(ground));
         std::vector<std::uint8_t> plain = row;
-        text::cover_row(row.data(), coverage.data(), row.size(), value, alpha);
+        std::uint8_t* const rows[] = {row.data()};
+        const auto sample = static_cast<std::uint8_t>(value);
+        text::cover_rows(rows, &sample, 1, coverage.data(), row.size(), alpha);
         text::plain_cover_row(plain.data(), coverage.data(), row.size(), value, alpha);
         ASSERT_EQ(row, plain) << value << ' ' << alpha << ' ' << ground;
         ASSERT_EQ(row[0], ground);

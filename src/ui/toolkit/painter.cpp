@@ -17,6 +17,11 @@ int corner_coverage(int radius, int from_left, int from_top) {
   return static_cast<int>(std::lround(std::clamp(inside, 0.0, 1.0) * 255));
 }
 
+// The rows of a box with rounded corners of that radius that have no corner.
+rectangle straight_part(const rectangle& box, int radius) {
+  return {box.left, box.top + radius, box.right, box.bottom - radius};
+}
+
 }  // namespace
 
 painter::painter(img::image& target, const drawing_functions& functions, int scale, const mouse_handler* hot)
@@ -46,8 +51,26 @@ void painter::cover_row(int y, int left, int right, lib::color color, int covera
 }
 
 void painter::fill(const rectangle& box, lib::color color) {
+  const rectangle seen = math::intersect(box, clip_);
+  if (seen.empty()) return;
+  if (color.a == 255) return fill_opaque(seen, color);
   for (int y = std::max(box.top, clip_.top); y < std::min(box.bottom, clip_.bottom); ++y) {
     cover_row(y, box.left, box.right, color, 255);
+  }
+}
+
+void painter::fill_opaque(const rectangle& seen, lib::color color) {
+  const std::uint8_t values[] = {color.b, color.g, color.r};
+  const auto width = static_cast<std::size_t>(seen.right - seen.left);
+  for (int plane = 0; plane < 3; ++plane) {
+    std::uint8_t* row = target_.row(plane, seen.top) + seen.left;
+    for (int y = seen.top; y < seen.bottom; ++y, row += target_.width) {
+      if (width == 1) {
+        *row = values[plane];
+      } else {
+        std::memset(row, values[plane], width);
+      }
+    }
   }
 }
 
@@ -61,40 +84,37 @@ void painter::frame(const rectangle& box, lib::color color) {
 
 void painter::round_fill(const rectangle& box, int radius, lib::color color) {
   radius = std::min({radius, (box.right - box.left) / 2, (box.bottom - box.top) / 2});
-  for (int y = std::max(box.top, clip_.top); y < std::min(box.bottom, clip_.bottom); ++y) {
-    const int from_top = std::min(y - box.top, box.bottom - 1 - y);
-    if (from_top >= radius) {
-      cover_row(y, box.left, box.right, color, 255);
-      continue;
+  fill(straight_part(box, radius), color);
+  for (int from_top = 0; from_top < radius; ++from_top) {
+    for (const int y : {box.top + from_top, box.bottom - 1 - from_top}) {
+      for (int x = 0; x < radius; ++x) {
+        const int coverage = corner_coverage(radius, x, from_top);
+        cover_row(y, box.left + x, box.left + x + 1, color, coverage);
+        cover_row(y, box.right - 1 - x, box.right - x, color, coverage);
+      }
+      cover_row(y, box.left + radius, box.right - radius, color, 255);
     }
-    for (int x = 0; x < radius; ++x) {
-      const int coverage = corner_coverage(radius, x, from_top);
-      cover_row(y, box.left + x, box.left + x + 1, color, coverage);
-      cover_row(y, box.right - 1 - x, box.right - x, color, coverage);
-    }
-    cover_row(y, box.left + radius, box.right - radius, color, 255);
   }
 }
 
 void painter::round_frame(const rectangle& box, int radius, lib::color color) {
   radius = std::min({radius, (box.right - box.left) / 2, (box.bottom - box.top) / 2});
   const int width = scale_;
-  for (int y = std::max(box.top, clip_.top); y < std::min(box.bottom, clip_.bottom); ++y) {
-    const int from_top = std::min(y - box.top, box.bottom - 1 - y);
-    if (from_top >= radius) {
-      cover_row(y, box.left, box.left + width, color, 255);
-      cover_row(y, box.right - width, box.right, color, 255);
-      continue;
+  const rectangle sides = straight_part(box, radius);
+  fill({sides.left, sides.top, sides.left + width, sides.bottom}, color);
+  fill({sides.right - width, sides.top, sides.right, sides.bottom}, color);
+  for (int from_top = 0; from_top < radius; ++from_top) {
+    for (const int y : {box.top + from_top, box.bottom - 1 - from_top}) {
+      // The ring between the outer circle and the one that lies `width` further in.
+      for (int x = 0; x < radius; ++x) {
+        const int inner =
+            x >= width && from_top >= width ? corner_coverage(radius - width, x - width, from_top - width) : 0;
+        const int coverage = corner_coverage(radius, x, from_top) - inner;
+        cover_row(y, box.left + x, box.left + x + 1, color, coverage);
+        cover_row(y, box.right - 1 - x, box.right - x, color, coverage);
+      }
+      if (from_top < width) cover_row(y, box.left + radius, box.right - radius, color, 255);
     }
-    // The ring between the outer circle and the one that lies `width` further in.
-    for (int x = 0; x < radius; ++x) {
-      const int inner =
-          x >= width && from_top >= width ? corner_coverage(radius - width, x - width, from_top - width) : 0;
-      const int coverage = corner_coverage(radius, x, from_top) - inner;
-      cover_row(y, box.left + x, box.left + x + 1, color, coverage);
-      cover_row(y, box.right - 1 - x, box.right - x, color, coverage);
-    }
-    if (from_top < width) cover_row(y, box.left + radius, box.right - radius, color, 255);
   }
 }
 
@@ -120,9 +140,14 @@ void painter::text(std::string_view text, std::string_view font, lib::color colo
 void painter::line(std::string_view text, std::string_view font, lib::color color, const rectangle& box, align where,
                    int margin) {
   const int room = box.right - box.left - (where == align::centre ? 0 : margin);
-  const std::string shown = elided(*this, text, font, room);
-  if (shown.empty()) return;
-  const math::point size = measure(shown, font, 0, 1);
+  if (room <= 0 || text.empty()) return;
+  std::string cut;
+  math::point size = measure(text, font, 0, 1);
+  if (size.x > room) {
+    cut = elided(*this, text, font, room);
+    text = cut;
+    size = measure(text, font, 0, 1);
+  }
   text_place place;
   place.position = {box.left, box.top + (box.bottom - box.top - size.y) / 2};
   place.max_lines = 1;
@@ -130,7 +155,7 @@ void painter::line(std::string_view text, std::string_view font, lib::color colo
   if (where == align::centre) place.position.x += (box.right - box.left - size.x) / 2;
   if (where == align::right) place.position.x = box.right - margin - size.x;
   const rectangle before = set_clip(math::intersect(clip_, box));
-  this->text(shown, font, color, place);
+  this->text(text, font, color, place);
   clip_ = before;
 }
 

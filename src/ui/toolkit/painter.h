@@ -84,6 +84,7 @@ class painter {
   const mouse_handler* hot_;
   rectangle clip_;
 
+  void fill_opaque(const rectangle& seen, lib::color color);
   void cover_row(int y, int left, int right, lib::color color, int coverage);
 };
 
