@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <system_error>
+#include <thread>
 
 #include "app/after_save.h"
 #include "app/attach.h"
@@ -118,6 +120,7 @@ struct application::impl {
   std::string titled(const save::progress& progress);
   int run_step(bool any_arguments);
   int run_serving();
+  std::jthread prepare_window();
   std::unique_ptr<render::pipeline> services_pipeline();
   int run_window();
   // 1 in place of 0 when the process is to tell of error lines.
@@ -351,6 +354,7 @@ int application::impl::run_step(bool any_arguments) {
   if (serves) return run_serving();
   if (engine.quit_requested) return 0;
   std::string error;
+  const std::jthread preparing = platform::has_display() ? prepare_window() : std::jthread();
   desktop = platform::open_desktop(error);
   if (desktop) return run_window();
 
@@ -361,6 +365,19 @@ int application::impl::run_step(bool any_arguments) {
   }
   console.report(no_window + "; end the arguments with --exit to work without one");
   return -1;
+}
+
+// The window system takes its time. The first picture, the skin and the fonts come meanwhile.
+std::jthread application::impl::prepare_window() {
+  loader.read_shown(composition, clock.shown_time());
+  try {
+    return std::jthread([this] {
+      skins.prepare(1);
+      fonts.prepare();
+    });
+  } catch (const std::system_error&) {
+    return {};  // what is drawn first loads them
+  }
 }
 
 int application::impl::run_serving() {

@@ -102,13 +102,12 @@ void add_saturated(std::span<std::int16_t> mix, std::span<const std::int16_t> sa
   }
 }
 
-mixer::mixer() : mix_(platform::audio_ring_bytes / 2), scratch_(platform::audio_ring_bytes / 2) {}
-
 void mixer::clear() {
-  std::fill(mix_.begin(), mix_.end(), std::int16_t{0});
+  mix_.assign(platform::audio_ring_bytes / 2, 0);
 }
 
 void mixer::mix(const ksn::state& composition, double position, double speed) {
+  scratch_.resize(platform::audio_ring_bytes / 2);
   for (const ksn::track_info& track : composition.doc.tracks) {
     if (!track.sound.audible || !render_layer(track, position, composition.doc.fpcs, speed, scratch_)) continue;
     add_saturated(mix_, scratch_, track.faded_value(position, track.sound.volume), composition.settings.volume);

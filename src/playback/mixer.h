@@ -23,7 +23,7 @@ void add_saturated(std::span<std::int16_t> mix, std::span<const std::int16_t> sa
 // One second from `position` on, all audible layers in layer order.
 class mixer {
  public:
-  mixer();
+  // Silence, before the first mix() and for each second.
   void clear();
   void mix(const ksn::state& composition, double position, double speed);
   std::span<const std::int16_t> second() const { return mix_; }
@@ -31,7 +31,7 @@ class mixer {
   void write_to(platform::audio_device& device, double elapsed, int play, int write) const;
 
  private:
-  std::vector<std::int16_t> mix_;
+  std::vector<std::int16_t> mix_;  // none before the first clear(): most runs have no sound
   std::vector<std::int16_t> scratch_;
 };
 

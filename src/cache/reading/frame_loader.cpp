@@ -168,6 +168,13 @@ void frame_loader::collect(const ksn::state& composition, int frame, const Wante
   }
 }
 
+void frame_loader::read_shown(const ksn::state& composition, double time) {
+  std::vector<frame_request> list;
+  const auto visible = [&](std::size_t i) { return composition.doc.tracks[i].look.visible; };
+  collect(composition, static_cast<int>(std::floor(time)), visible, list);
+  reading_.want(frame_owner::playback, std::move(list));
+}
+
 void frame_loader::read_near(const ksn::state& composition) {
   std::vector<frame_request> list;
   const auto wanted = [&](std::size_t i) {

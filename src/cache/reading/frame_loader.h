@@ -40,6 +40,8 @@ class frame_loader {
   // Frames have left the memory, or may be tried again, whose place in the order has gone by: looks through all again.
   void look_again() { identity_ = 0; }
 
+  // Starts to read what is shown at that time, for somebody who will ask for it later.
+  void read_shown(const ksn::state& composition, double time);
   // Once a tick. `time`: of the frame that is shown.
   void tick(const ksn::state& composition, double time);
   // For work without a main loop: reads what the user asked for, and returns when all of it is there, memory is full,

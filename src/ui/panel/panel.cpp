@@ -82,12 +82,6 @@ class property_panel::move_drag : public drag_handler {
 };
 
 property_panel::property_panel(workbench& bench) : bench_(bench), changes_(bench) {
-  const std::span<const panel::tab> tabs = panel::tabs();
-  for (std::size_t i = 0; i < pages_.size(); ++i) {
-    pages_[i] = std::make_unique<panel::page>(
-        bench, changes_, tabs[i], [this](int top, int bottom) { make_visible(top, bottom); },
-        [this](int steps) { scroll_to(scroll_[static_cast<std::size_t>(tab())] - steps * wheel_distance); });
-  }
   const auto step = [this](int direction) {
     return [this, direction] { bench_.run(direction > 0 ? "pp_next_tab" : "pp_prev_tab"); };
   };
@@ -113,6 +107,17 @@ property_panel::property_panel(workbench& bench) : bench_(bench), changes_(bench
                                                   .filter = "lookup_table_filter any_file_filter"}});
 }
 
+// Most runs show no page, few show all.
+panel::page& property_panel::open_page() {
+  const auto index = static_cast<std::size_t>(tab());
+  if (!pages_[index]) {
+    pages_[index] = std::make_unique<panel::page>(
+        bench_, changes_, panel::tabs()[index], [this](int top, int bottom) { make_visible(top, bottom); },
+        [this](int steps) { scroll_to(scroll_[static_cast<std::size_t>(tab())] - steps * wheel_distance); });
+  }
+  return *pages_[index];
+}
+
 void property_panel::import_table(const std::string& path) {
   ksn::state& composition = bench_.composition;
   const command::layer_field& field = *bench_.engine.find_layer_field("lookup_table");
@@ -136,11 +141,11 @@ void property_panel::open_for_selection() {
   if (type == ksn::source_type::text) workspace.pp_tab = text_tab;
 }
 
-int property_panel::content_height() const {
+int property_panel::content_height() {
   return open_page().fits() ? open_page().height() : empty_height;
 }
 
-property_panel::frame property_panel::frame_in(const place& at) const {
+property_panel::frame property_panel::frame_in(const place& at) {
   const ksn::window_layout layout = bench_.layout();
   const rectangle room = room_in(layout);
   const int s = at.scale;
@@ -158,7 +163,7 @@ const math::pointd& property_panel::layout_position() const {
   return bench_.composition.workspace.property_panel_position();
 }
 
-place property_panel::page_place(const place& at) const {
+place property_panel::page_place(const place& at) {
   const frame now = frame_in(at);
   const int hidden = std::max(content_height() * at.scale - (now.view.bottom - now.view.top), 0);
   const int scrolled = std::min(scroll_[static_cast<std::size_t>(tab())] * at.scale, hidden);
@@ -179,12 +184,12 @@ void property_panel::make_visible(int top, int bottom) {
   if (top < first) scroll_to(top);
 }
 
-bool property_panel::is_title(math::point point) const {
+bool property_panel::is_title(math::point point) {
   const rectangle box = frame_in(place_).box;
   return point.y < box.top + title_height * place_.scale;
 }
 
-int property_panel::dot_at(math::point point) const {
+int property_panel::dot_at(math::point point) {
   const frame now = frame_in(place_);
   const int s = place_.scale;
   if (point.y < now.view.bottom) return -1;
@@ -203,7 +208,7 @@ mouse_handler* property_panel::hit_test(math::point point, const place& at) {
     if (mouse_handler* found = button->hit_test(point, corner)) return found;
   }
   if (holds(now.view, point) && open_page().fits()) {
-    if (mouse_handler* found = pages_[static_cast<std::size_t>(tab())]->hit_test(point, page_place(at))) return found;
+    if (mouse_handler* found = open_page().hit_test(point, page_place(at))) return found;
   }
   return this;
 }
@@ -306,7 +311,7 @@ void property_panel::draw(painter& on, const place& at) {
 
   const rectangle before = on.set_clip(math::intersect(on.clip(), now.view));
   if (open_page().fits()) {
-    pages_[static_cast<std::size_t>(tab())]->draw(on, page_place(at));
+    open_page().draw(on, page_place(at));
   } else {
     on.line(bench_.text("panel.default"), "panel.default", palette::faint,
             {box.left + on.px(12), now.view.top, box.right - on.px(12), now.view.bottom}, painter::align::centre);

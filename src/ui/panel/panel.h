@@ -32,27 +32,27 @@ class property_panel : public ui_object, public mouse_handler {
     rectangle box;   // all of it
     rectangle view;  // what shows of the tab; the rest scrolls
   };
-  frame frame_in(const place& at) const;
-  const panel::page& open_page() const { return *pages_[static_cast<std::size_t>(tab())]; }
+  frame frame_in(const place& at);
+  panel::page& open_page();
   // The origin of the open page.
-  place page_place(const place& at) const;
+  place page_place(const place& at);
 
  private:
   class move_drag;
   workbench& bench_;
   panel::edits changes_;
-  std::array<std::unique_ptr<panel::page>, 8> pages_;
-  std::array<int, 8> scroll_{};  // of each tab, at scale 1
+  std::array<std::unique_ptr<panel::page>, 8> pages_;  // each made when it is first open
+  std::array<int, 8> scroll_{};                        // of each tab, at scale 1
   std::shared_ptr<ui_np_button> next_;
   std::shared_ptr<ui_np_button> previous_;
   place place_;
   int drawn_dot_ = -1;
 
   int tab() const;
-  int content_height() const;
+  int content_height();
   const math::pointd& layout_position() const;
-  int dot_at(math::point point) const;
-  bool is_title(math::point point) const;
+  int dot_at(math::point point);
+  bool is_title(math::point point);
   void scroll_to(int first);
   void make_visible(int top, int bottom);
   void open_for_selection();

@@ -1,17 +1,28 @@
 #include "ui/skin/drawing.h"
 
+#include <utility>
+
 #include "text/draw.h"
 
 namespace ui {
 
-const img::image* skins::image(std::string_view name, int scale) {
+const skin& skins::loaded(int scale) {
   const std::size_t index = scale >= 2 ? 1 : 0;
-  if (!tried_[index]) {
-    tried_[index] = true;
-    std::string error;
-    if (!bundles_[index].load_for_scale(scale, error) && report_) report_(error);
-  }
-  return bundles_[index].image(name);
+  if (!std::exchange(tried_[index], true)) bundles_[index].load_for_scale(scale, errors_[index]);
+  return bundles_[index];
+}
+
+const img::image* skins::image(std::string_view name, int scale) {
+  const std::lock_guard guard(lock_);
+  const skin& bundle = loaded(scale);
+  const std::string error = std::exchange(errors_[scale >= 2 ? 1 : 0], {});
+  if (!error.empty() && report_) report_(error);
+  return bundle.image(name);
+}
+
+void skins::prepare(int scale) {
+  const std::lock_guard guard(lock_);
+  loaded(scale);
 }
 
 drawing_functions drawing_with(skins& skins, text::fonts& fonts) {

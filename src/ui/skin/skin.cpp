@@ -1,7 +1,7 @@
 #include "ui/skin/skin.h"
 
+#include <algorithm>
 #include <fstream>
-#include <iterator>
 #include <new>
 #include <vector>
 
@@ -63,7 +63,10 @@ bool skin::load_for_scale(int scale, std::string& error) {
     error = '"' + path + "\": the pictures of the interface are missing";
     return false;
   }
-  std::vector<char> bytes(std::istreambuf_iterator<char>(file), {});
+  file.seekg(0, std::ios::end);
+  std::vector<char> bytes(static_cast<std::size_t>(std::max<std::streamoff>(file.tellg(), 0)));
+  file.seekg(0);
+  file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   if (load(bytes.data(), bytes.size())) return true;
   error = '"' + path + "\": the pictures of the interface are damaged";
   return false;
