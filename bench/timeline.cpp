@@ -6,6 +6,7 @@
 #include "cache/reading/frame_board.h"
 #include "cache/track_frame.h"
 #include "support.h"
+#include "ui/opened_parts.h"
 #include "ui/skin/drawing.h"
 #include "ui/timeline/timeline.h"
 #include "ui/toolkit/painter.h"
@@ -37,39 +38,13 @@ class small_clip : public sources::clip {
   }
 };
 
-struct bed {
-  ksn::state composition;
-  cache::frame_cache frames;
-  cache::frame_scheduler reading{frames};
-  cache::frame_board board{reading};
-  command::engine engine{composition};
-  render::pipeline pipeline{frames, {}};
-  playback::clock clock{composition, frames};
-  command::key_table keys;
-  lib::error_record errors;
+struct bed : support::opened_parts {
   text::fonts fonts;
   ui::skins skins;
   ui::drawing_functions drawing = ui::drawing_with(skins, fonts);
   ui::input input{{[](math::point) { return nullptr; }, [](ui::cursor_shape) {}, [](int) { return false; }}};
   math::point size;
-  ui::workbench bench{.composition = composition,
-                      .engine = engine,
-                      .pipeline = pipeline,
-                      .clock = clock,
-                      .keys = keys,
-                      .errors = errors,
-                      .frames = board,
-                      .product_title = "Kestrin 1",
-                      .input = input,
-                      .host = {input, [](std::string_view key) { return std::string(key); },
-                               [](const std::vector<platform::menu_entry>&, math::point) { return -1; },
-                               [] { return std::string(); }, [](const std::string&) {}},
-                      .layout = [this] { return ksn::layout_window(composition, size); },
-                      .run = [](const std::string&) {},
-                      .context_menu = [](std::string_view, math::point) {},
-                      .work_area_changed = [] {},
-                      .recent_sources = [] { return std::vector<std::string>(); },
-                      .milliseconds = [] { return 0u; }};
+  ui::workbench bench{{subjects()}, input, {input}, [this] { return ksn::layout_window(composition, size); }};
   std::shared_ptr<ui::mark_table> marks = std::make_shared<ui::mark_table>();
   std::shared_ptr<ui::ui_object> ruler = ui::make_timeline(bench, marks);
   std::shared_ptr<ui::ui_object> stack = ui::make_tracks(bench, marks);

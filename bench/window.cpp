@@ -8,6 +8,7 @@
 
 #include "command/field_view.h"
 #include "support.h"
+#include "ui/opened_parts.h"
 #include "ui/screen.h"
 #include "ui/skin/drawing.h"
 
@@ -15,42 +16,12 @@ namespace {
 
 constexpr int rounds = 61;
 
-struct bed {
-  ksn::state composition;
-  cache::frame_cache frames;
-  cache::frame_scheduler reading{frames};
-  cache::frame_board board{reading};
-  command::engine engine{composition};
-  bool has_fields = (command::register_fields(engine), true);  // before the window, whose panel binds to them
-  render::pipeline pipeline{frames, {}};
-  playback::clock clock{composition, frames};
-  command::key_table keys;
-  lib::error_record errors;
+struct bed : support::opened_parts {
   text::fonts fonts;
   ui::skins skins;
   ui::drawing_functions drawing = ui::drawing_with(skins, fonts);
   math::point size;
-  ui::window window{
-      ui::window_parts{.composition = composition,
-                       .engine = engine,
-                       .pipeline = pipeline,
-                       .clock = clock,
-                       .keys = keys,
-                       .errors = errors,
-                       .frames = board,
-                       .product_title = "Kestrin 1",
-                       .drawing = drawing,
-                       .client_size = [this] { return size; },
-                       .set_cursor = [](ui::cursor_shape) {},
-                       .run_key = [](int) { return false; },
-                       .context_menu = [](std::string_view, math::point) {},
-                       .run = [](const std::string&) {},
-                       .work_area_changed = [] {},
-                       .recent_sources = [] { return std::vector<std::string>(); },
-                       .text = [](std::string_view key) { return std::string(key); },
-                       .popup_menu = [](const std::vector<platform::menu_entry>&, math::point) { return -1; },
-                       .clipboard_text = [] { return std::string(); },
-                       .set_clipboard_text = [](const std::string&) {}}};
+  ui::window window{ui::window_parts{{subjects()}, drawing, [this] { return size; }}};
   img::image target;
 
   bed(math::point client, int scale) : size(client) {

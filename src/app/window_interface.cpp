@@ -21,53 +21,40 @@ constexpr int largest_client = 32767;  // pixels, of the window system
 }  // namespace
 
 void window_run::make_interface() {
-  ui::window_parts parts{
-      .composition = parts_.composition,
-      .engine = parts_.engine,
-      .pipeline = parts_.pipeline,
-      .clock = parts_.clock,
-      .keys = keys_,
-      .errors = parts_.errors ? *parts_.errors : no_errors_,
-      .frames = board_,
-      .product_title = parts_.product_title,
-      .drawing = parts_.drawing ? *parts_.drawing : no_drawing_,
-      .client_size = [this] { return interface_size(); },
-      .set_cursor =
-          [this](platform::cursor_shape shape) {
-            if (desktop()) desktop_->set_cursor(shape);
-          },
-      .run_key = [this](int code) { return run_key(code); },
-      .context_menu =
-          [this](std::string_view menu, math::point at) {
-            const std::vector<platform::menu_entry> entries =
-                command::context_menu({parts_.engine, keys_, parts_.text}, menu);
-            const std::string command = command::command_of(entries, popup_menu(entries, at));
-            if (!command.empty()) choose(command);
-          },
-      .run = [this](const std::string& command) { choose(command); },
-      .work_area_changed =
-          [this] {
-            parts_.loader.preload_after_gesture(parts_.composition, [this] { parts_.clock.keep_alive_sweep(); });
-          },
-      .recent_sources =
-          [] {
-            std::vector<std::string> paths;
-            std::string folder;
-            if (!platform::get_folder(platform::folder_kind::local_data, false, folder)) return paths;
-            ksn::recent_lists lists = ksn::read_recent(folder);
-            for (const ksn::recent_item& item : lists[ksn::added_items]) paths.push_back(item.path);
-            return paths;
-          },
-      .text = parts_.text,
-      .popup_menu = [this](const std::vector<platform::menu_entry>& entries,
-                           math::point at) { return popup_menu(entries, at); },
-      .clipboard_text = [this] { return desktop() ? desktop_->clipboard_text() : std::string(); },
-      .set_clipboard_text =
-          [this](const std::string& text) {
-            if (desktop()) desktop_->set_clipboard_text(text);
-          },
-      .milliseconds = [this] { return milliseconds(); },
+  ui::window_parts parts{{parts_.composition, parts_.engine, parts_.pipeline, parts_.clock, keys_,
+                          parts_.errors ? *parts_.errors : no_errors_, board_, parts_.product_title},
+                         parts_.drawing ? *parts_.drawing : no_drawing_,
+                         [this] { return interface_size(); }};
+  parts.set_cursor = [this](platform::cursor_shape shape) {
+    if (desktop()) desktop_->set_cursor(shape);
   };
+  parts.run_key = [this](int code) { return run_key(code); };
+  parts.context_menu = [this](std::string_view menu, math::point at) {
+    const std::vector<platform::menu_entry> entries = command::context_menu({parts_.engine, keys_, parts_.text}, menu);
+    const std::string command = command::command_of(entries, popup_menu(entries, at));
+    if (!command.empty()) choose(command);
+  };
+  parts.run = [this](const std::string& command) { choose(command); };
+  parts.work_area_changed = [this] {
+    parts_.loader.preload_after_gesture(parts_.composition, [this] { parts_.clock.keep_alive_sweep(); });
+  };
+  parts.recent_sources = [] {
+    std::vector<std::string> paths;
+    std::string folder;
+    if (!platform::get_folder(platform::folder_kind::local_data, false, folder)) return paths;
+    ksn::recent_lists lists = ksn::read_recent(folder);
+    for (const ksn::recent_item& item : lists[ksn::added_items]) paths.push_back(item.path);
+    return paths;
+  };
+  parts.text = parts_.text;
+  parts.popup_menu = [this](const std::vector<platform::menu_entry>& entries, math::point at) {
+    return popup_menu(entries, at);
+  };
+  parts.clipboard_text = [this] { return desktop() ? desktop_->clipboard_text() : std::string(); };
+  parts.set_clipboard_text = [this](const std::string& text) {
+    if (desktop()) desktop_->set_clipboard_text(text);
+  };
+  parts.milliseconds = [this] { return milliseconds(); };
   interface_ = std::make_unique<ui::window>(std::move(parts));
 
   command::engine& engine = parts_.engine;

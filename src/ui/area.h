@@ -22,8 +22,8 @@
 
 namespace ui {
 
-// All that areas work on and ask for. Outlives them; every function is bound.
-struct workbench {
+// What a window shows and works on. All of it outlives the window.
+struct subjects {
   ksn::state& composition;
   command::engine& engine;
   render::pipeline& pipeline;
@@ -31,22 +31,26 @@ struct workbench {
   const command::key_table& keys;
   const lib::error_record& errors;   // the latest error lines
   const cache::frame_board& frames;  // what is known of every frame of every layer
-  std::string product_title;         // "NAME VERSION"
+  std::string product_title = {};    // "NAME VERSION"
+};
+
+// All that areas work on and ask for. Outlives them. A function that is not told does nothing.
+struct workbench : subjects {
   ui::input& input;
   widget_host host;  // with the words of the catalogue, menus and the clipboard
 
   // The window as it is laid out for the picture or the event at hand.
   std::function<ksn::window_layout()> layout;
   // Runs an action ("next_frame") or an option with its value ("zoom=200") as the user's own; error lines are shown.
-  std::function<void(const std::string& command)> run;
+  std::function<void(const std::string& command)> run = [](const std::string&) {};
   // Opens the context menu of that name with its corner at a point of the client area and runs what is chosen.
-  std::function<void(std::string_view menu, math::point at)> context_menu;
+  std::function<void(std::string_view menu, math::point at)> context_menu = [](std::string_view, math::point) {};
   // A gesture has ended that changed the work area: what is read ahead follows.
-  std::function<void()> work_area_changed;
+  std::function<void()> work_area_changed = [] {};
   // Sources that became layers lately, the newest first; `add_recent=N` adds the N-th.
-  std::function<std::vector<std::string>()> recent_sources;
+  std::function<std::vector<std::string>()> recent_sources = [] { return std::vector<std::string>(); };
   // A counter of milliseconds that wraps; tests move it by hand.
-  std::function<std::uint32_t()> milliseconds;
+  std::function<std::uint32_t()> milliseconds = [] { return std::uint32_t{0}; };
   // The composite's value under a point of the client area; filled with each picture of the window.
   render::composite_probe composite{};
 

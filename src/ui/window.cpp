@@ -9,14 +9,7 @@ namespace ui {
 window::window(window_parts parts)
     : parts_(std::move(parts)),
       input_({[this](math::point point) { return hit_test(point); }, parts_.set_cursor, parts_.run_key}),
-      bench_{parts_.composition,
-             parts_.engine,
-             parts_.pipeline,
-             parts_.clock,
-             parts_.keys,
-             parts_.errors,
-             parts_.frames,
-             parts_.product_title,
+      bench_{parts_,
              input_,
              {input_, parts_.text, parts_.popup_menu, parts_.clipboard_text, parts_.set_clipboard_text},
              [this] { return layout(); },
@@ -24,7 +17,7 @@ window::window(window_parts parts)
              parts_.context_menu,
              parts_.work_area_changed,
              parts_.recent_sources,
-             [this] { return parts_.milliseconds(); }},
+             parts_.milliseconds},
       areas_(make_areas(bench_)) {}
 
 ksn::window_layout window::layout() const {

@@ -15,27 +15,21 @@
 
 namespace ui {
 
-struct window_parts {
-  ksn::state& composition;
-  command::engine& engine;
-  render::pipeline& pipeline;
-  playback::clock& clock;
-  const command::key_table& keys;
-  const lib::error_record& errors;
-  const cache::frame_board& frames;
-  std::string product_title;
+// What a window is made of. Functions as those of `workbench` and `widget_host`, which get them.
+struct window_parts : subjects {
   const drawing_functions& drawing;
   std::function<math::point()> client_size;  // of the window, in pixels
-  std::function<void(cursor_shape)> set_cursor;
-  std::function<bool(int code)> run_key;
-  std::function<void(std::string_view menu, math::point at)> context_menu;
-  std::function<void(const std::string& command)> run;
-  std::function<void()> work_area_changed;
-  std::function<std::vector<std::string>()> recent_sources;
-  std::function<std::string(std::string_view key)> text;
-  std::function<int(const std::vector<platform::menu_entry>& entries, math::point at)> popup_menu;
-  std::function<std::string()> clipboard_text;
-  std::function<void(const std::string& text)> set_clipboard_text;
+  std::function<void(cursor_shape)> set_cursor = [](cursor_shape) {};
+  std::function<bool(int code)> run_key = [](int) { return false; };
+  std::function<void(std::string_view menu, math::point at)> context_menu = [](std::string_view, math::point) {};
+  std::function<void(const std::string& command)> run = [](const std::string&) {};
+  std::function<void()> work_area_changed = [] {};
+  std::function<std::vector<std::string>()> recent_sources = [] { return std::vector<std::string>(); };
+  std::function<std::string(std::string_view key)> text = [](std::string_view key) { return std::string(key); };
+  std::function<int(const std::vector<platform::menu_entry>& entries, math::point at)> popup_menu =
+      [](const std::vector<platform::menu_entry>&, math::point) { return -1; };
+  std::function<std::string()> clipboard_text = [] { return std::string(); };
+  std::function<void(const std::string& text)> set_clipboard_text = [](const std::string&) {};
   std::function<std::uint32_t()> milliseconds = platform::milliseconds;
 };
 

@@ -10,6 +10,7 @@
 #include "playback/actions.h"
 #include "support/fake_clip.h"
 #include "ui/drawn.h"
+#include "ui/opened_parts.h"
 #include "ui/window.h"
 
 namespace support {
@@ -17,17 +18,8 @@ namespace support {
 using strings = std::vector<std::string>;
 
 // The whole window over a document, with a pointer and a list of what was run. Nothing is read and nothing is decoded.
-class whole_window : public testing::Test {
+class whole_window : public testing::Test, protected opened_parts {
  protected:
-  ksn::state composition;
-  cache::frame_cache frames;
-  cache::frame_scheduler reading{frames};
-  cache::frame_board board{reading};
-  command::engine engine{composition};
-  render::pipeline pipeline{frames, {}};
-  playback::clock clock{composition, frames};
-  command::key_table keys;
-  lib::error_record errors;
   support::drawn canvas{940, 800};
   math::point size{940, 800};
   strings commands;
@@ -38,39 +30,21 @@ class whole_window : public testing::Test {
   std::unique_ptr<ui::window> window;
 
   void SetUp() override {
-    command::register_fields(engine);
     command::register_document_actions(engine);
     command::register_menu_choices(engine);
     playback::register_playback_actions(engine, clock);
-    window = std::make_unique<ui::window>(
-        ui::window_parts{.composition = composition,
-                         .engine = engine,
-                         .pipeline = pipeline,
-                         .clock = clock,
-                         .keys = keys,
-                         .errors = errors,
-                         .frames = board,
-                         .product_title = "Name 1.2",
-                         .drawing = canvas.functions,
-                         .client_size = [this] { return size; },
-                         .set_cursor = [](ui::cursor_shape) {},
-                         .run_key = [](int) { return false; },
-                         .context_menu = [this](std::string_view menu, math::point) { menus.emplace_back(menu); },
-                         .run =
-                             [this](const std::string& command) {
-                               commands.push_back(command);
-                               engine.run_command(command);
-                             },
-                         .work_area_changed = [this] { ++work_area_changes; },
-                         .recent_sources =
-                             [] {
-                               return strings{"/a/one.tga", "/a/two.tga"};
-                             },
-                         .text = [](std::string_view key) { return std::string(key); },
-                         .popup_menu = [](const std::vector<platform::menu_entry>&, math::point) { return -1; },
-                         .clipboard_text = [this] { return clipboard; },
-                         .set_clipboard_text = [this](const std::string& text) { clipboard = text; },
-                         .milliseconds = [this] { return now; }});
+    ui::window_parts parts{{subjects()}, canvas.functions, [this] { return size; }};
+    parts.context_menu = [this](std::string_view menu, math::point) { menus.emplace_back(menu); };
+    parts.run = [this](const std::string& command) {
+      commands.push_back(command);
+      engine.run_command(command);
+    };
+    parts.work_area_changed = [this] { ++work_area_changes; };
+    parts.recent_sources = [] { return strings{"/a/one.tga", "/a/two.tga"}; };
+    parts.clipboard_text = [this] { return clipboard; };
+    parts.set_clipboard_text = [this](const std::string& text) { clipboard = text; };
+    parts.milliseconds = [this] { return now; };
+    window = std::make_unique<ui::window>(std::move(parts));
   }
   void add_layer() { composition.doc.tracks.push_back(support::plain_layer(3, "BGRA", 90, 70, {40, 100, 200, 128})); }
 

@@ -11,14 +11,16 @@
 
 namespace ui {
 
-// Outlives the widgets; every function is bound.
+// Outlives the widgets. A function that is not told does nothing.
 struct widget_host {
   ui::input& input;
-  std::function<std::string(std::string_view key)> text;  // of the message catalogue
+  // Of the message catalogue.
+  std::function<std::string(std::string_view key)> text = [](std::string_view key) { return std::string(key); };
   // Runs a menu with its corner at a point of the client area; the id of the chosen entry, -1 for none.
-  std::function<int(const std::vector<platform::menu_entry>& entries, math::point at)> popup_menu;
-  std::function<std::string()> clipboard_text;
-  std::function<void(const std::string& text)> set_clipboard_text;
+  std::function<int(const std::vector<platform::menu_entry>& entries, math::point at)> popup_menu =
+      [](const std::vector<platform::menu_entry>&, math::point) { return -1; };
+  std::function<std::string()> clipboard_text = [] { return std::string(); };
+  std::function<void(const std::string& text)> set_clipboard_text = [](const std::string&) {};
 };
 
 // Where a widget stands in its parent, at scale 1.

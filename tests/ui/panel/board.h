@@ -9,26 +9,18 @@
 #include "paths.h"
 #include "support/fake_clip.h"
 #include "ui/drawn.h"
+#include "ui/opened_parts.h"
 #include "ui/panel/panel.h"
 
 namespace support {
 
-class board : public testing::Test {
+class board : public testing::Test, protected opened_parts {
  protected:
   static constexpr int enter = 13;
   static constexpr int escape = 27;
   static constexpr int tab_key = 9;
   static constexpr int up = 38;
 
-  ksn::state composition;
-  cache::frame_cache frames;
-  command::engine engine{composition};
-  render::pipeline pipeline{frames, {}};
-  cache::frame_scheduler reading{frames};
-  cache::frame_board known{reading};
-  playback::clock clock{composition, frames};
-  command::key_table keys;
-  lib::error_record errors;
   lib::catalogue texts;
   drawn canvas{940, 800};
   math::point size{940, 800};
@@ -41,35 +33,22 @@ class board : public testing::Test {
   ui::input input{{[this](math::point point) { return panel->is_shown() ? panel->hit_test(point, at()) : nullptr; },
                    [](ui::cursor_shape) {},
                    {}}};
-  ui::workbench bench{.composition = composition,
-                      .engine = engine,
-                      .pipeline = pipeline,
-                      .clock = clock,
-                      .keys = keys,
-                      .errors = errors,
-                      .frames = known,
-                      .product_title = "",
-                      .input = input,
-                      .host = {input, [this](std::string_view key) { return text(key); },
-                               [this](const std::vector<platform::menu_entry>& entries, math::point) {
-                                 menu = entries;
-                                 return answer();
-                               },
-                               [this] { return clipboard; }, [this](const std::string& text) { clipboard = text; }},
-                      .layout = [this] { return ksn::layout_window(composition, size); },
-                      .run =
-                          [this](const std::string& command) {
-                            commands.push_back(command);
-                            engine.run_command(command);
-                          },
-                      .context_menu = {},
-                      .work_area_changed = {},
-                      .recent_sources = {},
-                      .milliseconds = [] { return std::uint32_t{0}; }};
+  ui::workbench bench{{subjects()},
+                      input,
+                      {input, [this](std::string_view key) { return text(key); },
+                       [this](const std::vector<platform::menu_entry>& entries, math::point) {
+                         menu = entries;
+                         return answer();
+                       },
+                       [this] { return clipboard; }, [this](const std::string& text) { clipboard = text; }},
+                      [this] { return ksn::layout_window(composition, size); },
+                      [this](const std::string& command) {
+                        commands.push_back(command);
+                        engine.run_command(command);
+                      }};
 
   void SetUp() override {
     texts.load_file(KESTRIN_SOURCE_DIR "/assets/messages.txt");
-    command::register_fields(engine);
     command::register_document_actions(engine);
     panel = ui::make_property_panel(bench);
     composition.workspace.pp_visible = true;

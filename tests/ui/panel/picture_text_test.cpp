@@ -29,22 +29,11 @@ class picture_text : public support::board {
  protected:
   text::fonts letters{{}, [](std::string&) { return std::make_unique<plain_letters>(); }};
   render::pipeline drawn_by{frames, with_letters()};
-  ui::workbench words{.composition = composition,
-                      .engine = engine,
-                      .pipeline = drawn_by,
-                      .clock = clock,
-                      .keys = keys,
-                      .errors = errors,
-                      .frames = known,
-                      .product_title = "",
-                      .input = input,
-                      .host = bench.host,
-                      .layout = bench.layout,
-                      .run = bench.run,
-                      .context_menu = {},
-                      .work_area_changed = {},
-                      .recent_sources = {},
-                      .milliseconds = bench.milliseconds};
+  ui::workbench words{{composition, engine, drawn_by, clock, keys, errors, opened_parts::board},
+                      input,
+                      bench.host,
+                      bench.layout,
+                      bench.run};
   std::shared_ptr<ui::ui_object> area;
 
   render::pipeline_options with_letters() {
