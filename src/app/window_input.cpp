@@ -6,7 +6,7 @@
 #include "app/dialog_actions.h"
 #include "app/window_run.h"
 #include "lib/paths.h"
-#include "save/screen.h"
+#include "save/preview_view.h"
 #include "ui/screen.h"
 
 namespace app {

@@ -11,7 +11,7 @@
 #include "platform/folders.h"
 #include "render/image_pool.h"
 #include "save/picture_file.h"
-#include "save/screen.h"
+#include "save/preview_view.h"
 
 namespace app {
 namespace {

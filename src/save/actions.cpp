@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "command/messages.h"
-#include "save/screen.h"
+#include "save/preview_view.h"
 #include "sources/movie_codec.h"
 
 namespace save {

@@ -12,7 +12,7 @@
 #include "save/movie.h"
 #include "save/own_sources.h"
 #include "save/picture_file.h"
-#include "save/screen.h"
+#include "save/preview_view.h"
 #include "save/sequence.h"
 #include "sources/movie_codec.h"
 
@@ -221,7 +221,7 @@ bool save_screen_as(context& context, const std::string& path, int client_width,
   target target;
   if (!open_target(context, path, target)) return false;
   return reporting_failures(context, target, [&] {
-    return save_composite(context, target, screen_view(context.composition, client_width, client_height));
+    return save_composite(context, target, preview_view(context.composition, client_width, client_height));
   });
 }
 

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "render/image_pool.h"
-#include "save/screen.h"
+#include "save/preview_view.h"
 
 namespace ui {
 namespace {
@@ -20,7 +20,7 @@ int scaled(int size, double factor) {
 
 void draw_screen(render::pipeline& pipeline, const ksn::state& composition, double time, img::image& target,
                  int client_width, int client_height, render::frame_times* times, render::composite_probe* probe) {
-  render::frame_view view = save::screen_view(composition, client_width, client_height);
+  render::frame_view view = save::preview_view(composition, client_width, client_height);
   view.probe = probe;
   const int strip = std::max(client_height - view.height, 0);
   const std::size_t above = img::plane_bytes(8, view.width, view.height);
@@ -77,7 +77,7 @@ bool infobar_shown(const ksn::state& composition) {
 }
 
 math::point free_preview(const ksn::state& composition, int client_width, int client_height) {
-  const render::frame_view view = save::screen_view(composition, client_width, client_height);
+  const render::frame_view view = save::preview_view(composition, client_width, client_height);
   const int covered = infobar_shown(composition) ? 2 * infobar_height * composition.interface_scale : 0;
   return {view.width, std::max(view.height - covered, 1)};
 }

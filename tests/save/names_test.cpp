@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "save/preview_view.h"
 #include "save/save.h"
-#include "save/screen.h"
 
 namespace {
 
@@ -97,7 +97,7 @@ TEST(screen, the_preview_lies_above_timeline_and_layer_rows) {
     composition.workspace.fs_timeline_visible = r.fs_timeline;
     composition.workspace.track_max = r.track_max;
     composition.doc.tracks.resize(static_cast<std::size_t>(r.layers));
-    const render::frame_view view = save::screen_view(composition, 940, r.height);
+    const render::frame_view view = save::preview_view(composition, 940, r.height);
     EXPECT_EQ(view.width, 940);
     EXPECT_EQ(view.height, r.preview) << r.layers << " layers, height " << r.height;
     EXPECT_TRUE(view.for_display);

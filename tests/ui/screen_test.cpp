@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "save/screen.h"
+#include "save/preview_view.h"
 #include "support/fake_clip.h"
 
 namespace {
@@ -39,7 +39,7 @@ TEST(screen, the_preview_area_above_the_strip) {
     composition.workspace.timeline_visible = r.timeline;
     composition.view.channels = r.view;
     composition.doc.back_color = r.background;
-    const render::frame_view view = save::screen_view(composition, r.width, r.height);
+    const render::frame_view view = save::preview_view(composition, r.width, r.height);
     img::image expected;
     render::render_frame(pipeline, composition, expected, view, composition.doc.tm_t, nullptr);
     img::image whole;
@@ -63,10 +63,10 @@ TEST(screen, shows_the_marks_of_its_view) {
   ksn::view& shown = composition.view;
   shown.grid = shown.safe_area_active = shown.mask_transforms_enabled = true;
   EXPECT_EQ(render::output_view(composition.doc, shown).marks, render::view_marks{});
-  EXPECT_EQ(save::screen_view(composition, 300, 200).marks,
+  EXPECT_EQ(save::preview_view(composition, 300, 200).marks,
             (render::view_marks{ksn::mask_type_t::transparent, ksn::safe_area_type_t::blue, true, true}));
   shown.safe_area_active = false;
-  EXPECT_EQ(save::screen_view(composition, 300, 200).marks, (render::view_marks{.grid = true}));
+  EXPECT_EQ(save::preview_view(composition, 300, 200).marks, (render::view_marks{.grid = true}));
 }
 
 }  // namespace

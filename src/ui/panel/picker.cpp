@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "render/probe.h"
-#include "save/screen.h"
+#include "save/preview_view.h"
 
 namespace ui::panel {
 namespace {
@@ -41,7 +41,7 @@ void pick_from_picture(workbench& bench, std::function<void(math::point)> picked
 std::optional<img::image> source_pixel(workbench& bench, int layer, math::point at) {
   if (layer < 0) return std::nullopt;
   const math::point size = bench.layout().size;
-  const render::frame_view view = save::screen_view(bench.composition, size.x, size.y);
+  const render::frame_view view = save::preview_view(bench.composition, size.x, size.y);
   const auto values = render::values_at(bench.pipeline, bench.composition, view, layer, at);
   if (!values) return std::nullopt;
   const render::source_picture shown = bench.pipeline.shown_source(bench.composition.doc.track_at(layer));

@@ -7,7 +7,7 @@
 #include "render/failures.h"
 #include "render/places.h"
 #include "render/text/line_places.h"
-#include "save/screen.h"
+#include "save/preview_view.h"
 #include "ui/toolkit/palette.h"
 #include "ui/widgets/text_editor.h"
 
@@ -198,7 +198,7 @@ class picture_text : public ui_object, public mouse_handler, public ui_focus_han
   rectangle on_screen() {
     const ksn::track_info* track = edited();
     const math::point size = bench_.layout().size;
-    return track ? render::picture_place(*track, save::screen_view(bench_.composition, size.x, size.y)) : rectangle();
+    return track ? render::picture_place(*track, save::preview_view(bench_.composition, size.x, size.y)) : rectangle();
   }
   rectangle to_screen(const rectangle& box) {
     const ksn::track_info& track = *edited();

@@ -6,7 +6,7 @@
 #include <limits>
 #include <string>
 
-#include "save/screen.h"
+#include "save/preview_view.h"
 #include "ui/toolkit/tip.h"
 
 namespace ui {
@@ -156,7 +156,7 @@ class view_correction_drag : public drag_handler {
 
 render::frame_view preview_view(const workbench& bench) {
   const math::point size = bench.layout().size;
-  return save::screen_view(bench.composition, size.x, size.y);
+  return save::preview_view(bench.composition, size.x, size.y);
 }
 
 void zoom_around(const workbench& bench, math::point point, const std::function<void(ksn::view&)>& change) {

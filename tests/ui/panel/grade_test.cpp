@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "save/screen.h"
+#include "save/preview_view.h"
 #include "ui/panel/board.h"
 #include "ui/panel/picker.h"
 
@@ -78,7 +78,7 @@ TEST_F(grading, from_a_click_on_the_picture_or_the_clipboard) {
   img::image picture;
   const auto look = [&] {
     composition.view.zoom_factor2 = 400;
-    render::render_frame(pipeline, composition, picture, save::screen_view(composition, size.x, size.y), 0);
+    render::render_frame(pipeline, composition, picture, save::preview_view(composition, size.x, size.y), 0);
   };
   look();
   const math::point middle{470, 363};

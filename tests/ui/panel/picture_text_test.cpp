@@ -3,7 +3,7 @@
 #include "ui/panel/picture_text.h"
 
 #include "composition/editing/undo.h"
-#include "save/screen.h"
+#include "save/preview_view.h"
 #include "ui/panel/board.h"
 
 namespace {
@@ -52,7 +52,7 @@ class picture_text : public support::board {
   const std::string& layer_text() { return composition.doc.tracks[0].lettering.text; }
   // A point of the layer, whose middle stands in the middle of the preview.
   math::point on_layer(int x, int y) {
-    const render::frame_view view = save::screen_view(composition, size.x, size.y);
+    const render::frame_view view = save::preview_view(composition, size.x, size.y);
     return {view.width / 2 - 100 + x, view.height / 2 - 50 + y};
   }
 };

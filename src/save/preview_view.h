@@ -13,11 +13,11 @@ constexpr int default_client_height = 800;
 // The part of the composition in the preview area of a window with this client area: all above the strip of timeline
 // and layer rows, under the zoom of `shown`, pixel aspect and pan, which counts in composition pixels. At least one
 // pixel either way.
-render::frame_view screen_view(const ksn::state& composition, const ksn::view& shown, int client_width,
-                               int client_height);
+render::frame_view preview_view(const ksn::state& composition, const ksn::view& shown, int client_width,
+                                int client_height);
 // As the main window shows it.
-inline render::frame_view screen_view(const ksn::state& composition, int client_width, int client_height) {
-  return screen_view(composition, composition.view, client_width, client_height);
+inline render::frame_view preview_view(const ksn::state& composition, int client_width, int client_height) {
+  return preview_view(composition, composition.view, client_width, client_height);
 }
 
 }  // namespace save

@@ -1,4 +1,4 @@
-#include "save/screen.h"
+#include "save/preview_view.h"
 
 #include <algorithm>
 #include <cmath>
@@ -7,8 +7,8 @@
 
 namespace save {
 
-render::frame_view screen_view(const ksn::state& composition, const ksn::view& shown, int client_width,
-                               int client_height) {
+render::frame_view preview_view(const ksn::state& composition, const ksn::view& shown, int client_width,
+                                int client_height) {
   render::frame_view view = render::output_view(composition.doc, shown);
   view.width = std::max(1, client_width);
   view.height = std::max(1, ksn::layout_window(composition, {client_width, client_height}).split);
