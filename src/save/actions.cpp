@@ -26,6 +26,7 @@ void register_save_actions(command::engine& engine, render::pipeline& pipeline, 
   const auto around = std::make_shared<const save::surroundings>(std::move(surroundings));
   const auto options = std::make_shared<save::save_options>();
   const auto incomplete = std::make_shared<bool>(false);
+  const auto part = std::make_shared<save::part>();
   struct row {
     const char* name;
     const char* help;
@@ -48,13 +49,14 @@ void register_save_actions(command::engine& engine, render::pipeline& pipeline, 
                 .keys = row.keys,
                 .menu = {"mi_file", row.position},
                 .execute_value =
-                    [&engine, &pipeline, around, options, incomplete, run](const std::string& value) {
+                    [&engine, &pipeline, around, options, incomplete, part, run](const std::string& value) {
                       context context{engine.composition(),
                                       pipeline,
                                       *options,
                                       around->shown_time ? around->shown_time() : engine.composition().doc.tm_t,
                                       engine.failed_inputs,
                                       *incomplete,
+                                      *part,
                                       [&engine](const std::string& line) { engine.report(line); },
                                       around->show_progress,
                                       around->cancelled,
@@ -103,6 +105,32 @@ void register_save_actions(command::engine& engine, render::pipeline& pipeline, 
          *incomplete = value == "1";
          return true;
        }});
+  engine.add({.group = command::action_group::save,
+              .name = "frames",
+              .value_form = "A-B",
+              .value_help =
+                  "save_layer_as and save_mask_as_sequence write these frames of the work area alone, numbered "
+                  "as their files are; all: every frame again",
+              .execute_value = [part](const std::string& value) { return parse_frames(value, *part); }});
+  engine.add({.group = command::action_group::save,
+              .name = "chunk",
+              .value_form = "I/N",
+              .value_help =
+                  "save_layer_as and save_mask_as_sequence write the I-th of N equal pieces of the work area, "
+                  "or of --frames; 1/1: all of it again",
+              .execute_value = [part](const std::string& value) { return parse_chunk(value, *part); }});
+  const auto skip = [part](const std::string& value) {
+    if (value != "0" && value != "1") return false;
+    part->skip_existing = value == "1";
+    return true;
+  };
+  engine.add({.group = command::action_group::save,
+              .name = "skip_existing",
+              .help = "sequences that are saved leave frames alone whose files are there and whole",
+              .value_form = "0|1",
+              .value_help = "1: sequences that are saved leave frames alone whose files are there and whole",
+              .execute = [skip] { skip("1"); },
+              .execute_value = skip});
   engine.add(
       {.group = command::action_group::save,
        .name = "save_options",

@@ -98,10 +98,11 @@ std::string codec_of(const target& target, bool alpha) {
   return target.codec.empty() ? std::string(sources::default_codec(target.container, alpha)) : target.codec;
 }
 
-movie_output::movie_output(const context& context, const target& target, const walk& walk)
+movie_output::movie_output(const context& context, const target& target, const walk& walk, int frames)
     : context_(context),
       target_(target),
       walk_(walk),
+      wanted_(frames),
       sound_(context.composition, context.options.audio ? walk.heard : std::vector<int>(), target.container) {}
 
 movie_output::~movie_output() {
@@ -117,6 +118,8 @@ std::string movie_output::missing_line(int frame, const std::string& text, const
 
 std::string movie_output::obstacle() const {
   struct stat written;
+  if (context_.part.chunks > 1 || context_.part.skip_existing)
+    return command::about(target_.path, "A movie is one file: --chunk and --skip_existing are for frames in files");
   if (stat(target_.path.c_str(), &written) != 0) return {};
   for (const ksn::track_info& track : context_.composition.doc.tracks) {
     struct stat source;
@@ -288,9 +291,8 @@ std::string movie_output::finish(bool whole, bool& kept) {
   }
   kept = true;
   if (whole) return {};
-  const int all = context_.composition.doc.tm_l - context_.composition.doc.tm_f;
-  return command::about(target_.path,
-                        "Stopped, the movie has " + std::to_string(frames_) + " of " + std::to_string(all) + " frames");
+  return command::about(
+      target_.path, "Stopped, the movie has " + std::to_string(frames_) + " of " + std::to_string(wanted_) + " frames");
 }
 
 }  // namespace save

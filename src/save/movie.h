@@ -24,11 +24,13 @@ std::string codec_of(const target& target, bool alpha);
 // alpha; frames missing before it are black. All that is given must outlive this.
 class movie_output : public output {
  public:
-  movie_output(const context& context, const target& target, const walk& walk);
+  // `frames`: how many the movie shall have.
+  movie_output(const context& context, const target& target, const walk& walk, int frames);
   // Without finish() nothing is left but what was there before.
   ~movie_output() override;
 
   std::string add(int frame, picture picture) override;
+  bool is_done(int) const override { return false; }
   void miss(int frame) override;
   bool take(result& result, bool wait) override;
   int pending() const override { return pending_; }
@@ -54,6 +56,7 @@ class movie_output : public output {
   const context& context_;
   const target& target_;
   const walk& walk_;
+  int wanted_;  // frames
   movie_sound sound_;
   sources::movie_settings settings_;  // not changed while the thread runs
   std::optional<io::part_file> file_;

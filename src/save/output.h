@@ -21,6 +21,8 @@ class output {
   // Takes over the picture of a timeline frame. When it can't be a part of the output, it is not taken, and why is
   // returned.
   virtual std::string add(int frame, picture picture) = 0;
+  // Whether the frame stands there already, whole. Any thread.
+  virtual bool is_done(int frame) const = 0;
   // The frame has no picture.
   virtual void miss(int frame) = 0;
   // Takes the oldest result when it is there, or waits for it; false when none is there, or none will come.

@@ -39,7 +39,7 @@ std::vector<int> layers_of_layer(const ksn::state& composition, int index) {
   return layers;
 }
 
-std::string overwritten_source(const ksn::state& composition, const std::vector<int>& layers,
+std::string overwritten_source(const ksn::state& composition, const std::vector<int>& layers, bool any_order,
                                const std::function<std::string(int frame)>& name_of) {
   std::map<identity, int> outputs;  // that exist, by the frame that writes them
   for (int frame = composition.doc.tm_f; frame < composition.doc.tm_l; ++frame) {
@@ -59,7 +59,8 @@ std::string overwritten_source(const ksn::state& composition, const std::vector<
       if (identity id; fresh && identify(entry->first, id)) {
         if (const auto output = outputs.find(id); output != outputs.end()) entry->second = output->second;
       }
-      if (entry->second < frame) first = std::min(first, entry->second);
+      const bool is_elsewhere = any_order && entry->second != frame && entry->second < composition.doc.tm_l;
+      if (entry->second < frame || is_elsewhere) first = std::min(first, entry->second);
     }
   }
   return first < composition.doc.tm_l ? name_of(first) : std::string();

@@ -1,5 +1,7 @@
 #include "save/picture_file.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <exception>
@@ -53,6 +55,18 @@ bool find_walk_target(const std::string& path, const std::string& codec, target&
   }
   result = {full, nullptr, extension, codec};
   return true;
+}
+
+bool is_whole(const std::string& path, const img::format& format) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size == 0) return false;
+  try {
+    img::image image;
+    format.read(image, path, {});
+    return image.note.empty();  // a cut picture that is shown as far as it goes has one
+  } catch (const std::exception&) {
+    return false;
+  }
 }
 
 std::string create_error(const std::string& path, int number) {

@@ -39,6 +39,9 @@ bool find_walk_target(const std::string& path, const std::string& codec, target&
 std::string write_picture(const picture& picture, const std::string& path, const img::format& format,
                           const img::save_options& options);
 
+// Whether a file has a picture of the format that can be read to its end. Any thread; throws nothing.
+bool is_whole(const std::string& path, const img::format& format);
+
 // The error line of a file that can't be made, from the system's number.
 std::string create_error(const std::string& path, int number);
 

@@ -10,6 +10,7 @@
 #include "img/format.h"
 #include "render/compositor.h"
 #include "render/pipeline.h"
+#include "save/part.h"
 
 namespace save {
 
@@ -38,6 +39,7 @@ struct context {
   std::vector<std::string> failed_inputs;
   // Saves all the same: without those inputs, and composites without the layers that failed.
   bool incomplete = false;
+  save::part part;  // of the work area: what a walk over it writes
   std::function<void(const std::string& line)> report_error;
   std::function<void(const progress&)> show_progress;
   std::function<bool()> cancelled;
@@ -48,7 +50,8 @@ struct context {
 // frame of which a layer failed is not written but one line, which names the output, the sources and the reasons; the
 // others are. Nothing is written when an input of the line could not be opened. `incomplete` lifts both. With the
 // extension of a movie, save_layer_as and save_mask_as_sequence write one file with the sound of the work area; a frame
-// that is missing there is the one before, again, and a save that is cancelled completes the movie.
+// that is missing there is the one before, again, and a save that is cancelled completes the movie. Of the work area
+// they write `context::part`; nothing, and a line, when it has none of those frames.
 bool save_frame_as(context& context, const std::string& path);
 bool save_layer_as(context& context, const std::string& path);
 bool save_mask_as_image(context& context, const std::string& path);

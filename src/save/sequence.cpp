@@ -5,6 +5,8 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <numeric>
+#include <utility>
 
 #include "command/messages.h"
 #include "img/plane.h"
@@ -35,12 +37,12 @@ class stopwatch {
 
 class sequence_save {
  public:
-  sequence_save(context& context, const walk& walk, output& output)
+  // `frames`: ascending.
+  sequence_save(context& context, const walk& walk, output& output, std::vector<int> frames)
       : context_(context),
         walk_(walk),
         output_(output),
-        first_(context.composition.doc.tm_f),
-        end_(context.composition.doc.tm_l),
+        frames_(std::move(frames)),
         picture_bytes_(walk.frame_bytes),
         budget_(platform::available_memory() / part_under_way),
         reading_(*context.pipeline.reading()),
@@ -58,21 +60,22 @@ class sequence_save {
     return failure;
   }
 
-  bool wrote_all() const { return written_ == end_ - first_; }
+  bool wrote_all() const { return written_ == count(); }
   bool wrote_any() const { return written_ > 0; }
   // Whether the walk came to its end; frames may be missing.
-  bool reached_end() const { return written_ + missing_ == end_ - first_; }
+  bool reached_end() const { return written_ + missing_ == count(); }
   bool failed() const { return failed_; }
 
  private:
   void make_all() {
-    for (int frame = first_; frame < end_ && !failed_ && !is_cancelled(); ++frame) {
-      read_ahead_of(frame);
+    for (int at = 0; at < count() && !failed_ && !is_cancelled(); ++at) {
+      const int frame = frame_at(at);
+      read_ahead_of(at);
       const stopwatch waiting;
       collect(most_pending() - 1);
       while (output_.pending() > 0 && !find_memory(cache(), walk_.frame_bytes)) collect(output_.pending() - 1);
       // Lines of this frame must not come before those of frames that are still being written.
-      if (!wait_for_sources(frame)) collect(0);
+      if (!wait_for_sources(at)) collect(0);
       if (failed_) break;
       save::picture picture = make(frame, waiting.read());
       ahead_.release(frame);
@@ -86,6 +89,8 @@ class sequence_save {
     }
   }
 
+  int count() const { return static_cast<int>(frames_.size()); }
+  int frame_at(int at) const { return frames_[static_cast<std::size_t>(at)]; }
   bool is_cancelled() const { return context_.cancelled && context_.cancelled(); }
   cache::frame_cache& cache() const { return context_.pipeline.frame_cache(); }
 
@@ -96,21 +101,22 @@ class sequence_save {
   }
 
   // The frame at hand is read in any case, further ones when memory allows.
-  void read_ahead_of(int frame) {
-    const int end = std::min(end_, frame + 1 + frames_ahead_);
+  void read_ahead_of(int at) {
+    const int end = std::min(count(), at + 1 + frames_ahead_);
     for (; next_read_ < end; ++next_read_) {
       const std::uint64_t most = std::min<std::uint64_t>(budget_, most_bytes_ahead);
-      if (next_read_ > frame && ahead_.bytes() + picture_bytes_ > most) return;
-      ahead_.want(next_read_, walk_.sources(next_read_));
+      if (next_read_ > at && ahead_.bytes() + picture_bytes_ > most) return;
+      ahead_.want(frame_at(next_read_), walk_.sources(frame_at(next_read_)));
     }
   }
 
   // False when some could not be read. Reading goes further ahead only when that would have spared a wait: pictures
   // that lie ready for long leave the processor's cache.
-  bool wait_for_sources(int frame) {
+  bool wait_for_sources(int at) {
+    const int frame = frame_at(at);
     if (frames_ahead_ < lib::thread_count() && !ahead_.is_ready(frame) && reading_.has_free_processor()) {
       ++frames_ahead_;
-      read_ahead_of(frame);
+      read_ahead_of(at);
     }
     return ahead_.wait(frame);
   }
@@ -167,7 +173,7 @@ class sequence_save {
     if (!context_.show_progress) return;
     progress shown;
     shown.done = written_ + missing_;
-    shown.total = end_ - first_;
+    shown.total = count();
     const double time = since_start_.read();
     shown.frames_per_second = time > 0 ? shown.done / time : 0.0;
     shown.seconds_left = shown.done > 0 ? (shown.total - shown.done) * time / shown.done : 0.0;
@@ -178,11 +184,10 @@ class sequence_save {
   context& context_;
   const walk& walk_;
   output& output_;
-  int first_;
-  int end_;                    // not part of it
+  std::vector<int> frames_;
   std::size_t picture_bytes_;  // of the last picture, the expected ones before the first
   std::uint64_t budget_;
-  int next_read_ = first_;
+  int next_read_ = 0;
   int frames_ahead_ = 1;  // after the frame at hand
   int written_ = 0;
   int missing_ = 0;
@@ -194,6 +199,36 @@ class sequence_save {
   long long bytes_ = 0;
 };
 
+// The frames of the part of the work area. None, and `line` set, where the user asks for frames that are not in it.
+std::vector<int> frames_of_part(const context& context, std::string& line) {
+  const auto& doc = context.composition.doc;
+  const frame_range range = frames_of(context.part, {doc.tm_f, doc.tm_l}, doc.frame_base);
+  std::vector<int> frames(static_cast<std::size_t>(range.end - range.first));
+  std::iota(frames.begin(), frames.end(), range.first);
+  if (const part& part = context.part; part.last >= part.first && part.chunks == 1 && frames.empty()) {
+    line = "No frame from " + std::to_string(part.first) + " to " + std::to_string(part.last) +
+           " in the work area, which goes from " + std::to_string(doc.tm_f + doc.frame_base) + " to " +
+           std::to_string(doc.tm_l - 1 + doc.frame_base);
+  }
+  return frames;
+}
+
+// Takes out the frames that stand there already. As many are read at once as fit into the memory.
+void leave_out_done(const context& context, const output& output, std::size_t frame_bytes, std::vector<int>& frames) {
+  std::vector<char> done(frames.size());
+  const std::size_t fitting = platform::available_memory() / part_under_way / std::max<std::size_t>(frame_bytes, 1);
+  const std::size_t at_once = std::clamp<std::size_t>(fitting, 1, static_cast<std::size_t>(lib::thread_count()));
+  for (std::size_t at = 0; at < frames.size() && !(context.cancelled && context.cancelled()); at += at_once) {
+    const std::size_t count = std::min(at_once, frames.size() - at);
+    lib::parallel_chunks(static_cast<int>(count), 1, [&](int first, int) {
+      const std::size_t i = at + static_cast<std::size_t>(first);
+      done[i] = output.is_done(frames[i]);
+    });
+  }
+  std::size_t i = 0;
+  std::erase_if(frames, [&](int) { return done[i++] != 0; });
+}
+
 }  // namespace
 
 std::string missing_frame_text(const ksn::state& composition) {
@@ -203,24 +238,31 @@ std::string missing_frame_text(const ksn::state& composition) {
 }
 
 bool save_walk(context& context, const target& target, const walk& walk) {
+  std::string line;
+  std::vector<int> frames = frames_of_part(context, line);
   std::unique_ptr<output> output;
   if (target.is_movie()) {
-    output = std::make_unique<movie_output>(context, target, walk);
+    output = std::make_unique<movie_output>(context, target, walk, static_cast<int>(frames.size()));
   } else {
     output = std::make_unique<write_behind>(context, target, walk.layers, *context.pipeline.reading());
   }
-  std::string line = find_memory(context.pipeline.frame_cache(), walk.frame_bytes)
-                         ? output->obstacle()
-                         : command::about(target.path, too_large_text(walk.frame_bytes));
+  if (!line.empty()) {
+    line = command::about(target.path, line);
+  } else if (find_memory(context.pipeline.frame_cache(), walk.frame_bytes)) {
+    line = output->obstacle();
+  } else {
+    line = command::about(target.path, too_large_text(walk.frame_bytes));
+  }
   if (!line.empty()) {
     context.report_error(line);
     return false;
   }
+  if (context.part.skip_existing) leave_out_done(context, *output, walk.frame_bytes, frames);
   bool complete = false;
   bool kept = false;
   std::exception_ptr failure;
   {
-    sequence_save save(context, walk, *output);
+    sequence_save save(context, walk, *output, std::move(frames));
     failure = save.run();
     complete = save.wrote_all();
     kept = save.wrote_any();

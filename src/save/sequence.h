@@ -30,11 +30,12 @@ struct walk {
   std::vector<int> heard = {};
 };
 
-// Writes one file for each frame of the work area, or a movie. Lines come in the order of the frames. A frame without a
-// picture is reported and left out; the first file that can't be written ends the walk, as does the context's
-// `cancelled`, which keeps what is made so far; so does a failure of `make`, which comes through. As many pictures are
-// under way as the free memory holds, at least one. Nothing is begun, and one line says why, when not even one fits,
-// and when a file that is to be read later would be written over. Returns whether every frame was written.
+// Writes one file for each frame of the context's part of the work area, or a movie. Lines come in the order of the
+// frames. A frame without a picture is reported and left out; the first file that can't be written ends the walk, as
+// does the context's `cancelled`, which keeps what is made so far; so does a failure of `make`, which comes through. As
+// many pictures are under way as the free memory holds, at least one. Nothing is begun, and one line says why, when not
+// even one fits, when the work area has none of the frames, and when a file that is to be read later would be written
+// over. Returns whether every frame is written.
 bool save_walk(context& context, const target& target, const walk& walk);
 
 }  // namespace save

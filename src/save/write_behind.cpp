@@ -25,9 +25,13 @@ std::string write_behind::missing_line(int frame, const std::string& text, const
 }
 
 std::string write_behind::obstacle() const {
+  // Nobody knows in which order the parts of a sequence are written.
+  const bool any_order = !context_.part.is_all();
   const std::string own =
-      overwritten_source(context_.composition, layers_, [this](int frame) { return name_of(frame); });
-  return own.empty() ? own : command::about(own, "Not saved, because a later frame has yet to be read from it");
+      overwritten_source(context_.composition, layers_, any_order, [this](int frame) { return name_of(frame); });
+  if (own.empty()) return {};
+  return command::about(own, any_order ? "Not saved, because another frame is read from it"
+                                       : "Not saved, because a later frame has yet to be read from it");
 }
 
 std::string write_behind::add(int frame, picture picture) {
@@ -65,6 +69,10 @@ std::string write_behind::add(int frame, picture picture) {
   };
   if (!threads_.run(task)) task();
   return {};
+}
+
+bool write_behind::is_done(int frame) const {
+  return is_whole(name_of(frame), *target_.format);
 }
 
 bool write_behind::take(result& result, bool wait) {

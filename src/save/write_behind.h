@@ -28,6 +28,7 @@ class write_behind : public output {
 
   std::string add(int frame, picture picture) override;
   void miss(int) override {}
+  bool is_done(int frame) const override;
   bool take(result& result, bool wait) override;
   int pending() const override { return static_cast<int>(items_.size()); }
   void abandon() override;
@@ -36,14 +37,14 @@ class write_behind : public output {
   std::string obstacle() const override;
 
  private:
+  std::string name_of(int frame) const;
+
   struct item {
     bool begun = false;
     bool done = false;
     bool abandoned = false;
     result outcome;
   };
-
-  std::string name_of(int frame) const;
 
   const context& context_;
   const target& target_;
