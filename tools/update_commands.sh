@@ -7,6 +7,7 @@ program=${1:-build/release/bin/kestrin}
 [ -x "$program" ] || { echo "update_commands.sh: $program is no program; build it first" >&2; exit 2; }
 tables=$(mktemp -d)
 # Without anything of the user's.
+unset KESTRIN_SITE
 export XDG_CONFIG_HOME="$tables" XDG_DATA_HOME="$tables" HOME="$tables"
 put() {
   "$program" "--help=$1" >"$tables/$1"

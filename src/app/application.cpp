@@ -1,5 +1,6 @@
 #include "app/application.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +17,7 @@
 #include "app/dialog_actions.h"
 #include "app/external_output.h"
 #include "app/interrupt.h"
+#include "app/keeper.h"
 #include "app/live_services.h"
 #include "app/loading_fields.h"
 #include "app/serving.h"
@@ -33,9 +35,13 @@
 #include "command/reference.h"
 #include "composition/documents/persistence.h"
 #include "composition/state.h"
+#include "lib/format.h"
+#include "lib/from_string.h"
 #include "lib/messages.h"
 #include "lib/paths.h"
+#include "platform/crash.h"
 #include "platform/desktop.h"
+#include "platform/files.h"
 #include "platform/folders.h"
 #include "playback/actions.h"
 #include "playback/clock.h"
@@ -50,6 +56,9 @@ namespace app {
 
 namespace {
 
+constexpr int longest_interval = 86400;  // seconds
+constexpr const char* no_settings_option = "no_settings";
+
 constexpr const char* product_title = "Kestrin 32 " KESTRIN_VERSION;
 
 constexpr const char* short_usage =
@@ -60,6 +69,12 @@ constexpr const char* short_usage =
     "To put one sequence over another and save the result:\n"
     "  kestrin back.####.tga front.####.tga --alpha=normal --save_mask_as_sequence=out.####.tga --exit=status\n"
     "kestrin --help lists every option.\n";
+
+// Whether an argument is --NAME; after "--" there are only paths.
+bool has_option(const std::vector<std::string>& args, const std::string& name) {
+  const auto end = std::find(args.begin(), args.end(), "--");
+  return std::find(args.begin(), end, "--" + name) != end;
+}
 
 // Without `reading` for a pipeline that bypasses the cache.
 render::pipeline_options reporting(command::engine& engine, text::fonts& fonts, cache::frame_scheduler* reading) {
@@ -109,6 +124,10 @@ struct application::impl {
   app::external_output output{{engine, clock, [this] { return services_pipeline(); },
                                [this] { return window.desktop(); }, [this](std::string_view key) { return text(key); },
                                [this](const std::string& line) { console.report(line); }}};
+  app::keeper keeper{
+      {composition,
+       [](std::string& folder) { return platform::get_folder(platform::folder_kind::local_data, true, folder); },
+       [this] { return window.placement(); }, [this](const std::string& line) { console.report(line); }}};
   bool serves = false;     // runs without a window until it is interrupted
   bool transient = false;  // save neither settings nor recent lists at the end
 
@@ -123,21 +142,24 @@ struct application::impl {
   std::jthread prepare_window();
   std::unique_ptr<render::pipeline> services_pipeline();
   int run_window();
+  // A transient run leaves no trace of a crash either, but on the error stream.
+  void set_transient(bool on);
+  // What everybody at the site begins with.
+  void run_site_start();
+  // Tells of the documents that runs left which ended badly; an empty window offers the last one.
+  void offer(const std::vector<std::string>& left);
   // 1 in place of 0 when the process is to tell of error lines.
   int exit_code(int code) const { return code == 0 && engine.exit_with_status && console.any_error() ? 1 : code; }
   void after_save(const std::string& path);
-  // The user's text for a key, from messages.txt of the folders config, user and documents, read when first needed.
+  // The user's text for a key, from messages.txt of the definition folders, read when first needed.
   std::string text(std::string_view key);
 };
 
 std::string application::impl::text(std::string_view key) {
   if (!catalogue_loaded) {
     catalogue_loaded = true;
-    using platform::folder_kind;
-    for (const folder_kind kind : {folder_kind::config, folder_kind::user, folder_kind::documents}) {
-      std::string folder;
-      if (platform::get_folder(kind, false, folder)) catalogue.load_file(lib::add_separator(folder) + "messages.txt");
-    }
+    for (const std::string& folder : platform::definition_folders())
+      catalogue.load_file(lib::add_separator(folder) + "messages.txt");
   }
   return catalogue.text(key);
 }
@@ -200,10 +222,15 @@ void application::impl::register_actions() {
   command::register_document_actions(engine);
   command::register_export_actions(engine);
   recent.register_actions(engine);
+  // A document that is filed needs no copy any more.
+  composition.hooks.file_among_unsaved = [this, file = composition.hooks.file_among_unsaved] {
+    file();
+    keeper.drop_copy();
+  };
 
   command::register_menu_choices(engine);
   window.register_actions();
-  window.is_transient = [this] { return transient; };
+  window.is_transient = [this] { return transient || platform::own_folders_left_out(); };
   add_own_actions();
   register_benchmarks(engine, pipeline, reporting(engine, fonts, nullptr), loader);
   render::register_information(engine, pipeline);
@@ -234,13 +261,31 @@ void application::impl::add_own_actions() {
               .help = "save no settings at the end of this run",
               .value_form = "0|1",
               .value_help = "save no settings at the end of this run, or save them after all",
-              .execute = [this] { transient = true; },
+              .execute = [this] { set_transient(true); },
               .execute_value =
                   [this](const std::string& value) {
                     if (value != "0" && value != "1") return false;
-                    transient = value == "1";
+                    set_transient(value == "1");
                     return true;
                   }});
+  engine.add({.group = action_group::window,
+              .name = no_settings_option,
+              .help = "begin without settings, keys, texts and start file of user and site, and save none; only in the "
+                      "arguments of the program",
+              .execute = [] {}});
+  engine.add({.group = action_group::window,
+              .name = "autosave",
+              .value_form = "SECONDS",
+              .value_help =
+                  "the time between two copies of a composition that changes in a window, which the next start "
+                  "offers after a crash; 60 without this, 0 for none",
+              .execute_value = [this](const std::string& value) {
+                int seconds = 0;
+                if (!lib::parse_value(value, seconds) || seconds < 0 || seconds > longest_interval) return false;
+                keeper.copy_interval = seconds;
+                if (seconds == 0) keeper.drop_copy();
+                return true;
+              }});
   const auto switch_of = [this](const char* name, const char* help, std::function<void(bool on)> set) {
     engine.add({.group = action_group::information,
                 .name = name,
@@ -402,8 +447,12 @@ std::unique_ptr<render::pipeline> application::impl::services_pipeline() {
 int application::impl::run_window() {
   attach.serve([this] { desktop->wake(); }, [this] { desktop->bring_forward(); });
   sound.use(&desktop->audio());
+  std::string folder;
+  const bool has_folder = platform::get_folder(platform::folder_kind::local_data, false, folder);
+  std::vector<std::string> left = has_folder ? ksn::adopt_copies(folder) : std::vector<std::string>();
+  keeper.begin(platform::milliseconds(), !window.is_transient(), !transient);
   bool shown = false;
-  window.poll_handover = [this, &shown] {
+  window.poll_handover = [this, &shown, &left] {
     attach.poll();
     scripts.poll();
     // A script reads what was printed while the window is open.
@@ -411,12 +460,16 @@ int application::impl::run_window() {
     // A source that was added stands in the menu from now on, in other instances too.
     if (!transient) recent.write();
     // The first picture does not wait for the sound device.
-    if (std::exchange(shown, true)) sound.poll();
+    if (!std::exchange(shown, true)) return;
+    sound.poll();
+    if (!left.empty()) offer(std::exchange(left, {}));
+    keeper.tick(platform::milliseconds());
   };
   services.set_wake([this] { desktop->wake(); });
   window.poll_services = [this] { return services.poll(); };
   window.show_elsewhere = [this] { output.tick(); };
   const int result = window.run(*desktop);
+  keeper.end();
   window.show_elsewhere = nullptr;
   output.stop();
   window.poll_services = nullptr;
@@ -425,6 +478,35 @@ int application::impl::run_window() {
   sound.use(nullptr);
   attach.stop();
   return result;
+}
+
+void application::impl::set_transient(bool on) {
+  transient = on;
+  std::string folder;
+  if (!on) platform::get_folder(platform::folder_kind::state, false, folder);
+  platform::watch_crashes(product_title, folder);
+}
+
+void application::impl::run_site_start() {
+  const char* named = std::getenv("KESTRIN_SITE");
+  if (!named || !*named || platform::own_folders_left_out()) return;
+  std::string folder;
+  if (!platform::get_folder(platform::folder_kind::site, false, folder) || !platform::is_folder(folder)) {
+    console.report(command::about(named, "KESTRIN_SITE names no folder; it takes an absolute path"));
+    return;
+  }
+  const std::string start = lib::add_separator(folder) + "start.ksncmd";
+  if (platform::file_exists(start)) engine.command_pass({"", start});
+}
+
+void application::impl::offer(const std::vector<std::string>& left) {
+  const std::string shown = recent.text_of(composition, left.front());
+  if (composition.doc.track_count() > 0) {
+    console.report(lib::format(text("left_by_crash"), shown));
+  } else if (desktop->show_message(text("offer_after_crash") + "\n\n" + shown, true) == platform::message_answer::yes) {
+    const command::execution running(engine);
+    engine.run_command("open_unsaved=1");
+  }
 }
 
 application::application() : impl_(std::make_unique<impl>()) {
@@ -436,10 +518,12 @@ int application::application_main(const std::vector<std::string>& args) {
   if (const std::optional<int> code = impl_->attach.hand_over(args)) return *code;
   watch_interrupt();
   const char* transient = std::getenv("KESTRIN_TRANSIENT");
-  impl_->transient = transient && std::string_view(transient) == "1";
+  impl_->set_transient(transient && std::string_view(transient) == "1");
+  platform::leave_out_own_folders(has_option(args, no_settings_option));
   impl_->bind();
-  ksn::load_settings(impl_->composition);
+  if (!platform::own_folders_left_out()) ksn::load_settings(impl_->composition);
   impl_->register_actions();
+  impl_->run_site_start();
   impl_->engine.command_pass(args);
   impl_->console.clear_progress();
   int result = impl_->run_step(args.size() > 1);

@@ -14,6 +14,7 @@
 #include "composition/opening/watching.h"
 #include "io/failure.h"
 #include "lib/paths.h"
+#include "platform/folders.h"
 #include "playback/pacing.h"
 #include "render/image_pool.h"
 #include "ui/screen.h"
@@ -114,7 +115,7 @@ bool window_run::open() {
   options.always_on_top = always_on_top_;
   for (const std::string_view menu : command::main_menus()) options.menus.push_back(parts_.text(menu));
   platform::window_placement placement;
-  if (ksn::load_window_placement(placement)) options.placement = &placement;
+  if (!platform::own_folders_left_out() && ksn::load_window_placement(placement)) options.placement = &placement;
   if (!desktop_->create_window(options, events())) {
     desktop_->show_message("Unable to create the main window.", false);
     return false;
@@ -394,6 +395,11 @@ void window_run::end_progress() {
   if (progress_shown_) desktop_->show_progress({}, 1, 1);
   progress_shown_ = false;
   progress_cancelled_ = false;
+}
+
+std::optional<platform::window_placement> window_run::placement() const {
+  if (!desktop() || desktop_->is_fullscreen()) return std::nullopt;
+  return desktop_->placement();
 }
 
 bool window_run::client_area(int& width, int& height) const {

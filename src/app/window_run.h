@@ -79,6 +79,9 @@ class window_run {
   // The client area of the window, or of the one that would be opened when that is known.
   bool client_area(int& width, int& height) const;
 
+  // Where the window stands; none while it covers the screen or is not there.
+  std::optional<platform::window_placement> placement() const;
+
   // The counter that all waiting goes by; a test moves it by hand.
   std::function<std::uint32_t()> milliseconds = platform::milliseconds;
 

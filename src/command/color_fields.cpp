@@ -1,4 +1,5 @@
 // The colour correction of a layer, and under the scope `global` of the view.
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -32,7 +33,7 @@ bool read_table(engine& engine, state& composition, const std::string& path) {
 }
 
 // A value that is a path, or names a file in the working folder, is read from the file, always fresh. Only then it is a
-// table that the composition has, and then a file of the LUTs folder.
+// table that the composition has, and then a file of the LUTs folders.
 bool set_lookup(engine& engine, state& composition, img::correction& tf, const std::string& value) {
   if (value.empty()) return false;
   if (value == "none") {
@@ -45,11 +46,12 @@ bool set_lookup(engine& engine, state& composition, img::correction& tf, const s
   if (platform::is_link(path) || platform::file_exists(path)) {
     if (!read_table(engine, composition, path)) return true;
   } else if (!composition.doc.lookup_table_map.contains(value)) {
-    std::string folder;
-    if (!platform::get_folder(platform::folder_kind::lookup_tables, false, folder)) return false;
-    const std::string shipped = lib::add_separator(folder) + value;
-    if (!platform::file_exists(shipped)) return false;
-    if (!read_table(engine, composition, shipped)) return true;
+    const std::vector<std::string> folders = platform::lookup_folders();
+    const auto found = std::find_if(folders.begin(), folders.end(), [&](const std::string& folder) {
+      return platform::file_exists(lib::add_separator(folder) + value);
+    });
+    if (found == folders.end()) return false;
+    if (!read_table(engine, composition, lib::add_separator(*found) + value)) return true;
   }
   tf.lookup = lib::file_name(value);
   tf.lookup_table = composition.doc.lookup_table_map[tf.lookup];

@@ -153,11 +153,8 @@ void key_table::load_file(const std::string& path) {
 }
 
 void key_table::load_folders() {
-  using platform::folder_kind;
-  for (const folder_kind kind : {folder_kind::config, folder_kind::user, folder_kind::documents}) {
-    std::string folder;
-    if (platform::get_folder(kind, false, folder)) load_file(lib::add_separator(folder) + "keydefs.txt");
-  }
+  for (const std::string& folder : platform::definition_folders())
+    load_file(lib::add_separator(folder) + "keydefs.txt");
 }
 
 std::string key_table::key_text_of_action(const std::string& command) const {

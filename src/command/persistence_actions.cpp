@@ -9,6 +9,7 @@
 
 #include "command/guard.h"
 #include "command/messages.h"
+#include "composition/documents/document_copy.h"
 #include "composition/documents/persistence.h"
 #include "composition/documents/recent_items.h"
 #include "composition/invariants.h"
@@ -47,6 +48,12 @@ std::string unsaved_text(const ksn::state& composition, const std::string& path)
   const std::string first = view.doc.tracks.empty() ? std::string() : view.doc.tracks.front().name;
   return lib::format(composition.catalogue_text("unsaved_item"), lib::file_name(path), first,
                      static_cast<int>(view.doc.tracks.size()), time_text(path));
+}
+
+// What processes left that are gone.
+void look_for_left(const std::string& folder) {
+  ksn::clear_dead_unsaved(folder);
+  ksn::adopt_copies(folder);
 }
 
 }  // namespace
@@ -108,7 +115,7 @@ bool recent_notes::item(engine& engine, const char* kind, const std::string& num
   std::string folder;
   ksn::recent_lists lists;
   if (folder_(false, folder)) {
-    if (kind == std::string_view(ksn::unsaved_items)) ksn::clear_dead_unsaved(folder);
+    if (kind == std::string_view(ksn::unsaved_items)) look_for_left(folder);
     lists = ksn::read_recent(folder);
   }
   const std::vector<ksn::recent_item>& items = lists[kind];
@@ -120,11 +127,18 @@ bool recent_notes::item(engine& engine, const char* kind, const std::string& num
   return true;
 }
 
+std::string recent_notes::text_of(const ksn::state& composition, const std::string& path) {
+  // A document that was filed is never written again.
+  std::string& text = unsaved_texts_[path];
+  if (text.empty()) text = unsaved_text(composition, path);
+  return text;
+}
+
 std::vector<list_item> recent_notes::items(const ksn::state& composition, const char* kind) {
   std::string folder;
   std::vector<list_item> entries;
   if (!folder_(false, folder)) return entries;
-  if (kind == std::string_view(ksn::unsaved_items)) ksn::clear_dead_unsaved(folder);
+  if (kind == std::string_view(ksn::unsaved_items)) look_for_left(folder);
   ksn::recent_lists lists = ksn::read_recent(folder);
   for (const ksn::recent_item& item : lists[kind]) {
     const std::string number = std::to_string(entries.size() + 1);
@@ -132,10 +146,7 @@ std::vector<list_item> recent_notes::items(const ksn::state& composition, const 
       entries.push_back({item.path, number});
       continue;
     }
-    // A document that was filed is never written again.
-    std::string& text = unsaved_texts_[item.path];
-    if (text.empty()) text = unsaved_text(composition, item.path);
-    entries.push_back({text, number});
+    entries.push_back({text_of(composition, item.path), number});
   }
   return entries;
 }

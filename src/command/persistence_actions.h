@@ -22,6 +22,8 @@ class recent_notes {
   void register_actions(engine& engine);
   // Writes what was noted. Never throws: lists that can't be written are given up.
   void write();
+  // A document that was filed as the user knows it: name, first source, number of layers and time.
+  std::string text_of(const ksn::state& composition, const std::string& path);
 
  private:
   void open(engine& engine, const std::string& path, bool remember);

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include "io/binary_archive.h"
 #include "io/xml_archive.h"
@@ -17,6 +18,10 @@ bool is_xml_document(const std::string& path);
 // io::open_error and io::write_error with the path and the system's text, and what the bodies throw.
 void write_document(const std::string& path, const std::function<void(binary_oarchive&)>& binary,
                     const std::function<void(xml_oarchive&)>& xml);
+// A binary document before it is packed, for who writes it later or elsewhere.
+std::string document_bytes(const std::function<void(binary_oarchive&)>& binary);
+// write_document() of such bytes.
+void write_document_bytes(const std::string& path, std::string_view bytes);
 // Throws the io family: a text that ends too early is io::eof_error, a value that doesn't convert io::invalid_format.
 void read_document(const std::string& path, const std::function<void(binary_iarchive&)>& binary,
                    const std::function<void(xml_iarchive&)>& xml);

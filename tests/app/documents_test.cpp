@@ -9,10 +9,13 @@ class documents : public support::program_test {
  protected:
   support::temp_folder home;
 
+  std::string site;  // KESTRIN_SITE
+
   support::outcome run(strings arguments) {
     arguments.push_back("--exit=status");
     support::run_options options;
-    options.environment = {{"XDG_CONFIG_HOME", home / "config"}, {"XDG_DATA_HOME", home / "data"}};
+    options.environment = {
+        {"XDG_CONFIG_HOME", home / "config"}, {"XDG_DATA_HOME", home / "data"}, {"KESTRIN_SITE", site}};
     return program_test::run(std::move(arguments), std::move(options));
   }
   static std::string shown(const support::outcome& found) { return found.out + found.errors; }
@@ -124,6 +127,51 @@ TEST_F(documents, settings_are_read_and_not_written_without_a_window) {
   EXPECT_TRUE(support::read_file(path) == before);
   support::write_file(path, before.substr(0, before.size() / 2));
   EXPECT_EQ(run({"--print_field=fps"}).errors, "");
+}
+
+TEST_F(documents, a_site_comes_before_the_user) {
+  picture("a.tga");
+  site = home / "site";
+  const auto write_settings = [](const std::string& path, int rate) {
+    ksn::composition_view settings;
+    settings.settings.default_cfps = rate * 100;
+    support::write_file(path, "");
+    ksn::save_settings_file(settings, path);
+  };
+  write_settings(site + "/kestrin.settings.dat", 30);
+  support::write_file(site + "/start.ksncmd", "// for all\n--var:studio=ours --global_volume=7\n");
+  support::write_file(site + "/messages.txt", "save_layer_as.missing_frame=no such frame\n");
+  support::write_file(site + "/keydefs.txt", "Ctrl+F12 save_composition\n");
+  support::write_file(site + "/LUTs/show.cube", "LUT_1D_SIZE 2\n0 0 0\n1 1 1\n");
+  const strings look = {"a.tga",
+                        "--lookup_table=show.cube",
+                        "--print_field=fps",
+                        "--print_field=var:studio",
+                        "--print_field=1:lookup_table",
+                        "--set_time=5",
+                        "--save_frame_as=x.tga"};
+  const auto lines_of = [&](bool plain) {
+    strings arguments = look;
+    if (plain) arguments.insert(arguments.begin() + 3, "--no_settings");
+    return shown(run(arguments));
+  };
+  const std::string missing = "\"" + folder / "x.tga" + "\": ";
+  EXPECT_EQ(lines_of(false),
+            "global:fps=30\nvar:studio=ours\n1:lookup_table=show.cube\n" + missing + "no such frame\n");
+  EXPECT_NE(run({"--help=keys"}).out.find("Ctrl+F12"), std::string::npos);
+  // The user's own settings take the place of the site's.
+  write_settings(home / "config/Kestrin/kestrin.settings.dat", 24);
+  EXPECT_EQ(lines_of(false).substr(0, 14), "global:fps=24\n");
+  const support::outcome plain = run({"a.tga", "--no_settings", "--lookup_table=show.cube", "--print_field=fps",
+                                      "--print_field=global_volume", "--set_time=5", "--save_frame_as=x.tga"});
+  EXPECT_EQ(plain.out, "global:fps=25\nglobal:global_volume=100\n");
+  EXPECT_EQ(plain.error_lines(), (strings{"Invalid value \"show.cube\" for layer field \"lookup_table\"",
+                                          missing + "The frame is missing"}));
+  EXPECT_EQ(run({"--no_settings", "--help=keys"}).out.find("Ctrl+F12"), std::string::npos);
+
+  site = home / "none";
+  EXPECT_EQ(run({}).errors, "\"" + site + "\": KESTRIN_SITE names no folder; it takes an absolute path\n");
+  EXPECT_EQ(run({"--no_settings"}).errors, "");
 }
 
 TEST_F(documents, a_limit_on_files_leaves_the_old_one) {

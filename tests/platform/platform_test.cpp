@@ -57,6 +57,8 @@ TEST(folders, of_the_user) {
   {
     const variable config("XDG_CONFIG_HOME", ""), data("XDG_DATA_HOME", "relative/is/invalid");
     EXPECT_EQ(folder_of(folder_kind::roaming_data), home / ".config/Kestrin");
+    const variable state("XDG_STATE_HOME", "");
+    EXPECT_EQ(folder_of(folder_kind::state), home / ".local/state/Kestrin");
     for (auto kind : {folder_kind::local_data, folder_kind::local_data_6, folder_kind::local_data_7})
       EXPECT_EQ(folder_of(kind), home / ".local/share/Kestrin");
     EXPECT_EQ(folder_of(folder_kind::documents), home / "Documents/Kestrin");
@@ -107,6 +109,29 @@ TEST(folders, beside_the_executable) {
   EXPECT_EQ(folder_of(folder_kind::httpdocs), home + "/httpdocs");
   EXPECT_EQ(folder_of(folder_kind::lookup_tables), home + "/LUTs");
   EXPECT_EQ(folder_of(folder_kind::after_save), home + "/scripts/after_save");
+}
+
+TEST(folders, of_the_site_come_between_the_program_and_the_user) {
+  using platform::folder_kind;
+  using list = std::vector<std::string>;
+  support::temp_folder home;
+  const variable home_variable("HOME", home.path()), config("XDG_CONFIG_HOME", home / "config");
+  const std::string own = folder_of(folder_kind::config), user = folder_of(folder_kind::user);
+  const std::string documents = folder_of(folder_kind::documents), tables = folder_of(folder_kind::lookup_tables);
+  for (const char* none : {"", "relative/folder"}) {
+    const variable site("KESTRIN_SITE", none);
+    EXPECT_EQ(folder_of(folder_kind::site), "(none)");
+    EXPECT_EQ(platform::definition_folders(), (list{own, user, documents}));
+    EXPECT_EQ(platform::lookup_folders(), list{tables});
+  }
+  const variable site("KESTRIN_SITE", "/studio/kestrin/");
+  EXPECT_EQ(platform::definition_folders(), (list{own, "/studio/kestrin", user, documents}));
+  EXPECT_EQ(platform::lookup_folders(), (list{"/studio/kestrin/LUTs", tables}));
+  platform::leave_out_own_folders(true);
+  EXPECT_EQ(folder_of(folder_kind::site), "(none)");
+  EXPECT_EQ(platform::definition_folders(), list{own});
+  EXPECT_EQ(platform::lookup_folders(), list{tables});
+  platform::leave_out_own_folders(false);
 }
 
 TEST(memory, percent_in_use) {

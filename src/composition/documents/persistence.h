@@ -5,6 +5,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "composition/state.h"
 #include "io/binary_archive.h"
@@ -33,11 +34,15 @@ void put_within_bounds(composition_view& stored);
 
 constexpr const char* settings_file_name = "kestrin.settings.dat";
 
-// The settings of the user's configuration folder, read at start and written at the end of a run with a window. Both
-// swallow every failure and return false. After a failed read the defaults stand, but for what was read before it;
-// after a failed write the old file stands. Instances that end at the same time write one after the other.
+// The settings of the user's configuration folder, or as long as that has none those of the site's folder, read at
+// start; the user's are written when they change and at the end of a run with a window. Both swallow every failure and
+// return false. After a failed read the defaults stand, but for what was read before it; after a failed write the old
+// file stands. Instances that end at the same time write one after the other.
 bool load_settings(composition_view& stored);
 bool save_settings(const composition_view& stored);
+// save_settings() in two steps, of which any thread may take the second.
+std::string settings_bytes(const composition_view& stored);
+bool save_settings_bytes(std::string_view bytes);
 // The same for a file of any name; they throw.
 void load_settings_file(composition_view& stored, const std::string& path);
 void save_settings_file(const composition_view& stored, const std::string& path);

@@ -57,12 +57,6 @@ std::vector<recent_item> put_in_front(std::vector<recent_item>& items, const std
   return dropped;
 }
 
-// The name under which a document is filed: always of the binary form, which holds all of it.
-std::string unsaved_name(const std::string& file_name) {
-  if (file_name.empty()) return "unnamed.ksncomp";
-  return lib::split_extension(real_file_name(file_name)).stem + ".ksncomp";
-}
-
 // Only files that were put below the folder are removed.
 void remove_unsaved(const std::string& folder, const std::string& path) {
   const std::string below = lib::add_separator(folder) + "unsaved/";
@@ -73,6 +67,11 @@ void remove_unsaved(const std::string& folder, const std::string& path) {
 }
 
 }  // namespace
+
+std::string unsaved_name(const std::string& file_name) {
+  if (file_name.empty()) return "unnamed.ksncomp";
+  return lib::split_extension(real_file_name(file_name)).stem + ".ksncomp";
+}
 
 void clear_dead_unsaved(const std::string& folder) {
   const std::string parent = lib::add_separator(folder) + "unsaved";
@@ -118,6 +117,15 @@ bool note_recent(const std::string& folder, const char* kind, const std::vector<
   return true;
 }
 
+void enter_unsaved(const std::string& folder, const std::string& path) {
+  const platform::file_lock lock(lock_path(folder), longest_wait);
+  if (!lock.held()) throw io::open_error(lock_path(folder), EBUSY);
+  recent_lists lists = read_recent(folder);
+  const std::vector<recent_item> dropped = put_in_front(lists[unsaved_items], path);
+  io::save_document(list_path(folder), root_key, lists);
+  for (const recent_item& item : dropped) remove_unsaved(folder, item.path);
+}
+
 void file_unsaved(const std::string& folder, const state& composition) {
   const std::string parent = lib::add_separator(folder) + "unsaved";
   std::string place = parent + "/XXXXXX";
@@ -126,12 +134,7 @@ void file_unsaved(const std::string& folder, const state& composition) {
   const auto forget = [&] { remove_unsaved(folder, path); };
   try {
     save_composition(composition, path);
-    const platform::file_lock lock(lock_path(folder), longest_wait);
-    if (!lock.held()) throw io::open_error(lock_path(folder), EBUSY);
-    recent_lists lists = read_recent(folder);
-    const std::vector<recent_item> dropped = put_in_front(lists[unsaved_items], path);
-    io::save_document(list_path(folder), root_key, lists);
-    for (const recent_item& item : dropped) remove_unsaved(folder, item.path);
+    enter_unsaved(folder, path);
   } catch (...) {
     forget();
     throw;

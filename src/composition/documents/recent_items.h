@@ -38,6 +38,13 @@ void clear_dead_unsaved(const std::string& folder);
 // instance holds the lists too long. Throws the io family.
 bool note_recent(const std::string& folder, const char* kind, const std::vector<std::string>& paths);
 
+// The name under which a document is filed: of the binary form, which holds all of it; "unnamed.ksncomp" for one
+// without.
+std::string unsaved_name(const std::string& file_name);
+// Enters a document that stands below the folder; those that fall off the end of the list are removed. Throws the io
+// family.
+void enter_unsaved(const std::string& folder, const std::string& path);
+
 // Writes the document below the folder, under its own name or as "unnamed.ksncomp", and enters it. Documents that fall
 // off the end of the list are removed. Throws the io family.
 void file_unsaved(const std::string& folder, const state& composition);

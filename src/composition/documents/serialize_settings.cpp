@@ -7,6 +7,7 @@
 #include "composition/documents/shared_file.h"
 #include "io/document.h"
 #include "lib/paths.h"
+#include "platform/files.h"
 #include "platform/folders.h"
 
 namespace ksn {
@@ -168,7 +169,13 @@ void write_settings(io::xml_oarchive& archive, const composition_view& stored) {
 bool load_settings(composition_view& stored) {
   try {
     std::string path;
-    if (!settings_path(false, path)) return false;
+    if (settings_path(false, path) && platform::file_exists(path)) {
+      load_settings_file(stored, path);
+      return true;
+    }
+    if (!platform::get_folder(platform::folder_kind::site, false, path)) return false;
+    path = lib::add_separator(path) + settings_file_name;
+    if (!platform::file_exists(path)) return false;
     load_settings_file(stored, path);
     return true;
   } catch (const std::exception&) {
@@ -179,6 +186,15 @@ bool load_settings(composition_view& stored) {
 bool save_settings(const composition_view& stored) {
   std::string path;
   return settings_path(true, path) && write_shared_file(path, [&] { save_settings_file(stored, path); });
+}
+
+std::string settings_bytes(const composition_view& stored) {
+  return io::document_bytes([&](io::binary_oarchive& archive) { write_settings(archive, stored); });
+}
+
+bool save_settings_bytes(std::string_view bytes) {
+  std::string path;
+  return settings_path(true, path) && write_shared_file(path, [&] { io::write_document_bytes(path, bytes); });
 }
 
 }  // namespace ksn

@@ -14,6 +14,8 @@
 namespace platform {
 namespace {
 
+bool left_out = false;  // of site and user
+
 // The value of an environment variable that must be an absolute path; empty otherwise (XDG Base Directory
 // Specification: relative paths are invalid).
 std::string absolute_variable(const char* name) {
@@ -107,6 +109,10 @@ std::string folder_of_kind(folder_kind kind) {
       return beside_executable("LUTs");
     case folder_kind::after_save:
       return beside_executable("scripts/after_save");
+    case folder_kind::state:
+      return kestrin_below(xdg_folder("XDG_STATE_HOME", "/.local/state"));
+    case folder_kind::site:
+      return left_out ? std::string() : absolute_variable("KESTRIN_SITE");
   }
   return {};
 }
@@ -118,6 +124,30 @@ bool get_folder(folder_kind kind, bool create, std::string& path) {
   if (folder.empty() || (create && !make_folders(folder))) return false;
   path = folder;
   return true;
+}
+
+std::vector<std::string> definition_folders() {
+  std::vector<std::string> folders{folder_of_kind(folder_kind::config)};
+  if (left_out) return folders;
+  for (const folder_kind kind : {folder_kind::site, folder_kind::user, folder_kind::documents}) {
+    if (const std::string folder = folder_of_kind(kind); !folder.empty()) folders.push_back(folder);
+  }
+  return folders;
+}
+
+std::vector<std::string> lookup_folders() {
+  std::vector<std::string> folders;
+  if (const std::string site = folder_of_kind(folder_kind::site); !site.empty()) folders.push_back(site + "/LUTs");
+  folders.push_back(folder_of_kind(folder_kind::lookup_tables));
+  return folders;
+}
+
+void leave_out_own_folders(bool on) {
+  left_out = on;
+}
+
+bool own_folders_left_out() {
+  return left_out;
 }
 
 }  // namespace platform

@@ -1,7 +1,8 @@
-// The chooser of a lookup table: those of the composition, those of the LUTs folder, or a file. While its list is open,
-// the picture shows what the pointer is on.
+// The chooser of a lookup table: those of the composition, those of the LUTs folders, or a file. While its list is
+// open, the picture shows what the pointer is on.
 #include <algorithm>
 #include <filesystem>
+#include <set>
 
 #include "composition/opening/natural_order.h"
 #include "img/lookup/peek.h"
@@ -116,16 +117,17 @@ class lookup_chooser : public ui_basic_chooser {
     for (const auto& [name, table] : map) {
       tables_.push_back({name, table.has_cube() ? img::lookup_kind::cube : img::lookup_kind::curves});
     }
-    std::string folder;
-    if (!platform::get_folder(platform::folder_kind::lookup_tables, false, folder)) return;
     const std::size_t own = tables_.size();
-    std::error_code failed;
-    for (std::filesystem::directory_iterator file(folder, failed), end; !failed && file != end;
-         file.increment(failed)) {
-      const std::string name = file->path().filename().string();
-      const img::lookup_kind kind =
-          map.contains(name) ? img::lookup_kind::none : img::peek_lookup(file->path().string());
-      if (kind != img::lookup_kind::none) tables_.push_back({name, kind});
+    std::set<std::string> met;
+    for (const std::string& folder : platform::lookup_folders()) {
+      std::error_code failed;
+      for (std::filesystem::directory_iterator file(folder, failed), end; !failed && file != end;
+           file.increment(failed)) {
+        const std::string name = file->path().filename().string();
+        if (map.contains(name) || !met.insert(name).second) continue;
+        const img::lookup_kind kind = img::peek_lookup(file->path().string());
+        if (kind != img::lookup_kind::none) tables_.push_back({name, kind});
+      }
     }
     std::sort(tables_.begin() + static_cast<std::ptrdiff_t>(own), tables_.end(),
               [](const table_entry& a, const table_entry& b) { return ksn::natural_less(a.name, b.name); });

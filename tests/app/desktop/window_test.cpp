@@ -245,6 +245,32 @@ TEST_F(window, comes_back_where_it_was) {
   }
 }
 
+TEST_F(window, a_crash_leaves_the_composition) {
+  picture("a.tga", 40, 30);
+  support::temp_folder user;
+  const std::map<std::string, std::string> same = {
+      {"XDG_CONFIG_HOME", user / "config"}, {"XDG_DATA_HOME", user / "data"}, {"XDG_STATE_HOME", user / "state"}};
+  const auto copies = [&] {
+    int count = 0;
+    std::error_code none;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(user / "data/Kestrin/unsaved", none))
+      count += entry.path().extension() == ".ksncomp" ? 1 : 0;
+    return count;
+  };
+  {
+    window_program program(*server, {folder / "a.tga", "--autosave=1"}, {}, same);
+    ASSERT_TRUE(wait_until([&] { return copies() == 1; }));
+    program.program().send(SIGKILL);
+    program.program().wait();
+  }
+  // A window that shows something already is not asked.
+  window_program program(*server, {folder / "a.tga"}, {}, same);
+  EXPECT_TRUE(wait_until([&] { return program.errors().find("File, Open Unsaved") != std::string::npos; }));
+  EXPECT_EQ(ksn::read_recent(user / "data/Kestrin")[ksn::unsaved_items].size(), 1u);
+  expect_quit(program);
+  EXPECT_EQ(copies(), 2) << "filed at its end";
+}
+
 TEST_F(window, ends_when_its_display_goes_away) {
   picture("a.tga", 40, 30);
   support::x_server own;
