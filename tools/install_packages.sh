@@ -1,5 +1,6 @@
 #!/bin/sh
-# install_packages.sh GROUP... installs the Debian packages of the groups that are missing: build, test, bench.
+# install_packages.sh GROUP... installs the Debian packages of the groups that are missing: build, test, bench,
+# and check for the scripts of tools/ that ./test does not run.
 # Does nothing, and needs no rights, when all are there.
 set -eu
 build="g++ cmake ninja-build pkg-config zlib1g-dev libpng-dev libjpeg-dev libtiff-dev libraw-dev libopenexr-dev libimath-dev \
@@ -7,6 +8,7 @@ libdeflate-dev libavformat-dev libavcodec-dev libswscale-dev libswresample-dev l
 qt6-base-dev qt6-wayland libsdl2-dev libxcb1-dev libpango1.0-dev libfontconfig-dev fonts-liberation \
 fonts-dejavu-core fonts-dejavu-extra"
 test="ffmpeg duktape xvfb xdotool x11-xserver-utils libgl1-mesa-dri libgtest-dev clang libclang-rt-14-dev clang-format"
+check="clang-tidy-14 slurm-wlm munge inotify-tools parallel xvfb xdotool imagemagick lintian appstream desktop-file-utils"
 bench="libbenchmark-dev libpixman-1-dev libspng-dev ffmpeg imagemagick openimageio-tools"
 
 missing=
@@ -15,6 +17,7 @@ for group in "$@"; do
     build) wanted=$build ;;
     test) wanted=$test ;;
     bench) wanted=$bench ;;
+    check) wanted=$check ;;
     *) echo "install_packages.sh: unknown group $group" >&2; exit 2 ;;
   esac
   for package in $wanted; do
