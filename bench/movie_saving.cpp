@@ -56,7 +56,7 @@ int main(int argc, char** argv) {
   };
   const row rows[] = {
       {"1080p TGA to ProRes 422 HQ", "prores_hq", "mov",
-       "-c:v prores_ks -profile:v hq -vendor apl0 -pix_fmt yuv422p10le"},
+       "-c:v prores_aw -profile:v 3 -vendor apl0 -pix_fmt yuv422p10le"},
       {"1080p TGA to H.264, crf 18, medium", "h264", "mp4", "-c:v libx264 -crf 18 -preset medium -pix_fmt yuv420p"},
       {"1080p TGA to DNxHR HQ", "dnxhr_hq", "mov", "-c:v dnxhd -profile:v dnxhr_hq -pix_fmt yuv422p"},
       {"1080p TGA to FFV1", "ffv1", "mkv", "-c:v ffv1 -level 3 -pix_fmt bgr0"},
@@ -74,7 +74,7 @@ int main(int argc, char** argv) {
               "/front.####.tga' --alpha=normal --fps=24 --mask_size=2048,1556 --save_mask_as_sequence='" + out +
               "' --exit=status",
           "-framerate 24 -i '" + folder + "/back.%04d.dpx' -framerate 24 -i '" + folder +
-              "/front.%04d.tga' -filter_complex overlay=format=gbrp -c:v prores_ks -profile:v hq -vendor apl0 -pix_fmt "
+              "/front.%04d.tga' -filter_complex overlay=format=gbrp -c:v prores_aw -profile:v 3 -vendor apl0 -pix_fmt "
               "yuv422p10le '" +
               out + "'",
           rounds);

@@ -36,19 +36,20 @@
 #include "composition/documents/persistence.h"
 #include "composition/state.h"
 #include "lib/format.h"
-#include "lib/from_string.h"
 #include "lib/messages.h"
 #include "lib/paths.h"
 #include "platform/crash.h"
 #include "platform/desktop.h"
 #include "platform/files.h"
 #include "platform/folders.h"
+#include "platform/handover_message.h"
 #include "playback/actions.h"
 #include "playback/clock.h"
 #include "render/compositor.h"
 #include "render/information.h"
 #include "render/pipeline.h"
 #include "save/actions.h"
+#include "save/queue/actions.h"
 #include "text/fonts.h"
 #include "ui/skin/drawing.h"
 
@@ -104,7 +105,17 @@ struct application::impl {
   playback::clock clock{composition, frames};
   app::sound_start sound{composition, clock};
   app::attach attach{engine};
+  int answered_saves = 0;          // the last one that a line of another instance can have begun
+  bool exits_after_saves = false;  // a line of another instance asked for the exit while saves ran
   after_save_scripts scripts{[this](const std::string& line) { engine.write_error(line); }};
+  save::queue saves{{[this](std::function<void(const std::string& line)> report) {
+                       render::pipeline_options options;
+                       options.report_error = std::move(report);
+                       options.reading = &reading;
+                       return std::make_unique<render::pipeline>(frames, std::move(options));
+                     },
+                     [this] { desktop->wake(); }, [this](const std::string& line) { engine.write_error(line); },
+                     [this](const std::string& path) { after_save(path); }}};
   command::recent_notes recent{[](bool create, std::string& folder) {
     return platform::get_folder(platform::folder_kind::local_data, create, folder);
   }};
@@ -115,7 +126,7 @@ struct application::impl {
   ui::drawing_functions drawing = ui::drawing_with(skins, fonts);
   app::window_run window{{composition, engine, pipeline, frames, loader, clock, product_title,
                           [this](std::string_view key) { return text(key); },
-                          [this](const std::string& line) { console.report(line); }, &errors, &drawing}};
+                          [this](const std::string& line) { console.report(line); }, &errors, &drawing, &saves}};
   app::live_services services{{engine, clock, [this] { return services_pipeline(); },
                                [this](std::string_view key) { return text(key); },
                                [this](const std::string& copied) {
@@ -148,6 +159,8 @@ struct application::impl {
   void run_site_start();
   // Tells of the documents that runs left which ended badly; an empty window offers the last one.
   void offer(const std::vector<std::string>& left);
+  close_answer may_close();
+  std::function<bool(std::string& answer)> saves_left();
   // 1 in place of 0 when the process is to tell of error lines.
   int exit_code(int code) const { return code == 0 && engine.exit_with_status && console.any_error() ? 1 : code; }
   void after_save(const std::string& path);
@@ -235,19 +248,29 @@ void application::impl::register_actions() {
   register_benchmarks(engine, pipeline, reporting(engine, fonts, nullptr), loader);
   render::register_information(engine, pipeline);
   playback::register_playback_actions(engine, clock);
-  save::register_save_actions(engine, pipeline,
-                              {[this](const save::progress& progress) {
-                                 const std::string shown = titled(progress);
-                                 console.show(progress, shown);
-                                 window.show_progress(shown, progress.done, progress.total);
-                               },
-                               [this] { return interrupted() || window.progress_cancelled(); },
-                               [this](const std::string& path) { after_save(path); },
-                               [this](int& width, int& height) { return window.client_area(width, height); },
-                               [this] { return clock.shown_time(); }});
+  save::register_save_actions(
+      engine, pipeline,
+      {[this](const save::progress& progress) {
+         const std::string shown = titled(progress);
+         console.show(progress, shown);
+         window.show_progress(shown, progress.done, progress.total);
+       },
+       [this] { return interrupted() || window.progress_cancelled(); },
+       [this](const std::string& path) { after_save(path); },
+       [this](int& width, int& height) { return window.client_area(width, height); },
+       [this] { return clock.shown_time(); }, [this] { return window.desktop() ? &saves : nullptr; }});
+  save::register_queue_actions(engine, saves, [this](const std::string& shown, int done, int total) {
+    window.show_progress(shown, done, total);
+    return !interrupted() && !window.progress_cancelled();
+  });
   const auto current_desktop = [this] { return window.desktop(); };
   ask_with_dialogs(
-      {engine, current_desktop, [this](std::string_view key) { return text(key); }, [this] { window.redraw(); }});
+      {engine, current_desktop, [this](std::string_view key) { return text(key); }, [this] { window.redraw(); },
+       [this] {
+         std::string folder;
+         const bool kept = !transient && platform::get_folder(platform::folder_kind::roaming_data, true, folder);
+         return kept ? lib::add_separator(folder) + "kestrin.dialogs.txt" : std::string();
+       }});
   services.register_actions();
   output.register_actions();
   register_shell_actions(engine, [this] { return clock.shown_time(); });
@@ -377,7 +400,7 @@ bool application::impl::print_tables(const std::string& which) {
 }
 
 std::string application::impl::titled(const save::progress& progress) {
-  const std::string state = progress_text(progress);
+  const std::string state = save::progress_text(progress);
   const std::string& option = engine.current_option();
   if (option.starts_with("--save_layer_as")) return text("save_layer_as.pdlg_title") + ": " + state;
   if (!option.starts_with("--save_mask_as_sequence")) return state;
@@ -444,6 +467,33 @@ std::unique_ptr<render::pipeline> application::impl::services_pipeline() {
   return std::make_unique<render::pipeline>(frames, options);
 }
 
+// Asks the user where saves would be cut short; who gave a line with an exit in it waits for them instead.
+close_answer application::impl::may_close() {
+  const int count = saves.unfinished();
+  if (count == 0) return close_answer::close;
+  if (exits_after_saves) return close_answer::later;
+  const std::string question = count == 1 ? text("close_save_runs") : lib::format(text("close_saves_run"), count);
+  if (window.desktop()->show_message(question, true) != platform::message_answer::yes) return close_answer::stay;
+  return close_answer::close;
+}
+
+// What is to be asked until the saves of the line just carried out are over, with their error lines; nothing when it
+// began none.
+std::function<bool(std::string& answer)> application::impl::saves_left() {
+  const int last = saves.last_id();
+  const int first = std::exchange(answered_saves, last) + 1;
+  exits_after_saves = engine.exit_requested && saves.unfinished() > 0;
+  if (first > last) return nullptr;
+  return [this, first, last](std::string& answer) {
+    if (!saves.is_over_to(last)) return false;
+    for (int id = first; id <= last; ++id) {
+      for (const std::string& line : saves.lines_of(id))
+        answer += platform::encode_answer(platform::answer_kind::error, line);
+    }
+    return true;
+  };
+}
+
 int application::impl::run_window() {
   attach.serve([this] { desktop->wake(); }, [this] { desktop->bring_forward(); });
   sound.use(&desktop->audio());
@@ -453,6 +503,7 @@ int application::impl::run_window() {
   keeper.begin(platform::milliseconds(), !window.is_transient(), !transient);
   bool shown = false;
   window.poll_handover = [this, &shown, &left] {
+    if (saves.poll()) window.redraw();
     attach.poll();
     scripts.poll();
     // A script reads what was printed while the window is open.
@@ -468,8 +519,15 @@ int application::impl::run_window() {
   services.set_wake([this] { desktop->wake(); });
   window.poll_services = [this] { return services.poll(); };
   window.show_elsewhere = [this] { output.tick(); };
+  window.may_close = [this] { return may_close(); };
+  window.end_work = [this] { saves.stop(); };
+  attach.work_left = [this] { return saves_left(); };
   const int result = window.run(*desktop);
   keeper.end();
+  saves.stop();
+  attach.work_left = nullptr;
+  window.end_work = nullptr;
+  window.may_close = nullptr;
   window.show_elsewhere = nullptr;
   output.stop();
   window.poll_services = nullptr;

@@ -121,6 +121,7 @@ bool attach::poll() {
 bool attach::carry_out(const platform::handover_message& message, std::string& answer) {
   const visit folder(message.folder);
   if (!folder.arrived()) return false;
+  if (work_left) work_left();
   {
     // Every line goes to both consoles.
     const line_copy output(engine_.write_output, [&answer](const std::string& line) {
@@ -135,6 +136,7 @@ bool attach::carry_out(const platform::handover_message& message, std::string& a
     engine_.command_pass(message.arguments);
     for (const char* name : attach_options) engine_.action_table.erase(name);
   }
+  if (work_left) line().hold(work_left());
   // Whoever reads this instance's output has it when the sender ends.
   std::fflush(stdout);
 

@@ -32,6 +32,10 @@ class attach {
   bool poll();
   void stop();
 
+  // Asked after each line: what is to be called at each poll() until it gives true, and may add to the answer, before
+  // the sender hears that its line has been carried out; empty when all of it has. May be empty itself.
+  std::function<platform::rest_of_answer()> work_left;
+
  private:
   command::engine& engine_;
   std::string address_;

@@ -47,7 +47,4 @@ class console {
   int output_error_ = 0;                                 // errno of the first line that could not be written
 };
 
-// "12/48 frames, 23.4 a second, 0:02 left", and of a movie what it has by now: ", 31.5 MB"
-std::string progress_text(const save::progress& progress);
-
 }  // namespace app

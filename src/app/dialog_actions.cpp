@@ -1,10 +1,11 @@
 #include "app/dialog_actions.h"
 
 #include <cstddef>
-#include <map>
+#include <optional>
 #include <vector>
 
 #include "app/line_copy.h"
+#include "app/open_choices.h"
 #include "app/save_choices.h"
 #include "lib/paths.h"
 #include "lib/printable.h"
@@ -21,9 +22,15 @@ std::string title_of(const dialog_parts& parts, const command::action& row) {
   return title;
 }
 
+// Empty where nothing is kept.
+std::string choices_file(const dialog_parts& parts) {
+  return parts.choices_file ? parts.choices_file() : std::string();
+}
+
 // Each dialog begins where the last one of its action ended.
-void ask_and_run(const dialog_parts& parts, platform::desktop& desktop, const command::action& row, std::string& folder,
+void ask_and_run(const dialog_parts& parts, platform::desktop& desktop, const command::action& row,
                  save_choices& choices) {
+  const std::string folder = choices.folder_of(row.name);
   platform::file_dialog dialog;
   dialog.title = title_of(parts, row);
   dialog.folder = folder.empty() ? lib::folder_of(lib::full_path("x")) : folder;
@@ -39,10 +46,16 @@ void ask_and_run(const dialog_parts& parts, platform::desktop& desktop, const co
       [&](const std::string& path) { return save_description(parts.engine.composition(), row.name, path); }};
   const bool has_options = dialog.save && row.ask->filter.find("picture_filter") != std::string_view::npos;
   if (has_options) dialog.form = &form;
+  platform::open_form list;
+  if (!dialog.save) {
+    list = make_open_form(parts.text, choices.folders());
+    dialog.list = &list;
+  }
   const std::vector<std::string> paths = desktop.ask_files(dialog);
   if (paths.empty()) return;
-  folder = lib::folder_of(paths.front());
+  choices.remember_folder(row.name, lib::folder_of(paths.front()));
   const std::string options = has_options ? choices.remember(paths.front(), form.chosen) : std::string();
+  if (const std::string file = choices_file(parts); !file.empty()) store_choices(choices, file);
   run_and_tell(parts.engine, desktop, [&] {
     // Without any, the options of saves before are forgotten.
     if (has_options) parts.engine.run_option("--save_options=" + options);
@@ -69,11 +82,14 @@ void run_and_tell(command::engine& engine, platform::desktop& desktop, const std
 }
 
 void ask_with_dialogs(const dialog_parts& parts) {
-  parts.engine.ask_for_value = [parts, folders = std::map<std::string, std::string>(),
-                                choices = save_choices()](const command::action& row) mutable {
+  parts.engine.ask_for_value = [parts, choices = std::optional<save_choices>()](const command::action& row) mutable {
     platform::desktop* desktop = parts.desktop();
     if (!desktop) return false;
-    if (!row.enabled || row.enabled()) ask_and_run(parts, *desktop, row, folders[row.name], choices);
+    if (!choices) {
+      choices.emplace();
+      if (const std::string file = choices_file(parts); !file.empty()) load_choices(*choices, file);
+    }
+    if (!row.enabled || row.enabled()) ask_and_run(parts, *desktop, row, *choices);
     return true;
   };
 }

@@ -15,6 +15,8 @@ struct dialog_parts {
   std::function<platform::desktop*()> desktop;            // null while there is no window
   std::function<std::string(std::string_view key)> text;  // of the message catalogue
   std::function<void()> done;                             // after each action that ran
+  // The file that choices are kept in from run to run; empty for none. May be empty itself.
+  std::function<std::string()> choices_file = nullptr;
 };
 
 // Asks for the files of all actions that have a question, where there is a window. Such an action is to be run by

@@ -1,15 +1,21 @@
 #include "app/save_choices.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <fstream>
 
+#include "composition/documents/shared_file.h"
 #include "composition/time/frame_rate.h"
 #include "img/format.h"
+#include "io/part_file.h"
 #include "lib/paths.h"
 #include "save/save.h"
 #include "sources/movie_codec.h"
 
 namespace app {
 namespace {
+
+constexpr std::size_t longest_choices = std::size_t{1} << 16;  // bytes of the file that are read
 
 using platform::form_choice;
 using platform::form_word;
@@ -84,6 +90,76 @@ std::string save_choices::remember(const std::string& path, const std::map<std::
     if (!word.empty()) list += (list.empty() ? "" : ",") + key + "=" + word;
   }
   return list;
+}
+
+std::vector<std::string> save_choices::folders() const {
+  std::vector<std::string> result;
+  for (const auto& [action, folder] : folders_) {
+    if (!folder.empty()) result.push_back(folder);
+  }
+  return result;
+}
+
+std::string save_choices::text() const {
+  std::string text;
+  for (const auto& [extension, words] : kept_) {
+    std::string list;
+    for (const auto& [key, word] : words) list += (list.empty() ? "" : ",") + key + "=" + word;
+    if (!list.empty()) text += "options " + extension + " " + list + "\n";
+  }
+  for (const auto& [action, folder] : folders_) {
+    // A path may hold anything; one with a line feed is not worth a form of its own.
+    if (!folder.empty() && folder.find('\n') == folder.npos) text += "folder " + action + " " + folder + "\n";
+  }
+  return text;
+}
+
+void save_choices::take_text(std::string_view text) {
+  const auto cut = [](std::string_view& rest, char at) {
+    const std::size_t end = std::min(rest.find(at), rest.size());
+    const std::string part(rest.substr(0, end));
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+    return part;
+  };
+  while (!text.empty()) {
+    const std::string whole = cut(text, '\n');
+    std::string_view line = whole;
+    const std::string kind = cut(line, ' ');
+    const std::string name = cut(line, ' ');
+    if (name.empty() || line.empty()) continue;
+    if (kind == "folder") folders_[name] = line;
+    if (kind != "options") continue;
+    std::map<std::string, std::string> words;
+    while (!line.empty()) {
+      const std::string item = cut(line, ',');
+      std::string_view value = item;
+      const std::string key = cut(value, '=');
+      if (!key.empty()) words[key] = value;
+    }
+    kept_[name] = std::move(words);
+  }
+}
+
+void load_choices(save_choices& choices, const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::string text(longest_choices, 0);
+  file.read(text.data(), static_cast<std::streamsize>(text.size()));
+  choices.take_text(
+      std::string_view(text).substr(0, static_cast<std::size_t>(std::max<std::streamsize>(file.gcount(), 0))));
+}
+
+void store_choices(const save_choices& choices, const std::string& path) {
+  ksn::write_shared_file(path, [&] {
+    // What others chose meanwhile for other kinds stays.
+    save_choices all;
+    load_choices(all, path);
+    all.take_text(choices.text());
+    io::part_file part(path);
+    std::ofstream file(part.path(), std::ios::binary);
+    file << all.text();
+    file.close();
+    if (file) part.commit();
+  });
 }
 
 std::string save_description(const ksn::state& composition, const std::string& action, const std::string& path) {

@@ -55,6 +55,7 @@ void window_run::make_interface() {
     if (desktop()) desktop_->set_clipboard_text(text);
   };
   parts.milliseconds = [this] { return milliseconds(); };
+  parts.saves = parts_.saves;
   interface_ = std::make_unique<ui::window>(std::move(parts));
 
   command::engine& engine = parts_.engine;

@@ -151,7 +151,7 @@ int window_run::loop() {
     // Only the exit action asks for the close; the others that end a command line leave the window alone.
     close_requested_ = close_requested_ || parts_.engine.exit_requested;
     if (!close_requested_) parts_.engine.quit_requested = false;
-    if ((close_requested_ || interrupted()) && close()) break;
+    if (wants_to_close() && close()) break;
     const std::uint32_t start = milliseconds();
     const bool may_sleep = main_tick();
     if (may_sleep && !parts_.composition.doc.playing) {
@@ -163,6 +163,15 @@ int window_run::loop() {
     }
   }
   return interrupted() ? interrupt_status() : 0;
+}
+
+bool window_run::wants_to_close() {
+  if (interrupted()) return true;
+  if (!close_requested_) return false;
+  const close_answer answer = may_close ? may_close() : close_answer::close;
+  if (answer != close_answer::close) parts_.engine.exit_requested = parts_.engine.quit_requested = false;
+  close_requested_ = answer != close_answer::stay;
+  return answer == close_answer::close;
 }
 
 bool window_run::main_tick() {
@@ -357,6 +366,7 @@ void window_run::save_state() {
 
 void window_run::lose_display() {
   parts_.report("The display is gone");
+  if (end_work) end_work();
   try {
     if (!closed_) parts_.composition.hooks.file_among_unsaved();
   } catch (const std::exception& failure) {

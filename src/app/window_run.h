@@ -54,6 +54,13 @@ struct window_parts {
   std::function<void(const std::string& line)> report;    // to the console
   const lib::error_record* errors = nullptr;              // the latest error lines, for the areas that show them
   const ui::drawing_functions* drawing = nullptr;         // art and text; null draws neither
+  const save::queue* saves = nullptr;                     // what the window shows of saves; null for none
+};
+
+enum class close_answer {
+  close,
+  later,  // is asked again with each pass of the loop
+  stay
 };
 
 // Main thread.
@@ -91,6 +98,10 @@ class window_run {
   // --- bound by their owners; each may be empty ---
   // Carries out what other instances hand over. Called in each pass of the loop; platform::desktop::wake() ends a wait.
   std::function<void()> poll_handover;
+  // Whether a window that is asked to close may do that. Signals are not asked for.
+  std::function<close_answer()> may_close;
+  // Ends work that goes on beside the window, before the process is cut short.
+  std::function<void()> end_work;
   // Draws what was asked for from elsewhere. Called in each tick; true when there was something to do.
   std::function<bool()> poll_services;
   // Shows the picture on other devices. Called in each tick, after the window has shown its own.
@@ -139,6 +150,7 @@ class window_run {
   std::vector<std::string> waiting_drops_;
 
   bool open();
+  bool wants_to_close();
   // False when the document can't be filed away and the user keeps it.
   bool close();
   bool file_document();

@@ -13,6 +13,7 @@ namespace {
 std::atomic<int> wanted_threads{0};
 thread_local bool on_one_thread = false;
 thread_local bool inside_a_loop = false;
+thread_local bool in_background = false;
 
 struct loop {
   detail::chunk_function call;
@@ -24,8 +25,9 @@ struct loop {
   std::exception_ptr failure{};             // what it threw
   std::mutex lock{};                        // guards failure
 
-  void work() {
-    for (;;) {
+  // Until all is taken, or `leave` is set.
+  void work(const std::atomic<bool>& leave) {
+    while (!leave.load(std::memory_order_relaxed)) {
       const long long first = next.fetch_add(chunk, std::memory_order_relaxed);
       if (first >= failed_at) return;
       try {
@@ -45,10 +47,11 @@ struct loop {
 // long), and neither the thread sanitizer nor a fork knows them.
 class thread_pool {
  public:
-  // False when another loop has the threads.
+  // False when another loop has the threads, or took them before this one was through.
   bool run(loop& work, int helpers) {
-    if (!owner_.try_lock()) return false;
+    if (!take()) return false;
     const std::lock_guard owned(owner_, std::adopt_lock);
+    const std::atomic<bool>& leave = in_background ? wanted_ : never_;
     {
       const std::lock_guard guard(lock_);
       try {
@@ -57,27 +60,46 @@ class thread_pool {
         // The user may have no more threads. The loop runs on those that there are.
       }
       current_ = &work;
+      leave_ = &leave;
       places_ = helpers;
       round_.fetch_add(1, std::memory_order_release);
     }
     started_.notify_all();
-    work.work();
+    work.work(leave);
     std::unique_lock guard(lock_);
     current_ = nullptr;
     finished_.wait(guard, [this] { return active_ == 0; });
-    return true;
+    return work.next >= work.count;
   }
 
+  const std::atomic<bool>& never() const { return never_; }
+
  private:
-  std::mutex owner_;  // held by the thread whose loop runs
-  std::mutex lock_;   // guards what follows
+  std::mutex owner_;                 // held by the thread whose loop runs
+  std::atomic<bool> yields_{false};  // that loop is one in the background
+  std::atomic<bool> wanted_{false};  // another one waits for the threads
+  const std::atomic<bool> never_{false};
+  std::mutex lock_;  // guards what follows
   std::condition_variable started_;
   std::condition_variable finished_;
   loop* current_ = nullptr;
+  const std::atomic<bool>* leave_ = nullptr;
   int places_ = 0;  // helpers that may still join the current loop
   int active_ = 0;  // helpers at work in it
   int threads_ = 0;
   std::atomic<unsigned> round_{0};
+
+  // Takes owner_. One that waits for a loop in the background has it after the stretches that are at hand there.
+  bool take() {
+    if (!owner_.try_lock()) {
+      if (in_background || !yields_) return false;
+      wanted_ = true;
+      owner_.lock();
+      wanted_ = false;
+    }
+    yields_ = in_background;
+    return true;
+  }
 
   void serve() {
     inside_a_loop = true;
@@ -96,8 +118,9 @@ class thread_pool {
       --places_;
       ++active_;
       loop* work = current_;
+      const std::atomic<bool>* leave = leave_;
       guard.unlock();
-      work->work();
+      work->work(*leave);
       guard.lock();
       if (--active_ == 0) finished_.notify_one();
     }
@@ -139,7 +162,7 @@ void detail::run_chunks(int count, int chunk, chunk_function call, void* body) {
     shared = pool().run(work, helpers);
     inside_a_loop = false;
   }
-  if (!shared) work.work();
+  if (!shared) work.work(pool().never());
   if (work.failure) std::rethrow_exception(work.failure);
 }
 
@@ -149,6 +172,14 @@ single_thread_scope::single_thread_scope(bool active) : before_(on_one_thread) {
 
 single_thread_scope::~single_thread_scope() {
   on_one_thread = before_;
+}
+
+background_scope::background_scope() : before_(in_background) {
+  in_background = true;
+}
+
+background_scope::~background_scope() {
+  in_background = before_;
 }
 
 }  // namespace lib

@@ -34,6 +34,19 @@ class single_thread_scope {
   bool before_;
 };
 
+// While one lives, loops of the thread that made it stand back: when another thread's loop wants the threads, they go
+// to it, and the one in the background ends on its own thread. For long work beside a user.
+class background_scope {
+ public:
+  background_scope();
+  ~background_scope();
+  background_scope(const background_scope&) = delete;
+  background_scope& operator=(const background_scope&) = delete;
+
+ private:
+  bool before_;
+};
+
 // Calls body(first, last) for the half-open stretches of `chunk` items that cover 0 to `count`, and returns when all
 // are done. The threads take stretches as they get to them, so that one that the system holds up costs the others
 // little; which thread takes which is left open, and no result may depend on it. A call from inside a body, or while

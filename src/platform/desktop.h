@@ -81,6 +81,7 @@ struct menu_entry {
   bool is_separator() const { return text.empty(); }
 };
 
+struct open_form;
 struct save_form;
 
 struct file_dialog {
@@ -90,7 +91,8 @@ struct file_dialog {
   std::string filter;  // "name (*.a *.b)", entries separated by ";;"
   bool save = false;
   bool several = false;
-  save_form* form = nullptr;  // of a save dialog; null offers only the name
+  save_form* form = nullptr;        // of a save dialog; null offers only the name
+  const open_form* list = nullptr;  // of a dialog that opens; null leaves the files to the desktop
 };
 
 enum class message_answer { ok, yes, no, cancel };

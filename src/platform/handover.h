@@ -2,8 +2,10 @@
 #pragma once
 
 #include <functional>
+#include <list>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "platform/file_lock.h"
 #include "platform/handover_message.h"
@@ -19,6 +21,9 @@ std::string handover_address();
 
 // Carries out one message: adds lines to the answer, and gives false when it does not carry it out.
 using carry_out_function = std::function<bool(const handover_message& message, std::string& answer)>;
+
+// What of a message goes on after it was carried out: true once it is over, with its last lines added to the answer.
+using rest_of_answer = std::function<bool(std::string& answer)>;
 
 enum class handover_result {
   carried_out,
@@ -48,18 +53,26 @@ class handover {
   bool serving() const { return server_ != nullptr; }
   // Carries out the messages that wait. A call from within `carry_out` does nothing.
   void poll(const carry_out_function& carry_out);
+  // From within `carry_out`: the sender has its answer when `rest` gives true, which each poll() asks, or at stop().
+  // An empty one holds nothing.
+  void hold(rest_of_answer rest) { rest_ = std::move(rest); }
   // Ends serving and gives the claim up. Senders that wait without an answer find the next instance, or nobody.
   void stop();
 
  private:
+  struct held_answer;
+
   bool claim();
   void try_to_serve();
+  void answer_held(bool at_once);
 
   std::string address_;
   std::unique_ptr<file_lock> lock_;  // held by the instance that owns the socket
   int socket_ = -1;                  // listening; owned
   std::function<void()> wake_;
   std::unique_ptr<handover_server> server_;
+  rest_of_answer rest_;  // of the message that is carried out
+  std::list<held_answer> held_;
   long long next_try_ = 0;  // milliseconds of a steady clock
   bool wants_to_serve_ = false;
   bool polling_ = false;

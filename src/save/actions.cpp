@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "command/messages.h"
+#include "lib/paths.h"
 #include "save/preview_view.h"
 #include "sources/movie_codec.h"
 
@@ -36,7 +37,7 @@ void register_save_actions(command::engine& engine, render::pipeline& pipeline, 
     const char* title;
     const char* file_name;
     bool (*run)(context& context, const std::string& path);
-    bool is_walk = false;
+    bool (*may_run)(context& context, const std::string& path) = nullptr;  // of a walk, which can be queued
   };
   constexpr std::string_view pictures = "picture_filter any_file_filter";
   constexpr std::string_view walks = "picture_filter movie_filter any_file_filter";
@@ -49,7 +50,7 @@ void register_save_actions(command::engine& engine, render::pipeline& pipeline, 
                 .keys = row.keys,
                 .menu = {"mi_file", row.position},
                 .execute_value =
-                    [&engine, &pipeline, around, options, incomplete, part, run](const std::string& value) {
+                    [&engine, &pipeline, around, options, incomplete, part, run, walk = row](const std::string& value) {
                       context context{engine.composition(),
                                       pipeline,
                                       *options,
@@ -61,10 +62,15 @@ void register_save_actions(command::engine& engine, render::pipeline& pipeline, 
                                       around->show_progress,
                                       around->cancelled,
                                       around->after_save};
-                      run(context, value);
+                      queue* const waiting = walk.may_run && around->queue ? around->queue() : nullptr;
+                      if (!waiting) {
+                        run(context, value);
+                      } else if (walk.may_run(context, value)) {
+                        waiting->add(walk.run, lib::full_path(value), context);
+                      }
                       return true;
                     },
-                .ask = command::file_question{row.title, row.file_name, row.is_walk ? walks : pictures}});
+                .ask = command::file_question{row.title, row.file_name, row.may_run ? walks : pictures}});
   };
   constexpr row rows[] = {
       {"save_frame_as", "save the selected layer's frame at the current time to a file that you choose",
@@ -76,11 +82,12 @@ void register_save_actions(command::engine& engine, render::pipeline& pipeline, 
       {"save_layer_as", "save the selected layer's frames in the work area to files that you choose",
        "save the selected layer's frames in the work area, at their own size; # in the name is the frame number; "
        "to one movie for .mov, .mp4, .mkv and .avi",
-       "", 70, "save_layer_as.action", "layer.####.exr", save_layer_as, true},
+       "", 70, "save_layer_as.action", "layer.####.exr", save_layer_as, may_save_layer_as},
       {"save_mask_as_sequence", "save the composite of each frame of the work area to files that you choose",
        "save the composite of each frame of the work area, at the size of the output (mask_size); # in the name is the "
        "frame number; to one movie for .mov, .mp4, .mkv and .avi",
-       "Ctrl+Shift+E", 71, "save_mask_as_sequence.action", "composite.####.exr", save_mask_as_sequence, true},
+       "Ctrl+Shift+E", 71, "save_mask_as_sequence.action", "composite.####.exr", save_mask_as_sequence,
+       may_save_mask_as_sequence},
   };
   for (const row& row : rows) add(row, row.run);
   add({"save_screen_as", "save the preview area as the window shows it to a file that you choose",

@@ -3,6 +3,7 @@
 
 #include "command/engine.h"
 #include "render/pipeline.h"
+#include "save/queue/queue.h"
 #include "save/save.h"
 
 namespace save {
@@ -16,6 +17,8 @@ struct surroundings {
   std::function<bool(int& width, int& height)> client_area;
   // The time of the picture in the window; without it that of the composition.
   std::function<double()> shown_time;
+  // Where saves of many frames run beside the user's work; null while they are to run at once.
+  std::function<save::queue*()> queue = nullptr;
 };
 
 // Gives the value forms of save_frame_as, save_layer_as, save_mask_as_image, save_mask_as_sequence, save_screen_as and

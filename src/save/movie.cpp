@@ -222,7 +222,7 @@ void movie_output::encode_all() {
       changed_.notify_all();
     }
     const std::string line = encode(next);
-    next.shown = {};  // back to its pool before the main thread needs the next one
+    next.shown = {};  // back to its pool before the thread of the save needs the next one
     const std::lock_guard guard(lock_);
     if (next.counted || !line.empty()) results_.push_back({line.empty(), line, writer_->bytes()});
     failure_ = line;

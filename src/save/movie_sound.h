@@ -13,7 +13,7 @@ namespace save {
 // The layers that are heard with the composite.
 std::vector<int> audible_layers(const ksn::state& composition);
 
-// Main thread; the layers stay as they are while this lives.
+// The thread of the save; the layers stay as they are while this lives.
 class movie_sound {
  public:
   // Of those of `layers` that have sound, for a movie of this rate in a container. The sample rate is that of the

@@ -7,7 +7,7 @@
 
 namespace save {
 
-// Main thread. Pictures are taken in the order of their frames and written on other threads.
+// The thread of the save. Pictures are taken in the order of their frames and written on other threads.
 class output {
  public:
   struct result {

@@ -13,7 +13,7 @@ namespace save {
 // ahead: no file behind it, a movie, or a layer that bypasses the cache. `native`: before the lookup.
 bool wanted_of(const ksn::track_info& track, double time, bool native, cache::frame_request& wanted);
 
-// Main thread.
+// The thread of the save; one at a time for a scheduler.
 class read_ahead {
  public:
   explicit read_ahead(cache::frame_scheduler& reading) : reading_(reading) {}

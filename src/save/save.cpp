@@ -172,6 +172,16 @@ bool has_layer(context& context, const char* command, const std::string& path) {
 
 }  // namespace
 
+bool may_save_layer_as(context& context, const std::string& path) {
+  target target;
+  return has_layer(context, "save_layer_as", path) && open_target(context, path, target, true);
+}
+
+bool may_save_mask_as_sequence(context& context, const std::string& path) {
+  target target;
+  return open_target(context, path, target, true);
+}
+
 bool save_frame_as(context& context, const std::string& path) {
   target target;
   if (!has_layer(context, "save_frame_as", path) || !open_target(context, path, target)) return false;

@@ -29,7 +29,7 @@ struct save_options : img::save_options {
   bool operator==(const save_options&) const = default;
 };
 
-// The surroundings that a saver needs. `cancelled` is looked at between frames.
+// The surroundings that a saver needs; of one thread. `cancelled` is looked at between frames.
 struct context {
   ksn::state& composition;
   render::pipeline& pipeline;
@@ -58,6 +58,14 @@ bool save_mask_as_image(context& context, const std::string& path);
 bool save_mask_as_sequence(context& context, const std::string& path);
 // `client_width`, `client_height`: the window's client area.
 bool save_screen_as(context& context, const std::string& path, int client_width, int client_height);
+
+// Whether save_layer_as or save_mask_as_sequence may begin: layer, inputs and target are there. Otherwise their error
+// line is written.
+bool may_save_layer_as(context& context, const std::string& path);
+bool may_save_mask_as_sequence(context& context, const std::string& path);
+
+// "48/120 frames, 24.6 a second, 0:03 left", and the megabytes of a movie.
+std::string progress_text(const progress& progress);
 
 // The name of a frame of a sequence: a run of `#` in the file part becomes the number with at least that many digits;
 // a path with none gets `_%04d` in front of its extension. `number` is not negative.

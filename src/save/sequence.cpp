@@ -232,9 +232,8 @@ void leave_out_done(const context& context, const output& output, std::size_t fr
 }  // namespace
 
 std::string missing_frame_text(const ksn::state& composition) {
-  constexpr const char* key = "save_layer_as.missing_frame";
-  std::string text = composition.catalogue_text(key);
-  return text == key ? "The frame is missing" : text;
+  std::string text = composition.catalogue_text(missing_frame_key);
+  return text == missing_frame_key ? "The frame is missing" : text;
 }
 
 bool save_walk(context& context, const target& target, const walk& walk) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <string_view>
 #include <vector>
 
 #include "save/picture_file.h"
@@ -10,11 +11,12 @@
 
 namespace save {
 
-// What is said of a frame that can't be had.
+// What is said of a frame that can't be had: the catalogue's text of this key, or words of our own.
+constexpr std::string_view missing_frame_key = "save_layer_as.missing_frame";
 std::string missing_frame_text(const ksn::state& composition);
 
 struct walk {
-  // The picture of a timeline frame, made on the main thread; none for a frame that could not be made. Memory that runs
+  // The picture of a timeline frame, made on the thread of the save; none for a frame that could not be made. Memory that runs
   // out makes it one of those, after another try with nothing else under way.
   std::function<picture(int frame)> make;
   // The source frames that it needs.

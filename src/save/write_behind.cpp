@@ -58,7 +58,7 @@ std::string write_behind::add(int frame, picture picture) {
     result outcome;
     outcome.line = write_picture(*held, path, format, options);
     outcome.written = outcome.line.empty();
-    *held = {};  // back to its pool before the main thread needs the next one
+    *held = {};  // back to its pool before the thread of the save needs the next one
     {
       const std::lock_guard lock(mutex_);
       entry->outcome = std::move(outcome);

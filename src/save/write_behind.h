@@ -53,7 +53,7 @@ class write_behind : public output {
   std::mutex mutex_;  // guards the items themselves
   std::condition_variable done_;
   int tasks_ = 0;                            // mutex_: handed over and not ended
-  std::deque<std::shared_ptr<item>> items_;  // oldest first; main thread
+  std::deque<std::shared_ptr<item>> items_;  // oldest first; the thread of the save
 };
 
 }  // namespace save

@@ -20,6 +20,10 @@
 #include "ui/toolkit/input.h"
 #include "ui/widgets/host.h"
 
+namespace save {
+class queue;
+}
+
 namespace ui {
 
 // What a window shows and works on. All of it outlives the window.
@@ -51,6 +55,7 @@ struct workbench : subjects {
   std::function<std::vector<std::string>()> recent_sources = [] { return std::vector<std::string>(); };
   // A counter of milliseconds that wraps; tests move it by hand.
   std::function<std::uint32_t()> milliseconds = [] { return std::uint32_t{0}; };
+  const save::queue* saves = nullptr;  // null where there is none
   // The composite's value under a point of the client area; filled with each picture of the window.
   render::composite_probe composite{};
 

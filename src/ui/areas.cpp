@@ -60,6 +60,7 @@ std::vector<area> make_areas(workbench& bench) {
       {make_start(bench), area_origin::preview, empty},
       {make_picture_text(bench), area_origin::preview, always},
       {make_messages(bench, error_list), area_origin::client, always},
+      {make_save_list(bench), area_origin::client, [&bench](const layout&) { return bench.saves != nullptr; }},
       {make_splitter(bench), area_origin::split, always},
       {make_options(bench), area_origin::split, with_timeline},
       {make_controls(bench), area_origin::split, with_timeline},

@@ -17,7 +17,8 @@ window::window(window_parts parts)
              parts_.context_menu,
              parts_.work_area_changed,
              parts_.recent_sources,
-             parts_.milliseconds},
+             parts_.milliseconds,
+             parts_.saves},
       areas_(make_areas(bench_)) {}
 
 ksn::window_layout window::layout() const {

@@ -31,6 +31,7 @@ struct window_parts : subjects {
   std::function<std::string()> clipboard_text = [] { return std::string(); };
   std::function<void(const std::string& text)> set_clipboard_text = [](const std::string&) {};
   std::function<std::uint32_t()> milliseconds = platform::milliseconds;
+  const save::queue* saves = nullptr;
 };
 
 // Main thread. One for a window run; it can draw without a window.

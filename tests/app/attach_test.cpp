@@ -109,6 +109,50 @@ TEST(attach, the_status_of_the_line_comes_back_when_asked_for) {
   EXPECT_FALSE(r.engine.action_table.contains("attach"));
 }
 
+// A save that goes on: the sender ends when it is over, with its lines; other lines do not wait for it.
+TEST(attach, what_a_line_left_going_on_is_waited_for) {
+  receiver r;
+  int asked = 0;
+  bool over = false;
+  int held_lines = 0;
+  r.attach.work_left = [&]() -> platform::rest_of_answer {
+    // Before and after each line.
+    if (++asked != 2) return nullptr;
+    ++held_lines;
+    return [&](std::string& answer) {
+      if (over) answer += platform::encode_answer(platform::answer_kind::error, "the disk is full");
+      return over;
+    };
+  };
+  const auto sender = [&](std::vector<std::string> args) {
+    args.insert(args.begin(), "kestrin");
+    return std::async(std::launch::async, [&r, args] {
+      ksn::state other;
+      command::engine none(other);
+      return app::attach(none, r.folder / "line").hand_over(args);
+    });
+  };
+  const auto polled = [&](std::future<std::optional<int>>& result) {
+    while (result.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) r.attach.poll();
+    return result.get();
+  };
+  auto first = sender({"--attach=status", "--time=3"});
+  while (held_lines == 0) r.attach.poll();
+  auto second = sender({"--attach=status", "--time=4"});
+  EXPECT_EQ(polled(second), 0);
+  EXPECT_EQ(first.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+  over = true;
+  EXPECT_EQ(polled(first), 1);
+
+  // An end of this instance answers as well: the line must not be sent to the next one.
+  asked = 0;
+  over = false;
+  auto third = sender({"--attach=status", "--time=5"});
+  while (held_lines == 1) r.attach.poll();
+  r.attach.stop();
+  EXPECT_EQ(third.get(), 0);
+}
+
 TEST(attach, relative_paths_mean_the_senders_folder) {
   receiver r;
   const std::string before = std::filesystem::current_path();

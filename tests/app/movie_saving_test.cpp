@@ -297,6 +297,37 @@ TEST_F(movie_saving, a_missing_frame_is_the_one_before_again) {
   EXPECT_EQ(first.row(1, 100)[300], 0) << "black";
 }
 
+TEST_F(movie_saving, the_time_code_of_the_first_frame_goes_along) {
+  struct row {
+    const char* rate;
+    bool drop;
+    const char* first;
+    const char* second;
+  };
+  const row rows[] = {{"24", false, "10:20:59:23", "10:21:00:00"}, {"29.97", true, "10:20:59;29", "10:21:00;02"}};
+  for (const row& r : rows) {
+    for (int i = 0; i < 4; ++i) {
+      img::image image = support::numbered_scene(i, 64, 36, false);
+      image.timecode = i == 1 ? img::parse_timecode(r.first) : img::make_timecode(1, 2, 3, i, 0, 1, r.drop);
+      img::save(image, folder / ("in." + std::to_string(i) + ".dpx"), nullptr, {});
+    }
+    for (const std::string name : {"a.mov", "a.mp4", "a.mkv"}) {
+      const support::outcome found = run({"in.#.dpx", std::string("--fps=") + r.rate, "--wa_begin=1", "--wa_end=3",
+                                          "--save_options=codec=" + std::string(name == "a.mkv" ? "ffv1" : "h264"),
+                                          "--save_layer_as=" + name, "--exit=status"});
+      EXPECT_EQ(found.errors, "");
+      const auto clip = opened(name);
+      if (!clip) continue;
+      ASSERT_EQ(clip->frames(), 2);
+      img::image image;
+      for (const int frame : {0, 1}) {
+        ASSERT_TRUE(clip->read(frame, 0, image));
+        EXPECT_EQ(img::to_text(image.timecode), frame == 0 ? r.first : r.second) << name;
+      }
+    }
+  }
+}
+
 TEST_F(movie_saving, more_than_eight_bits_of_a_layer_are_kept) {
   if (!support::have_ffmpeg()) GTEST_SKIP();
   img::float_image ramp;

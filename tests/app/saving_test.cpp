@@ -148,7 +148,7 @@ TEST(progress, text) {
       {{1, 2, 1, -5}, "1/2 frames, 1.0 a second, 0:00 left"},
       {{1, 2, 1, 3, 31'460'000}, "1/2 frames, 1.0 a second, 0:03 left, 31.5 MB"},
   };
-  for (const row& r : rows) EXPECT_EQ(app::progress_text(r.progress), r.text);
+  for (const row& r : rows) EXPECT_EQ(save::progress_text(r.progress), r.text);
 }
 
 // From a folder of its own, and the same picture as the one in the documentation.

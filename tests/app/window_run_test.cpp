@@ -203,6 +203,25 @@ TEST_F(window_run, asks_before_it_loses_the_document) {
   EXPECT_EQ(lines.size(), 2u);
 }
 
+TEST_F(window_run, closes_when_the_work_beside_it_lets_it) {
+  using enum app::close_answer;
+  const app::close_answer answers[] = {stay, later, later, close};
+  int asked = 0;
+  strings seen;
+  window.may_close = [&] { return answers[asked++]; };
+  step([&] { desktop.events.menu_chosen("exit"); });
+  step([&] {
+    seen.push_back(std::to_string(asked));
+    desktop.events.close_requested();
+  });
+  // While it waits, lines of other instances are carried out as ever.
+  step([&] { pass({"--time=7"}); });
+  EXPECT_EQ(window.run(desktop), 0);
+  EXPECT_EQ(seen, strings{"1"});
+  EXPECT_EQ(asked, 4);
+  EXPECT_EQ(desktop.calls, (strings{"window", "destroy"}));
+}
+
 TEST_F(window_run, reports_what_does_not_start) {
   desktop.window_opens = false;
   EXPECT_EQ(window.run(desktop), -1);
@@ -344,6 +363,40 @@ TEST_F(window_run, save_dialogs_offer_the_options_of_the_format_and_remember_the
                                         size + "3 frames at 25 a second: " + folder / "b.mkv",
                                         size + "3 frames at 25 a second: " + folder / "c.00.jpg to c.02.jpg",
                                         size + folder / "d.exr", size + folder / "e.mkv"}));
+}
+
+TEST_F(window_run, dialogs_remember_over_an_exit) {
+  composition.new_adjustment_layer();
+  const std::string file = folder / "kept/dialogs.txt";
+  std::filesystem::create_directory(folder / "kept");
+  const auto begin_anew = [&] {
+    app::ask_with_dialogs({engine, [this] { return window.desktop(); },
+                           [](std::string_view key) { return std::string(key); }, nullptr, [&] { return file; }});
+  };
+  begin_anew();
+  in_window([&] {
+    desktop.answers = {{folder / "out/a.jpg"}, {folder / "b.exr"}};
+    desktop.chosen = {{"quality", "70"}};
+    desktop.events.menu_chosen("save_mask_as_image");
+    desktop.chosen = {{"compression", "b44a"}, {"ignore_alpha", "0"}};
+    desktop.events.menu_chosen("save_mask_as_image");
+  });
+  // Another instance chose for another kind meanwhile; a line that nobody knows is harmless.
+  support::write_file(file, support::read_file(file) + "options png bits=16\nnonsense\n");
+  desktop.script.clear();
+  begin_anew();
+  in_window([&] {
+    desktop.answers = {{folder / "c.jpg"}, {folder / "d.exr"}, {folder / "e.png"}};
+    for (const char* wanted : {"70", "b44a", "16"}) {
+      desktop.chosen.clear();
+      desktop.events.menu_chosen("save_mask_as_image");
+      bool found = false;
+      for (const platform::form_choice& choice : desktop.offered)
+        found = found || choice.words[choice.chosen].word == wanted;
+      EXPECT_TRUE(found) << wanted;
+    }
+    EXPECT_EQ(desktop.dialogs[2].folder, folder.path() + "/") << "where the last run ended";
+  });
 }
 
 TEST_F(window_run, says_why_an_action_did_nothing) {

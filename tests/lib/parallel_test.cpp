@@ -54,6 +54,31 @@ TEST_F(parallel, loops_inside_loops_and_from_several_threads) {
   EXPECT_EQ(total, 4 * 200 * 50);
 }
 
+TEST_F(parallel, a_loop_in_background_gives_the_threads_away) {
+  lib::set_thread_count(2);
+  std::atomic<bool> begun{false};
+  std::vector<int> seen(20000);
+  std::thread below([&] {
+    const lib::background_scope scope;
+    lib::parallel_chunks(static_cast<int>(seen.size()), 1, [&](int first, int) {
+      ++seen[static_cast<std::size_t>(first)];
+      begun = true;
+      std::this_thread::yield();
+    });
+  });
+  while (!begun) std::this_thread::yield();
+  for (int i = 0; i < 3; ++i) {
+    // Neither item ends before the other begins: without a second thread this would hang.
+    std::atomic<int> inside{0};
+    lib::parallel_chunks(2, 1, [&](int, int) {
+      ++inside;
+      while (inside < 2) std::this_thread::yield();
+    });
+  }
+  below.join();
+  EXPECT_EQ(seen, std::vector<int>(seen.size(), 1));
+}
+
 TEST_F(parallel, the_lowest_failure_of_a_body_reaches_the_caller) {
   for (const int threads : {1, 3}) {
     lib::set_thread_count(threads);

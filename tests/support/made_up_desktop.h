@@ -116,6 +116,7 @@ class made_up_desktop : public platform::desktop {
   std::vector<std::string> ask_files(const platform::file_dialog& dialog) override {
     dialogs.push_back(dialog);
     dialogs.back().form = nullptr;  // gone when the dialog is closed
+    dialogs.back().list = nullptr;
     modal();
     if (dialog.form && !answers.empty() && !answers.front().empty()) {
       described.push_back(dialog.form->description(answers.front().front()));

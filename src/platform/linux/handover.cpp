@@ -50,6 +50,12 @@ exchange_end exchange(int socket, const std::string& bytes, const std::function<
 
 }  // namespace
 
+struct handover::held_answer {
+  descriptor peer;
+  std::string answer;
+  rest_of_answer rest;
+};
+
 handover::handover(std::string address) : address_(std::move(address)) {}
 
 handover::~handover() {
@@ -123,18 +129,34 @@ void handover::poll(const carry_out_function& carry_out) {
     return;
   }
   polling_ = true;
+  answer_held(false);
   handover_server::request request;
   while (server_ && server_->next(request)) {
     std::string answer;
+    rest_ = nullptr;
     const bool done = carry_out(request.message, answer);
+    if (rest_) {
+      held_.push_back({std::move(request.peer), std::move(answer), std::exchange(rest_, nullptr)});
+      continue;
+    }
     answer += encode_answer(done ? answer_kind::done : answer_kind::refused, {});
     if (server_) server_->answer(std::move(request.peer), std::move(answer));
   }
   polling_ = false;
 }
 
+void handover::answer_held(bool at_once) {
+  std::erase_if(held_, [&](held_answer& held) {
+    if (!held.rest(held.answer) && !at_once) return false;
+    held.answer += encode_answer(answer_kind::done, {});
+    server_->answer(std::move(held.peer), std::move(held.answer));
+    return true;
+  });
+}
+
 void handover::stop() {
   wants_to_serve_ = false;
+  if (server_) answer_held(true);
   server_.reset();
   if (socket_ >= 0) {
     remove_socket(address_);

@@ -13,6 +13,7 @@
 #include <QProgressDialog>
 #include <algorithm>
 
+#include "platform/qt/open_dialog.h"
 #include "platform/save_form.h"
 
 namespace platform {
@@ -110,6 +111,8 @@ std::vector<std::string> ask_files(QWidget* over, const file_dialog& dialog) {
     chosen = ask_with_form(over, dialog);
   } else if (dialog.save) {
     chosen << QFileDialog::getSaveFileName(over, title, start, filter);
+  } else if (dialog.list) {
+    return ask_with_list(over, dialog);
   } else if (dialog.several) {
     chosen = QFileDialog::getOpenFileNames(over, title, start, filter);
   } else {

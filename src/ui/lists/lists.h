@@ -14,5 +14,8 @@ std::shared_ptr<list_panel> make_key_list(workbench& bench);
 std::shared_ptr<list_panel> make_error_list(workbench& bench);
 // The last error lines, for six seconds over the lower left of the preview. A click opens the list.
 std::shared_ptr<ui_object> make_messages(workbench& bench, std::shared_ptr<list_panel> list);
+// The save queue, over the lower right of the preview while there is something in it: how far each save is, and a cross
+// that cancels it or takes it off the list.
+std::shared_ptr<ui_object> make_save_list(workbench& bench);
 
 }  // namespace ui
