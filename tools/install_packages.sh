@@ -9,7 +9,7 @@ qt6-base-dev qt6-wayland libsdl2-dev libxcb1-dev libpango1.0-dev libfontconfig-d
 fonts-dejavu-core fonts-dejavu-extra"
 test="ffmpeg duktape xvfb xdotool x11-xserver-utils libgl1-mesa-dri libgtest-dev clang libclang-rt-14-dev clang-format"
 check="clang-tidy-14 slurm-wlm munge inotify-tools parallel xvfb xdotool imagemagick lintian appstream desktop-file-utils"
-bench="libbenchmark-dev libpixman-1-dev libspng-dev ffmpeg imagemagick openimageio-tools"
+bench="libbenchmark-dev libpixman-1-dev libspng-dev ffmpeg imagemagick openimageio-tools libtiff-tools"
 
 missing=
 for group in "$@"; do

@@ -203,6 +203,8 @@ void register_layers(engine& engine) {
                        integers(2, "W,H", 1, most_frames), get_dimensions, set_dimensions);
   add("nonlog_cineon", "whether 10-bit film codes of the layer are not logarithmic", boolean(),
       MEMBER(look.tf.nonlog_cineon));
+  add("blur_radius", "radius of the layer's blur in pixels, which documents keep and nothing here draws",
+      integer(0, most_frames), MEMBER(look.blur_radius));
   tell("id", "identity of the layer, for id(); read only", integer(), [](const track_info& t) { return t.id; });
   tell("source_type", "kind of the layer's source; read only", words<ksn::source_type>(),
        [](const track_info& t) { return t.source.type; });

@@ -33,9 +33,9 @@ constexpr const char* alpha_source_fields[] = {"alpha_source_channel", "alpha_so
                                                "alpha_source_stretch", "alpha_source_mode",  "alpha_source_channel2"};
 constexpr const char* r3d_fields[] = {"r3d_resolution", "r3d_track", "r3d_preset",      "r3d_kelvin",     "r3d_tint",
                                       "r3d_iso",        "r3d_flut",  "r3d_color_space", "r3d_gamma_curve"};
-constexpr const char* state_fields[] = {"visible", "audible", "nonlog_cineon"};
+constexpr const char* state_fields[] = {"visible", "audible", "nonlog_cineon", "blur_radius"};
 constexpr const char* time_fields[] = {"timeline", "wa_begin", "wa_end", "time", "fps", "repeat", "can_drop_frames"};
-constexpr const char* view_fields[] = {"counter_type",      "resolution", "view_channels",
+constexpr const char* view_fields[] = {"counter_type",      "resolution", "view_channels", "view_filter",
                                        "safe_area_visible", "grid",       "switch_views"};
 
 // The runs of a list of numbers as the text of a range.

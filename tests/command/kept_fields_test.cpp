@@ -4,43 +4,12 @@
 #include <algorithm>
 #include <set>
 
+#include "command/field_values.h"
 #include "command/language.h"
 #include "composition/documents/persistence.h"
 #include "support/temp_folder.h"
 
 namespace {
-
-// Texts that fit a shape, the plainest first.
-strings values_of(const command::value_shape& shape) {
-  strings found;
-  switch (shape.kind) {
-    case command::value_kind::boolean:
-      return {"0", "1"};
-    case command::value_kind::word:
-      for (const ksn::enum_word& entry : shape.words) found.emplace_back(entry.word);
-      return found;
-    case command::value_kind::color:
-      return {"12,14,16"};
-    case command::value_kind::text:
-      return {"Z", "main", "other \xC3\xA9 <&>", "'b'", "warm.lut", "1,2,3"};
-    default:
-      for (const char* number : {"12", "3", "1", "0", "0.5"}) {
-        found.emplace_back(number);
-        for (int i = 1; i < shape.count; ++i) found.back() += i % 2 ? ",14" : std::string(",") + number;
-      }
-      return found;
-  }
-}
-
-// Sets the field to something else than it is; false when nothing will do.
-bool change(language& l, const std::string& name, const command::value_shape& shape) {
-  const std::string before = l.field(name);
-  for (const std::string& value : values_of(shape)) {
-    l.run({"--" + name + "=" + value});
-    if (l.errors.empty() && l.field(name) != before) return true;
-  }
-  return false;
-}
 
 ksn::track_info source() {
   ksn::track_info layer;
@@ -80,13 +49,13 @@ TEST(kept_fields, all_of_a_composition) {
     const bool setting = of_settings.contains(field.name) || field.name.starts_with("default_");
     strings& kept = setting ? settings : names;
     kept.push_back("global:" + field.name);
-    EXPECT_TRUE(change(written, kept.back(), field.shape)) << field.name;
+    EXPECT_TRUE(support::change(written.engine, written.errors, kept.back(), field.shape)) << field.name;
   }
   // After the lengths of the timeline, which follow the layers.
   for (const command::layer_field& field : written.engine.layer_field_table) {
     if (!field.set || of_made_layers.contains(field.name)) continue;
     names.push_back("1:" + field.name);
-    EXPECT_TRUE(change(written, names.back(), field.shape)) << field.name;
+    EXPECT_TRUE(support::change(written.engine, written.errors, names.back(), field.shape)) << field.name;
   }
   EXPECT_GT(names.size(), 90u);
   written.run({"--var:shot=a b <c>"});

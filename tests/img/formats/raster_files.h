@@ -8,6 +8,7 @@
 
 #include "img/format.h"
 #include "support/failure.h"
+#include "support/levels.h"
 #include "support/temp_folder.h"
 
 namespace raster_files {
@@ -41,6 +42,23 @@ class file_test : public testing::Test {
   bytes written(const img::image& image, const img::save_options& options = {}) {
     img::save(image, path, nullptr, options);
     return support::read_file(path);
+  }
+
+  // A picture of bytes comes back as it was from a file of it, on any number of threads; a gray one as three equal
+  // planes.
+  void expect_back(const img::image& picture, int compression) {
+    written(picture, {compression, 90, false});
+    support::every_thread_count([&](int threads) {
+      img::image again;
+      img::load(again, path);
+      ASSERT_EQ(again.plane_count() == 4, picture.plane_of('A') >= 0);
+      for (int p = 0; p < again.plane_count(); ++p) {
+        const int from = picture.format[0] == 'L' ? p / 3 : p;
+        EXPECT_TRUE(again.data[p] == picture.data[from])
+            << picture.plane_count() << " planes, width " << picture.width << ", compression " << compression
+            << ", plane " << p << ", threads " << threads;
+      }
+    });
   }
 
   struct bad_file {

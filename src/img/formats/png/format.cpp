@@ -224,12 +224,12 @@ class writing {
   writing(const writing&) = delete;
   writing& operator=(const writing&) = delete;
 
-  void write(const export_planes& planes, int width, int height, bool compressed) {
-    const auto columns = static_cast<std::size_t>(width);
+  void write(const export_planes& planes, bool compressed) {
+    const auto columns = static_cast<std::size_t>(planes.width);
     const row_kernels& kernels = active_row_kernels();
-    write_rows(planes.count, 8, width, height, compressed, [&](int y, std::uint8_t* pixels) {
+    write_rows(planes.count, 8, planes.width, planes.height, compressed, [&](int y, std::uint8_t* pixels) {
       const std::uint8_t* rows[4] = {};
-      for (int p = 0; p < planes.count; ++p) rows[p] = planes.data[p] + static_cast<std::size_t>(y) * columns;
+      for (int p = 0; p < planes.count; ++p) rows[p] = planes.row(p, y);
       if (planes.count == 4) {
         kernels.join4(rows[0], rows[1], rows[2], rows[3], pixels, columns);
       } else if (planes.count == 3) {
@@ -290,7 +290,7 @@ class writing {
   png_infop info_ = nullptr;
 };
 
-class png : public format {
+class png : public deep_format {
  public:
   const char* name() const override { return "png"; }
 
@@ -309,21 +309,11 @@ class png : public format {
     return {file.width(), file.height(), file.has_alpha(), {layer()}};
   }
 
-  bool holds_16_bits() const override { return true; }
-
-  void write(const image& image, const std::string& path, const save_options& options) const override {
-    if (options.bits == 16) return write_deep(deep_planes_for_export(image, path, options), path, options);
-    const export_planes planes = planes_for_export(image, path, options);
-    writing(path).write(planes, image.width, image.height, options.compression != 1);
-  }
-
-  void write_float(const float_image& image, const std::string& path, const save_options& options) const override {
-    if (options.bits != 16) return format::write_float(image, path, options);
-    write_deep(deep_planes_for_export(image, path, options), path, options);
-  }
-
  private:
-  static void write_deep(const deep_planes& planes, const std::string& path, const save_options& options) {
+  void write_bytes(const export_planes& planes, const std::string& path, const save_options& options) const override {
+    writing(path).write(planes, options.compression != 1);
+  }
+  void write_words(const deep_planes& planes, const std::string& path, const save_options& options) const override {
     writing(path).write(planes, options.compression != 1);
   }
 };

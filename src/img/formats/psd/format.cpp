@@ -20,7 +20,7 @@
 namespace img {
 namespace {
 
-constexpr int most_side = 30000;  // beyond it the format for large documents would be needed
+constexpr int most_small_side = 30000;  // beyond it the format for large documents would be needed
 
 // Where rows of a channel go: a rectangle on the canvas, of which parts may lie outside.
 struct placement {
@@ -207,15 +207,17 @@ std::vector<layer> layer_list(const std::vector<psd_layer>& layers) {
   return layers_named(std::move(names));
 }
 
-// `row(plane, y)` gives a row of samples, channels in the order of the file.
-template <class Row>
-void write_psd(const std::string& path, int width, int height, int channels, bool packed, const Row& row) {
-  using sample = std::remove_cv_t<std::remove_pointer_t<decltype(row(0, 0))>>;
+// The merged picture alone, 8 or 16 bits as the planes have.
+template <class Planes>
+void write_psd(const Planes& planes, const std::string& path, const save_options& options) {
+  using sample = std::remove_cv_t<std::remove_pointer_t<decltype(planes.row(0, 0))>>;
+  const int channels = planes.count, height = planes.height;
+  const bool packed = options.compression != 1;
   std::vector<std::uint8_t> out{'8', 'B', 'P', 'S', 0, 1, 0, 0, 0, 0, 0, 0};
   const auto put = [&](std::size_t value, int bytes) {
     for (int i = bytes - 1; i >= 0; --i) out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
   };
-  const auto columns = static_cast<std::size_t>(width);
+  const auto columns = static_cast<std::size_t>(planes.width);
   const std::size_t row_bytes = columns * sizeof(sample);
   const std::size_t rows = static_cast<std::size_t>(height) * static_cast<std::size_t>(channels);
   put(static_cast<std::size_t>(channels), 2);
@@ -230,7 +232,8 @@ void write_psd(const std::string& path, int width, int height, int channels, boo
   out.insert(out.end(), counts.begin(), counts.end());
   io::llfile file(path, true);
   for (std::size_t i = 0; i < rows; ++i) {
-    const sample* from = row(static_cast<int>(i) / height, static_cast<int>(i) % height);
+    const int channel = static_cast<int>(i) / height;
+    const sample* from = planes.row(plane_red_first(channels, channel), static_cast<int>(i) % height);
     for (std::size_t x = 0; x < columns; ++x) {
       if constexpr (sizeof(sample) == 2) {
         samples[2 * x] = static_cast<std::uint8_t>(from[x] >> 8);
@@ -257,14 +260,9 @@ void write_psd(const std::string& path, int width, int height, int channels, boo
   file.write(counts.data(), static_cast<int>(counts.size()));
 }
 
-int plane_of_stored(int channels, int channel) {
-  return channels >= 3 && channel < 3 ? 2 - channel : channel;
-}
-
-class psd : public format {
+class psd : public deep_format {
  public:
   const char* name() const override { return "psd"; }
-  bool holds_16_bits() const override { return true; }
 
   void list_layers(const std::string& path, std::vector<layer>& layers) const override {
     const source_file file(path);
@@ -298,29 +296,14 @@ class psd : public format {
             layer_list(read_psd_layers(file, document))};
   }
 
-  void write(const image& image, const std::string& path, const save_options& options) const override {
-    if (options.bits == 16) return write_deep(deep_planes_for_export(image, path, options, most_side), path, options);
-    const export_planes planes = planes_for_export(image, path, options, most_side);
-    write_psd(path, image.width, image.height, planes.count, options.compression != 1, [&](int channel, int y) {
-      return planes.data[plane_of_stored(planes.count, channel)] +
-             static_cast<std::size_t>(y) * static_cast<std::size_t>(image.width);
-    });
-  }
-
-  void write_float(const float_image& image, const std::string& path, const save_options& options) const override {
-    if (options.bits != 16) return format::write_float(image, path, options);
-    write_deep(deep_planes_for_export(image, path, options), path, options);
-  }
-
  private:
-  static void write_deep(const deep_planes& planes, const std::string& path, const save_options& options) {
-    if (planes.width > most_side || planes.height > most_side) {
-      throw io::invalid_format(path, "Invalid picture size " + std::to_string(planes.width) + " x " +
-                                         std::to_string(planes.height) + ", the format takes up to 30000");
-    }
-    write_psd(path, planes.width, planes.height, planes.count, options.compression != 1,
-              [&](int channel, int y) { return planes.row(plane_of_stored(planes.count, channel), y); });
+  void write_bytes(const export_planes& planes, const std::string& path, const save_options& options) const override {
+    write_psd(planes, path, options);
   }
+  void write_words(const deep_planes& planes, const std::string& path, const save_options& options) const override {
+    write_psd(planes, path, options);
+  }
+  int most_side() const override { return most_small_side; }
 };
 
 }  // namespace

@@ -18,7 +18,6 @@ namespace {
 
 constexpr int header_size = 512;
 constexpr int magic = 474;
-constexpr int most_side = 65535;
 
 struct sgi_header {
   int width = 0;
@@ -210,10 +209,12 @@ void pack_row(std::vector<std::uint8_t>& out, const Sample* row, std::size_t wid
   put(0);
 }
 
-// `row(channel, y)` gives a row of the picture, channels in the order of the file.
-template <class Row>
-void write_sgi(const std::string& path, int width, int height, int channels, bool packed, const Row& row) {
-  using sample = std::remove_cv_t<std::remove_pointer_t<decltype(row(0, 0))>>;
+// 8 or 16 bits as the planes have.
+template <class Planes>
+void write_sgi(const Planes& planes, const std::string& path, const save_options& options) {
+  using sample = std::remove_cv_t<std::remove_pointer_t<decltype(planes.row(0, 0))>>;
+  const int width = planes.width, height = planes.height, channels = planes.count;
+  const bool packed = options.compression != 1;
   std::vector<std::uint8_t> header(header_size);
   const auto put16 = [&](int at, int value) {
     header[static_cast<std::size_t>(at)] = static_cast<std::uint8_t>(value >> 8);
@@ -236,7 +237,8 @@ void write_sgi(const std::string& path, int width, int height, int channels, boo
   if (packed) file.write(table.data(), static_cast<int>(table.size()));
   std::uint64_t position = header_size + table.size();
   for (std::size_t i = 0; i < rows; ++i) {
-    const sample* from = row(static_cast<int>(i) / height, height - 1 - static_cast<int>(i) % height);
+    const int channel = static_cast<int>(i) / height;
+    const sample* from = planes.row(plane_red_first(channels, channel), height - 1 - static_cast<int>(i) % height);
     const std::size_t before = body.size();
     if (packed) {
       pack_row(body, from, columns);
@@ -266,15 +268,9 @@ void write_sgi(const std::string& path, int width, int height, int channels, boo
   }
 }
 
-// Colours are stored red first.
-int plane_of_channel(int channels, int channel) {
-  return channels >= 3 && channel < 3 ? 2 - channel : channel;
-}
-
-class sgi : public format {
+class sgi : public deep_format {
  public:
   const char* name() const override { return "sgi"; }
-  bool holds_16_bits() const override { return true; }
 
   void read(image& image, const std::string& path, const layer&) const override {
     const source_file file(path);
@@ -290,24 +286,12 @@ class sgi : public format {
     return {header.width, header.height, header.has_alpha(), {layer()}};
   }
 
-  void write(const image& image, const std::string& path, const save_options& options) const override {
-    if (options.bits == 16) return write_deep(deep_planes_for_export(image, path, options), path, options);
-    const export_planes planes = planes_for_export(image, path, options, most_side);
-    write_sgi(path, image.width, image.height, planes.count, options.compression != 1, [&](int channel, int y) {
-      return planes.data[plane_of_channel(planes.count, channel)] +
-             static_cast<std::size_t>(y) * static_cast<std::size_t>(image.width);
-    });
-  }
-
-  void write_float(const float_image& image, const std::string& path, const save_options& options) const override {
-    if (options.bits != 16) return format::write_float(image, path, options);
-    write_deep(deep_planes_for_export(image, path, options), path, options);
-  }
-
  private:
-  static void write_deep(const deep_planes& planes, const std::string& path, const save_options& options) {
-    write_sgi(path, planes.width, planes.height, planes.count, options.compression != 1,
-              [&](int channel, int y) { return planes.row(plane_of_channel(planes.count, channel), y); });
+  void write_bytes(const export_planes& planes, const std::string& path, const save_options& options) const override {
+    write_sgi(planes, path, options);
+  }
+  void write_words(const deep_planes& planes, const std::string& path, const save_options& options) const override {
+    write_sgi(planes, path, options);
   }
 };
 

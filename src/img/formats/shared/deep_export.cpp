@@ -7,8 +7,10 @@
 
 namespace img {
 
-deep_planes deep_planes_for_export(const float_image& image, const std::string& path, const save_options& options) {
+deep_planes deep_planes_for_export(const float_image& image, const std::string& path, const save_options& options,
+                                   int largest) {
   if (image.width <= 0 || image.height <= 0) throw io::invalid_format(path, "Cannot export an empty image");
+  check_export_size(path, image.width, image.height, largest);
   deep_planes result;
   result.count = image.data[3].empty() || options.ignore_alpha ? 3 : 4;
   result.width = image.width;
@@ -31,7 +33,7 @@ deep_planes deep_planes_for_export(const image& image, const std::string& path, 
   if (!image.empty() && image.depth[0] != 8) {
     float_image floats;
     transfer().convert_float(floats, image, true);
-    return deep_planes_for_export(floats, path, options);
+    return deep_planes_for_export(floats, path, options, largest);
   }
   const export_planes planes = planes_for_export(image, path, options, largest);
   deep_planes result;
@@ -44,6 +46,19 @@ deep_planes deep_planes_for_export(const image& image, const std::string& path, 
     for (std::size_t i = 0; i < samples; ++i) result.data[p][i] = static_cast<std::uint16_t>(257 * planes.data[p][i]);
   }
   return result;
+}
+
+void deep_format::write(const image& image, const std::string& path, const save_options& options) const {
+  if (options.bits == 16) {
+    write_words(deep_planes_for_export(image, path, options, most_side()), path, options);
+  } else {
+    write_bytes(planes_for_export(image, path, options, most_side()), path, options);
+  }
+}
+
+void deep_format::write_float(const float_image& image, const std::string& path, const save_options& options) const {
+  if (options.bits != 16) return format::write_float(image, path, options);
+  write_words(deep_planes_for_export(image, path, options, most_side()), path, options);
 }
 
 }  // namespace img

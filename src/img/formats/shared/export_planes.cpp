@@ -5,6 +5,12 @@
 
 namespace img {
 
+void check_export_size(const std::string& path, int width, int height, int largest) {
+  if (width <= largest && height <= largest) return;
+  throw io::invalid_format(path, "Invalid picture size " + std::to_string(width) + " x " + std::to_string(height) +
+                                     ", the format takes up to " + std::to_string(largest));
+}
+
 export_planes planes_for_export(const image& image, const std::string& path, const save_options& options, int largest) {
   export_planes result;
   const img::image* source = &image;
@@ -19,11 +25,9 @@ export_planes planes_for_export(const image& image, const std::string& path, con
   }
   if (result.count == 0) throw io::invalid_format(path, "Cannot export an empty image");
   if (options.ignore_alpha && (result.count == 2 || result.count == 4)) --result.count;
-  if (image.width > largest || image.height > largest) {
-    throw io::invalid_format(path, "Invalid picture size " + std::to_string(image.width) + " x " +
-                                       std::to_string(image.height) + ", the format takes up to " +
-                                       std::to_string(largest));
-  }
+  check_export_size(path, image.width, image.height, largest);
+  result.width = image.width;
+  result.height = image.height;
   return result;
 }
 

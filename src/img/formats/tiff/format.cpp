@@ -46,12 +46,12 @@ std::int64_t position_of(const tiff_file& file, const layer& layer) {
   return list.positions[static_cast<std::size_t>(find_layer(file.path(), list.layers, layer))];
 }
 
-void write_bytes(const export_planes& planes, int width, int height, const std::string& path, int compression) {
-  tiff_content content{width, height, planes.count, 8, {}};
+void write_eight(const export_planes& planes, const std::string& path, int compression) {
+  tiff_content content{planes.width, planes.height, planes.count, 8, {}};
   content.row = [&](int y, std::uint8_t* out) {
-    const auto columns = static_cast<std::size_t>(width);
+    const auto columns = static_cast<std::size_t>(planes.width);
     const std::uint8_t* rows[4] = {};
-    for (int p = 0; p < planes.count; ++p) rows[p] = planes.data[p] + static_cast<std::size_t>(y) * columns;
+    for (int p = 0; p < planes.count; ++p) rows[p] = planes.row(p, y);
     if (planes.count == 3) {
       active_row_kernels().join3(rows[2], rows[1], rows[0], out, columns);
     } else if (planes.count == 4) {
@@ -77,7 +77,7 @@ void join_rows(std::uint8_t* bytes, int count, std::size_t width, const Row& row
   }
 }
 
-void write_deep(const deep_planes& planes, const std::string& path, int compression) {
+void write_sixteen(const deep_planes& planes, const std::string& path, int compression) {
   tiff_content content{planes.width, planes.height, planes.count, 16, {}};
   content.row = [&](int y, std::uint8_t* out) {
     join_rows(out, planes.count, static_cast<std::size_t>(planes.width), [&](int p) { return planes.row(p, y); });
@@ -85,10 +85,9 @@ void write_deep(const deep_planes& planes, const std::string& path, int compress
   write_tiff(content, path, compression);
 }
 
-class tiff : public format {
+class tiff : public deep_format {
  public:
   const char* name() const override { return "tiff"; }
-  bool holds_16_bits() const override { return true; }
 
   void list_layers(const std::string& path, std::vector<layer>& layers) const override {
     layers = pages_of(tiff_file(path)).layers;
@@ -113,14 +112,8 @@ class tiff : public format {
             pages_of(file).layers};
   }
 
-  void write(const image& image, const std::string& path, const save_options& options) const override {
-    if (options.bits == 16) return write_deep(deep_planes_for_export(image, path, options), path, options.compression);
-    write_bytes(planes_for_export(image, path, options), image.width, image.height, path, options.compression);
-  }
-
   void write_float(const float_image& image, const std::string& path, const save_options& options) const override {
-    if (options.bits == 16) return write_deep(deep_planes_for_export(image, path, options), path, options.compression);
-    if (options.bits == 8) return format::write_float(image, path, options);
+    if (options.bits != 0) return deep_format::write_float(image, path, options);
     if (image.width <= 0 || image.height <= 0) throw io::invalid_format(path, "Cannot export an empty image");
     tiff_content content{image.width, image.height, image.data[3].empty() || options.ignore_alpha ? 3 : 4, 32, {}};
     content.row = [&](int y, std::uint8_t* out) {
@@ -130,6 +123,14 @@ class tiff : public format {
       });
     };
     write_tiff(content, path, options.compression);
+  }
+
+ private:
+  void write_bytes(const export_planes& planes, const std::string& path, const save_options& options) const override {
+    write_eight(planes, path, options.compression);
+  }
+  void write_words(const deep_planes& planes, const std::string& path, const save_options& options) const override {
+    write_sixteen(planes, path, options.compression);
   }
 };
 
