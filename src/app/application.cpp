@@ -36,6 +36,7 @@
 #include "composition/documents/persistence.h"
 #include "composition/state.h"
 #include "lib/format.h"
+#include "lib/from_string.h"
 #include "lib/messages.h"
 #include "lib/paths.h"
 #include "platform/crash.h"
