@@ -8,6 +8,7 @@
 #include <cstring>
 #include <utility>
 
+#include "command/engine.h"
 #include "composition/opening/folder_rows.h"
 #include "composition/opening/sequence.h"
 #include "composition/state.h"
@@ -129,8 +130,8 @@ platform::open_preview preview_of(const std::string& path, int width, int height
 bool something_at(const std::string& path) {
   if (platform::file_exists(path) || platform::is_folder(path)) return true;
   std::string pattern;
-  const std::string numbered = ksn::with_number_signs(path);
-  if (!img::is_image_file(numbered) || numbered.find('#') == numbered.npos) return false;
+  const std::string numbered = command::source_path(path);
+  if (!img::is_image_file(numbered) || numbered.find_first_of("#?*") == numbered.npos) return false;
   ksn::track_info record;
   return ksn::build_pattern(numbered, pattern) &&
          ksn::scan_folder(pattern, record, ksn::alpha_type::ignore, false, {}) != ksn::scan_result::nothing;

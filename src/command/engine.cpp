@@ -83,7 +83,12 @@ std::string without_comments(std::string_view text) {
 std::string source_path(const std::string& path) {
   if (path.starts_with("shm:/")) return path;
   const std::string full = lib::full_path(path);
-  return platform::file_exists(full) ? full : ksn::with_number_signs(full);
+  if (platform::file_exists(full)) return full;
+  std::string numbered = ksn::with_number_signs(full);
+  // "%d" and a lone "@" leave the width of the number open.
+  const std::size_t sign = numbered.rfind('#');
+  if (numbered != full && sign != numbered.npos && numbered[sign - 1] != '#') numbered[sign] = '*';
+  return numbered;
 }
 
 execution::execution(engine& engine) : engine_(engine) {

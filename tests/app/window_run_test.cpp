@@ -219,7 +219,7 @@ TEST_F(window_run, closes_when_the_work_beside_it_lets_it) {
   EXPECT_EQ(window.run(desktop), 0);
   EXPECT_EQ(seen, strings{"1"});
   EXPECT_EQ(asked, 4);
-  EXPECT_EQ(desktop.calls, (strings{"window", "destroy"}));
+  EXPECT_EQ(desktop.calls, strings{"destroy"});
 }
 
 TEST_F(window_run, reports_what_does_not_start) {

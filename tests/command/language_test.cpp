@@ -251,6 +251,7 @@ TEST(command_pass, sources_and_what_follows_them) {
       {{"/a.##.tga", "--fcheck"}, {"/a.##.tga"}, {}},
       {{"/a#b#.tga", "--fcheck"}, {"/a#b####.tga"}, {}},
       {{"/a.@@.tga", "--fcheck", "--still_image"}, {"/a.##.tga still"}, {}},
+      {{"/a.@.tga", "/b.%d.tga", "/c.#.tga", "/d.%04d.tga"}, {"/a.*.tga", "/b.*.tga", "/c.#.tga", "/d.####.tga"}, {}},
       {{"/a.tga", "--fcheck", "--fcheck"}, {"/a.tga"}, {"\"--fcheck\": Invalid option"}},
       {{"/a.tga", "--still_image", "--range=1"}, {"/a.tga still"}, {"\"--range=1\": Invalid option"}},
       {{"/a.tga", "--still_image=1"}, {"/a.tga"}, {"\"--still_image=1\": Invalid option"}},

@@ -57,7 +57,7 @@ TEST_F(parallel, loops_inside_loops_and_from_several_threads) {
 TEST_F(parallel, a_loop_in_background_gives_the_threads_away) {
   lib::set_thread_count(2);
   std::atomic<bool> begun{false};
-  std::vector<int> seen(20000);
+  std::vector<int> seen(500);
   std::thread below([&] {
     const lib::background_scope scope;
     lib::parallel_chunks(static_cast<int>(seen.size()), 1, [&](int first, int) {

@@ -107,7 +107,7 @@ TEST_F(save_queue, writes_the_document_as_it_was) {
       brush->placement.pos = {round % 20, 3};
     }
     if (round == 5) {
-      run({"--layer_sel_all", "--layer_delete_selected", folder / "a.105.tga", "--fps=30"});
+      run({"--layer_select_all", "--layer_delete_selected", folder / "a.105.tga", "--fps=30"});
       brush = nullptr;
     }
     if (round % 7 == 0) frames.clear();
@@ -165,9 +165,10 @@ TEST_F(save_queue, one_after_the_other_and_each_can_be_cancelled) {
   EXPECT_EQ(queue.items()[0].done.bytes, 5);
   EXPECT_EQ(
       run({"--print_field=save_queue", "--print_field=saves_running"}),
-      (text_list{"save_queue=1 running 1/2 3.0 4.0 5 /a\n2 waiting 0/250 0.0 0.0 0 /b\n3 waiting 0/250 0.0 0.0 0 /c\n"
-                 "4 cancelled 0/250 0.0 0.0 0 /d",
-                 "saves_running=3"}));
+      (text_list{
+          "global:save_queue=1 running 1/2 3.0 4.0 5 /a\n2 waiting 0/250 0.0 0.0 0 /b\n3 waiting 0/250 0.0 0.0 0 /c\n"
+          "4 cancelled 0/250 0.0 0.0 0 /d",
+          "global:saves_running=3"}));
   EXPECT_FALSE(queue.is_over_to(first));
   patience = 2;
   EXPECT_EQ(run({"--save_queue_wait"}), text_list()) << "ends when the user has waited enough";
@@ -180,7 +181,7 @@ TEST_F(save_queue, one_after_the_other_and_each_can_be_cancelled) {
   EXPECT_GT(woken, 0);
   // What is over goes off the list.
   EXPECT_EQ(run({"--save_queue_cancel=2", "--save_queue_cancel=x"}),
-            text_list{"\"--save_queue_cancel=x\": Invalid value"});
+            text_list{"\"--save_queue_cancel=x\": Invalid option"});
   EXPECT_EQ(states(), (std::vector{cancelled, failed, cancelled}));
   for (int i = 0; i < 25; ++i) add(at_once, "/e");
   EXPECT_TRUE(all_over());

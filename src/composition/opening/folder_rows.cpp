@@ -91,7 +91,7 @@ int list_rows(const std::string& folder, const std::vector<std::string>& extensi
     row.is_folder = true;
   }
   std::vector<group> groups = grouped(std::move(files), extensions);
-  std::ranges::sort(groups, [](const group& a, const group& b) { return natural_less(a.row.name, b.row.name); });
+  std::ranges::sort(groups, [](const group& a, const group& b) { return natural_less(a.row.first, b.row.first); });
   const auto give_up = steady::now() + patience;
   const std::string prefix = lib::add_separator(folder);
   for (group& one : groups) {

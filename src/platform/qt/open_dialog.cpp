@@ -2,7 +2,6 @@
 
 #include <QAbstractTableModel>
 #include <QComboBox>
-#include <QCompleter>
 #include <QDateTime>
 #include <QDialog>
 #include <QDialogButtonBox>
@@ -17,7 +16,6 @@
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QShortcut>
-#include <QStringListModel>
 #include <QTimer>
 #include <QTreeView>
 #include <algorithm>
@@ -171,7 +169,7 @@ class open_dialog : public QDialog {
   open_dialog(QWidget* over, const file_dialog& asked)
       : QDialog(over), form_(*asked.list), several_(asked.several), model_(new row_model(form_, this)) {
     setWindowTitle(QString::fromStdString(asked.title));
-    resize(860, 520);
+    resize(960, 540);
     make_parts(asked);
     maker_.emplace(form_, this, [this](const open_preview& made) { show_preview(made); });
     go_to(text_of(asked.folder));
@@ -217,9 +215,6 @@ class open_dialog : public QDialog {
     about_->setAlignment(Qt::AlignTop | Qt::AlignLeft);
     name_ = new QLineEdit(this);
     name_->setObjectName("fileNameEdit");
-    names_ = new QStringListModel(this);
-    auto* completer = new QCompleter(names_, this);
-    name_->setCompleter(completer);
     kinds_ = new QComboBox(this);
     for (const QString& kind : QString::fromStdString(asked.filter).split(";;", Qt::SkipEmptyParts))
       kinds_->addItem(kind);
@@ -275,9 +270,6 @@ class open_dialog : public QDialog {
     model_->forget_order();
     model_->show(form_.list(bytes_of(folder_name_), patterns(), error));
     view_->sortByColumn(view_->header()->sortIndicatorSection(), view_->header()->sortIndicatorOrder());
-    QStringList names;
-    for (const open_row& row : model_->rows()) names << text_of(row.name);
-    names_->setStringList(names);
     said_->setText(QString::fromStdString(error));
     look_at({});
   }
@@ -367,7 +359,6 @@ class open_dialog : public QDialog {
   QLabel* picture_ = nullptr;
   QLabel* about_ = nullptr;
   QLineEdit* name_ = nullptr;
-  QStringListModel* names_ = nullptr;
   QComboBox* kinds_ = nullptr;
   QLabel* said_ = nullptr;
   QString folder_name_;

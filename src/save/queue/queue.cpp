@@ -29,7 +29,8 @@ int queue::add(save_function run, const std::string& path, const context& asked)
     entry& fresh = entries_.emplace_back();
     fresh.shown.id = ++last_id_;
     fresh.shown.path = path;
-    fresh.shown.done.total = copy->doc.tm_l - copy->doc.tm_f;
+    const frame_range frames = frames_of(asked.part, {copy->doc.tm_f, copy->doc.tm_l}, copy->doc.frame_base);
+    fresh.shown.done.total = std::max(frames.end - frames.first, 0);
     fresh.run = run;
     fresh.composition = std::move(copy);
     fresh.pipeline = parts_.make_pipeline([this, &fresh](const std::string& line) { note(fresh, line); });

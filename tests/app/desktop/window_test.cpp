@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <future>
 #include <map>
 #include <sstream>
 
@@ -381,6 +382,45 @@ TEST_F(window, works_from_its_menu_while_the_clock_goes_on) {
   program.key("Escape");
   ASSERT_TRUE(menu_comes_to_be(false));
   expect_quit(program);
+}
+
+// The window stays usable, what it does to the document is not in the save, and its close asks.
+TEST_F(window, saves_go_on_while_it_is_used) {
+  picture("a.tga", 64, 48);
+  window_program program(*server, {folder / "a.tga", "--mask_size=64,48"});
+  const auto hand_over = [&](std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "--attach=status");
+    return support::run_program(KESTRIN_BINARY, arguments, folder.path(),
+                                support::desktop_variables(*server, program.user("")));
+  };
+  auto sender = std::async(std::launch::async, hand_over,
+                           std::vector<std::string>{"--length=1000000", "--timeline=1000000", "--wa_end=1000000",
+                                                    "--save_layer_as=long.mkv"});
+  const std::vector<std::string> ask = {"--print_field=saves_running"};
+  ASSERT_TRUE(wait_until([&] { return hand_over(ask).out == "global:saves_running=1\n"; }));
+  EXPECT_EQ(hand_over({"--layer_select_all", "--layer_delete_selected", "--timeline=10"}).code, 0);
+  const auto dialog = [&] {
+    std::istringstream all(server->xdotool(
+        {"search", "--onlyvisible", "--all", "--pid", std::to_string(program.program().id()), "--name", ""}));
+    for (std::string id; all >> id;) {
+      if (id != program.window()) return id;
+    }
+    return std::string();
+  };
+  server->ask_to_close(program.window());
+  ASSERT_TRUE(wait_until([&] { return !dialog().empty(); }));
+  server->xdotool({"windowfocus", "--sync", dialog(), "key", "Escape"});
+  ASSERT_TRUE(wait_until([&] { return dialog().empty(); }));
+  EXPECT_EQ(hand_over(ask).out, "global:saves_running=1\n");
+  EXPECT_EQ(hand_over({"--save_queue_cancel"}).code, 0);
+  const support::outcome sent = sender.get();
+  EXPECT_EQ(sent.code, 1);
+  EXPECT_NE(sent.errors.find("long.mkv\": Stopped, the movie has "), std::string::npos) << sent.errors;
+  EXPECT_TRUE(std::filesystem::exists(folder / "long.mkv") && !std::filesystem::exists(folder / "long.mkv.part"));
+  // An exit in the line of a save comes after it, and asks nobody.
+  EXPECT_EQ(hand_over({"a.tga", "--save_mask_as_sequence=short.#.tga", "--exit"}).code, 0);
+  EXPECT_TRUE(std::filesystem::exists(folder / "short.0.tga") && std::filesystem::exists(folder / "short.9.tga"));
+  EXPECT_EQ(program.program().wait_for_end(), 0) << program.errors();
 }
 
 // Whatever opened a dialog: the picture goes on playing behind it, and lines of other instances are carried out.
