@@ -43,6 +43,14 @@ namespace {
   }
 }
 
+[[maybe_unused]] void plain_split3_16(const uint16_t* pixels, uint16_t* b, uint16_t* g, uint16_t* r, size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    b[i] = pixels[3 * i];
+    g[i] = pixels[3 * i + 1];
+    r[i] = pixels[3 * i + 2];
+  }
+}
+
 [[maybe_unused]] void plain_split555(const uint8_t* words, uint8_t* b, uint8_t* g, uint8_t* r, size_t count) {
   for (size_t i = 0; i < count; ++i) {
     const unsigned word = words[2 * i] | words[2 * i + 1] << 8;

@@ -16,6 +16,7 @@ const row_kernels& plain_row_kernels() {
                                         plain_split4,
                                         plain_join3,
                                         plain_join4,
+                                        plain_split3_16,
                                         plain_split555,
                                         plain_every<uint8_t, 2>,
                                         plain_every<uint8_t, 4>,

@@ -14,6 +14,7 @@ struct row_kernels {
   void (*split4)(const uint8_t* pixels, uint8_t* b, uint8_t* g, uint8_t* r, uint8_t* a, size_t count);
   void (*join3)(const uint8_t* b, const uint8_t* g, const uint8_t* r, uint8_t* pixels, size_t count);
   void (*join4)(const uint8_t* b, const uint8_t* g, const uint8_t* r, const uint8_t* a, uint8_t* pixels, size_t count);
+  void (*split3_16)(const uint16_t* pixels, uint16_t* b, uint16_t* g, uint16_t* r, size_t count);
   // Little-endian words of 5 bits a colour, blue lowest, to bytes: (v << 3) + (v >> 2). Bit 15 is dropped.
   void (*split555)(const uint8_t* words, uint8_t* b, uint8_t* g, uint8_t* r, size_t count);
 

@@ -47,6 +47,12 @@ std::vector<guarded> results_of(const img::row_kernels& kernels, std::size_t cou
   kernels.split4(source.data(), b, g, r, a, count);
   b = more(count), g = more(count), r = more(count);
   kernels.split555(source.data(), b, g, r, count);
+  {
+    std::vector<std::uint16_t> split(3 * count);
+    kernels.split3_16(reinterpret_cast<const std::uint16_t*>(source.data()), split.data(), split.data() + count,
+                      split.data() + 2 * count, count);
+    std::copy_n(reinterpret_cast<const std::uint8_t*>(split.data()), 6 * count, more(6 * count));
+  }
   kernels.join3(planes[0], planes[1], planes[2], more(3 * count), count);
   kernels.join4(planes[0], planes[1], planes[2], planes[3], more(4 * count), count);
   kernels.every_2nd_8(source.data(), more(count), count);

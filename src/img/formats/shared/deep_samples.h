@@ -25,6 +25,10 @@ struct sample_form {
 void halves_of(std::uint16_t* out, const std::uint8_t* samples, std::size_t step, std::size_t count,
                const sample_form& form, bool linear);
 
+// `count` pixels of three colours and nothing else side by side, red, green, blue, as halves.
+void halves_of_colors(std::uint16_t* red, std::uint16_t* green, std::uint16_t* blue, const std::uint8_t* pixels,
+                      std::size_t count, const sample_form& form);
+
 // The same to `count` samples from (x, y) on of one plane of a picture of 16 or 8 bits; the latter only takes samples
 // of 8 bits. The plane `A` takes plain numbers, the others colours.
 void put_samples(image& image, int plane, int x, int y, std::size_t count, const std::uint8_t* samples,

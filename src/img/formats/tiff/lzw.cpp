@@ -20,28 +20,41 @@ class code_reader {
   unsigned next(int width) {
     if (count_ < width) {
       if (end_ - at_ >= 8) {
-        // As many whole bytes as fit.
-        const int bytes = (63 - count_) / 8;
-        bits_ = bits_ << (8 * bytes) | be64(at_) >> (64 - 8 * bytes);
-        at_ += bytes;
-        count_ += 8 * bytes;
+        // As many whole bytes as fit; bits of a further one that come along are the same when they come again.
+        bits_ |= be64(at_) >> count_;
+        at_ += (63 - count_) >> 3;
+        count_ |= 56;
       } else {
-        while (count_ < width && at_ < end_) {
-          bits_ = bits_ << 8 | *at_++;
-          count_ += 8;
-        }
+        for (; count_ <= 56 && at_ < end_; count_ += 8) bits_ |= std::uint64_t{*at_++} << (56 - count_);
         if (count_ < width) return end_code;
       }
     }
+    const auto code = static_cast<unsigned>(bits_ >> (64 - width));
+    bits_ <<= width;
     count_ -= width;
-    return static_cast<unsigned>(bits_ >> count_) & ((1U << width) - 1);
+    return code;
   }
 
  private:
   const std::uint8_t* at_;
   const std::uint8_t* end_;
-  std::uint64_t bits_ = 0;
+  std::uint64_t bits_ = 0;  // the next one highest
   int count_ = 0;
+};
+
+// Strings are copied in blocks of this size, the last of which goes beyond their end.
+constexpr std::size_t block = 16;
+
+// Every byte as a string of one.
+constexpr auto single_bytes = [] {
+  std::array<std::uint8_t, 256 + block> bytes{};
+  for (std::size_t i = 0; i < 256; ++i) bytes[i] = static_cast<std::uint8_t>(i);
+  return bytes;
+}();
+
+struct string {
+  const std::uint8_t* at;
+  std::size_t length;
 };
 
 }  // namespace
@@ -49,54 +62,56 @@ class code_reader {
 // A code that was added stands for the string of the code before it and one byte more, and both lie one after the other
 // in the output already: a place and a length are all that is kept.
 std::size_t unpack_lzw(std::uint8_t* out, std::size_t room, const std::uint8_t* in, std::size_t size) {
-  struct string {
-    std::uint32_t at;
-    std::uint32_t length;
-  };
   std::array<string, most_codes> strings;
+  for (std::size_t i = 0; i < clear_code; ++i) strings[i] = {single_bytes.data() + i, 1};
   code_reader codes(in, size);
+  std::uint8_t* target = out;
+  std::uint8_t* const end = out + room;
   unsigned next = first_free;
+  unsigned change = 511;  // the width changes one code early
   int width = 9;
-  std::size_t filled = 0;
-  bool fresh = true;  // no string before this code since the last clearing
-  string before{0, 0};
-  while (filled < room) {
+  string before{nullptr, 0};  // as it stands in the output; none since the last clearing
+  while (target < end) {
     const unsigned code = codes.next(width);
-    if (code == end_code) break;
-    if (code == clear_code) {
+    string from;
+    if (code < next && code != clear_code && code != end_code) {
+      from = strings[code];
+    } else if (code == clear_code) {
       next = first_free;
+      change = 511;
       width = 9;
-      fresh = true;
+      before.length = 0;
       continue;
-    }
-    string now{static_cast<std::uint32_t>(filled), 1};
-    if (code < clear_code) {
-      out[filled++] = static_cast<std::uint8_t>(code);
+    } else if (code == next && before.length > 0) {
+      // The string that is about to be added: the one before and its first byte again.
+      from = {before.at, before.length + 1};
     } else {
-      // The code that is about to be added is the string before and its first byte again.
-      if (fresh || code > next) break;
-      const string from = code == next ? string{before.at, before.length + 1} : strings[code];
-      const std::size_t length = std::min<std::size_t>(from.length, room - filled);
-      const std::uint8_t* source = out + from.at;
-      std::uint8_t* target = out + filled;
-      if (target - source >= 8 && room - filled >= length + 8) {
-        for (std::size_t i = 0; i < length; i += 8) std::memcpy(target + i, source + i, 8);
-      } else {
-        for (std::size_t i = 0; i < length; ++i) target[i] = source[i];
-      }
-      now.length = static_cast<std::uint32_t>(length);
-      filled += length;
+      break;
     }
-    if (!fresh) {
+    const auto left = static_cast<std::size_t>(end - target);
+    if (left >= from.length + block) {
+      for (std::size_t i = 0; i < from.length; i += block) {
+        std::uint8_t bytes[block];  // since the end of the string may be the byte before the target
+        std::memcpy(bytes, from.at + i, block);
+        std::memcpy(target + i, bytes, block);
+      }
+      if (code == next) target[from.length - 1] = *from.at;
+    } else {
+      from.length = std::min(from.length, left);
+      for (std::size_t i = 0; i < from.length; ++i) target[i] = from.at[i];
+    }
+    if (before.length > 0) {
       if (next >= most_codes) break;
       strings[next++] = {before.at, before.length + 1};
-      // The width changes one code early.
-      if (next == 511 || next == 1023 || next == 2047) ++width;
+      if (next == change) {
+        if (width < 12) ++width;
+        change = 2 * change + 1;
+      }
     }
-    fresh = false;
-    before = now;
+    before = {target, from.length};
+    target += from.length;
   }
-  return filled;
+  return static_cast<std::size_t>(target - out);
 }
 
 std::size_t pack_lzw(std::uint8_t* out, const std::uint8_t* in, std::size_t size) {

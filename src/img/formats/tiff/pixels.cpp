@@ -164,6 +164,9 @@ void put_row(const tiff_file& file, const tiff_picture& picture, const std::vect
     } else {
       kernels.split4(row, red, green, blue, image.row(3, y) + at.x, width);
     }
+  } else if (!picture.planar && picture.colors == 3 && samples == 3 && image.depth[0] == 16) {
+    halves_of_colors(image.row<std::uint16_t>(2, y) + at.x, image.row<std::uint16_t>(1, y) + at.x,
+                     image.row<std::uint16_t>(0, y) + at.x, row, width, form);
   } else {
     const int wanted = std::min(samples, picture.colors + (picture.has_alpha ? 1 : 0));
     for (int s = 0; s < wanted; ++s) {
