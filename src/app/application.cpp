@@ -20,6 +20,7 @@
 #include "app/keeper.h"
 #include "app/live_services.h"
 #include "app/loading_fields.h"
+#include "app/news_line.h"
 #include "app/serving.h"
 #include "app/shell_actions.h"
 #include "app/sound_start.h"
@@ -125,9 +126,11 @@ struct application::impl {
   // The interface's art is read with the first picture that needs it.
   ui::skins skins{[this](const std::string& line) { console.report(line); }};
   ui::drawing_functions drawing = ui::drawing_with(skins, fonts);
+  app::news_line news{product_title, [this](std::string_view key) { return text(key); }};
   app::window_run window{{composition, engine, pipeline, frames, loader, clock, product_title,
                           [this](std::string_view key) { return text(key); },
-                          [this](const std::string& line) { console.report(line); }, &errors, &drawing, &saves}};
+                          [this](const std::string& line) { console.report(line); }, &errors, &drawing, &saves,
+                          [this] { return news.shown(window.desktop() != nullptr); }}};
   app::live_services services{{engine, clock, [this] { return services_pipeline(); },
                                [this](std::string_view key) { return text(key); },
                                [this](const std::string& copied) {
@@ -275,6 +278,7 @@ void application::impl::register_actions() {
   services.register_actions();
   output.register_actions();
   register_shell_actions(engine, [this] { return clock.shown_time(); });
+  news.register_actions(engine);
   register_clipboard_actions({engine, pipeline, current_desktop, [this] { return clock.shown_time(); }});
 }
 

@@ -56,6 +56,7 @@ void window_run::make_interface() {
   };
   parts.milliseconds = [this] { return milliseconds(); };
   parts.saves = parts_.saves;
+  parts.news = parts_.news;
   interface_ = std::make_unique<ui::window>(std::move(parts));
 
   command::engine& engine = parts_.engine;

@@ -55,6 +55,7 @@ struct window_parts {
   const lib::error_record* errors = nullptr;              // the latest error lines, for the areas that show them
   const ui::drawing_functions* drawing = nullptr;         // art and text; null draws neither
   const save::queue* saves = nullptr;                     // what the window shows of saves; null for none
+  std::function<std::string()> news = {};                 // the latest of the program; may be empty
 };
 
 enum class close_answer {
@@ -146,6 +147,7 @@ class window_run {
   bool modal_ = false;                // a menu or a dialog of the toolkit is open
   bool look_for_pointer_ = false;     // one was, and took the pointer's events
   bool text_input_ = false;
+  math::rectangle told_caret_;
   std::string caption_;
   std::vector<std::string> waiting_drops_;
 

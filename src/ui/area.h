@@ -56,6 +56,8 @@ struct workbench : subjects {
   // A counter of milliseconds that wraps; tests move it by hand.
   std::function<std::uint32_t()> milliseconds = [] { return std::uint32_t{0}; };
   const save::queue* saves = nullptr;  // null where there is none
+  // The latest news of the program, empty for none; `open_news` opens it. May be empty.
+  std::function<std::string()> news = {};
   // The composite's value under a point of the client area; filled with each picture of the window.
   render::composite_probe composite{};
 

@@ -18,7 +18,8 @@ window::window(window_parts parts)
              parts_.work_area_changed,
              parts_.recent_sources,
              parts_.milliseconds,
-             parts_.saves},
+             parts_.saves,
+             parts_.news},
       areas_(make_areas(bench_)) {}
 
 ksn::window_layout window::layout() const {

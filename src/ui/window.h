@@ -32,6 +32,7 @@ struct window_parts : subjects {
   std::function<void(const std::string& text)> set_clipboard_text = [](const std::string&) {};
   std::function<std::uint32_t()> milliseconds = platform::milliseconds;
   const save::queue* saves = nullptr;
+  std::function<std::string()> news = {};
 };
 
 // Main thread. One for a window run; it can draw without a window.

@@ -25,6 +25,7 @@ class whole_window : public testing::Test, protected opened_parts {
   strings commands;
   strings menus;
   std::string clipboard;
+  std::string news;
   int work_area_changes = 0;
   std::uint32_t now = 1000;  // milliseconds
   std::unique_ptr<ui::window> window;
@@ -44,6 +45,7 @@ class whole_window : public testing::Test, protected opened_parts {
     parts.clipboard_text = [this] { return clipboard; };
     parts.set_clipboard_text = [this](const std::string& text) { clipboard = text; };
     parts.milliseconds = [this] { return now; };
+    parts.news = [this] { return news; };
     window = std::make_unique<ui::window>(std::move(parts));
   }
   void add_layer() { composition.doc.tracks.push_back(support::plain_layer(3, "BGRA", 90, 70, {40, 100, 200, 128})); }

@@ -17,10 +17,15 @@ constexpr int width = 440;
 constexpr int cap_width = 96;
 constexpr int cap_gap = 14;
 constexpr int line_height = 26;
+constexpr int title_height = 54;  // of name and version
 constexpr int cap_height = 20;
 constexpr int recent_height = 24;
 constexpr int most_recent = 6;
 constexpr std::chrono::seconds lists_stay(2);  // another instance may change them
+// The line of news lies around the middle of the preview.
+constexpr int news_half_width = 160;
+constexpr int news_top = -4;
+constexpr int news_bottom = 32;
 
 class start : public ui_object, public mouse_handler {
  public:
@@ -29,16 +34,19 @@ class start : public ui_object, public mouse_handler {
   mouse_handler* hit_test(math::point point, const place& at) override {
     place_ = at;
     hovered_ = recent_at(point);
-    return hovered_ >= 0 ? this : nullptr;
+    return hovered_ >= 0 || on_news(point) ? this : nullptr;
   }
   press_result mouse_down(mouse_button, math::point, bool) override { return press_result::click; }
   void mouse_up(mouse_button button, math::point point, bool) override {
+    if (button != mouse_button::left) return;
     const int index = recent_at(point);
-    if (button == mouse_button::left && index >= 0) bench_.run("add_recent=" + std::to_string(index + 1));
+    if (index >= 0) bench_.run("add_recent=" + std::to_string(index + 1));
+    if (on_news(point)) bench_.run("open_news");
   }
   cursor_shape get_cursor(math::point) override { return cursor_shape::hand; }
   bool moved(math::point point) override { return recent_at(point) != drawn_hover_; }
   std::string get_tool_tip(math::point point) override {
+    if (on_news(point)) return bench_.text("open_news");
     const int index = recent_at(point);
     return index < 0 ? std::string() : recent_[static_cast<std::size_t>(index)];
   }
@@ -46,6 +54,7 @@ class start : public ui_object, public mouse_handler {
   void draw(painter& on, const place& at) override {
     place_ = at;
     refresh_recent();
+    news_ = bench_.news ? bench_.news() : std::string();
     const rectangle before = on.set_clip({0, 0, at.size.x, bench_.layout().split});
     on.fill(on.clip(), palette::ground);
     int y = top();
@@ -63,7 +72,12 @@ class start : public ui_object, public mouse_handler {
     }
     centred(on, y, 20, name, "about.bold", palette::value);
     centred(on, y + 20, 16, version, "small", palette::faint);
-    y += 54;
+    y += title_height;
+    if (!news_.empty()) {
+      on.line(news_, "small", on.is_hot(this) && hovered_ < 0 ? palette::value : palette::live, news_box(),
+              painter::align::centre);
+      y = news_bottom + 6;
+    }
     tip(on, y, "start_drop_key", "start_drop", palette::live);
     tip(on, y + line_height, "", "start_add", palette::value, "add_layer");
     tip(on, y + 2 * line_height, "", "start_keys", palette::value, "show_keys");
@@ -86,17 +100,30 @@ class start : public ui_object, public mouse_handler {
   int first_recent_ = 0;
   int hovered_ = -1;
   int drawn_hover_ = -1;
+  std::string news_;  // as it was drawn last
 
+  rectangle news_box() const {
+    const math::point first = place_.at(-news_half_width, news_top);
+    const math::point last = place_.at(news_half_width, news_bottom);
+    return {first.x, first.y, last.x, last.y};
+  }
+  bool on_news(math::point point) const {
+    const rectangle box = news_box();
+    return !news_.empty() && point.x >= box.left && point.x < box.right && point.y >= box.top && point.y < box.bottom &&
+           bench_.engine.action_enabled("open_news");
+  }
   int room() const { return bench_.layout().split / bench_.layout().scale; }
-  static int plain_height() { return 54 + 3 * line_height + 18; }
+  static int plain_height() { return title_height + 3 * line_height + 18; }
   int full_height() const { return logo_size + 14 + plain_height() + 20; }
   // As many as there is room for below the rest.
   int shown_recent() const {
-    const int free = room() - full_height() - 20;
+    const int below_news = room() / 2 - (news_bottom + 6) - 3 * line_height - 18;
+    const int free = (news_.empty() ? room() - full_height() : below_news) - 20;
     return std::clamp(free / recent_height, 0, std::min(most_recent, static_cast<int>(recent_.size())));
   }
   int top() const {
     const int logo = room() >= full_height() ? logo_size + 14 : 0;
+    if (!news_.empty()) return news_top - title_height - logo;
     const int recent = shown_recent() > 0 ? 20 + shown_recent() * recent_height : 0;
     return -(logo + plain_height() + recent) / 2;
   }

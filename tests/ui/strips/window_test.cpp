@@ -183,6 +183,42 @@ TEST_F(whole_window, lists_and_messages_over_the_picture) {
   EXPECT_EQ(shown("two.tga"), 0);
 }
 
+// News stand in the middle of the first screen, and nowhere without an address to go to.
+TEST_F(whole_window, news_on_the_first_screen) {
+  bool has_link = false;
+  engine.add({.group = command::action_group::desktop,
+              .name = "open_news",
+              .help = "",
+              .execute = [] {},
+              .enabled = [&] { return has_link; }});
+  const auto drawn = [&](const std::string& text) {
+    art();
+    return std::count(canvas.texts.begin(), canvas.texts.end(), text);
+  };
+  const auto opens = [&](int x, int y) {
+    commands.clear();
+    const math::point middle = layout().preview_middle();
+    click({middle.x + x, middle.y + y});
+    return commands == strings{"open_news"};
+  };
+  has_link = true;
+  EXPECT_EQ(drawn("today: something"), 0);
+  EXPECT_FALSE(opens(0, 10)) << "no news";
+  news = "today: something";
+  EXPECT_EQ(drawn(news), 1);
+  EXPECT_EQ(drawn("one.tga"), 1) << "below stands what was opened lately";
+  for (const math::point in : {math::point{-160, -4}, {159, 31}, {0, 0}}) EXPECT_TRUE(opens(in.x, in.y)) << in.x;
+  for (const math::point out : {math::point{-161, 0}, {160, 0}, {0, -5}, {0, 32}}) {
+    EXPECT_FALSE(opens(out.x, out.y)) << out.x << ',' << out.y;
+  }
+  has_link = false;
+  EXPECT_FALSE(opens(0, 0));
+  has_link = true;
+  add_layer();
+  EXPECT_EQ(drawn(news), 0);
+  EXPECT_FALSE(opens(0, 0));
+}
+
 TEST_F(whole_window, any_size_is_drawn) {
   add_layer();
   composition.workspace.track_max = 1;
