@@ -22,8 +22,8 @@ struct view {
   target_view_type stereo_view = target_view_type::left;  // view that is shown
   stereo_view_type stereo_mode = stereo_view_type::anaglyph;
   bool switch_views = false;
-  img::correction tf;                                     // colour correction of all that is shown
-  view_filter_type filter = view_filter_type::automatic;  // never stored
+  img::correction tf;  // colour correction of all that is shown
+  view_filter_type filter = view_filter_type::automatic;
   bool operator==(const view&) const = default;
 
   // Factor of a picture's width on the screen.

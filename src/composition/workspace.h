@@ -32,11 +32,12 @@ struct workspace {
   int brush_softness = 0;
   int brush_spacing = 5;
   lib::color brush_color{255, 255, 255, 255};
-  brush_pressure_type brush_pressure = brush_pressure_type::size;  // never stored
+  brush_pressure_type brush_pressure = brush_pressure_type::size;
   bool operator==(const workspace&) const = default;
 
   bool& shown_timeline() { return full_screen ? fs_timeline_visible : timeline_visible; }
   bool& shown_infobar() { return full_screen ? fs_infobar_visible : infobar_visible; }
+  bool shown_infobar() const { return full_screen ? fs_infobar_visible : infobar_visible; }
   bool& shown_property_panel() { return full_screen ? fs_pp_visible : pp_visible; }
   bool& shown_tooltip() { return full_screen ? fs_pv_tooltip_enabled : pv_tooltip_enabled; }
   math::pointd& property_panel_position() { return full_screen ? fs_pp_pos : pp_pos; }

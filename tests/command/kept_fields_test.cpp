@@ -26,15 +26,16 @@ ksn::track_info source() {
 TEST(kept_fields, all_of_a_composition) {
   // Of the view of this run, and of no file.
   const std::set<std::string> of_no_file = {
-      "exposure",       "soft_clip",   "temperature",    "lift",        "gamma",        "gain",       "brightness",
-      "contrast",       "hue",         "saturation",     "color_space", "lookup_table", "disable_cc", "vsync_mode",
-      "vsync_throttle", "view_filter", "brush_pressure", "split_color", "split_scale"};
+      "exposure",       "soft_clip",   "temperature", "lift",        "gamma",        "gain",       "brightness",
+      "contrast",       "hue",         "saturation",  "color_space", "lookup_table", "disable_cc", "vsync_mode",
+      "vsync_throttle", "split_color", "split_scale"};
   // Of layers without a file, which have the size that they are given.
   const std::set<std::string> of_made_layers = {"dimensions", "size"};
   // Of the settings alone.
   const std::set<std::string> of_settings = {
       "global_volume",     "continue_playback_after_drag", "switch_views", "floating_transport", "vsync",
-      "automatic_preload", "disable_caching_by_default",   "ext_device",   "ext_alpha"};
+      "automatic_preload", "disable_caching_by_default",   "ext_device",   "ext_alpha",          "view_filter",
+      "brush_pressure"};
   language written;
   for (const char* name : {"a", "b"}) {
     written.composition.doc.tracks.push_back(source());

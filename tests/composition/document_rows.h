@@ -14,7 +14,7 @@ struct file_versions {
   int lookup = 2;
   int text = 1;
   int image = 3;
-  int settings = 26;
+  int settings = 27;
 };
 
 inline file_versions of_archive(int archive) {
@@ -410,8 +410,10 @@ struct document_rows {
         {"default_frame_base", 25, integer(1), integer(0)},
         {"creation_timestamp", 25, integer(1234567890), integer(5)},
         {"aspect", 26, real(1.25), real(1.0666667)},
+        {"view_filter", 27, ranged(2, 0, 2, 0), integer(0)},
+        {"brush_pressure", 27, ranged(2, 0, 2, 1), integer(1)},
     };
-    return record_of("settings", rows, v, 26, as_read);
+    return record_of("settings", rows, v, 27, as_read);
   }
 };
 

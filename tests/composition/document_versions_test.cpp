@@ -78,7 +78,7 @@ TEST(document_versions, settings) {
     SCOPED_TRACE("archive " + std::to_string(archive));
     expect_read<settings_kind>({of_archive(archive)});
   }
-  for (int version = 0; version <= 26; ++version) {
+  for (int version = 0; version <= 27; ++version) {
     SCOPED_TRACE("version " + std::to_string(version));
     file_versions versions;
     versions.settings = version;

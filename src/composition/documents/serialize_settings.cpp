@@ -21,7 +21,7 @@ struct settings_record {
 
 namespace io {
 template <>
-inline constexpr int record_version<ksn::settings_record> = 26;
+inline constexpr int record_version<ksn::settings_record> = 27;
 }  // namespace io
 
 namespace ksn {
@@ -100,6 +100,10 @@ void serialize(A& ar, settings_record& record, int version) {
     ar.field("creation_timestamp", v.settings.creation_timestamp);
   }
   if (version >= 26) ar.field("aspect", v.view.aspect);
+  if (version >= 27) {
+    put_word(ar, "view_filter", v.view.filter, view_filter_type::automatic);
+    put_word(ar, "brush_pressure", v.workspace.brush_pressure, brush_pressure_type::size);
+  }
 }
 
 namespace {
