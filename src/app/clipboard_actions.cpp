@@ -225,7 +225,7 @@ void register_clipboard_actions(const clipboard_parts& parts) {
        31,
        [](const clipboard_parts& p, platform::desktop& desktop) {
          const math::point size = desktop.client_size();
-         copy_picture(p, desktop, save::preview_view(p.engine.composition(), size.x, size.y));
+         copy_picture(p, desktop, save::saved_screen(p.engine.composition(), size.x, size.y));
        },
        {}},
       {"clipboard_paste", "run the option text on the clipboard, or add its files or its picture as layers", "Ctrl+V",

@@ -46,6 +46,7 @@ struct frame_view {
   int room_below = 0;         // rows that the target has below the picture, without a value; not with both eyes
   bool for_display = false;   // with the checker behind a transparent background
   view_marks marks;
+  bool counter = false;  // with the counter over the lower end; the information bar of a window has its own
   ksn::cache_resolution_type resolution = ksn::cache_resolution_type::full;
   ksn::target_view_type eyes = ksn::target_view_type::left;
   ksn::stereo_view_type stereo_mode = ksn::stereo_view_type::anaglyph;  // of both eyes

@@ -1,12 +1,16 @@
-#include "ui/preview/counter.h"
+#include "render/counter.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "composition/opening/sequence_pattern.h"
 #include "img/timecode.h"
+#include "lib/palette.h"
 #include "lib/paths.h"
+#include "text/draw.h"
 
-namespace ui {
+namespace render {
 namespace {
 
 constexpr const char* nothing = "--";
@@ -38,7 +42,7 @@ const ksn::track_info* told_layer(const ksn::state& composition, double time) {
   return nullptr;
 }
 
-std::string counter_text(render::pipeline& pipeline, const ksn::state& composition, double time) {
+std::string counter_text(pipeline& pipeline, const ksn::state& composition, double time) {
   using enum ksn::counter_type_t;
   const ksn::counter_type_t kind = composition.workspace.counter_type;
   const int shown = static_cast<int>(std::floor(time));
@@ -64,4 +68,29 @@ std::string counter_text(render::pipeline& pipeline, const ksn::state& compositi
   }
 }
 
-}  // namespace ui
+void draw_counter(img::image& picture, pipeline& pipeline, const ksn::state& composition, double time) {
+  constexpr int margin = 6;  // beside the text, at scale 1
+  const int scale = composition.interface_scale;
+  const std::string text = counter_text(pipeline, composition, time);
+  const text::font font = text::interface_font("small", scale);
+  const text::extent size = text::measure_text(pipeline.fonts(), text, 0, 1, font);
+  const int width = size.width + 2 * margin * scale;
+  const int middle = picture.width / 2 + (counter_left + counter_right) / 2 * scale;
+  const int left = std::max(std::min(middle + width / 2, picture.width) - width, 0);
+  const int top = picture.height - counter_height * scale;
+  const rectangle plate = intersect({left, top, left + width, picture.height}, {0, 0, picture.width, picture.height});
+  if (size.width <= 0 || plate.empty()) return;
+  const lib::color ground = lib::palette::ground;
+  const std::uint8_t samples[] = {ground.b, ground.g, ground.r, ground.a};
+  for (int plane = 0; plane < 4; ++plane) {
+    for (int y = plate.top; y < plate.bottom; ++y) {
+      std::memset(picture.row(plane, y) + plate.left, samples[plane],
+                  static_cast<std::size_t>(plate.right - plate.left));
+    }
+  }
+  const int down = (counter_height * scale - size.height) / 2;
+  text::draw_text(pipeline.fonts(), text, font, picture, {left + margin * scale, top + down}, lib::palette::text,
+                  {.max_lines = 1, .clip = plate});
+}
+
+}  // namespace render

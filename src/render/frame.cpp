@@ -5,6 +5,7 @@
 #include "render/alpha_source.h"
 #include "render/channels.h"
 #include "render/compositor.h"
+#include "render/counter.h"
 #include "render/failures.h"
 #include "render/image_pool.h"
 #include "render/marks.h"
@@ -264,6 +265,7 @@ void render_frame(pipeline& pipeline, const ksn::state& composition, img::image&
   if (view.channels != ksn::view_type::rgb) select_channels(*picture, view.channels);
   draw_marks(*picture, composition, view);
   if (view.for_display) mark_failures(*picture, pipeline, composition, view, time);
+  if (view.counter) draw_counter(*picture, pipeline, composition, time);
   picture->frame = static_cast<int>(std::trunc(time));
   picture->timecode = img::timecode_of_frame(picture->frame, composition.doc.fpcs);
   picture->frame_rate_nm = composition.doc.fpcs;

@@ -31,4 +31,10 @@ render::frame_view preview_view(const ksn::state& composition, const ksn::view& 
   return view;
 }
 
+render::frame_view saved_screen(const ksn::state& composition, int client_width, int client_height) {
+  render::frame_view view = preview_view(composition, client_width, client_height);
+  view.counter = composition.workspace.shown_infobar() && composition.doc.track_count() > 0;
+  return view;
+}
+
 }  // namespace save

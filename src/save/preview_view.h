@@ -19,5 +19,7 @@ render::frame_view preview_view(const ksn::state& composition, const ksn::view& 
 inline render::frame_view preview_view(const ksn::state& composition, int client_width, int client_height) {
   return preview_view(composition, composition.view, client_width, client_height);
 }
+// The same for a picture that leaves the window: with the counter, which the information bar shows over it.
+render::frame_view saved_screen(const ksn::state& composition, int client_width, int client_height);
 
 }  // namespace save

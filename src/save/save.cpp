@@ -231,7 +231,7 @@ bool save_screen_as(context& context, const std::string& path, int client_width,
   target target;
   if (!open_target(context, path, target)) return false;
   return reporting_failures(context, target, [&] {
-    return save_composite(context, target, preview_view(context.composition, client_width, client_height));
+    return save_composite(context, target, saved_screen(context.composition, client_width, client_height));
   });
 }
 

@@ -71,14 +71,9 @@ void fit_zoom(ksn::state& composition, math::point picture, math::point area) {
   composition.view.pan_position = {};
 }
 
-bool infobar_shown(const ksn::state& composition) {
-  const ksn::workspace& workspace = composition.workspace;
-  return workspace.full_screen ? workspace.fs_infobar_visible : workspace.infobar_visible;
-}
-
 math::point free_preview(const ksn::state& composition, int client_width, int client_height) {
   const render::frame_view view = save::preview_view(composition, client_width, client_height);
-  const int covered = infobar_shown(composition) ? 2 * infobar_height * composition.interface_scale : 0;
+  const int covered = composition.workspace.shown_infobar() ? 2 * infobar_height * composition.interface_scale : 0;
   return {view.width, std::max(view.height - covered, 1)};
 }
 

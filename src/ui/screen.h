@@ -24,8 +24,6 @@ void draw_screen(render::pipeline& pipeline, const ksn::state& composition, doub
 // pixel for pixel: the largest visible layer, or without one `mask_size`.
 math::point client_size_to_fit(const ksn::state& composition);
 
-bool infobar_shown(const ksn::state& composition);
-
 // The part of the preview area, around its middle, that nothing covers: all but as much above as the information bar
 // takes below.
 math::point free_preview(const ksn::state& composition, int client_width, int client_height);

@@ -628,17 +628,20 @@ TEST_F(window_run, fits_the_first_layer) {
 TEST_F(window_run, overlays_are_on_the_screen_alone) {
   pass({picture("a.png", 60, 40), "--mask_size=50,30"});
   composition.doc.selection = {0};
-  const auto saved = [&](const std::string& when) {
+  const std::vector<std::string> every{"save_frame_as", "save_layer_as", "save_mask_as_image", "save_mask_as_sequence",
+                                       "save_screen_as"};
+  const auto saved = [&](const std::string& when, const std::vector<std::string>& actions) {
     std::map<std::string, std::string> files;
-    for (const char* action : {"save_frame_as", "save_mask_as_image", "save_screen_as"}) {
-      const std::string path = folder / (when + action + ".png");
-      pass({std::string("--") + action + "=" + path});
-      files[action] = support::read_file(path);
+    for (const std::string& action : actions) {
+      const bool walks = action == "save_layer_as" || action == "save_mask_as_sequence";
+      const std::string path = folder / (when + action);
+      pass({"--" + action + "=" + path + ".png"});
+      files[action] = support::read_file(path + (walks ? "_0000.png" : ".png"));
       EXPECT_FALSE(files[action].empty()) << action;
     }
     return files;
   };
-  auto plain = saved("plain");
+  auto plain = saved("plain", every);
   struct row {
     const char* what;
     std::function<void()> show;
@@ -647,16 +650,37 @@ TEST_F(window_run, overlays_are_on_the_screen_alone) {
                       {"crop", [&] { composition.view.mask_type = ksn::mask_type_t::crop; }},
                       {"frame", [&] { composition.view.mask_type = ksn::mask_type_t::crop_safe; }},
                       {"safe area", [&] { composition.view.safe_area_type = ksn::safe_area_type_t::orange; }},
-                      {"grid", [&] { composition.view.grid = true; }}};
+                      {"grid", [&] { composition.view.grid = true; }},
+                      {"another counter", [&] { composition.workspace.counter_type = ksn::counter_type_t::timecode; }},
+                      {"no counter", [&] { composition.workspace.infobar_visible = false; }}};
   std::set<std::string> screens{plain["save_screen_as"]};
   composition.view.safe_area_active = true;
   for (const row& r : rows) {
     r.show();
-    auto files = saved(r.what);
-    EXPECT_EQ(files["save_frame_as"], plain["save_frame_as"]) << r.what;
-    EXPECT_EQ(files["save_mask_as_image"], plain["save_mask_as_image"]) << r.what;
-    EXPECT_TRUE(screens.insert(files["save_screen_as"]).second) << r.what;
+    const auto files = saved(r.what, every);
+    for (const auto& [action, content] : files) {
+      const bool screen = action == "save_screen_as";
+      EXPECT_TRUE(screen ? screens.insert(content).second : content == plain[action]) << r.what << ' ' << action;
+    }
   }
+  // What a crop cuts off shows on the screen while the layer is selected.
+  pass({"--crop=0,0,20,20"});
+  auto cropped = saved("cropped", every);
+  pass({"--layer_select_none"});
+  auto unselected = saved("unselected", {"save_mask_as_image", "save_mask_as_sequence", "save_screen_as"});
+  EXPECT_NE(cropped["save_screen_as"], unselected["save_screen_as"]);
+  EXPECT_EQ(cropped["save_mask_as_image"], unselected["save_mask_as_image"]);
+  EXPECT_EQ(cropped["save_mask_as_sequence"], unselected["save_mask_as_sequence"]);
+  // The checker lies below the picture of the screen alone; a saved background is without light.
+  pass({"--back_color=transparent"});
+  img::image composite;
+  img::image screen;
+  auto checked = saved("checked", {"save_mask_as_image", "save_screen_as"});
+  EXPECT_NE(checked["save_screen_as"], unselected["save_screen_as"]);
+  img::load(composite, folder / "checkedsave_mask_as_image.png");
+  EXPECT_EQ((std::array{composite.row(2, 0)[0], composite.row(3, 0)[0]}), (std::array<std::uint8_t, 2>{0, 0}));
+  img::load(screen, folder / "checkedsave_screen_as.png");
+  EXPECT_EQ(screen.row(2, 0)[0], 102);
 }
 
 TEST_F(window_run, tells_what_a_tick_took) {

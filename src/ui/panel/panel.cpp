@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "lib/format.h"
+#include "ui/screen.h"
 #include "ui/toolkit/palette.h"
 
 namespace ui {
@@ -30,10 +31,13 @@ bool holds(const rectangle& box, math::point point) {
   return point.x >= box.left && point.x < box.right && point.y >= box.top && point.y < box.bottom;
 }
 
-// The room that the panel may lie in: above the timeline where it has enough there, else all of the window.
-rectangle room_in(const ksn::window_layout& layout) {
+// The room that the panel may lie in: above the timeline and the information bar where it has enough there, else all of
+// the window.
+rectangle room_in(const ksn::window_layout& layout, const ksn::state& composition) {
   const int s = layout.scale;
-  const int bottom = layout.split >= (least_height + 2 * from_edge) * s ? layout.split : layout.size.y;
+  int above = layout.split;
+  if (composition.workspace.shown_infobar()) above -= infobar_height * s * (composition.view.is_neutral() ? 1 : 2);
+  const int bottom = above >= (least_height + 2 * from_edge) * s ? above : layout.size.y;
   return {from_edge * s, from_edge * s, layout.size.x - from_edge * s, bottom - from_edge * s};
 }
 
@@ -55,7 +59,7 @@ class property_panel::move_drag : public drag_handler {
   }
   void move(math::point point) override {
     const ksn::window_layout layout = panel_.bench_.layout();
-    const rectangle room = room_in(layout);
+    const rectangle room = room_in(layout, panel_.bench_.composition);
     const int snap = snap_distance * layout.scale;
     math::pointd& position = panel_.bench_.composition.workspace.property_panel_position();
     position.x = fraction(box_.left + point.x - from_.x - room.left, room.right - room.left - (box_.right - box_.left),
@@ -147,7 +151,7 @@ int property_panel::content_height() {
 
 property_panel::frame property_panel::frame_in(const place& at) {
   const ksn::window_layout layout = bench_.layout();
-  const rectangle room = room_in(layout);
+  const rectangle room = room_in(layout, bench_.composition);
   const int s = at.scale;
   const int width = panel::panel_width * s;
   const int wanted = (head_height + content_height() + foot_height) * s;

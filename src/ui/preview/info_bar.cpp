@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "playback/pacing.h"
-#include "ui/preview/counter.h"
+#include "render/counter.h"
 #include "ui/preview/view_drags.h"
 #include "ui/screen.h"
 #include "ui/toolkit/palette.h"
@@ -247,11 +247,11 @@ class bar : public info_bar {
       std::snprintf(text, sizeof text, "%.3f", composition.view.view_pixel_aspect());
       return std::string(text);
     });
-    add({"pv_timecode", 330, 470, nullptr, "counter", nullptr},
-        [this] { return counter_text(bench_.pipeline, bench_.composition, bench_.clock.shown_time()); });
+    add({"pv_timecode", render::counter_left, render::counter_right, nullptr, "counter", nullptr},
+        [this] { return render::counter_text(bench_.pipeline, bench_.composition, bench_.clock.shown_time()); });
   }
 
-  bool shown() const override { return infobar_shown(bench_.composition); }
+  bool shown() const override { return bench_.composition.workspace.shown_infobar(); }
   bool covers(math::point point) const override {
     const ksn::window_layout layout = bench_.layout();
     if (!shown()) return false;
@@ -282,7 +282,7 @@ class bar : public info_bar {
 
   place at_split(const place& at) const { return {bench_.layout().split_middle(), at.size, at.scale}; }
   std::string layer_size() const {
-    const ksn::track_info* track = told_layer(bench_.composition, bench_.clock.shown_time());
+    const ksn::track_info* track = render::told_layer(bench_.composition, bench_.clock.shown_time());
     if (!track || track->source.width <= 0) return "--";
     const math::point whole{track->source.width, track->source.height};
     const ksn::layer_placement& placement = track->placement;
