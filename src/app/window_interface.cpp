@@ -97,6 +97,7 @@ platform::window_events window_run::events() {
     owe(interface_->input().key_down(code));
   };
   events.text = [this](const std::string& text) { owe(interface_->input().text(text)); };
+  events.composing = [this](const std::string& text) { owe(interface_->input().composing(text)); };
   events.modifiers = [this](int modifiers) { owe(interface_->input().modifiers_changed(modifiers)); };
   events.mouse = [this](const platform::mouse_event& event) { on_mouse(event); };
   events.dropped = [this](const std::vector<std::string>& paths) { drop(paths); };
@@ -180,6 +181,10 @@ void window_run::pass_interface(std::uint32_t elapsed_milliseconds) {
   if (typing != text_input_) {
     text_input_ = typing;
     desktop_->set_text_input(typing);
+  }
+  if (typing) {
+    const math::rectangle caret = input.focus()->caret();
+    if (caret != std::exchange(told_caret_, caret)) desktop_->set_text_caret(caret);
   }
   const bool live = !modal_ && desktop_->is_foreground();
   const ui::redraw wish =

@@ -57,6 +57,14 @@ void export_as(engine& engine, const std::string& path) {
   engine.report(about(path, "Unrecognized file type: the name of an export ends in .jsx, .nk or .ksncmd"));
 }
 
+void save_look(engine& engine, std::string path) {
+  if (lib::lower_extension(path) != "ksncmd") path += ".ksncmd";
+  reported(engine, path, [&] {
+    platform::make_folders(lib::folder_of(path));
+    write_text(path, r3d_look_as_options(engine, *engine.composition().doc.selected_track()));
+  });
+}
+
 void add_stored_layer(ksn::state& composition, const std::string& text) {
   ksn::track_info layer;
   ksn::take_stored_content(text, layer);
@@ -86,6 +94,27 @@ void register_export_actions(engine& engine) {
                     return true;
                   },
               .ask = file_question{"export_composition_as_title", "unnamed.nk", "export_filter any_file_filter"}});
+  const auto has_look = [&composition] {
+    const ksn::track_info* layer = composition.doc.selected_track();
+    return layer && layer->source.stored_type() == ksn::source_type::r3d;
+  };
+  engine.add({.group = action_group::save,
+              .name = "save_current_look",
+              .help = "save the settings of the R3D decoder to a file that you choose",
+              .value_form = "PATH",
+              .value_help = "save the selected layer's settings of the R3D decoder as a command file (.ksncmd)",
+              .execute_value =
+                  [&engine, has_look](const std::string& value) {
+                    if (lib::file_name(value).empty()) return false;
+                    if (has_look()) {
+                      save_look(engine, lib::full_path(value));
+                    } else {
+                      engine.report(about("--save_current_look=" + value, "The selected layer is no R3D clip"));
+                    }
+                    return true;
+                  },
+              .enabled = has_look,
+              .ask = file_question{"save_current_look_title", "unnamed.ksncmd", "look_filter any_file_filter"}});
   engine.add({.group = action_group::new_layers,
               .name = "new_stored_layer",
               .value_form = "DATA",

@@ -100,6 +100,17 @@ bool field_view::set_number(double number, std::size_t part) const {
   return taken;
 }
 
+void field_view::add_to_number(double by, std::size_t part) const {
+  if (read_only()) return;
+  for_each_record([&](const auto& field, auto& record) {
+    field_value value;
+    field.get_value(engine_->composition(), record, value);
+    if (value.off) return;
+    value.numbers[part] += by;
+    field.set_value(engine_->composition(), record, clamped(field.shape, std::move(value)));
+  });
+}
+
 std::optional<bool> field_view::off() const {
   std::optional<bool> common;
   bool differ = false;

@@ -34,6 +34,8 @@ class field_view {
   std::optional<double> number(std::size_t part = 0) const;
   // Sets one number and leaves the others of each layer as they are. A field that was off is on then.
   bool set_number(double number, std::size_t part = 0) const;
+  // Adds to one number of each layer, as far as its bounds go. A field that is off stays off.
+  void add_to_number(double by, std::size_t part = 0) const;
 
   // Whether a field with a word to switch it off is off; of several layers when they agree. Switching keeps the rest of
   // the value, which each layer has.

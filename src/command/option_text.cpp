@@ -407,4 +407,16 @@ std::string correction_as_options(engine& engine, const ksn::track_info& layer) 
   return out.take();
 }
 
+std::string r3d_look_as_options(engine& engine, const ksn::track_info& layer) {
+  std::string text;
+  for (const char* name : r3d_fields) {
+    // Size and track are no part of a look.
+    if (name == std::string_view("r3d_resolution") || name == std::string_view("r3d_track")) continue;
+    std::string value;
+    engine.find_layer_field(name)->get(engine.composition(), layer, value);
+    text += "--" + std::string(name) + "=" + value + "\n";
+  }
+  return text;
+}
+
 }  // namespace command

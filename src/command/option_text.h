@@ -18,13 +18,15 @@ std::string option_text(engine& engine);
 std::string layers_as_options(engine& engine, const std::vector<int>& layers);
 // The colour correction of a layer: its fields back to neutral, then what is not.
 std::string correction_as_options(engine& engine, const ksn::track_info& layer);
+// How the R3D decoder develops a layer: all of its fields of colour.
+std::string r3d_look_as_options(engine& engine, const ksn::track_info& layer);
 
 // A text as part of a line that the language reads back as it was: quoted, with nothing in it that is expanded. The
 // character 0, which the language can't hold, is left out.
 std::string quoted(std::string_view text);
 
 // lookup_table_data, new_stored_layer, layer_content: what carries the contents that no file holds. And
-// export_composition_as.
+// export_composition_as and save_current_look.
 void register_export_actions(engine& engine);
 
 }  // namespace command

@@ -51,6 +51,8 @@ class format {
   virtual bool holds_16_bits() const { return false; }
   // Whether layers go by names; then a reading refuses one that the file does not have.
   virtual bool has_named_layers() const { return false; }
+  // Where they do: the channels of the file that are pictures of their own under these names.
+  virtual std::vector<std::string> list_channels(const std::string& /*path*/) const { return {}; }
   virtual void read_float(float_image& out, const std::string& path, const layer& layer, transfer& transfer,
                           const save_options& options, img::image* scratch) const;
   // The default converts to an 8-bit image, sRGB encoded, and calls write().

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "lib/point.h"
+#include "lib/rectangle.h"
 #include "platform/audio_device.h"
 
 namespace platform {
@@ -104,6 +105,8 @@ struct window_events {
   std::function<void(int key_code)> key;
   // Text that a key typed, after `key`, or that an input method made.
   std::function<void(const std::string& text)> text;
+  // Text that an input method is at, which may still become any other; empty when it is done or gives up.
+  std::function<void(const std::string& text)> composing;
   // Shift, Ctrl, Alt or Caps Lock alone went down or up: the state from now on.
   std::function<void(int modifiers)> modifiers;
   std::function<void(const mouse_event& event)> mouse;
@@ -174,6 +177,8 @@ class desktop {
   virtual int scale() const = 0;
   // While a control takes text, input methods and dead keys compose; without, every key is a key.
   virtual void set_text_input(bool on) = 0;
+  // Where that control has its caret, in pixels of the window's content: an input method shows its choices there.
+  virtual void set_text_caret(const math::rectangle& /*caret*/) {}
   virtual void set_menu_visible(bool visible) = 0;
   virtual window_placement placement() const = 0;
 

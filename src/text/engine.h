@@ -34,6 +34,8 @@ class engine {
   // The installed family for a name: the same one when it is there, in any case of its letters, else what the system
   // takes for it. Empty when there is no font at all.
   virtual std::string nearest_face(const std::string& face) = 0;
+  // The families that can be drawn with, by one of their names each.
+  virtual std::vector<std::string> faces() = 0;
   virtual font_metrics metrics_of(const font& font) = 0;
   // Pixels from the start of a line to its end.
   virtual int width_of(const font& font, std::string_view line) = 0;

@@ -112,6 +112,15 @@ font fonts::actual(const font& wanted) {
   return {family(wanted.face), held(wanted.height), wanted.bold, wanted.italic};
 }
 
+std::vector<std::string> fonts::faces() {
+  const std::lock_guard guard(lock_);
+  if (!have_engine()) return {};
+  std::vector<std::string> names = engine_->faces();
+  std::sort(names.begin(), names.end());
+  names.erase(std::unique(names.begin(), names.end()), names.end());
+  return names;
+}
+
 std::string fonts::face_of(const std::string& face) {
   const std::lock_guard guard(lock_);
   return have_engine() ? family(face) : std::string();

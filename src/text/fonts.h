@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "text/engine.h"
 #include "text/font.h"
@@ -52,6 +53,8 @@ class fonts {
 
   // The family that is drawn with. Another one than was asked for, unless it is its stand-in, is reported once.
   std::string face_of(const std::string& face);
+  // The families that are installed, each once, in the order of their names.
+  std::vector<std::string> faces();
 
   // Limits the bytes of the kept lines, oldest out first; 0 keeps none.
   void limit_bytes(std::size_t bytes);

@@ -164,6 +164,32 @@ TEST(option_text, broken_contents_are_one_line_and_change_nothing) {
   }
 }
 
+TEST(option_text, a_look_is_a_file_that_gives_it_again) {
+  const support::temp_folder folder;
+  program p;
+  track_info clip;
+  clip.source.type = source_type::r3d;
+  p.document.doc.tracks = {clip, clip, track_info()};
+  p.document.doc.selection = {0};
+  for (const char* option :
+       {"--r3d_kelvin=3200", "--r3d_tint=-5", "--r3d_preset=raw", "--r3d_gamma_curve=7", "--r3d_resolution=quarter"}) {
+    p.engine.run_option(option);
+  }
+  const std::string path = folder / "new/warm";
+  p.engine.run_option("--save_current_look=" + path);
+  EXPECT_EQ(p.errors, std::vector<std::string>{});
+  p.document.doc.selection = {1};
+  p.engine.run_option("--execute_cmdfile=" + path + ".ksncmd");
+  EXPECT_EQ(p.document.doc.tracks[1].source.rcs, p.document.doc.tracks[0].source.rcs);
+  EXPECT_EQ(p.document.doc.tracks[1].source.rds, clip.source.rds) << "the size is no part of the look";
+  EXPECT_EQ(p.errors, std::vector<std::string>{});
+  p.document.doc.selection = {2};
+  EXPECT_FALSE(p.engine.action_enabled("save_current_look"));
+  p.engine.run_option("--save_current_look=" + (folder / "other"));
+  EXPECT_EQ(p.errors.size(), 1u);
+  EXPECT_FALSE(std::filesystem::exists(folder / "other.ksncmd"));
+}
+
 TEST(option_text, an_export_goes_by_the_extension_of_its_name) {
   const support::temp_folder folder;
   program run;

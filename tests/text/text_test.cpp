@@ -18,6 +18,7 @@ constexpr int line_ascent = 8;
 class made_up_engine : public text::engine {
  public:
   int drawn = 0;
+  std::vector<std::string> faces() override { return {"Serif", "Sans", "Serif"}; }
   std::string nearest_face(const std::string& face) override { return face == "Nowhere" ? "Somewhere" : face; }
   text::font_metrics metrics_of(const text::font&) override { return {line_ascent, line_height}; }
   int width_of(const text::font&, std::string_view line) override { return static_cast<int>(line.size()) * advance; }

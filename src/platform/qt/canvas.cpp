@@ -3,6 +3,8 @@
 #include <QCursor>
 #include <QDragEnterEvent>
 #include <QDropEvent>
+#include <QGuiApplication>
+#include <QInputMethod>
 #include <QInputMethodEvent>
 #include <QKeyEvent>
 #include <QMimeData>
@@ -95,12 +97,23 @@ std::optional<math::point> canvas_widget::pointer() const {
   return pixel_at(position);
 }
 
+QPointF canvas_widget::position_of(math::point pixel) const {
+  return (QPointF(pixel.x, pixel.y) - pixel_offset()) / devicePixelRatioF();
+}
+
 QPoint canvas_widget::global_position(math::point pixel) const {
-  return mapToGlobal(((QPointF(pixel.x, pixel.y) - pixel_offset()) / devicePixelRatioF()).toPoint());
+  return mapToGlobal(position_of(pixel).toPoint());
 }
 
 void canvas_widget::set_text_input(bool on) {
+  // What was composed for one control does not go into the next.
+  if (!on) QGuiApplication::inputMethod()->reset();
   setAttribute(Qt::WA_InputMethodEnabled, on);
+}
+
+void canvas_widget::set_text_caret(const math::rectangle& caret) {
+  caret_ = caret;
+  QGuiApplication::inputMethod()->update(Qt::ImCursorRectangle);
 }
 
 void canvas_widget::keyPressEvent(QKeyEvent* event) {
@@ -138,13 +151,27 @@ void canvas_widget::tell_text(const QString& text) {
   });
 }
 
+void canvas_widget::tell_composing(const QString& text) {
+  if (text.isEmpty() && !composing_) return;
+  composing_ = !text.isEmpty();
+  queue_.push([this, bytes = text.toStdString()] {
+    if (events_.composing) events_.composing(bytes);
+  });
+}
+
 void canvas_widget::inputMethodEvent(QInputMethodEvent* event) {
+  // What is done takes the place of what was composed; the next word may begin with the same event.
+  if (!event->commitString().isEmpty()) tell_composing({});
   tell_text(event->commitString());
+  tell_composing(event->preeditString());
   event->accept();
 }
 
 QVariant canvas_widget::inputMethodQuery(Qt::InputMethodQuery query) const {
   if (query == Qt::ImEnabled) return testAttribute(Qt::WA_InputMethodEnabled);
+  if (query == Qt::ImCursorRectangle) {
+    return QRectF(position_of({caret_.left, caret_.top}), position_of({caret_.right, caret_.bottom}));
+  }
   if (query == Qt::ImHints) return static_cast<int>(Qt::ImhNoPredictiveText | Qt::ImhNoAutoUppercase);
   return QWidget::inputMethodQuery(query);
 }

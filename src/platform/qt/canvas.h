@@ -25,6 +25,7 @@ class canvas_widget : public QWidget {
   // A pixel of the canvas as a point of the desktop.
   QPoint global_position(math::point pixel) const;
   void set_text_input(bool on);
+  void set_text_caret(const math::rectangle& caret);
 
  protected:
   void paintEvent(QPaintEvent*) override;
@@ -46,6 +47,8 @@ class canvas_widget : public QWidget {
 
  private:
   double pen_pressure_ = 1;
+  bool composing_ = false;
+  math::rectangle caret_;
   const window_events& events_;
   event_queue& queue_;
   std::shared_ptr<const std::uint8_t> pixels_;  // of picture_
@@ -56,9 +59,11 @@ class canvas_widget : public QWidget {
   // From the corner of pixel_area() to that of the canvas, in pixels.
   QPointF pixel_offset() const;
   math::point pixel_at(QPointF position) const;
+  QPointF position_of(math::point pixel) const;
   void tell(QMouseEvent* event, mouse_action action);
   void tell_mouse(const mouse_event& event);
   void tell_text(const QString& text);
+  void tell_composing(const QString& text);
   void tell_modifiers(const QKeyEvent& event, bool pressed);
 };
 

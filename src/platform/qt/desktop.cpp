@@ -168,6 +168,9 @@ class qt_desktop : public desktop {
   void set_text_input(bool on) override {
     if (window_) window_->canvas().set_text_input(on);
   }
+  void set_text_caret(const math::rectangle& caret) override {
+    if (window_) window_->canvas().set_text_caret(caret);
+  }
   void set_menu_visible(bool visible) override {
     menu_visible_ = visible;
     if (window_ && !fullscreen_) window_->menuBar()->setVisible(visible);

@@ -68,6 +68,23 @@ class pango_engine : public text::engine {
     }
   }
 
+  std::vector<std::string> faces() override {
+    const std::unique_ptr<FcPattern, decltype(&FcPatternDestroy)> wanted(FcPatternCreate(), FcPatternDestroy);
+    FcPatternAddBool(wanted.get(), FC_SCALABLE, FcTrue);
+    const std::unique_ptr<FcObjectSet, decltype(&FcObjectSetDestroy)> parts(FcObjectSetBuild(FC_FAMILY, nullptr),
+                                                                            FcObjectSetDestroy);
+    const std::unique_ptr<FcFontSet, decltype(&FcFontSetDestroy)> found(FcFontList(nullptr, wanted.get(), parts.get()),
+                                                                        FcFontSetDestroy);
+    std::vector<std::string> names;
+    for (int i = 0; found && i < found->nfont; ++i) {
+      FcChar8* name = nullptr;
+      if (FcPatternGetString(found->fonts[i], FC_FAMILY, 0, &name) == FcResultMatch) {
+        names.emplace_back(reinterpret_cast<const char*>(name));
+      }
+    }
+    return names;
+  }
+
   text::font_metrics metrics_of(const text::font& font) override {
     take(font, "0");
     PangoRectangle logical;

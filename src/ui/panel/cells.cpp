@@ -38,6 +38,12 @@ void store_number(const field_view& field, int part, double number) {
   for (int i = 0; i < field.shape().count; ++i) field.set_number(number, static_cast<std::size_t>(i));
 }
 
+void add_to_number(const field_view& field, int part, double by) {
+  const int first = std::max(part, 0);
+  const int last = part == all_parts ? field.shape().count - 1 : part;
+  for (int i = first; i <= last; ++i) field.add_to_number(by, static_cast<std::size_t>(i));
+}
+
 // The other side follows while both have one scale.
 void keep_proportion(const binding& bound, int part) {
   if (bound.bench.composition.workspace.split_scale) return;
@@ -68,6 +74,14 @@ std::shared_ptr<ui_object> make_number(const binding& bound, const cell& c, cons
     bound.changes.make(c.field, [&] {
       store_number(field, c.part, number);
       if (*c.also) store_number(bound.field(c.also), 0, number);
+      if (std::string_view(c.field) == "dimensions") keep_proportion(bound, c.part);
+    });
+  };
+  parts.shift = [&bound, field, c](double shown) {
+    bound.changes.take_back();
+    bound.changes.make(c.field, [&] {
+      add_to_number(field, c.part, shown / c.scale);
+      if (*c.also) add_to_number(bound.field(c.also), 0, shown / c.scale);
       if (std::string_view(c.field) == "dimensions") keep_proportion(bound, c.part);
     });
   };
@@ -163,7 +177,9 @@ std::shared_ptr<ui_object> make_word(const binding& bound, const cell& c, const 
 
 // --- texts and colours ---
 
-std::shared_ptr<ui_object> make_text(const binding& bound, const cell& c, const widget_box& box) {
+}  // namespace
+
+ui_text_field::parts text_parts(const binding& bound, const cell& c) {
   const field_view field = bound.field(c.field);
   ui_text_field::parts parts;
   parts.get = [field] {
@@ -183,8 +199,10 @@ std::shared_ptr<ui_object> make_text(const binding& bound, const cell& c, const 
   if (c.kind == widget::lines) {
     parts.menu = [&bench = bound.bench](math::point at) { bench.context_menu("text", at); };
   }
-  return std::make_shared<ui_text_field>(bound.bench.host, box, std::move(parts));
+  return parts;
 }
+
+namespace {
 
 std::shared_ptr<ui_object> make_color(const binding& bound, const cell& c, const widget_box& box) {
   const field_view field = bound.field(c.field);
@@ -216,6 +234,30 @@ std::shared_ptr<ui_object> make_color(const binding& bound, const cell& c, const
   return std::make_shared<ui_color_field>(bound.bench.host, box, std::move(parts));
 }
 
+// A button with the text of its action.
+class command_button : public button {
+ public:
+  command_button(workbench& bench, const char* action, const widget_box& box)
+      : button({box.x, box.y}, {0, 0, box.width, box.height}), bench_(bench), action_(action) {}
+  std::string get_tool_tip(math::point) override { return tip_text(bench_, action_, action_); }
+
+ protected:
+  bool is_enabled() const override { return bench_.engine.action_enabled(action_); }
+  void act() override { bench_.run(action_); }
+  void paint(painter& on, math::point, const rectangle& box, button_state state) override {
+    const bool lit = state == button_state::over || state == button_state::pressed;
+    on.round_fill(box, on.px(palette::button_radius), lit ? palette::hover : palette::gray(52));
+    on.round_frame(box, on.px(palette::button_radius),
+                   state == button_state::pressed ? palette::live : palette::field_rim);
+    on.line(bench_.text(action_), "panel.value", state == button_state::disabled ? palette::faint : palette::value, box,
+            painter::align::centre);
+  }
+
+ private:
+  workbench& bench_;
+  const char* action_;
+};
+
 std::shared_ptr<ui_object> make_note(const binding& bound, const cell& c, const widget_box& box) {
   if (!*c.text) return {};
   return std::make_shared<ui_static_text>(
@@ -246,7 +288,7 @@ std::shared_ptr<ui_object> make_widget(const binding& bound, const cell& cell, c
       return make_word(bound, cell, box);
     case widget::text:
     case widget::lines:
-      return make_text(bound, cell, box);
+      return std::make_shared<ui_text_field>(bound.bench.host, box, text_parts(bound, cell));
     case widget::color:
       return make_color(bound, cell, box);
     case widget::lookup:
@@ -258,9 +300,11 @@ std::shared_ptr<ui_object> make_widget(const binding& bound, const cell& cell, c
     case widget::version:
       return make_version_chooser(bound, box);
     case widget::face:
-      return make_text(bound, cell, box);
+      return make_face_field(bound, cell, box);
     case widget::brush_preview:
       return make_brush_preview(bound, box);
+    case widget::command:
+      return std::make_shared<command_button>(bound.bench, cell.text, box);
     case widget::note:
       return make_note(bound, cell, box);
   }

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "composition/opening/versions.h"
+#include "img/format.h"
 #include "ui/panel/cells.h"
 #include "ui/widgets/chooser.h"
 
@@ -18,8 +19,7 @@ struct entry {
 };
 
 std::shared_ptr<ui_object> make_text_chooser(const binding& bound, const char* name, const widget_box& box,
-                                             std::function<std::vector<entry>()> entries,
-                                             std::function<int()> count = {}) {
+                                             std::function<std::vector<entry>()> entries) {
   const field_view field = bound.field(name);
   ui_chooser::parts parts;
   parts.texts = [entries] {
@@ -45,11 +45,102 @@ std::shared_ptr<ui_object> make_text_chooser(const binding& bound, const char* n
     });
   };
   parts.enabled = [field] { return field.has_record(); };
-  parts.count = std::move(count);
   return std::make_shared<ui_chooser>(bound.bench.host, box, std::move(parts));
 }
 
+// The pictures of a file, and in a list of their own its single channels, which are read as the list opens.
+class picture_chooser : public ui_basic_chooser {
+ public:
+  picture_chooser(const binding& bound, widget_box box)
+      : ui_basic_chooser(bound.bench.host, box), bound_(bound), field_(bound.field(field_name)) {}
+
+  void mouse_up(mouse_button button, math::point point, bool double_click) override {
+    list_channels();
+    ui_basic_chooser::mouse_up(button, point, double_click);
+    channels_.clear();
+  }
+
+ protected:
+  int item_count() const override { return static_cast<int>(all().size()); }
+  int current_index() const override {
+    const std::optional<field_value> now = field_.value();
+    if (!now) return -1;
+    const std::vector<entry> list = all();
+    const auto found =
+        std::find_if(list.begin(), list.end(), [&](const entry& one) { return one.stored == now->text; });
+    return found == list.end() ? -1 : static_cast<int>(found - list.begin());
+  }
+  void select(int index) override {
+    const std::string name = all()[static_cast<std::size_t>(index)].stored;
+    bound_.changes.make(field_name, [&] {
+      field_value value;
+      value.text = name;
+      field_.set_value(value);
+    });
+  }
+  std::string item_text(int index) const override { return all()[static_cast<std::size_t>(index)].shown; }
+  bool is_enabled() const override { return field_.has_record(); }
+  int first_nested() const override { return item_count() - static_cast<int>(channels_.size()); }
+  std::string nested_text() const override { return bound_.bench.text("img_layer_chooser.channels"); }
+  std::string shown_text() const override {
+    const std::string text = ui_basic_chooser::shown_text();
+    const ksn::track_info* track = first_layer(bound_);
+    const std::size_t count = track ? track->source.image_layers.size() : 0;
+    return count < 2 ? text : text + " (" + std::to_string(count) + ")";
+  }
+
+ private:
+  static constexpr const char* field_name = "image_layer";
+  const binding& bound_;
+  field_view field_;
+  std::vector<std::string> channels_;  // while the list is open, without those that are among the pictures
+
+  std::vector<entry> pictures() const {
+    std::vector<entry> list{{bound_.bench.text("img_layer_chooser.default"), ""}};
+    const ksn::track_info* track = first_layer(bound_);
+    if (!track) return list;
+    for (const img::layer& layer : track->source.image_layers) {
+      if (!layer.name.empty()) list.push_back({layer.name, layer.name});
+    }
+    return list;
+  }
+  static bool holds(const std::vector<entry>& list, const std::string& name) {
+    return std::any_of(list.begin(), list.end(), [&](const entry& one) { return one.stored == name; });
+  }
+  std::vector<entry> all() const {
+    std::vector<entry> list = pictures();
+    for (const std::string& name : channels_) list.push_back({name, name});
+    // A channel that was chosen by its name.
+    const ksn::track_info* track = first_layer(bound_);
+    if (track && !holds(list, track->source.image_layer.name)) {
+      const std::string& name = track->source.image_layer.name;
+      list.insert(list.end() - static_cast<std::ptrdiff_t>(channels_.size()), {name, name});
+    }
+    return list;
+  }
+  void list_channels() {
+    channels_.clear();
+    const ksn::track_info* track = first_layer(bound_);
+    const std::string path = track ? track->source.frame_path(0) : std::string();
+    const img::format* format = path.empty() ? nullptr : img::find_format(path);
+    if (!format || !format->has_named_layers()) return;
+    const std::vector<entry> list = pictures();
+    try {
+      for (std::string& name : format->list_channels(path)) {
+        if (!holds(list, name)) channels_.push_back(std::move(name));
+      }
+    } catch (const std::exception&) {
+      // A file that can't be read now has been told of where its picture failed.
+      channels_.clear();
+    }
+  }
+};
+
 }  // namespace
+
+std::shared_ptr<ui_object> make_picture_chooser(const binding& bound, const widget_box& box) {
+  return std::make_shared<picture_chooser>(bound, box);
+}
 
 std::shared_ptr<ui_object> make_layer_chooser(const binding& bound, const widget_box& box) {
   return make_text_chooser(bound, "alpha_source", box, [&bound] {
@@ -60,29 +151,6 @@ std::shared_ptr<ui_object> make_layer_chooser(const binding& bound, const widget
     }
     return all;
   });
-}
-
-std::shared_ptr<ui_object> make_picture_chooser(const binding& bound, const widget_box& box) {
-  return make_text_chooser(
-      bound, "image_layer", box,
-      [&bound] {
-        std::vector<entry> all{{bound.bench.text("img_layer_chooser.default"), ""}};
-        const ksn::track_info* track = first_layer(bound);
-        if (!track) return all;
-        for (const img::layer& layer : track->source.image_layers) {
-          if (!layer.name.empty()) all.push_back({layer.name, layer.name});
-        }
-        // A channel that was chosen by its name.
-        const std::string& now = track->source.image_layer.name;
-        if (std::none_of(all.begin(), all.end(), [&](const entry& one) { return one.stored == now; })) {
-          all.push_back({now, now});
-        }
-        return all;
-      },
-      [&bound] {
-        const ksn::track_info* track = first_layer(bound);
-        return track ? static_cast<int>(track->source.image_layers.size()) : 0;
-      });
 }
 
 std::shared_ptr<ui_object> make_version_chooser(const binding& bound, const widget_box& box) {

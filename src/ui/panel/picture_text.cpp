@@ -62,16 +62,24 @@ class picture_text : public ui_object, public mouse_handler, public ui_focus_han
     const rectangle picture = on_screen();
     on.frame({picture.left - on.px(1), picture.top - on.px(1), picture.right + on.px(1), picture.bottom + on.px(1)},
              palette::with_alpha(palette::selected, 200));
-    const std::string text = editor_.text();
+    const std::u16string units = editor_.shown_units();
+    const std::string text = lib::to_utf8(units);
     const std::vector<render::line_place> lines = places(*track, text);
-    const auto [first, last] = editor_.selection();
-    if (first != last)
-      draw_selection(on, *track, text, lines, byte_of(editor_.units(), first), byte_of(editor_.units(), last));
-    rectangle caret = to_screen(caret_of(*track, text, lines, editor_.caret()));
-    caret.right = caret.left + on.px(1);
-    caret.bottom = std::max(caret.bottom, caret.top + on.px(least_caret));
-    on.fill({caret.left - on.px(1), caret.top, caret.right + on.px(1), caret.bottom}, palette::gray(0, 160));
-    on.fill(caret, palette::live);
+    const auto mark = [&](const std::pair<std::size_t, std::size_t>& range, const auto& fill) {
+      for_each_box(*track, text, lines, byte_of(units, range.first), byte_of(units, range.second), fill);
+    };
+    if (editor_.selected()) {
+      mark(editor_.selection(),
+           [&](const rectangle& box) { on.fill(box, palette::with_alpha(palette::selected, 120)); });
+    }
+    mark(editor_.composed(), [&](const rectangle& box) {
+      on.fill({box.left, box.bottom - on.px(2), box.right, box.bottom}, palette::live);
+    });
+    caret_ = to_screen(caret_of(*track, text, lines, byte_of(units, editor_.shown_caret())));
+    caret_.right = caret_.left + on.px(1);
+    caret_.bottom = std::max(caret_.bottom, caret_.top + on.px(least_caret));
+    on.fill({caret_.left - on.px(1), caret_.top, caret_.right + on.px(1), caret_.bottom}, palette::gray(0, 160));
+    on.fill(caret_, palette::live);
     on.set_clip(before);
   }
 
@@ -79,6 +87,11 @@ class picture_text : public ui_object, public mouse_handler, public ui_focus_han
     editor_.type(character);
     show();
   }
+  void composing(std::string_view utf8) override {
+    editor_.compose(utf8);
+    show();
+  }
+  rectangle caret() const override { return caret_; }
   bool key(int code) override {
     switch (code) {
       case 'X' | platform::key_ctrl:
@@ -145,6 +158,7 @@ class picture_text : public ui_object, public mouse_handler, public ui_focus_han
   panel::edits changes_;
   text_editor editor_;
   int layer_ = 0;  // id of the edited one
+  rectangle caret_;
 
   static bool holds(const rectangle& box, math::point point) {
     return point.x >= box.left && point.x < box.right && point.y >= box.top && point.y < box.bottom;
@@ -165,6 +179,9 @@ class picture_text : public ui_object, public mouse_handler, public ui_focus_han
   }
 
   void finish(bool kept) {
+    // What was not composed to its end is dropped.
+    editor_.compose({});
+    if (ksn::track_info* track = edited(); kept && track) track->lettering.text = editor_.text();
     changes_.end(field, kept);
     bench_.pipeline.written_layer = 0;
     layer_ = 0;
@@ -180,7 +197,7 @@ class picture_text : public ui_object, public mouse_handler, public ui_focus_han
       bench_.input.drop_focus(this);
       return finish(true);
     }
-    changes_.make(field, [&] { track->lettering.text = editor_.text(); });
+    changes_.make(field, [&] { track->lettering.text = lib::to_utf8(editor_.shown_units()); });
   }
 
   std::vector<render::line_place> places(const ksn::track_info& track, const std::string& text) {
@@ -188,9 +205,8 @@ class picture_text : public ui_object, public mouse_handler, public ui_focus_han
                                     track.source.height);
   }
   rectangle caret_of(const ksn::track_info& track, const std::string& text,
-                     const std::vector<render::line_place>& lines, std::size_t unit) {
-    return render::caret_place(bench_.pipeline.fonts(), track.lettering.text_attr, text, lines,
-                               byte_of(editor_.units(), unit));
+                     const std::vector<render::line_place>& lines, std::size_t byte) {
+    return render::caret_place(bench_.pipeline.fonts(), track.lettering.text_attr, text, lines, byte);
   }
 
   // --- between the layer's pixels and those of the window ---
@@ -239,7 +255,7 @@ class picture_text : public ui_object, public mouse_handler, public ui_focus_han
     if (!track) return;
     const std::string text = editor_.text();
     const std::vector<render::line_place> lines = places(*track, text);
-    const rectangle caret = caret_of(*track, text, lines, editor_.caret());
+    const rectangle caret = caret_of(*track, text, lines, byte_of(editor_.units(), editor_.caret()));
     const int y = (caret.top + caret.bottom) / 2 + direction * (caret.bottom - caret.top);
     if (y < lines.front().top) return editor_.go_to(0, extend);
     if (y >= lines.back().top + lines.back().height) return editor_.go_to(editor_.units().size(), extend);
@@ -248,8 +264,9 @@ class picture_text : public ui_object, public mouse_handler, public ui_focus_han
     editor_.go_to(unit_of(text, byte), extend);
   }
 
-  void draw_selection(painter& on, const ksn::track_info& track, const std::string& text,
-                      const std::vector<render::line_place>& lines, std::size_t first, std::size_t last) {
+  // The places in the window of the text between two bytes, line by line.
+  void for_each_box(const ksn::track_info& track, const std::string& text, const std::vector<render::line_place>& lines,
+                    std::size_t first, std::size_t last, const std::function<void(const rectangle& box)>& each) {
     text::fonts& fonts = bench_.pipeline.fonts();
     for (const render::line_place& line : lines) {
       const std::size_t from = std::max(first, line.first);
@@ -257,7 +274,7 @@ class picture_text : public ui_object, public mouse_handler, public ui_focus_han
       if (from >= to) continue;
       rectangle box = render::caret_place(fonts, track.lettering.text_attr, text, lines, from);
       box.right = render::caret_place(fonts, track.lettering.text_attr, text, lines, to).left;
-      on.fill(to_screen(box), palette::with_alpha(palette::selected, 120));
+      each(to_screen(box));
     }
   }
 };

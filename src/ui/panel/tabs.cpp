@@ -228,6 +228,7 @@ std::vector<row> source_rows() {
 
 std::vector<row> r3d_rows() {
   return {
+      {"pp_tab_r3d.save_current_look", {{.kind = command, .text = "save_current_look"}}},
       {"pp_tab_r3d.resolution",
        {{word, "r3d_resolution",
          "full:r3d_decode_full half_premium:r3d_decode_half_premium half:r3d_decode_half quarter:r3d_decode_quarter "

@@ -22,6 +22,7 @@ enum class widget {
   version,        // of the source
   face,           // a typeface
   brush_preview,  // the brush as it paints
+  command,        // a button that runs an action
   split,          // a switch of the panel with art of its own
   note            // a text alone, or nothing
 };
@@ -33,7 +34,8 @@ struct cell {
   // The name that command::field_view goes by.
   const char* field = "";
   // number: how a double is printed. word: the values with the keys of their texts, "value:key value:key", in the order
-  // of the list. check, enabled, split, note: the key of the text beside it. Else empty.
+  // of the list. check, enabled, split, note: the key of the text beside it. command: the action, whose text it bears.
+  // Else empty.
   const char* text = "";
   int part = 0;           // which of the field's numbers; all_parts for one number that stands for them all
   int weight = 1;         // of the cell's width in its row

@@ -221,6 +221,13 @@ redraw input::text(std::string_view utf8) {
   return result(taken);
 }
 
+redraw input::composing(std::string_view utf8) {
+  const std::shared_ptr<ui_focus_handler> focus = focus_;
+  if (!focus || drag_) return result(false);
+  focus->composing(utf8);
+  return result(true);
+}
+
 redraw input::modifiers_changed(int modifiers) {
   const bool changed = std::exchange(modifiers_, modifiers) != modifiers;
   if (!changed) return result(false);

@@ -51,6 +51,7 @@ class input {
   redraw cancel_drag();
   redraw key_down(int code);
   redraw text(std::string_view utf8);
+  redraw composing(std::string_view utf8);
   redraw modifiers_changed(int modifiers);
   // The window lost the keyboard.
   redraw focus_lost();

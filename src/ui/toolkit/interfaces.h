@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "lib/point.h"
 #include "lib/rectangle.h"
@@ -79,6 +80,10 @@ class ui_focus_handler {
   virtual void begin() {}
   // One 16-bit unit of typed text; 8 is Backspace.
   virtual void key_char(char16_t character) = 0;
+  // Text that an input method is at: shown at the caret in the place of the one before, and part of nothing yet.
+  virtual void composing(std::string_view /*utf8*/) {}
+  // Where the caret was drawn last, in pixels of the client area.
+  virtual rectangle caret() const { return {}; }
   // Any other key but Escape and Enter, as a virtual key with its modifiers: the arrows, Home, End, Delete, keys with
   // Ctrl. True when the picture changes.
   virtual bool key(int /*code*/) { return false; }

@@ -9,8 +9,10 @@ namespace {
 
 constexpr int arrow_room = 16;  // at the right end, at scale 1
 
+}  // namespace
+
 // Two strokes that meet in a point below, drawn by rows of a triangle's sides.
-void draw_arrow(painter& on, math::point middle, lib::color color) {
+void draw_list_arrow(painter& on, math::point middle, lib::color color) {
   for (int i = 0; i < on.px(3); ++i) {
     const int y = middle.y - on.px(1) + i;
     const int x = on.px(3) - i;
@@ -18,8 +20,6 @@ void draw_arrow(painter& on, math::point middle, lib::color color) {
     on.fill({middle.x + x - on.px(1), y, middle.x + x, y + 1}, color);
   }
 }
-
-}  // namespace
 
 mouse_handler* ui_basic_chooser::hit_test(math::point point, const place& at) {
   last_ = at;
@@ -42,20 +42,26 @@ void ui_basic_chooser::draw(painter& on, const place& at) {
   inner.right -= on.px(arrow_room);
   on.line(shown_text(), "panel.value", enabled ? palette::value : palette::faint, inner, painter::align::left,
           on.px(6));
-  draw_arrow(on, {box.right - on.px(arrow_room / 2), (box.top + box.bottom) / 2},
-             enabled ? palette::text : palette::faint);
+  draw_list_arrow(on, {box.right - on.px(arrow_room / 2), (box.top + box.bottom) / 2},
+                  enabled ? palette::text : palette::faint);
 }
 
 void ui_basic_chooser::mouse_up(mouse_button button, math::point, bool) {
   if (button != mouse_button::left || !is_enabled()) return;
   std::vector<platform::menu_entry> entries;
+  std::vector<platform::menu_entry> nested;
   for (int i = 0; i < item_count(); ++i) {
-    platform::menu_entry& entry = entries.emplace_back();
+    platform::menu_entry& entry = (i < first_nested() ? entries : nested).emplace_back();
     entry.text = item_text(i);
     entry.checkable = true;
     entry.checked = i == current_index();
     entry.id = i;
     entry.reached = [this, i] { point_at(i); };
+  }
+  if (!nested.empty()) {
+    entries.emplace_back();
+    entries.emplace_back().text = nested_text();
+    entries.back().entries = std::move(nested);
   }
   const rectangle box = box_.in(last_);
   const int chosen = host_.popup_menu(entries, {box.left, box.bottom});

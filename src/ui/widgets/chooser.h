@@ -10,6 +10,9 @@
 
 namespace ui {
 
+// The mark of a list that opens below.
+void draw_list_arrow(painter& on, math::point middle, lib::color color);
+
 class ui_basic_chooser : public ui_object, public mouse_handler {
  public:
   ui_basic_chooser(const widget_host& host, widget_box box) : host_(host), box_(box) {}
@@ -28,6 +31,9 @@ class ui_basic_chooser : public ui_object, public mouse_handler {
   virtual void select(int index) = 0;
   virtual std::string item_text(int index) const = 0;
   virtual bool is_enabled() const = 0;
+  // Entries from this one on stand in a list of their own, which opens from the last entry of the first.
+  virtual int first_nested() const { return item_count(); }
+  virtual std::string nested_text() const { return {}; }
   // While the list is open: the pointer or the keys came to an entry; and the list closed without a choice.
   virtual void point_at(int /*index*/) {}
   virtual void leave_list() {}

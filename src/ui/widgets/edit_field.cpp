@@ -80,7 +80,7 @@ void typing_field::draw(painter& on, const place& at) {
                                               : palette::field_rim);
   box.right -= on.px(right_margin());
   if (typing) {
-    editor_.draw(on, box, font(), on.px(margin));
+    caret_ = editor_.draw(on, box, font(), on.px(margin));
   } else {
     on.line(enabled ? shown_text() : no_value, font(), enabled ? palette::value : palette::faint, box, alignment(),
             on.px(margin));
@@ -167,7 +167,8 @@ void typing_field::open_menu(math::point point) {
 // A drag of the value. The field outlives it: it holds a share.
 class ui_edit_field::drag : public drag_handler {
  public:
-  drag(std::shared_ptr<ui_edit_field> field, double value) : field_(std::move(field)), value_(value), shown_(value) {}
+  drag(std::shared_ptr<ui_edit_field> field, std::optional<double> value)
+      : field_(std::move(field)), value_(value), shown_(value.value_or(0)) {}
   void begin(math::point point) override {
     last_ = point;
     if (field_->parts_.begin_drag) field_->parts_.begin_drag();
@@ -178,20 +179,22 @@ class ui_edit_field::drag : public drag_handler {
     if (point.x == last_.x) return;
     shown_ += (point.x - last_.x) * field_->step_ * speed / field_->last_place().scale;
     last_ = point;
-    field_->parts_.set(rounded(shown_, field_->step_, speed));
+    store(rounded(shown_, field_->step_, speed));
   }
   void end(math::point) override { finish(true); }
   void cancel() override {
-    field_->parts_.set(value_);
+    store(value_.value_or(0));
     finish(false);
   }
   cursor_shape get_cursor(math::point) override { return cursor_shape::size_horizontal; }
 
  private:
   std::shared_ptr<ui_edit_field> field_;
-  double value_;  // at the start
-  double shown_;  // not rounded
+  std::optional<double> value_;  // at the start; nothing for several that differ
+  double shown_;                 // not rounded; of several that differ by how much they changed
   math::point last_;
+
+  void store(double number) { value_ ? field_->parts_.set(number) : field_->parts_.shift(number); }
 
   void finish(bool kept) {
     if (field_->parts_.end_drag) field_->parts_.end_drag(kept);
@@ -204,14 +207,14 @@ ui_edit_field::ui_edit_field(const widget_host& host, widget_box box, parts part
       step_(parts_.step > 0 ? parts_.step : last_digit(parts_.format)) {}
 
 press_result ui_edit_field::mouse_down(mouse_button button, math::point, bool) {
-  const bool may_drag = button == mouse_button::left && is_enabled() && !is_typing() && parts_.get();
+  const bool may_drag = button == mouse_button::left && is_enabled() && !is_typing() && (parts_.shift || parts_.get());
   return may_drag ? press_result::drag_after_movement : press_result::click;
 }
 
 std::shared_ptr<drag_handler> ui_edit_field::get_drag_handler(mouse_button, math::point) {
   const std::optional<double> value = parts_.get();
-  if (!value) return {};
-  return std::make_shared<drag>(std::static_pointer_cast<ui_edit_field>(shared_from_this()), *value);
+  if (!value && !parts_.shift) return {};
+  return std::make_shared<drag>(std::static_pointer_cast<ui_edit_field>(shared_from_this()), value);
 }
 
 void ui_edit_field::mouse_up(mouse_button button, math::point point, bool double_click) {

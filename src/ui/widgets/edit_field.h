@@ -38,6 +38,8 @@ class typing_field : public ui_object, public mouse_handler, public ui_focus_han
   cursor_shape get_cursor(math::point) override { return is_enabled() ? cursor_shape::text : cursor_shape::arrow; }
 
   void key_char(char16_t character) override { editor_.type(character); }
+  void composing(std::string_view utf8) override { editor_.compose(utf8); }
+  rectangle caret() const override { return caret_; }
   bool key(int code) override;
   // Stores what was typed, unless that is what stood there.
   void commit() override;
@@ -69,6 +71,7 @@ class typing_field : public ui_object, public mouse_handler, public ui_focus_han
   text_editor editor_;
   std::string started_with_;
   field_surroundings surroundings_;
+  rectangle caret_;
   place last_;
 
   void open_menu(math::point point);
@@ -82,6 +85,8 @@ class ui_edit_field : public typing_field {
     std::string format = "%.2f";                 // of a double, as for printf
     std::function<std::optional<double>()> get;  // nothing: no value, or several that differ
     std::function<void(double)> set;
+    // Adds to several values that differ, to each the same, counted from the begin of the drag. Empty: they don't drag.
+    std::function<void(double by)> shift = {};
     std::function<bool()> enabled = {};  // empty: always
     double step = 0;                     // 0: one of the last digit that the format shows
     std::string hint = "panel.edit_field_hint";

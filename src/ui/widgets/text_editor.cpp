@@ -31,6 +31,7 @@ bool is_blank(char16_t unit) {
 
 void text_editor::start(std::string_view utf8, bool select) {
   text_ = lib::to_utf16(utf8);
+  composed_.clear();
   caret_ = text_.size();
   anchor_ = select ? 0 : caret_;
 }
@@ -117,8 +118,19 @@ std::size_t text_editor::line_start(std::size_t at) const {
   return feed == std::u16string::npos ? 0 : feed + 1;
 }
 
-std::size_t text_editor::line_end(std::size_t at) const {
-  return std::min(text_.find(u'\n', at), text_.size());
+std::size_t text_editor::end_of_line(const std::u16string& text, std::size_t at) {
+  return std::min(text.find(u'\n', at), text.size());
+}
+
+void text_editor::compose(std::string_view utf8) {
+  composed_ = lib::to_utf16(utf8);
+  if (!composed_.empty()) erase_selected();
+}
+
+std::u16string text_editor::shown_units() const {
+  std::u16string shown = text_;
+  shown.insert(caret_, composed_);
+  return shown;
 }
 
 bool text_editor::key(int code) {
@@ -171,38 +183,47 @@ bool text_editor::key(int code) {
   }
 }
 
-void text_editor::draw(painter& on, const rectangle& box, std::string_view font, int margin) const {
+rectangle text_editor::draw(painter& on, const rectangle& box, std::string_view font, int margin) const {
   const rectangle before = on.set_clip(math::intersect(on.clip(), box));
   const int line_height = on.measure("x", font).y;
+  const std::u16string shown = shown_units();
+  const std::size_t caret = shown_caret();
   int y = lines_ ? box.top + margin : box.top + (box.bottom - box.top - line_height) / 2;
-  const auto width = [&](std::size_t first, std::size_t last) {
-    return on.measure(lib::to_utf8(std::u16string_view(text_).substr(first, last - first)) + "|", font, 0, 1).x -
-           on.measure("|", font, 0, 1).x;
+  const auto part = [&](std::size_t first, std::size_t last) {
+    return lib::to_utf8(std::u16string_view(shown).substr(first, last - first));
   };
+  const auto width = [&](std::size_t first, std::size_t last) {
+    return on.measure(part(first, last) + "|", font, 0, 1).x - on.measure("|", font, 0, 1).x;
+  };
+  rectangle caret_place;
   for (std::size_t first = 0;;) {
-    const std::size_t last = line_end(first);
-    const bool has_caret = caret_ >= first && caret_ <= last;
+    const std::size_t last = end_of_line(shown, first);
+    const bool has_caret = caret >= first && caret <= last;
     // A line that is too long shows the part with the caret.
     const int room = box.right - box.left - 2 * margin;
-    const int shift = has_caret ? std::max(0, width(first, caret_) - room) : 0;
+    const int shift = has_caret ? std::max(0, width(first, caret) - room) : 0;
     const int x = box.left + margin - shift;
-    const auto [from, to] = selection();
-    if (const std::size_t left = std::max(from, first), right = std::min(to, last); left < right) {
-      on.fill({x + width(first, left), y, x + width(first, right), y + line_height},
-              palette::with_alpha(palette::selected, 160));
-    }
+    const auto mark = [&](const std::pair<std::size_t, std::size_t>& range, int top, lib::color color) {
+      const std::size_t left = std::max(range.first, first);
+      const std::size_t right = std::min(range.second, last);
+      if (left < right) on.fill({x + width(first, left), top, x + width(first, right), y + line_height}, color);
+    };
+    if (selected()) mark(selection(), y, palette::with_alpha(palette::selected, 160));
     text_place place;
     place.position = {x, y};
-    on.text(lib::to_utf8(std::u16string_view(text_).substr(first, last - first)), font, palette::value, place);
-    if (has_caret && !selected()) {
-      const int caret_x = x + width(first, caret_);
-      on.fill({caret_x, y, caret_x + on.px(1), y + line_height}, palette::live);
+    on.text(part(first, last), font, palette::value, place);
+    mark(composed(), y + line_height - on.px(1), palette::value);
+    if (has_caret) {
+      const int caret_x = x + width(first, caret);
+      caret_place = {caret_x, y, caret_x + on.px(1), y + line_height};
+      if (!selected()) on.fill(caret_place, palette::live);
     }
-    if (last == text_.size()) break;
+    if (last == shown.size()) break;
     first = last + 1;
     y += line_height;
   }
   on.set_clip(before);
+  return caret_place;
 }
 
 }  // namespace ui

@@ -23,6 +23,12 @@ class text_editor {
   void start(std::string_view utf8, bool select);
   std::string text() const;
   const std::u16string& units() const { return text_; }
+  // What an input method is at stands at the caret, in the place of what is selected, and is no part of the text.
+  void compose(std::string_view utf8);
+  // The text with that in it, where it stands from the first unit to the one after the last, and the caret after it.
+  std::u16string shown_units() const;
+  std::pair<std::size_t, std::size_t> composed() const { return {caret_, caret_ + composed_.size()}; }
+  std::size_t shown_caret() const { return caret_ + composed_.size(); }
   // One unit of typed text, in the place of what is selected; 8 deletes that, or the character before the caret.
   void type(char16_t unit);
   // Arrows, Home, End, each with Shift to select and left and right with Ctrl by words, Delete, Ctrl+A, and Shift+Enter
@@ -40,14 +46,16 @@ class text_editor {
   // Selects the word around a place.
   void select_word(std::size_t place);
 
-  // Draws lines from the box's upper left corner, or one line at the middle of its height, with the caret.
-  void draw(painter& on, const rectangle& box, std::string_view font, int margin) const;
+  // Draws lines from the box's upper left corner, or one line at the middle of its height, with the caret, whose place
+  // it returns.
+  rectangle draw(painter& on, const rectangle& box, std::string_view font, int margin) const;
 
  private:
   std::function<bool(char16_t)> accepts_;
   std::size_t limit_;
   bool lines_;
   std::u16string text_;
+  std::u16string composed_;
   std::size_t caret_ = 0;
   std::size_t anchor_ = 0;  // the other end of what is selected
 
@@ -56,7 +64,8 @@ class text_editor {
   void put(std::u16string_view units);
   void erase(std::size_t first, std::size_t last);
   std::size_t line_start(std::size_t at) const;
-  std::size_t line_end(std::size_t at) const;
+  std::size_t line_end(std::size_t at) const { return end_of_line(text_, at); }
+  static std::size_t end_of_line(const std::u16string& text, std::size_t at);
 };
 
 }  // namespace ui

@@ -61,10 +61,14 @@ class board : public testing::Test, protected opened_parts {
     if (menu_answers.empty()) return -1;
     const std::string wanted = menu_answers.front();
     menu_answers.pop_front();
-    // On the way to the wanted entry the pointer comes by those before.
-    for (const platform::menu_entry& entry : menu) {
+    return answer(menu, wanted);
+  }
+  // On the way to the wanted entry the pointer comes by those before.
+  int answer(const std::vector<platform::menu_entry>& entries, const std::string& wanted) {
+    for (const platform::menu_entry& entry : entries) {
       if (entry.reached) entry.reached();
       if (on_entry) on_entry(entry);
+      if (const int found = answer(entry.entries, wanted); found >= 0) return found;
       if (entry.text == wanted && entry.enabled) return entry.id;
     }
     return -1;

@@ -3,6 +3,8 @@
 #include <filesystem>
 
 #include "composition/editing/undo.h"
+#include "img/format.h"
+#include "support/pictures.h"
 #include "support/temp_folder.h"
 #include "ui/panel/board.h"
 
@@ -84,6 +86,59 @@ TEST_F(panel_lists, alpha_sources_and_pictures) {
   EXPECT_TRUE(shows("crypto (3)"));
   composition.undo();
   EXPECT_EQ(field("image_layer"), "");
+}
+
+TEST_F(panel_lists, single_channels_have_a_list_of_their_own) {
+  support::temp_folder folder;
+  const std::string path = folder / "a.exr";
+  img::save(support::picture("BGRA", 4, 4, {10, 20, 30, 255}), path, nullptr, {});
+  ksn::layer_source& source = add_layer(ksn::source_type::image).source;
+  source.path = path;
+  composition.workspace.pp_tab = 6;
+  drawn_texts();
+  menu_answers = {"G"};
+  click(find("image_layer"));
+  EXPECT_EQ(texts_of_menu(), (strings{text("img_layer_chooser.default"), "", text("img_layer_chooser.channels")}));
+  strings channels;
+  for (const platform::menu_entry& entry : menu.back().entries) channels.push_back(entry.text);
+  EXPECT_EQ(channels, (strings{"A", "B", "G", "R"}));
+  EXPECT_EQ(field("image_layer"), "G");
+  EXPECT_TRUE(shows("G"));
+  composition.undo();
+  EXPECT_EQ(field("image_layer"), "");
+  // A file that has gone since has no channels to choose from.
+  std::filesystem::remove(path);
+  click(find("image_layer"));
+  EXPECT_EQ(texts_of_menu(), strings{text("img_layer_chooser.default")});
+}
+
+TEST_F(panel_lists, typefaces_show_while_the_pointer_is_on_them) {
+  add_layer(ksn::source_type::text);
+  add_layer(ksn::source_type::text);
+  composition.workspace.pp_tab = 4;
+  drawn_texts();
+  const strings faces = pipeline.fonts().faces();
+  ASSERT_GT(faces.size(), 1u) << "the program brings its fonts";
+  const std::string before = field("1:text_font");
+  strings seen;
+  on_entry = [&](const platform::menu_entry&) { seen.push_back(field("2:text_font")); };
+  // The mark at the right end of the field opens the list; left of it the name is typed.
+  math::point mark = find("text_font");
+  for (const ui::panel::page::widget_of& widget : panel->open_page().widgets()) {
+    if (widget.made_from->kind == ui::panel::widget::face) mark.x += widget.box.right - widget.box.left - 15 - 4;
+  }
+  menu_answers = {"nothing"};
+  click(mark);
+  EXPECT_EQ(texts_of_menu(), faces);
+  EXPECT_EQ(seen, faces);
+  EXPECT_EQ(field("1:text_font"), before) << "closed without a choice";
+  EXPECT_FALSE(composition.undo_stack);
+  menu_answers = {faces.back()};
+  click(mark);
+  EXPECT_EQ(field("1:text_font") + field("2:text_font"), faces.back() + faces.back());
+  composition.undo();
+  EXPECT_EQ(field("1:text_font") + field("2:text_font"), before + before);
+  EXPECT_FALSE(input.focus());
 }
 
 TEST_F(panel_lists, versions_are_found_chosen_and_scanned) {

@@ -1,6 +1,7 @@
 // Every widget of every tab: what it shows of one and of several layers, what typing, dragging and choosing do to the
 // fields behind it, and that one step brings all of it back. Then the frame: tabs, place, scrolling, the walk of Tab.
 #include <algorithm>
+#include <cmath>
 #include <set>
 
 #include "composition/editing/undo.h"
@@ -12,7 +13,30 @@ using ui::panel::cell;
 using ui::panel::widget;
 using strings = std::vector<std::string>;
 
-class property_panel : public support::board {};
+class property_panel : public support::board {
+ protected:
+  // A drag adds what the format's digits say to what all layers have; taken back, the value is as before.
+  void expect_drag(const ui::panel::page::widget_of& widget, const std::string& what) {
+    const cell& made = *widget.made_from;
+    const command::field_view value(engine, made.field);
+    const auto part = static_cast<std::size_t>(std::max(made.part, 0));
+    const auto step_before = composition.undo_stack;
+    const double before = value.number(part).value_or(-1e9);
+    const math::point from = middle_of(widget);
+    const std::string format = made.text;
+    const int digits = format.find('.') == format.npos ? 0 : format[format.find('.') + 1] - '0';
+    const double by = 20 * (made.step > 0 ? made.step : std::pow(10.0, -digits)) / made.scale;
+    input.mouse_down(ui::mouse_button::left, from, false, 0);
+    input.mouse_move({from.x + 20, from.y}, 0);
+    const double most = value.shape().kind == command::value_kind::color ? 255 : value.shape().most;
+    // Whole steps of its own.
+    EXPECT_NEAR(value.number(part).value_or(-1e9), std::min(before + by, most), std::max(made.step / 2, 0.51)) << what;
+    input.key_down(escape);
+    input.mouse_up(ui::mouse_button::left, from, 0);
+    EXPECT_EQ(value.number(part).value_or(-1e9), before) << what;
+    EXPECT_EQ(composition.undo_stack, step_before) << what;
+  }
+};
 
 // Kinds of layers for which a tab has something.
 ksn::source_type type_for(int tab) {
@@ -119,6 +143,7 @@ TEST_F(property_panel, every_widget_on_two_layers_that_differ) {
             EXPECT_NEAR(both.number(static_cast<std::size_t>(std::max(made.part, 0))).value_or(-1e9), wanted,
                         kind == command::value_kind::number ? 0.006 : 0.51)
                 << what;
+            expect_drag(one, what);
             break;
           }
           case widget::split:
@@ -206,6 +231,55 @@ TEST_F(property_panel, a_drag_is_one_step) {
   EXPECT_EQ(field("gamma"), "1");
 }
 
+TEST_F(property_panel, a_drag_moves_layers_that_differ_by_the_same) {
+  struct row {
+    int tab;
+    const char* field;
+    int part;
+    const char* first;
+    const char* second;
+    int by;  // pixels
+    const char* first_after;
+    const char* second_after;
+  };
+  const row rows[] = {{0, "exposure", 0, "1", "-0.5", 50, "1.5", "0"},
+                      {0, "saturation", 0, "100", "50,60,70", 10, "110", "60,70,80"},
+                      {1, "position", 1, "3,4", "10,20", -5, "3,-1", "10,15"},
+                      {1, "scale_x", 0, "100", "50", 30, "130", "80"},
+                      {1, "crop", 2, "1,2,30,40", "none", 5, "1,2,35,40", "none"},
+                      {2, "opacity", 0, "90", "20", 30, "100", "50"}};
+  for (const row& r : rows) {
+    composition.doc.tracks.clear();
+    composition.doc.selection.clear();
+    add_layer();
+    add_layer();
+    engine.run_option(std::string("--1:") + r.field + "=" + r.first);
+    engine.run_option(std::string("--2:") + r.field + "=" + r.second);
+    composition.undo_stack.reset();
+    composition.workspace.pp_tab = r.tab;
+    const strings before = values_of(engine, r.field);
+    drawn_texts();
+    drag(find(r.field, r.part), r.by);
+    const strings after{r.first_after, r.second_after};
+    EXPECT_EQ(values_of(engine, r.field), after) << r.field;
+    composition.undo();
+    EXPECT_EQ(values_of(engine, r.field), before) << r.field;
+    EXPECT_TRUE(composition.can_undo());
+    composition.undo();
+    EXPECT_EQ(values_of(engine, r.field), after) << r.field;
+    // Back where it began, though it went over the bounds on the way; Escape takes all of it back.
+    composition.undo();
+    const math::point from = find(r.field, r.part);
+    input.mouse_down(ui::mouse_button::left, from, false, 0);
+    input.mouse_move({from.x + 5000, from.y}, 0);
+    input.mouse_move(from, 0);
+    EXPECT_EQ(values_of(engine, r.field), before) << r.field;
+    input.mouse_move({from.x + 500, from.y}, 0);
+    input.key_down(escape);
+    EXPECT_EQ(values_of(engine, r.field), before) << r.field;
+  }
+}
+
 TEST_F(property_panel, what_belongs_together_goes_together) {
   add_layer();
   composition.workspace.pp_tab = 1;
@@ -287,6 +361,14 @@ TEST_F(property_panel, its_place_is_a_fraction_of_the_free_room) {
     drag(title, -3000);
     EXPECT_EQ(composition.workspace.pp_pos.x, 0) << "held inside the window, at its edge";
     EXPECT_EQ(composition.workspace.pp_pos.y, 1);
+    const auto above_split = [&] { return ksn::layout_window(composition, size).split - box().bottom; };
+    EXPECT_EQ(above_split(), (17 + 12) * scale) << "clear of the information bar";
+    composition.view.add_exposure(10);
+    EXPECT_EQ(above_split(), (2 * 17 + 12) * scale) << "and of the view's correction over it";
+    composition.view.make_neutral();
+    composition.workspace.infobar_visible = false;
+    EXPECT_EQ(above_split(), 12 * scale);
+    composition.workspace.infobar_visible = true;
     const int left = box().left;
     size = {1400, 900};
     EXPECT_EQ(box().left, left);

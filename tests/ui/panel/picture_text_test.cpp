@@ -11,6 +11,7 @@ namespace {
 // Letters are 10 pixels wide and lines 20 high.
 class plain_letters : public text::engine {
  public:
+  std::vector<std::string> faces() override { return {"Serif", "Sans", "Serif"}; }
   std::string nearest_face(const std::string& face) override { return face; }
   text::font_metrics metrics_of(const text::font&) override { return {15, 20}; }
   int width_of(const text::font&, std::string_view line) override { return static_cast<int>(line.size()) * 10; }
@@ -128,6 +129,49 @@ TEST_F(picture_text, is_one_step_and_shows_fields_as_they_are_written) {
   type("z");
   EXPECT_FALSE(input.focus()) << "the layer is gone";
   EXPECT_FALSE(engine.action_enabled("edit_text"));
+}
+
+// What an input method is at shows in the picture and becomes the text only when it is done.
+TEST_F(picture_text, composing) {
+  constexpr int home = 36;
+  set("ab");
+  composition.undo_stack.reset();
+  const auto lines_drawn = [&] {
+    ui::painter on = canvas.painter();
+    canvas.picture.fill(0, 0, 0, 0);
+    area->draw(on, at());
+    // The line below what is composed has the colour of what is under way.
+    int length = 0;
+    for (int x = 0; x < canvas.picture.width; ++x) length += canvas.red_at(x, on_layer(0, 58).y) == 251;
+    return length;
+  };
+  engine.run_command("edit_text");
+  input.key_down(home);
+  input.composing("\xE3\x81\x8B");
+  EXPECT_EQ(layer_text(),
+            "\xE3\x81\x8B"
+            "ab");
+  input.composing("xyz");
+  EXPECT_EQ(layer_text(), "xyzab");
+  EXPECT_GE(lines_drawn(), 30) << "three letters and the caret";
+  EXPECT_LE(lines_drawn(), 31);
+  input.composing("");
+  input.pass(0, true);
+  input.text("K");
+  EXPECT_EQ(layer_text(), "Kab");
+  EXPECT_LE(lines_drawn(), 1);
+  const math::rectangle caret = input.focus()->caret();
+  EXPECT_GT(caret.bottom, caret.top);
+  input.composing("lost");
+  click({2, 2});
+  EXPECT_EQ(layer_text(), "Kab") << "what was not done is dropped";
+  composition.undo();
+  EXPECT_EQ(layer_text(), "ab");
+  engine.run_command("edit_text");
+  input.composing("lost");
+  EXPECT_EQ(layer_text(), "lost") << "in the place of what was selected";
+  input.key_down(escape);
+  EXPECT_EQ(layer_text(), "ab");
 }
 
 }  // namespace

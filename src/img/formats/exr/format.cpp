@@ -11,6 +11,10 @@ void exr_fmt::list_layers(const std::string& path, std::vector<layer>& layers) c
   layers = layers_of(exr_file(path));
 }
 
+std::vector<std::string> exr_fmt::list_channels(const std::string& path) const {
+  return channels_of(exr_file(path));
+}
+
 void exr_fmt::read(image& image, const std::string& path, const layer& layer) const {
   exr_file file(path);
   const exr_picture picture = choose_picture(file, layer);

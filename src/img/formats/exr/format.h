@@ -16,6 +16,7 @@ class exr_fmt final : public format {
   void write(const image& image, const std::string& path, const save_options& options) const override;
   bool has_native_float() const override { return true; }
   bool has_named_layers() const override { return true; }
+  std::vector<std::string> list_channels(const std::string& path) const override;
   void write_float(const float_image& image, const std::string& path, const save_options& options) const override;
   picture_header read_header(const std::string& path, const layer& layer) const override;
 };

@@ -276,4 +276,19 @@ std::vector<layer> layers_of(const exr_file& file) {
   return layers;
 }
 
+std::vector<std::string> channels_of(const exr_file& file) {
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < file.parts().size(); ++i) {
+    const exr_part& part = file.parts()[i];
+    if (part.is_deep()) continue;
+    const channel_list& list = *part.channels;
+    for (int channel = 0; channel < list.num_channels; ++channel) {
+      if (!is_readable(list, gray_picture(channel))) continue;
+      const std::string name = list.entries[channel].name.str;
+      names.push_back(i == 0 ? name : part.name + "." + name);
+    }
+  }
+  return names;
+}
+
 }  // namespace img

@@ -38,4 +38,7 @@ exr_picture choose_picture(exr_file& file, const layer& layer);
 // `part.layer`. Throws io::invalid_format when all parts are deep.
 std::vector<layer> layers_of(const exr_file& file);
 
+// Every channel that can be read as a gray picture, of further parts as `part.channel`.
+std::vector<std::string> channels_of(const exr_file& file);
+
 }  // namespace img
