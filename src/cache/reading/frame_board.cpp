@@ -1,9 +1,8 @@
 #include "cache/reading/frame_board.h"
 
 #include <algorithm>
-#include <charconv>
 #include <set>
-#include <string_view>
+#include <string>
 #include <utility>
 
 #include "cache/reading/layer_identity.h"
@@ -14,28 +13,6 @@ namespace {
 
 constexpr std::size_t most_looked_at = 4096;  // frames in one update, a millisecond
 constexpr std::size_t most_told = 16384;      // changes that are kept
-
-// The number that the last digits of a name make, -1 for none.
-int last_number(std::string_view name) {
-  const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
-  std::size_t end = name.size();
-  if (const std::size_t dot = name.rfind('.'); dot != std::string_view::npos && dot > 0) end = dot;
-  while (end > 0 && !is_digit(name[end - 1])) --end;
-  std::size_t begin = end;
-  while (begin > 0 && is_digit(name[begin - 1])) --begin;
-  int number = -1;
-  std::from_chars(name.data() + begin, name.data() + end, number);
-  return number;
-}
-
-// The frame of a sequence whose name has the number that its place lets expect; -1 when the name does not tell.
-int numbered_frame(const ksn::track_info& track, std::string_view name) {
-  const ksn::frame_names& names = track.source.names;
-  if (names.empty()) return -1;
-  const long long frame = static_cast<long long>(last_number(name)) - last_number(names.front());
-  if (frame < 0 || frame >= static_cast<long long>(names.size())) return -1;
-  return names[static_cast<std::size_t>(frame)] == name ? static_cast<int>(frame) : -1;
-}
 
 }  // namespace
 
@@ -59,17 +36,6 @@ std::optional<std::vector<frame_board::change>> frame_board::changes_since(std::
   return changes;
 }
 
-int frame_board::find_frame(const ksn::track_info& track, table& table, const std::string& path) {
-  if (!path.starts_with(track.source.path)) return -1;
-  if (const int frame = numbered_frame(track, std::string_view(path).substr(track.source.path.size())); frame >= 0)
-    return frame;
-  if (table.frame_of_path.empty()) {
-    for (int i = 0; i < track.source.frames; ++i) table.frame_of_path.emplace(track.source.frame_path(i), i);
-  }
-  const auto found = table.frame_of_path.find(path);
-  return found == table.frame_of_path.end() ? -1 : found->second;
-}
-
 bool frame_board::is_listed(const ksn::state& composition) const {
   if (listed_ != composition.revision || resolution_ != composition.view.resolution) return false;
   const std::deque<ksn::track_info>& tracks = composition.doc.tracks;
@@ -80,6 +46,7 @@ bool frame_board::is_listed(const ksn::state& composition) const {
 
 void frame_board::list_sources(const ksn::state& composition) {
   listed_ = composition.revision;
+  ++listing_;
   resolution_ = composition.view.resolution;
   for (auto& [source, known] : tables_) known.seen = false;
   sources_.clear();
@@ -94,20 +61,27 @@ void frame_board::list_sources(const ksn::state& composition) {
     known.layer_id = track.id;
     if (const auto frames = static_cast<std::size_t>(std::max(track.source.frames, 0)); known.frames.size() != frames)
       known.frames.assign(frames, frame_presence::missing);
+    places_.add(source, track.source);
   }
-  std::erase_if(tables_, [](const auto& item) { return !item.second.seen; });
+  std::erase_if(tables_, [this](const auto& item) {
+    if (!item.second.seen) places_.remove(item.first);
+    return !item.second.seen;
+  });
 }
 
 void frame_board::take_changes(const ksn::state& composition) {
   std::set<std::string> changed;
   const bool all_changed = reading_.cache().take_changes(changed);
-  for (auto& [source, known] : tables_) {
-    if (all_changed) known.looked_at = 0;
-    const ksn::track_info& track = composition.doc.tracks[known.layer];
-    for (const std::string& path : changed) {
-      const int frame = find_frame(track, known, path);
-      if (frame >= 0) set(source, known, frame, state_of(track, frame));
-    }
+  if (all_changed) {
+    for (auto& [source, known] : tables_) known.looked_at = 0;
+  }
+  const auto track_of = [&](std::uint64_t source) -> const ksn::track_info& {
+    return composition.doc.tracks[tables_.at(source).layer];
+  };
+  for (const std::string& path : changed) {
+    for (const frame_places::place& at :
+         places_.find(path, [&](std::uint64_t source) -> const ksn::layer_source& { return track_of(source).source; }))
+      set(at.source, tables_.at(at.source), at.frame, state_of(track_of(at.source), at.frame));
   }
 }
 

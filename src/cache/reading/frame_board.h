@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <string>
 #include <unordered_map>
 #include <vector>
 
+#include "cache/reading/frame_places.h"
 #include "cache/reading/frame_scheduler.h"
 #include "composition/state.h"
 
@@ -43,6 +43,8 @@ class frame_board {
   // the same.
   std::uint64_t source_of(const ksn::track_info& track) const;
 
+  // Changes when source_of() may give other answers.
+  std::uint64_t listing() const { return listing_; }
   // Counts the changes.
   std::uint64_t revision() const { return revision_; }
   struct change {
@@ -61,15 +63,16 @@ class frame_board {
     std::vector<frame_presence> frames;
     std::vector<int> passing;  // frames that were wanted or being read at the last update
     std::vector<std::pair<int, frame_presence>> next_passing;
-    std::unordered_map<std::string, int> frame_of_path;  // made where the name does not tell
   };
 
   frame_scheduler& reading_;
   std::unordered_map<std::uint64_t, table> tables_;  // by the identity of their frames
+  frame_places places_;                              // of the same
   std::unordered_map<int, std::uint64_t> sources_;   // of decoded layers, by id
   std::optional<unsigned long long> listed_;         // revision of the document whose sources they are
   ksn::cache_resolution_type resolution_{};          // of these frames
   bool busy_ = false;
+  std::uint64_t listing_ = 0;
   std::uint64_t revision_ = 0;
   std::vector<change> latest_;  // the change to revision r stands at r % the size
 
@@ -80,7 +83,6 @@ class frame_board {
   void take_changes(const ksn::state& composition);
   void take_requests(const ksn::state& composition);
   void look_through(const ksn::state& composition);
-  static int find_frame(const ksn::track_info& track, table& table, const std::string& path);
 };
 
 }  // namespace cache
