@@ -103,6 +103,9 @@ TEST_F(adding, ranges) {
   const ksn::track_info& track = c.doc.track_at(0);
   EXPECT_EQ(track.source.names, (ksn::frame_names{"a.9.tga", "a.3.tga", "a.2.tga", "a.1.tga"}));
   EXPECT_EQ(track.source.range, "9,3-1");
+  EXPECT_EQ(std::vector(track.source.names.holes().begin(), track.source.names.holes().end()),
+            std::vector<std::uint32_t>{0})
+      << "there is no a.9.tga";
   EXPECT_EQ(track.source.mask, "a.?.tga");
   EXPECT_EQ(c.doc.tm_l, 4);
   EXPECT_FALSE(c.add_with_range(folder / "a.3.tga", "1-"));

@@ -140,6 +140,7 @@ TEST(persistence, sources_are_found_where_they_moved) {
     ksn::load_composition(found, path, false);
     const std::string expected = row.found[0] == '/' ? std::string(row.found) : folder / row.found;
     EXPECT_EQ(found.doc.track_at(0).source.path, expected);
+    EXPECT_EQ(found.doc.track_at(0).source.names.holes().size(), row.found[0] == '/' ? 3u : 2u);
     EXPECT_EQ(found.doc.track_at(1).source.path, expected + "still.tga");
     EXPECT_EQ(found.doc.track_at(2).source.path, "/old/gone.tga");
   }

@@ -10,6 +10,7 @@
 #include "composition/editing/layer_stack.h"
 #include "composition/opening/open_error.h"
 #include "composition/opening/route.h"
+#include "composition/opening/sequence.h"
 #include "composition/time/frame_numbers.h"
 #include "io/document.h"
 #include "io/failure.h"
@@ -294,6 +295,11 @@ void adopt(state& composition, composition_view&& stored) {
       track.source.clip.reset();
     }
   }
+  std::vector<track_info*> sequences;
+  for (track_info& track : composition.doc.tracks) {
+    if (track.source.type == source_type::sequence) sequences.push_back(&track);
+  }
+  find_holes(sequences);
   for (const track_info& track : composition.doc.tracks) {
     if (composition.settings.automatic_preload) composition.hooks.request_preload(track);
   }

@@ -86,10 +86,10 @@ class frame_names {
   };
 
   frame_names() = default;
-  // `holes` are the indices, ascending, of names that no file had when they were looked for.
   explicit frame_names(name_list names, std::vector<std::uint32_t> holes = {})
-      : names_(std::make_shared<const name_list>(std::move(names))),
-        holes_(holes.empty() ? nullptr : std::make_shared<const std::vector<std::uint32_t>>(std::move(holes))) {}
+      : names_(std::make_shared<const name_list>(std::move(names))) {
+    set_holes(std::move(holes));
+  }
   frame_names(const std::vector<std::string>& names) { take(names); }
   frame_names(std::initializer_list<std::string_view> names) { take(names); }
 
@@ -104,7 +104,10 @@ class frame_names {
     names_.reset();
     holes_.reset();
   }
-  // Known of a list that a search has made, and of its copies; a stored one has none.
+  // The indices, ascending, of names that no file had when they were looked for; copies made from now on know them.
+  void set_holes(std::vector<std::uint32_t> holes) {
+    holes_ = holes.empty() ? nullptr : std::make_shared<const std::vector<std::uint32_t>>(std::move(holes));
+  }
   std::span<const std::uint32_t> holes() const { return holes_ ? *holes_ : std::span<const std::uint32_t>(); }
   bool shares_with(const frame_names& other) const { return names_ == other.names_; }
   bool operator==(const frame_names& other) const { return names_ == other.names_ || list() == other.list(); }

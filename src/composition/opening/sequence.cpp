@@ -4,7 +4,9 @@
 #include <cerrno>
 #include <cstdint>
 #include <limits>
+#include <map>
 #include <numeric>
+#include <unordered_set>
 #include <utility>
 
 #include "composition/opening/file_paths.h"
@@ -212,6 +214,26 @@ void set_frame_names(track_info& record, name_list names, std::vector<std::uint3
   record.source.frame_states.clear();
 }
 
+void find_holes(std::span<track_info* const> sequences) {
+  std::map<std::string, std::vector<track_info*>> by_folder;
+  for (track_info* const track : sequences) by_folder[track->source.path].push_back(track);
+  for (const auto& [folder, tracks] : by_folder) {
+    name_list files;
+    const int error = lib::visit_files(folder.empty() ? "." : folder, [&](std::string_view name) { files.add(name); });
+    if (error != 0 && error != ENOENT && error != ENOTDIR) continue;
+    std::unordered_set<std::string_view> there;
+    there.reserve(files.size());
+    for (std::size_t i = 0; i < files.size(); ++i) there.insert(files[i]);
+    for (track_info* const track : tracks) {
+      std::vector<std::uint32_t> holes;
+      for (std::size_t i = 0; i < track->source.names.size(); ++i) {
+        if (!there.contains(track->source.names[i])) holes.push_back(static_cast<std::uint32_t>(i));
+      }
+      track->source.names.set_holes(std::move(holes));
+    }
+  }
+}
+
 void read_first_header(track_info& record, const std::string& path, alpha_type default_alpha) {
   record.look.alpha_type = ksn::alpha_type::ignore;
   record.look.blend_type = ksn::blend_type::normal;
@@ -280,6 +302,8 @@ bool make_range(const std::string& pattern_path, const std::string& range, track
   name_list names;
   for (const int number : numbers) names.add(name_for_number(record.source.mask, number));
   set_frame_names(record, std::move(names));
+  track_info* const sequence = &record;
+  find_holes({&sequence, 1});
   read_first_header(record, record.source.file_of(0), default_alpha);
   return true;
 }

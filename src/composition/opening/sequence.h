@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <span>
 #include <string>
 
 #include "composition/opening/natural_order.h"
@@ -28,7 +29,7 @@ bool scan_sequence(const std::string& pattern_path, const std::string& given, tr
 bool add_single_image(const std::string& path, track_info& record, alpha_type default_alpha, const error_sink& errors);
 // All images in the folder.
 bool add_folder(const std::string& path, track_info& record, alpha_type default_alpha, const error_sink& errors);
-// Makes the record the frames that `range` lists. False for a text that is no range.
+// Makes the record the frames that `range` lists, those without a file included. False for a text that is no range.
 bool make_range(const std::string& pattern_path, const std::string& range, track_info& record,
                 alpha_type default_alpha);
 
@@ -37,6 +38,9 @@ std::string name_of_source(const track_info& record);
 // Takes the names, with their number as the number of frames; nothing is known of the frames yet. `holes` as for
 // frame_names.
 void set_frame_names(track_info& record, name_list names, std::vector<std::uint32_t> holes = {});
+// Looks up which frames of these sequences have no file, as a search would know it, with one listing of each folder.
+// One that can't be listed has no files when it is not there, and says nothing else.
+void find_holes(std::span<track_info* const> sequences);
 // Size, alpha mode and image layers from the header of a file; a file that can't be read leaves the defaults.
 void read_first_header(track_info& record, const std::string& path, alpha_type default_alpha);
 
