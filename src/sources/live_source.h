@@ -15,6 +15,8 @@ class live_source {
   virtual bool has_alpha() const = 0;
   // The newest whole picture, 8-bit and read only; the one before where there is no newer one, null before the first.
   virtual img::const_image_ptr newest() = 0;
+  // What newest() gave last, without a look at the source; null before that.
+  virtual img::const_image_ptr latest() = 0;
 };
 
 }  // namespace sources

@@ -19,7 +19,7 @@
 namespace sources {
 namespace {
 
-constexpr std::size_t piece_bytes = 128 << 10;  // that are read at once, and split while they are in the cache
+constexpr std::size_t piece_bytes = 256 << 10;  // that are read at once, and split while they are in the cache
 constexpr std::size_t project_bytes = 64;
 
 template <class... Values>
@@ -47,6 +47,7 @@ class shared_picture final : public live_source {
     }
     return last_;
   }
+  img::const_image_ptr latest() override { return last_; }
 
  private:
   bool read(img::image& picture) const {
@@ -174,6 +175,7 @@ std::shared_ptr<live_source> open_shared_picture(const std::string& path, int& e
   // A block may be as long as its writer says without holding anything: reading it would take the memory here.
   if (static_cast<std::uint64_t>(header.width) * header.height * 4 > platform::available_memory())
     throw std::bad_alloc();
+  block->prefer_large_pages(header.color_offset, std::int64_t{4} * header.width * header.height);
   auto picture = std::make_shared<shared_picture>(std::move(block), std::move(header));
   picture->newest();
   return picture;

@@ -180,6 +180,26 @@ TEST(shared_picture, follows_its_writer_and_outlives_it) {
   expect_shown("removed");
 }
 
+// As large as one that the system is asked to hold in large pages.
+TEST(shared_picture, large_ones_follow_their_writer_too) {
+  constexpr std::uint32_t side = 1024;
+  std::string bytes = block_header({magic, 0, 32, side, side, 32, 0, 0});
+  bytes.resize(32 + 4 * side * side, '\x11');
+  const support::shared_block block(bytes);
+  const auto source = open(block.path());
+  ASSERT_TRUE(source);
+  for (const int value : {0x11, 0x22, 0x33}) {
+    bytes.replace(32, bytes.size() - 32, bytes.size() - 32, static_cast<char>(value));
+    block.write(bytes);
+    const auto picture = source->newest();
+    EXPECT_EQ(picture->data[1].data()[0], value);
+    EXPECT_EQ(picture->data[1].data()[side * side - 1], value);
+    EXPECT_EQ(source->latest(), picture);
+    block.resize(1 << 20);
+    EXPECT_EQ(source->newest(), picture) << "cut, and grown again by the next";
+  }
+}
+
 // Grows, shrinks, removes and rewrites while it is read.
 TEST(shared_picture, survives_hostile_writers) {
   constexpr std::uint32_t side = 64;

@@ -8,6 +8,13 @@
 #include <cerrno>
 
 namespace platform {
+namespace {
+
+constexpr std::int64_t large_page = 2 << 20;
+constexpr std::int64_t most_in_large_pages = 512 << 20;
+constexpr int collapse = 25;  // MADV_COLLAPSE, Linux 6.1
+
+}  // namespace
 
 shared_memory::shared_memory(const std::string& name) {
   if (name.empty() || name.find('/') != name.npos || name.find('\0') != name.npos) {
@@ -43,6 +50,21 @@ bool shared_memory::read(void* buffer, std::size_t count, std::int64_t offset) c
     done += static_cast<std::size_t>(got);
   }
   return true;
+}
+
+void shared_memory::prefer_large_pages(std::int64_t offset, std::int64_t count) const {
+  const std::int64_t begin = offset / large_page * large_page;
+  const std::int64_t end = (offset + count + large_page - 1) / large_page * large_page;
+  if (count < large_page / 2 || end - begin > most_in_large_pages) return;
+  // The call wants addresses: a mapping that lies as the pages do, which nobody looks into.
+  const auto bytes = static_cast<std::size_t>(end - begin);
+  const std::size_t room = bytes + large_page;
+  void* const reserved = mmap(nullptr, room, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (reserved == MAP_FAILED) return;
+  const auto address = (reinterpret_cast<std::uintptr_t>(reserved) + large_page - 1) / large_page * large_page;
+  void* const view = mmap(reinterpret_cast<void*>(address), bytes, PROT_READ, MAP_SHARED | MAP_FIXED, handle_, begin);
+  if (view != MAP_FAILED) madvise(view, bytes, collapse);
+  munmap(reserved, room);
 }
 
 }  // namespace platform

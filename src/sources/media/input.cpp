@@ -87,6 +87,7 @@ class input final : public sources::live_source {
     const std::lock_guard guard(lock_);
     return newest_;
   }
+  img::const_image_ptr latest() override { return newest(); }
   // False when none came. A picture that is saved at once must not be black.
   bool wait_for_first() {
     std::unique_lock guard(lock_);
