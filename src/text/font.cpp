@@ -1,5 +1,8 @@
 #include "text/font.h"
 
+#include <array>
+#include <iterator>
+
 namespace text {
 namespace {
 
@@ -46,13 +49,22 @@ constexpr stand_in_row stand_ins[] = {
 
 }  // namespace
 
-font interface_font(std::string_view key, int scale) {
-  const table_row* found = table;
-  for (const table_row& row : table) {
-    if (row.key == key) found = &row;
-  }
+const font& interface_font(std::string_view key, int scale) {
   // The interface looks the same on every machine, with the original faces installed or without.
-  return {std::string(stand_in(found->face)), found->height * scale, found->bold, false};
+  static const auto fonts = [] {
+    std::array<std::array<font, 2>, std::size(table)> made;
+    for (std::size_t i = 0; i < std::size(table); ++i) {
+      for (int scale = 1; scale <= 2; ++scale)
+        made[i][static_cast<std::size_t>(scale - 1)] = {std::string(stand_in(table[i].face)), table[i].height * scale,
+                                                        table[i].bold, false};
+    }
+    return made;
+  }();
+  std::size_t found = 0;
+  for (std::size_t i = 0; i < std::size(table); ++i) {
+    if (table[i].key == key) found = i;
+  }
+  return fonts[found][scale >= 2 ? 1 : 0];
 }
 
 std::string_view stand_in(std::string_view face) {

@@ -17,9 +17,9 @@ struct font {
   auto operator<=>(const font&) const = default;
 };
 
-// The font of the interface with this key ("default", "small", "panel.value", ...), its height times `scale`. A key
-// that is not in the table gives "default".
-font interface_font(std::string_view key, int scale = 1);
+// The font of the interface with this key ("default", "small", "panel.value", ...), its height times `scale`, 1 or 2. A
+// key that is not in the table gives "default". Stays for good.
+const font& interface_font(std::string_view key, int scale = 1);
 
 // The free face of the same widths that stands in for one of another system: "Liberation Sans" for "Arial". The name
 // itself when there is none.
