@@ -27,17 +27,21 @@ constexpr lib::color row_other = gray(41);
 constexpr lib::color row_rule = gray(24);
 constexpr lib::color field = gray(31);
 constexpr lib::color field_rim = gray(58);
-constexpr lib::color text = gray(169);
+constexpr lib::color text = gray(170);
 constexpr lib::color value = gray(226);
 constexpr lib::color work_area = gray(50);         // of the ruler
 constexpr lib::color tick = gray(84);              // of the ruler
-constexpr lib::color faint = gray(110);            // disabled, and what is only there for completeness
+constexpr lib::color faint = gray(110);            // disabled
+constexpr lib::color quiet = gray(146);            // text that steps back: numbers of rows, headings, notes
 constexpr lib::color hover = gray(62);             // under the pointer, of a list's row or a button without art
 constexpr lib::color live{255, 251, 174, 23};      // time cursor, a running transport, a drag in progress
 constexpr lib::color selected{255, 75, 141, 190};  // and what is in memory
 constexpr lib::color kept_on_selected{255, 175, 210, 235};
 constexpr lib::color reading{255, 52, 88, 113};  // on its way into memory
 constexpr lib::color selected_row{255, 49, 65, 76};
+constexpr lib::color selected_bar{255, 40, 84, 119};  // a shade on which text is read, with a rim of `selected`
+constexpr lib::color on_selected_bar = gray(245);
+constexpr lib::color on_bar = gray(196);         // what stands beside the name on the other bars
 constexpr lib::color failed{255, 217, 95, 105};  // and missing
 constexpr lib::color tip = gray(16, 230);
 constexpr lib::color tip_rim = gray(58);

@@ -30,6 +30,8 @@ class program_style : public QProxyStyle {
                 QStyleHintReturn* data) const override {
     if (hint == SH_MenuBar_AltKeyNavigation) return 0;
     if (hint == SH_Menu_Scrollable) return 1;
+    // The light edge under disabled text belongs to light menus.
+    if (hint == SH_EtchDisabledText) return 0;
     return QProxyStyle::styleHint(hint, option, widget, data);
   }
 };

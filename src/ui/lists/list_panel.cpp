@@ -154,7 +154,7 @@ void list_panel::draw(painter& on, const place& at) {
     on.round_fill(field, on.px(palette::field_radius), palette::field);
     on.round_frame(field, on.px(palette::field_radius), palette::live);
     if (search_.text().empty()) {
-      on.line(bench_.text("list_search"), "small", palette::faint, field, painter::align::left, on.px(8));
+      on.line(bench_.text("list_search"), "small", palette::quiet, field, painter::align::left, on.px(8));
     }
     search_.draw(on, field, "small", on.px(5));
   }
@@ -168,7 +168,7 @@ void list_panel::draw(painter& on, const place& at) {
     const int top = rows.top + i * on.px(row_height);
     const rectangle line{rows.left, top, rows.right, top + on.px(row_height)};
     if (row.is_heading) {
-      on.line(row.left, "small", palette::faint, line, painter::align::left, on.px(4));
+      on.line(row.left, "small", palette::quiet, line, painter::align::left, on.px(4));
       continue;
     }
     if (first_ + i == drawn_hover_) on.round_fill(line, on.px(palette::field_radius), palette::gray(52));
@@ -178,7 +178,7 @@ void list_panel::draw(painter& on, const place& at) {
     on.line(row.right, "small", palette::text, {middle, line.top, line.right - on.px(bar_width + 4), line.bottom});
   }
   if (all.empty())
-    on.line(bench_.text("list_nothing"), "small", palette::faint,
+    on.line(bench_.text("list_nothing"), "small", palette::quiet,
             {rows.left, rows.top, rows.right, rows.top + on.px(row_height)}, painter::align::left, on.px(4));
   if (static_cast<int>(all.size()) > shown) {
     const int height = rows.bottom - rows.top;
@@ -188,7 +188,7 @@ void list_panel::draw(painter& on, const place& at) {
     on.round_fill({rows.right - on.px(bar_width), top, rows.right, std::min(top + length, rows.bottom)}, on.px(2),
                   palette::gray(84));
   }
-  on.line(note(), "small", palette::faint, {box.left, rows.bottom, box.right, box.bottom}, painter::align::left,
+  on.line(note(), "small", palette::quiet, {box.left, rows.bottom, box.right, box.bottom}, painter::align::left,
           on.px(margin + 4));
   on.set_clip(before);
 }

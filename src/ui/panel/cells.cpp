@@ -262,7 +262,7 @@ std::shared_ptr<ui_object> make_note(const binding& bound, const cell& c, const 
   if (!*c.text) return {};
   return std::make_shared<ui_static_text>(
       box, [&bench = bound.bench, key = c.text] { return bench.text(key); }, "small", painter::align::left,
-      palette::faint);
+      palette::quiet);
 }
 
 }  // namespace

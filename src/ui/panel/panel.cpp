@@ -309,7 +309,7 @@ void property_panel::draw(painter& on, const place& at) {
           {box.left, box.top, box.right, box.top + on.px(title_height)}, painter::align::centre);
   next_->draw(on, corner);
   previous_->draw(on, corner);
-  on.line(layer_line(), "small", palette::faint,
+  on.line(layer_line(), "small", palette::quiet,
           {box.left, box.top + on.px(title_height), box.right - on.px(12), now.view.top}, painter::align::left,
           on.px(12));
 
@@ -317,7 +317,7 @@ void property_panel::draw(painter& on, const place& at) {
   if (open_page().fits()) {
     open_page().draw(on, page_place(at));
   } else {
-    on.line(bench_.text("panel.default"), "panel.default", palette::faint,
+    on.line(bench_.text("panel.default"), "panel.default", palette::quiet,
             {box.left + on.px(12), now.view.top, box.right - on.px(12), now.view.bottom}, painter::align::centre);
   }
   on.set_clip(before);

@@ -127,7 +127,7 @@ std::vector<row> blending_rows() {
       {"panel.depth_mode",
        {{.kind = word,
          .field = "depth",
-         .text = "ignore:depth_ignore replace:depth_replace combine:depth_combine",
+         .text = "ignore:panel.depth_ignore replace:panel.depth_replace combine:panel.depth_combine",
          .weight = 44},
         {.kind = check, .field = "invert_depth", .text = "panel.invert_depth", .weight = 25}}},
       space(),
@@ -204,8 +204,8 @@ std::vector<row> effects_rows() {
       reach("secondary_color_key"),
       space(),
       {"pp_tab_effects.frames",
-       {{.kind = check, .field = "border", .text = "panel.border", .weight = 4},
-        {.kind = check, .field = "layer_safe_area", .text = "panel.safe_area", .weight = 5}}},
+       {{.kind = check, .field = "border", .text = "panel.border", .weight = 11},
+        {.kind = check, .field = "layer_safe_area", .text = "panel.safe_area", .weight = 17}}},
       {"panel.border_color", {{color, "border_color"}}},
   };
 }

@@ -71,7 +71,7 @@ class start : public ui_object, public mouse_handler {
       y += logo_size + 14;
     }
     centred(on, y, 20, name, "about.bold", palette::value);
-    centred(on, y + 20, 16, version, "small", palette::faint);
+    centred(on, y + 20, 16, version, "small", palette::quiet);
     y += title_height;
     if (!news_.empty()) {
       on.line(news_, "small", on.is_hot(this) && hovered_ < 0 ? palette::value : palette::live, news_box(),
@@ -84,7 +84,7 @@ class start : public ui_object, public mouse_handler {
     y += 3 * line_height + 18;
     drawn_hover_ = on.is_hot(this) ? hovered_ : -1;
     if (shown_recent() > 0) {
-      on.line(bench_.text("start_recent"), "small", palette::faint, box(y, 18), painter::align::left, on.px(8));
+      on.line(bench_.text("start_recent"), "small", palette::quiet, box(y, 18), painter::align::left, on.px(8));
       y += 20;
       first_recent_ = y;
       for (int i = 0; i < shown_recent(); ++i) draw_recent(on, i);
@@ -165,7 +165,7 @@ class start : public ui_object, public mouse_handler {
     const int half = (row.right - row.left) / 2;
     on.line(lib::file_name(path), "default", palette::value, {row.left, row.top, row.left + half, row.bottom},
             painter::align::left, on.px(8));
-    on.line(lib::folder_of(path), "small", palette::faint, {row.left + half, row.top, row.right, row.bottom},
+    on.line(lib::folder_of(path), "small", palette::text, {row.left + half, row.top, row.right, row.bottom},
             painter::align::right, on.px(8));
   }
 };
