@@ -1,6 +1,5 @@
 #include <stddef.h>
 #include <stdint.h>
-#include <string.h>
 #if defined(__AVX512BW__) && defined(__AVX512VL__)
 #include <immintrin.h>
 #endif

@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "ui/timeline/recolor.h"
 #include "ui/toolkit/painter.h"
 #include "ui/toolkit/palette.h"
 
@@ -143,23 +144,6 @@ std::array<std::uint8_t, 3> plane_values(lib::color color) {
   return {color.b, color.g, color.r};
 }
 
-constexpr std::size_t block = 16;
-
-// Bytes with one of three codes become a value each, others stay. Blocks of a constant size are what the compiler takes
-// whole.
-void recolor(std::uint8_t* row, const std::uint8_t* codes, const std::array<std::uint8_t, 3>& wanted,
-             const std::array<std::uint8_t, 3>& values) {
-  std::uint8_t in[block], out[block];
-  std::memcpy(in, codes, block);
-  std::memcpy(out, row, block);
-  for (std::size_t k = 0; k < block; ++k) {
-    out[k] = in[k] == wanted[0] ? values[0] : out[k];
-    out[k] = in[k] == wanted[1] ? values[1] : out[k];
-    out[k] = in[k] == wanted[2] ? values[2] : out[k];
-  }
-  std::memcpy(row, out, block);
-}
-
 // Columns with one of three codes in its colour, others left alone.
 void draw_columns(painter& on, std::span<const std::uint8_t> columns, int from, const rectangle& box,
                   const std::array<coded_color, 3>& colors) {
@@ -172,14 +156,8 @@ void draw_columns(painter& on, std::span<const std::uint8_t> columns, int from, 
   for (std::size_t plane = 0; plane < 3; ++plane) {
     const std::array<std::uint8_t, 3> values{plane_values(colors[0].color)[plane], plane_values(colors[1].color)[plane],
                                              plane_values(colors[2].color)[plane]};
-    for (int y = std::max(box.top, on.clip().top); y < std::min(box.bottom, on.clip().bottom); ++y) {
-      std::uint8_t* row = on.target().row(static_cast<int>(plane), y) + left;
-      std::size_t i = 0;
-      for (; i + block <= count; i += block) recolor(row + i, codes + i, wanted, values);
-      for (; i < count; ++i) {
-        for (std::size_t k = 0; k < 3; ++k) row[i] = codes[i] == wanted[k] ? values[k] : row[i];
-      }
-    }
+    for (int y = std::max(box.top, on.clip().top); y < std::min(box.bottom, on.clip().bottom); ++y)
+      recolor(on.target().row(static_cast<int>(plane), y) + left, codes, count, wanted.data(), values.data());
   }
 }
 
@@ -267,12 +245,14 @@ void mark_table::update(const ksn::document& doc, const cache::frame_board& boar
   }
   changed = changed || board.revision() != seen_;
   seen_ = board.revision();
+  const bool same_sources = std::exchange(listing_, board.listing()) == board.listing();
   for (std::size_t i = 0; i < layers; ++i) {
     const ksn::track_info& track = doc.tracks[i];
     row& row = rows_[i];
-    const auto news = frames.find(row.source);
+    const auto news = frames.empty() ? frames.end() : frames.find(row.source);
     const bool much = news != frames.end() && (news->second.size() > columns() || passes_of(track) > most_passes);
-    const bool all_new = !keeps(row, track) || row.source != board.source_of(track) || !changes || much;
+    const bool same_source = same_sources || row.source == board.source_of(track);
+    const bool all_new = !keeps(row, track) || !same_source || !changes || much;
     if (all_new) {
       rebuild(row, track, board);
       changed = true;
@@ -295,7 +275,7 @@ void mark_table::update(const ksn::document& doc, const cache::frame_board& boar
 
 void draw_marks(painter& on, std::span<const mark> columns, int from, const rectangle& box, bool on_selected) {
   const lib::color kept = on_selected ? palette::kept_on_selected : palette::selected;
-  const lib::color reading = on_selected ? between(kept, palette::selected) : palette::reading;
+  const lib::color reading = on_selected ? palette::selected : palette::reading;
   const auto code = [](mark m) { return static_cast<std::uint8_t>(m); };
   draw_columns(on, bytes_of(columns), from, box,
                {{{code(mark::kept), kept}, {code(mark::reading), reading}, {code(mark::failed), palette::failed}}});

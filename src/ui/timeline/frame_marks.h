@@ -63,8 +63,9 @@ class mark_table {
   using counts = std::array<int, 5>;  // layers of a column by their mark
 
   ruler_scale ruler_{0, 0, 0};
-  std::uint64_t seen_ = 0;  // revision of the board
-  std::vector<row> rows_;   // by index of the layer
+  std::uint64_t seen_ = 0;     // revision of the board
+  std::uint64_t listing_ = 0;  // of the board, that the sources of the rows are of
+  std::vector<row> rows_;      // by index of the layer
   std::vector<counts> counts_;
   std::vector<mark> all_;
 

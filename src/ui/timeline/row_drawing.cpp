@@ -28,7 +28,7 @@ const char* alpha_letter(ksn::alpha_type type) {
 }
 
 lib::color bar_color(const ksn::track_info& track, bool selected) {
-  if (selected) return palette::selected;
+  if (selected) return palette::selected_bar;
   switch (track.source.type) {
     case ksn::source_type::text:
     case ksn::source_type::text_sequence:
@@ -97,45 +97,60 @@ void draw_ground(painter& on, const ruler_scale& ruler, const drawn_row& row, co
   on.fill({0, box.bottom, ruler.width, bottom}, ground);
 }
 
+rectangle box_of(const painter& on, const ruler_scale& ruler, const drawn_row& row) {
+  const bar_place bar = bar_of(ruler, row.track);
+  return {bar.begin, row.top + on.px(bar_top), bar.end, row.top + on.px(bar_bottom)};
+}
+
 void draw_bar(painter& on, const ruler_scale& ruler, const drawn_row& row, const rectangle& box) {
   const ksn::track_info& track = row.track;
   if (box.left >= box.right) return;
   const lib::color color = color_of_bar(row);
   on.round_fill(box, on.px(palette::field_radius), color);
-  draw_holes(on, row.columns.holes, row.columns_left, box, color, ground_of(row));
+  if (row.selected) on.round_frame(box, on.px(palette::field_radius), plays(track) ? palette::selected : color);
+  if (row.gone.empty()) draw_holes(on, row.columns.holes, row.columns_left, box, color, ground_of(row));
   draw_passes(on, ruler, track, box);
   draw_marks(on, row.columns.marks, row.columns_left,
              {box.left, box.bottom - on.px(mark_height), box.right, box.bottom}, row.selected);
+}
 
+void draw_name(painter& on, const drawn_row& row, const rectangle& box) {
+  if (box.left >= box.right) return;
+  const ksn::track_info& track = row.track;
   const rectangle before = on.set_clip(math::intersect(on.clip(), box));
   const std::string percent = std::to_string(track.look.opacity) + "%";
   const int width = on.measure(percent, "track.opacity").x + on.px(8);
   const bool room = row.gone.empty() && box.right - box.left > 2 * width;
   on.line(row.gone.empty() ? track.name : track.name + "  " + row.gone, "track.name",
-          plays(track) ? palette::value : palette::text,
+          row.selected   ? palette::on_selected_bar
+          : plays(track) ? palette::value
+                         : palette::on_bar,
           {box.left + on.px(5), box.top, box.right - (room ? width : 0), box.bottom});
   if (room)
-    on.line(percent, "track.opacity", row.selected ? palette::value : palette::text,
+    on.line(percent, "track.opacity", row.selected ? palette::on_selected_bar : palette::on_bar,
             {box.right - width, box.top, box.right - on.px(5), box.bottom}, painter::align::right);
   on.set_clip(before);
 }
 
 }  // namespace
 
-void draw_row(painter& on, const ruler_scale& ruler, const drawn_row& row) {
-  const int bottom = row.top + on.px(ksn::layer_row_height);
-  const bar_place bar = bar_of(ruler, row.track);
-  const rectangle box{bar.begin, row.top + on.px(bar_top), bar.end, row.top + on.px(bar_bottom)};
+void draw_row_shapes(painter& on, const ruler_scale& ruler, const drawn_row& row) {
+  const rectangle box = box_of(on, ruler, row);
   draw_ground(on, ruler, row, box);
+  draw_bar(on, ruler, row, box);
+}
+
+void draw_row_signs(painter& on, const ruler_scale& ruler, const drawn_row& row) {
+  const int bottom = row.top + on.px(ksn::layer_row_height);
   // Three digits need the column's last pixels.
   const int margin = row.index < 99 ? on.px(5) : 0;
-  on.line(std::to_string(row.index + 1), "timeline.digits", row.selected ? palette::value : palette::faint,
+  on.line(std::to_string(row.index + 1), "timeline.digits", row.selected ? palette::value : palette::quiet,
           {0, row.top, on.px(number_width) - margin, bottom}, painter::align::right);
   const int middle = (row.top + bottom) / 2;
   if (row.track.look.visible) on.art("visible", {on.px(row_column + row_column / 2 + 1), middle});
   if (row.track.sound.audible) on.art("audible", {on.px(2 * row_column + row_column / 2), middle});
   draw_letters(on, ruler, row);
-  draw_bar(on, ruler, row, box);
+  draw_name(on, row, box_of(on, ruler, row));
 }
 
 }  // namespace ui

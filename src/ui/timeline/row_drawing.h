@@ -1,4 +1,4 @@
-// The picture of one row of the layer stack.
+// The picture of one row of the layer stack, in two steps.
 #pragma once
 
 #include <string>
@@ -20,6 +20,9 @@ struct drawn_row {
   std::string gone;      // said of a layer whose source is not there
 };
 
-void draw_row(painter& on, const ruler_scale& ruler, const drawn_row& row);
+// Ground, bar, holes and marks. Asks for no text and no art, so that rows may be drawn on several threads at once.
+void draw_row_shapes(painter& on, const ruler_scale& ruler, const drawn_row& row);
+// Number, eye, speaker, letters, name and opacity over them. Main thread.
+void draw_row_signs(painter& on, const ruler_scale& ruler, const drawn_row& row);
 
 }  // namespace ui

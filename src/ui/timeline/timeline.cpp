@@ -47,7 +47,6 @@ const char* hint_of(ruler_region region) {
     case ruler_region::cursor:
       return "tm_hotspot_t";
     case ruler_region::work_area:
-      return "tm_hotspot_w2";
     case ruler_region::rest:
       return "tm_hotspot_a";
     case ruler_region::work_area_end:
@@ -126,7 +125,8 @@ class timeline_area : public ui_object, public mouse_handler {
     const ksn::document& doc = bench_.composition.doc;
     on.fill({ruler.left(), top, ruler.right() + on.px(1), bottom}, palette::field);
     on.fill({ruler.x_of(doc.tm_f), top, ruler.x_of(doc.tm_l) + on.px(1), bottom}, palette::work_area);
-    draw_ticks(on, ruler, top, bottom);
+    const rectangle told = cursor_label(on, ruler, top);
+    draw_ticks(on, ruler, top, bottom, told);
     marks_->update(doc, bench_.frames, ruler);
     const rectangle line{ruler.left(), bottom - on.px(mark_height), ruler.right() + on.px(1), bottom};
     draw_marks(on, marks_->all(), marks_->left(), line, false);
@@ -138,7 +138,7 @@ class timeline_area : public ui_object, public mouse_handler {
     }
     on.art("tm_handle_left", {ruler.left() - on.px(6), top});
     on.art("tm_handle_right", {ruler.right() + on.px(2), top});
-    draw_cursor(on, ruler, top, bottom);
+    draw_cursor(on, ruler, top, bottom, told);
     rate_->draw(on, rate_place(at));
     length_->draw(on, length_place(at));
   }
@@ -174,7 +174,10 @@ class timeline_area : public ui_object, public mouse_handler {
     const std::string frame = label_of(
         bench_.composition, static_cast<int>(std::rint(std::clamp(scale_of(bench_).frame_at(point.x), 0.0,
                                                                   static_cast<double>(bench_.composition.doc.tm_n)))));
-    return frame + "\n" + bench_.text(hint_of(region));
+    std::string tip = frame + "\n" + bench_.text(hint_of(region));
+    if (region == ruler_region::work_area)
+      tip += "\n" + bench_.text("tm_hotspot_w") + "\n" + bench_.text("tm_hotspot_w2");
+    return tip;
   }
 
  private:
@@ -210,7 +213,17 @@ class timeline_area : public ui_object, public mouse_handler {
                      point.y - place_.origin.y);
   }
 
-  void draw_ticks(painter& on, const ruler_scale& ruler, int top, int bottom) const {
+  // The box of the number beside the cursor.
+  rectangle cursor_label(const painter& on, const ruler_scale& ruler, int top) const {
+    const int x = ruler.x_of(shown_frame(bench_.composition));
+    const int width =
+        on.measure(label_of(bench_.composition, shown_frame(bench_.composition)), "timeline.digits").x + on.px(6);
+    const int left = x + on.px(8) + width > ruler.right() ? x - on.px(8) - width : x + on.px(8);
+    return {left, top, left + width, top + on.px(12)};
+  }
+
+  // Labels leave the cursor with its number alone.
+  void draw_ticks(painter& on, const ruler_scale& ruler, int top, int bottom, const rectangle& told) const {
     const ksn::state& composition = bench_.composition;
     const bool time_code = shows_time_code(composition);
     const ruler_ticks ticks = ticks_of(ruler, on.px(time_code ? time_code_distance : label_distance),
@@ -224,6 +237,9 @@ class timeline_area : public ui_object, public mouse_handler {
         use(static_cast<int>(shown - base));
     };
     const int floor = bottom - on.px(mark_height);
+    const int cursor = ruler.x_of(shown_frame(composition));
+    const int taken_begin = std::min(cursor - on.px(6), told.left);
+    const int taken_end = std::max(cursor + on.px(6), told.right);
     if (ticks.minor > 0) {
       each(ticks.minor, [&](int frame) {
         const int x = ruler.x_of(frame);
@@ -233,23 +249,21 @@ class timeline_area : public ui_object, public mouse_handler {
     each(ticks.major, [&](int frame) {
       const int x = ruler.x_of(frame);
       on.fill({x, floor - on.px(7), x + on.px(1), floor}, palette::faint);
-      on.line(label_of(composition, frame), "timeline.digits", palette::text,
-              {x + on.px(3), top, std::min(x + on.px(80), ruler.right()), top + on.px(12)});
+      const std::string label = label_of(composition, frame);
+      const int left = x + on.px(3);
+      if (left < taken_end && left + on.measure(label, "timeline.digits").x > taken_begin) return;
+      on.line(label, "timeline.digits", palette::text,
+              {left, top, std::min(x + on.px(80), ruler.right()), top + on.px(12)});
     });
   }
 
-  void draw_cursor(painter& on, const ruler_scale& ruler, int top, int bottom) const {
+  void draw_cursor(painter& on, const ruler_scale& ruler, int top, int bottom, const rectangle& told) const {
     const int frame = shown_frame(bench_.composition);
     const int x = ruler.x_of(frame);
     on.fill({x, top, x + on.px(1), bottom}, palette::live);
     on.art("time", {x, top});
-    const std::string text = label_of(bench_.composition, frame);
-    const math::point size = on.measure(text, "timeline.digits");
-    const int width = size.x + on.px(6);
-    const int left = x + on.px(8) + width > ruler.right() ? x - on.px(8) - width : x + on.px(8);
-    const rectangle box{left, top, left + width, top + on.px(12)};
-    on.round_fill(box, on.px(palette::field_radius), palette::tip);
-    on.line(text, "timeline.digits", palette::live, box, painter::align::centre);
+    on.round_fill(told, on.px(palette::field_radius), palette::tip);
+    on.line(label_of(bench_.composition, frame), "timeline.digits", palette::live, told, painter::align::centre);
   }
 };
 

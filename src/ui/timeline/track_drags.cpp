@@ -71,7 +71,8 @@ class timing_drag : public time_drag {
 // dragged one to other frames.
 class body_drag : public timing_drag {
  public:
-  using timing_drag::timing_drag;
+  body_drag(workbench& bench, int index, const row_view& view)
+      : timing_drag(bench, index), view_(view), first_(view.first()) {}
   void move(math::point point) override {
     const ksn::track_info* track = track_of(id_);
     if (!track) return;
@@ -79,9 +80,11 @@ class body_drag : public timing_drag {
     by_ = snapped_move(*track, frames_moved(point));
     for_each_track([this](ksn::track_info& moved) { moved.timing.begin = moved_frame(moved.timing.begin, by_); });
     // Only one layer changes its place, since several need not lie side by side.
+    if (ids_.size() > 1) return;
+    view_.scroll_at_edge(point);
     const int index = doc().index_of_id(id_);
     const double row = ksn::layer_row_height * ruler_.scale;
-    rows_ = ids_.size() == 1 ? static_cast<int>(std::rint((point.y - from_.y) / row)) : 0;
+    rows_ = static_cast<int>(std::rint((point.y - from_.y) / row)) + view_.first() - first_;
     rows_ = std::clamp(rows_, -index, doc().track_count() - 1 - index);
   }
   void end(math::point) override {
@@ -97,7 +100,7 @@ class body_drag : public timing_drag {
   void draw(math::point point, painter& on) override {
     if (rows_ != 0) {
       const int top = bench_.layout().split + on.px(ksn::strip_height);
-      const int row = (from_.y - top) / on.px(ksn::layer_row_height) + rows_ + (rows_ > 0 ? 1 : 0);
+      const int row = (from_.y - top) / on.px(ksn::layer_row_height) + first_ - view_.first() + rows_ + (rows_ > 0);
       const int y = top + row * on.px(ksn::layer_row_height) - on.px(1);
       on.fill({0, y, bench_.layout().size.x, y + on.px(2)}, palette::live);
     }
@@ -108,6 +111,8 @@ class body_drag : public timing_drag {
   std::string text() const override { return signed_frames(by_) + "  " + extent(); }
 
  private:
+  const row_view view_;
+  const int first_;  // row at the press
   int by_ = 0;
   int rows_ = 0;
 
@@ -161,12 +166,12 @@ std::set<int> every_id(const ksn::document& doc) {
 // pointer comes over gets as well.
 class switch_drag : public time_drag {
  public:
-  switch_drag(workbench& bench, int index, bool sound, std::function<int(math::point)> layer_at)
+  switch_drag(workbench& bench, int index, bool sound, const row_view& view)
       : time_drag(bench, every_id(bench.composition.doc)),
         sound_(sound),
         id_(doc().track_at(index).id),
         last_(index),
-        layer_at_(std::move(layer_at)) {
+        view_(view) {
     const ksn::track_info& track = doc().track_at(index);
     on_ = sound ? !track.sound.audible : !track.look.visible;
   }
@@ -175,7 +180,8 @@ class switch_drag : public time_drag {
     set(last_);
   }
   void move(math::point point) override {
-    const int now = layer_at_(point);
+    view_.scroll_at_edge(point);
+    const int now = view_.layer_at(point);
     if (now < 0) return;
     // A quick hand leaves rows out.
     for (int i = std::min(last_, now); i <= std::max(last_, now); ++i) set(i);
@@ -208,7 +214,7 @@ class switch_drag : public time_drag {
   bool on_ = false;
   const int id_;  // of the row that was pressed
   int last_;
-  const std::function<int(math::point)> layer_at_;
+  const row_view view_;
   std::map<int, state> before_of_;  // layers that were painted over, by id
 
   void set(int index) {
@@ -237,18 +243,17 @@ void select_for_gesture(ksn::document& doc, int index) {
   if (!doc.selection.contains(index)) doc.selection = {index};
 }
 
-std::shared_ptr<drag_handler> make_track_drag(workbench& bench, row_region region, int index,
-                                              std::function<int(math::point)> layer_at) {
+std::shared_ptr<drag_handler> make_track_drag(workbench& bench, row_region region, int index, const row_view& rows) {
   ksn::document& doc = bench.composition.doc;
   switch (region) {
     case row_region::visible:
-      return std::make_shared<switch_drag>(bench, index, false, std::move(layer_at));
+      return std::make_shared<switch_drag>(bench, index, false, rows);
     case row_region::audible:
       if (!doc.track_at(index).source.has_audio()) return {};
-      return std::make_shared<switch_drag>(bench, index, true, std::move(layer_at));
+      return std::make_shared<switch_drag>(bench, index, true, rows);
     case row_region::bar_body:
       select_for_gesture(doc, index);
-      return std::make_shared<body_drag>(bench, index);
+      return std::make_shared<body_drag>(bench, index, rows);
     case row_region::bar_in:
     case row_region::bar_out:
       select_for_gesture(doc, index);

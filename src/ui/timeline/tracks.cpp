@@ -1,8 +1,12 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <optional>
+#include <utility>
 
+#include "lib/parallel.h"
 #include "ui/timeline/frame_marks.h"
+#include "ui/timeline/layer_facts.h"
 #include "ui/timeline/row_drawing.h"
 #include "ui/timeline/row_layout.h"
 #include "ui/timeline/scroll_bar.h"
@@ -25,6 +29,13 @@ constexpr const char* region_hints[] = {"",
                                         "ta_hotspot_track_body",
                                         "ta_hotspot_track_out"};
 
+// Milliseconds until a held scroll bar goes on, between two of its steps, and until a gesture at the edge scrolls.
+constexpr int repeat_delay = 350;
+constexpr int repeat_interval = 60;
+constexpr int edge_delay = 250;
+
+constexpr int rows_at_once = 5;  // that a thread draws in one go
+
 // The layer stack. The row under the pointer is looked up at every call, since rows move under it.
 class track_area : public ui_object, public mouse_handler {
  public:
@@ -41,34 +52,40 @@ class track_area : public ui_object, public mouse_handler {
     const ksn::document& doc = bench_.composition.doc;
     const ruler_scale ruler = scale_of(bench_);
     const row_window rows = shown_rows();
-    for (int i = 0; i < rows.rows && rows.first + i < rows.count; ++i) {
+    const std::string gone = bench_.text("ta_source_is_gone");
+    const auto row = [&](int i) {
       const int index = rows.first + i;
-      draw_row(on, ruler,
-               {.track = doc.track_at(index),
-                .columns = marks_->of(index),
-                .columns_left = marks_->left(),
-                .index = index,
-                .top = at.at(0, ksn::strip_height + i * ksn::layer_row_height).y,
-                .selected = doc.selection.contains(index),
-                .scrolls = rows.scrolls(),
-                .gone = gone_text(doc.track_at(index))});
-    }
-    if (rows.scrolls()) draw_scroll_bar(on, bar(), on.is_hot(this) && on_scroll_bar(bench_.input.pointer()));
+      const ksn::track_info& track = doc.track_at(index);
+      return drawn_row{.track = track,
+                       .columns = marks_->of(index),
+                       .columns_left = marks_->left(),
+                       .index = index,
+                       .top = at.at(0, ksn::strip_height + i * ksn::layer_row_height).y,
+                       .selected = doc.selection.contains(index),
+                       .scrolls = rows.scrolls(),
+                       .gone = is_gone(track) ? gone : std::string()};
+    };
+    // Half of the time goes into filling, and no row touches a pixel of another.
+    const int shown = std::min(rows.rows, rows.count - rows.first);
+    lib::parallel_chunks(shown, rows_at_once, [&](int first, int last) {
+      painter own = on;
+      for (int i = first; i < last; ++i) draw_row_shapes(own, ruler, row(i));
+    });
+    for (int i = 0; i < shown; ++i) draw_row_signs(on, ruler, row(i));
+    if (rows.scrolls()) draw_scroll_bar(on, bar(), is_over_scroll_bar(on));
     const int top = at.at(0, ksn::strip_height).y;
     const int x = ruler.x_of(shown_frame(bench_.composition));
     on.fill({x, top, x + on.px(1), at.at(0, ksn::strip_height + rows.rows * ksn::layer_row_height).y}, palette::live);
   }
 
   press_result mouse_down(mouse_button button, math::point point, bool double_click) override {
-    if (on_scroll_bar(point)) {
-      const bool drags = button == mouse_button::left && bar().part_at(point.y) == scroll_part::thumb;
-      return drags ? press_result::drag : press_result::click;
-    }
-    if (button != mouse_button::left || double_click) return press_result::click;
-    switch (region_at(point)) {
-      case row_region::visible:
-      case row_region::audible:
-        return press_result::drag;
+    if (on_scroll_bar(point)) return button == mouse_button::left ? press_result::drag : press_result::click;
+    if (button != mouse_button::left) return press_result::click;
+    const row_region region = region_at(point);
+    // Two quick clicks switch twice.
+    if (region == row_region::visible || region == row_region::audible) return press_result::drag;
+    if (double_click) return press_result::click;
+    switch (region) {
       case row_region::bar_in:
       case row_region::bar_body:
       case row_region::bar_out:
@@ -78,16 +95,28 @@ class track_area : public ui_object, public mouse_handler {
     }
   }
   std::shared_ptr<drag_handler> get_drag_handler(mouse_button, math::point point) override {
-    if (on_scroll_bar(point)) return std::make_shared<scroll_drag>(*this);
+    if (on_scroll_bar(point)) {
+      std::shared_ptr<drag_handler> drag;
+      if (bar().part_at(point.y) == scroll_part::thumb) {
+        drag = std::make_shared<thumb_drag>(*this);
+      } else {
+        drag = std::make_shared<held_scroll>(*this, bar().part_at(point.y));
+      }
+      scrolling_ = drag;
+      return drag;
+    }
     const int index = layer_at(point);
     if (index < 0) return {};
-    return make_track_drag(bench_, region_at(point), index, [this](math::point p) { return layer_at(p); });
+    edge_.emplace(bench_.milliseconds(), edge_delay);
+    return make_track_drag(bench_, region_at(point), index,
+                           {.layer_at = [this](math::point p) { return layer_at(p); },
+                            .first = [this] { return first_; },
+                            .scroll_at_edge = [this](math::point p) { scroll_at_edge(p); }});
   }
 
   void mouse_up(mouse_button button, math::point point, bool double_click) override {
     const int index = layer_at(point);
-    if (on_scroll_bar(point)) return button == mouse_button::left ? scroll_by(bar().part_at(point.y)) : void();
-    if (index < 0) return;
+    if (index < 0 || on_scroll_bar(point)) return;
     if (button == mouse_button::right) return open_menu(index, point);
     if (button != mouse_button::left) return;
     double_click ? act_on(index, region_at(point)) : select(index);
@@ -116,15 +145,16 @@ class track_area : public ui_object, public mouse_handler {
     const std::string hint = bench_.text(region_hints[static_cast<std::size_t>(region)]);
     if (region == row_region::background || region == row_region::bar_body || region == row_region::number) {
       const std::string gone = gone_text(track);
-      return track.name + (gone.empty() ? "" : "\n" + gone) + (hint.empty() ? "" : "\n" + hint);
+      return track.name + (gone.empty() ? "" : "\n" + gone) + layer_facts(bench_, track) +
+             (hint.empty() ? "" : "\n" + hint);
     }
     return hint;
   }
 
  private:
-  class scroll_drag : public drag_handler {
+  class thumb_drag : public drag_handler {
    public:
-    explicit scroll_drag(track_area& area) : area_(area), before_(area.first_) {}
+    explicit thumb_drag(track_area& area) : area_(area), before_(area.first_) {}
     void begin(math::point point) override { from_ = point; }
     void move(math::point point) override { area_.scroll_to(before_ + area_.bar().rows_of(point.y - from_.y)); }
     void end(math::point) override {}
@@ -136,15 +166,40 @@ class track_area : public ui_object, public mouse_handler {
     math::point from_;
   };
 
+  // An arrow, or the trough beside the thumb, goes on while it is held and the pointer stays over it.
+  class held_scroll : public drag_handler {
+   public:
+    held_scroll(track_area& area, scroll_part part)
+        : area_(area), part_(part), again_(area.bench_.milliseconds(), repeat_delay) {}
+    void begin(math::point) override { area_.scroll_by(part_); }
+    void move(math::point point) override {
+      if (!area_.on_scroll_bar(point) || area_.bar().part_at(point.y) != part_) return;
+      if (again_.is_due(area_.bench_.milliseconds(), repeat_interval)) area_.scroll_by(part_);
+    }
+    void end(math::point) override {}
+    void cancel() override {}
+
+   private:
+    track_area& area_;
+    const scroll_part part_;
+    repeater again_;
+  };
+
   workbench& bench_;
   std::shared_ptr<mark_table> marks_;
   place place_;
   int first_ = 0;
-  int followed_ = -1;  // the single selected layer, which is scrolled into sight when it becomes another
+  std::weak_ptr<drag_handler> scrolling_;
+  std::optional<repeater> edge_;  // of a gesture over the rows
+  int followed_ = -1;             // the single selected layer, which is scrolled into sight when it becomes another
 
+  static bool is_gone(const ksn::track_info& track) {
+    const std::size_t names = track.source.names.size();
+    return track.source.type == ksn::source_type::none || (names > 0 && track.source.names.holes().size() == names);
+  }
   // The text of a layer's row when its source is not there; empty when it is.
   std::string gone_text(const ksn::track_info& track) const {
-    return track.source.type == ksn::source_type::none ? bench_.text("ta_source_is_gone") : std::string();
+    return is_gone(track) ? bench_.text("ta_source_is_gone") : std::string();
   }
   row_window shown_rows() const {
     return {first_, std::max(0, bench_.layout().rows), bench_.composition.doc.track_count()};
@@ -164,8 +219,19 @@ class track_area : public ui_object, public mouse_handler {
     scroll_to(first_ + by);
   }
   void scroll_to(int first) {
-    row_window rows = shown_rows();
-    first_ = std::clamp(first, 0, rows.largest_first());
+    const row_window rows = shown_rows();
+    const int before = std::exchange(first_, std::clamp(first, 0, rows.largest_first()));
+    if (first_ != before) bench_.input.ask_redraw();
+  }
+  void scroll_at_edge(math::point point) {
+    const int row = ksn::layer_row_height * place_.scale;
+    const int top = place_.at(0, ksn::strip_height).y;
+    const int bottom = top + shown_rows().rows * row;
+    const int edge = row / 4;
+    const int out = point.y < top + edge ? top + edge - point.y : std::max(point.y - (bottom - edge) + 1, 0);
+    if (out == 0 || !edge_ || !edge_->is_due(bench_.milliseconds(), repeat_interval)) return;
+    const int by = 1 + out / (2 * row);
+    scroll_to(point.y < top + edge ? first_ - by : first_ + by);
   }
   void keep_inside() {
     const row_window rows = shown_rows();
@@ -188,6 +254,9 @@ class track_area : public ui_object, public mouse_handler {
     if (point.y < top || point.y >= top + rows.rows * row) return -1;
     const int index = rows.first + (point.y - top) / row;
     return index < rows.count ? index : -1;
+  }
+  bool is_over_scroll_bar(const painter& on) const {
+    return !scrolling_.expired() || (on.is_hot(this) && on_scroll_bar(bench_.input.pointer()));
   }
   bool on_scroll_bar(math::point point) const {
     return shown_rows().scrolls() && point.x >= place_.size.x - scroll_bar_width * place_.scale;

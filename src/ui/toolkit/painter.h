@@ -1,4 +1,5 @@
-// Drawing of the interface into a picture of the window. Main thread.
+// Drawing of the interface into a picture of the window. Main thread, but for copies of a painter that fill in others
+// where they touch other pixels; the bound functions are the main thread's.
 #pragma once
 
 #include <functional>

@@ -60,6 +60,15 @@ class timeline : public support::whole_window {
     }
     return text;
   }
+  // The index of the layer in the first row, by the tip of its number.
+  int row_at_top() {
+    ui::mouse_handler* found = window->hit_test(on_row(-40, 0));
+    const std::string tip = found ? found->get_tool_tip(on_row(-40, 0)) : std::string();
+    for (int i = 0; i < composition.doc.track_count(); ++i) {
+      if (tip.starts_with(composition.doc.track_at(i).name + "\n")) return i;
+    }
+    return -1;
+  }
   std::string selected() const {
     std::string text;
     for (const int index : composition.doc.selection) text += composition.doc.track_at(index).name;
@@ -394,6 +403,52 @@ TEST_F(timeline, many_layers_scroll) {
   composition.doc.selection = {100};
   art();
   EXPECT_EQ(first_row(), 91);
+}
+
+TEST_F(timeline, rows_scroll_while_something_is_held) {
+  for (int i = 0; i < 200; ++i) {
+    composition.doc.tracks.push_back(composition.doc.tracks[0]);
+    composition.doc.tracks.back().id = ksn::next_layer_id();
+    composition.doc.tracks.back().name = std::to_string(i);
+  }
+  composition.workspace.track_max = 10;
+  art();
+  ui::input& input = window->input();
+  const auto wait = [&](int milliseconds) {
+    ui::redraw wish;
+    for (int i = 0; i < milliseconds; i += 20) {
+      now += 20;
+      wish.add(window->pass(20, true));
+    }
+    return wish.now;
+  };
+  // The lower arrow: once at the press, then again and again, and not when the pointer has left it.
+  const math::point arrow{1091 - 6, on_row(0, 9).y + 5};
+  input.mouse_down(mouse_button::left, arrow, false, 0);
+  EXPECT_EQ(row_at_top(), 1);
+  EXPECT_FALSE(wait(300));
+  EXPECT_EQ(row_at_top(), 1);
+  EXPECT_TRUE(wait(1000));
+  const int held = row_at_top();
+  EXPECT_GT(held, 10);
+  input.mouse_move({arrow.x - 200, arrow.y}, 0);
+  wait(1000);
+  EXPECT_EQ(row_at_top(), held);
+  input.mouse_up(mouse_button::left, {arrow.x - 200, arrow.y}, 0);
+  // A bar that is held at the lower edge goes on to rows that were not seen, and back.
+  composition.doc.selection = {held};
+  const std::string name = composition.doc.track_at(held).name;
+  input.mouse_down(mouse_button::left, on_row(200, 0), false, 0);
+  input.mouse_move(on_row(200, 9), 0);
+  EXPECT_FALSE(wait(1000)) << "inside nothing moves";
+  input.mouse_move({on_row(200, 9).x, on_row(0, 9).y + 30}, 0);
+  EXPECT_TRUE(wait(2000));
+  const int scrolled = row_at_top();
+  EXPECT_GT(scrolled, held + 10);
+  input.mouse_up(mouse_button::left, on_row(200, 9), 0);
+  EXPECT_EQ(composition.doc.track_at(scrolled + 9).name, name);
+  engine.run_command("undo");
+  EXPECT_EQ(ksn::broken_invariant(composition), "");
 }
 
 // A pointer that does anything anywhere in ruler and stack, mixed with
