@@ -55,9 +55,9 @@ constexpr context_row rows[] = {
      "opt_vsync_notearing"},
     {"http", "opt_http_copy_url opt_http_open_in_browser"},
     {"ext",
-     "#opt_ext_generic ext_device_decklink ext_device_firewire ext_device_vtoaster ext_device_bluefish "
-     "ext_device_secondary ext_device_tertiary ext_device_aja_dshow - ext_alpha_none ext_alpha_internal "
-     "ext_alpha_external - opt_ext_turn_off opt_ext_turn_on"},
+     "#opt_ext_generic ext_device_secondary ext_device_tertiary - opt_ext_turn_off opt_ext_turn_on - "
+     "#opt_ext_cards ext_device_decklink ext_device_firewire ext_device_vtoaster ext_device_bluefish "
+     "ext_device_aja_dshow - #opt_ext_alpha ext_alpha_none ext_alpha_internal ext_alpha_external"},
     // --- the layer stack ---
     {"layer",
      "layer_delete_selected - layer_half_width_left layer_half_width_right - layer_preload_into_cache "

@@ -196,28 +196,37 @@ constexpr choice_row time_rows[] = {
      nullptr, one_picture},
 };
 
+// Of devices that no system here has a driver for: known by documents and settings, never to be chosen.
+#define FOREIGN_CHOICE(name, help, field, value)                                                    \
+  {                                                                                                 \
+    name, help, [](state& c) { c.field = value; }, [](const state& c) { return c.field == value; }, \
+        [](const state&) { return false; }                                                          \
+  }
+
 constexpr choice_row output_rows[] = {
-    CHOICE("ext_device_decklink", "use a DeckLink device as external output", settings.ext_device,
-           ksn::ext_device_type::decklink),
-    CHOICE("ext_device_firewire", "use a FireWire device as external output", settings.ext_device,
-           ksn::ext_device_type::firewire),
-    CHOICE("ext_device_vtoaster", "use a Video Toaster device as external output", settings.ext_device,
-           ksn::ext_device_type::vtoaster),
-    CHOICE("ext_device_bluefish", "use a Bluefish device as external output", settings.ext_device,
-           ksn::ext_device_type::bluefish),
     CHOICE("ext_device_secondary", "use the second monitor as external output", settings.ext_device,
            ksn::ext_device_type::secondary),
     CHOICE("ext_device_tertiary", "use the third monitor as external output", settings.ext_device,
            ksn::ext_device_type::tertiary),
-    CHOICE("ext_device_aja_dshow", "use an AJA device as external output", settings.ext_device,
-           ksn::ext_device_type::aja_dshow),
-    CHOICE("ext_alpha_none", "send no alpha to the external output", settings.ext_alpha, ext_alpha_type::none),
-    CHOICE("ext_alpha_internal", "let the external output key the picture over its background", settings.ext_alpha,
-           ext_alpha_type::internal),
-    CHOICE("ext_alpha_external", "send the alpha as a second picture to the external output", settings.ext_alpha,
-           ext_alpha_type::external),
+    FOREIGN_CHOICE("ext_device_decklink", "not supported here: a DeckLink device as external output",
+                   settings.ext_device, ksn::ext_device_type::decklink),
+    FOREIGN_CHOICE("ext_device_firewire", "not supported here: a FireWire device as external output",
+                   settings.ext_device, ksn::ext_device_type::firewire),
+    FOREIGN_CHOICE("ext_device_vtoaster", "not supported here: a Video Toaster device as external output",
+                   settings.ext_device, ksn::ext_device_type::vtoaster),
+    FOREIGN_CHOICE("ext_device_bluefish", "not supported here: a Bluefish device as external output",
+                   settings.ext_device, ksn::ext_device_type::bluefish),
+    FOREIGN_CHOICE("ext_device_aja_dshow", "not supported here: an AJA device as external output", settings.ext_device,
+                   ksn::ext_device_type::aja_dshow),
+    FOREIGN_CHOICE("ext_alpha_none", "monitors take no alpha: send none to the external output", settings.ext_alpha,
+                   ext_alpha_type::none),
+    FOREIGN_CHOICE("ext_alpha_internal", "monitors take no alpha: let a video card key the picture over its background",
+                   settings.ext_alpha, ext_alpha_type::internal),
+    FOREIGN_CHOICE("ext_alpha_external", "monitors take no alpha: send it to a video card as a second picture",
+                   settings.ext_alpha, ext_alpha_type::external),
 };
 
+#undef FOREIGN_CHOICE
 #undef CHOICE
 #undef SHOWN_CHOICE
 #undef MODE

@@ -58,6 +58,7 @@ TEST(serving, shows_a_composition_until_it_is_interrupted) {
 TEST(serving, an_address_that_is_not_ours_ends_it) {
   const support::outcome run = support::run_program(KESTRIN_BINARY, {"--http_start=192.0.2.1:8001", "--serve"}, "/");
   EXPECT_EQ(run.code, 1);
+  EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), 1) << run.errors;
   ASSERT_FALSE(run.error_lines().empty());
   EXPECT_EQ(run.error_lines()[0], "\"192.0.2.1:8001\": Cannot assign requested address");
 }

@@ -48,7 +48,16 @@ class control {
     return true;
   }
 
+  // What start() said last, after a line about a failure.
+  bool failed() const { return failed_; }
+
   bool start() {
+    failed_ = !try_to_start();
+    return !failed_;
+  }
+
+ private:
+  bool try_to_start() {
     site site;
     if (!parts_.root(site.root)) site.root.clear();
     if (!read_users(site)) return false;
@@ -66,7 +75,6 @@ class control {
     return true;
   }
 
- private:
   bool read_users(site& site) const {
     const std::string path = lib::add_separator(site.root) + password_file;
     std::string text;
@@ -103,6 +111,7 @@ class control {
   action_parts parts_;
   std::optional<std::string> wanted_host_;  // as it was last told; absent goes by whether there are users
   int wanted_port_ = usual_port;
+  bool failed_ = false;
   std::string host_ = "localhost";  // that it listens at; empty for all interfaces
   mutable std::string password_path_;
 };
@@ -168,7 +177,8 @@ std::function<bool()> register_actions(const action_parts& parts) {
   command::add_read_only<ksn::state>(engine, "http_url",
                                      "address of the HTTP server, empty while it is stopped; only to be read",
                                      command::text("URL"), [server](const ksn::state&) { return server->url(); });
-  return [server] { return server->listening() || server->start(); };
+  // A failure of the same line is told once.
+  return [server] { return server->listening() || (!server->failed() && server->start()); };
 }
 
 }  // namespace services::http
