@@ -7,9 +7,11 @@
 //
 // `--only=served` plays while eight browsers ask for the picture, and then idles with a server that nobody asks.
 //
-// bench_realtime [--seconds=20] [--loop=600] [--only=play|ahead|idle|served|start|loop] [WIDTHxHEIGHT@RATE...]: the
-// seconds of each rate, and those of the loop that looks for growth. Sequences are named by size and rate; without any,
-// 1080p and 4K at 24, 30 and 60.
+// `--only=output` plays 1080p at 60 in the window and on a second monitor beside it, which has its own picture of it.
+//
+// bench_realtime [--seconds=20] [--loop=600] [--only=play|ahead|idle|served|output|start|loop] [WIDTHxHEIGHT@RATE...]:
+// the seconds of each rate, and those of the loop that looks for growth. Sequences are named by size and rate; without
+// any, 1080p and 4K at 24, 30 and 60.
 #include <sys/resource.h>
 
 #include <cmath>
@@ -20,6 +22,7 @@
 #include <optional>
 #include <set>
 
+#include "app/external_output.h"
 #include "app/window_run.h"
 #include "browsers.h"
 #include "cache/track_frame.h"
@@ -34,7 +37,7 @@
 namespace {
 
 struct job {
-  std::string kind;  // play, ahead, loop, idle, served or unasked
+  std::string kind;  // play, ahead, loop, idle, served, unasked or output
   int width = 0;
   int height = 0;
   int rate = 0;
@@ -92,6 +95,8 @@ struct record {
   std::vector<double> parts[turn_parts];
   std::vector<double> ticks;  // the sums of the parts
   int in_time = 0;
+  int beside_in_time = 0;         // on the second monitor
+  std::vector<double> beside;     // what its pictures took
   int late[turn_parts + 1] = {};  // by the part that is to blame
   app::tick_times worst;
 };
@@ -141,6 +146,17 @@ int run_window(const job& job) {
   command::register_fields(engine);
   command::register_language_actions(engine);
   command::register_document_actions(engine);
+  render::pipeline_options shared;
+  shared.reading = &reading;
+  app::external_output output({engine, clock, [&] { return std::make_unique<render::pipeline>(frames, shared); },
+                               [&window] { return window.desktop(); },
+                               [](std::string_view key) { return std::string(key); }, to_console});
+  double beside = 0;  // milliseconds of the last picture on the second monitor
+  if (job.kind == "output") {
+    composition.settings.ext_device = ksn::ext_device_type::secondary;
+    output.start();
+    window.show_elsewhere = [&output, &beside] { beside = bench::seconds([&output] { output.tick(); }) * 1e3; };
+  }
   window.register_actions();
   window.is_transient = [] { return true; };
   engine.command_pass({"bench", job.pattern, "--fps=" + std::to_string(job.rate), "--resize_window_to_fit"});
@@ -187,6 +203,9 @@ int run_window(const job& job) {
       const bool in_time = times.lateness < 1000000000LL / job.rate;
       r.in_time += in_time;
       if (!in_time) ++r.late[blamed_part(times)];
+      // The second picture follows the first.
+      r.beside.push_back(beside);
+      r.beside_in_time += output.running() && milliseconds(times.lateness) + beside < 1000.0 / job.rate;
       const std::vector<double> parts = parts_of(times);
       for (int i = 0; i < turn_parts; ++i) r.parts[i].push_back(parts[static_cast<std::size_t>(i)]);
       r.ticks.push_back(std::accumulate(parts.begin(), parts.end(), 0.0));
@@ -198,6 +217,14 @@ int run_window(const job& job) {
     if (job.kind == "play") print_play(job, r, seconds);
     if (job.kind == "ahead") {
       print_ahead(job, r, seconds, frames_shown.size(), passed_over(composition, frames, frames_shown));
+    }
+    if (job.kind == "output") {
+      const double due = seconds * job.rate;
+      std::printf(
+          "%d x %d at %d beside a second monitor of %d x %d: %.2f %% shown in time in the window, %.2f %% on the "
+          "monitor, whose picture takes %.0f %% of a frame; lateness %.1f ms (99th)\n",
+          job.width, job.height, job.rate, output.settings().width, output.settings().height, 100.0 * r.in_time / due,
+          100.0 * r.beside_in_time / due, percentile(r.beside, 0.5) * job.rate / 10.0, percentile(r.lateness, 0.99));
     }
     if (stands) {
       std::printf("stopped window in the background%s: %.2f %% of one processor\n",
@@ -236,6 +263,7 @@ int run_window(const job& job) {
     };
   }
   const int result = window.run(*desktop);
+  output.stop();
   server.set_wake(nullptr);
   return result;
 }
@@ -368,6 +396,12 @@ int main(int count, char** arguments) {
     for (const char* kind : {"served", "unasked"}) {
       run_apart({kind, 1920, 1080, 24, 24, seconds, make_shot(folder.path(), 1920, 1080, 24)});
     }
+  }
+  if (asked("output")) {
+    bench::run("xrandr --setmonitor first 1920/500x1200/300+0+0 screen");
+    bench::run("xrandr --setmonitor second 1920/500x1080/280+1920+0 none");
+    run_apart({"output", 1920, 1080, 60, 24, seconds, make_shot(folder.path(), 1920, 1080, 24)});
+    bench::run("xrandr --delmonitor first --delmonitor second");
   }
   if (asked("start")) first_picture(display, folder.path());
   if (asked("loop")) run_apart({"loop", 1920, 1080, 24, 24, loop_seconds, make_shot(folder.path(), 1920, 1080, 24)});
