@@ -15,6 +15,7 @@ class kept_picture : public sources::live_source {
   int height() const override { return height_; }
   bool has_alpha() const override { return alpha_; }
   img::const_image_ptr newest() override { return picture_; }
+  img::const_image_ptr latest() override { return picture_; }
 
  private:
   int width_;
