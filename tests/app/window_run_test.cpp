@@ -101,11 +101,27 @@ class window_run : public testing::Test {
 };
 
 TEST_F(window_run, draws_when_something_happened) {
+  int load = 20;
+  frames.memory_load = [&load] { return load; };
   composition.new_adjustment_layer();
-  step({}, 60);
+  step({}, 120);
   EXPECT_EQ(window.run(desktop), 0);
-  EXPECT_GE(ticks.size(), 60u);
-  EXPECT_EQ(drawn(), 3) << "60 times 40 ms: once, and then once a second";
+  EXPECT_GE(ticks.size(), 120u);
+  EXPECT_EQ(drawn(), 2) << "120 times 40 ms: once, and once with the memory that the bar tells";
+
+  ticks.clear();
+  step({}, 40);
+  step([&] { load = 21; }, 40);
+  window.run(desktop);
+  EXPECT_EQ(drawn(), 2) << "another figure on the bar";
+
+  ticks.clear();
+  composition.new_text_layer();
+  step({}, 60);
+  window.run(desktop);
+  EXPECT_EQ(drawn(), 3) << "a text may tell the time: once a second";
+  composition.layer_delete_all();
+  composition.new_adjustment_layer();
 
   ticks.clear();
   step({}, 5);
@@ -243,12 +259,12 @@ TEST_F(window_run, opens_as_it_was_told_before) {
   int height = 0;
   EXPECT_TRUE(window.client_area(width, height));
   EXPECT_EQ(width, 600);
-  EXPECT_EQ(height, 403) << "three rows below the preview";
+  EXPECT_EQ(height, 437) << "three rows below the preview, and the bar with as much above";
   engine.run_option("--add_layer=" + picture("a.tga", 300, 50));
   composition.view.zoom_factor2 = 200;
   engine.execute_action("resize_window_to_fit");
   window.run(desktop);
-  EXPECT_EQ(desktop.size, (math::point{600, 103})) << "the layer at its zoom";
+  EXPECT_EQ(desktop.size, (math::point{600, 137})) << "the layer at its zoom";
   EXPECT_TRUE(desktop.options.always_on_top);
   EXPECT_EQ(desktop.title, "Title - unnamed.ksncomp");
 }
