@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string_view>
 
 namespace media {
 namespace {
@@ -66,6 +67,12 @@ void set_quality(AVCodecContext& encoder, const sources::movie_settings& setting
   }
 }
 
+// The fast encoder of ProRes takes even widths alone.
+const char* encoder_name(const encoding& row, const encoder_form& form) {
+  const bool fast_prores = std::string_view(row.encoder) == "prores_aw";
+  return fast_prores && (form.width & 1) ? "prores_ks" : row.encoder;
+}
+
 sources::movie_failure no_encoder(const char* name) {
   return {0, std::string("This FFmpeg has no encoder ") + name};
 }
@@ -107,9 +114,10 @@ encoder_form form_of(const sources::movie_settings& settings) {
 codec_ptr open_video_encoder(const sources::movie_settings& settings, const encoder_form& form,
                              const AVOutputFormat& container, sources::movie_failure& failure) {
   const encoding& row = encoding_of(settings.codec);
-  const AVCodec* codec = avcodec_find_encoder_by_name(row.encoder);
+  const char* const name = encoder_name(row, form);
+  const AVCodec* codec = avcodec_find_encoder_by_name(name);
   if (!codec) {
-    failure = no_encoder(row.encoder);
+    failure = no_encoder(name);
     return nullptr;
   }
   codec_ptr encoder(avcodec_alloc_context3(codec));
@@ -137,14 +145,16 @@ codec_ptr open_video_encoder(const sources::movie_settings& settings, const enco
   AVDictionary* options = nullptr;
   av_dict_parse_string(&options, row.options, "=", ":", 0);
   if (settings.codec == "h265") av_dict_set(&options, "x265-params", "log-level=none", 0);
+  // Of the other encoder of ProRes.
+  if (settings.codec.starts_with("prores")) av_dict_set_int(&options, "alpha_bits", settings.alpha ? 16 : 0, 0);
   set_quality(*encoder, settings, options);
   const int error = avcodec_open2(encoder.get(), codec, &options);
   av_dict_free(&options);
   if (error < 0) {
     failure = failure_of(error);
     if (error == AVERROR(EINVAL) || error == AVERROR_EXTERNAL)
-      failure = {0, "The encoder " + std::string(row.encoder) + " takes no pictures of " + std::to_string(form.width) +
-                        " x " + std::to_string(form.height) + " at this rate"};
+      failure = {0, "The encoder " + std::string(name) + " takes no pictures of " + std::to_string(form.width) + " x " +
+                        std::to_string(form.height) + " at this rate"};
     return nullptr;
   }
   return encoder;
