@@ -487,7 +487,7 @@ close_answer application::impl::may_close() {
 std::function<bool(std::string& answer)> application::impl::saves_left() {
   const int last = saves.last_id();
   const int first = std::exchange(answered_saves, last) + 1;
-  exits_after_saves = engine.exit_requested && saves.unfinished() > 0;
+  exits_after_saves = exits_after_saves || (engine.exit_requested && saves.unfinished() > 0);
   if (first > last) return nullptr;
   return [this, first, last](std::string& answer) {
     if (!saves.is_over_to(last)) return false;

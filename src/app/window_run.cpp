@@ -168,8 +168,9 @@ int window_run::loop() {
 bool window_run::wants_to_close() {
   if (interrupted()) return true;
   if (!close_requested_) return false;
+  // Lines of other instances are carried out while a question is open, or saves are waited for.
+  parts_.engine.exit_requested = parts_.engine.quit_requested = false;
   const close_answer answer = may_close ? may_close() : close_answer::close;
-  if (answer != close_answer::close) parts_.engine.exit_requested = parts_.engine.quit_requested = false;
   close_requested_ = answer != close_answer::stay;
   return answer == close_answer::close;
 }

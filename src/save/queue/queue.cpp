@@ -4,6 +4,7 @@
 #include <chrono>
 #include <utility>
 
+#include "command/messages.h"
 #include "io/failure.h"
 #include "lib/parallel.h"
 #include "platform/threads.h"
@@ -93,7 +94,10 @@ bool queue::cancel(int id) {
   const auto found = std::ranges::find_if(entries_, [id](const entry& one) { return one.shown.id == id; });
   if (found == entries_.end()) return false;
   news_ = true;
-  if (found->shown.state == queue_state::waiting) found->shown.state = queue_state::cancelled;
+  if (found->shown.state == queue_state::waiting) {
+    found->shown.state = queue_state::cancelled;
+    found->lines.push_back(command::about(found->shown.path, "Not saved, cancelled before it began"));
+  }
   if (found->shown.state == queue_state::running) found->shown.state = queue_state::stopping;
   if (found->settled) entries_.erase(found);
   return true;
@@ -208,6 +212,11 @@ void queue::perform(entry& entry) {
   }
   const std::lock_guard guard(lock_);
   const bool stopped = entry.shown.state == queue_state::stopping;
+  if (stopped && !whole && entry.lines.empty()) {
+    const progress& done = entry.shown.done;
+    entry.lines.push_back(command::about(entry.shown.path, "Stopped, " + std::to_string(done.done) + " of " +
+                                                               std::to_string(done.total) + " frames are saved"));
+  }
   entry.shown.state = whole ? queue_state::saved : stopped ? queue_state::cancelled : queue_state::failed;
   news_ = true;
 }
