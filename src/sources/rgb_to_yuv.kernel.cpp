@@ -15,12 +15,31 @@ void weigh(const In* __restrict b, const In* __restrict g, const In* __restrict 
   }
 }
 
-// The sum of eight samples as it is stored.
-inline uint16_t stored(uint32_t sum, const uint8_t*) {
-  return (uint16_t)sum;
+// The sum of weights of 16, held to the range of the samples, as it is stored.
+inline uint16_t stored(int32_t sum, const uint8_t*) {
+  const int32_t most = 16 * 255;
+  return (uint16_t)(sum < 0 ? 0 : sum > most ? most : sum);
 }
-inline uint16_t stored(uint32_t sum, const uint16_t*) {
-  return (uint16_t)((sum + 4) >> 3);
+inline uint16_t stored(int32_t sum, const uint16_t*) {
+  const int32_t most = 65535;
+  const int32_t value = (sum + 8) >> 4;
+  return (uint16_t)(value < 0 ? 0 : value > most ? most : value);
+}
+
+// The weighted sum around sample `at` of one row; `outer` and `inner` lie two and one beside it.
+template <class In>
+inline int32_t around(const In* row, size_t outer_left, size_t inner_left, size_t at, size_t inner_right,
+                      size_t outer_right) {
+  return 6 * row[at] + 2 * (row[inner_left] + row[inner_right]) - row[outer_left] - row[outer_right];
+}
+
+// The same near an end of the row, where samples beyond it are the last one.
+template <class In>
+inline int32_t around_end(const In* row, size_t at, size_t width) {
+  const size_t last = width - 1;
+  const size_t one = at > 0 ? at - 1 : 0;
+  const size_t two = at > 1 ? at - 2 : 0;
+  return around(row, two, one, at, at + 1 < last ? at + 1 : last, at + 2 < last ? at + 2 : last);
 }
 
 template <class In>
@@ -28,22 +47,20 @@ void halve(const In* __restrict upper, const In* __restrict lower, uint16_t* __r
   const size_t whole = width / 2;  // pairs
   if (place == chroma_between) {
     for (size_t i = 0; i < whole; ++i) {
-      out[i] = stored(2u * (upper[2 * i] + upper[2 * i + 1] + lower[2 * i] + lower[2 * i + 1]), upper);
+      out[i] = stored(4 * (upper[2 * i] + upper[2 * i + 1] + lower[2 * i] + lower[2 * i + 1]), upper);
     }
-    if (width & 1) out[whole] = stored(4u * (upper[width - 1] + lower[width - 1]), upper);
+    if (width & 1) out[whole] = stored(8 * (upper[width - 1] + lower[width - 1]), upper);
     return;
   }
-  if (whole > 0) out[0] = stored(3u * (upper[0] + lower[0]) + upper[1] + lower[1], upper);
-  for (size_t i = 1; i < whole; ++i) {
-    out[i] = stored(upper[2 * i - 1] + 2u * upper[2 * i] + upper[2 * i + 1] + lower[2 * i - 1] + 2u * lower[2 * i] +
-                        lower[2 * i + 1],
-                    upper);
+  const size_t count = whole + (width & 1);
+  const size_t inner = width >= 5 ? (width - 3) / 2 : 0;  // the last one with two samples on its right
+  for (size_t i = 1; i <= inner; ++i) {
+    const size_t at = 2 * i;
+    out[i] = stored(
+        around(upper, at - 2, at - 1, at, at + 1, at + 2) + around(lower, at - 2, at - 1, at, at + 1, at + 2), upper);
   }
-  if (width & 1) {
-    const size_t last = width - 1;
-    const size_t before = last > 0 ? last - 1 : 0;
-    out[whole] = stored(upper[before] + 3u * upper[last] + lower[before] + 3u * lower[last], upper);
-  }
+  for (size_t i = 0; i < count; i = i == 0 ? inner + 1 : i + 1)
+    out[i] = stored(around_end(upper, 2 * i, width) + around_end(lower, 2 * i, width), upper);
 }
 
 }  // namespace
