@@ -225,6 +225,7 @@ class counted_source : public sources::live_source {
     ++asked;
     return std::make_shared<img::image>("BGR", 8, 4, 3);
   }
+  img::const_image_ptr latest() override { return nullptr; }
 };
 
 TEST_F(save_queue, a_live_layer_keeps_its_picture_in_the_copy) {
