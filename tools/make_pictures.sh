@@ -26,26 +26,49 @@ look "$docs/window.png" --window_size=1280,800 --bench_preload --zoom=200 --pan=
 look "$docs/preview.png" --window_size=1100,800 --zoom=120 --pan=0,0 --mask_size=520,300 --mask_type=transparent \
     --safe_area_visible=1 --safe_area=orange --grid=1
 
-# Every tab of the panel. A text, a brush and an adjustment stand for the tabs that want such a layer.
-panel() {
-  number=$1
-  tab=$2
-  shift 2
-  "$program" "$frames/lake.png" --name=lake --mask_size=640,360 "$@" --window_size=276,840 --timeline_visible=0 \
-      --infobar_visible=0 --zoom=100 --property_panel_visible=1 --property_panel_tab="$tab" \
-      --save_window_as="tab$number.png" --transient --exit=status >/dev/null
+# Every tab of the panel, at both sizes of the interface: each alone in a small window, and all of them as layers.
+cat >panel.ksncmd <<'END'
+first_look/lake.png --name=lake
+first_look/lantern.##.tga --name=lantern --alpha=normal
+--visible=0 --2:visible=0 --toggle_timeline --toggle_infobar --toggle_property_panel
+END
+# A clip of another machine: nothing opens it here.
+"$program" first_look/lantern.##.tga --save_composition_as=clip.xml --transient --exit=status
+sed 's|<f name="source_type">[0-9]*<|<f name="source_type">18<|' clip.xml >r3d.xml
+tab() {
+    name=$1
+    shift
+    "$program" "$@" --window_size=$((284 * scale)),$((424 * scale)) --ui_scale=$scale --save_window_as=$name.png --transient --exit
 }
-panel 1 color --exposure=0.5 --lift=0,0.004,0.012 --gain=1.1,1,0.94
-panel 2 color --exposure=0.5 --lift=0,0.004,0.012 --gain=1.1,1,0.94 --split_color=1
-panel 3 placement
-panel 4 blending
-panel 5 brush --new_brush_layer
-panel 6 text --new_text_layer '--text=SHOT 10\n{timeline:timecode}'
-panel 7 effects
-panel 8 source
-convert tab1.png tab2.png tab3.png tab4.png -gravity south -crop 276x400+0+0 +repage +append top.png
-convert tab5.png tab6.png tab7.png tab8.png -gravity south -crop 276x400+0+0 +repage +append bottom.png
-convert top.png bottom.png -append -define png:exclude-chunks=date,time "$docs/panel.png"
+for scale in 1 2; do
+    tab colour panel.ksncmd --exposure=0.5
+    tab channels panel.ksncmd --split_color=1 --gain=1.1,1,0.94
+    tab placement panel.ksncmd --property_panel_tab=placement
+    tab blending panel.ksncmd --property_panel_tab=blending
+    tab brush panel.ksncmd --property_panel_tab=brush --new_brush_layer --brush_size=40 --brush_softness=60
+    tab text panel.ksncmd --property_panel_tab=text --new_text_layer '--text=SHOT 10\n{timeline:timecode}'
+    tab effects panel.ksncmd --property_panel_tab=effects --primary_color_key=30,200,60,40,20
+    tab source panel.ksncmd --property_panel_tab=source
+    tab r3d --open_composition=r3d.xml --selection=1 --visible=0 --toggle_timeline --toggle_infobar --toggle_property_panel \
+        --property_panel_tab=r3d 2>/dev/null
+    # Three rows of three: the height of a row, and how far its layers lie below the middle.
+    add() {
+        height=$1 down=$2 across=-272
+        shift 2
+        for name in "$@"; do
+            places="$places $name.png --still_image --crop=0,$(((200 - height / 2) * scale)),$((260 * scale)),$((height * scale)) \
+                --position=$((across * scale)),$((down * scale))"
+            across=$((across + 272))
+        done
+    }
+    places=
+    add 376 -297 colour channels text
+    add 282 -3 placement blending brush
+    add 264 273 r3d effects source
+    [ $scale = 1 ] && picture=panel || picture=panel_twice
+    "$program" $places --mask_size=$((804 * scale)),$((946 * scale)) --save_mask_as_image="$docs/$picture.png" \
+        --transient --exit=status
+done
 
 # Time: one layer, ten of every kind, 200, and twice the size. Frames of the example stand for shots of other names; the
 # mist has holes.

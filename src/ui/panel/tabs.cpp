@@ -121,7 +121,7 @@ std::vector<row> blending_rows() {
       {"panel.alpha_mode",
        {{.kind = word,
          .field = "alpha",
-         .text = "ignore:alpha_ignore normal:alpha_normal pm:alpha_pm mask:alpha_pm2",
+         .text = "ignore:panel.alpha_ignore normal:panel.alpha_normal pm:panel.alpha_pm mask:panel.alpha_pm2",
          .weight = 44},
         {.kind = check, .field = "invert_alpha", .text = "panel.invert_alpha", .weight = 25}}},
       {"panel.depth_mode",
