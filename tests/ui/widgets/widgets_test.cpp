@@ -252,27 +252,6 @@ TEST_F(widgets, a_number_is_dragged) {
   EXPECT_DOUBLE_EQ(value, 2.19) << "a pixel of the layout is two";
 }
 
-TEST_F(widgets, numbers_that_differ_are_dragged_by_an_amount) {
-  double by = 0;
-  ui::ui_edit_field::parts parts{
-      .format = "%.1f", .get = [] { return std::optional<double>(); }, .set = [](double) { FAIL(); }};
-  widget = std::make_shared<ui::ui_edit_field>(host, ui::widget_box{0, 0, 60, 20}, parts);
-  press(30, 10);
-  move(50, 10);
-  release(50, 10);
-  EXPECT_TRUE(input.focus()) << "only typed";
-  input.key_down(27);
-  parts.shift = [&](double amount) { by = amount; };
-  widget = std::make_shared<ui::ui_edit_field>(host, ui::widget_box{0, 0, 60, 20}, parts);
-  press(30, 10);
-  move(50, 10);
-  EXPECT_DOUBLE_EQ(by, 2);
-  move(20, 10);
-  EXPECT_DOUBLE_EQ(by, -1) << "from where it began, not from the last";
-  input.key_down(27);
-  EXPECT_DOUBLE_EQ(by, 0);
-}
-
 TEST_F(widgets, a_colour_and_a_text) {
   std::optional<lib::color> color = lib::color{255, 10, 20, 30};
   widget = std::make_shared<ui::ui_color_field>(
