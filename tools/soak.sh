@@ -1,0 +1,114 @@
+#!/bin/sh
+# soak.sh [SECONDS [JOBS [PROGRAM]]]: a long run. A window under Xvfb plays, scrubs, reloads and edits by keys, mouse and
+# handed-over lines for SECONDS (default 7200), then JOBS farm jobs (default 5000) save one after the other. Fails when memory or
+# descriptors of the window grow, when anything is written to an error stream, or when a job leaves anything behind.
+set -eu
+cd "$(dirname "$0")/.."
+seconds=${1:-7200}
+jobs=${2:-5000}
+program=${3:-build/release/bin/kestrin}
+program=$(realpath "$program")
+examples=$PWD/examples/first_look
+folder=$(mktemp -d /tmp/kestrin_soak.XXXXXX)
+window=
+server=
+leave() {
+  [ -z "$window" ] || kill -9 "$window" 2>/dev/null || true
+  [ -z "$server" ] || kill "$server" 2>/dev/null || true
+  wait 2>/dev/null || true
+  rm -rf "$folder"
+}
+trap leave EXIT
+trap 'exit 1' INT TERM
+fail() {
+  echo "soak.sh: $*" >&2
+  tail -n 20 "$folder"/errors* >&2 2>/dev/null || true
+  exit 1
+}
+cd "$folder"
+mkdir -m 700 run home
+export HOME="$folder/home" XDG_RUNTIME_DIR="$folder/run" XDG_CONFIG_HOME= XDG_DATA_HOME= XDG_STATE_HOME=
+export QT_QPA_PLATFORM=xcb SDL_AUDIODRIVER=dummy WAYLAND_DISPLAY=
+
+# --- a shot of 60 frames; the program makes it ---
+env -u DISPLAY "$program" --new_text_layer=60 --timeline=60 --wa_end=60 --mask_size=640,360 --layer_resize_to_mask \
+  '--text={timeline:frame}' --text_size=200 "--save_mask_as_sequence=$folder/shot.####.tga" --transient --exit=status
+
+# --- the window ---
+Xvfb -displayfd 3 -screen 0 1280x900x24 -nolisten tcp 3>display >/dev/null 2>&1 &
+server=$!
+until [ -s display ]; do sleep 0.1; done
+export DISPLAY=":$(cat display)"
+"$program" shot.####.tga "$examples"/lantern.##.tga --alpha=normal --length=60 --autosave=5 --memory_limit=200 2>errors &
+window=$!
+id=
+until [ -n "$id" ]; do
+  kill -0 "$window" 2>/dev/null || fail "the window has ended"
+  id=$(xdotool search --onlyvisible --all --pid "$window" --name " - " 2>/dev/null | head -n 1) || true
+  sleep 0.2
+done
+xdotool windowfocus --sync "$id"
+
+told() { "$program" --attach_nf "$@" --transient >/dev/null 2>>errors_attach || fail "a line was not carried out: $*"; }
+resident() { awk '/^VmRSS/ {print $2}' "/proc/$window/status"; }
+descriptors() { ls "/proc/$window/fd" | wc -l; }
+round() {
+  xdotool key --clearmodifiers space
+  sleep 0.5
+  xdotool key --clearmodifiers space key --clearmodifiers Home
+  xdotool mousemove --window "$id" 200 200 mousedown 1
+  for x in 260 380 300 500 240 420; do xdotool mousemove --window "$id" "$x" 210; done
+  xdotool mouseup 1
+  told --1:exposure=$((turn % 5 - 2)) --1:opacity=$((turn * 7 % 100)) --2:gamma=1.$((turn % 9 + 1)) --layer_update_modified
+  touch shot.00"$(printf %02d $((turn % 60)))".tga
+  told --update_all_layers --new_text_layer "--text=turn $turn" --layer_delete_selected --layer_select_first
+  xdotool key --clearmodifiers Tab key --clearmodifiers ctrl+Tab key --clearmodifiers Tab
+  told --layer_select_last --new_adjustment_layer --saturation=50 --layer_delete_selected --layer_select_first
+  [ $((turn % 10)) -ne 5 ] || told --save_composition_as="$folder/a.ksncomp" --open_composition="$folder/a.ksncomp"
+  [ $((turn % 10)) -ne 7 ] || told --save_mask_as_sequence="$folder/out/c.####.jpg" --frames=0-9
+  kill -0 "$window" 2>/dev/null || fail "the window has ended in turn $turn"
+}
+turn=0
+end=$(($(date +%s) + seconds))
+warm=$(($(date +%s) + seconds / 2))
+first_memory=
+# A slow machine takes longer: what is too few turns tells nothing.
+while [ "$(date +%s)" -lt "$end" ] || [ $turn -lt 30 ]; do
+  round
+  turn=$((turn + 1))
+  [ $((turn % 50)) -ne 0 ] || echo "  turn $turn: $(resident) kB, $(descriptors) descriptors"
+  # What is kept for later, the cache above all, has filled by then.
+  if [ -z "$first_memory" ] && [ "$(date +%s)" -ge "$warm" ] && [ $turn -ge 15 ]; then
+    first_memory=$(resident)
+    first_descriptors=$(descriptors)
+    first_turn=$turn
+  fi
+done
+last_memory=$(resident)
+last_descriptors=$(descriptors)
+echo "window: $turn turns; after $first_turn turns $first_memory kB and $first_descriptors descriptors, at the end $last_memory kB and $last_descriptors"
+[ "$last_memory" -le $((first_memory + first_memory / 10 + 20000)) ] || fail "memory grows"
+[ "$last_descriptors" -le $((first_descriptors + 2)) ] || fail "descriptors grow"
+xdotool key --clearmodifiers ctrl+q
+tries=100
+while kill -0 "$window" 2>/dev/null && [ $tries -gt 0 ]; do sleep 0.1; tries=$((tries - 1)); done
+wait "$window" || fail "the window did not end well"
+window=
+[ ! -s errors ] && [ ! -s errors_attach ] || fail "lines on the error stream"
+
+# --- farm jobs ---
+unset DISPLAY
+rm -rf home run
+mkdir -m 700 home run
+export KESTRIN_TRANSIENT=1
+job=0
+while [ $job -lt "$jobs" ]; do
+  rm -rf out
+  "$program" shot.####.tga "$examples"/lantern.##.tga --alpha=normal --length=60 --mask_size=160,90 \
+    --chunk=$((job % 15 + 1))/15 --save_mask_as_sequence=out/c.####.tga --exit=status >>errors_jobs 2>&1 || fail "job $job failed"
+  [ "$(ls out | wc -l)" = 4 ] || fail "job $job wrote $(ls out | wc -l) frames"
+  job=$((job + 1))
+done
+[ ! -s errors_jobs ] || fail "lines of jobs"
+[ -z "$(find home run -type f)" ] || fail "jobs left $(find home run -type f | head -n 3)"
+echo "farm: $jobs jobs, 4 frames each, no line, nothing left behind"
