@@ -401,7 +401,8 @@ int main(int count, char** arguments) {
     bench::run("xrandr --setmonitor first 1920/500x1200/300+0+0 screen");
     bench::run("xrandr --setmonitor second 1920/500x1080/280+1920+0 none");
     run_apart({"output", 1920, 1080, 60, 24, seconds, make_shot(folder.path(), 1920, 1080, 24)});
-    bench::run("xrandr --delmonitor first --delmonitor second");
+    bench::run("xrandr --delmonitor second");
+    bench::run("xrandr --delmonitor first");
   }
   if (asked("start")) first_picture(display, folder.path());
   if (asked("loop")) run_apart({"loop", 1920, 1080, 24, 24, loop_seconds, make_shot(folder.path(), 1920, 1080, 24)});

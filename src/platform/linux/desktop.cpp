@@ -1,6 +1,7 @@
 #include "platform/desktop.h"
 
 #include <cstdlib>
+#include <string_view>
 
 #include "platform/module.h"
 
@@ -15,7 +16,10 @@ bool is_set(const char* variable) {
 }  // namespace
 
 bool has_display() {
-  return is_set("DISPLAY") || is_set("WAYLAND_DISPLAY");
+  // The toolkit can do without one where it is told so.
+  const char* platform = std::getenv("QT_QPA_PLATFORM");
+  return is_set("DISPLAY") || is_set("WAYLAND_DISPLAY") ||
+         std::string_view(platform ? platform : "").starts_with("offscreen");
 }
 
 std::unique_ptr<desktop> open_desktop(std::string& error) {

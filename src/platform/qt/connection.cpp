@@ -106,7 +106,7 @@ void quiet_toolkit() {
 
 bool has_window_manager() {
   const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-  if (!x11) return true;
+  if (!x11 || !x11->connection()) return true;
   xcb_connection_t* connection = x11->connection();
   constexpr std::string_view name = "_NET_SUPPORTING_WM_CHECK";
   const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> atom(

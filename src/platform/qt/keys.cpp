@@ -61,7 +61,7 @@ bool& last_caps() {
 
 bool caps_lock() {
   const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-  if (!x11) return last_caps();
+  if (!x11 || !x11->connection()) return last_caps();
   xcb_connection_t* connection = x11->connection();
   const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
   const std::unique_ptr<xcb_query_pointer_reply_t, decltype(&std::free)> reply(
