@@ -99,6 +99,8 @@ class info_spot : public ui_object, public mouse_handler {
     // What is too long for its place begins further to the left.
     const int room = box.right - box.left + on.px(text_room - text_left);
     box.left -= std::max(on.measure(text, "small", 0, 1).x - room, 0);
+    // Cut by a narrow window it would say something else.
+    if (box.left < 0) return;
     on.art(row_.icon, {box.left + on.px(icon_middle), (box.top + box.bottom) / 2});
     on.line(text, "small", color, {box.left + on.px(text_left), box.top, box.right + on.px(text_room), box.bottom});
   }
