@@ -19,8 +19,8 @@ presses = 0
 
 def start_server():
     ends = os.pipe()
-    server = subprocess.Popen(['Xvfb', '-displayfd', str(ends[1]), '-screen', '0', '1600x1200x24', '-nolisten', 'tcp',
-                               '-noreset'], pass_fds=[ends[1]], stderr=subprocess.DEVNULL)
+    server = subprocess.Popen(['Xvfb', '-displayfd', str(ends[1]), '-screen', '0', '1600x1200x24', '-noreset',
+                               '-nolisten', 'tcp'], pass_fds=[ends[1]], stderr=subprocess.DEVNULL)
     os.close(ends[1])
     name = b''
     while not name.endswith(b'\n'):
@@ -29,8 +29,9 @@ def start_server():
 
 
 server, display = start_server()
-environment = dict(os.environ, DISPLAY=display, HOME=home, XDG_CONFIG_HOME=home + '/config', XDG_DATA_HOME=home + '/data',
-                   XDG_RUNTIME_DIR=home + '/run', QT_QPA_PLATFORM='xcb', SDL_AUDIODRIVER='dummy')
+environment = dict(os.environ, DISPLAY=display, HOME=home, XDG_CONFIG_HOME=home + '/config',
+                   XDG_DATA_HOME=home + '/data', XDG_RUNTIME_DIR=home + '/run', QT_QPA_PLATFORM='xcb',
+                   SDL_AUDIODRIVER='dummy')
 os.makedirs(home + '/run', mode=0o700)
 
 
@@ -262,6 +263,7 @@ def press_timeline(top):
     hand_over('--timeline=100')
     click(x(75), rows(index), modifiers=['ctrl'])
     expect('Ctrl takes it from the selection', 'selection', 'none')
+    time.sleep(0.6)
     click(x(75), rows(index))
     click(x(5), rows(6), modifiers=['shift'])
     expect('Shift takes all between', 'selection', lambda v: v.endswith('7'))

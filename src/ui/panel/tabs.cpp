@@ -204,8 +204,8 @@ std::vector<row> effects_rows() {
       reach("secondary_color_key"),
       space(),
       {"pp_tab_effects.frames",
-       {{.kind = check, .field = "border", .text = "panel.border", .weight = 11},
-        {.kind = check, .field = "layer_safe_area", .text = "panel.safe_area", .weight = 17}}},
+       {{.kind = check, .field = "border", .text = "panel.border", .weight = 4},
+        {.kind = check, .field = "layer_safe_area", .text = "panel.safe_area", .weight = 5}}},
       {"panel.border_color", {{color, "border_color"}}},
   };
 }
