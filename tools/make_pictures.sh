@@ -1,12 +1,13 @@
 #!/bin/sh
 # make_pictures.sh KESTRIN [FOLDER]: makes all pictures of docs/ again, or of another folder of the same shape, without a
-# window or a display. Puts the tabs of the panel together with ImageMagick's convert.
+# window or a display. Needs ImageMagick's convert, and chromium for the page that browsers get; without it that one stays.
 set -eu
 program=$(realpath "$1")
 project=$(realpath "$(dirname "$0")/..")
 docs=$(realpath "${2:-$project/docs}")
 work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+server=
+trap 'if [ -n "$server" ]; then kill "$server"; fi; rm -rf "$work"' EXIT
 export XDG_CONFIG_HOME="$work/config" XDG_DATA_HOME="$work/data"
 cd "$work"
 mkdir -p "$docs/timeline"
@@ -25,6 +26,18 @@ look() {
 look "$docs/window.png" --window_size=1280,800 --bench_preload --zoom=200 --pan=0,0
 look "$docs/preview.png" --window_size=1100,800 --zoom=120 --pan=0,0 --mask_size=520,300 --mask_type=transparent \
     --safe_area_visible=1 --safe_area=orange --grid=1
+
+if command -v chromium >/dev/null; then
+  "$program" window.ksncmd --http_start=localhost:0 --serve >served 2>&1 &
+  server=$!
+  until grep -q 'http:' served; do sleep 0.1; done
+  chromium --headless=new --no-sandbox --disable-gpu --user-data-dir="$work/browser" --window-size=800,637 \
+      --virtual-time-budget=4000 --screenshot="$work/page.png" \
+      "$(sed -n 's/.*\(http:[^ ,]*\).*/\1/p' served)" >/dev/null 2>&1
+  kill "$server"
+  server=
+  mv page.png "$docs/page.png"
+fi
 
 # Every tab of the panel, at both sizes of the interface: each alone in a small window, and all of them as layers.
 cat >panel.ksncmd <<'END'
