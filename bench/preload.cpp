@@ -8,7 +8,6 @@
 #include <ImfArray.h>
 #include <ImfRgbaFile.h>
 
-#include <cstring>
 #include <thread>
 
 #include "cache/reading/frame_loader.h"
@@ -168,12 +167,7 @@ void compare_peers(const std::string& folder) {
 }  // namespace
 
 int main(int count, char** arguments) {
-  const auto asked = [&](const char* part) {
-    for (int i = 1; i < count; ++i) {
-      if (std::strcmp(arguments[i], part) == 0) return true;
-    }
-    return count == 1;
-  };
+  const auto asked = [&](const char* part) { return bench::asked(count, arguments, part); };
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   std::printf("%u processors\n", std::thread::hardware_concurrency());
   if (asked("waiting")) compare_waiting();

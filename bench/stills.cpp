@@ -128,12 +128,7 @@ void compare(const kind& kind) {
 }  // namespace
 
 int main(int count, char** arguments) {
-  const auto asked = [&](const char* part) {
-    for (int i = 1; i < count; ++i) {
-      if (std::strcmp(arguments[i], part) == 0) return true;
-    }
-    return count == 1;
-  };
+  const auto asked = [&](const char* part) { return bench::asked(count, arguments, part); };
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   std::printf(
       "%d files of 1920 x 1080 in the page cache. Ours: img::load on all threads; peers: whole processes, with\n",

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -71,5 +72,11 @@ class work_folder {
  private:
   std::string path_;
 };
+
+// Whether a part of a benchmark is named among the arguments, or none is.
+inline bool asked(int count, char** arguments, const char* part) {
+  return count == 1 ||
+         std::any_of(arguments + 1, arguments + count, [&](const char* a) { return std::strcmp(a, part) == 0; });
+}
 
 }  // namespace bench

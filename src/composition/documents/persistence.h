@@ -25,10 +25,10 @@ void load_composition(state& composition, const std::string& path, bool file_pre
 
 // The bodies of those two, for archives in memory, without header and footer. The result is stored field by field as
 // it stands; nothing is opened.
-void read_composition(io::binary_iarchive& archive, composition_view& stored);
-void read_composition(io::xml_iarchive& archive, composition_view& stored);
-void write_composition(io::binary_oarchive& archive, const composition_view& stored);
-void write_composition(io::xml_oarchive& archive, const composition_view& stored);
+template <class Archive>  // either kind of io
+void read_composition(Archive& archive, composition_view& stored);
+template <class Archive>
+void write_composition(Archive& archive, const composition_view& stored);
 // The invariants of the document (composition/invariants.h) hold then, whatever `stored` was read from.
 void put_within_bounds(composition_view& stored);
 
@@ -47,9 +47,9 @@ bool save_settings_bytes(std::string_view bytes);
 void load_settings_file(composition_view& stored, const std::string& path);
 void save_settings_file(const composition_view& stored, const std::string& path);
 // The bodies, for archives in memory.
-void read_settings(io::binary_iarchive& archive, composition_view& stored);
-void read_settings(io::xml_iarchive& archive, composition_view& stored);
-void write_settings(io::binary_oarchive& archive, const composition_view& stored);
-void write_settings(io::xml_oarchive& archive, const composition_view& stored);
+template <class Archive>  // either kind of io
+void read_settings(Archive& archive, composition_view& stored);
+template <class Archive>
+void write_settings(Archive& archive, const composition_view& stored);
 
 }  // namespace ksn

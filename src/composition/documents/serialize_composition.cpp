@@ -132,11 +132,6 @@ namespace {
 
 constexpr const char* root_key = "composition";
 
-// A writer changes nothing.
-composition_record record_to_write(const composition_view& stored) {
-  return {const_cast<composition_view&>(stored)};
-}
-
 // Identities above it are replaced, so that there is always a next one.
 constexpr int largest_layer_id = 1'000'000'000;
 constexpr int most_text_pixels = 10'000;
@@ -328,23 +323,23 @@ void put_within_bounds(composition_view& stored) {
   stored.doc.back_custom_color.a = 255;
 }
 
-void read_composition(io::binary_iarchive& archive, composition_view& stored) {
+template <class Archive>
+void read_composition(Archive& archive, composition_view& stored) {
   composition_record record{stored};
   archive.field(root_key, record);
 }
 
-void read_composition(io::xml_iarchive& archive, composition_view& stored) {
-  composition_record record{stored};
+template <class Archive>
+void write_composition(Archive& archive, const composition_view& stored) {
+  // A writer changes nothing.
+  const composition_record record{const_cast<composition_view&>(stored)};
   archive.field(root_key, record);
 }
 
-void write_composition(io::binary_oarchive& archive, const composition_view& stored) {
-  archive.field(root_key, record_to_write(stored));
-}
-
-void write_composition(io::xml_oarchive& archive, const composition_view& stored) {
-  archive.field(root_key, record_to_write(stored));
-}
+template void read_composition(io::binary_iarchive&, composition_view&);
+template void read_composition(io::xml_iarchive&, composition_view&);
+template void write_composition(io::binary_oarchive&, const composition_view&);
+template void write_composition(io::xml_oarchive&, const composition_view&);
 
 void save_composition(const state& composition, const std::string& path) {
   const auto body = [&](auto& archive) { write_composition(archive, composition); };

@@ -110,11 +110,6 @@ namespace {
 
 constexpr const char* root_key = "kestrin.settings";
 
-// A writer changes nothing.
-settings_record record_to_write(const composition_view& stored) {
-  return {const_cast<composition_view&>(stored)};
-}
-
 bool settings_path(bool create, std::string& path) {
   if (!platform::get_folder(platform::folder_kind::roaming_data, create, path)) return false;
   path = lib::add_separator(path) + settings_file_name;
@@ -136,6 +131,24 @@ void settle(composition_view& stored) {
 
 }  // namespace
 
+template <class Archive>
+void read_settings(Archive& archive, composition_view& stored) {
+  settings_record record{stored};
+  archive.field(root_key, record);
+}
+
+template <class Archive>
+void write_settings(Archive& archive, const composition_view& stored) {
+  // A writer changes nothing.
+  const settings_record record{const_cast<composition_view&>(stored)};
+  archive.field(root_key, record);
+}
+
+template void read_settings(io::binary_iarchive&, composition_view&);
+template void read_settings(io::xml_iarchive&, composition_view&);
+template void write_settings(io::binary_oarchive&, const composition_view&);
+template void write_settings(io::xml_oarchive&, const composition_view&);
+
 void load_settings_file(composition_view& stored, const std::string& path) {
   try {
     const auto body = [&](auto& archive) { read_settings(archive, stored); };
@@ -150,24 +163,6 @@ void load_settings_file(composition_view& stored, const std::string& path) {
 void save_settings_file(const composition_view& stored, const std::string& path) {
   const auto body = [&](auto& archive) { write_settings(archive, stored); };
   io::write_document(path, body, body);
-}
-
-void read_settings(io::binary_iarchive& archive, composition_view& stored) {
-  settings_record record{stored};
-  archive.field(root_key, record);
-}
-
-void read_settings(io::xml_iarchive& archive, composition_view& stored) {
-  settings_record record{stored};
-  archive.field(root_key, record);
-}
-
-void write_settings(io::binary_oarchive& archive, const composition_view& stored) {
-  archive.field(root_key, record_to_write(stored));
-}
-
-void write_settings(io::xml_oarchive& archive, const composition_view& stored) {
-  archive.field(root_key, record_to_write(stored));
 }
 
 bool load_settings(composition_view& stored) {
