@@ -31,7 +31,8 @@ struct held_files {
 };
 
 held_files& held() {
-  static held_files all;
+  // Never destroyed: where the display breaks, saves are completed from the functions at exit.
+  static held_files& all = *new held_files;
   return all;
 }
 

@@ -275,9 +275,17 @@ TEST_F(window, a_crash_leaves_the_composition) {
 TEST_F(window, ends_when_its_display_goes_away) {
   picture("a.tga", 40, 30);
   support::x_server own;
-  window_program program(own, {folder / "a.tga"});
+  window_program program(own, {folder / "a.tga", "--length=1000000", "--timeline=1000000", "--wa_end=1000000"},
+                         "F2 save_layer_as=" + folder / "long.mkv" + "\n");
+  program.key("F2");
+  ASSERT_TRUE(wait_until([&] { return std::filesystem::exists(folder / "long.mkv.part"); }));
   own.stop();
   EXPECT_EQ(program.program().wait_for_end(), 1);
+  // A save that ran is completed; before its first frame nothing is left.
+  EXPECT_FALSE(std::filesystem::exists(folder / "long.mkv.part"));
+  EXPECT_EQ(std::filesystem::exists(folder / "long.mkv"),
+            program.errors().find("long.mkv\": Stopped, the movie has ") != std::string::npos)
+      << program.errors();
   EXPECT_NE(program.errors().find("The display is gone"), std::string::npos) << program.errors();
   EXPECT_EQ(ksn::read_recent(program.user("data/Kestrin"))[ksn::unsaved_items].size(), 1u);
 }
