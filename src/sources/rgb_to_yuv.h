@@ -45,9 +45,9 @@ struct yuv_making_rows {
   void (*weigh_16_to_16)(const uint16_t* b, const uint16_t* g, const uint16_t* r, uint16_t* out, const matrix_row* row,
                          size_t count);
   // Two rows, which may be the same one, to one of (width + 1) / 2 samples: weights -1 2 6 2 -1 on the left pixel, or
-  // 1 1 between both. The first are sharper than 1 2 1: a photograph that is read back, each second sample made by its
-  // neighbours, differs a quarter less. Samples beyond an edge are those at the edge. Bytes come out times 16, words as
-  // words, both held to their range.
+  // 1 1 between both. The first are sharper than 1 2 1, so that less is lost where a reader makes each second sample of
+  // its neighbours. Samples beyond an edge are those at the edge. Bytes come out times 16, words as words, both held to
+  // their range.
   void (*halve_8)(const uint8_t* upper, const uint8_t* lower, uint16_t* out, size_t width, int place);
   void (*halve_16)(const uint16_t* upper, const uint16_t* lower, uint16_t* out, size_t width, int place);
 };
