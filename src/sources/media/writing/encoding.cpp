@@ -18,8 +18,8 @@ struct encoding {
   bool even_sizes = false;
 };
 
-// Of the two encoders of ProRes the one that takes a third of the other's time. Its profiles are numbers. YUV codecs of 10
-// bits take bytes and words in the same form.
+// Of the two encoders of ProRes the one that takes a third of the other's time. Its profiles are numbers. YUV codecs of
+// 10 bits take bytes and words in the same form.
 constexpr AVPixelFormat form_422 = AV_PIX_FMT_YUV422P;
 constexpr AVPixelFormat form_422_10 = AV_PIX_FMT_YUV422P10LE;
 constexpr AVPixelFormat form_444_10 = AV_PIX_FMT_YUV444P10LE;
