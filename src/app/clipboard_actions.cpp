@@ -13,6 +13,7 @@
 #include "command/messages.h"
 #include "command/option_text.h"
 #include "command/values.h"
+#include "composition/editing/undo.h"
 #include "composition/export/export.h"
 #include "img/row_kernels.h"
 #include "lib/format.h"
@@ -106,7 +107,15 @@ void copy_nodes(const clipboard_parts& parts, platform::desktop& desktop) {
 bool paste_commands(const clipboard_parts& parts, platform::desktop& desktop) {
   const std::string text = desktop.clipboard_text();
   if (!is_command_text(text)) return false;
+  ksn::state& composition = parts.engine.composition();
+  const ksn::undo_capture before(composition);
+  const auto step = composition.undo_stack;
+  const int layers = composition.doc.track_count();
   run_and_tell(parts.engine, desktop, [&] { parts.engine.run_command_line(text); });
+  // A pasted correction is a step; a step that the commands made themselves stays.
+  if (composition.undo_stack == step && composition.doc.track_count() == layers) {
+    before.remember(composition, {"paste"}, ksn::undo_rule::as_left, false);
+  }
   return true;
 }
 
