@@ -13,10 +13,12 @@
 #include "app/shell_actions.h"
 #include "app/window_run.h"
 #include "command/menu.h"
+#include "composition/editing/undo.h"
 #include "composition/state.h"
 #include "img/format.h"
 #include "io/exceptions.h"
 #include "save/actions.h"
+#include "save/screen.h"
 #include "support/made_up_desktop.h"
 #include "support/pictures.h"
 #include "support/temp_folder.h"
@@ -486,6 +488,11 @@ TEST_F(window_run, copies_and_pastes) {
     desktop.events.menu_chosen("clipboard_paste");
     EXPECT_EQ(composition.view.zoom_factor2, 300);
     EXPECT_EQ(composition.doc.track_at(0).look.opacity, 7);
+    ASSERT_TRUE(composition.can_undo());
+    EXPECT_EQ(composition.undo_stack->text_key(), "undo_paste");
+    composition.undo();
+    EXPECT_EQ(composition.doc.track_at(0).look.opacity, 100);
+    composition.undo();
 
     for (const char* text : {"--ksncmdx\n--zoom=1", "just words", "/no/such/file", "file://%zz%"}) {
       desktop.board_text = text;
@@ -697,6 +704,54 @@ TEST_F(window_run, overlays_are_on_the_screen_alone) {
   EXPECT_EQ((std::array{composite.row(2, 0)[0], composite.row(3, 0)[0]}), (std::array<std::uint8_t, 2>{0, 0}));
   img::load(screen, folder / "checkedsave_screen_as.png");
   EXPECT_EQ(screen.row(2, 0)[0], 102);
+}
+
+TEST_F(window_run, an_input_method_is_told_of_the_caret_and_composes_there) {
+  pass({"--mask_size=200,100", "--new_text_layer", "--text=ab"});
+  composition.doc.selection = {0};
+  const auto text = [&] { return composition.doc.track_at(0).lettering.text; };
+  step([&] {
+    EXPECT_FALSE(desktop.text_input);
+    engine.run_command("edit_text");
+  });
+  step({}, 2);
+  math::rectangle before;
+  step([&] {
+    EXPECT_TRUE(desktop.text_input);
+    before = desktop.text_caret;
+    EXPECT_FALSE(before.empty());
+    desktop.events.composing("wide");
+    EXPECT_EQ(text(), "wide") << "in the place of what was selected";
+  });
+  step({}, 2);
+  step([&] {
+    EXPECT_GT(desktop.text_caret.left, before.left) << "after what is composed";
+    desktop.events.composing("");
+    desktop.events.text("W");
+    desktop.events.key(13);
+    EXPECT_EQ(text(), "W");
+  });
+  step({}, 2);
+  step([&] { EXPECT_FALSE(desktop.text_input); });
+  window.run(desktop);
+}
+
+// At a hundred thousand frames a second every picture takes too long.
+TEST_F(window_run, a_smooth_view_gives_way_while_it_plays_and_comes_back) {
+  picture("shot.1.tga");
+  engine.run_option("--add_layer=" + picture("shot.2.tga"));
+  composition.doc.tm_l = 2;
+  composition.doc.fpcs = 10'000'000;
+  desktop.waited = [this](int) { ++now; };
+  std::vector<bool> smooth;
+  const auto look = [&] { smooth.push_back(save::screen_view(composition, 940, 780).smooth); };
+  step(look);
+  step([&] { composition.doc.playing = true; }, 5);
+  step(look);
+  step([&] { composition.doc.playing = false; }, 2);
+  step(look);
+  window.run(desktop);
+  EXPECT_EQ(smooth, (std::vector<bool>{true, false, true}));
 }
 
 TEST_F(window_run, tells_what_a_tick_took) {

@@ -78,6 +78,7 @@ class made_up_desktop : public platform::desktop {
   int modifiers() override { return held_modifiers; }
   int scale() const override { return screen_scale; }
   void set_text_input(bool on) override { text_input = on; }
+  void set_text_caret(const math::rectangle& place) override { text_caret = place; }
   void set_menu_visible(bool) override {}
   platform::window_placement placement() const override {
     platform::window_placement placement;
@@ -167,6 +168,7 @@ class made_up_desktop : public platform::desktop {
 
   int progress_steps = 0;
   bool text_input = false;
+  math::rectangle text_caret;
 
  private:
   // Called while a menu or a dialog is open.
