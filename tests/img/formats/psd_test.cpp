@@ -158,6 +158,15 @@ TEST_F(psd, layers_by_name) {
   EXPECT_EQ(support::load_failure(path, {2, 1, "none"}), "Empty layer");
 }
 
+TEST_F(psd, a_palette_has_no_layers) {
+  const bytes layers = layers_of({{"narrow", 0, 0, 1, 1, {{0, raw + "\1"}}}});
+  support::write_file(path, psd_of({1, 2, 1, 8, indexed}, raw + bytes("\1\0", 2), layers, bytes(768, '\0')));
+  std::vector<img::layer> found;
+  img::list_layers(path, nullptr, found);
+  EXPECT_EQ(found, std::vector<img::layer>(1));
+  EXPECT_EQ(support::load_failure(path, {2, 1, "narrow"}), "Empty layer");
+}
+
 TEST_F(psd, what_is_told_beside_the_picture) {
   const bytes profile_tag = "desc" + be32(0) + be32(8) + bytes("My tint\0", 8);
   const bytes profile = bytes(128, '\0') + be32(1) + "desc" + be32(144) + be32(profile_tag.size()) + profile_tag;

@@ -27,6 +27,15 @@ char* origin_of(const void* at, std::int64_t x, std::int64_t y, std::int64_t sam
   return reinterpret_cast<char*>(reinterpret_cast<std::intptr_t>(at) - x * sample - y * row);
 }
 
+// A header that gives a window twice has another one for each of the two libraries, and memory is made for ours.
+void check_window(const exr_file& file, const Imath::Box2i& seen) {
+  const exr_attr_box2i_t& data = file.data_window();
+  if (seen.min.x == data.min.x && seen.min.y == data.min.y && seen.max.x == data.max.x && seen.max.y == data.max.y) {
+    return;
+  }
+  throw io::invalid_format(file.path(), "Invalid header: it gives more than one data window");
+}
+
 void read_directly(Imf::InputPart& input, const exr_file& file, const std::vector<exr_channel_use>& uses, image& image,
                    const exr_overlap& overlap) {
   const exr_attr_v2i_t& display = file.display_window().min;
@@ -78,6 +87,7 @@ void read_by_library(const exr_file& file, const std::vector<exr_channel_use>& u
     exr_input_stream stream(file.source());
     Imf::MultiPartInputFile parts(stream);
     Imf::InputPart input(parts, file.part());
+    check_window(file, input.header().dataWindow());
     const bool inside = overlap.left == file.data_window().min.x && overlap.right == file.data_window().max.x + 1;
     if (inside) {
       read_directly(input, file, uses, image, overlap);
@@ -98,6 +108,7 @@ void decode_chroma(const exr_file& file, image& image) {
   with_exr_errors(file.path(), [&] {
     exr_input_stream stream(file.source());
     Imf::RgbaInputFile input(stream);
+    check_window(file, input.dataWindow());
     const exr_attr_box2i_t& data = file.data_window();
     const exr_attr_v2i_t& display = file.display_window().min;
     const std::size_t width = data_width(file);

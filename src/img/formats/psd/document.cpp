@@ -175,7 +175,8 @@ psd_document read_psd_document(const source_file& file) {
 std::vector<psd_layer> read_psd_layers(const source_file& file, const psd_document& document) {
   const std::int64_t size = document.layers_end - document.layers;
   const int wide = document.large ? 8 : 4;
-  if (size < wide) return {};
+  // Bitmaps and indexed pictures have none.
+  if (size < wide || document.mode == psd_bitmap || document.mode == psd_indexed) return {};
   const file_bytes bytes(file, document.layers, std::min(size, most_layer_records));
   std::vector<psd_layer> layers;
   try {

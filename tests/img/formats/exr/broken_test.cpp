@@ -43,6 +43,17 @@ class ExrBroken : public testing::Test {
   const std::string path = folder / "a.exr";
 };
 
+// The libraries that read a file take different ones.
+TEST_F(ExrBroken, TwoDataWindows) {
+  std::string file = make_file(4, 0);
+  const std::size_t at = file.find("dataWindow");
+  ASSERT_NE(at, file.npos);
+  std::string other = file.substr(at, 37);
+  other[21] = 1;  // the first column
+  file.insert(at, other);
+  EXPECT_NE(failure_of(file), "no failure");
+}
+
 // Scan lines that are whole in the file are shown, the others are black, and the picture says how many.
 TEST_F(ExrBroken, CutAnywhere) {
   for (const int compression : {0, 1, 2, 3, 4, 5, 7, 8}) {
