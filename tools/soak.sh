@@ -70,23 +70,29 @@ round() {
 }
 turn=0
 end=$(($(date +%s) + seconds))
-warm=$(($(date +%s) + seconds / 2))
-first_memory=
-# A slow machine takes longer: what is too few turns tells nothing.
-while [ "$(date +%s)" -lt "$end" ] || [ $turn -lt 30 ]; do
+half=$(($(date +%s) + seconds / 2))
+first_memory=0
+last_memory=0
+first_turns=0
+later_turns=0
+# A slow machine takes longer: what is too few turns tells nothing. Memory goes up and down with what is loaded ahead, so the
+# highest of the first half, when all that is kept for later has filled, is held against the highest of the second.
+while [ "$(date +%s)" -lt "$end" ] || [ $later_turns -lt 15 ]; do
   round
   turn=$((turn + 1))
-  [ $((turn % 50)) -ne 0 ] || echo "  turn $turn: $(resident) kB, $(descriptors) descriptors"
-  # What is kept for later, the cache above all, has filled by then.
-  if [ -z "$first_memory" ] && [ "$(date +%s)" -ge "$warm" ] && [ $turn -ge 15 ]; then
-    first_memory=$(resident)
+  memory=$(resident)
+  [ $((turn % 50)) -ne 0 ] || echo "  turn $turn: $memory kB, $(descriptors) descriptors"
+  if [ "$(date +%s)" -lt "$half" ] || [ $first_turns -lt 15 ]; then
+    [ "$memory" -le "$first_memory" ] || first_memory=$memory
+    first_turns=$((first_turns + 1))
     first_descriptors=$(descriptors)
-    first_turn=$turn
+  else
+    [ "$memory" -le "$last_memory" ] || last_memory=$memory
+    later_turns=$((later_turns + 1))
   fi
 done
-last_memory=$(resident)
 last_descriptors=$(descriptors)
-echo "window: $turn turns; after $first_turn turns $first_memory kB and $first_descriptors descriptors, at the end $last_memory kB and $last_descriptors"
+echo "window: $turn turns; at most $first_memory kB in the first half, $last_memory kB in the second; $first_descriptors descriptors, $last_descriptors at the end"
 [ "$last_memory" -le $((first_memory + first_memory / 10 + 20000)) ] || fail "memory grows"
 [ "$last_descriptors" -le $((first_descriptors + 2)) ] || fail "descriptors grow"
 xdotool key --clearmodifiers ctrl+q

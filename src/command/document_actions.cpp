@@ -398,6 +398,11 @@ constexpr new_layer_row new_layer_rows[] = {
 action bound(engine& engine, const new_layer_row& row) {
   state& composition = engine.composition();
   action entry = bound(engine, action_group::new_layers, row.row);
+  // Who looks at a shot wants to see it at the frame that is shown, and not at the first one alone.
+  entry.execute = [&composition, make_one = entry.execute] {
+    make_one();
+    if (composition.has_window && composition.doc.track_count() > 1) ksn::layer_resize_to_timeline(composition);
+  };
   entry.value_form = "FRAMES";
   entry.value_help = std::string("add ") + row.what + " of that many frames";
   entry.execute_value = [&composition, make = row.make](const std::string& value) {

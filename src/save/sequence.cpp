@@ -79,13 +79,14 @@ class sequence_save {
       if (failed_) break;
       save::picture picture = make(frame, waiting.read());
       ahead_.release(frame);
+      std::string failure = picture.failure;
       if (picture) {
         picture_bytes_ = std::max(walk_.frame_bytes, bytes_of(picture));
-        picture.failure = output_.add(frame, std::move(picture));
-        if (picture.failure.empty()) continue;
+        failure = output_.add(frame, std::move(picture));
+        if (failure.empty()) continue;
       }
       collect(0);
-      if (!failed_) report_missing(frame, picture.failure);
+      if (!failed_) report_missing(frame, failure);
     }
   }
 

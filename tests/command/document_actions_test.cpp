@@ -134,6 +134,22 @@ TEST(document_actions, lines) {
   EXPECT_EQ(l.errors, (strings{"\"/nowhere/x.tga\": Open error 2 (0x00000002)"}));
 }
 
+TEST(document_actions, a_new_layer_lasts_one_frame_and_in_a_window_as_long_as_the_timeline) {
+  for (const std::string action : {"--new_text_layer", "--new_brush_layer", "--new_adjustment_layer"}) {
+    document_language l;
+    l.run({"--timeline=48", action});
+    EXPECT_EQ(l.field("1:length"), "1") << action;
+    l.run({action + "=5"});
+    EXPECT_EQ(l.field("1:length"), "5");
+    l.composition.has_window = true;
+    l.run({action});
+    EXPECT_EQ(l.field("1:length"), l.field("timeline"));
+    EXPECT_EQ(l.field("1:begin"), "0");
+    l.run({action + "=5"});
+    EXPECT_EQ(l.field("1:length"), "5");
+  }
+}
+
 TEST(document_actions, check_marks) {
   document_language l({"a", "b"});
   EXPECT_FALSE(l.engine.action_checked("layer_flip_x"));

@@ -25,6 +25,8 @@ class key_list : public list_panel {
         const std::string text = bench().text(command);
         row.right += (row.right.empty() ? "" : ", ") + text;
         plain += command + " ";
+        // Who forgot a key remembers what it does, and not what it is called.
+        if (const command::action* action = bench().engine.find_action(command)) plain += action->help + " ";
       }
       if (row.right.empty() || row.left.empty()) continue;
       const std::string all = lib::to_lower(row.left + " " + row.right + " " + plain);
