@@ -90,7 +90,9 @@ class spare_blocks {
 // One per process, like the heap that it stands in front of: a plane is freed wherever its last owner ends. Never
 // destroyed: planes of static objects may be freed after everything else.
 spare_blocks& spares() {
-  static auto* list = new spare_blocks;
+  // No memory is asked for: who runs out of it while this is made would come here again.
+  alignas(spare_blocks) static std::byte place[sizeof(spare_blocks)];
+  static auto* list = new (place) spare_blocks;
   return *list;
 }
 

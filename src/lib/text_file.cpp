@@ -43,6 +43,7 @@ bool read_all(int handle, std::string& text) {
   for (;;) {
     const ssize_t count = read(handle, block.data(), block.size());
     if (count == 0) return true;
+    if (count < 0 && errno == EINTR) continue;
     if (count < 0 && errno != EAGAIN) return false;
     if (count < 0 && !wait_for_data(handle, -1)) return false;
     if (count > 0) text.append(block, 0, static_cast<std::size_t>(count));

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
+#include <new>
 
 #include "img/formats/exr/header_sizes.h"
 #include "img/image.h"
@@ -18,6 +20,15 @@ constexpr std::int32_t furthest = 0x3FFFFFFF;
 constexpr int most_columns = 1 << 18;
 // Beyond that a picture is at most this many times as large as its data window.
 constexpr double most_empty_factor = 16;
+
+// The library leaves out an attribute that it finds no memory for, and goes on with another window.
+thread_local bool ran_out_of_memory = false;
+
+void* library_block(std::size_t bytes) {
+  void* const block = std::malloc(bytes);
+  ran_out_of_memory = ran_out_of_memory || !block;
+  return block;
+}
 
 }  // namespace
 
@@ -46,7 +57,12 @@ void exr_file::open() {
   constexpr std::uint8_t magic[] = {0x76, 0x2F, 0x31, 0x01};
   if (!std::equal(std::begin(magic), std::end(magic), start.begin())) throw io::invalid_signature(path());
   check_header_sizes(source_);
-  check(exr_start_read(&context_, path().c_str(), &setup));
+  setup.alloc_fn = &library_block;
+  setup.free_fn = &std::free;
+  ran_out_of_memory = false;
+  const exr_result_t result = exr_start_read(&context_, path().c_str(), &setup);
+  if (ran_out_of_memory) throw std::bad_alloc();
+  check(result);
   int count = 0;
   check(exr_get_count(context_, &count));
   for (int i = 0; i < count; ++i) parts_.push_back(part_at(i));

@@ -1,0 +1,119 @@
+#!/usr/bin/env python3
+"""Reads every kind of file while allocations fail and reads are cut and interrupted, and prints a table.
+
+    failing_calls.py PROGRAM [--short] [KIND...]
+
+The calls are failing_calls.c, preloaded. A run counts as good when the program ends by itself, with 0 and the bytes of a run
+without faults, or with 1 and an error line; whatever it says, no file may appear that differs. Without --short every
+allocation after the opening of the file fails once.
+"""
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+KINDS = ["exr", "dpx", "tga", "png", "jpg", "tif", "psd", "sgi", "bmp", "ksncomp", "xml", "ksncmd", "cube"]
+LONGEST = 60  # seconds for one run, on a busy machine
+
+
+class Trial:
+    def __init__(self, program, folder, library):
+        self.program, self.folder, self.library, self.failures = program, folder, library, []
+        self.environment = {key: value for key, value in os.environ.items() if key not in ("DISPLAY", "WAYLAND_DISPLAY")}
+        self.environment.update(XDG_CONFIG_HOME=folder, XDG_DATA_HOME=folder, XDG_STATE_HOME=folder, KESTRIN_TRANSIENT="1")
+
+    def run(self, arguments, **faults):
+        environment = dict(self.environment)
+        if faults:
+            environment.update({"FAULT_" + key.upper(): str(value) for key, value in faults.items()})
+            environment["LD_PRELOAD"] = self.library
+        try:
+            done = subprocess.run([self.program, *arguments, "--exit=status"], cwd=self.folder, env=environment,
+                                  capture_output=True, timeout=LONGEST, stdin=subprocess.DEVNULL)
+            return done.returncode, done.stderr.decode(errors="replace")
+        except subprocess.TimeoutExpired:
+            return "no end", ""
+
+    def arguments(self, kind):
+        name = "in." + kind
+        start = {"cube": ["plain.tga", "--lookup_table=" + name], "xml": ["--open_composition=" + name]}.get(kind, [name])
+        return start + ["--save_frame_as=out.tga"]
+
+    def result(self):
+        path = os.path.join(self.folder, "out.tga")
+        if not os.path.exists(path):
+            return None
+        with open(path, "rb") as file:
+            found = file.read()
+        os.remove(path)
+        return found
+
+    def one(self, kind, expected, must_succeed=False, **faults):
+        code, errors = self.run(self.arguments(kind), path="in." + kind, **faults)
+        found = self.result()
+        good = code == 0 and found == expected or code == 1 and errors.strip() and found in (None, expected)
+        # A picture whose table can't be read is saved without it, and the status tells.
+        good = good or kind == "cube" and code == 1 and errors.strip() and found is not None
+        if must_succeed:
+            good = code == 0 and found == expected
+        if not good:
+            what = "other bytes" if found not in (None, expected) else "no file" if found is None else "a file"
+            self.failures.append(f"{kind}, {faults}: code {code}, {what}, {errors[-300:]!r}")
+
+    def all(self, kind, short):
+        code, errors = self.run(self.arguments(kind))
+        expected = self.result()
+        if code != 0 or not expected:
+            self.failures.append(f"{kind}: does not work without faults: {errors}")
+            return 0, 0
+        count_path = os.path.join(self.folder, "count")
+        self.run(self.arguments(kind), path="in." + kind, mode="count", count=count_path)
+        self.result()
+        with open(count_path) as file:
+            count = int(file.read())
+        most = 12 if short else 100000
+        points = range(1, count + 1) if count <= most else [1 + i * (count - 1) // (most - 1) for i in range(most)]
+        for at in points:
+            for mode in ("one", "large"):
+                self.one(kind, expected, mode=mode, at=at)
+        self.one(kind, expected, must_succeed=True, mode="reads")
+        return count, 2 * len(points) + 1
+
+
+def main():
+    program = os.path.abspath(sys.argv[1])
+    short = "--short" in sys.argv
+    folder = tempfile.mkdtemp(prefix="kestrin_calls_")
+    failed = False
+    try:
+        library = os.path.join(folder, "failing_calls.so")
+        subprocess.run(["cc", "-O2", "-fPIC", "-shared", "-o", library, os.path.join(HERE, "failing_calls.c"), "-ldl"], check=True)
+        trial = Trial(program, folder, library)
+        made = ["--new_text_layer", "--mask_size=96,64", "--layer_resize_to_mask", "--text=Ag", "--text_size=40"]
+        saves = ["--save_mask_as_image=" + name for name in
+                 ["plain.tga"] + ["in." + kind for kind in KINDS if kind not in ("ksncomp", "xml", "ksncmd", "cube")]]
+        code, errors = trial.run(made + saves)
+        if code == 0:
+            code, errors = trial.run(["plain.tga", "--exposure=0.5", "--save_composition_as=in.ksncomp",
+                                      "--save_composition_as=in.xml", "--export_composition_as=in.ksncmd"])
+        if code != 0:
+            sys.exit("failing_calls.py: the inputs can't be made:\n" + errors)
+        with open(os.path.join(folder, "in.cube"), "w") as file:
+            file.write("LUT_3D_SIZE 2\n" + "".join(f"{i & 1} {i >> 1 & 1} {i >> 2}\n" for i in range(8)))
+        print("| file    | allocations | runs  |      |")
+        for kind in [word for word in sys.argv[2:] if not word.startswith("--")] or KINDS:
+            before = len(trial.failures)
+            count, runs = trial.all(kind, short)
+            failed = failed or len(trial.failures) > before
+            print(f"| {kind:7} | {count:11} | {runs:5} | {'ok' if len(trial.failures) == before else 'FAILED'} |", flush=True)
+        for line in trial.failures[:40]:
+            print(line)
+    finally:
+        shutil.rmtree(folder, ignore_errors=True)
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
