@@ -1,6 +1,6 @@
 #!/bin/sh
 # make_pictures.sh KESTRIN [FOLDER]: makes all pictures of docs/ again, or of another folder of the same shape, without a
-# window or a display. Needs ImageMagick's convert, and chromium for the page that browsers get; without it that one stays.
+# window or a display. The page that browsers get wants chromium; without it that one stays.
 set -eu
 program=$(realpath "$1")
 project=$(realpath "$(dirname "$0")/..")
