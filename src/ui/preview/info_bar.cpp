@@ -157,6 +157,7 @@ class mask_edit : public typing_field {
 
   void draw(painter& on, const place& at) override {
     const math::point corner = at.at(row_.left, -infobar_height);
+    if (corner.x < 0 && !is_typing()) return;
     on.art(row_.icon, {corner.x + on.px(icon_middle), (corner.y + at.origin.y) / 2});
     if (is_typing()) return typing_field::draw(on, at);
     on.line(shown_text(), "small", on.is_hot(this) ? palette::value : palette::text,
