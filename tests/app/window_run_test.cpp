@@ -18,7 +18,7 @@
 #include "img/format.h"
 #include "io/exceptions.h"
 #include "save/actions.h"
-#include "save/screen.h"
+#include "save/preview_view.h"
 #include "support/made_up_desktop.h"
 #include "support/pictures.h"
 #include "support/temp_folder.h"
@@ -744,7 +744,7 @@ TEST_F(window_run, a_smooth_view_gives_way_while_it_plays_and_comes_back) {
   composition.doc.fpcs = 10'000'000;
   desktop.waited = [this](int) { ++now; };
   std::vector<bool> smooth;
-  const auto look = [&] { smooth.push_back(save::screen_view(composition, 940, 780).smooth); };
+  const auto look = [&] { smooth.push_back(save::preview_view(composition, 940, 780).smooth); };
   step(look);
   step([&] { composition.doc.playing = true; }, 5);
   step(look);
