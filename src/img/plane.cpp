@@ -1,10 +1,10 @@
 #include "img/plane.h"
 
+#include <array>
 #include <cstring>
 #include <mutex>
 #include <new>
 #include <utility>
-#include <vector>
 
 #include "lib/parallel.h"
 
@@ -35,11 +35,10 @@ class spare_blocks {
   std::uint8_t* take(std::size_t size) {
     if (size < smallest_spare_plane) return nullptr;
     std::lock_guard lock(mutex_);
-    for (std::size_t i = blocks_.size(); i-- > 0;) {
+    for (std::size_t i = count_; i-- > 0;) {
       if (blocks_[i].size != size) continue;
       std::uint8_t* data = blocks_[i].data;
-      blocks_.erase(blocks_.begin() + static_cast<std::ptrdiff_t>(i));
-      bytes_ -= size;
+      remove(i);
       return data;
     }
     return nullptr;
@@ -51,14 +50,14 @@ class spare_blocks {
       return;
     }
     std::lock_guard lock(mutex_);
-    while (blocks_.size() >= most_spare_planes || bytes_ + size > most_spare_bytes) drop_oldest();
-    blocks_.push_back({data, size});
+    while (count_ >= most_spare_planes || bytes_ + size > most_spare_bytes) drop_oldest();
+    blocks_[count_++] = {data, size};
     bytes_ += size;
   }
 
   void release() {
     std::lock_guard lock(mutex_);
-    while (!blocks_.empty()) drop_oldest();
+    while (count_ > 0) drop_oldest();
   }
 
   std::size_t bytes() {
@@ -72,18 +71,21 @@ class spare_blocks {
     std::size_t size;
   };
 
+  void remove(std::size_t index) noexcept {
+    bytes_ -= blocks_[index].size;
+    std::copy(blocks_.begin() + static_cast<std::ptrdiff_t>(index) + 1,
+              blocks_.begin() + static_cast<std::ptrdiff_t>(count_),
+              blocks_.begin() + static_cast<std::ptrdiff_t>(index));
+    --count_;
+  }
   void drop_oldest() noexcept {
-    free_block(blocks_.front().data);
-    bytes_ -= blocks_.front().size;
-    blocks_.erase(blocks_.begin());
+    free_block(blocks_[0].data);
+    remove(0);
   }
 
-  std::mutex mutex_;  // guards both fields
-  std::vector<block> blocks_ = [] {
-    std::vector<block> list;
-    list.reserve(most_spare_planes);  // so that give() never allocates
-    return list;
-  }();
+  std::mutex mutex_;                             // guards all of it
+  std::array<block, most_spare_planes> blocks_;  // no list: it must never ask for memory, not even when it is made
+  std::size_t count_ = 0;
   std::size_t bytes_ = 0;
 };
 

@@ -143,7 +143,7 @@ TEST(document_actions, a_new_layer_lasts_one_frame_and_in_a_window_as_long_as_th
     EXPECT_EQ(l.field("1:length"), "5");
     l.composition.has_window = true;
     l.run({action});
-    EXPECT_EQ(l.field("1:length"), l.field("timeline"));
+    EXPECT_EQ(l.field("1:length"), "48");
     EXPECT_EQ(l.field("1:begin"), "0");
     l.run({action + "=5"});
     EXPECT_EQ(l.field("1:length"), "5");
