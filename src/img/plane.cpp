@@ -1,5 +1,6 @@
 #include "img/plane.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <mutex>
