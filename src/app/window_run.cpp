@@ -244,7 +244,8 @@ bool window_run::main_tick() {
 
 bool window_run::is_out_of_date() const {
   const ksn::state& composition = parts_.composition;
-  return composition.doc.shows_text() || (composition.workspace.shown_infobar() && parts_.frames.memory_load() != drawn_load_);
+  return composition.doc.shows_text() ||
+         (composition.workspace.shown_infobar() && parts_.frames.memory_load() != drawn_load_);
 }
 
 void window_run::draw_and_present(tick_times& times) {

@@ -16,8 +16,8 @@ constexpr std::string_view missing_frame_key = "save_layer_as.missing_frame";
 std::string missing_frame_text(const ksn::state& composition);
 
 struct walk {
-  // The picture of a timeline frame, made on the thread of the save; none for a frame that could not be made. Memory that runs
-  // out makes it one of those, after another try with nothing else under way.
+  // The picture of a timeline frame, made on the thread of the save; none for a frame that could not be made. Memory
+  // that runs out makes it one of those, after another try with nothing else under way.
   std::function<picture(int frame)> make;
   // The source frames that it needs.
   std::function<std::vector<cache::frame_request>(int frame)> sources;
