@@ -41,13 +41,22 @@ auto fields_of(look_like auto& part) {
                   primary, secondary, blur, target_view, channels);
 }
 
+template <class T>
+concept source_like = std::is_base_of_v<source_choices, std::remove_const_t<T>>;
+
+auto fields_of(source_like auto& part) {
+  using choices = std::conditional_t<std::is_const_v<std::remove_reference_t<decltype(part)>>, const source_choices,
+                                     source_choices>;
+  auto& [width, height, auto_update, disable_cache, rds, rcs, image_layer] = static_cast<choices&>(part);
+  return std::tie(width, height, auto_update, disable_cache, rds, rcs, image_layer);
+}
+
 // Of a layer or of its values.
 auto fields_of(auto& layer) {
-  auto& source = layer.source;
-  return std::tuple_cat(std::tie(layer.name, layer.group_id, source.width, source.height, source.auto_update,
-                                 source.disable_cache, source.rds, source.rcs, source.image_layer, layer.sound.audible,
-                                 layer.sound.volume, layer.lettering.text, layer.lettering.text_attr),
-                        fields_of(layer.timing), fields_of(layer.placement), fields_of(layer.look));
+  return std::tuple_cat(std::tie(layer.name, layer.group_id, layer.sound.audible, layer.sound.volume,
+                                 layer.lettering.text, layer.lettering.text_attr),
+                        fields_of(layer.source), fields_of(layer.timing), fields_of(layer.placement),
+                        fields_of(layer.look));
 }
 
 auto times_of(const layer_timing& timing) {
@@ -55,17 +64,8 @@ auto times_of(const layer_timing& timing) {
 }
 
 layer_values values_of(const track_info& track) {
-  const layer_source& source = track.source;
-  return {track.name,
-          track.group_id,
-          source.version,
-          {source.width, source.height, source.auto_update, source.disable_cache, source.rds, source.rcs,
-           source.image_layer},
-          track.timing,
-          track.placement,
-          track.look,
-          track.sound,
-          track.lettering};
+  return {track.name,      track.group_id, track.source.version, track.source,   track.timing,
+          track.placement, track.look,     track.sound,          track.lettering};
 }
 
 timeline_extent extent_of(const state& composition) {

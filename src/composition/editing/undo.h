@@ -13,18 +13,6 @@
 
 namespace ksn {
 
-// The choices of a source that undo brings back; what it opened and painted is not among them.
-struct source_choices {
-  int width = 0;  // of a picture that is made inside, as large as somebody wants it
-  int height = 0;
-  bool auto_update = false;
-  bool disable_cache = false;
-  r3d_resolution_type rds = r3d_resolution_type::half;
-  r3d_color_settings rcs;
-  img::layer image_layer;
-  bool operator==(const source_choices&) const = default;
-};
-
 // The parts of an existing layer that a gesture may change.
 struct layer_values {
   std::string name;

@@ -41,12 +41,12 @@ bool layer_source::is_single_frame() const {
 void layer_source::take(layer_source fresh) {
   const bool has_same_layer =
       std::find(fresh.image_layers.begin(), fresh.image_layers.end(), image_layer) != fresh.image_layers.end();
-  fresh.image_layer = has_same_layer ? image_layer : img::layer();
-  fresh.rds = rds;
-  fresh.rcs = rcs;
+  source_choices kept = *this;
+  if (!has_same_layer) kept.image_layer = {};
+  kept.width = fresh.width;
+  kept.height = fresh.height;
+  static_cast<source_choices&>(fresh) = std::move(kept);
   fresh.vdev = vdev;
-  fresh.auto_update = auto_update;
-  fresh.disable_cache = disable_cache;
   fresh.versions.clear();
   *this = std::move(fresh);
 }

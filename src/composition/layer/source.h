@@ -46,20 +46,30 @@ class frame_table : public std::vector<std::uint8_t> {
   bool operator==(const frame_table&) const { return true; }
 };
 
+// What the user chose for a source. Another source that is taken keeps it as far as it can, and undo brings it back.
+struct source_choices {
+  int width = 0;  // of the picture at full resolution; a choice for one that is made inside
+  int height = 0;
+  bool auto_update = false;    // re-read when the file changes
+  bool disable_cache = false;  // frames bypass the cache
+  r3d_resolution_type rds = r3d_resolution_type::half;
+  r3d_color_settings rcs;
+  img::layer image_layer;  // picture shown of a multi-layer file
+  bool operator==(const source_choices&) const = default;
+};
+
 // Copies share what is open and the pictures that are made inside.
-struct layer_source {
+struct layer_source : source_choices {
   ksn::source_type type = ksn::source_type::none;
   // The former kind of a source that could not be opened again with its document: shown as none, stored as it was.
   ksn::source_type missing_type = ksn::source_type::none;
-  int frames = 0;     // 1 for a still
-  int fpcs = 0;       // hundredths of a frame per second that it was opened with
-  int fpcs2 = 0;      // rate that it declares itself, 0 none
-  std::string path;   // file, or the folder of a sequence with its closing separator
-  std::string mask;   // file name pattern of a sequence
-  std::string range;  // text of an explicit range of a sequence
-  frame_names names;  // file names of a sequence by source frame
-  int width = 0;      // of the picture at full resolution
-  int height = 0;
+  int frames = 0;                                      // 1 for a still
+  int fpcs = 0;                                        // hundredths of a frame per second that it was opened with
+  int fpcs2 = 0;                                       // rate that it declares itself, 0 none
+  std::string path;                                    // file, or the folder of a sequence with its closing separator
+  std::string mask;                                    // file name pattern of a sequence
+  std::string range;                                   // text of an explicit range of a sequence
+  frame_names names;                                   // file names of a sequence by source frame
   std::shared_ptr<sources::clip> clip;                 // open clip of a clip source type
   std::shared_ptr<const sources::wave_context> audio;  // sound of the source or of an embedded_audio layer
   std::shared_ptr<sources::live_source> live;          // open source of a shmem or video layer
@@ -67,15 +77,10 @@ struct layer_source {
   img::image_ptr brush_image;                          // canvas of a brush layer
   std::map<int, img::image_ptr> brush_seq;             // canvases of a brush_sequence layer by source frame
   std::vector<std::uint8_t> smcp;                      // contents of a shmem layer as the document stored them
-  r3d_resolution_type rds = r3d_resolution_type::half;
-  r3d_color_settings rcs;
-  std::string vdev;        // device of a video layer
-  img::layer image_layer;  // picture shown of a multi-layer file
+  std::string vdev;                                    // device of a video layer
   std::vector<img::layer> image_layers;
   std::string version;
   std::vector<std::string> versions;
-  bool auto_update = false;    // re-read when the file changes
-  bool disable_cache = false;  // frames bypass the cache
   frame_table frame_states;
   bool operator==(const layer_source&) const = default;
 
