@@ -9,7 +9,10 @@
 //
 // `--only=output` plays 1080p at 60 in the window and on a second monitor beside it, which has its own picture of it.
 //
-// bench_realtime [--seconds=20] [--loop=600] [--only=play|ahead|idle|served|output|start|loop] [WIDTHxHEIGHT@RATE...]:
+// `--only=smooth` plays 4K at 24 as the smooth picture of a window of 1080p, and counts the frames of plain sampling.
+//
+// bench_realtime [--seconds=20] [--loop=600] [--only=play|smooth|ahead|idle|served|output|start|loop]
+// [WIDTHxHEIGHT@RATE...]:
 // the seconds of each rate, and those of the loop that looks for growth. Sequences are named by size and rate; without
 // any, 1080p and 4K at 24, 30 and 60.
 #include <sys/resource.h>
@@ -37,7 +40,7 @@
 namespace {
 
 struct job {
-  std::string kind;  // play, ahead, loop, idle, served, unasked or output
+  std::string kind;  // play, smooth, ahead, loop, idle, served, unasked or output
   int width = 0;
   int height = 0;
   int rate = 0;
@@ -159,7 +162,12 @@ int run_window(const job& job) {
   }
   window.register_actions();
   window.is_transient = [] { return true; };
-  engine.command_pass({"bench", job.pattern, "--fps=" + std::to_string(job.rate), "--resize_window_to_fit"});
+  engine.command_pass({"bench", job.pattern, "--fps=" + std::to_string(job.rate)});
+  if (job.kind == "smooth") {
+    engine.command_pass({"bench", "--window_size=1920,1080", "--view_filter=smooth", "--zoom=fit"});
+  } else {
+    engine.command_pass({"bench", "--resize_window_to_fit"});
+  }
   if (job.kind == "ahead") {
     // A second layer over the first, where there is one to blend.
     if (job.pattern.ends_with(".tga")) engine.command_pass({"bench", job.pattern, "--alpha=normal", "--opacity=50"});
@@ -177,6 +185,7 @@ int run_window(const job& job) {
   std::optional<bench::browsers> clients;
   record r;
   int shown = 0;
+  int sampled_plainly = 0;
   std::set<int> frames_shown;
   bool measuring = false;
   steady::time_point start;
@@ -202,6 +211,7 @@ int run_window(const job& job) {
       r.lateness.push_back(milliseconds(times.lateness));
       const bool in_time = times.lateness < 1000000000LL / job.rate;
       r.in_time += in_time;
+      sampled_plainly += composition.plain_sampling;
       if (!in_time) ++r.late[blamed_part(times)];
       // The second picture follows the first.
       r.beside.push_back(beside);
@@ -215,6 +225,11 @@ int run_window(const job& job) {
     if (seconds < job.seconds) return;
     engine.execute_action("exit");
     if (job.kind == "play") print_play(job, r, seconds);
+    if (job.kind == "smooth") {
+      print_play(job, r, seconds);
+      std::printf("  shown at %d %%; %d of %d frames with plain sampling\n", composition.view.zoom_factor2,
+                  sampled_plainly, static_cast<int>(r.lateness.size()));
+    }
     if (job.kind == "ahead") {
       print_ahead(job, r, seconds, frames_shown.size(), passed_over(composition, frames, frames_shown));
     }
@@ -376,6 +391,9 @@ int main(int count, char** arguments) {
       j.pattern = make_shot(folder.path(), j.width, j.height, j.frames);
       run_apart(j);
     }
+  }
+  if (asked("smooth")) {
+    run_apart({"smooth", 3840, 2160, 24, 12, seconds, make_shot(folder.path(), 3840, 2160, 12)});
   }
   if (asked("ahead")) {
     std::printf("%-22s %8s %11s\n", "never read before", "in time", "99th");
