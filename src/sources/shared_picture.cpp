@@ -59,14 +59,16 @@ class shared_picture final : public live_source {
       thread_local std::vector<std::uint8_t> pixels;
       const std::size_t count = columns * static_cast<std::size_t>(last - first);
       const auto before = static_cast<std::int64_t>(columns) * first;
-      if (pixels.size() < 5 * count) pixels.resize(5 * count);
+      if (pixels.size() < 4 * count + columns) pixels.resize(4 * count + columns);
       if (!whole || !block_->read(pixels.data(), 4 * count, header_.color_offset + 4 * before)) {
         whole = false;
         return;
       }
-      // Without stride the rows of a piece are one. The free byte goes behind the pixels.
-      kernels.split4(pixels.data(), picture.row(0, first), picture.row(1, first), picture.row(2, first),
-                     pixels.data() + 4 * count, count);
+      // The free bytes of every row go to the same place after the pixels, which stays in the first cache.
+      for (int y = first; y < last; ++y) {
+        kernels.split4(pixels.data() + 4 * columns * static_cast<std::size_t>(y - first), picture.row(0, y),
+                       picture.row(1, y), picture.row(2, y), pixels.data() + 4 * count, columns);
+      }
       if (has_alpha() && !block_->read(picture.row(3, first), count, header_.alpha_offset + before)) whole = false;
     });
     return whole;
