@@ -157,7 +157,7 @@ struct sums {
   }
 };
 
-// The source samples that stand behind target samples first to last - 1.
+// The source samples that make target samples first to last - 1.
 template <class Sample>
 std::pair<int, int> samples_behind(int first, int last, Sample sample) {
   const int a = sample(first);

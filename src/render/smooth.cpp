@@ -13,13 +13,13 @@ rectangle moved(const rectangle& box, math::point by) {
   return {box.left + by.x, box.top + by.y, box.right + by.x, box.bottom + by.y};
 }
 
-constexpr long long most_sampled = 48 << 20;    // samples of the composite behind one picture
+constexpr long long most_sampled = 48 << 20;    // samples of the composite for one picture
 constexpr std::size_t strip_bytes = 512 << 10;  // of such a strip, so that it stays in the processor's cache
 
 // One axis of a smooth view: which pixels of the target show layers, and where the samples behind them lie.
 struct smooth_axis {
   int first = 0;      // pixels of the target
-  int last = 0;       // behind the last one
+  int last = 0;       // one past the last
   int origin = 0;     // of the samples, from the composition's centre
   int size = 0;       // samples
   double start = 0;   // of the first pixel, in samples from `origin`

@@ -25,7 +25,7 @@ img::const_image_ptr read_through(frame_cache& cache, const frame_request& reque
 // The same frame at full size past the cache, which is neither asked nor told.
 img::const_image_ptr read_directly(const frame_request& request);
 
-// The file behind the frame.
+// The file that holds the frame.
 std::string file_of(const frame_request& request);
 
 // The source whose reads may hang together: a folder of files, or a clip.

@@ -83,7 +83,7 @@ class queue {
   bool poll();
   // Waits for news for poll(), at most that long.
   void wait(int milliseconds);
-  // Cancels all, waits for the one that runs and tells of it. The next add() begins anew.
+  // Cancels all, waits for the one that runs and tells of it. The next add() starts afresh.
   void stop();
 
  private:

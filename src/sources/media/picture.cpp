@@ -110,7 +110,7 @@ bool picture_converter::convert(const AVFrame& picture, img::image& image) {
   return convert_by_scaler(picture, *form, image);
 }
 
-// The scaler puts zeros behind the few bits, so that white would not be white.
+// The scaler puts zeros below the few bits, so that white would not be white.
 bool picture_converter::convert_narrow_rgb(const AVFrame& picture, const AVPixFmtDescriptor& form, img::image& image) {
   host().reset_image(image, "BGR", 8, picture.width, picture.height);
   parallel_rows(image.height, static_cast<long long>(image.width) * image.height, [&](int first, int last) {
