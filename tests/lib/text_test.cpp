@@ -6,6 +6,7 @@
 #include "lib/error_record.h"
 #include "lib/format.h"
 #include "lib/from_string.h"
+#include "lib/json.h"
 #include "lib/messages.h"
 #include "lib/printable.h"
 #include "lib/utf.h"
@@ -170,6 +171,22 @@ TEST(color, lerp_rounds_each_byte) {
   EXPECT_EQ(lib::lerp(a, b, 0), a);
   EXPECT_EQ(lib::lerp(a, b, 1), b);
   EXPECT_EQ(lib::lerp(a, b, 0.5), (lib::color{128, 10, 22, 128})) << "127.5 and 21.5 round to even, so does 10.5";
+}
+
+TEST(json, strings) {
+  const struct {
+    std::string text, expected;
+  } rows[] = {
+      {"a/\u00e9\uffff", "a/\u00e9\uffff"},
+      {"\\ \"\n\t\x7f"s, R"(\\ \"\n\u0009\u007f)"},
+      {"\xF0\x90\x80\x80\xF4\x8F\xBF\xBF", "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF"},  // the first and the last of four bytes
+      {"\xF0\x8F\x80\x80", R"(\ufffd\ufffd\ufffd\ufffd)"},
+      {"\xF4\x90\x80\x80", R"(\ufffd\ufffd\ufffd\ufffd)"},
+      {"\xF5x", R"(\ufffdx)"},
+      {"\xED\xA0\x80", R"(\ufffd\ufffd\ufffd)"},  // half of a pair of UTF-16
+      {"\xC1\xBFx\xE2\x82", R"(\ufffd\ufffdx\ufffd\ufffd)"},
+  };
+  for (const auto& row : rows) EXPECT_EQ(lib::json_string(row.text), '"' + row.expected + '"');
 }
 
 }  // namespace

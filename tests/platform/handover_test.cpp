@@ -86,6 +86,7 @@ TEST(handover_message, lies) {
       {"an argument after the last", good + std::string(4, '\0'), parse_state::broken},
       {"a length of 4 GB", with(11, 0xFF), parse_state::broken},
       {"a length of 17 MB", with(11, 1) + std::string(5, 'x'), parse_state::broken},
+      {"a head that says 17 MB, before anything follows it", with(11, 1).substr(0, 12), parse_state::broken},
       {"the whole is longer than its texts", with(8, 11) + "x", parse_state::broken},
       {"a folder longer than the whole", with(12, 200), parse_state::broken},
       {"a folder of 4 GB", with(15, 0xFF), parse_state::broken},
