@@ -12,6 +12,7 @@
 #include <set>
 
 #include "io/buffered.h"
+#include "io/failure.h"
 #include "io/file.h"
 #include "io/memory_reader.h"
 #include "io/packer.h"
@@ -65,6 +66,31 @@ TEST(exceptions, families) {
   EXPECT_THROW(throw io::seek_error("x", 1), io::file_error);
   EXPECT_THROW(throw io::invalid_count("x"), io::invalid_format);
   EXPECT_EQ(io::open_error("x", ENOENT).message(), std::strerror(ENOENT));
+}
+
+TEST(exceptions, lines) {
+  support::temp_folder folder;
+  const std::string link = folder / "link";
+  ASSERT_EQ(symlink("nowhere", link.c_str()), 0);
+  const auto line = [](auto fail) {
+    try {
+      fail();
+    } catch (...) {
+      return io::failure_line("frame 7");
+    }
+    return std::string();
+  };
+  const struct {
+    std::string got, expected;
+  } rows[] = {
+      {line([] { throw io::read_error("a", "ReadFile", EIO); }), "\"a\": io::read_error: ReadFile: Input/output error"},
+      {line([] { throw io::eof_error("a"); }), "\"a\": io::eof_error: Unexpected end of file"},
+      {line([] { throw io::open_error("a", ENOENT); }), "\"a\": io::open_error: No such file or directory"},
+      {line([&] { throw io::open_error(link, ENOENT); }),
+       '"' + link + "\": io::open_error: The link points to nothing"},
+      {line([] { throw std::bad_alloc(); }), "\"frame 7\": Not enough memory"},
+  };
+  for (const auto& row : rows) EXPECT_EQ(row.got, row.expected);
 }
 
 TEST(file, reads_writes_and_skips) {
@@ -133,6 +159,10 @@ TEST(llfile, reads_writes_and_seeks) {
   EXPECT_EQ(std::string(c, 4), "3456");
   EXPECT_EQ(in.read_at(c, 4, 9), 1);
   EXPECT_EQ(in.tell(), 8) << "reading at a place moves nothing";
+  EXPECT_EQ(in.read(c, 1), 1);
+  EXPECT_EQ(c[0], '8');
+  in.seek(0, SEEK_SET);
+  EXPECT_EQ(in.tell(), 0);
 
   const std::string seek_failure = "io::seek_error|" + path + "|SetFilePointer";
   EXPECT_EQ(failure([&] { in.seek(-100, SEEK_CUR); }), seek_failure);
