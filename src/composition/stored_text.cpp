@@ -85,7 +85,10 @@ void take_stored_content(std::string_view text, track_info& layer) {
 
 std::string stored_table(const img::lookup_table& table) {
   img::lookup_table copy = table;
-  return packed([&](auto& archive) { archive.field("lookup_table", copy); });
+  return packed([&](auto& archive) {
+    if (has_own_grid(copy)) state_own_grids(archive);
+    archive.field("lookup_table", copy);
+  });
 }
 
 img::lookup_table table_of(std::string_view text) {

@@ -175,7 +175,7 @@ void put_field(A& ar, std::string_view key, wide& value) {
 template <class A, class T>
 void put_field(A& ar, std::string_view key, T& value) {
   if constexpr (record_version<T> >= 0) {
-    const int version = ar.open_versioned(&type_tag<T>, record_version<T>, key);
+    const int version = ar.open_versioned(&type_tag<T>, ar.stated_version(&type_tag<T>, record_version<T>), key);
     serialize(ar, value, version);
   } else {
     ar.open_plain(key);
@@ -222,8 +222,19 @@ class describable {
     if constexpr (Self::reading) value = static_cast<T>(number < first || number > last ? otherwise : number);
   }
 
+  // Has a writer state another version than record_version for all records of a type; before the first of them.
+  void state_version(const void* tag, int version) { stated_.push_back({tag, version}); }
+  int stated_version(const void* tag, int otherwise) const {
+    for (const auto& [stated, version] : stated_) {
+      if (stated == tag) return version;
+    }
+    return otherwise;
+  }
+
  private:
   Self& self() { return static_cast<Self&>(*this); }
+
+  std::vector<std::pair<const void*, int>> stated_;
 };
 
 }  // namespace io

@@ -7,6 +7,7 @@
 #include "composition/document_kinds.h"
 #include "composition/document_rows.h"
 #include "composition/documents/serialize_image.h"
+#include "composition/stored_text.h"
 
 namespace {
 
@@ -120,6 +121,42 @@ TEST(document_versions, curves_within_a_transfer) {
   EXPECT_EQ(found.lookup_table.curves()[1023], 0.25);
   EXPECT_EQ(found.lookup_table.curves()[1024], 0.5);
   EXPECT_EQ(found.lookup_table.curves()[3071], 0.75);
+}
+
+// A cube keeps its grid; only documents that hold another one than 17 points say so in the version of their records.
+TEST(document_versions, cubes_of_any_grid) {
+  struct row {
+    int points;  // of the layer's cube; that in the composition's list has 17
+    const char* version;
+  };
+  for (const row& r : {row{17, "v=\"2\" name=\"lookup_table\""}, row{2, "v=\"3\" name=\"lookup_table\""},
+                       row{9, "v=\"3\" name=\"lookup_table\""}}) {
+    SCOPED_TRACE(r.points);
+    ksn::composition_view view;
+    read_document<composition_kind>(bytes_of(document_rows{}.composition({2}), "composition", false), false, view);
+    std::vector<std::uint16_t> cube(img::lookup_table::entries_of(r.points));
+    for (std::size_t i = 0; i < cube.size(); ++i) cube[i] = static_cast<std::uint16_t>(i % 16384);
+    view.doc.tracks.at(0).look.tf.lookup_table.set_3d(cube, true);
+    view.doc.lookup_table_map["plain.cube"].set_3d(std::vector<std::uint16_t>(img::lookup_table::cube_entries), false);
+    const std::string xml = written<composition_kind>(view, true);
+    EXPECT_NE(xml.find(r.version), std::string::npos);
+    for (const bool as_xml : {true, false}) {
+      const std::string bytes = written<composition_kind>(view, as_xml);
+      ksn::composition_view again;
+      EXPECT_EQ(read_document<composition_kind>(bytes, as_xml, again), 0u);
+      EXPECT_TRUE(again.doc.tracks.at(0).look.tf.lookup_table == view.doc.tracks.at(0).look.tf.lookup_table);
+      EXPECT_EQ(again.doc.lookup_table_map.at("plain.cube").points(), 17);
+      EXPECT_TRUE(written<composition_kind>(again, as_xml) == bytes);
+    }
+    EXPECT_EQ(ksn::table_of(ksn::stored_table(view.doc.tracks[0].look.tf.lookup_table)).points(), r.points);
+    // Records of version 2 with another grid are of programs in between.
+    std::string older = xml;
+    for (std::size_t at; (at = older.find("<r v=\"3\" name=\"lookup_table\"")) != std::string::npos;)
+      older[at + 6] = '2';
+    ksn::composition_view again;
+    read_document<composition_kind>(older, true, again);
+    EXPECT_EQ(again.doc.tracks.at(0).look.tf.lookup_table.points(), r.points);
+  }
 }
 
 // A later program may add fields at the end of a document: what is known of it is read.

@@ -29,6 +29,8 @@ template <class Archive>  // either kind of io
 void read_composition(Archive& archive, composition_view& stored);
 template <class Archive>
 void write_composition(Archive& archive, const composition_view& stored);
+// Whether any table of the document needs the newer lookup records (serialize_image.h).
+bool has_own_grids(const composition_view& stored);
 // The invariants of the document (composition/invariants.h) hold then, whatever `stored` was read from.
 void put_within_bounds(composition_view& stored);
 

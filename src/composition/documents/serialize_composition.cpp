@@ -329,8 +329,18 @@ void read_composition(Archive& archive, composition_view& stored) {
   archive.field(root_key, record);
 }
 
+bool has_own_grids(const composition_view& stored) {
+  const auto in = [](const img::correction& correction) { return has_own_grid(correction.lookup_table); };
+  const auto& tables = stored.doc.lookup_table_map;
+  const auto& layers = stored.doc.tracks;
+  return in(stored.view.tf) ||
+         std::any_of(layers.begin(), layers.end(), [&](const track_info& layer) { return in(layer.look.tf); }) ||
+         std::any_of(tables.begin(), tables.end(), [](const auto& entry) { return has_own_grid(entry.second); });
+}
+
 template <class Archive>
 void write_composition(Archive& archive, const composition_view& stored) {
+  if (has_own_grids(stored)) state_own_grids(archive);
   // A writer changes nothing.
   const composition_record record{const_cast<composition_view&>(stored)};
   archive.field(root_key, record);

@@ -41,6 +41,17 @@ void take_old_curves(img::lookup_table& table, const old_curves& curves);
 // Cubes of lookup records of version 1 hold half floats.
 void convert_half_cube(std::vector<std::uint16_t>& cube);
 
+// The version of the lookup records of a document in which a cube has another grid than lookup_table::cube_points. To
+// programs that know only that one such a table is absent.
+constexpr int own_grid_version = 3;
+inline bool has_own_grid(const img::lookup_table& table) {
+  return table.has_cube() && table.points() != img::lookup_table::cube_points;
+}
+template <class A>
+void state_own_grids(A& ar) {
+  ar.state_version(&io::type_tag<img::lookup_table>, own_grid_version);
+}
+
 }  // namespace ksn
 
 namespace io {

@@ -139,6 +139,7 @@ void read_settings(Archive& archive, composition_view& stored) {
 
 template <class Archive>
 void write_settings(Archive& archive, const composition_view& stored) {
+  if (has_own_grids(stored)) state_own_grids(archive);
   // A writer changes nothing.
   const settings_record record{const_cast<composition_view&>(stored)};
   archive.field(root_key, record);
