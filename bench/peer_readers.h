@@ -14,6 +14,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -35,9 +37,23 @@ inline img::image grained(const char* letters, unsigned most) {
   return picture;
 }
 
+// Memory that nobody clears, as for a picture that is about to be read.
+template <class T>
+struct unset_allocator : std::allocator<T> {
+  template <class U>
+  struct rebind {
+    using other = unset_allocator<U>;
+  };
+  template <class U>
+  void construct(U* place) {
+    ::new (static_cast<void*>(place)) U;
+  }
+};
+using pixels = std::vector<unsigned char, unset_allocator<unsigned char>>;
+
 // Each reads a whole file into `out`, one thread, and ends the program when it can't.
 #if defined(HAVE_SPNG)
-inline void read_by_spng(const std::string& path, std::vector<unsigned char>& out) {
+inline void read_by_spng(const std::string& path, pixels& out) {
   std::FILE* file = std::fopen(path.c_str(), "rb");
   spng_ctx* context = spng_ctx_new(0);
   spng_set_png_file(context, file);
@@ -53,7 +69,7 @@ inline void read_by_spng(const std::string& path, std::vector<unsigned char>& ou
 }
 #endif
 
-inline void read_by_turbo(const std::string& path, std::vector<unsigned char>& out) {
+inline void read_by_turbo(const std::string& path, pixels& out) {
   std::FILE* file = std::fopen(path.c_str(), "rb");
   jpeg_decompress_struct jpeg;
   jpeg_error_mgr errors;
@@ -74,7 +90,7 @@ inline void read_by_turbo(const std::string& path, std::vector<unsigned char>& o
 }
 
 // Half R, G and B side by side.
-inline void read_by_openexr(const std::string& path, std::vector<unsigned char>& out) {
+inline void read_by_openexr(const std::string& path, pixels& out) {
   Imf::InputFile file(path.c_str(), 0);
   const Imath::Box2i box = file.header().dataWindow();
   const std::size_t width = static_cast<std::size_t>(box.max.x - box.min.x + 1);

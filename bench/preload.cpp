@@ -1,18 +1,29 @@
 // Loading ahead. First a source that only waits, as a slow server does, with one reader, four and sixteen; then
-// pictures of 1920 x 1080 in the page cache, loaded with `--bench_preload` against a plain loop that decodes one after
-// the other on all processors, as `--bench_decode` does. Medians of interleaved rounds.
+// pictures of 1920 x 1080 in the page cache, loaded with `--bench_preload` against plain loops that decode one after
+// the other on all processors, as `--bench_decode` does. One of them keeps what it decodes, as loading ahead must; the
+// other throws it away and decodes into the same memory again. Medians of interleaved rounds, each of which begins with
+// all memory given back to the system.
 //
-// At last the same against two threads of the usual library, each with files of its own.
+// Then the same against two threads of the usual library, each with files of its own, which keep their pictures as well
+// or do not.
 //
-// bench_preload [waiting|decoding|peers]...
+// At last jumps: the frame that is waited for, with nothing else to do and while readers load what lies ahead of
+// another place.
+//
+// bench_preload [waiting|decoding|peers|jumping]...
 #include <ImfArray.h>
 #include <ImfRgbaFile.h>
 
+#include <ctime>
+#include <filesystem>
 #include <thread>
 
 #include "cache/reading/frame_loader.h"
 #include "cache/track_frame.h"
+#include "img/plane.h"
+#include "lib/parallel.h"
 #include "peer_readers.h"
+#include "platform/memory.h"
 #include "support.h"
 
 namespace {
@@ -60,44 +71,81 @@ ksn::track_info file_layer(const std::string& folder, const std::string& extensi
   return track;
 }
 
+// What a contender has read, until the next one begins.
+struct kept_frames {
+  std::unique_ptr<cache::frame_cache> cache;
+  std::vector<img::const_image_ptr> images;
+  std::vector<bench::pixels> pixels;
+};
+
+void give_back(kept_frames& kept) {
+  kept = {};
+  img::release_spare_planes();
+  platform::release_free_memory();
+}
+
 // The work of --bench_preload.
-void preload(const ksn::track_info& layer, int readers) {
+void preload(const ksn::track_info& layer, int readers, kept_frames& kept) {
   ksn::state composition;
   composition.doc.tm_n = composition.doc.tm_l = layer.source.frames;
   composition.doc.tracks.push_back(layer);
-  cache::frame_cache cache;
-  cache.memory_load = [] { return 0; };
-  cache::frame_scheduler reading(cache, {readers, 0, {}});
+  kept.cache = std::make_unique<cache::frame_cache>();
+  kept.cache->memory_load = [] { return 0; };
+  cache::frame_scheduler reading(*kept.cache, {readers, 0, {}});
   cache::frame_loader loader(reading);
   loader.preload(composition.doc.tracks[0], 0, layer.source.frames);
   loader.finish_preload(composition, [] { return false; });
-  if (cache.queue_size() != static_cast<std::size_t>(layer.source.frames)) std::exit(1);
+  if (kept.cache->queue_size() != static_cast<std::size_t>(layer.source.frames)) std::exit(1);
 }
 
-void read_plainly(const ksn::track_info& layer) {
-  std::vector<img::const_image_ptr> held;
-  for (int i = 0; i < layer.source.frames; ++i) held.push_back(cache::read_frame(layer, i));
+void read_plainly(const ksn::track_info& layer, kept_frames* kept) {
+  for (int i = 0; i < layer.source.frames; ++i) {
+    img::const_image_ptr image = cache::read_frame(layer, i);
+    if (kept) kept->images.push_back(std::move(image));
+  }
 }
 
-void compare(const char* title, std::vector<bench::contender> contenders, int rounds) {
-  bench::run_in_turn(contenders, rounds);
-  std::printf("%-34s %10s %20s\n", title, "ms", "rate to the first");
-  for (const bench::contender& c : contenders) {
-    std::printf("%-34s %10.1f %20.2f\n", c.name.c_str(), c.typical() * 1e3, contenders.front().typical() / c.typical());
+double processor_seconds() {
+  timespec time{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+// The rate of the last contender is compared with all others: by the clock, and by the processors' time, which says
+// more on a machine that does other things.
+void compare(const char* title, kept_frames& kept, std::vector<bench::contender> contenders, int rounds) {
+  std::vector<std::vector<double>> used(contenders.size());
+  for (std::size_t i = 0; i < contenders.size(); ++i) {
+    contenders[i].work = [&used, i, work = contenders[i].work] {
+      const double start = processor_seconds();
+      work();
+      used[i].push_back(processor_seconds() - start);
+    };
+  }
+  bench::run_in_turn(contenders, rounds, [&] { give_back(kept); });
+  give_back(kept);
+  std::printf("%-34s %10s %22s %22s\n", title, "ms", "rate of the last to it", "by processor time");
+  for (std::size_t i = 0; i < contenders.size(); ++i) {
+    std::printf("%-34s %10.1f %22.2f %22.2f\n", contenders[i].name.c_str(), contenders[i].typical() * 1e3,
+                contenders[i].typical() / contenders.back().typical(),
+                bench::median(used[i]) / bench::median(used.back()));
   }
 }
 
 void compare_waiting() {
   const ksn::track_info layer = waiting_layer(480);
-  compare("10 ms a frame",
-          {{"one reader", [&] { preload(layer, 1); }, {}},
-           {"four readers", [&] { preload(layer, 4); }, {}},
-           {"sixteen readers", [&] { preload(layer, 16); }, {}}},
-          3);
+  kept_frames kept;
+  for (const int readers : {4, 16}) {
+    compare("10 ms a frame", kept,
+            {{"one reader", [&] { preload(layer, 1, kept); }, {}},
+             {std::to_string(readers) + " readers", [&] { preload(layer, readers, kept); }, {}}},
+            3);
+  }
 }
 
 void compare_decoding(const std::string& folder) {
-  constexpr int frames = 32;
+  constexpr int frames = 64;
+  kept_frames kept;
   const struct {
     const char* extension;
     int compression;
@@ -110,8 +158,11 @@ void compare_decoding(const std::string& folder) {
                 nullptr, options);
     }
     const ksn::track_info layer = file_layer(folder, kind.extension, frames);
-    compare(kind.extension,
-            {{"one after the other", [&] { read_plainly(layer); }, {}}, {"loaded", [&] { preload(layer, 0); }, {}}}, 7);
+    compare(kind.extension, kept,
+            {{"one after the other, not kept", [&] { read_plainly(layer, nullptr); }, {}},
+             {"one after the other", [&] { read_plainly(layer, &kept); }, {}},
+             {"loaded", [&] { preload(layer, 0, kept); }, {}}},
+            7);
   }
 }
 
@@ -127,8 +178,9 @@ void compress_by_piz(const std::string& path) {
 }
 
 void compare_peers(const std::string& folder) {
-  constexpr int frames = 32, piz = -1;
-  using reader = void (*)(const std::string&, std::vector<unsigned char>&);
+  constexpr int frames = 64, piz = -1;
+  kept_frames kept;
+  using reader = void (*)(const std::string&, bench::pixels&);
   const struct {
     const char* title;
     const char* extension;
@@ -151,17 +203,85 @@ void compare_peers(const std::string& folder) {
       if (kind.compression == piz) compress_by_piz(path);
     }
     const ksn::track_info layer = file_layer(folder, kind.extension, frames);
-    const auto half = [&](int first) {
-      std::vector<unsigned char> rows;
-      for (int i = first; i < frames; i += 2) kind.peer(layer.source.frame_path(i), rows);
-    };
-    const auto both = [&] {
+    const auto side_by_side = [&](bool keep) {
+      kept.pixels.resize(frames);
+      const auto half = [&](int first) {
+        bench::pixels rows;
+        for (int i = first; i < frames; i += 2) {
+          kind.peer(layer.source.frame_path(i), rows);
+          if (keep) kept.pixels[static_cast<std::size_t>(i)].swap(rows);
+        }
+      };
       std::thread other(half, 1);
       half(0);
       other.join();
     };
-    compare(kind.title, {{"two side by side", both, {}}, {"loaded", [&] { preload(layer, 0); }, {}}}, 7);
+    compare(kind.title, kept,
+            {{"two side by side, not kept", [&] { side_by_side(false); }, {}},
+             {"two side by side", [&] { side_by_side(true); }, {}},
+             {"loaded", [&] { preload(layer, 0, kept); }, {}}},
+            7);
   }
+}
+
+// The frame that is waited for after a jump.
+void compare_jumps(const std::string& folder) {
+  constexpr int frames = 200, different = 8, jumps = 41;
+  for (int i = 0; i < frames; ++i) {
+    img::save_options options;
+    options.compression = 3;
+    const std::string path = folder + "/" + std::to_string(i) + ".exr";
+    std::filesystem::remove(path);
+    if (i < different) {
+      img::save(bench::test_picture("BGR", 1920, 1080, i), path, nullptr, options);
+    } else {
+      std::filesystem::create_hard_link(folder + "/" + std::to_string(i % different) + ".exr", path);
+    }
+  }
+  const ksn::track_info layer = file_layer(folder, "exr", frames);
+  ksn::state composition;
+  composition.doc.tm_n = composition.doc.tm_l = frames;
+  composition.doc.tracks.push_back(layer);
+  composition.doc.playing = true;
+  const auto jump = [&](bool busy) {
+    cache::frame_cache memory;
+    memory.memory_load = [] { return 0; };
+    cache::frame_scheduler reading(memory);
+    cache::frame_loader loader(reading);
+    const auto show = [&](int frame) {
+      composition.doc.tm_t = frame;
+      loader.tick(composition, frame);
+      if (!reading.fetch(*cache::request_of(layer, frame, {}), std::chrono::milliseconds(60000)).image) std::exit(1);
+    };
+    if (busy) {
+      show(0);
+      while (memory.queue_size() < 6) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      return bench::seconds([&] { show(100); });
+    }
+    loader.fill_at_rest = false;
+    return bench::seconds([&] {
+      if (!reading.fetch(*cache::request_of(layer, 100, {}), std::chrono::milliseconds(60000)).image) std::exit(1);
+    });
+  };
+  std::vector<double> alone, beside, decode;
+  for (int i = 0; i < jumps; ++i) {
+    alone.push_back(jump(false));
+    beside.push_back(jump(true));
+    decode.push_back(bench::seconds([&] {
+      const lib::single_thread_scope one;
+      cache::read_frame(layer, 100);
+    }));
+  }
+  const auto worst = [](std::vector<double> times) {
+    std::sort(times.begin(), times.end());
+    return times[times.size() * 9 / 10];
+  };
+  std::printf(
+      "first frame after a jump, EXR ZIP 1920 x 1080: %.1f ms alone, %.1f ms beside reading ahead (of ten the\n"
+      "slowest %.1f and %.1f ms); one decode on one thread %.1f ms. Later by %.2f of a decode, the slowest by %.2f.\n",
+      bench::median(alone) * 1e3, bench::median(beside) * 1e3, worst(alone) * 1e3, worst(beside) * 1e3,
+      bench::median(decode) * 1e3, (bench::median(beside) - bench::median(alone)) / bench::median(decode),
+      (worst(beside) - bench::median(alone)) / bench::median(decode));
 }
 
 }  // namespace
@@ -174,4 +294,5 @@ int main(int count, char** arguments) {
   const bench::work_folder folder;
   if (asked("decoding")) compare_decoding(folder.path());
   if (asked("peers")) compare_peers(folder.path());
+  if (asked("jumping")) compare_jumps(folder.path());
 }

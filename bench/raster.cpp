@@ -19,7 +19,7 @@ int main() {
   lib::set_thread_count(1);
   const bench::work_folder folder;
   img::image picture;
-  std::vector<unsigned char> rows;
+  bench::pixels rows;
   std::printf("Files in the page cache, one thread. Ratios of medians; more is faster than the peer.\n\n");
 #if defined(HAVE_SPNG)
   for (const char* letters : {"BGR", "BGRA"}) {

@@ -96,7 +96,8 @@ int blamed_part(const app::tick_times& times) {
 struct record {
   std::vector<double> lateness;  // of each new frame
   std::vector<double> parts[turn_parts];
-  std::vector<double> ticks;  // the sums of the parts
+  std::vector<double> ticks;   // the sums of the parts
+  std::vector<double> starts;  // how late the ticks began
   int in_time = 0;
   int beside_in_time = 0;         // on the second monitor
   std::vector<double> beside;     // what its pictures took
@@ -128,9 +129,12 @@ int passed_over(const ksn::state& composition, cache::frame_cache& frames, const
 }
 
 void print_ahead(const job& job, const record& r, double seconds, std::size_t shown, int passed_over) {
-  std::printf("%4d x %4d %s at %2d  %6.1f %%  %6.1f ms  %5zu shown  %5d passed over\n", job.width, job.height,
+  std::printf("%4d x %4d %s at %2d  %6.1f %%  %6.1f ms  %6.1f ms  %5zu shown  %5d passed over  ", job.width, job.height,
               job.pattern.substr(job.pattern.rfind('.') + 1).c_str(), job.rate,
-              100.0 * r.in_time / (seconds * job.rate), percentile(r.lateness, 0.99), shown, passed_over);
+              100.0 * r.in_time / (seconds * job.rate), percentile(r.lateness, 0.99), percentile(r.lateness, 0.5),
+              shown, passed_over);
+  for (const auto& part : r.parts) std::printf(" %.1f/%.1f", percentile(part, 0.5), percentile(part, 0.99));
+  std::printf(" start %.1f/%.1f\n", percentile(r.starts, 0.5), percentile(r.starts, 0.99));
 }
 
 // One window in this process, which the parent made for it.
@@ -219,6 +223,7 @@ int run_window(const job& job) {
       const std::vector<double> parts = parts_of(times);
       for (int i = 0; i < turn_parts; ++i) r.parts[i].push_back(parts[static_cast<std::size_t>(i)]);
       r.ticks.push_back(std::accumulate(parts.begin(), parts.end(), 0.0));
+      r.starts.push_back(milliseconds(times.lateness) - r.ticks.back());
       if (times.lateness > r.worst.lateness) r.worst = times;
     }
     const double seconds = since(start);
@@ -396,7 +401,8 @@ int main(int count, char** arguments) {
     run_apart({"smooth", 3840, 2160, 24, 12, seconds, make_shot(folder.path(), 3840, 2160, 12)});
   }
   if (asked("ahead")) {
-    std::printf("%-22s %8s %11s\n", "never read before", "in time", "99th");
+    std::printf("%-22s %8s %11s %9s    %s\n", "never read before", "in time", "late: 99th", "median",
+                "then median and 99th in ms of advance, fetch, composite, draw, present and start");
     std::fflush(stdout);
     const struct {
       const char* extension;

@@ -33,10 +33,15 @@ struct contender {
 };
 
 // Runs all once to warm up and then `rounds` times in turn, so that a slow moment of the machine meets all of them.
-inline void run_in_turn(std::vector<contender>& contenders, int rounds) {
-  for (contender& c : contenders) c.work();
-  for (int i = 0; i < rounds; ++i) {
-    for (contender& c : contenders) c.times.push_back(seconds(c.work));
+// `before` comes before each, and is not timed.
+inline void run_in_turn(
+    std::vector<contender>& contenders, int rounds, const std::function<void()>& before = [] {}) {
+  for (int i = -1; i < rounds; ++i) {
+    for (contender& c : contenders) {
+      before();
+      const double time = seconds(c.work);
+      if (i >= 0) c.times.push_back(time);
+    }
   }
 }
 

@@ -7,6 +7,7 @@
 #include <new>
 #include <utility>
 
+#include "img/fresh_rows.h"
 #include "lib/parallel.h"
 
 namespace img {
@@ -99,16 +100,25 @@ spare_blocks& spares() {
   return *list;
 }
 
+// The blocks that this thread had from the heap last. One that was freed since may stand here still.
+thread_local std::array<const std::uint8_t*, 8> new_blocks{};
+thread_local std::size_t new_block_count = 0;
+
 std::uint8_t* allocate(std::size_t bytes) {
   if (bytes > PTRDIFF_MAX - plane::alignment) throw std::bad_alloc();
   const std::size_t size = block_size(bytes);
-  if (std::uint8_t* warm = spares().take(size)) return warm;
+  if (std::uint8_t* warm = spares().take(size)) {
+    std::replace(new_blocks.begin(), new_blocks.end(), static_cast<const std::uint8_t*>(warm),
+                 static_cast<const std::uint8_t*>(nullptr));
+    return warm;
+  }
   std::uint8_t* data = new_block(size);
   if (!data) {
     spares().release();
     data = new_block(size);
   }
   if (!data) throw std::bad_alloc();
+  new_blocks[new_block_count++ % new_blocks.size()] = data;
   return data;
 }
 
@@ -136,6 +146,10 @@ plane::~plane() {
 
 bool plane::operator==(const plane& other) const {
   return size_ == other.size_ && (size_ == 0 || std::memcmp(data_, other.data_, size_) == 0);
+}
+
+bool has_new_memory(const plane& block) {
+  return !block.empty() && std::find(new_blocks.begin(), new_blocks.end(), block.data()) != new_blocks.end();
 }
 
 void copy_plane(plane& to, const plane& from) {

@@ -1,6 +1,7 @@
 // How full the machine's memory is.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace platform {
@@ -19,6 +20,10 @@ std::uint64_t available_memory();
 // Call it before the first thread starts: where the address space is limited, threads share heaps, of which each sets
 // 64 MB aside.
 void respect_address_space_limit();
+
+// Has the system give the pages that the bytes lie on now, if they have none yet: that costs less than a fault for each
+// when it is first written. What they hold stays. Only a wish.
+void make_present(void* begin, std::size_t bytes);
 
 // Gives free heap memory back to the system.
 void release_free_memory();

@@ -28,8 +28,9 @@ class positioned_file {
 
   // Reads exactly `count` bytes. Pages that are in the page cache are copied from there; the others are read around it.
   // False when the file, the alignment or the system does not allow that, or fewer bytes are there; the buffer then
-  // holds nothing of use. Address, `count` and `offset` must be multiples of direct_alignment.
-  bool read_direct(void* buffer, std::size_t count, std::int64_t offset) const;
+  // holds nothing of use. Address, `count` and `offset` must be multiples of direct_alignment. `fresh`: the buffer is
+  // memory that has no pages yet.
+  bool read_direct(void* buffer, std::size_t count, std::int64_t offset, bool fresh = false) const;
   static constexpr std::size_t direct_alignment = 512;
 
  private:

@@ -1,4 +1,5 @@
 #include "img/image.h"
+#include "img/fresh_rows.h"
 
 #include <gtest/gtest.h>
 
@@ -7,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "img/fresh_rows.h"
 #include "img/sampling.h"
 #include "lib/parallel.h"
 #include "support/failure.h"
@@ -121,6 +123,21 @@ TEST(plane, spare_blocks_are_bounded_and_reused) {
   EXPECT_EQ(img::spare_plane_bytes(), img::most_spare_bytes);
   img::release_spare_planes();
   EXPECT_EQ(img::spare_plane_bytes(), 0u);
+}
+
+// Rows of new memory are made present and lose nothing; used memory is known as such.
+TEST(plane, memory_that_is_new) {
+  img::release_spare_planes();
+  for (const bool is_new : {true, false}) {
+    img::image image("BG", 8, 1000, 333);
+    EXPECT_EQ(img::has_new_memory(image.data[1]), is_new);
+    img::fresh_rows fresh(image);
+    for (int p = 0; p < 2; ++p) std::fill_n(image.row(p, 100), 1000, std::uint8_t{7});
+    for (int y = 332; y >= 0; --y) fresh.reach(y);
+    fresh.prepare(0, 333);
+    for (int p = 0; p < 2; ++p) EXPECT_EQ(std::count(image.row(p, 100), image.row(p, 101), 7), 1000);
+  }
+  img::release_spare_planes();
 }
 
 TEST(plane, spare_blocks_serve_many_threads) {

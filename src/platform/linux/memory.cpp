@@ -2,10 +2,13 @@
 
 #include <fcntl.h>
 #include <malloc.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <charconv>
 #include <utility>
 
@@ -160,6 +163,22 @@ std::uint64_t available_memory() {
 void respect_address_space_limit() {
 #if defined(__GLIBC__)
   if (address_space_limit()) mallopt(M_ARENA_MAX, 1);
+#endif
+}
+
+void make_present(void* begin, std::size_t bytes) {
+#if defined(MADV_POPULATE_WRITE)
+  // Kernels before 5.14 know nothing of it.
+  static std::atomic<bool> known{true};
+  if (!known.load(std::memory_order_relaxed)) return;
+  static const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+  const auto address = reinterpret_cast<std::uintptr_t>(begin);
+  const std::uintptr_t first = address / page * page;
+  const std::uintptr_t end = (address + bytes + page - 1) / page * page;
+  if (madvise(reinterpret_cast<void*>(first), end - first, MADV_POPULATE_WRITE) != 0 && errno == EINVAL) known = false;
+#else
+  static_cast<void>(begin);
+  static_cast<void>(bytes);
 #endif
 }
 

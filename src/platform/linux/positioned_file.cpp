@@ -7,19 +7,25 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "platform/memory.h"
+
 namespace platform {
 namespace {
 
 // Piece that is read around the cache before the cache is tried again.
 constexpr std::size_t direct_bytes = 4u << 20;
+// New memory that is made present at once: it comes zeroed into the processor's cache, and is written there.
+constexpr std::size_t fresh_bytes = 256u << 10;
 
 // Reads what the page cache holds from the start of the stretch, without waiting for the disk; 0 for nothing, -1 when
 // the file system can't tell. The system answers a miss by reading ahead as much as was asked for. So the pieces begin
 // small and double: what comes into the cache is never more than what was there.
-std::int64_t read_cached(int fd, char* buffer, std::size_t count, std::int64_t offset) {
+std::int64_t read_cached(int fd, char* buffer, std::size_t count, std::int64_t offset, bool fresh) {
+  const std::size_t most = fresh ? fresh_bytes : count;
   std::size_t done = 0;
   while (done < count) {
-    iovec piece{buffer + done, std::min(count - done, std::max<std::size_t>(done, 4096))};
+    iovec piece{buffer + done, std::min({count - done, std::max<std::size_t>(done, 4096), most})};
+    if (fresh) make_present(piece.iov_base, piece.iov_len);
     const ssize_t got = preadv2(fd, &piece, 1, offset + static_cast<std::int64_t>(done), RWF_NOWAIT);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0 && errno != EAGAIN) return -1;
@@ -97,7 +103,7 @@ std::int64_t positioned_file::read_pieces(iovec* pieces, int count, std::int64_t
   return done;
 }
 
-bool positioned_file::read_direct(void* buffer, std::size_t count, std::int64_t offset) const {
+bool positioned_file::read_direct(void* buffer, std::size_t count, std::int64_t offset, bool fresh) const {
   if ((reinterpret_cast<std::uintptr_t>(buffer) | count | static_cast<std::uint64_t>(offset)) % direct_alignment != 0) {
     return false;
   }
@@ -106,7 +112,8 @@ bool positioned_file::read_direct(void* buffer, std::size_t count, std::int64_t 
   direct_descriptor direct;
   std::size_t done = 0;
   while (done < count) {
-    const std::int64_t cached = read_cached(fd_, bytes + done, count - done, offset + static_cast<std::int64_t>(done));
+    const std::int64_t cached =
+        read_cached(fd_, bytes + done, count - done, offset + static_cast<std::int64_t>(done), fresh);
     if (cached < 0) return false;
     // A cached stretch may end at any byte; the read around the cache begins at the boundary before it.
     done += static_cast<std::size_t>(cached);

@@ -110,6 +110,53 @@ TEST_F(jpeg, files_that_end_early) {
   }
 }
 
+// The library's own rows of a file, blue first.
+std::vector<std::uint8_t> rows_by_the_library(const bytes& file) {
+  jpeg_decompress_struct jpeg;
+  jpeg_error_mgr errors;
+  jpeg.err = jpeg_std_error(&errors);
+  errors.emit_message = [](j_common_ptr, int) {};
+  jpeg_create_decompress(&jpeg);
+  jpeg_mem_src(&jpeg, reinterpret_cast<const unsigned char*>(file.data()), file.size());
+  jpeg_read_header(&jpeg, TRUE);
+  jpeg.out_color_space = JCS_EXT_BGR;
+  jpeg_start_decompress(&jpeg);
+  std::vector<std::uint8_t> rows(std::size_t{3} * jpeg.output_width * jpeg.output_height);
+  while (jpeg.output_scanline < jpeg.output_height) {
+    JSAMPROW row = rows.data() + std::size_t{3} * jpeg.output_width * jpeg.output_scanline;
+    jpeg_read_scanlines(&jpeg, &row, 1);
+  }
+  jpeg_finish_decompress(&jpeg);
+  jpeg_destroy_decompress(&jpeg);
+  return rows;
+}
+
+// Chroma of half size is made into colours here, to the bit as the library does it.
+TEST_F(jpeg, colours_are_the_librarys) {
+  const auto compare = [&](const bytes& file, const std::string& what) {
+    const img::image image = read(file);
+    int missing = 0;
+    std::sscanf(image.note.c_str(), "%d lines", &missing);
+    const std::vector<std::uint8_t> rows = rows_by_the_library(file);
+    for (int p = 0; p < 3; ++p) {
+      const std::size_t end = image.data[p].size() - static_cast<std::size_t>(missing * image.width);
+      for (std::size_t i = 0; i < end; ++i) {
+        ASSERT_EQ(image.data[p].data()[i], rows[3 * i + static_cast<std::size_t>(p)]) << what << " at " << i;
+      }
+    }
+  };
+  support::every_level([&](const char* level) {
+    for (const int width : {1, 4, 5, 6, 16, 17, 31, 32, 33, 64, 65, 79, 130}) {
+      for (const int height : {1, 2, 3, 15, 16, 17, 18, 33, 48}) {
+        const bytes file = written(support::random_picture("BGR", width, height), {0, 80, false});
+        const std::string what = std::to_string(width) + " x " + std::to_string(height) + " " + level;
+        compare(file, what);
+        if (height == 48 && width > 60) compare(file.substr(0, file.size() * 3 / 4), what + ", cut");
+      }
+    }
+  });
+}
+
 // Numbers in one byte order, entries of 12 bytes: the orientation, a maker, and a directory with an exposure time.
 bytes exif_block(bool big_endian, int orientation) {
   bytes block = big_endian ? "MM" : "II";

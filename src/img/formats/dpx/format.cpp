@@ -11,6 +11,7 @@
 #include "img/formats/dpx/rows.h"
 #include "img/formats/shared/parallel_tasks.h"
 #include "img/formats/shared/source_file.h"
+#include "img/fresh_rows.h"
 #include "img/transfer.h"
 #include "io/exceptions.h"
 
@@ -84,9 +85,11 @@ void read_rows(const source_file& file, const film_header& header, image& image)
     std::vector<std::uint8_t> rows;
     std::vector<std::uint16_t> samples;
   };
+  const fresh_rows fresh(image);
   parallel_tasks<worker>(blocks, lib::thread_count(), [&](int block, worker& own) {
     const int first = block * lines;
     const int last = std::min(first + lines, header.height);
+    fresh.prepare(first, last);
     own.rows.resize(static_cast<std::size_t>(used * lines));
     if (header.line_padding == 0) {
       file.read(own.rows.data(), static_cast<std::size_t>(used * (last - first)), header.data_offset + first * stride);
@@ -142,7 +145,7 @@ void dpx_fmt::read(image& image, const std::string& path, const layer&) const {
   if (!header.is_plain_log() || header.line_padding != 0) {
     read_rows(file, header, image);
   } else if (!may_read_direct(path, header.data_offset + static_cast<std::int64_t>(size)) ||
-             !file.raw().read_direct(image.data[0].data(), size, header.data_offset)) {
+             !file.raw().read_direct(image.data[0].data(), size, header.data_offset, has_new_memory(image.data[0]))) {
     file.read(image.data[0].data(), size, header.data_offset);
   }
   if (header.bottom_up) turn_upside_down(image);

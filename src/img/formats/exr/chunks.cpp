@@ -10,6 +10,7 @@
 #include "img/formats/exr/decode.h"
 #include "img/formats/exr/rows.h"
 #include "img/formats/shared/parallel_tasks.h"
+#include "img/fresh_rows.h"
 #include "io/exceptions.h"
 
 namespace img {
@@ -67,7 +68,7 @@ struct chunk_bytes {
 class chunk_reader {
  public:
   chunk_reader(const exr_file& file, const std::vector<exr_channel_use>& uses, image& image, const exr_overlap& area)
-      : file_(file), image_(image), overlap_(area) {
+      : file_(file), image_(image), fresh_(image), overlap_(area) {
     const exr_attr_chlist_t& list = file.channels();
     for (int i = 0; i < list.num_channels; ++i) {
       const exr_attr_chlist_entry_t& channel = list.entries[i];
@@ -225,6 +226,8 @@ class chunk_reader {
     const int left = std::max(area.x, overlap_.left);
     const int right = std::min(area.x + area.width, overlap_.right);
     const std::size_t count = static_cast<std::size_t>(right - left);
+    fresh_.prepare(std::max(area.y, overlap_.top) - origin.y,
+                   std::min(area.y + area.height, overlap_.bottom) - origin.y);
     for (const exr_row& row : own.rows) {
       const channel_layout& c = channels_[static_cast<std::size_t>(row.channel)];
       if (c.plane < 0 || row.y < overlap_.top || row.y >= overlap_.bottom) continue;
@@ -252,6 +255,7 @@ class chunk_reader {
 
   const exr_file& file_;
   image& image_;
+  const fresh_rows fresh_;
   const exr_overlap overlap_;
   std::vector<channel_layout> channels_;
 };

@@ -5,6 +5,7 @@
 
 #include "img/formats/exr/decode.h"
 #include "img/formats/shared/parallel_tasks.h"
+#include "img/fresh_rows.h"
 #include "io/exceptions.h"
 
 namespace img {
@@ -84,12 +85,14 @@ bool read_uncompressed(const exr_file& file, const std::vector<exr_channel_use>&
     std::vector<std::int32_t> headers;  // of the lines
     std::vector<std::uint8_t> nowhere;  // what is not wanted lands here
   };
+  const fresh_rows fresh(image);
   const int blocks = (static_cast<int>(lines) + lines_at_once - 1) / lines_at_once;
   parallel_tasks<worker>(blocks, lib::thread_count(), [&](int block, worker& own) {
     const int from = block * lines_at_once;
     const int to = std::min(from + lines_at_once, static_cast<int>(lines));
     own.headers.resize(static_cast<std::size_t>(lines_at_once) * 2);
     own.nowhere.resize(unused);
+    fresh.prepare(overlap.top + from - file.display_window().min.y, overlap.top + to - file.display_window().min.y);
     int count = 0;
     for (int line = from; line < to; ++line) {
       own.vectors[static_cast<std::size_t>(count++)] = {&own.headers[static_cast<std::size_t>(line - from) * 2],

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "img/formats/jpeg/format.h"
+#include "img/formats/jpeg/half_chroma.h"
 #include "img/formats/shared/exif.h"
 #include "img/formats/shared/export_planes.h"
 #include "img/formats/shared/icc_name.h"
@@ -151,28 +152,69 @@ class reading {
   const metadata_map& metadata() const { return metadata_; }
 
   void pixels_into(image& image) {
+    source_.may_end = true;
+    if (has_half_chroma(jpeg_)) {
+      half_chroma_into(image);
+    } else {
+      rows_into(image);
+    }
+    if (missing_ == image.height) throw io::eof_error(path_);
+    const std::size_t bytes = static_cast<std::size_t>(image.width) * static_cast<std::size_t>(missing_);
+    for (int p = 0; p < 3 && missing_ > 0; ++p) std::memset(image.row(p, image.height - missing_), 0, bytes);
+    if (missing_ > 0) {
+      image.note = std::to_string(missing_) + " of " + std::to_string(image.height) +
+                   " lines are missing from the file and shown in black";
+    } else if (details_missing_) {
+      image.note = "The file ends early, and details are missing from the picture";
+    }
+  }
+
+ private:
+  void start() {
+    jpeg_start_decompress(&jpeg_);
+    // A progressive file is read to its end here.
+    details_missing_ = source_.ended && errors_.num_warnings > 0;
+  }
+  // Only a warning tells that the library went on without data.
+  bool lacks_data() const { return source_.ended && errors_.num_warnings > 0 && !details_missing_; }
+
+  void half_chroma_into(image& image) {
+    half_chroma_picture picture(jpeg_, image);
+    errors_.guard.run(path_, [&] {
+      jpeg_.raw_data_out = TRUE;
+      jpeg_.out_color_space = JCS_YCbCr;
+      start();
+      while (jpeg_.output_scanline < jpeg_.output_height) {
+        picture.take(&jpeg_);
+        if (lacks_data()) {
+          missing_ = image.height - picture.rows();
+          return;
+        }
+        picture.make_rows();
+      }
+      jpeg_finish_decompress(&jpeg_);
+    });
+  }
+
+  void rows_into(image& image) {
     const auto width = static_cast<std::size_t>(image.width);
     const bool cmyk = jpeg_.num_components == 4;
     // A row that begins at a round address the library writes around the processor's cache, from which it is read next.
     std::vector<std::uint8_t> buffer(width * 4 + 1);
     std::uint8_t* const pixels = buffer.data() + 1;
     const row_kernels& kernels = active_row_kernels();
-    int missing = 0;
-    bool details_missing = false;
-    source_.may_end = true;
+    fresh_rows fresh(image);
     errors_.guard.run(path_, [&] {
       jpeg_.out_color_space = cmyk ? JCS_CMYK : JCS_EXT_BGR;
-      jpeg_start_decompress(&jpeg_);
-      // A progressive file is read to its end here.
-      details_missing = source_.ended && errors_.num_warnings > 0;
+      start();
       JSAMPROW row = pixels;
       while (jpeg_.output_scanline < jpeg_.output_height) {
         const int y = static_cast<int>(jpeg_.output_scanline);
+        fresh.reach(y);
         jpeg_read_scanlines(&jpeg_, &row, 1);
-        // Only a warning tells that it went on without data.
-        if (source_.ended && errors_.num_warnings > 0 && !details_missing) {
-          missing = image.height - y;
-          break;
+        if (lacks_data()) {
+          missing_ = image.height - y;
+          return;
         }
         std::uint8_t *b = image.row(0, y), *g = image.row(1, y), *r = image.row(2, y);
         if (cmyk) {
@@ -181,21 +223,10 @@ class reading {
           kernels.split3(row, b, g, r, width);
         }
       }
-      if (missing == 0) jpeg_finish_decompress(&jpeg_);
+      jpeg_finish_decompress(&jpeg_);
     });
-    if (missing == image.height) throw io::eof_error(path_);
-    for (int p = 0; p < 3 && missing > 0; ++p) {
-      std::memset(image.row(p, image.height - missing), 0, width * static_cast<std::size_t>(missing));
-    }
-    if (missing > 0) {
-      image.note = std::to_string(missing) + " of " + std::to_string(image.height) +
-                   " lines are missing from the file and shown in black";
-    } else if (details_missing) {
-      image.note = "The file ends early, and details are missing from the picture";
-    }
   }
 
- private:
   void take_markers() {
     for (const jpeg_marker_struct* marker = jpeg_.marker_list; marker != nullptr; marker = marker->next) {
       const std::span<const std::uint8_t> data(marker->data, marker->data_length);
@@ -245,6 +276,8 @@ class reading {
   jpeg_decompress_struct jpeg_{};
   metadata_map metadata_;
   int orientation_ = 1;
+  int missing_ = 0;               // lines at the end
+  bool details_missing_ = false;  // of a picture that is there as a whole
 };
 
 struct destination : jpeg_destination_mgr {

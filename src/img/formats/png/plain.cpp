@@ -12,6 +12,7 @@
 #include <emmintrin.h>
 #endif
 
+#include "img/fresh_rows.h"
 #include "img/row_kernels.h"
 
 namespace img {
@@ -168,7 +169,7 @@ bool undo_filter(int filter, std::uint8_t* row, const std::uint8_t* above, std::
 }
 
 template <std::size_t step>
-bool rows_into(image& image, std::uint8_t* data) {
+bool rows_into(image& image, std::uint8_t* data, fresh_rows& fresh) {
   const auto width = static_cast<std::size_t>(image.width);
   const std::size_t bytes = width * step;
   const std::vector<std::uint8_t> nothing(bytes + room_behind);
@@ -176,6 +177,7 @@ bool rows_into(image& image, std::uint8_t* data) {
   const row_kernels& kernels = active_row_kernels();
   for (int y = 0; y < image.height; ++y, data += bytes + 1) {
     std::uint8_t* row = data + 1;
+    fresh.reach(y);
     if (!undo_filter<step>(*data, row, above, bytes)) return false;
     if constexpr (step == 3) {
       kernels.split3(row, image.row(2, y), image.row(1, y), image.row(0, y), width);
@@ -197,6 +199,7 @@ bool read_plain_png(const io::llfile& file, image& image) {
   const std::size_t data = join_data(packed.data(), packed.size());
   if (data == 0) return false;
 
+  fresh_rows fresh(image);
   const std::size_t step = image.plane_count() == 4 ? 4 : 3;
   const std::size_t whole = (static_cast<std::size_t>(image.width) * step + 1) * static_cast<std::size_t>(image.height);
   plane rows(whole + room_behind);
@@ -208,7 +211,7 @@ bool read_plain_png(const io::llfile& file, image& image) {
       got != whole) {
     return false;
   }
-  return step == 4 ? rows_into<4>(image, rows.data()) : rows_into<3>(image, rows.data());
+  return step == 4 ? rows_into<4>(image, rows.data(), fresh) : rows_into<3>(image, rows.data(), fresh);
 }
 
 }  // namespace img

@@ -9,6 +9,7 @@
 #include "img/formats/shared/parallel_tasks.h"
 #include "img/formats/shared/read_ahead_stream.h"
 #include "img/formats/tga/runs.h"
+#include "img/fresh_rows.h"
 #include "img/row_kernels.h"
 #include "io/exceptions.h"
 #include "io/file.h"
@@ -113,12 +114,13 @@ std::size_t unpack_gray_alpha(tga_packets* packets, std::uint8_t* const* planes,
 }
 
 // One thread unpacks, since only the packets tell where the next one begins; another brings the bytes.
-void unpack_rows(read_ahead_stream& stream, const tga_header& header, image& image) {
+void unpack_rows(read_ahead_stream& stream, const tga_header& header, image& image, fresh_rows& fresh) {
   const auto unpack = header.gray_alpha ? unpack_gray_alpha : active_tga_kernels().unpack[header.bytes];
   const int planes = image.plane_count();
   tga_packets packets{};
   for (int i = 0; i < header.height; ++i) {
     const int y = picture_row(header, i);
+    fresh.reach(y);
     std::uint8_t* rows[4] = {};
     for (int p = 0; p < planes; ++p) rows[p] = image.row(p, y);
     for (std::size_t left = static_cast<std::size_t>(header.width); left > 0;) {
@@ -137,11 +139,12 @@ void read_packed(const io::llfile& file, const tga_header& header, image& image)
   // A packet of one pixel takes a byte more than the pixel.
   const std::int64_t most = static_cast<std::int64_t>(header.width) * header.height * (header.bytes + 1);
   read_ahead_stream stream(file, header.data_offset(), std::min(file.size(), header.data_offset() + most));
+  fresh_rows fresh(image);
   struct nothing {};
   parallel_tasks<nothing>(2, threads_for(header), [&](int role, nothing&) {
     if (role == 1) return stream.read_ahead();
     try {
-      unpack_rows(stream, header, image);
+      unpack_rows(stream, header, image, fresh);
     } catch (...) {
       stream.stop();
       throw;
@@ -183,12 +186,15 @@ void read_plain(const io::llfile& file, const tga_header& header, image& image) 
   struct worker {
     plane block;
   };
+  const fresh_rows fresh(image);
   parallel_tasks<worker>(pieces, threads_for(header), [&](int piece, worker& own) {
     const int first = piece * most_rows;
     const int rows = std::min(most_rows, header.height - first);
     if (own.block.empty()) own.block = plane(static_cast<std::size_t>(most_rows * row_bytes));
     const std::int64_t offset = header.data_offset() + static_cast<std::int64_t>(first) * row_bytes;
     if (file.read_at(own.block.data(), rows * row_bytes, offset) < rows * row_bytes) throw io::eof_error(file.name());
+    const int top = std::min(picture_row(header, first), picture_row(header, first + rows - 1));
+    fresh.prepare(top, top + rows);
     for (int i = 0; i < rows; ++i) {
       split_row(own.block.data() + static_cast<std::size_t>(i) * static_cast<std::size_t>(row_bytes), header, image,
                 picture_row(header, first + i));
