@@ -1,3 +1,5 @@
+#include <cmath>
+
 #include "byte_text.h"
 
 namespace {
@@ -10,7 +12,7 @@ struct form {
   int colors = 3, mattes = 0, others = 0;
   int bits = 8, type = 0, other_bits = 32, other_type = 3;
   int revision = 0xFFFE;
-  bytes space = "rgb", other_name = "depth";
+  bytes space = "rgb", other_name = "depth", program = "";
 };
 
 bytes padded(bytes text, std::size_t size) {
@@ -25,7 +27,7 @@ bytes header(const form& f) {
     h += be16(static_cast<std::uint64_t>(v));
   }
   h += padded("2.2", 16) + bytes(96, '\0') + be32(0) + bytes(128, '\0') + padded("described", 128) +
-       bytes(64 + 32 + 32 + 20 + 24 + 8, '\0');
+       padded(f.program, 64) + bytes(32 + 32 + 20 + 24 + 8, '\0');
   h += padded(f.space, 32) + be16(0) + bytes(12 + 32, '\0') + be16(f.bits) + be16(f.type) + be16(f.bits) +
        be16(f.other_type) + be16(f.other_bits);
   h += padded(f.other_name, 32) + bytes(36, '\0') + be32(0);
@@ -101,9 +103,67 @@ TEST_F(rla, more_than_eight_bits) {
   expect_codes(image, 1, {0, 65535}, "16 bits");
   f.bits = 10;
   expect_codes(read(rla_of(f, {words(1023, 512) + words(0, 1) + words(9, 7)})), 2, {65535, 32800}, "10 bits");
-  f.bits = 32, f.type = 3;
-  const bytes floats = record(be_float(0.5F) + be_float(-4.0F));
-  EXPECT_EQ(halves(read(rla_of(f, {floats + floats + floats})), 1), (std::vector<double>{0.5, -4.0}));
+  // Real numbers come as they are, also in files that tell no type and in those of the wrong order, or byte by byte.
+  f.bits = 32;
+  const std::pair<int, bytes> reals[] = {
+      {3, record(be_float(0.5F) + be_float(-4.0F))},
+      {0, record(be_float(0.5F) + be_float(-4.0F))},
+      {4, record(number(std::bit_cast<std::uint32_t>(0.5F), 4, false) +
+                 number(std::bit_cast<std::uint32_t>(-4.0F), 4, false))},
+      {4, record(literals("\x3F\xC0") + literals(bytes("\0\x80", 2)) + bytes("\1\0\1\0", 4))}};
+  for (const auto& [type, channel] : reals) {
+    f.type = type;
+    EXPECT_EQ(halves(read(rla_of(f, {channel + channel + channel})), 1), (std::vector<double>{0.5, -4.0})) << type;
+  }
+  f.type = 2;
+  const bytes wide = record(literals("\x75\x31") + bytes("\1\0\1\0\1\0", 6));
+  expect_codes(read(rla_of(f, {wide + wide + wide})), 0, {0x7500, 0x3100}, "32 bits");
+}
+
+// What a renderer keeps of each pixel, one record for each byte, the highest first.
+TEST_F(rla, pixel_channels_are_layers) {
+  form f;
+  f.bottom = f.active_bottom = 1;
+  f.mattes = 1, f.revision = 0xFFFD;
+  f.program = "a renderer : ( Z E O U N R G L P D )";
+  const auto split = [](const bytes& first, const bytes& second) {
+    bytes out;
+    for (std::size_t i = 0; i < first.size(); ++i) out += record(literals({first[i], second[i]}));
+    return out;
+  };
+  const bytes row = colour_row("rR", "gG", "bB") + record(literals("aA")) + split(be_float(2.5F), be_float(-1e30F)) +
+                    split("\3", "\4") + split(be16(7), be16(300)) +
+                    split(be_float(0.25F) + be_float(0.5F), be_float(0) + be_float(1)) + split("nnnn", "NNNN") +
+                    split("\x82\x10\x20\x40", bytes(4, '\0')) + split("wvu", "WVU");
+  support::write_file(path, rla_of(f, {row + be32(0)}));
+  std::vector<img::layer> layers;
+  img::list_layers(path, nullptr, layers);
+  struct picture {
+    const char* name;
+    std::vector<std::vector<double>> planes;
+  };
+  const picture pictures[] = {{"Z", {{2.5, -INFINITY}}},
+                              {"Material ID", {{3, 4}}},
+                              {"Object ID", {{7, 300}}},
+                              {"UV", {{0, 0}, {0.25, 0}, {0.5, 1}}},
+                              {"Non-Clamped Color", {{0.25, 0}, {0.5, 0}, {1, 0}}},
+                              {"Color", {{'w', 'W'}, {'v', 'V'}, {'u', 'U'}}}};
+  ASSERT_EQ(layers.size(), 1 + std::size(pictures));
+  for (std::size_t i = 0; i < std::size(pictures); ++i) {
+    EXPECT_EQ(layers[i + 1].name, pictures[i].name);
+    img::image image;
+    img::load(image, path, nullptr, &layers[i + 1]);
+    ASSERT_STREQ(image.format.data(), pictures[i].planes.size() == 3 ? "BGR" : "L") << pictures[i].name;
+    for (std::size_t p = 0; p < pictures[i].planes.size(); ++p) {
+      const bytes plane = samples(image, static_cast<int>(p));
+      const std::vector<double> found =
+          image.depth[0] == 16 ? halves(image, static_cast<int>(p)) : std::vector<double>(plane.begin(), plane.end());
+      EXPECT_EQ(found, pictures[i].planes[p]) << pictures[i].name << " plane " << p;
+    }
+  }
+  img::image image;
+  img::load(image, path);
+  EXPECT_EQ(samples(image, 3), "aA");
 }
 
 TEST_F(rla, other_channels_are_layers) {

@@ -20,6 +20,15 @@ struct rla_channels {
   int bytes() const { return bits > 16 ? 4 : bits > 8 ? 2 : 1; }
 };
 
+// What a renderer keeps of each pixel beside its colour, in a file of RPF or one like it: the letter by which the name
+// of the program lists it. Each byte of a sample is a record of its own, the highest first.
+struct rla_pixel_channel {
+  char letter;
+  const char* name;
+  int bytes;
+  enum kind_type { whole, real, pair_of_reals, color, shared_exponent, packed } kind;
+};
+
 struct rla_header {
   int width = 0;  // of the whole picture
   int height = 0;
@@ -29,10 +38,14 @@ struct rla_header {
   int stored_height = 0;
   int frame = -1;
   rla_channels colors, mattes, others;
-  std::string others_name;  // what the file calls the other channels, such as "depth"
+  std::string others_name;                        // what the file calls the other channels, such as "depth"
+  std::vector<rla_pixel_channel> pixel_channels;  // after all others
+  bool little_endian = false;                     // whether real numbers are, against the format's rule
   std::map<std::string, std::string> metadata;
 
   int channel_count() const { return colors.count + mattes.count + others.count; }
+  // Records of a row before the pixel channel of this number.
+  int records_before(std::size_t pixel_channel) const;
   bool has_alpha() const { return mattes.count > 0; }
   // Bytes that a row can take at most, each channel in a record of its own.
   std::int64_t most_row_bytes() const;
