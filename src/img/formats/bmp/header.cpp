@@ -45,6 +45,22 @@ void take_default_masks(bmp_header& header) {
   if (header.bits == 32) header.masks = {0x0000FF, 0x00FF00, 0xFF0000, 0};
 }
 
+// The fourth byte is unused by the format's own rule, but today's programs keep alpha there. Those that have none leave
+// it 0 in every pixel.
+bool has_fourth_bytes(const source_file& file, const bmp_header& header) {
+  constexpr std::int64_t most = 256 << 10;
+  const std::int64_t end = header.data + std::int64_t{4} * header.width * header.height;
+  std::vector<std::uint8_t> block;
+  for (std::int64_t at = header.data; at < end; at += most) {
+    block.resize(static_cast<std::size_t>(std::min(most, end - at)));
+    file.read(block.data(), block.size(), at);
+    for (std::size_t i = 3; i < block.size(); i += 4) {
+      if (block[i] != 0) return true;
+    }
+  }
+  return false;
+}
+
 bool is_contiguous(std::uint32_t mask) {
   return mask == 0 || std::has_single_bit((std::uint64_t{mask} >> std::countr_zero(mask)) + 1);
 }
@@ -136,6 +152,9 @@ bmp_header read_bmp_header(const source_file& file) {
     file.check_range(header.data, 1);
   } else {
     file.check_range(header.data, header.row_bytes() * (header.height - 1) + (width * header.bits + 7) / 8);
+    if (header.bits == 32 && header.compression == bmp_plain && has_fourth_bytes(file, header)) {
+      header.masks[3] = 0xFF000000;
+    }
   }
   return header;
 }
