@@ -95,6 +95,10 @@ TEST_F(psd, forms) {
        psd_of({4, 3, 1}, raw + bytes("\x7F\xFF\x30\x7F\xFF\x30\x7F\xFF\x30\x80\0\xFF", 12),
               layers_of({{"a", 0, 0, 0, 0, {}}}, true)),
        {{"\0\0\x30", 3}, {"\0\0\x30", 3}, {"\0\0\x30", 3}, {"\x80\0\xFF", 3}}},
+      // White would have left more than 30 of the light.
+      {"transparency beside colours as they are",
+       psd_of({4, 1, 1}, raw + "\x30\x40\xFF\x80", layers_of({{"a", 0, 0, 0, 0, {}}}, true)),
+       {"\xFF", "\x40", "\x30", "\x80"}},
   };
   for (const row& r : rows) {
     const img::image image = read(r.file);

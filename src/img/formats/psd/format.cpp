@@ -2,6 +2,7 @@
 #include "img/format.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <vector>
 
@@ -77,16 +78,23 @@ class canvas {
   // Call it when all rows are there.
   void finish() {
     if (!deferred_) return;
-    lib::parallel_rows(image_.height, static_cast<long long>(image_.width) * image_.height * 4,
-                       [&](int first, int last) {
-                         for (int y = first; y < last; ++y) {
-                           if (document_.bits == 8) {
-                             mix_row<std::uint8_t>(y);
-                           } else {
-                             mix_row<std::uint16_t>(y);
-                           }
-                         }
-                       });
+    const auto each_row = [&](const auto& take) {
+      lib::parallel_rows(image_.height, static_cast<long long>(image_.width) * image_.height * 4,
+                         [&](int first, int last) {
+                           for (int y = first; y < last; ++y) take(y);
+                         });
+    };
+    // Some programs state a transparency and store the colours as they are.
+    if (on_white_) {
+      std::atomic<bool> possible = true;
+      each_row([&](int y) {
+        if (!(document_.bits == 8 ? can_lie_on_white<std::uint8_t>(y) : can_lie_on_white<std::uint16_t>(y))) {
+          possible = false;
+        }
+      });
+      on_white_ = possible;
+    }
+    each_row([&](int y) { document_.bits == 8 ? mix_row<std::uint8_t>(y) : mix_row<std::uint16_t>(y); });
   }
 
  private:
@@ -110,15 +118,42 @@ class canvas {
       std::memcpy(image_.data[p].data() + offset, image_.data[0].data() + offset, bytes);
   }
 
+  template <class Sample>
+  static constexpr std::uint32_t full = sizeof(Sample) == 1 ? 255 : 65535;
+
+  // A sample as the file has it.
+  template <class Sample>
+  std::uint32_t stored(const plane& plane, int x, int y) const {
+    const Sample* sample =
+        plane.as<Sample>() + static_cast<std::size_t>(y) * static_cast<std::size_t>(image_.width) + x;
+    return sizeof(Sample) == 1 ? *sample : be16(sample);
+  }
+  // Paper is the largest value: each light is what its ink and black leave.
+  template <class Sample>
+  std::uint32_t light(int p, int x, int y) const {
+    const std::uint32_t value = stored<Sample>(image_.data[static_cast<std::size_t>(p)], x, y);
+    if (document_.mode != psd_cmyk) return value;
+    return static_cast<std::uint32_t>((std::uint64_t{value} * stored<Sample>(black_, x, y) + full<Sample> / 2) /
+                                      full<Sample>);
+  }
+  int colors() const { return document_.colors() == 1 ? 1 : 3; }
+
+  // Over white no light is below what the white lets through, but for rounding.
+  template <class Sample>
+  bool can_lie_on_white(int y) const {
+    constexpr std::uint32_t rounding = sizeof(Sample) == 1 ? 2 : 16;
+    for (int x = 0; x < image_.width; ++x) {
+      const std::uint32_t alpha = stored<Sample>(image_.data[3], x, y);
+      for (int p = 0; p < colors(); ++p) {
+        if (light<Sample>(p, x, y) + alpha + rounding < full<Sample>) return false;
+      }
+    }
+    return true;
+  }
+
   // From samples as the file has them to those of the picture.
   template <class Sample>
   void mix_row(int y) {
-    constexpr std::uint32_t full = sizeof(Sample) == 1 ? 255 : 65535;
-    const auto at = [&](const plane& plane, int x) {
-      const Sample* sample =
-          plane.as<Sample>() + static_cast<std::size_t>(y) * static_cast<std::size_t>(image_.width) + x;
-      return static_cast<std::uint32_t>(sizeof(Sample) == 1 ? *sample : be16(sample));
-    };
     const auto keep = [&](int plane, int x, std::uint32_t value) {
       Sample& sample = image_.row<Sample>(plane, y)[x];
       if constexpr (sizeof(Sample) == 1) {
@@ -127,21 +162,15 @@ class canvas {
         sample = (plane == 3 ? fraction16_to_half() : encoded16_to_half())[value];
       }
     };
-    const int stored = document_.colors() == 1 ? 1 : 3;
     for (int x = 0; x < image_.width; ++x) {
-      const std::uint32_t alpha = image_.has_plane(3) ? at(image_.data[3], x) : full;
-      for (int p = 0; p < stored; ++p) {
-        std::uint32_t value = at(image_.data[static_cast<std::size_t>(p)], x);
-        // Paper is the largest value: each light is what its ink and black leave.
-        if (document_.mode == psd_cmyk) {
-          value = static_cast<std::uint32_t>((std::uint64_t{value} * at(black_, x) + full / 2) / full);
-        }
-        if (on_white_) value = without_white(value, alpha, full);
-        keep(p, x, value);
+      const std::uint32_t alpha = image_.has_plane(3) ? stored<Sample>(image_.data[3], x, y) : full<Sample>;
+      for (int p = 0; p < colors(); ++p) {
+        const std::uint32_t value = light<Sample>(p, x, y);
+        keep(p, x, on_white_ ? without_white(value, alpha, full<Sample>) : value);
       }
       if (image_.has_plane(3)) keep(3, x, alpha);
     }
-    if (stored == 1) repeat_gray(y);
+    if (colors() == 1) repeat_gray(y);
   }
 
   static std::uint32_t without_white(std::uint32_t value, std::uint32_t alpha, std::uint32_t full) {
