@@ -162,10 +162,23 @@ TEST_F(png, text_becomes_metadata) {
   const img::image image = read(png_of(1, 1, 8, gray, {"\0a", 2},
                                        chunk("tEXt", {"Title\0\xC4 title", 13}) + chunk("tEXt", "Nothing") +
                                            chunk("zTXt", bytes("Auth\xF6r\0\0", 8) + deflated("\xE9")) +
-                                           chunk("iTXt", {"Note\0\0\0de\0Notiz\0\xE2\x82\xAC\xFF", 20})));
-  EXPECT_EQ(image.metadata,
-            (std::map<std::string, std::string>{
-                {"Title", "\u00C4 title"}, {"Nothing", ""}, {"Auth\u00F6r", "\u00E9"}, {"Note", "\u20AC?"}}));
+                                           chunk("iTXt", {"Note\0\0\0de\0Notiz\0\xE2\x82\xAC\xFF", 20}) +
+                                           chunk("iTXt", {"XML:com.adobe.xmp\0\0\0\0\0<x/>", 26})));
+  EXPECT_EQ(image.metadata, (std::map<std::string, std::string>{{"Title", "\u00C4 title"},
+                                                                {"Nothing", ""},
+                                                                {"Auth\u00F6r", "\u00E9"},
+                                                                {"Note", "\u20AC?"},
+                                                                {"xmp", "<x/>"}}));
+}
+
+TEST_F(png, orientation_is_applied) {
+  const bytes exif = "MM" + raster_files::be16(42) + big_endian(8) + raster_files::be16(1) + raster_files::be16(0x112) +
+                     raster_files::be16(3) + big_endian(1) + raster_files::be16(6) + raster_files::be16(0) +
+                     big_endian(0);
+  const img::image image = read(png_of(3, 1, 8, gray, {"\0abc", 4}, chunk("eXIf", exif)));
+  EXPECT_EQ(image.height, 3);
+  EXPECT_EQ(raster_files::samples(image, 0), "abc");
+  EXPECT_EQ(image.metadata.at("exif_orientation"), "6");
 }
 
 TEST_F(png, bad_files_say_what_is_wrong) {

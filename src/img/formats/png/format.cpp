@@ -16,6 +16,7 @@
 #include "img/formats/shared/icc_name.h"
 #include "img/formats/shared/library_guard.h"
 #include "img/formats/shared/metadata_text.h"
+#include "img/formats/shared/orientation.h"
 #include "img/row_kernels.h"
 #include "io/buffered.h"
 #include "io/file.h"
@@ -101,15 +102,21 @@ class reading {
     for (int i = 0; i < count; ++i) {
       const bool international = text[i].compression >= PNG_ITXT_COMPRESSION_NONE;
       const char* value = text[i].text ? text[i].text : "";
-      metadata[utf8_of_latin1(text[i].key)] = international ? valid_utf8(value) : utf8_of_latin1(value);
+      const std::string key = utf8_of_latin1(text[i].key);
+      metadata[key == "XML:com.adobe.xmp" ? "xmp" : key] = international ? valid_utf8(value) : utf8_of_latin1(value);
     }
   }
 
-  // The metadata beside the text: the EXIF block, the name of the profile, the resolution.
-  void facts_into(metadata_map& metadata) const {
+  // The EXIF block into the metadata; gives the orientation.
+  int exif_into(metadata_map& metadata) const {
     png_uint_32 size = 0;
     png_bytep block = nullptr;
-    if (png_get_eXIf_1(png_, info_, &size, &block) != 0) take_exif({block, size}, metadata);
+    return png_get_eXIf_1(png_, info_, &size, &block) != 0 ? take_exif({block, size}, metadata) : 1;
+  }
+
+  // The other metadata beside the text: the name of the profile, the resolution.
+  void facts_into(metadata_map& metadata) const {
+    png_uint_32 size = 0;
     png_charp name = nullptr;
     int method = 0;
     png_bytep profile = nullptr;
@@ -300,13 +307,17 @@ class png : public deep_format {
     image.set_path(path);
     image.set_centre_anchor();
     file.text_into(image.metadata);
+    const int orientation = file.exif_into(image.metadata);
     file.facts_into(image.metadata);
     file.pixels_into(image);
+    apply_orientation(image, orientation);
   }
 
   picture_header read_header(const std::string& path, const layer&) const override {
     const reading file(path);
-    return {file.width(), file.height(), file.has_alpha(), {layer()}};
+    metadata_map metadata;
+    const bool turned = swaps_sides(file.exif_into(metadata));
+    return {turned ? file.height() : file.width(), turned ? file.width() : file.height(), file.has_alpha(), {layer()}};
   }
 
  private:
