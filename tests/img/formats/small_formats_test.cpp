@@ -231,8 +231,8 @@ struct dng : file_test {
   dng() : file_test("dng") {}
 };
 
-// A bare mosaic of 16 bits, of one gray: red, green / green, blue.
-bytes negative_of(int width, int height, int level) {
+// Bare samples of 16 bits, of one gray: a mosaic of red, green / green, blue, or all three of each pixel.
+bytes negative_of(int width, int height, int level, bool linear) {
   const bytes matrix[] = {le32(1) + le32(1), le32(0) + le32(1)};
   bytes unit;
   for (int i = 0; i < 9; ++i) unit += matrix[i % 4 != 0];
@@ -241,15 +241,16 @@ bytes negative_of(int width, int height, int level) {
     int number, type, count;
     bytes value;
   };
-  const std::size_t size = std::size_t{2} * width * height;
+  const int planes = linear ? 3 : 1;
+  const std::size_t size = std::size_t{2} * width * height * planes;
   std::vector<tag> tags = {{254, 4, 1, le32(0)},
                            {256, 4, 1, le32(width)},
                            {257, 4, 1, le32(height)},
-                           {258, 3, 1, le16(16)},
+                           {258, 3, planes, linear ? le16(16) + le16(16) + le16(16) : le16(16)},
                            {259, 3, 1, le16(1)},
-                           {262, 3, 1, le16(32803)},
+                           {262, 3, 1, le16(linear ? 34892 : 32803)},
                            {273, 4, 1, le32(0)},
-                           {277, 3, 1, le16(1)},
+                           {277, 3, 1, le16(planes)},
                            {278, 4, 1, le32(height)},
                            {279, 4, 1, le32(size)},
                            {33421, 3, 2, le16(2) + le16(2)},
@@ -260,6 +261,7 @@ bytes negative_of(int width, int height, int level) {
                            {50721, 10, 9, unit},
                            {50728, 5, 3, neutral},
                            {50778, 3, 1, le16(21)}};
+  if (linear) std::erase_if(tags, [](const tag& t) { return t.number == 33421 || t.number == 33422; });
   std::size_t end = 8 + 2 + 12 * tags.size() + 4;
   for (const tag& t : tags) end += t.value.size() > 4 ? t.value.size() + t.value.size() % 2 : 0;
   bytes directory = le16(tags.size()), data;
@@ -280,10 +282,13 @@ bytes negative_of(int width, int height, int level) {
 
 TEST_F(dng, negatives_are_developed) {
   const std::string samples = KESTRIN_SAMPLES_DIR "/dng/";
-  const std::string made = folder / "made.dng";
-  support::write_file(made, negative_of(32, 24, 20000));
-  for (const auto& [name, width, height] :
-       {std::tuple{made, 32, 24}, {samples + "bayer.dng", 256, 172}, {samples + "DSC8695.dng", 600, 400}}) {
+  const std::string mosaic = folder / "mosaic.dng", linear = folder / "linear.dng";
+  support::write_file(mosaic, negative_of(32, 24, 20000, false));
+  support::write_file(linear, negative_of(32, 24, 20000, true));
+  for (const auto& [name, width, height] : {std::tuple{mosaic, 32, 24},
+                                            {linear, 32, 24},
+                                            {samples + "bayer.dng", 256, 172},
+                                            {samples + "DSC8695.dng", 600, 400}}) {
     if (!std::filesystem::exists(name)) continue;
     img::image image;
     img::load(image, name);
@@ -293,6 +298,7 @@ TEST_F(dng, negatives_are_developed) {
     const img::picture_header header = img::find_format(name)->read_header(name, {});
     EXPECT_EQ(header.width, width);
     EXPECT_EQ(header.height, height);
+    for (int p = 0; p < 3 && width == 32; ++p) EXPECT_NEAR(halves(image, p)[12 * 32 + 16], 20000.0 / 65535, 0.001);
     const bytes whole = support::read_file(name);
     expect_failures({{"cut in the header", whole.substr(0, 100), ""},
                      {"cut in the pixels", whole.substr(0, whole.size() / 2), ""}});
