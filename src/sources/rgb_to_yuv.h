@@ -4,6 +4,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "sources/yuv.h"
+
 namespace sources {
 
 // One row of a colour matrix: out = (blue * b + green * g + red * r + bias) >> shift, held to 0 to `limit`. The bias
@@ -28,9 +30,6 @@ struct yuv_matrix {
 // blue, green and red give exactly the middle of both chroma ranges.
 yuv_matrix make_yuv_matrix(double red, double blue, bool full, int bits, int in_max);
 
-// Where the chroma sample of two pixels lies: on the left one, or between both.
-enum chroma_place { chroma_left, chroma_between };
-
 // What halve_8 gives for the greatest sample.
 enum { halved_8_max = 16 * 255 };
 
@@ -44,12 +43,13 @@ struct yuv_making_rows {
                         size_t count);
   void (*weigh_16_to_16)(const uint16_t* b, const uint16_t* g, const uint16_t* r, uint16_t* out, const matrix_row* row,
                          size_t count);
-  // Two rows, which may be the same one, to one of (width + 1) / 2 samples: weights -1 2 6 2 -1 on the left pixel, or
-  // 1 1 between both. The first are sharper than 1 2 1, so that less is lost where a reader makes each second sample of
-  // its neighbours. Samples beyond an edge are those at the edge. Bytes come out times 16, words as words, both held to
-  // their range.
-  void (*halve_8)(const uint8_t* upper, const uint8_t* lower, uint16_t* out, size_t width, int place);
-  void (*halve_16)(const uint16_t* upper, const uint16_t* lower, uint16_t* out, size_t width, int place);
+  // Two rows, which may be the same one, to one of (width + 1) / 2 samples, chroma_on_left or chroma_between: weights
+  // -1 2 6 2 -1 on the left pixel, or 1 1 between both. The first lose less than 1 2 1 where a reader makes each second
+  // sample of its neighbours, in a line or a cubic: they are the short filter that belongs to a line (the low pass of
+  // the 5/3 wavelet, ITU-T T.800). Samples beyond an edge are those at the edge. Bytes come out times 16, words as
+  // words, both held to their range.
+  void (*halve_8)(const uint8_t* upper, const uint8_t* lower, uint16_t* out, size_t width, chroma_across across);
+  void (*halve_16)(const uint16_t* upper, const uint16_t* lower, uint16_t* out, size_t width, chroma_across across);
 };
 
 // The rows for the instruction set in use.

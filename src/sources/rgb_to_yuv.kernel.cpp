@@ -43,9 +43,10 @@ inline int32_t around_end(const In* row, size_t at, size_t width) {
 }
 
 template <class In>
-void halve(const In* __restrict upper, const In* __restrict lower, uint16_t* __restrict out, size_t width, int place) {
+void halve(const In* __restrict upper, const In* __restrict lower, uint16_t* __restrict out, size_t width,
+           chroma_across across) {
   const size_t whole = width / 2;  // pairs
-  if (place == chroma_between) {
+  if (across == chroma_between) {
     for (size_t i = 0; i < whole; ++i) {
       out[i] = stored(4 * (upper[2 * i] + upper[2 * i + 1] + lower[2 * i] + lower[2 * i + 1]), upper);
     }

@@ -242,6 +242,57 @@ def tiny_disks(box):
                 subprocess.run(["umount", mount])
 
 
+@case("movies on disks that are too small (tmpfs)")
+def tiny_disks_for_movies(box):
+    source = box.shot()
+    for i in range(8):  # grain, of which no codec makes little
+        with open(box.path("s.%04d.tga" % i), "r+b") as file:
+            file.seek(18)
+            file.write(random.randbytes(64 * 48 * 3))
+    mount = box.path("disk")
+    os.mkdir(mount)
+    kinds = [("h264", "mp4"), ("mjpeg", "mov"), ("ffv1", "mkv"), ("raw", "avi")]
+    for codec, extension in kinds:
+        save = lambda folder: [source, "--save_options=codec=" + codec, "--save_layer_as=%s/o.%s" % (folder, extension),
+                               "--exit=status"]
+        if box.run(save("whole")).code:
+            raise Skipped("no module for movies in this build")
+        whole = os.path.getsize(box.path("whole/o." + extension))
+        # The last one has no room for the end of the file alone, where the index is.
+        box.expect(whole > 8192, "%s: %d bytes" % (codec, whole))
+        for size in (whole // 8192 * 4096, (whole - 1) // 4096 * 4096):
+            if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=%d" % size, "tmpfs", mount],
+                              stderr=subprocess.DEVNULL).returncode:
+                raise Skipped("no right to mount")
+            try:
+                result = box.run(save("disk"))
+                box.expect(result.code == 1 and len(result.lines) == 1 and "No space left" in result.err,
+                           "%s: %d %s" % (codec, result.code, result.err))
+                box.expect(os.listdir(mount) == [], "%s: %s stays behind" % (codec, os.listdir(mount)))
+            finally:
+                subprocess.run(["umount", mount])
+
+
+@case("movies that are killed")
+def killed_movies(box):
+    source = box.shot()
+    for turn in range(8 if box.short else 60):
+        extension = ["mov", "mp4", "mkv", "avi"][turn % 4]
+        process = box.start([source, "--length=2000", "--timeline=2000", "--wa_end=2000",
+                             "--save_layer_as=out/o." + extension, "--exit=status"])
+        begin = time.monotonic()
+        wait = random.uniform(0.0, 1.5)
+        while time.monotonic() - begin < wait and process.poll() is None:
+            time.sleep(0.005)
+        if process.poll() is not None:  # it was sooner, or there is no module for movies
+            box.finish(process, begin)
+        else:
+            process.kill()
+            process.wait()
+            box.expect(not os.path.exists(box.path("out/o." + extension)), "killed, and there is o." + extension)
+        shutil.rmtree(box.path("out"), ignore_errors=True)
+
+
 @case("a limit for the size of files (ulimit -f)")
 def file_sizes(box):
     source = box.shot()

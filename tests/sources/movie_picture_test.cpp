@@ -164,6 +164,63 @@ TEST_F(movie_picture, without_tags_the_height_decides) {
   }
 }
 
+TEST_F(movie_picture, chroma_lies_where_the_stream_says) {
+  // Blue grows by 2 a pixel to the right and by 1 downward, sampled as each siting has it: gray luma, full range.
+  constexpr int width = 40;
+  constexpr int height = 30;
+  struct row {
+    const char* name;
+    const char* form;
+    const char* options;
+    double across;  // of the first chroma sample, in pixels
+    double down;
+  };
+  const row rows[] = {
+      {"left.mkv", "yuv420p", "-c:v ffv1", 0, 0.5},
+      {"left.mov", "yuv420p", "-c:v libx264 -qp 0", 0, 0.5},
+      {"top.mov", "yuv420p", "-c:v libx264 -qp 0 -chroma_sample_location topleft", 0, 0},
+      {"center.mkv", "yuv420p", "-c:v libx264 -qp 0 -chroma_sample_location center", 0.5, 0.5},
+      {"bottom.mkv", "yuv420p", "-c:v libx264 -qp 0 -chroma_sample_location bottomleft", 0, 1},
+      {"deep.mkv", "yuv420p10le", "-c:v ffv1", 0, 0.5},
+      {"left422.mkv", "yuv422p", "-c:v ffv1", 0, 0},
+      {"deep422.mkv", "yuv422p10le", "-c:v ffv1", 0, 0},
+      {"packed.mkv", "yuv422p", "-c:v rawvideo -pix_fmt uyvy422", 0, 0},
+      {"jpeg.mov", "yuvj420p", "-c:v mjpeg -q:v 1 -qmin 1", 0.5, 0.5},
+      {"jpeg422.mov", "yuvj422p", "-c:v mjpeg -q:v 1 -qmin 1", 0.5, 0},
+  };
+  for (const row& r : rows) {
+    const bool deep = std::string_view(r.form).ends_with("le");
+    const bool both = std::string_view(r.form).find("420") != std::string_view::npos;
+    std::string samples;
+    const auto add = [&](double value) {
+      const int sample = static_cast<int>(std::lround(deep ? 4 * value : value));
+      samples += static_cast<char>(sample);
+      if (deep) samples += static_cast<char>(sample >> 8);
+    };
+    const double blue_of_chroma = r.form[3] == 'j' ? 1.772 : 1.8556;  // JPEG has BT.601
+    const auto chroma = [&](double x, double y) { return 128 + (2 * x + y - 60) / blue_of_chroma; };
+    for (int i = 0; i < width * height; ++i) add(128);
+    for (int y = 0; y < height; y += both ? 2 : 1) {
+      for (int x = 0; x < width; x += 2) add(chroma(x + r.across, y + r.down));
+    }
+    for (int i = 0; i < width / 2 * height / (both ? 2 : 1); ++i) add(128);
+    const auto image = lossless(r.name, samples, r.form, width, height,
+                                std::string(r.options) + " -colorspace bt709 -color_range pc -strict -2");
+    ASSERT_TRUE(image) << r.name;
+    double worst = 0.0;
+    double sum = 0.0;
+    for (int y = 2; y < height - 2; ++y) {
+      for (int x = 2; x < width - 2; ++x) {
+        const double off = image->row(0, y)[x] - (128.0 + 2 * x + y - 60);
+        worst = std::max(worst, std::fabs(off));
+        sum += off;
+      }
+    }
+    EXPECT_LE(worst, 2.0) << r.name;
+    EXPECT_LE(std::fabs(sum / ((width - 4) * (height - 4))), 0.25) << r.name << " is shifted";
+  }
+}
+
 TEST_F(movie_picture, more_bits_are_rounded_once) {
   // A ramp through all values of a depth, gray with full range: each byte is the nearest one.
   for (const auto& [bits, form, name] : {std::tuple{10, "yuv444p10le", "a.mkv"},

@@ -62,15 +62,15 @@ TEST(rgb_to_yuv, is_the_formula_to_half_a_step_and_gray_stays_gray) {
 
 // The chroma samples of a row by their definition, times eight.
 template <class Samples>
-std::vector<int> halved(const Samples& upper, const Samples& lower, int place) {
+std::vector<int> halved(const Samples& upper, const Samples& lower, sources::chroma_across place) {
   const auto at = [&](int x) {
     const auto i = static_cast<std::size_t>(std::clamp(x, 0, static_cast<int>(upper.size()) - 1));
     return upper[i] + lower[i];
   };
   std::vector<int> out;
   for (int x = 0; x < static_cast<int>(upper.size()); x += 2)
-    out.push_back(place == sources::chroma_left ? 6 * at(x) + 2 * (at(x - 1) + at(x + 1)) - at(x - 2) - at(x + 2)
-                                                : 4 * (at(x) + at(x + 1)));
+    out.push_back(place == sources::chroma_on_left ? 6 * at(x) + 2 * (at(x - 1) + at(x + 1)) - at(x - 2) - at(x + 2)
+                                                   : 4 * (at(x) + at(x + 1)));
   return out;
 }
 
@@ -106,7 +106,7 @@ TEST(rgb_to_yuv, every_level_gives_the_same_rows_and_nothing_beyond_them) {
       }
       ASSERT_EQ(luma, first_words) << level << ' ' << width;
       ASSERT_EQ(luma_bytes, first_bytes) << level << ' ' << width;
-      for (const int place : {sources::chroma_left, sources::chroma_between}) {
+      for (const auto place : {sources::chroma_on_left, sources::chroma_between}) {
         words out(half + room, 0xA5A5);
         rows.halve_8(b.data(), g.data(), out.data(), size, place);
         const std::vector<int> wanted = halved(b, g, place);

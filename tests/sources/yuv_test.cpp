@@ -23,13 +23,18 @@ struct matrix {
 constexpr matrix matrices[] = {{"BT.601", 0.299, 0.114}, {"BT.709", 0.2126, 0.0722}, {"BT.2020", 0.2627, 0.0593}};
 
 // One pixel of full-size chroma through the plain row.
-std::array<int, 3> converted(const sources::yuv_weights& weights, int y, int u, int v) {
-  const std::uint16_t samples[3] = {static_cast<std::uint16_t>(y), static_cast<std::uint16_t>(u),
-                                    static_cast<std::uint16_t>(v)};
+std::array<int, 3> converted(const sources::yuv_weights& weights, int bits, int y, int u, int v) {
+  const std::uint16_t words[3] = {static_cast<std::uint16_t>(y), static_cast<std::uint16_t>(u),
+                                  static_cast<std::uint16_t>(v)};
+  const std::uint8_t bytes[3] = {static_cast<std::uint8_t>(y), static_cast<std::uint8_t>(u),
+                                 static_cast<std::uint8_t>(v)};
+  const auto sample = [&](int i) { return bits == 8 ? static_cast<const void*>(bytes + i) : words + i; };
   std::uint8_t b = 0;
   std::uint8_t g = 0;
   std::uint8_t r = 0;
-  sources::convert_yuv_row_plainly({&samples[0], &samples[1], &samples[2], 2, 0, &b, &g, &r, 1}, weights);
+  sources::convert_yuv_row_plainly(
+      {sample(0), sample(1), sample(2), nullptr, nullptr, 0, bits == 8 ? 1 : 2, sources::chroma_on_each, &b, &g, &r, 1},
+      weights);
   return {b, g, r};
 }
 
@@ -52,7 +57,7 @@ TEST(yuv, is_the_formula_to_half_a_byte) {
               const double r = y + 2 * (1 - m.red) * v;
               const double b = y + 2 * (1 - m.blue) * u;
               const double g = (y - m.red * r - m.blue * b) / (1 - m.red - m.blue);
-              const auto found = converted(weights, sample(i), sample(j), sample(k));
+              const auto found = converted(weights, bits, sample(i), sample(j), sample(k));
               const double wanted[3] = {b, g, r};
               for (int c = 0; c < 3; ++c) {
                 ASSERT_NEAR(found[c], std::clamp(wanted[c] * 255.0, 0.0, 255.0), 0.54)
@@ -66,8 +71,8 @@ TEST(yuv, is_the_formula_to_half_a_byte) {
         const int black = full ? 0 : static_cast<int>(16 * scale);
         const int white = full ? static_cast<int>(top) : static_cast<int>(235 * scale);
         const int gray = 1 << (bits - 1);
-        EXPECT_EQ(converted(weights, black, gray, gray), (std::array<int, 3>{0, 0, 0}));
-        EXPECT_EQ(converted(weights, white, gray, gray), (std::array<int, 3>{255, 255, 255}));
+        EXPECT_EQ(converted(weights, bits, black, gray, gray), (std::array<int, 3>{0, 0, 0}));
+        EXPECT_EQ(converted(weights, bits, white, gray, gray), (std::array<int, 3>{255, 255, 255}));
       }
     }
   }
@@ -76,28 +81,58 @@ TEST(yuv, is_the_formula_to_half_a_byte) {
 TEST(yuv, every_level_is_the_plain_row) {
   std::mt19937 random(5);
   constexpr int most = 1100;
-  std::vector<std::uint8_t> samples(3 * 2 * (most + 8));
+  std::vector<std::uint8_t> samples(5 * 2 * (most + 8));
   for (std::uint8_t& byte : samples) byte = static_cast<std::uint8_t>(random());
   std::vector<int> widths;
   for (int width = 0; width <= 140; ++width) widths.push_back(width);
   for (const int width : {511, 512, 513, 1023, 1025, most}) widths.push_back(width);
   for (const int bytes : {1, 2}) {
-    for (const int half : {0, 1}) {
+    // Words have up to 14 bits.
+    for (std::size_t i = 1; bytes == 2 && i < samples.size(); i += 2) samples[i] &= 0x3F;
+    for (const auto across : {sources::chroma_on_each, sources::chroma_on_left, sources::chroma_between}) {
       const auto weights = sources::make_yuv_weights(0.2126, 0.0722, false, bytes == 1 ? 8 : 10);
       for (const int width : widths) {
+        const int far = width % 3;
         const int offset = width % 5 * bytes;
         const auto plane = [&](int index) { return samples.data() + index * 2 * (most + 8) + offset; };
         const auto run = [&](sources::yuv_row_function convert) {
           std::vector<std::uint8_t> out(3 * (width + 64), guard);
           const auto target = [&](int index) { return out.data() + index * (width + 64) + 32; };
-          convert({plane(0), plane(1), plane(2), bytes, half, target(0), target(1), target(2), width}, weights);
+          convert({plane(0), plane(1), plane(2), plane(3), plane(4), far, bytes, across, target(0), target(1),
+                   target(2), width},
+                  weights);
           return out;
         };
         const auto expected = run(sources::convert_yuv_row_plainly);
         EXPECT_EQ(std::count(expected.begin(), expected.begin() + 32, guard), 32);
         support::every_level([&](const char* level) {
-          ASSERT_EQ(run(sources::active_yuv_row()), expected) << level << ' ' << bytes << ' ' << half << ' ' << width;
+          ASSERT_EQ(run(sources::active_yuv_row()), expected) << level << ' ' << bytes << ' ' << across << ' ' << width;
         });
+      }
+    }
+  }
+}
+
+TEST(yuv, chroma_lies_where_it_is_said_to) {
+  // Chroma that grows evenly from the left and from the top is even in the picture, but at its edges: blue is
+  // proportional to where the pixel lies. Two rows at half the height, seven pixels.
+  constexpr int step = 20;
+  const auto weights = sources::make_yuv_weights(0.2126, 0.0722, true, 10);
+  const double blue_of_step = 2 * (1 - 0.0722) * step * 255 / 1023.0;
+  for (const auto across : {sources::chroma_on_left, sources::chroma_between}) {
+    for (const int far : {0, 1, 2}) {
+      std::vector<std::uint16_t> luma(7, 512), near, other, gray(4, 512);
+      for (int i = 0; i < 4; ++i) {
+        near.push_back(static_cast<std::uint16_t>(512 + step * i));
+        other.push_back(static_cast<std::uint16_t>(near.back() + step));
+      }
+      std::uint8_t out[3][7];
+      sources::convert_yuv_row_plainly(
+          {luma.data(), near.data(), gray.data(), other.data(), gray.data(), far, 2, across, out[0], out[1], out[2], 7},
+          weights);
+      for (int x = 0; x < 7; ++x) {
+        const double along = std::clamp(across == sources::chroma_on_left ? x / 2.0 : (x - 0.5) / 2, 0.0, 3.0);
+        EXPECT_NEAR(out[0][x], 127.6 + blue_of_step * (along + far / 4.0), 1.0) << across << ' ' << far << ' ' << x;
       }
     }
   }

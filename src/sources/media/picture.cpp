@@ -1,5 +1,6 @@
 #include "sources/media/picture.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <vector>
@@ -33,16 +34,61 @@ luma_weights matrix_of(const AVFrame& picture) {
   }
 }
 
-bool is_full_range(const AVFrame& picture) {
+bool is_jpeg_form(const AVFrame& picture) {
   switch (picture.format) {
     case AV_PIX_FMT_YUVJ420P:
     case AV_PIX_FMT_YUVJ422P:
     case AV_PIX_FMT_YUVJ444P:
     case AV_PIX_FMT_YUVJ440P:
+    case AV_PIX_FMT_YUVJ411P:
       return true;
     default:
-      return picture.color_range == AVCOL_RANGE_JPEG;
+      return false;
   }
+}
+
+bool is_full_range(const AVFrame& picture) {
+  return is_jpeg_form(picture) || picture.color_range == AVCOL_RANGE_JPEG;
+}
+
+AVChromaLocation chroma_of(const AVFrame& picture) {
+  if (picture.chroma_location != AVCHROMA_LOC_UNSPECIFIED) return picture.chroma_location;
+  return is_jpeg_form(picture) ? AVCHROMA_LOC_CENTER : AVCHROMA_LOC_LEFT;
+}
+
+bool is_between_columns(AVChromaLocation chroma) {
+  return chroma == AVCHROMA_LOC_CENTER || chroma == AVCHROMA_LOC_TOP || chroma == AVCHROMA_LOC_BOTTOM;
+}
+
+// Where a chroma row lies among its pixel rows: on the first, in their middle, on the last.
+enum class chroma_height { top, middle, bottom };
+
+chroma_height height_of(AVChromaLocation chroma) {
+  switch (chroma) {
+    case AVCHROMA_LOC_TOPLEFT:
+    case AVCHROMA_LOC_TOP:
+      return chroma_height::top;
+    case AVCHROMA_LOC_BOTTOMLEFT:
+    case AVCHROMA_LOC_BOTTOM:
+      return chroma_height::bottom;
+    default:
+      return chroma_height::middle;
+  }
+}
+
+// The chroma rows on both sides of a pixel row, and how much of the further one counts, in quarters.
+struct chroma_rows {
+  int near;
+  int far;
+  int quarters;
+};
+
+chroma_rows chroma_rows_of(int y, int height, chroma_height place) {
+  const int near = y >> 1;
+  const bool lower = (y & 1) != 0;
+  const int far = std::clamp(lower ? near + 1 : near - 1, 0, (height + 1) / 2 - 1);
+  if (place == chroma_height::middle) return {near, far, 1};
+  return {near, far, lower == (place == chroma_height::top) ? 2 : 0};
 }
 
 // Samples of a plane of `bits` to bytes, rounded to nearest.
@@ -104,7 +150,8 @@ bool picture_converter::convert(const AVFrame& picture, img::image& image) {
       plane_to_bytes(picture, 0, bits, image, 0);
       return true;
     }
-    if (form->nb_components >= 3 && bits <= 14 && form->log2_chroma_w <= 1) return convert_yuv(picture, *form, image);
+    if (form->nb_components >= 3 && bits <= 14 && form->log2_chroma_w <= 1 && form->log2_chroma_h <= 1)
+      return convert_yuv(picture, *form, image);
   }
   if (is_narrow_rgb(*form)) return convert_narrow_rgb(picture, *form, image);
   return convert_by_scaler(picture, *form, image);
@@ -137,16 +184,22 @@ bool picture_converter::convert_yuv(const AVFrame& picture, const AVPixFmtDescri
   const auto [red, blue] = matrix_of(picture);
   const sources::yuv_weights weights = sources::make_yuv_weights(red, blue, is_full_range(picture), bits);
   const sources::yuv_row_function convert_row = host().yuv_row();
+  const AVChromaLocation chroma = chroma_of(picture);
+  const chroma_height height = height_of(chroma);
+  const sources::chroma_across across = form.log2_chroma_w == 0      ? sources::chroma_on_each
+                                        : is_between_columns(chroma) ? sources::chroma_between
+                                                                     : sources::chroma_on_left;
   parallel_rows(image.height, static_cast<long long>(image.width) * image.height, [&](int first, int last) {
     for (int y = first; y < last; ++y) {
       const auto line = [&](int component, int row) {
         const int plane = form.comp[component].plane;
         return picture.data[plane] + static_cast<std::ptrdiff_t>(row) * picture.linesize[plane];
       };
-      const int chroma_y = y >> form.log2_chroma_h;
-      convert_row({line(0, y), line(1, chroma_y), line(2, chroma_y), bits > 8 ? 2 : 1, form.log2_chroma_w,
-                   image.row(0, y), image.row(1, y), image.row(2, y), image.width},
-                  weights);
+      const chroma_rows rows = form.log2_chroma_h == 0 ? chroma_rows{y, y, 0} : chroma_rows_of(y, image.height, height);
+      convert_row(
+          {line(0, y), line(1, rows.near), line(2, rows.near), line(1, rows.far), line(2, rows.far), rows.quarters,
+           bits > 8 ? 2 : 1, across, image.row(0, y), image.row(1, y), image.row(2, y), image.width},
+          weights);
     }
   });
   if (alpha) plane_to_bytes(picture, form.comp[3].plane, bits, image, 3);
@@ -163,15 +216,39 @@ bool picture_converter::convert_planar_rgb(const AVFrame& picture, const AVPixFm
   return true;
 }
 
+bool picture_converter::prepare_scaler(const scaling& wanted, const AVPixFmtDescriptor& form) {
+  if (scaler_ && wanted == scaler_is_for_) return true;
+  scaler_.reset(sws_alloc_context());
+  if (!scaler_) return false;
+  const bool mixes = form.log2_chroma_w > 0 || form.log2_chroma_h > 0;
+  const auto set = [&](const char* name, int value) { av_opt_set_int(scaler_.get(), name, value, 0); };
+  set("srcw", wanted.width);
+  set("srch", wanted.height);
+  set("src_format", wanted.from);
+  set("dstw", wanted.width);
+  set("dsth", wanted.height);
+  set("dst_format", wanted.to);
+  set("sws_flags", (mixes ? SWS_BILINEAR : SWS_POINT) | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT);
+  if (mixes) {
+    // In 256ths of a pixel from the middle of the first one.
+    const int across = (128 << form.log2_chroma_w) - 128;
+    const int down = (128 << form.log2_chroma_h) - 128;
+    const chroma_height height = height_of(wanted.chroma);
+    set("src_h_chr_pos", is_between_columns(wanted.chroma) ? across : 0);
+    set("src_v_chr_pos", height == chroma_height::top ? 0 : height == chroma_height::middle ? down : 2 * down);
+  }
+  scaler_is_for_ = wanted;
+  if (sws_init_context(scaler_.get(), nullptr, nullptr) >= 0) return true;
+  scaler_.reset();
+  return false;
+}
+
 bool picture_converter::convert_by_scaler(const AVFrame& picture, const AVPixFmtDescriptor& form, img::image& image) {
   const auto format = static_cast<AVPixelFormat>(picture.format);
   const bool gray = form.nb_components == 1 && !(form.flags & (AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_BAYER));
   const bool alpha = has_alpha(format);
   const AVPixelFormat wanted = gray ? AV_PIX_FMT_GRAY8 : alpha ? AV_PIX_FMT_GBRAP : AV_PIX_FMT_GBRP;
-  const int flags = SWS_POINT | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT;
-  scaler_.reset(sws_getCachedContext(scaler_.release(), picture.width, picture.height, format, picture.width,
-                                     picture.height, wanted, flags, nullptr, nullptr, nullptr));
-  if (!scaler_) return false;
+  if (!prepare_scaler({picture.width, picture.height, format, wanted, chroma_of(picture)}, form)) return false;
   const bool bt709 = std::lrint(matrix_of(picture).red * 1e4) == 2126;
   const bool bt2020 = std::lrint(matrix_of(picture).red * 1e4) == 2627;
   const int* coefficients = sws_getCoefficients(bt2020 ? SWS_CS_BT2020 : bt709 ? SWS_CS_ITU709 : SWS_CS_ITU601);

@@ -116,15 +116,15 @@ void frame_maker::make_yuv(const sources::movie_picture& picture, AVFrame& frame
       const void* from[3] = {row(0, upper), row(1, upper), row(2, upper)};
       bool words_in = deep_;
       if (half_x_ > 0) {
-        const int place = form_.chroma == AVCHROMA_LOC_CENTER ? sources::chroma_between : sources::chroma_left;
+        const auto across = form_.chroma == AVCHROMA_LOC_CENTER ? sources::chroma_between : sources::chroma_on_left;
         for (int c = 0; c < 3; ++c) {
           std::uint16_t* half = halves.data() + static_cast<std::size_t>(c) * chroma_width;
           if (deep_) {
             rows.halve_16(row_of<std::uint16_t>(picture.planes[static_cast<std::size_t>(c)], upper, width_),
                           row_of<std::uint16_t>(picture.planes[static_cast<std::size_t>(c)], lower, width_), half,
-                          width, place);
+                          width, across);
           } else {
-            rows.halve_8(row(c, upper), row(c, lower), half, width, place);
+            rows.halve_8(row(c, upper), row(c, lower), half, width, across);
           }
           from[c] = half;
         }
