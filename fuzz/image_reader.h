@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "heap_meter.h"
 #include "img/format.h"
 #include "io/exceptions.h"
 
@@ -40,8 +41,18 @@ struct limits {
   std::size_t layers = std::numeric_limits<std::size_t>::max();
 };
 
-// Reads the bytes as a picture of `type` with all that may be asked of a format. Only the io family may come out, and
-// every plane that comes out must be there to its last byte. False for an input of which only the header was read.
+// What a reader may ask for beside the pictures: rows of every thread, tables of a library.
+constexpr long long memory_beside_pictures = 24 << 20;
+
+inline long long bytes_of(const img::image& image) {
+  long long bytes = 0;
+  for (const img::plane& plane : image.data) bytes += static_cast<long long>(plane.size());
+  return bytes;
+}
+
+// Reads the bytes as a picture of `type` with all that may be asked of a format. Only the io family may come out,
+// every plane that comes out must be there to its last byte, and no reader may hold more than twice its picture: four
+// planes of halves and one of depth where the read failed. False for an input of which only the header was read.
 inline bool read_as(const char* type, const std::uint8_t* data, std::size_t size, const limits& limits = {}) {
   static memory_file file;
   file.fill(data, size);
@@ -49,20 +60,26 @@ inline bool read_as(const char* type, const std::uint8_t* data, std::size_t size
   img::picture_header header;
   bool header_read = false;
   std::vector<img::layer> layers(1);
+  heap_meter meter;
   try {
     header = format.read_header(file.path(), {});
     header_read = true;
     format.list_layers(file.path(), layers);
   } catch (const io::exception&) {
   }
+  meter.expect_at_most(memory_beside_pictures);
+  const long long most_picture = header_read ? 10LL * header.width * header.height : 0;
   if (header_read && 1LL * header.width * header.height > limits.pixels) return false;
   // The main picture, and the others in turn: which ones come first is up to the input.
   for (std::size_t i = 0; i < std::min(layers.size(), limits.layers); ++i) {
     const img::layer& layer = layers[i == 0 ? 0 : 1 + (size + i) % (layers.size() - 1)];
+    img::image image;
+    long long picture = most_picture;
+    meter.restart();
     try {
-      img::image image;
       format.read(image, file.path(), layer);
       if (!header_read || image.empty()) std::abort();
+      picture = bytes_of(image);
       if (layer.is_default() && (image.width != header.width || image.height != header.height)) std::abort();
       volatile std::uint8_t last = 0;
       for (int p = 0; p < img::image::max_planes; ++p) {
@@ -75,6 +92,7 @@ inline bool read_as(const char* type, const std::uint8_t* data, std::size_t size
       (void)last;
     } catch (const io::exception&) {
     }
+    meter.expect_at_most(2 * picture + memory_beside_pictures);
   }
   return true;
 }
