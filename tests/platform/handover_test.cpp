@@ -78,6 +78,7 @@ TEST(handover_message, lies) {
   };
   const row rows[] = {
       {"as it is", good, parse_state::complete},
+      {"an empty argument at the end", platform::encode_handover({"/", {"a", ""}}), parse_state::complete},
       {"nothing", "", parse_state::incomplete},
       {"the first byte is wrong", "K", parse_state::broken},
       {"another protocol", "GET / HTTP/1.1\r\n\r\n", parse_state::broken},

@@ -40,6 +40,13 @@ TEST_F(hdr, codings) {
     EXPECT_EQ(halves(image, 2), r.red) << r.what;
     EXPECT_EQ(halves(image, 1), r.green) << r.what;
   }
+  // The widest row that can be packed in the new way: 258 runs of 127 and one sample more of each kind.
+  bytes widest("\x02\x02\x7F\xFF", 4);
+  for (const char sample : {'\x80', '\x40', '\x20', '\x80'}) {
+    for (int i = 0; i < 258; ++i) widest += bytes{'\xFF', sample};
+    widest += bytes{'\1', sample};
+  }
+  EXPECT_EQ(halves(read(file_of("-Y 1 +X 32767", widest)), 2), std::vector<double>(32767, 0.5));
   // A run of 1 1 1 0 and one of 1 1 1 1 after it are 256 repetitions.
   const img::image long_run = read(file_of("-Y 1 +X 257", half_red + bytes("\1\1\1\0\1\1\1\1", 8)));
   EXPECT_EQ(halves(long_run, 2), std::vector<double>(257, 0.5));

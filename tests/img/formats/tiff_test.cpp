@@ -112,6 +112,7 @@ TEST_F(tiff, forms_of_eight_bits) {
   };
   // Codes of nine bits: clear, r, g, b, the three again as 258 and 260, end.
   const bytes lzw("\x80\x1C\x8C\xE6\x28\x14\x12\x07\x01", 9);
+  const bytes unended("\x80\x18\x4C\x46\x33\x21\x94\xCC\x67", 9);  // clear, a to g
   words palette(48);
   palette[1] = 0x7200, palette[17] = 0x6700, palette[33] = 0x6200;
   const row rows[] = {
@@ -147,6 +148,9 @@ TEST_F(tiff, forms_of_eight_bits) {
        {{"\0", 1}, "\x33", "\x14"}},
       {"PackBits", {4, 1, {8}, 32773 & 0xFFFF, 1, {}, little, {bytes("\xFEx\0y", 4)}}, {"xxxy", "xxxy", "xxxy"}},
       {"LZW", {3, 1, {8, 8, 8}, 5, 2, {}, little, {lzw}}, {"bbb", "ggg", "rrr"}},
+      {"LZW to the last bit and without an end",
+       {7, 1, {8}, 5, 1, {}, little, {unended}},
+       {"abcdefg", "abcdefg", "abcdefg"}},
       {"Deflate and differences",
        {3, 1, {8, 8, 8}, 8, 2, {{317, {2}}}, little, {deflated("abc\1\1\1\1\2\3")}},
        {"cdg", "bce", "abc"}},

@@ -333,16 +333,14 @@ void take_cineon_information(const header_view& header, image_info& info) {
   const std::uint32_t maker = header.number(1024, 1);
   const std::uint32_t type = header.number(1025, 1);
   const std::uint32_t offset = header.number(1026, 1);
-  if (prefix != not_given && count != not_given) {
-    const keycode code{static_cast<int>(maker),
-                       static_cast<int>(type),
-                       static_cast<int>(prefix),
-                       static_cast<int>(count),
-                       static_cast<int>(offset),
-                       4,
-                       64};
-    if (code.is_valid()) add_keycode(code, info);
-  }
+  const keycode code{static_cast<int>(maker),
+                     static_cast<int>(type),
+                     static_cast<int>(prefix),
+                     static_cast<int>(count),
+                     static_cast<int>(offset),
+                     4,
+                     64};
+  if (code.is_valid()) add_keycode(code, info);
   take_frame(header.u32(1068), info);
   set_frame_rate(info, static_cast<double>(header.real(1072)));
 }
