@@ -225,7 +225,7 @@ bool window_run::main_tick() {
     due_.reset();
     last_draw_ = now;
     draw_and_present(times);
-    sampling_.picture(was_playing || dragging, times.fetch + times.composite + times.draw,
+    sampling_.picture(was_playing || dragging, times.composite + times.draw,
                       was_playing ? 100'000'000'000 / std::max(composition.doc.fpcs, 1) : drag_picture);
     composition.plain_sampling = sampling_.plain();
     times.lateness = since(start);
