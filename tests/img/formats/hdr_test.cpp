@@ -40,6 +40,16 @@ TEST_F(hdr, codings) {
     EXPECT_EQ(halves(image, 2), r.red) << r.what;
     EXPECT_EQ(halves(image, 1), r.green) << r.what;
   }
+  // 128 samples as they stand are the longest such piece, 127 the longest run.
+  bytes as_it_stands("\x02\x02\0\x80", 4);
+  for (int channel = 0; channel < 3; ++channel) {
+    as_it_stands += '\x80';
+    for (int i = 0; i < 128; ++i) as_it_stands += static_cast<char>(i);
+  }
+  as_it_stands += bytes("\xFF\x88\1\x88", 4);
+  const std::vector<double> ramp = halves(read(file_of("-Y 1 +X 128", as_it_stands)), 2);
+  EXPECT_EQ(ramp[0], 0);
+  EXPECT_EQ(ramp[127], 127);
   // The widest row that can be packed in the new way: 258 runs of 127 and one sample more of each kind.
   bytes widest("\x02\x02\x7F\xFF", 4);
   for (const char sample : {'\x80', '\x40', '\x20', '\x80'}) {
