@@ -18,10 +18,14 @@ constexpr int line_ascent = 8;
 class made_up_engine : public text::engine {
  public:
   int drawn = 0;
+  std::string face;  // that was measured last
   std::vector<std::string> faces() override { return {"Serif", "Sans", "Serif"}; }
   std::string nearest_face(const std::string& face) override { return face == "Nowhere" ? "Somewhere" : face; }
   text::font_metrics metrics_of(const text::font&) override { return {line_ascent, line_height}; }
-  int width_of(const text::font&, std::string_view line) override { return static_cast<int>(line.size()) * advance; }
+  int width_of(const text::font& font, std::string_view line) override {
+    face = font.face;
+    return static_cast<int>(line.size()) * advance;
+  }
   text::mask draw(const text::font& font, std::string_view line) override {
     ++drawn;
     text::mask mask{0, 0, width_of(font, line) - 1, line_height, {}};
@@ -148,6 +152,8 @@ TEST(Text, AMissingFontIsOneLine) {
   made_up m;
   for (int i = 0; i < 3; ++i) m.fonts.width_of({.face = "Nowhere"}, "a" + std::to_string(i));
   EXPECT_EQ(m.lines, std::vector<std::string>{"The font \"Nowhere\" is not installed, \"Somewhere\" is taken"});
+  m.fonts.width_of({.face = "Arial"}, "a");
+  EXPECT_EQ(m.engine->face, "Arial") << "its stand-in is for machines that lack it";
   std::vector<std::string> lines;
   text::fonts none([&](const std::string& line) { lines.push_back(line); },
                    [](std::string& error) {
