@@ -13,6 +13,7 @@
 #include "composition/documents/window_file.h"
 #include "composition/opening/watching.h"
 #include "io/failure.h"
+#include "lib/foreground.h"
 #include "lib/paths.h"
 #include "platform/folders.h"
 #include "playback/pacing.h"
@@ -257,6 +258,9 @@ void window_run::draw_and_present(tick_times& times) {
       presenter_->resize(size.x, size.y);
       surface_size_ = size;
     }
+    // What is read ahead meanwhile stands aside for the picture that is due.
+    std::optional<lib::foreground_scope> due;
+    due.emplace(composition.doc.playing || interface_->input().dragging());
     auto start = steady::now();
     render::frame_times frame;
     const img::image_ptr picture = render::empty_image();
@@ -267,6 +271,7 @@ void window_run::draw_and_present(tick_times& times) {
     times.composite = frame.composite;
     times.draw = since(start) - frame.fetch - frame.composite;
     start = steady::now();
+    if (turn_mode() != ui::present_mode::immediate) due.reset();  // it may wait for the display
     // The rest goes out with the next tick.
     if (presenter_->present_picture(*picture, turn_mode()) != 0) redraw_ = true;
     times.present = since(start);

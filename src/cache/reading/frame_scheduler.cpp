@@ -6,6 +6,7 @@
 #include <system_error>
 #include <utility>
 
+#include "lib/foreground.h"
 #include "lib/parallel.h"
 #include "platform/files.h"
 #include "platform/threads.h"
@@ -18,6 +19,13 @@ constexpr std::size_t low_list = 16;        // requests of a list at which its o
 constexpr double least_share = 0.02;
 constexpr double unknown_share = -1.0;
 constexpr double shortest_measured = 0.0002;  // seconds
+
+// A thread that stood aside was ready.
+platform::thread_times times_so_far() {
+  platform::thread_times times = platform::read_thread_times();
+  times.ready += lib::seconds_given_way();
+  return times;
+}
 
 // The part of a read that was work and not waiting.
 double work_share(const platform::thread_times& before, const platform::thread_times& after) {
@@ -234,6 +242,7 @@ frame_scheduler::outcome frame_scheduler::fetch(const frame_request& request,
     if (why) std::rethrow_exception(why);
     return {};
   }
+  const lib::foreground_scope waited_for;
   std::unique_lock guard(lock_);
   read_ptr mine;
   bool by_pool = false;
@@ -269,6 +278,9 @@ frame_scheduler::outcome frame_scheduler::fetch(const frame_request& request,
     }
   }
   const auto is_done = [&] { return mine->done; };
+  // Who reads ahead must not stand aside for the one who waits for it.
+  std::optional<lib::foreground_break> at_rest;
+  if (is_ahead(mine->owner)) at_rest.emplace();
   if (!patience) {
     done_.wait(guard, is_done);
   } else if (mine->given_up || !done_.wait_for(guard, *patience, is_done)) {
@@ -331,12 +343,12 @@ bool frame_scheduler::leaves_memory_alone(const read& read) {
 }
 
 void frame_scheduler::perform(const read_ptr& read, bool on_one_thread) {
-  const platform::thread_times before = platform::read_thread_times();
+  const platform::thread_times before = times_so_far();
   bool out_of_memory = false;
   const bool superfluous = leaves_memory_alone(*read);
   const bool failed_before = !superfluous && failures_.still_fails(read->request.key, read->why);
   if (!superfluous && !failed_before) read_frame_of(*read, on_one_thread, out_of_memory);
-  const double share = work_share(before, platform::read_thread_times());
+  const double share = work_share(before, times_so_far());
   bool wake = false;
   {
     const std::lock_guard guard(lock_);
@@ -406,7 +418,11 @@ void frame_scheduler::call_crews() {
 }
 
 void frame_scheduler::work(crew& crew) {
-  if (&crew == &ahead_) platform::step_back();
+  std::optional<lib::ahead_scope> ahead;
+  if (&crew == &ahead_) {
+    platform::step_back();
+    ahead.emplace();
+  }
   std::unique_lock guard(lock_);
   while (!ending_) {
     if (&crew == &urgent_ && asked_.empty() && !tasks_.empty() && has_room(1.0)) {

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "lib/foreground.h"
 #include "platform/memory.h"
 
 namespace platform {
@@ -14,17 +15,18 @@ namespace {
 
 // Piece that is read around the cache before the cache is tried again.
 constexpr std::size_t direct_bytes = 4u << 20;
-// New memory that is made present at once: it comes zeroed into the processor's cache, and is written there.
-constexpr std::size_t fresh_bytes = 256u << 10;
+// Piece that is copied from the cache at once. New memory is made present by these: it comes zeroed into the
+// processor's cache, and is written there.
+constexpr std::size_t piece_bytes = 256u << 10;
 
 // Reads what the page cache holds from the start of the stretch, without waiting for the disk; 0 for nothing, -1 when
 // the file system can't tell. The system answers a miss by reading ahead as much as was asked for. So the pieces begin
 // small and double: what comes into the cache is never more than what was there.
 std::int64_t read_cached(int fd, char* buffer, std::size_t count, std::int64_t offset, bool fresh) {
-  const std::size_t most = fresh ? fresh_bytes : count;
   std::size_t done = 0;
   while (done < count) {
-    iovec piece{buffer + done, std::min({count - done, std::max<std::size_t>(done, 4096), most})};
+    iovec piece{buffer + done, std::min({count - done, std::max<std::size_t>(done, 4096), piece_bytes})};
+    lib::give_way();
     if (fresh) make_present(piece.iov_base, piece.iov_len);
     const ssize_t got = preadv2(fd, &piece, 1, offset + static_cast<std::int64_t>(done), RWF_NOWAIT);
     if (got < 0 && errno == EINTR) continue;

@@ -22,6 +22,7 @@
 #include "img/formats/shared/refuse.h"
 #include "img/row_kernels.h"
 #include "io/file.h"
+#include "lib/foreground.h"
 
 namespace img {
 namespace {
@@ -185,6 +186,7 @@ class reading {
       jpeg_.out_color_space = JCS_YCbCr;
       start();
       while (jpeg_.output_scanline < jpeg_.output_height) {
+        lib::give_way();
         picture.take(&jpeg_);
         if (lacks_data()) {
           missing_ = image.height - picture.rows();
@@ -211,6 +213,7 @@ class reading {
       while (jpeg_.output_scanline < jpeg_.output_height) {
         const int y = static_cast<int>(jpeg_.output_scanline);
         fresh.reach(y);
+        if (y % DCTSIZE == 0) lib::give_way();
         jpeg_read_scanlines(&jpeg_, &row, 1);
         if (lacks_data()) {
           missing_ = image.height - y;

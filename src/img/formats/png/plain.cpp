@@ -14,6 +14,7 @@
 
 #include "img/fresh_rows.h"
 #include "img/row_kernels.h"
+#include "lib/foreground.h"
 
 namespace img {
 namespace {
@@ -178,6 +179,7 @@ bool rows_into(image& image, std::uint8_t* data, fresh_rows& fresh) {
   for (int y = 0; y < image.height; ++y, data += bytes + 1) {
     std::uint8_t* row = data + 1;
     fresh.reach(y);
+    if (y % 16 == 0) lib::give_way();
     if (!undo_filter<step>(*data, row, above, bytes)) return false;
     if constexpr (step == 3) {
       kernels.split3(row, image.row(2, y), image.row(1, y), image.row(0, y), width);

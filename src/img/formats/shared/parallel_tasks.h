@@ -6,6 +6,7 @@
 #include <exception>
 #include <mutex>
 
+#include "lib/foreground.h"
 #include "lib/parallel.h"
 
 namespace img {
@@ -23,7 +24,10 @@ void parallel_tasks(int count, int threads, Body&& body) {
     int i = 0;
     try {
       Own own;
-      while ((i = next++) < failed) body(i, own);
+      while ((i = next++) < failed) {
+        lib::give_way();
+        body(i, own);
+      }
     } catch (...) {
       const std::lock_guard hold(lock);
       if (i < failed) {

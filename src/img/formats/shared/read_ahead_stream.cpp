@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "io/exceptions.h"
+#include "lib/foreground.h"
 
 namespace img {
 namespace {
@@ -56,6 +57,7 @@ void read_ahead_stream::read(int piece) {
 void read_ahead_stream::more() {
   if (next_ == static_cast<int>(states_.size())) throw io::eof_error(file_.name());
   const int piece = next_++;
+  lib::give_way();
   std::atomic<state>& present = states_[static_cast<std::size_t>(piece)];
   while (present != state::ready) {
     if (claim(piece)) {
