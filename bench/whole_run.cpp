@@ -1,5 +1,7 @@
 // The whole program as a batch tool: 48 TGA pictures with alpha over 48 others, out as 48 TGA pictures, 1080p, against
 // ffmpeg doing the same job.
+//
+// bench_whole_run [OTHER]: the path of another kestrin, as that of the version before, is compared as well.
 #include "img/format.h"
 #include "support.h"
 #include "test_picture.h"
@@ -18,7 +20,7 @@ void make_sequence(const std::string& folder, const char* name, const char* lett
 
 }  // namespace
 
-int main() {
+int main(int count, char** arguments) {
   const bench::work_folder work;
   const std::string folder = work.path();
   make_sequence(folder, "back", "BGR", 11);
@@ -29,18 +31,20 @@ int main() {
     std::filesystem::create_directory(out);
   };
 
+  const auto save_by = [&](const std::string& program) {
+    return [program, folder, out] {
+      bench::run(program + " '" + folder + "/back.####.tga' '" + folder +
+                 "/front.####.tga' --alpha=normal --mask_size=1920,1080 --save_mask_as_sequence='" + out +
+                 "/o.####.tga' --exit=status");
+    };
+  };
   std::vector<bench::contender> all = {
-      {"kestrin",
-       [&] {
-         bench::run(std::string(KESTRIN_BINARY) + " '" + folder + "/back.####.tga' '" + folder +
-                    "/front.####.tga' --alpha=normal --mask_size=1920,1080 --save_mask_as_sequence='" + out +
-                    "/o.####.tga' --exit=status");
-       },
-       {}},
+      {"kestrin", save_by(KESTRIN_BINARY), {}},
       {"page cache",
        [&] { bench::run("cat " + folder + "/back.*.tga " + folder + "/front.*.tga > " + out + "/all"); },
        {}},
   };
+  if (count > 1) all.push_back({arguments[1], save_by(arguments[1]), {}});
   if (bench::have("ffmpeg")) {
     // The overlay in planes of red, green and blue, and in the form that the ends of the graph have already, packed
     // pixels.

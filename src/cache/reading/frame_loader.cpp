@@ -21,7 +21,7 @@ constexpr int soon_shown = 4;         // frames of a play that are read with all
 constexpr int judged_frames = 8;      // of a play, whose skips tell whether it keeps up
 constexpr int many_skips = 3;
 constexpr int few_skips = 1;
-constexpr auto pause = std::chrono::milliseconds(2);
+constexpr auto pause = std::chrono::milliseconds(1);
 
 bool has_many_frames(const ksn::track_info& track) {
   return track.source.type == ksn::source_type::sequence || track.source.is_clip();
