@@ -2,9 +2,9 @@
 """press_window.py KESTRIN [PICTURES]: presses what the window offers, as a hand would, and reads the fields back.
 
 Starts an X server without a screen (Xvfb) and the program with the example in it, presses every button of both strips,
-every entry of their menus and every gesture of the timeline with xdotool, and compares the field after each with what it
-should be. Prints a line for whatever is not so, and ends with the number of them. With a folder, pictures of the window
-along the way go there.
+every entry of their menus, every gesture of the timeline and the transport of full screen with xdotool, and compares
+the field after each with what it should be. Prints a line for whatever is not so, and ends with the number of them. With
+a folder, pictures of the window along the way go there.
 """
 import os, re, shutil, subprocess, sys, tempfile, time
 
@@ -56,6 +56,11 @@ def picture(name):
     if pictures:
         os.makedirs(pictures, exist_ok=True)
         run('import', '-window', 'root', '-crop', f'{W}x{H + 60}+0+0', f'{pictures}/{name}.png')
+
+
+def picture_of_screen(name):
+    if pictures:
+        run('import', '-window', 'root', f'{pictures}/{name}.png')
 
 
 def wait_for(test, seconds=5):
@@ -305,6 +310,37 @@ def press_timeline(top):
     expect('bar beyond the rows', '7:name', 'look')
 
 
+def press_full_screen():
+    """The transport that floats over the picture while the timeline is hidden."""
+    width, height = 1600, 1200
+    hand_over('--time=0', '--repeat=loop')
+
+    def is_wide():
+        return f'WIDTH={width}\n' in xdotool('getwindowgeometry', '--shell', window)
+
+    def expect_wide(what, wanted):
+        if not wait_for(lambda: is_wide() == wanted):
+            print(what, 'leaves the window at', xdotool('getwindowgeometry', window), flush=True)
+            globals()['failures'] += 1
+    xdotool('mousemove', *place(300, 200), 'key', 'F11')
+    expect_wide('F11', True)
+
+    def press(index):
+        xdotool('mousemove', width // 2 - 132 + 44 * index, height - 36, 'click', 1)
+    for name, index, field, value in [('last', 5, 'time', 99), ('prev', 1, 'time', 98), ('next', 4, 'time', 99),
+                                      ('first', 0, 'time', 0), ('play', 3, 'playing', 1), ('pause', 3, 'playing', 0),
+                                      ('play back', 2, 'forward', 0), ('pause', 2, 'playing', 0),
+                                      ('repeat', 6, 'repeat', 'none')]:
+        press(index)
+        expect('floating ' + name, field, value)
+        picture_of_screen('floating_' + name)
+    hand_over('--time=0', '--repeat=loop')
+    xdotool('mousemove', 300, 200, 'sleep', 0.3)
+    picture_of_screen('full_screen')
+    xdotool('key', 'Escape')
+    expect_wide('Escape', False)
+
+
 try:
     shutil.copytree(project + '/examples', home + '/examples')
     with open(home + '/examples/first_look.ksncmd') as source, open(home + '/window.ksncmd', 'w') as target:
@@ -331,6 +367,7 @@ try:
     press_buttons(button, split, transport)
     press_menus(button)
     press_timeline(split)
+    press_full_screen()
     picture('end')
     hand_over('--exit')
     kestrin.wait(10)
