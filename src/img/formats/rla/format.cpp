@@ -78,7 +78,12 @@ struct row_memory {
 // where the record is as long, all others byte by byte: all the highest, then the next.
 const std::uint8_t* unpack_channel(byte_cursor codes, const rla_channels& kind, std::size_t width, row_memory& own) {
   const auto size = static_cast<std::size_t>(kind.bytes());
-  if (kind.real && codes.left() == 4 * width) return codes.take(4 * width);
+  if (kind.real && codes.left() == 4 * width) {
+    // A record may begin at any byte.
+    const std::uint8_t* const reals = codes.take(4 * width);
+    own.samples.assign(reals, reals + 4 * width);
+    return own.samples.data();
+  }
   own.bytes.resize(width * size);
   for (std::size_t b = 0; b < size; ++b) unpack(codes, own.bytes.data() + b * width, width);
   own.samples.resize(width * size);
