@@ -99,6 +99,7 @@ encoder_form form_of(const sources::movie_settings& settings) {
   form.width = settings.width + (settings.width & odd);
   form.height = settings.height + (settings.height & odd);
   const bool jpeg = settings.codec == "mjpeg";
+  const bool dnxhr = settings.codec.starts_with("dnxhr");  // says BT.709 in its own header, whatever the container says
   const AVPixFmtDescriptor* pixels = av_pix_fmt_desc_get(form.format);
   if (!pixels || (pixels->flags & AV_PIX_FMT_FLAG_RGB)) {
     form.matrix = AVCOL_SPC_RGB;
@@ -106,7 +107,7 @@ encoder_form form_of(const sources::movie_settings& settings) {
     return form;
   }
   form.full_range = jpeg;
-  form.matrix = jpeg ? AVCOL_SPC_BT470BG : settings.height <= 576 ? AVCOL_SPC_SMPTE170M : AVCOL_SPC_BT709;
+  form.matrix = jpeg ? AVCOL_SPC_BT470BG : dnxhr || settings.height > 576 ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
   if (pixels->log2_chroma_w > 0) form.chroma = jpeg ? AVCHROMA_LOC_CENTER : AVCHROMA_LOC_LEFT;
   return form;
 }

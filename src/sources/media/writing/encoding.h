@@ -18,7 +18,8 @@ struct encoder_form {
   AVChromaLocation chroma = AVCHROMA_LOC_UNSPECIFIED;
 };
 
-// The form in which a movie's pictures are encoded. BT.601 up to 576 lines and always in JPEG, else BT.709.
+// The form in which a movie's pictures are encoded. BT.601 up to 576 lines and always in JPEG, else BT.709, which
+// DNxHR has always.
 encoder_form form_of(const sources::movie_settings& settings);
 
 // An open encoder. Null, with the reason, when this FFmpeg has none or it refuses the settings.

@@ -78,6 +78,7 @@ bool movie_file::add_picture(const sources::movie_picture& picture) {
   const frame_ptr frame = maker_.make(picture);
   if (!frame) return failed(AVERROR(ENOMEM));
   frame->pts = pictures_++;
+  frame->quality = video_encoder_->global_quality;  // encoders with a fixed step take it from the picture
   return encode(*video_encoder_, *video_, frame.get());
 }
 
