@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 
@@ -13,6 +14,7 @@
 #include "save/queue/actions.h"
 #include "save/queue/snapshot.h"
 #include "support/pictures.h"
+#include "support/saved_movie.h"
 #include "support/temp_folder.h"
 #include "support/wait.h"
 
@@ -76,14 +78,19 @@ class save_queue : public testing::Test {
       return queue.is_over_to(queue.last_id());
     });
   }
+  // a.100.tga and those that follow.
+  void sequence_of(int count) const {
+    for (int i = 0; i < count; ++i)
+      img::save(support::random_picture("BGR", 64, 48), folder / ("a." + std::to_string(100 + i) + ".tga"), nullptr,
+                {});
+  }
+  static std::string number_of(int frame) { return (frame < 10 ? ".000" : ".00") + std::to_string(frame) + ".tga"; }
   std::string bytes_of(const std::string& name) const { return support::read_file(folder / name); }
 };
 
 TEST_F(save_queue, writes_the_document_as_it_was) {
   constexpr int count = 24;
-  for (int i = 0; i < count; ++i) {
-    img::save(support::random_picture("BGR", 64, 48), folder / ("a." + std::to_string(100 + i) + ".tga"), nullptr, {});
-  }
+  sequence_of(count);
   run({folder / "a.100.tga", "--mask_size=64,48", "--exposure=0.5", "--new_brush_layer", "--alpha=normal",
        "--new_text_layer", "--text=frame %{time}", "--alpha=normal", "--new_adjustment_layer", "--saturation=40",
        "--wa_begin=0", "--wa_end=24"});
@@ -120,9 +127,69 @@ TEST_F(save_queue, writes_the_document_as_it_was) {
   EXPECT_EQ(states(), std::vector(3, queue_state::saved));
   EXPECT_EQ(saved.size(), 3u);
   for (int i = 0; i < count; ++i) {
-    const std::string number = i < 10 ? ".000" + std::to_string(i) : ".00" + std::to_string(i);
     for (const char* name : {"one", "two", "three"})
-      EXPECT_EQ(bytes_of(name + number + ".tga"), bytes_of("wanted" + number + ".tga")) << name << i;
+      EXPECT_EQ(bytes_of(name + number_of(i)), bytes_of("wanted" + number_of(i))) << name << i;
+  }
+}
+
+TEST_F(save_queue, edits_cancels_and_the_end_at_any_moment) {
+  constexpr int count = 40;
+  sequence_of(count);
+  const auto make_document = [this] {
+    run({"--new_composition", folder / "a.100.tga", "--mask_size=64,48", "--new_brush_layer", "--alpha=normal",
+         "--new_text_layer", "--text=%{time}", "--alpha=normal", "--wa_begin=0", "--wa_end=40"});
+  };
+  make_document();
+  has_window = false;
+  EXPECT_EQ(run({"--save_mask_as_sequence=" + folder / "wanted.####.tga"}), text_list());
+  has_window = true;
+  for (int turn = 0; turn < 6; ++turn) {
+    make_document();
+    const std::string name = "turn" + std::to_string(turn);
+    const int first = queue.last_id() + 1;
+    run({"--save_mask_as_sequence=" + folder / (name + "a.####.tga"), "--save_options=codec=raw",
+         "--save_mask_as_sequence=" + folder / (name + ".avi"),
+         "--save_mask_as_sequence=" + folder / (name + "b.####.tga")});
+    ASSERT_EQ(queue.last_id(), first + 2) << lines.back();
+    int rounds = 0;
+    // Each turn comes further before the running save is cancelled and the window closes.
+    EXPECT_TRUE(support::wait_until([&] {
+      queue.poll();
+      ksn::canvas_for_painting(composition, composition.doc.track_at(1), 0)->fill(++rounds & 255, 0, 0, 255);
+      if (rounds % 3 == 0) frames.clear();
+      run({"--layer_move_up", "--undo", "--text=" + std::to_string(rounds), "--wa_end=" + std::to_string(5 + turn)});
+      const std::vector<save::queue_item> items = queue.items();
+      const auto begun =
+          std::ranges::find_if(items, [](const save::queue_item& item) { return item.state == queue_state::running; });
+      if (begun == items.end()) return queue.unfinished() == 0;
+      if (begun->done.done < 5 * turn) return false;
+      queue.cancel(begun->id);
+      return begun->id >= first + turn % 3;
+    }));
+    queue.stop();
+    EXPECT_EQ(queue.unfinished(), 0);
+    // What is there is as the document was, whole and from the first frame on.
+    for (const char* part : {"a", "b"}) {
+      int there = 0;
+      for (int i = 0; i < count; ++i) {
+        const std::string file = bytes_of(name + part + number_of(i));
+        if (file.empty()) continue;
+        EXPECT_EQ(there++, i) << name << part;
+        EXPECT_EQ(file, bytes_of("wanted" + number_of(i))) << name << part << i;
+      }
+    }
+    const std::string movie = folder / (name + ".avi");
+    EXPECT_FALSE(std::filesystem::exists(movie + ".part"));
+    if (!std::filesystem::exists(movie)) continue;
+    const auto clip = support::open_movie(movie).opened;
+    ASSERT_TRUE(clip);
+    for (int i = 0; i < clip->frames(); ++i) {
+      img::image played;
+      img::image wanted;
+      ASSERT_TRUE(clip->read(i, 0, played));
+      img::load(wanted, folder / ("wanted" + number_of(i)));
+      EXPECT_EQ(support::mean_difference(played, wanted), 0.0) << name << i;
+    }
   }
 }
 
