@@ -276,6 +276,7 @@ TEST_F(tiff, what_is_told_beside_the_picture) {
       image.metadata,
       (std::map<std::string, std::string>{
           {"exif_make", "Maker"}, {"resolution", "300 x 150 dots/cm"}, {"xmp", "<x/>"}, {"exif_exposure_time", "2"}}));
+  EXPECT_EQ(img::find_format(path)->read_header(path, {}).pixel_aspect, 0.5);
 }
 
 // Codings that only the library knows, written by the library itself.
@@ -357,6 +358,11 @@ TEST_F(tiff, bad_files_say_what_is_wrong) {
        }),
        eof},
       {"too large for the file", with([](form& f) { f.width = f.height = 60000; }), eof},
+      {"tiles too large for the file", with([](form& f) {
+         f.compression = 5;
+         f.more = {{322, {60000}}, {323, {60000}}};
+       }),
+       eof},
       {"too large for the file, packed", with([](form& f) {
          f.width = f.height = 60000;
          f.compression = 8;

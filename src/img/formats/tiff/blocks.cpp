@@ -165,8 +165,12 @@ void tiff_blocks::unpack(const tiff_file& file, const tiff_picture& picture, std
   reserve(packed_, size);
   file.source().read(packed_.data(), size, offset);
   if (picture.reversed_bits) reverse_bits(packed_.data(), size);
-  // A last strip may hold rows below the picture, which the coding of deflate can't leave out.
-  const std::size_t room = std::max(wanted, picture.row_bytes() * static_cast<std::size_t>(picture.block_height));
+  // A last strip may hold rows below the picture, which the coding of deflate can't leave out. It gives at most 1032
+  // bytes for one.
+  const std::size_t whole = picture.row_bytes() * static_cast<std::size_t>(picture.block_height);
+  const std::size_t room = picture.compression == tiff_lzw || picture.compression == tiff_packbits
+                               ? wanted
+                               : std::max(wanted, std::min(whole, 1032 * size + 1024));
   reserve(unpacked_, room);
   std::size_t got = 0;
   switch (picture.compression) {

@@ -100,6 +100,7 @@ class tiff : public deep_format {
     image.set_path(path);
     image.set_centre_anchor();
     take_tiff_metadata(file, picture.position, image);
+    image.pixel_aspect = tiff_pixel_aspect(file, picture);
     read_tiff_pixels(file, picture, image);
     apply_orientation(image, picture.orientation);
   }
@@ -109,7 +110,7 @@ class tiff : public deep_format {
     const tiff_picture picture = read_tiff_picture(file, position_of(file, layer));
     const bool sides = swaps_sides(picture.orientation);
     return {sides ? picture.height : picture.width, sides ? picture.width : picture.height, picture.has_alpha,
-            pages_of(file).layers};
+            pages_of(file).layers, tiff_pixel_aspect(file, picture)};
   }
 
   void write_float(const float_image& image, const std::string& path, const save_options& options) const override {

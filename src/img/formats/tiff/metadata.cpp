@@ -3,6 +3,7 @@
 #include "img/formats/shared/exif.h"
 #include "img/formats/shared/icc_name.h"
 #include "img/formats/shared/metadata_text.h"
+#include "img/formats/shared/orientation.h"
 #include "io/exceptions.h"
 
 namespace img {
@@ -44,20 +45,35 @@ void take_named(const tiff_file& file, const std::vector<tiff_entry>& entries, i
   }
 }
 
-void take_resolution(const tiff_file& file, const std::vector<tiff_entry>& entries, image_info& info) {
+// Pixels along a unit of length, across and down; false where the file does not tell both.
+bool read_resolution(const tiff_file& file, const std::vector<tiff_entry>& entries, double& across, double& down) {
   const tiff_entry* x = find_entry(entries, 282);
   const tiff_entry* y = find_entry(entries, 283);
-  if (!x || !y) return;
-  const std::vector<double> across = file.reals(*x, 1), down = file.reals(*y, 1);
-  if (across.empty() || down.empty() || across[0] <= 0 || down[0] <= 0) return;
+  if (!x || !y) return false;
+  const std::vector<double> xs = file.reals(*x, 1), ys = file.reals(*y, 1);
+  if (xs.empty() || ys.empty() || !(xs[0] > 0) || !(ys[0] > 0)) return false;
+  across = xs[0];
+  down = ys[0];
+  return true;
+}
+
+void take_resolution(const tiff_file& file, const std::vector<tiff_entry>& entries, image_info& info) {
+  double across = 0, down = 0;
+  if (!read_resolution(file, entries, across, down)) return;
   const tiff_entry* unit = find_entry(entries, 296);
   const std::vector<std::uint64_t> units = unit ? file.numbers(*unit, 1) : std::vector<std::uint64_t>();
   const std::uint64_t code = units.empty() ? 2 : units[0];
   const char* const name = code == 2 ? " dpi" : code == 3 ? " dots/cm" : "";
-  info.metadata["resolution"] = print("%.10g x %.10g", across[0], down[0]) + name;
+  info.metadata["resolution"] = print("%.10g x %.10g", across, down) + name;
 }
 
 }  // namespace
+
+double tiff_pixel_aspect(const tiff_file& file, const tiff_picture& picture) {
+  double across = 0, down = 0;
+  if (!read_resolution(file, file.read_directory(picture.position), across, down)) return 0;
+  return swaps_sides(picture.orientation) ? across / down : down / across;
+}
 
 void take_tiff_metadata(const tiff_file& file, std::int64_t position, image_info& info) {
   const std::vector<tiff_entry> entries = file.read_directory(position);

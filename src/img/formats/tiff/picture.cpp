@@ -67,10 +67,16 @@ void check_blocks(const tiff_file& file, const tiff_picture& picture) {
       static_cast<std::int64_t>(picture.across()) * picture.down() * (picture.planar ? picture.samples : 1);
   if (static_cast<std::int64_t>(std::min(picture.offsets.size(), picture.sizes.size())) < blocks)
     throw io::eof_error(file.path());
-  std::int64_t there = 0;
+  std::int64_t there = 0, largest = 0;
   for (std::size_t i = 0; i < static_cast<std::size_t>(blocks); ++i) {
-    there += static_cast<std::int64_t>(std::min<std::uint64_t>(picture.sizes[i], file.source().size()));
+    const auto size = static_cast<std::int64_t>(std::min<std::uint64_t>(picture.sizes[i], file.source().size()));
+    there += size;
+    largest = std::max(largest, size);
   }
+  // What lies in the picture of a block; a tile may be far wider than that.
+  const std::int64_t of_block =
+      static_cast<std::int64_t>(picture.row_bytes()) * std::min(picture.block_height, picture.height);
+  if (picture.tiled && of_block / expansion_of(picture) > largest) throw io::eof_error(file.path());
   there = std::min(there, file.source().size());
   const std::int64_t bits = static_cast<std::int64_t>(picture.bits) * picture.samples;
   const std::int64_t needed = (static_cast<std::int64_t>(picture.width) * bits + 7) / 8 * picture.height;
