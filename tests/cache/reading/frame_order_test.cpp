@@ -41,6 +41,7 @@ TEST(frame_order, of_a_play) {
     }
   }
   EXPECT_EQ((cache::play_order{2, 7, 4, true, none}.steps_to(3)), std::nullopt);
+  for (const int outside : {1, 7}) EXPECT_EQ((cache::play_order{2, 7, 4, true, loop}.steps_to(outside)), std::nullopt);
   EXPECT_EQ((cache::play_order{2, 7, 4, true, loop}.at(7)), 6) << "round and round";
 }
 

@@ -43,6 +43,7 @@ TEST(frame_places, of_a_path) {
     for (const std::string& one : all) text += (text.empty() ? "" : " ") + one;
     return text;
   };
+  for (const int outside : {-1, 3}) EXPECT_EQ(sources[1].frame_path(outside), "");
   const std::string clip_frame = sources[7].frame_path(17);
   const struct {
     std::string path, frames;
