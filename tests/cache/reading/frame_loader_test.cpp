@@ -185,6 +185,15 @@ TEST_F(loader_test, what_the_user_asks_for) {
   EXPECT_EQ(read(0), "");
 }
 
+TEST_F(loader_test, a_long_wish_is_passed_on_in_parts) {
+  loader.fill_at_rest = false;
+  loader.preload(add(2000, true), 0, 2000);
+  for (int i = 0; i < 20; ++i) tick(0);
+  EXPECT_LE(reading.waiting_of(cache::frame_owner::preload), 100);
+  EXPECT_GT(reading.waiting_of(cache::frame_owner::preload), 10);
+  loader.stop();
+}
+
 TEST_F(loader_test, stopped_until_something_changes) {
   add(30);
   loader.tick(composition, 0);
