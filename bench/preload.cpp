@@ -178,7 +178,7 @@ void compress_by_piz(const std::string& path) {
 }
 
 void compare_peers(const std::string& folder) {
-  constexpr int frames = 64, piz = -1;
+  constexpr int frames = 32, piz = -1;
   kept_frames kept;
   using reader = void (*)(const std::string&, bench::pixels&);
   const struct {
@@ -220,7 +220,7 @@ void compare_peers(const std::string& folder) {
             {{"two side by side, not kept", [&] { side_by_side(false); }, {}},
              {"two side by side", [&] { side_by_side(true); }, {}},
              {"loaded", [&] { preload(layer, 0, kept); }, {}}},
-            7);
+            5);
   }
 }
 
