@@ -16,21 +16,14 @@ double seconds(clockid_t clock) {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
-// The calling thread's own, open as long as it lives.
-struct thread_file {
-  int handle = open("/proc/thread-self/schedstat", O_RDONLY | O_CLOEXEC);
-  ~thread_file() {
-    if (handle >= 0) close(handle);
-  }
-};
-
 // /proc/thread-self/schedstat: nanoseconds on a processor, nanoseconds ready for one, and a count. 0 where the kernel
 // does not tell.
 double ready_seconds() {
-  static thread_local const thread_file file;
-  if (file.handle < 0) return 0.0;
+  const int file = open("/proc/thread-self/schedstat", O_RDONLY | O_CLOEXEC);
+  if (file < 0) return 0.0;
   char text[96];
-  const ssize_t size = pread(file.handle, text, sizeof text - 1, 0);
+  const ssize_t size = read(file, text, sizeof text - 1);
+  close(file);
   if (size <= 0) return 0.0;
   text[size] = 0;
   unsigned long long running = 0;
