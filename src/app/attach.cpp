@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <new>
 #include <utility>
 
 #include "app/line_copy.h"
@@ -61,6 +62,27 @@ class visit {
   std::error_code error_;
 };
 
+// The options that led here are part of the line, and have done what they ask for.
+class known_options {
+ public:
+  explicit known_options(command::engine& engine) : engine_(engine) {}
+  void enter() {
+    for (const char* name : attach_options) engine_.action_table[name].execute = [] {};
+    engine_.action_table["attach"].execute_value = [](const std::string& value) { return value == "status"; };
+  }
+  ~known_options() {
+    for (const char* name : attach_options) {
+      const auto found = engine_.action_table.find(std::string_view(name));
+      if (found != engine_.action_table.end()) engine_.action_table.erase(found);
+    }
+  }
+  known_options(const known_options&) = delete;
+  known_options& operator=(const known_options&) = delete;
+
+ private:
+  command::engine& engine_;
+};
+
 }  // namespace
 
 attach::attach(command::engine& engine, std::string address) : engine_(engine), address_(std::move(address)) {}
@@ -71,6 +93,15 @@ platform::handover& attach::line() {
 }
 
 std::optional<int> attach::hand_over(const std::vector<std::string>& args) {
+  try {
+    return ask(args);
+  } catch (const std::bad_alloc&) {
+    std::fputs("\"--attach\": Not enough memory\n", stderr);
+    return 1;
+  }
+}
+
+std::optional<int> attach::ask(const std::vector<std::string>& args) {
   platform::handover_message message;
   bool failed = false;
   const auto show = [&](const platform::answer_record& record) {
@@ -130,11 +161,9 @@ bool attach::carry_out(const platform::handover_message& message, std::string& a
     const line_copy errors(engine_.write_error, [&answer](const std::string& line) {
       answer += platform::encode_answer(platform::answer_kind::error, line);
     });
-    // The options that led here are part of the line, and have done what they ask for.
-    for (const char* name : attach_options) engine_.action_table[name].execute = [] {};
-    engine_.action_table["attach"].execute_value = [](const std::string& value) { return value == "status"; };
+    known_options known(engine_);
+    known.enter();
     engine_.command_pass(message.arguments);
-    for (const char* name : attach_options) engine_.action_table.erase(name);
   }
   if (work_left) line().hold(work_left());
   // Whoever reads this instance's output has it when the sender ends.

@@ -43,6 +43,7 @@ class attach {
   std::function<void()> bring_forward_;
 
   platform::handover& line();
+  std::optional<int> ask(const std::vector<std::string>& args);
   bool carry_out(const platform::handover_message& message, std::string& answer);
 };
 

@@ -12,6 +12,7 @@
 
 namespace platform {
 
+class descriptor;
 class handover_server;
 
 // The path, without its extension, of the socket and the lock file that the instances on this display share: in
@@ -51,7 +52,8 @@ class handover {
   // thread when a message waits for poll().
   void serve(std::function<void()> wake);
   bool serving() const { return server_ != nullptr; }
-  // Carries out the messages that wait. A call from within `carry_out` does nothing.
+  // Carries out the messages that wait. A call from within `carry_out` does nothing. Where that throws std::bad_alloc,
+  // the sender hears of it and the line counts as carried out: what it did before is done.
   void poll(const carry_out_function& carry_out);
   // From within `carry_out`: the sender has its answer when `rest` gives true, which each poll() asks, or at stop().
   // An empty one holds nothing.
@@ -64,6 +66,7 @@ class handover {
 
   bool claim();
   void try_to_serve();
+  void answer(const handover_message& message, descriptor& peer, const carry_out_function& carry_out);
   void answer_held(bool at_once);
 
   std::string address_;

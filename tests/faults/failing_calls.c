@@ -1,5 +1,5 @@
-/* Preloaded into the program: once a file whose path holds $FAULT_PATH has been opened, allocations fail as told, or reads of
-   that file come in pieces and are interrupted. Which one goes by $FAULT_MODE:
+/* Preloaded into the program: once a file or a socket whose path holds $FAULT_PATH has been opened, allocations fail as told, or
+   reads of it, and what is sent there, come in pieces and are interrupted. Which one goes by $FAULT_MODE:
      count    nothing fails; the number of allocations after the opening is written to $FAULT_COUNT
      one      allocation number $FAULT_AT fails
      large    from number $FAULT_AT on every one of 2048 bytes or more fails
@@ -13,7 +13,9 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/socket.h>
 #include <sys/types.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 extern void* __libc_malloc(size_t);
@@ -108,6 +110,28 @@ ssize_t read(int file, void* buffer, size_t count) {
   }
 PREAD(pread, off_t)
 PREAD(pread64, off64_t)
+
+int connect(int file, const struct sockaddr* address, socklen_t length) {
+  static int (*real)(int, const struct sockaddr*, socklen_t);
+  if (!real) *(void**)&real = dlsym(RTLD_NEXT, "connect");
+  const int result = real(file, address, length);
+  if (result == 0 && address->sa_family == AF_UNIX) looked_at(file, ((const struct sockaddr_un*)address)->sun_path);
+  return result;
+}
+
+ssize_t recv(int file, void* buffer, size_t count, int flags) {
+  static ssize_t (*real)(int, void*, size_t, int);
+  if (!real) *(void**)&real = dlsym(RTLD_NEXT, "recv");
+  const size_t part = share(file, count);
+  return part == 0 && count > 0 ? -1 : real(file, buffer, part, flags);
+}
+
+ssize_t send(int file, const void* buffer, size_t count, int flags) {
+  static ssize_t (*real)(int, const void*, size_t, int);
+  if (!real) *(void**)&real = dlsym(RTLD_NEXT, "send");
+  const size_t part = share(file, count);
+  return part == 0 && count > 0 ? -1 : real(file, buffer, part, flags);
+}
 
 __attribute__((destructor)) static void tell(void) {
   if (told("FAULT_MODE")[0] != 'c') return;

@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <exception>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -46,6 +48,12 @@ exchange_end exchange(int socket, const std::string& bytes, const std::function<
     if (!records.empty()) limit_reading(socket, 0);
   }
   return any ? exchange_end::carried_out : exchange_end::broken;
+}
+
+// An answer that takes no memory.
+void end_without_memory(int peer) {
+  constexpr char bytes[] = "e\x11\0\0\0Not enough memoryd\0\0\0";  // the last 0 is that of the text
+  ::send(peer, bytes, sizeof bytes, MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 
 }  // namespace
@@ -119,7 +127,11 @@ void handover::serve(std::function<void()> wake) {
 
 void handover::try_to_serve() {
   next_try_ = steady_milliseconds() + retry_milliseconds;
-  if (claim()) server_ = std::make_unique<handover_server>(socket_, wake_);
+  try {
+    if (claim()) server_ = std::make_unique<handover_server>(socket_, wake_);
+  } catch (const std::exception&) {
+    // Without memory or a thread now; the next try may find some.
+  }
 }
 
 void handover::poll(const carry_out_function& carry_out) {
@@ -131,25 +143,39 @@ void handover::poll(const carry_out_function& carry_out) {
   polling_ = true;
   answer_held(false);
   handover_server::request request;
-  while (server_ && server_->next(request)) {
-    std::string answer;
-    rest_ = nullptr;
-    const bool done = carry_out(request.message, answer);
-    if (rest_) {
-      held_.push_back({std::move(request.peer), std::move(answer), std::exchange(rest_, nullptr)});
-      continue;
-    }
-    answer += encode_answer(done ? answer_kind::done : answer_kind::refused, {});
-    if (server_) server_->answer(std::move(request.peer), std::move(answer));
-  }
+  while (server_ && server_->next(request)) answer(request.message, request.peer, carry_out);
   polling_ = false;
+}
+
+// Whatever memory there is, the sender hears that its line was taken: a line without an answer would be sent again.
+void handover::answer(const handover_message& message, descriptor& peer, const carry_out_function& carry_out) {
+  try {
+    std::string lines;
+    rest_ = nullptr;
+    const bool done = carry_out(message, lines);
+    if (rest_) {
+      held_answer& held = held_.emplace_back();
+      held.peer = std::move(peer);
+      held.answer = std::move(lines);
+      held.rest = std::exchange(rest_, nullptr);
+      return;
+    }
+    lines += encode_answer(done ? answer_kind::done : answer_kind::refused, {});
+    if (server_) server_->answer(peer, lines);
+  } catch (const std::bad_alloc&) {
+    end_without_memory(peer.get());
+  }
 }
 
 void handover::answer_held(bool at_once) {
   std::erase_if(held_, [&](held_answer& held) {
-    if (!held.rest(held.answer) && !at_once) return false;
-    held.answer += encode_answer(answer_kind::done, {});
-    server_->answer(std::move(held.peer), std::move(held.answer));
+    try {
+      if (!held.rest(held.answer) && !at_once) return false;
+      held.answer += encode_answer(answer_kind::done, {});
+      server_->answer(held.peer, held.answer);
+    } catch (const std::bad_alloc&) {
+      end_without_memory(held.peer.get());
+    }
     return true;
   });
 }

@@ -20,7 +20,7 @@ constexpr std::size_t most_peers = 32;       // that are read or written to; the
 constexpr std::size_t most_requests = 256;   // that wait for the main thread
 constexpr int farewell_milliseconds = 500;   // for the last answers, each, when serving ends
 constexpr int peer_milliseconds = 5000;      // for a peer to send its message, and to take each piece of its answer
-constexpr int crowded_microseconds = 50000;  // between two tries to accept a peer without a free descriptor
+constexpr int crowded_microseconds = 50000;  // between two tries without a free descriptor, or without memory
 
 }  // namespace
 
@@ -47,10 +47,12 @@ bool handover_server::next(request& taken) {
   return true;
 }
 
-void handover_server::answer(descriptor peer, std::string bytes) {
+void handover_server::answer(descriptor& peer, std::string& bytes) {
   {
     const std::lock_guard guard(lock_);
-    answers_.push_back({std::move(peer), std::move(bytes)});
+    written& fresh = answers_.emplace_back();
+    fresh.peer = std::move(peer);
+    fresh.bytes = std::move(bytes);
   }
   signal();
 }
@@ -71,21 +73,28 @@ void handover_server::run() {
   }
 }
 
-// Until it is told to stop.
+// Until it is told to stop. What there is no memory for is tried again: all that waits is still there.
 void handover_server::serve() {
-  for (;;) {
-    {
-      const std::lock_guard guard(lock_);
-      for (; !answers_.empty(); answers_.pop_front()) {
-        peer& fresh = peers_.emplace_back();
-        fresh.socket = std::move(answers_.front().peer);
-        fresh.answer = std::move(answers_.front().bytes);
-        fresh.deadline = steady_milliseconds() + peer_milliseconds;
-      }
-      if (stop_) break;
+  for (bool goes_on = true; goes_on;) {
+    try {
+      goes_on = take_answers();
+      if (goes_on) wait();
+    } catch (const std::bad_alloc&) {
+      usleep(crowded_microseconds);
     }
-    wait();
   }
+}
+
+// The answers of the main thread become peers that are written to; false when there will be no more.
+bool handover_server::take_answers() {
+  const std::lock_guard guard(lock_);
+  for (; !answers_.empty(); answers_.pop_front()) {
+    peer& fresh = peers_.emplace_back();
+    fresh.socket = std::move(answers_.front().peer);
+    fresh.answer = std::move(answers_.front().bytes);
+    fresh.deadline = steady_milliseconds() + peer_milliseconds;
+  }
+  return !stop_;
 }
 
 bool handover_server::has_room() {

@@ -29,7 +29,8 @@ class handover_server {
   ~handover_server();
 
   bool next(request& taken);
-  void answer(descriptor peer, std::string bytes);
+  // Throws std::bad_alloc, and has taken neither then.
+  void answer(descriptor& peer, std::string& bytes);
 
  private:
   struct written {
@@ -47,6 +48,7 @@ class handover_server {
   void signal();
   void run();
   void serve();
+  bool take_answers();
   bool has_room();
   void wait();
   bool drop_half_message();
