@@ -61,6 +61,7 @@ void window_run::register_fits() {
                        .name = name,
                        .help = help,
                        .keys = keys,
+                       .menu = {*keys ? "mi_view" : "", 40},
                        .execute = std::move(run)});
   };
   const auto in_client = [this, &composition](void (*fit)(ksn::state&, int, int)) {

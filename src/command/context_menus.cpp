@@ -17,7 +17,7 @@ struct context_row {
 constexpr context_row rows[] = {
     // --- the preview area ---
     {"view",
-     "add_layer - reset_pan_and_zoom toggle_fullscreen - toggle_timeline toggle_layer_stack toggle_infobar "
+     "add_layer - fit_window reset_pan_and_zoom toggle_fullscreen - toggle_timeline toggle_layer_stack toggle_infobar "
      "toggle_property_panel toggle_pv_tooltip - toggle_mask toggle_grid toggle_vsync - resize_window_to_fit - "
      "mail_screen_as_jpeg mail_screen_as_png - clipboard_copy_mask clipboard_copy_screen clipboard_paste "
      "clipboard_paste_frame clipboard_paste_image - internal_copy_color"},

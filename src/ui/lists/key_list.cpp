@@ -15,11 +15,17 @@ class key_list : public list_panel {
   std::string note() const override { return bench().text("key_list_note"); }
   int left_width() const override { return 150; }
   bool is_searchable() const override { return true; }
+  bool has_choice() const override { return true; }
+
+  void row_clicked(const list_row& row) override {
+    bench().input.drop_focus(this);
+    for (const std::string& command : row.commands) bench().run(command);
+  }
 
   std::vector<list_row> rows(const std::string& search) const override {
     std::vector<list_row> result;
     for (const auto& [code, commands] : bench().keys.bindings()) {
-      list_row row{command::key_text(code), {}, false};
+      list_row row{command::key_text(code), {}, false, commands};
       std::string plain;
       for (const std::string& command : commands) {
         const std::string text = bench().text(command);
@@ -34,7 +40,28 @@ class key_list : public list_panel {
     }
     std::stable_sort(result.begin(), result.end(),
                      [](const list_row& a, const list_row& b) { return a.right < b.right; });
+    if (!search.empty()) add_without_key(search, result);
+    if (sets_field(typed())) result.push_back({{}, typed(), false, {typed()}});
     return result;
+  }
+
+ private:
+  // "opacity=50"
+  bool sets_field(const std::string& text) const {
+    const std::string name = text.substr(0, text.find('='));
+    return name != text && (bench().engine.find_layer_field(name) || bench().engine.find_global_field(name));
+  }
+
+  // What can be done and no key does.
+  void add_without_key(const std::string& search, std::vector<list_row>& rows) const {
+    for (const auto& [name, action] : bench().engine.action_table) {
+      using enum command::action_group;
+      const bool is_for_users = action.group != internal && action.group != menu_choice && action.group != other;
+      if (!is_for_users || !action.plain() || !bench().keys.key_text_of_action(name).empty()) continue;
+      const std::string text = bench().text(name);
+      if (lib::to_lower(text + " " + name + " " + action.help).find(search) == std::string::npos) continue;
+      rows.push_back({{}, text, false, {name}});
+    }
   }
 };
 

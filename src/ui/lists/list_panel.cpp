@@ -38,7 +38,7 @@ list_panel::list_panel(workbench& bench) : bench_(bench), search_({}, most_searc
 
 void list_panel::open() {
   search_.start("", false);
-  first_ = 0;
+  first_ = chosen_ = 0;
   place_ = {{}, bench_.layout().size, bench_.layout().scale};
   const int count = static_cast<int>(found().size());
   if (starts_at_end()) scroll_to(count, count);
@@ -78,6 +78,13 @@ void list_panel::scroll_to(int first, int count) {
   first_ = std::clamp(first, 0, std::max(count - visible_rows(), 0));
 }
 
+// As an arrow key does: the chosen row, which stays in sight, or the whole list.
+void list_panel::go_to(int row, int count) {
+  if (!has_choice()) return scroll_to(row, count);
+  chosen_ = std::clamp(row, 0, std::max(count - 1, 0));
+  scroll_to(std::clamp(first_, chosen_ - visible_rows() + 1, chosen_), count);
+}
+
 mouse_handler* list_panel::hit_test(math::point point, const place& at) {
   place_ = at;
   return is_open() && holds(panel(), point) ? this : nullptr;
@@ -102,30 +109,37 @@ void list_panel::wheel(int axis, int steps, math::point) {
 void list_panel::key_char(char16_t character) {
   if (!is_searchable()) return;
   search_.type(character);
-  first_ = 0;
+  first_ = chosen_ = 0;
+}
+
+void list_panel::commit() {
+  const std::vector<list_row> all = found();
+  if (has_choice() && chosen_ < static_cast<int>(all.size())) row_clicked(all[static_cast<std::size_t>(chosen_)]);
 }
 
 bool list_panel::key(int code) {
   const int count = static_cast<int>(found().size());
   const int before = first_;
+  const int chosen = chosen_;
+  const int at = has_choice() ? chosen_ : first_;
   switch (code) {
     case key_up:
-      scroll_to(first_ - 1, count);
+      go_to(at - 1, count);
       break;
     case key_down:
-      scroll_to(first_ + 1, count);
+      go_to(at + 1, count);
       break;
     case key_page_up:
-      scroll_to(first_ - visible_rows(), count);
+      go_to(at - visible_rows(), count);
       break;
     case key_page_down:
-      scroll_to(first_ + visible_rows(), count);
+      go_to(at + visible_rows(), count);
       break;
     case key_home:
-      scroll_to(0, count);
+      go_to(0, count);
       break;
     case key_end:
-      scroll_to(count, count);
+      go_to(count, count);
       break;
     case 'C' | platform::key_ctrl:
       copied();
@@ -133,7 +147,7 @@ bool list_panel::key(int code) {
     default:
       return is_searchable() && search_.key(code);
   }
-  return first_ != before;
+  return first_ != before || chosen_ != chosen;
 }
 
 void list_panel::draw(painter& on, const place& at) {
@@ -171,7 +185,8 @@ void list_panel::draw(painter& on, const place& at) {
       on.line(row.left, "small", palette::quiet, line, painter::align::left, on.px(4));
       continue;
     }
-    if (first_ + i == drawn_hover_) on.round_fill(line, on.px(palette::field_radius), palette::gray(52));
+    const bool lit = first_ + i == drawn_hover_ || (has_choice() && first_ + i == chosen_);
+    if (lit) on.round_fill(line, on.px(palette::field_radius), palette::gray(52));
     const int middle = line.left + on.px(left_width());
     on.line(row.left, "small", palette::value, {line.left, line.top, middle, line.bottom}, painter::align::left,
             on.px(4));

@@ -15,6 +15,7 @@ struct list_row {
   std::string left;   // in a narrow column
   std::string right;  // the rest of the row
   bool is_heading = false;
+  std::vector<std::string> commands = {};  // that the row stands for
 };
 
 // The derived class says what is in it. While it is open it holds the focus; a click outside closes it.
@@ -35,7 +36,7 @@ class list_panel : public ui_object, public mouse_handler, public ui_focus_handl
 
   void key_char(char16_t character) override;
   bool key(int code) override;
-  void commit() override {}
+  void commit() override;
   void cancel() override {}
   mouse_handler* handler_at(math::point point) override;
 
@@ -48,14 +49,19 @@ class list_panel : public ui_object, public mouse_handler, public ui_focus_handl
   virtual std::string note() const = 0;  // at the lower end: what can be done here
   virtual bool starts_at_end() const { return false; }
   virtual void row_clicked(const list_row&) {}
+  // One row is the chosen one: the keys move it, and Enter is a click on it.
+  virtual bool has_choice() const { return false; }
   virtual void copied() {}  // Ctrl+C
 
   workbench& bench() const { return bench_; }
+  // What was typed, as it was.
+  std::string typed() const { return search_.text(); }
 
  private:
   workbench& bench_;
   text_editor search_;
-  int first_ = 0;  // row at the top
+  int first_ = 0;   // row at the top
+  int chosen_ = 0;  // where the list has a choice
   int drawn_hover_ = -1;
   place place_;
 
@@ -66,6 +72,7 @@ class list_panel : public ui_object, public mouse_handler, public ui_focus_handl
   int visible_rows() const;
   int row_at(math::point point) const;
   void scroll_to(int first, int count);
+  void go_to(int row, int count);
 };
 
 }  // namespace ui

@@ -173,6 +173,23 @@ TEST_F(whole_window, lists_and_messages_over_the_picture) {
   window->input().text("z");
   EXPECT_EQ(shown("undo"), 1);
   EXPECT_EQ(shown("next_frame"), 0);
+  window->input().key_down(27);
+  // What has no key is found as well, and Enter runs it.
+  engine.run_command("show_keys");
+  commands.clear();
+  for (const char letter : std::string("the top layer")) {
+    window->input().pass(0, true);
+    window->input().text(std::string(1, letter));
+  }
+  art();
+  window->input().key_down(13);
+  EXPECT_EQ(commands, strings{"layer_select_first"});
+  engine.run_command("show_keys");
+  window->input().pass(0, true);
+  window->input().text("global:exposure=1");
+  window->input().key_down(13);
+  EXPECT_EQ(commands.back(), "global:exposure=1");
+  engine.run_command("show_keys");
   commands.clear();
   click({5, 5}, mouse_button::left, true);
   EXPECT_EQ(shown("undo"), 0) << "a click outside closes it";
