@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace lib {
 namespace {
@@ -45,7 +46,10 @@ std::string to_backslashes(std::string path) {
 std::string full_path(const std::string& path) {
   if (path.empty()) return path;
   std::string whole = path;
-  if (path.front() != '/') {
+  const char* home = std::getenv("HOME");
+  if (path.front() == '~' && (path.size() == 1 || path[1] == '/') && home && home[0] == '/') {
+    whole.replace(0, 1, home);
+  } else if (path.front() != '/') {
     const std::string folder = working_folder();
     if (folder.empty() || folder.front() != '/') return path;
     whole = folder + '/' + path;

@@ -8,6 +8,7 @@
 #include <cerrno>
 
 #include "support/temp_folder.h"
+#include "support/variable.h"
 
 namespace {
 
@@ -84,7 +85,13 @@ TEST(paths, full_path_resolves_as_text) {
       {"...", here + "/..."},
       {".", here},
       {"/", "/"},
+      {"~", "/home/me"},
+      {"~/a/../b", "/home/me/b"},
+      {"~you/a", here + "/~you/a"},
+      {"./~/a", here + "/~/a"},
+      {"a/~", here + "/a/~"},
   };
+  const support::variable home("HOME", "/home/me");
   for (const row& r : rows) EXPECT_EQ(lib::full_path(r.path), r.expected) << r.path;
 
   // A folder that is gone has no path.
