@@ -1,6 +1,7 @@
 #!/bin/sh
 # check_builds.sh [PART...]: builds the program without parts of it, each in a folder below build/, and tries what is left.
-# Parts: desktop (no Qt and SDL), media (no FFmpeg), raw (no LibRaw), clang (all of it, by clang); default all four.
+# Parts: desktop (no Qt and SDL), media (no FFmpeg), raw (no LibRaw), clang (all of it, by clang); default all four. And
+# twice: built in two folders without the compiler cache, which must give the same bytes.
 set -eu
 cd "$(dirname "$0")/.."
 folder=$(mktemp -d /tmp/kestrin_builds.XXXXXX)
@@ -9,8 +10,19 @@ mkdir "$folder/home"
 kestrin() {
   env -u DISPLAY -u WAYLAND_DISPLAY -u XDG_CONFIG_HOME -u XDG_DATA_HOME -u XDG_STATE_HOME HOME="$folder/home" "$bin/kestrin" "$@"
 }
+build_twice() {
+  for n in 1 2; do
+    CCACHE_DISABLE=1 cmake -S . -B "build/twice_$n" -G Ninja -DCMAKE_BUILD_TYPE=Release -DKESTRIN_TESTS=OFF >"$folder/log"
+    CCACHE_DISABLE=1 ninja -C "build/twice_$n" kestrin >"$folder/log" || { cat "$folder/log" >&2; exit 1; }
+  done
+  for file in build/twice_1/bin/kestrin build/twice_1/bin/*.so; do
+    cmp "$file" "build/twice_2/bin/${file##*/}" || exit 1
+  done
+  echo "twice: $(ls build/twice_1/bin/kestrin build/twice_1/bin/*.so | wc -l) files are the same"
+}
 [ $# -gt 0 ] || set -- desktop media raw clang
 for part in "$@"; do
+  [ "$part" != twice ] || { build_twice; continue; }
   options=
   case "$part" in
     desktop | media | raw) options="-DKESTRIN_$(printf %s "$part" | tr a-z A-Z)=OFF" ;;

@@ -1,7 +1,8 @@
 #!/bin/sh
 # soak.sh [SECONDS [JOBS [PROGRAM]]]: a long run. A window under Xvfb plays, scrubs, reloads and edits by keys, mouse and
-# handed-over lines for SECONDS (default 7200), then JOBS farm jobs (default 5000) save one after the other. Fails when memory or
-# descriptors of the window grow, when anything is written to an error stream, or when a job leaves anything behind.
+# handed-over lines for SECONDS (default 7200, 0 for no window), then JOBS farm jobs (default 5000) save one after the other.
+# Fails when memory or descriptors of the window grow, when anything is written to an error stream, when a job takes more
+# memory than those before, writes other bytes, or leaves anything behind.
 set -eu
 cd "$(dirname "$0")/.."
 seconds=${1:-7200}
@@ -35,6 +36,7 @@ env -u DISPLAY "$program" --new_text_layer=60 --timeline=60 --wa_end=60 --mask_s
   '--text={timeline:frame}' --text_size=200 "--save_mask_as_sequence=$folder/shot.####.tga" --transient --exit=status
 
 # --- the window ---
+window_part() {
 Xvfb -displayfd 3 -screen 0 1280x900x24 -nolisten tcp 3>display >/dev/null 2>&1 &
 server=$!
 until [ -s display ]; do sleep 0.1; done
@@ -101,20 +103,43 @@ while kill -0 "$window" 2>/dev/null && [ $tries -gt 0 ]; do sleep 0.1; tries=$((
 wait "$window" || fail "the window did not end well"
 window=
 [ ! -s errors ] && [ ! -s errors_attach ] || fail "lines on the error stream"
+}
+[ "$seconds" = 0 ] || window_part
 
 # --- farm jobs ---
 unset DISPLAY
 rm -rf home run
-mkdir -m 700 home run
-export KESTRIN_TRANSIENT=1
+mkdir -m 700 home run sums tmp
+export KESTRIN_TRANSIENT=1 TMPDIR="$folder/tmp"
+shared=$(ls /dev/shm | wc -l)
+# Runs the program and writes the most memory that it took, in kB.
+measured='import resource, subprocess, sys
+code = subprocess.call(sys.argv[2:])
+open(sys.argv[1], "w").write(str(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss))
+sys.exit(code)'
 job=0
+first_peak=0
+last_peak=0
 while [ $job -lt "$jobs" ]; do
+  chunk=$((job % 15 + 1))
   rm -rf out
-  "$program" shot.####.tga "$examples"/lantern.##.tga --alpha=normal --length=60 --mask_size=160,90 \
-    --chunk=$((job % 15 + 1))/15 --save_mask_as_sequence=out/c.####.tga --exit=status >>errors_jobs 2>&1 || fail "job $job failed"
+  python3 -c "$measured" peak "$program" shot.####.tga "$examples"/lantern.##.tga --alpha=normal --length=60 --mask_size=160,90 \
+    --chunk=$chunk/15 --save_mask_as_sequence=out/c.####.tga --exit=status >>errors_jobs 2>&1 || fail "job $job failed"
   [ "$(ls out | wc -l)" = 4 ] || fail "job $job wrote $(ls out | wc -l) frames"
+  cat out/* | sha256sum >sum
+  [ -s sums/$chunk ] || cp sum sums/$chunk
+  cmp -s sum sums/$chunk || fail "job $job wrote other bytes than an earlier one of the same part"
+  peak=$(cat peak)
+  if [ $job -lt 30 ]; then
+    [ "$peak" -le $first_peak ] || first_peak=$peak
+  else
+    [ "$peak" -le $last_peak ] || last_peak=$peak
+  fi
   job=$((job + 1))
+  [ $((job % 500)) -ne 0 ] || echo "  job $job: at most $first_peak kB in the first 30, $last_peak kB since"
 done
+[ $last_peak -le $((first_peak + first_peak / 10 + 5000)) ] || fail "jobs take more memory: $first_peak kB at first, then $last_peak kB"
 [ ! -s errors_jobs ] || fail "lines of jobs"
-[ -z "$(find home run -type f)" ] || fail "jobs left $(find home run -type f | head -n 3)"
-echo "farm: $jobs jobs, 4 frames each, no line, nothing left behind"
+[ -z "$(find home run tmp -type f)" ] || fail "jobs left $(find home run tmp -type f | head -n 3)"
+[ "$(ls /dev/shm | wc -l)" -le "$shared" ] || echo "  /dev/shm has more files than before: $(ls /dev/shm | tr '\n' ' ')"
+echo "farm: $jobs jobs, 4 frames each, the same bytes for the same part, no line, nothing left behind"
