@@ -207,8 +207,8 @@ step_key() {
   expect time 33
 }
 range_mouse() {
-  drag 47 770 "$(frame_at 10)" 770
-  drag 892 770 "$(frame_at 30)" 770
+  drag 43 766 $(($(frame_at 10) - 2)) 766
+  drag 896 766 $(($(frame_at 30) + 2)) 766
   expect wa_begin 10
   expect wa_end 30
   choose File 349  # Save Composite As Sequence...
@@ -262,14 +262,12 @@ second_mouse() {
   drag 470 340 600 240
   xdotool keyup shift
   [ "$(field 1:position)" != 0,0 ] || wrong "it did not move"
-  at 300 787  # its row
+  at 300 771  # its row
   xdotool click --repeat 2 --delay 80 1
   sleep 0.4
-  click 912 436  # the panel's next tab
+  click 785 647  # the third dot is the tab Blending
   sleep 0.3
-  click 912 436
-  sleep 0.3
-  click 800 549  # opacity
+  click 800 532  # opacity
   sleep 0.3
   xdotool type 50
   key Return
@@ -306,17 +304,15 @@ exposure_key() {
 }
 burn_in_mouse() {
   choose Edit 486  # New Text Layer
-  at 300 787
+  at 300 751
   xdotool click --repeat 2 --delay 80 1
   sleep 0.4
-  click 912 436
+  click 805 628  # the tab Text
   sleep 0.3
-  click 912 436
-  sleep 0.3
-  at 850 390  # tells what is filled in
+  at 850 375  # tells what is filled in
   sleep 1
   shoot tip
-  click 850 390
+  click 850 375
   sleep 0.3
   xdotool type --delay 10 '{2:name} {timeline:frame}'
   key Return

@@ -46,10 +46,13 @@ class key_list : public list_panel {
   }
 
  private:
-  // "opacity=50"
+  // "opacity=50", "2:opacity=50"
   bool sets_field(const std::string& text) const {
-    const std::string name = text.substr(0, text.find('='));
-    return name != text && (bench().engine.find_layer_field(name) || bench().engine.find_global_field(name));
+    const std::size_t equals = text.find('=');
+    if (equals == text.npos) return false;
+    const std::string left = text.substr(0, equals);
+    const std::string name = left.substr(left.rfind(':') + 1);
+    return bench().engine.find_layer_field(name) || bench().engine.find_global_field(name);
   }
 
   // What can be done and no key does.

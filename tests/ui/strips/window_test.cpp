@@ -186,9 +186,10 @@ TEST_F(whole_window, lists_and_messages_over_the_picture) {
   EXPECT_EQ(commands, strings{"layer_select_first"});
   engine.run_command("show_keys");
   window->input().pass(0, true);
-  window->input().text("global:exposure=1");
+  window->input().text("2:opacity=50");
   window->input().key_down(13);
-  EXPECT_EQ(commands.back(), "global:exposure=1");
+  ASSERT_FALSE(commands.empty());
+  EXPECT_EQ(commands.back(), "2:opacity=50");
   engine.run_command("show_keys");
   commands.clear();
   click({5, 5}, mouse_button::left, true);
