@@ -223,14 +223,14 @@ range_key() {
   saved_movie key.mov 16
 }
 zoom_mouse() {
-  choose View 233  # Fit Layers
+  choose View 256  # Fit Layers
   local fitted=$(field zoom)
   [ "$fitted" != 100 ] || wrong "the zoom is still 100"
-  choose View 276  # Actual Size, Centred
+  choose View 278  # Actual Size, Centred
   expect zoom 100
   click 470 350 4  # the wheel
   expect zoom 200
-  choose View 233
+  choose View 256
   expect zoom "$fitted"
 }
 zoom_key() {
@@ -290,10 +290,10 @@ second_key() {
   expect 1:opacity 100
 }
 exposure_mouse() {
-  for _ in 1 2 3 4; do choose View 662; done  # Exposure Down
+  for _ in 1 2 3 4; do choose View 664; done  # Exposure Down
   expect global:exposure -1
   shoot dark
-  choose View 728  # Neutral View
+  choose View 730  # Neutral View
   expect global:exposure 0
 }
 exposure_key() {
@@ -340,7 +340,7 @@ forgotten_key() {
   key n
 }
 forgotten_mouse() {
-  choose View 616  # Keys
+  choose View 618  # Keys
   sleep 0.3
   xdotool type --delay 15 darker
   sleep 0.3
