@@ -98,6 +98,8 @@ class Trial:
         good = code == 0 and found == expected or code == 1 and errors.strip() and found in (None, expected)
         # A picture whose table can't be read is saved without it, and the status tells.
         good = good or kind == "cube" and code == 1 and errors.strip() and found is not None
+        # The C library itself gives up where a thread's first object with a destructor finds no memory.
+        good = good or "failed to register TLS destructor" in errors and found in (None, expected)
         if must_succeed:
             good = code == 0 and found == expected
         if not good:
