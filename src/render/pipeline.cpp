@@ -329,7 +329,8 @@ img::const_image_ptr pipeline::noting_failure(layer_state& state, const ksn::tra
       img::const_image_ptr image = attempt();
       if (image) {
         state.failures.erase(source_frame);
-        if (!image->note.empty() && silent_ == 0 && state.noted.insert(source_frame).second && options_.report_error) {
+        // A save tells its failures itself, but nobody else tells what is missing from a picture that is there.
+        if (!image->note.empty() && state.noted.insert(source_frame).second && options_.report_error) {
           options_.report_error('"' + name() + "\": " + image->note);
         }
       } else if (track.source.is_decoded()) {

@@ -82,6 +82,7 @@ open_result open_clip(clip_kind kind, const std::string& path, int rate) {
   reinterpret_cast<open_clip_function>(function)(host, kind, path, rate, result);
   if (result.opened && result.orientation != 1) {
     result.opened = std::make_shared<turned_clip>(std::move(result.opened), result.orientation);
+    if (img::swaps_sides(result.orientation) && result.pixel_aspect > 0) result.pixel_aspect = 1 / result.pixel_aspect;
   }
   return result;
 }

@@ -46,7 +46,8 @@ struct open_result {
   // How the frames lie in the file, as Exif numbers it (img/formats/shared/orientation.h). The reader leaves them so;
   // open_clip() turns them upright.
   int orientation = 1;
-  bool available = true;  // false when this build or machine has no reader for the kind
+  double pixel_aspect = 0;  // width of a pixel to its height as the clip is shown, 0 where the file tells none
+  bool available = true;    // false when this build or machine has no reader for the kind
 };
 
 // Services of the program that the module uses instead of its own copies: warm picture memory, row threads and the

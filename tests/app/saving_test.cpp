@@ -51,6 +51,17 @@ TEST_F(saving, the_end_of_the_timeline_shows_its_last_frame) {
   EXPECT_TRUE(std::find(blue.data(), blue.data() + blue.size(), 120) != blue.data() + blue.size());
 }
 
+TEST_F(saving, what_a_picture_lacks_is_told) {
+  picture("cut.jpg", {10, 20, 30}, 64, 64);
+  const std::string whole = support::read_file(folder / "cut.jpg");
+  support::write_file(folder / "cut.jpg", whole.substr(0, whole.size() - 40));
+  for (const char* command : {"--save_frame_as=out.tga", "--save_mask_as_image=out.tga"}) {
+    const support::outcome found = run({"cut.jpg", command, "--exit"});
+    EXPECT_EQ(found.errors.rfind(line("cut.jpg", ""), 0), 0u) << command << ": " << found.errors;
+    EXPECT_TRUE(exists("out.tga")) << command;
+  }
+}
+
 TEST_F(saving, failures_are_lines) {
   picture("a.tga");
   support::write_file(folder / "file", "");

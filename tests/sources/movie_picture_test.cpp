@@ -63,10 +63,12 @@ TEST_F(movie_picture, turned_upright) {
     support::write_file(file("raw"), samples);
     ASSERT_TRUE(support::run_ffmpeg("-f rawvideo -pix_fmt gray -s 4x1 -r 25 -i " + file("raw") +
                                     " -c:v png -pix_fmt gray " + file("level.mov")));
-    ASSERT_TRUE(
-        support::run_ffmpeg("-i " + file("level.mov") + " -c copy -metadata:s:v:0 rotate=" + r.turn + " " + path));
-    const auto clip = open_movie(path).opened;
+    ASSERT_TRUE(support::run_ffmpeg("-i " + file("level.mov") + " -c copy -aspect 8 -metadata:s:v:0 rotate=" + r.turn +
+                                    " " + path));
+    const auto result = open_movie(path);
+    const auto clip = result.opened;
     ASSERT_TRUE(clip);
+    EXPECT_EQ(result.pixel_aspect, r.width == 4 ? 2 : 0.5);
     EXPECT_EQ(clip->width(), r.width);
     EXPECT_EQ(clip->height(), 4 / r.width);
     img::image image;

@@ -44,6 +44,7 @@ bool open_kind(state& composition, track_info& record, clip_kind kind, const std
   refusal = {result.error, result.words.empty() ? "" : ": " + result.words};
   if (!result.opened) return false;
   take_clip(record, result.opened, path, composition.doc.fpcs);
+  if (result.pixel_aspect > 0) record.placement.set_aspect(result.pixel_aspect);
   read_sound(composition, record);
   record.sound.audible = record.source.has_audio();
   return true;

@@ -69,7 +69,10 @@ void movie_clip::open(sources::clip_kind kind, const std::string& path, int rate
     const AVCodec* codec = avcodec_find_decoder(picture->codec_id);
     clip->reduces_ = codec && codec->max_lowres >= 2;
   }
-  result.orientation = orientation_of(*input.file->streams[input.stream]);
+  AVStream* const stream = input.file->streams[input.stream];
+  result.orientation = orientation_of(*stream);
+  const AVRational aspect = av_guess_sample_aspect_ratio(input.file.get(), stream, nullptr);
+  if (aspect.num > 0 && aspect.den > 0) result.pixel_aspect = av_q2d(aspect);
   clip->start_ = img::parse_timecode(timecode_text(input));
   input.file.reset();
 
