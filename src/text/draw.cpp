@@ -1,6 +1,7 @@
 #include "text/draw.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "text/layout.h"
 #include "text/rows.h"
@@ -24,11 +25,11 @@ int held_width(int max_width) {
   return max_width <= 0 ? max_line_width : std::min(max_width, max_line_width);
 }
 
-void draw_line(fonts& fonts, std::string_view line, int width, const font& font, img::image& target,
-               math::point position, lib::color color, const placement& placement) {
-  if (placement.x_align > width) position.x += (placement.x_align - width) / 2;
-  if (placement.right_align > width) position.x += placement.right_align - width;
-  if (const auto ink = fonts.mask_of(font, line)) draw_mask(*ink, target, position, color, placement.clip);
+void draw_line(const drawn_line& line, img::image& target, math::point position, lib::color color,
+               const placement& placement) {
+  if (placement.x_align > line.size.width) position.x += (placement.x_align - line.size.width) / 2;
+  if (placement.right_align > line.size.width) position.x += placement.right_align - line.size.width;
+  if (line.ink) draw_mask(*line.ink, target, position, color, placement.clip);
 }
 
 }  // namespace
@@ -49,18 +50,15 @@ extent measure_text(fonts& fonts, std::string_view text, int max_width, int max_
 void draw_text(fonts& fonts, std::string_view text, const font& font, img::image& target, math::point position,
                lib::color color, const placement& placement) {
   if (is_one_line(text, placement.max_lines) && !placement.below_baseline) {
-    const int width = fonts.width_of(font, text);
-    if (width <= held_width(placement.max_width)) {
-      return draw_line(fonts, text, width, font, target, position, color, placement);
-    }
+    const int widest = held_width(placement.max_width);
+    const drawn_line line = fonts.drawn(font, text, widest);
+    if (line.size.width <= widest) return draw_line(line, target, position, color, placement);
   }
   const font_metrics metrics = fonts.metrics_of(font);
   int y = position.y + (placement.below_baseline ? metrics.ascent : 0);
   for (const std::string_view line : lines_of(fonts, text, placement.max_width, placement.max_lines, font)) {
-    if (!line.empty()) {
-      const bool aligned = placement.x_align > 0 || placement.right_align > 0;
-      draw_line(fonts, line, aligned ? fonts.width_of(font, line) : 0, font, target, {position.x, y}, color, placement);
-    }
+    if (!line.empty())
+      draw_line(fonts.drawn(font, line, std::numeric_limits<int>::max()), target, {position.x, y}, color, placement);
     y += metrics.height + placement.line_gap;
   }
 }

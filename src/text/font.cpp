@@ -49,22 +49,27 @@ constexpr stand_in_row stand_ins[] = {
 
 }  // namespace
 
-const font& interface_font(std::string_view key, int scale) {
+std::span<const font> interface_fonts(int scale) {
   // The interface looks the same on every machine, with the original faces installed or without.
   static const auto fonts = [] {
-    std::array<std::array<font, 2>, std::size(table)> made;
-    for (std::size_t i = 0; i < std::size(table); ++i) {
-      for (int scale = 1; scale <= 2; ++scale)
-        made[i][static_cast<std::size_t>(scale - 1)] = {std::string(stand_in(table[i].face)), table[i].height * scale,
+    std::array<std::array<font, std::size(table)>, 2> made;
+    for (int scale = 1; scale <= 2; ++scale) {
+      for (std::size_t i = 0; i < std::size(table); ++i) {
+        made[static_cast<std::size_t>(scale - 1)][i] = {std::string(stand_in(table[i].face)), table[i].height * scale,
                                                         table[i].bold, false};
+      }
     }
     return made;
   }();
+  return fonts[scale >= 2 ? 1 : 0];
+}
+
+const font& interface_font(std::string_view key, int scale) {
   std::size_t found = 0;
   for (std::size_t i = 0; i < std::size(table); ++i) {
     if (table[i].key == key) found = i;
   }
-  return fonts[found][scale >= 2 ? 1 : 0];
+  return interface_fonts(scale)[found];
 }
 
 std::string_view stand_in(std::string_view face) {

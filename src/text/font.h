@@ -2,6 +2,7 @@
 #pragma once
 
 #include <compare>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,8 @@ struct font {
 // The font of the interface with this key ("default", "small", "panel.value", ...), its height times `scale`, 1 or 2. A
 // key that is not in the table gives "default". Stays for good.
 const font& interface_font(std::string_view key, int scale = 1);
+// All of them, some of them more than once.
+std::span<const font> interface_fonts(int scale);
 
 // The free face of the same widths that stands in for one of another system: "Liberation Sans" for "Arial". The name
 // itself when there is none.

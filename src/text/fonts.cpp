@@ -1,6 +1,9 @@
 #include "text/fonts.h"
 
 #include <algorithm>
+#include <cstring>
+#include <set>
+#include <span>
 #include <utility>
 
 #include "platform/module.h"
@@ -48,6 +51,21 @@ std::size_t character_bytes(std::string_view text) {
   return count;
 }
 
+// Without the empty rows above and below the ink, which are a good part of a line of small letters.
+mask without_empty_rows(mask ink) {
+  const auto width = static_cast<std::size_t>(ink.width);
+  const auto row = [&](int y) { return ink.coverage.begin() + static_cast<std::ptrdiff_t>(width * y); };
+  const auto is_empty = [&](int y) { return std::all_of(row(y), row(y + 1), [](auto c) { return c == 0; }); };
+  int first = 0;
+  int last = ink.height;
+  while (first < last && is_empty(first)) ++first;
+  while (last > first && is_empty(last - 1)) --last;
+  ink.coverage = {row(first), row(last)};
+  ink.top += first;
+  ink.height = last - first;
+  return ink;
+}
+
 }  // namespace
 
 std::string clean_utf8(std::string_view text, std::size_t max_bytes) {
@@ -89,10 +107,15 @@ bool fonts::have_engine() {
 }
 
 void fonts::prepare() {
-  const std::lock_guard guard(lock_);
-  load_engine();
-  const font usual = interface_font("default", 1);
-  if (engine_) engine_->width_of({engine_->nearest_face(usual.face), usual.height, false, false}, "0");
+  const std::span<const font> all = interface_fonts(1);
+  for (font opened : std::set<font>(all.begin(), all.end())) {
+    // Who needs a text meanwhile waits for one font and not for all.
+    const std::lock_guard guard(lock_);
+    load_engine();
+    if (!engine_) return;
+    opened.face = engine_->nearest_face(opened.face);
+    engine_->metrics_of(opened);
+  }
 }
 
 const std::string& fonts::family(const std::string& face) {
@@ -129,37 +152,58 @@ std::string fonts::face_of(const std::string& face) {
 font_metrics fonts::metrics_of(const font& font) {
   const std::lock_guard guard(lock_);
   if (!have_engine()) return {held(font.height), held(font.height)};
-  return kept_metrics(font);
+  return known(font).metrics;
 }
 
-const font_metrics& fonts::kept_metrics(const font& font) {
-  const auto found = metrics_.find(font);
-  if (found != metrics_.end()) return found->second;
-  // A text that grows from frame to frame brings ever new fonts.
-  if (metrics_.size() >= 256) metrics_.clear();
-  font_metrics metrics = engine_->metrics_of(actual(font));
-  metrics.height = std::max(metrics.height, 1);
-  return metrics_.emplace(font, metrics).first->second;
+const fonts::known_font& fonts::known(const font& font) {
+  if (last_ && last_->first == font) return last_->second;
+  auto found = known_.find(font);
+  if (found == known_.end()) {
+    // A text that grows from frame to frame brings ever new fonts.
+    last_ = nullptr;
+    if (known_.size() >= 256) known_.clear();
+    font_metrics metrics = engine_->metrics_of(actual(font));
+    metrics.height = std::max(metrics.height, 1);
+    found = known_.emplace(font, known_font{++fonts_, metrics}).first;
+  }
+  last_ = &*found;
+  return found->second;
+}
+
+bool fonts::kept_line::is(std::uint64_t font, std::string_view line) const {
+  return key.size() == sizeof font + line.size() && std::memcmp(key.data(), &font, sizeof font) == 0 &&
+         std::string_view(key).substr(sizeof font) == line;
 }
 
 fonts::kept_line& fonts::line_of(const font& font, std::string_view line) {
   line = line.substr(0, longest_line);
-  key_.assign(font.face);
-  const char attributes[] = {'\0', static_cast<char>(held(font.height) & 255),
-                             static_cast<char>(held(font.height) >> 8), static_cast<char>(font.bold * 2 + font.italic)};
-  key_.append(attributes, sizeof attributes).append(line);
+  const known_font& wanted = known(font);
+  // What was just measured is drawn next.
+  if (!lines_.empty() && lines_.front().is(wanted.number, line)) return lines_.front();
+  key_.assign(reinterpret_cast<const char*>(&wanted.number), sizeof wanted.number).append(line);
   if (const auto found = index_.find(key_); found != index_.end()) {
     lines_.splice(lines_.begin(), lines_, found->second);
     return lines_.front();
   }
   kept_line made;
   made.key = key_;
-  made.height = kept_metrics(font).height;
-  made.width = line.empty() ? 0 : engine_->width_of(actual(font), clean_utf8(line, longest_line));
+  made.size.height = wanted.metrics.height;
+  made.size.width = line.empty() ? 0 : engine_->width_of(actual(font), clean_utf8(line, longest_line));
   lines_.push_front(std::move(made));
   index_.emplace(lines_.front().key, lines_.begin());
   bytes_ += lines_.front().bytes();
   return lines_.front();
+}
+
+const std::shared_ptr<const mask>& fonts::ink_of(const font& font, std::string_view line, kept_line& kept) {
+  if (!kept.drawn) {
+    mask ink = without_empty_rows(engine_->draw(actual(font), clean_utf8(line.substr(0, longest_line), longest_line)));
+    bytes_ -= kept.bytes();
+    kept.drawn = true;
+    if (!ink.coverage.empty()) kept.ink = std::make_shared<const mask>(std::move(ink));
+    bytes_ += kept.bytes();
+  }
+  return kept.ink;
 }
 
 void fonts::drop_old() {
@@ -173,7 +217,7 @@ void fonts::drop_old() {
 int fonts::width_of(const font& font, std::string_view line) {
   const std::lock_guard guard(lock_);
   if (!have_engine()) return 0;
-  const int width = line_of(font, line).width;
+  const int width = line_of(font, line).size.width;
   drop_old();
   return width;
 }
@@ -181,8 +225,7 @@ int fonts::width_of(const font& font, std::string_view line) {
 extent fonts::extent_of(const font& font, std::string_view line) {
   const std::lock_guard guard(lock_);
   if (!have_engine()) return {0, held(font.height)};
-  const kept_line& kept = line_of(font, line);
-  const extent result{kept.width, kept.height};
+  const extent result = line_of(font, line).size;
   drop_old();
   return result;
 }
@@ -190,15 +233,17 @@ extent fonts::extent_of(const font& font, std::string_view line) {
 std::shared_ptr<const mask> fonts::mask_of(const font& font, std::string_view line) {
   const std::lock_guard guard(lock_);
   if (!have_engine()) return nullptr;
+  std::shared_ptr<const mask> result = ink_of(font, line, line_of(font, line));
+  drop_old();
+  return result;
+}
+
+drawn_line fonts::drawn(const font& font, std::string_view line, int widest) {
+  const std::lock_guard guard(lock_);
+  if (!have_engine()) return {{0, held(font.height)}, nullptr};
   kept_line& kept = line_of(font, line);
-  if (!kept.drawn) {
-    mask ink = engine_->draw(actual(font), clean_utf8(line.substr(0, longest_line), longest_line));
-    bytes_ -= kept.bytes();
-    kept.drawn = true;
-    if (!ink.coverage.empty()) kept.ink = std::make_shared<const mask>(std::move(ink));
-    bytes_ += kept.bytes();
-  }
-  std::shared_ptr<const mask> result = kept.ink;
+  drawn_line result{kept.size, nullptr};
+  if (kept.size.width <= widest) result.ink = ink_of(font, line, kept);
   drop_old();
   return result;
 }

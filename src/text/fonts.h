@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <list>
 #include <map>
@@ -10,6 +11,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "text/engine.h"
@@ -21,6 +23,12 @@ namespace text {
 struct extent {
   int width = 0;   // of the widest line
   int height = 0;  // of all lines, without gaps
+};
+
+// A line that is to be drawn.
+struct drawn_line {
+  extent size;
+  std::shared_ptr<const mask> ink;  // null for a line without ink
 };
 
 // One per process. Making it touches no font: the engine comes with the first text. Any thread; one lock guards all of
@@ -36,8 +44,8 @@ class fonts {
   fonts(const fonts&) = delete;
   fonts& operator=(const fonts&) = delete;
 
-  // Loads the engine, on a thread that has nothing else to do, so that the first text does not wait for it. Tells
-  // nothing: what fails is told by the first text.
+  // Loads the engine and opens the fonts of the interface, on a thread that has nothing else to do, so that the first
+  // texts do not wait for them. Tells nothing: what fails is told by the first text.
   void prepare();
 
   // Without an engine, which is reported once, lines have their nominal height and no width.
@@ -47,6 +55,8 @@ class fonts {
   extent extent_of(const font& font, std::string_view line);
   // Null for a line without ink.
   std::shared_ptr<const mask> mask_of(const font& font, std::string_view line);
+  // Both in one. A line wider than `widest` is measured and not drawn.
+  drawn_line drawn(const font& font, std::string_view line, int widest);
   // The caret of an edited line, as engine::caret_of() and byte_at(), for valid UTF-8.
   int caret_of(const font& font, std::string_view line, std::size_t byte);
   std::size_t byte_at(const font& font, std::string_view line, int x);
@@ -61,14 +71,19 @@ class fonts {
   std::size_t kept_bytes();
 
  private:
+  // A font that was asked for. Its number stands for it in the keys of lines and is never given again.
+  struct known_font {
+    std::uint64_t number = 0;
+    font_metrics metrics;
+  };
   // A line that was measured, and drawn if it was asked for.
   struct kept_line {
     std::string key;
-    int width = 0;
-    int height = 0;
+    extent size;
     bool drawn = false;
     std::shared_ptr<const mask> ink;
     std::size_t bytes() const;
+    bool is(std::uint64_t font, std::string_view line) const;
   };
 
   std::mutex lock_;
@@ -78,8 +93,10 @@ class fonts {
   std::string failure_;  // why there is no engine, until it is told
   std::unique_ptr<engine> engine_;
   std::map<std::string, std::string, std::less<>> faces_;  // the family for a name
-  std::map<font, font_metrics> metrics_;
-  std::list<kept_line> lines_;  // the last one used first
+  std::map<font, known_font> known_;
+  const std::pair<const font, known_font>* last_ = nullptr;  // of them, the one that was asked for last
+  std::uint64_t fonts_ = 0;                                  // that were ever known
+  std::list<kept_line> lines_;                               // the last one used first
   std::unordered_map<std::string_view, std::list<kept_line>::iterator> index_;
   std::string key_;  // of the line at hand, to spare an allocation
   std::size_t bytes_ = 0;
@@ -87,10 +104,11 @@ class fonts {
 
   void load_engine();
   bool have_engine();
-  const font_metrics& kept_metrics(const font& font);
+  const known_font& known(const font& font);
   const std::string& family(const std::string& face);
   font actual(const font& wanted);
   kept_line& line_of(const font& font, std::string_view line);
+  const std::shared_ptr<const mask>& ink_of(const font& font, std::string_view line, kept_line& kept);
   void drop_old();
 };
 

@@ -138,6 +138,14 @@ TEST(Text, IsDrawnOnceAndKeptWithinALimit) {
   EXPECT_EQ(m.engine->drawn, 1);
   text::draw_text(m.fonts, "again", {.bold = true}, image, {0, 0}, {});
   EXPECT_EQ(m.engine->drawn, 2);
+  EXPECT_EQ(m.fonts.drawn({}, "too wide", 8 * advance - 1).ink, nullptr);
+  EXPECT_EQ(m.engine->drawn, 2);
+  EXPECT_EQ(m.fonts.drawn({}, "wide", 4 * advance).ink->width, 4 * advance - 1);
+  // More fonts than are remembered: each line keeps to its own.
+  for (int height = 1; height < 600; ++height) m.fonts.width_of({.height = height}, "again");
+  m.engine->drawn = 0;
+  text::draw_text(m.fonts, "again", {}, image, {0, 0}, {});
+  EXPECT_EQ(m.engine->drawn, 1);
   m.fonts.limit_bytes(4000);
   for (int i = 0; i < 100; ++i) m.fonts.mask_of({}, "line " + std::to_string(i));
   EXPECT_LE(m.fonts.kept_bytes(), 4000u);
@@ -251,6 +259,10 @@ TEST(PangoText, NothingOfALineIsCut) {
           inked += static_cast<int>(std::count_if(row, row + mask->width, [](int c) { return c > 0; }));
         }
         EXPECT_EQ(edge, 0) << line << ' ' << height << (italic ? " italic" : "");
+        // Rows without ink are not kept.
+        for (const auto row : {mask->coverage.begin(), mask->coverage.end() - mask->width}) {
+          EXPECT_TRUE(std::any_of(row, row + mask->width, [](int c) { return c > 0; })) << line << ' ' << height;
+        }
         EXPECT_GT(inked, height / 4) << line << ' ' << height;
       }
     }
