@@ -1,25 +1,49 @@
 #include "ui/toolkit/painter.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
+
+#include "ui/toolkit/mixing.h"
 
 namespace ui {
 namespace {
 
 constexpr std::string_view ellipsis = "\u2026";
 
-// How much of a row's first pixels a rounded corner covers, 0 to 255: the pixel's centre against the circle.
-int corner_coverage(int radius, int from_left, int from_top) {
+// How much of a pixel near a rounded corner is inside, 0 to 255: the pixel's centre against the circle.
+std::uint8_t coverage_at(int radius, int from_left, int from_top) {
   const double dx = radius - from_left - 0.5;
   const double dy = radius - from_top - 0.5;
   const double inside = radius - std::sqrt(dx * dx + dy * dy) + 0.5;
-  return static_cast<int>(std::lround(std::clamp(inside, 0.0, 1.0) * 255));
+  return static_cast<std::uint8_t>(std::lround(std::clamp(inside, 0.0, 1.0) * 255));
 }
 
-// The rows of a box with rounded corners of that radius that have no corner.
-rectangle straight_part(const rectangle& box, int radius) {
-  return {box.left, box.top + radius, box.right, box.bottom - radius};
+// The corners of the radii that the interface has, each of them some hundred times a picture.
+class corner_table {
+ public:
+  corner_table() {
+    for (int radius = 1; radius <= largest; ++radius) {
+      for (int i = 0; i < radius * radius; ++i) {
+        kept_[static_cast<std::size_t>(radius)][static_cast<std::size_t>(i)] =
+            coverage_at(radius, i % radius, i / radius);
+      }
+    }
+  }
+  int at(int radius, int from_left, int from_top) const {
+    if (radius > largest) return coverage_at(radius, from_left, from_top);
+    return kept_[static_cast<std::size_t>(radius)][static_cast<std::size_t>(from_top * radius + from_left)];
+  }
+
+ private:
+  static constexpr int largest = 8;
+  std::array<std::array<std::uint8_t, largest * largest>, largest + 1> kept_{};
+};
+
+const corner_table& corners() {
+  static const corner_table table;
+  return table;
 }
 
 }  // namespace
@@ -31,46 +55,42 @@ rectangle painter::set_clip(const rectangle& clip) {
   return std::exchange(clip_, math::intersect(clip, {0, 0, target_.width, target_.height}));
 }
 
-// `coverage` is 0 to 255 on top of the colour's own.
-void painter::cover_row(int y, int left, int right, lib::color color, int coverage) {
-  left = std::max(left, clip_.left);
-  right = std::min(right, clip_.right);
-  if (left >= right || y < clip_.top || y >= clip_.bottom) return;
-  const int weight = color.a * coverage / 255;
-  const std::uint8_t values[] = {color.b, color.g, color.r};
-  for (int plane = 0; plane < 3; ++plane) {
-    std::uint8_t* row = target_.row(plane, y);
-    if (weight >= 255) {
-      std::memset(row + left, values[plane], static_cast<std::size_t>(right - left));
-      continue;
-    }
-    for (int x = left; x < right; ++x) {
-      row[x] = static_cast<std::uint8_t>((row[x] * (255 - weight) + values[plane] * weight + 127) / 255);
-    }
-  }
-}
-
 void painter::fill(const rectangle& box, lib::color color) {
   const rectangle seen = math::intersect(box, clip_);
-  if (seen.empty()) return;
-  if (color.a == 255) return fill_opaque(seen, color);
-  for (int y = std::max(box.top, clip_.top); y < std::min(box.bottom, clip_.bottom); ++y) {
-    cover_row(y, box.left, box.right, color, 255);
-  }
-}
-
-void painter::fill_opaque(const rectangle& seen, lib::color color) {
+  if (seen.empty() || color.a == 0) return;
   const std::uint8_t values[] = {color.b, color.g, color.r};
   const auto width = static_cast<std::size_t>(seen.right - seen.left);
   for (int plane = 0; plane < 3; ++plane) {
+    const std::uint8_t value = values[plane];
     std::uint8_t* row = target_.row(plane, seen.top) + seen.left;
     for (int y = seen.top; y < seen.bottom; ++y, row += target_.width) {
-      if (width == 1) {
-        *row = values[plane];
+      if (color.a < 255) {
+        mix_row(row, width, value, color.a);
+      } else if (width <= 2) {
+        // Rules and ticks.
+        row[0] = row[width - 1] = value;
       } else {
-        std::memset(row, values[plane], width);
+        std::memset(row, value, width);
       }
     }
+  }
+}
+
+// `coverage` is 0 to 255 on top of the colour's own.
+void painter::cover_pixel(int x, int y, lib::color color, int coverage) {
+  if (x < clip_.left || x >= clip_.right || y < clip_.top || y >= clip_.bottom) return;
+  const int weight = color.a * coverage / 255;
+  if (weight == 0) return;
+  const std::uint8_t values[] = {color.b, color.g, color.r};
+  for (int plane = 0; plane < 3; ++plane) plain_mix_row(target_.row(plane, y) + x, 1, values[plane], weight);
+}
+
+// The four pixels that lie so far from the sides and from the upper and lower end of the box.
+void painter::cover_corners(const rectangle& box, int x, int y, lib::color color, int coverage) {
+  if (coverage <= 0) return;
+  for (const int row : {box.top + y, box.bottom - 1 - y}) {
+    cover_pixel(box.left + x, row, color, coverage);
+    cover_pixel(box.right - 1 - x, row, color, coverage);
   }
 }
 
@@ -83,37 +103,31 @@ void painter::frame(const rectangle& box, lib::color color) {
 }
 
 void painter::round_fill(const rectangle& box, int radius, lib::color color) {
-  radius = std::min({radius, (box.right - box.left) / 2, (box.bottom - box.top) / 2});
-  fill(straight_part(box, radius), color);
-  for (int from_top = 0; from_top < radius; ++from_top) {
-    for (const int y : {box.top + from_top, box.bottom - 1 - from_top}) {
-      for (int x = 0; x < radius; ++x) {
-        const int coverage = corner_coverage(radius, x, from_top);
-        cover_row(y, box.left + x, box.left + x + 1, color, coverage);
-        cover_row(y, box.right - 1 - x, box.right - x, color, coverage);
-      }
-      cover_row(y, box.left + radius, box.right - radius, color, 255);
-    }
+  radius = std::max(std::min({radius, (box.right - box.left) / 2, (box.bottom - box.top) / 2}), 0);
+  fill({box.left, box.top + radius, box.right, box.bottom - radius}, color);
+  fill({box.left + radius, box.top, box.right - radius, box.top + radius}, color);
+  fill({box.left + radius, box.bottom - radius, box.right - radius, box.bottom}, color);
+  const corner_table& table = corners();
+  for (int y = 0; y < radius; ++y) {
+    for (int x = 0; x < radius; ++x) cover_corners(box, x, y, color, table.at(radius, x, y));
   }
 }
 
 void painter::round_frame(const rectangle& box, int radius, lib::color color) {
-  radius = std::min({radius, (box.right - box.left) / 2, (box.bottom - box.top) / 2});
+  radius = std::max(std::min({radius, (box.right - box.left) / 2, (box.bottom - box.top) / 2}), 0);
   const int width = scale_;
-  const rectangle sides = straight_part(box, radius);
+  const rectangle sides{box.left, box.top + radius, box.right, box.bottom - radius};
   fill({sides.left, sides.top, sides.left + width, sides.bottom}, color);
   fill({sides.right - width, sides.top, sides.right, sides.bottom}, color);
-  for (int from_top = 0; from_top < radius; ++from_top) {
-    for (const int y : {box.top + from_top, box.bottom - 1 - from_top}) {
-      // The ring between the outer circle and the one that lies `width` further in.
-      for (int x = 0; x < radius; ++x) {
-        const int inner =
-            x >= width && from_top >= width ? corner_coverage(radius - width, x - width, from_top - width) : 0;
-        const int coverage = corner_coverage(radius, x, from_top) - inner;
-        cover_row(y, box.left + x, box.left + x + 1, color, coverage);
-        cover_row(y, box.right - 1 - x, box.right - x, color, coverage);
-      }
-      if (from_top < width) cover_row(y, box.left + radius, box.right - radius, color, 255);
+  const int level = std::min(width, radius);
+  fill({box.left + radius, box.top, box.right - radius, box.top + level}, color);
+  fill({box.left + radius, box.bottom - level, box.right - radius, box.bottom}, color);
+  // The ring between the outer circle and the one that lies `width` further in.
+  const corner_table& table = corners();
+  for (int y = 0; y < radius; ++y) {
+    for (int x = 0; x < radius; ++x) {
+      const int inner = x >= width && y >= width ? table.at(radius - width, x - width, y - width) : 0;
+      cover_corners(box, x, y, color, table.at(radius, x, y) - inner);
     }
   }
 }

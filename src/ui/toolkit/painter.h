@@ -85,8 +85,8 @@ class painter {
   const mouse_handler* hot_;
   rectangle clip_;
 
-  void fill_opaque(const rectangle& seen, lib::color color);
-  void cover_row(int y, int left, int right, lib::color color, int coverage);
+  void cover_pixel(int x, int y, lib::color color, int coverage);
+  void cover_corners(const rectangle& box, int x, int y, lib::color color, int coverage);
 };
 
 // `text` cut at its end to `width` pixels, with an ellipsis when something is missing.
