@@ -1,6 +1,6 @@
 // What ruler and layer stack take of a frame: 30 rows of 1,000 layers on a timeline of 100,000 frames, half of which
-// are in memory, in a thousand pieces. And what a change of one frame, another width of the window and a turn in which
-// nothing happens cost.
+// are in memory, in a thousand pieces, while the time cursor goes on from frame to frame. And what a change of one
+// frame, another width of the window and a turn in which nothing happens cost.
 #include <cstdio>
 
 #include "cache/reading/frame_board.h"
@@ -98,9 +98,15 @@ int main() {
   for (const row& r : {row{"1920 x 1080, scale 1", {1920, 1080}, 1}, row{"3840 x 2160, scale 2", {3840, 2160}, 2}}) {
     bed bed(r.size, r.scale);
     int turn = 0;
+    int time = 0;
     int first = 0;
     std::vector<bench::contender> work = {
-        {"draw", [&] { bed.draw(); }, {}},
+        {"draw",
+         [&] {
+           bed.composition.doc.set_current_time(time = (time + 1) % 600);
+           bed.draw();
+         },
+         {}},
         {"scrolled",
          [&] {
            bed.composition.doc.selection = {first = (first + 37) % layers};

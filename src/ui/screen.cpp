@@ -10,8 +10,6 @@
 namespace ui {
 namespace {
 
-constexpr std::uint8_t strip_gray = 48;
-
 int scaled(int size, double factor) {
   return static_cast<int>(std::min(std::ceil(size * factor), 65535.0));
 }
@@ -23,8 +21,6 @@ void draw_screen(render::pipeline& pipeline, const ksn::state& composition, doub
   render::frame_view view = save::preview_view(composition, client_width, client_height);
   view.probe = probe;
   const int strip = std::max(client_height - view.height, 0);
-  const std::size_t above = img::plane_bytes(8, view.width, view.height);
-  const std::size_t below = img::plane_bytes(8, view.width, strip);
   if (strip == 0 || view.eyes != ksn::target_view_type::both) {
     // The picture is made where it is shown.
     view.room_below = strip;
@@ -33,10 +29,10 @@ void draw_screen(render::pipeline& pipeline, const ksn::state& composition, doub
     const img::image_ptr preview = render::empty_image();
     render::render_frame(pipeline, composition, *preview, view, time, times);
     const img::image_ptr whole = render::pooled_image("BGRAZ", view.width, client_height);
+    const std::size_t above = img::plane_bytes(8, view.width, view.height);
     for (int plane = 0; plane < 3; ++plane) std::memcpy(whole->row(plane, 0), preview->row(plane, 0), above);
     target.swap(*whole);
   }
-  for (int plane = 0; plane < 3; ++plane) std::memset(target.data[plane].data() + above, strip_gray, below);
 }
 
 namespace {

@@ -12,10 +12,10 @@ namespace ui {
 
 constexpr int infobar_height = 17;  // over the lower end of the preview area, at scale 1
 
-// Renders the whole client area at a time of the timeline: the composite under zoom and pan in the preview area, as
-// save_screen_as saves it, and below the split line the strip that belongs to the other areas. `target` becomes an
-// 8-bit picture of the client's size with the planes of a composite; both sizes are at least 1. `times` may be null,
-// and so may `probe`, which tells what the composite holds under a point.
+// Renders the preview area at a time of the timeline: the composite under zoom and pan, as save_screen_as saves it.
+// `target` becomes an 8-bit picture of the client's size with the planes of a composite; both sizes are at least 1.
+// What lies below the split line is the other areas' to draw, and has no particular value. `times` may be null, and so
+// may `probe`, which tells what the composite holds under a point.
 void draw_screen(render::pipeline& pipeline, const ksn::state& composition, double time, img::image& target,
                  int client_width, int client_height, render::frame_times* times = nullptr,
                  render::composite_probe* probe = nullptr);

@@ -62,18 +62,21 @@ class track_max_mouse_handler : public mouse_handler {
 
 class splitter : public ui_object {
  public:
-  explicit splitter(workbench& bench) : handler_(bench) {}
+  explicit splitter(workbench& bench) : bench_(bench), handler_(bench) {}
   mouse_handler* hit_test(math::point point, const place& at) override {
     return std::abs(point.y - at.origin.y) < reach * at.scale ? &handler_ : nullptr;
   }
   void draw(painter& on, const place& at) override {
     const int split = at.origin.y;
-    on.fill({0, split, at.size.x, at.size.y}, palette::strip);
+    // Layer rows cover all that is below the strips.
+    const int bottom = bench_.layout().rows > 0 ? at.at(0, ksn::strip_height).y : at.size.y;
+    on.fill({0, split + on.px(2), at.size.x, bottom}, palette::strip);
     on.fill({0, split, at.size.x, split + on.px(1)}, palette::rule_dark);
     on.fill({0, split + on.px(1), at.size.x, split + on.px(2)}, palette::rule_light);
   }
 
  private:
+  workbench& bench_;
   track_max_mouse_handler handler_;
 };
 

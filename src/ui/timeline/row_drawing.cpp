@@ -1,6 +1,7 @@
 #include "ui/timeline/row_drawing.h"
 
 #include <algorithm>
+#include <string>
 
 #include "composition/window_layout.h"
 #include "ui/timeline/row_layout.h"
@@ -121,7 +122,9 @@ void draw_name(painter& on, const drawn_row& row, const rectangle& box) {
   const std::string percent = std::to_string(track.look.opacity) + "%";
   const int width = on.measure(percent, "track.opacity").x + on.px(8);
   const bool room = row.gone.empty() && box.right - box.left > 2 * width;
-  on.line(row.gone.empty() ? track.name : track.name + "  " + row.gone, "track.name",
+  std::string with_gone;
+  if (!row.gone.empty()) with_gone.append(track.name).append("  ").append(row.gone);
+  on.line(row.gone.empty() ? track.name : with_gone, "track.name",
           row.selected   ? palette::on_selected_bar
           : plays(track) ? palette::value
                          : palette::on_bar,

@@ -1,7 +1,7 @@
 // The picture of one row of the layer stack, in two steps.
 #pragma once
 
-#include <string>
+#include <string_view>
 
 #include "composition/track_info.h"
 #include "ui/timeline/frame_marks.h"
@@ -16,8 +16,8 @@ struct drawn_row {
   int index = 0;         // in the stack
   int top = 0;           // pixel of the client area
   bool selected = false;
-  bool scrolls = false;  // the stack has a scroll bar
-  std::string gone;      // said of a layer whose source is not there
+  bool scrolls = false;   // the stack has a scroll bar
+  std::string_view gone;  // said of a layer whose source is not there; empty for the others
 };
 
 // Ground, bar, holes and marks. Asks for no text and no art, so that rows may be drawn on several threads at once.

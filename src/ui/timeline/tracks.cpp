@@ -63,7 +63,7 @@ class track_area : public ui_object, public mouse_handler {
                        .top = at.at(0, ksn::strip_height + i * ksn::layer_row_height).y,
                        .selected = doc.selection.contains(index),
                        .scrolls = rows.scrolls(),
-                       .gone = is_gone(track) ? gone : std::string()};
+                       .gone = is_gone(track) ? std::string_view(gone) : std::string_view()};
     };
     // Half of the time goes into filling, and no row touches a pixel of another.
     const int shown = std::min(rows.rows, rows.count - rows.first);
