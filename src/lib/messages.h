@@ -1,9 +1,10 @@
 // The texts that users see, by key.
 #pragma once
 
-#include <map>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 
 namespace lib {
 
@@ -21,7 +22,11 @@ class catalogue {
   bool has(std::string_view key) const { return texts_.find(key) != texts_.end(); }
 
  private:
-  std::map<std::string, std::string, std::less<>> texts_;
+  // Every label of a panel is looked up for every picture.
+  struct hash : std::hash<std::string_view> {
+    using is_transparent = void;
+  };
+  std::unordered_map<std::string, std::string, hash, std::equal_to<>> texts_;
 };
 
 }  // namespace lib
