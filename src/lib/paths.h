@@ -15,9 +15,8 @@ std::string remove_separator(std::string path);
 // Every `/` becomes `\`.
 std::string to_backslashes(std::string path);
 
-// The absolute, normalised form: the working folder in front of a relative path, the user's in place of a leading `~`,
-// then `.`, `..` and doubled separators resolved as text (links are not followed). A closing separator is kept. The
-// path itself on failure.
+// The absolute, normalised form: after the working folder or, for a leading `~`, the user's; `.`, `..` and doubled
+// separators are resolved as text, links are not followed. A closing separator is kept. The path itself on failure.
 std::string full_path(const std::string& path);
 
 struct folder_and_name {

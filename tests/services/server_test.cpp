@@ -153,6 +153,10 @@ TEST_F(http_server, who_is_slow_is_dropped_and_nobody_waits_for_it) {
   }
   EXPECT_EQ(http_get(port(), "/"), first_page);
   EXPECT_EQ(get_picture("/16,16").substr(0, 15), "HTTP/1.0 200 OK");
+  // Who reads gets all of it, however slowly on a busy machine.
+  running.reset();
+  limits = {};
+  start();
   EXPECT_EQ(support::http_body(http_get(port(), "/large.txt")).size(), 64u << 20);
 }
 
