@@ -110,6 +110,7 @@ struct application::impl {
   int answered_saves = 0;          // the last one that a line of another instance can have begun
   bool exits_after_saves = false;  // a line of another instance asked for the exit while saves ran
   after_save_scripts scripts{[this](const std::string& line) { engine.write_error(line); }};
+  shell_watch shell{[this](const std::string& line) { engine.write_error(line); }};
   save::queue saves{{[this](std::function<void(const std::string& line)> report) {
                        render::pipeline_options options;
                        options.report_error = std::move(report);
@@ -277,7 +278,8 @@ void application::impl::register_actions() {
        }});
   services.register_actions();
   output.register_actions();
-  register_shell_actions(engine, [this] { return clock.shown_time(); });
+  register_shell_actions(
+      engine, [this] { return clock.shown_time(); }, shell);
   news.register_actions(engine);
   register_clipboard_actions({engine, pipeline, current_desktop, [this] { return clock.shown_time(); }});
 }
@@ -459,7 +461,10 @@ int application::impl::run_serving() {
     if (!services.listen()) return 1;
   }
   console.flush();
-  serve({composition, loader, clock, services, [this] { scripts.poll(); }});
+  serve({composition, loader, clock, services, [this] {
+           scripts.poll();
+           shell.poll();
+         }});
   return interrupt_status();
 }
 
@@ -511,6 +516,7 @@ int application::impl::run_window() {
     if (saves.poll()) window.redraw();
     attach.poll();
     scripts.poll();
+    shell.poll();
     // A script reads what was printed while the window is open.
     console.flush();
     // A source that was added stands in the menu from now on, in other instances too.
@@ -592,6 +598,7 @@ int application::application_main(const std::vector<std::string>& args) {
   int result = impl_->run_step(args.size() > 1);
   impl_->services.end();
   impl_->scripts.finish(interrupted);
+  impl_->shell.finish(interrupted);
   impl_->console.finish();
   result = impl_->exit_code(result);
   if (!impl_->transient) impl_->recent.write();

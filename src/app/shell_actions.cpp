@@ -31,13 +31,16 @@ std::string temporary_file(const std::string& extension) {
   return path;
 }
 
-void mail(command::engine& engine, const std::string& save, const std::string& extension) {
+void mail(command::engine& engine, shell_watch& watch, const std::string& save, const std::string& extension) {
   const std::string path = temporary_file(extension);
   if (path.empty()) return engine.report("No temporary folder for the picture to mail");
   engine.run_option("--" + save + "=" + path);
   std::string error;
   // A save that failed has told so.
-  if (platform::file_exists(path) && !platform::mail(path, error)) engine.report(command::about(path, error));
+  if (!platform::file_exists(path)) return;
+  int process = 0;
+  if (!platform::mail(path, error, &process)) return engine.report(command::about(path, error));
+  watch.add(process, path, "xdg-email found no program that mails it");
 }
 
 // The file that the one selected layer shows, a movie as a whole; empty, and told, where it has none.
@@ -62,7 +65,7 @@ void launch(command::engine& engine) {
 
 }  // namespace
 
-void register_shell_actions(command::engine& engine, std::function<double()> shown_time) {
+void register_shell_actions(command::engine& engine, std::function<double()> shown_time, shell_watch& watch) {
   using command::action_group;
   struct mail_row {
     const char* name;
@@ -84,19 +87,22 @@ void register_shell_actions(command::engine& engine, std::function<double()> sho
                 .name = row.name,
                 .help = row.help,
                 .menu = {"mi_file", row.position},
-                .execute = [&engine, row] { mail(engine, row.save, row.extension); }});
+                .execute = [&engine, &watch, row] { mail(engine, watch, row.save, row.extension); }});
   }
   struct file_row {
     const char* name;
     const char* help;
     int position;  // in the menu; 0 for none
-    bool (*run)(const std::string& path, std::string& error);
+    bool (*run)(const std::string& path, std::string& error, int* process);
+    const char* failure;
   };
+  constexpr const char* no_manager = "The desktop has no file manager that shows it";
   constexpr file_row files[] = {
-      {"locate_in_explorer", "show the selected layer's file in the file manager", 70, platform::reveal},
-      {"reveal_in_finder", "show the selected layer's file in the file manager", 0, platform::reveal},
-      {"open_containing_folder", "show the selected layer's file in the file manager", 0, platform::reveal},
-      {"open_with", "open the selected layer's file in its own program", 71, platform::open_address},
+      {"locate_in_explorer", "show the selected layer's file in the file manager", 70, platform::reveal, no_manager},
+      {"reveal_in_finder", "show the selected layer's file in the file manager", 0, platform::reveal, no_manager},
+      {"open_containing_folder", "show the selected layer's file in the file manager", 0, platform::reveal, no_manager},
+      {"open_with", "open the selected layer's file in its own program", 71, platform::open_address,
+       "xdg-open found no program that opens it"},
   };
   for (const file_row& row : files) {
     engine.add({.group = action_group::desktop,
@@ -104,10 +110,13 @@ void register_shell_actions(command::engine& engine, std::function<double()> sho
                 .help = row.help,
                 .menu = {row.position > 0 ? "mi_layer" : "", row.position},
                 .execute =
-                    [&engine, shown_time, row] {
+                    [&engine, &watch, shown_time, row] {
                       const std::string path = file_of_layer(engine, shown_time());
+                      if (path.empty()) return;
                       std::string error;
-                      if (!path.empty() && !row.run(path, error)) engine.report(command::about(path, error));
+                      int process = 0;
+                      if (!row.run(path, error, &process)) return engine.report(command::about(path, error));
+                      watch.add(process, path, row.failure);
                     },
                 .enabled = [&engine] { return one_layer(engine); }});
   }

@@ -10,10 +10,11 @@ namespace {
 
 class shell_actions : public support::program_test {
  protected:
-  void script(const std::string& name) const {
+  void script(const std::string& name, int code = 0) const {
     const std::string told = folder / "told";
     support::write_file(folder / ("bin/" + name), "#!/bin/sh\nprintf '%s|' " + name + " \"$@\" > " + told +
-                                                      ".part\nmv " + told + ".part " + told + "\n");
+                                                      ".part\nmv " + told + ".part " + told + "\nexit " +
+                                                      std::to_string(code) + "\n");
     chmod((folder / ("bin/" + name)).c_str(), 0755);
   }
   // What a script was given by a run with these arguments.
@@ -50,6 +51,14 @@ TEST_F(shell_actions, give_a_picture_to_the_mail_program_and_a_file_to_its_own) 
   EXPECT_EQ(told({"--new_adjustment_layer", "--name=grade", "--open_with"}, with),
             "\"grade\": The layer has no file\n");
   EXPECT_EQ(told({"--mail_frame_as_png"}, with).find("\"--save_frame_as="), 0u) << "no layer";
+
+  // A desktop that has the tools, and nothing behind them.
+  for (const char* name : {"xdg-email", "xdg-open"}) script(name, 3);
+  EXPECT_EQ(told({"a.#.tga", "--open_with"}, with),
+            line("a.0.tga", "xdg-open found no program that opens it (exit code 3)\n"));
+  EXPECT_NE(told({"a.#.tga", "--mail_mask_as_png"}, with)
+                .find(".png\": xdg-email found no program that mails it (exit code 3)\n"),
+            std::string::npos);
 
   const std::string without = folder / "nothing";
   EXPECT_EQ(told({"a.#.tga", "--open_with"}, without), line("a.0.tga", "xdg-open is not installed\n"));

@@ -26,8 +26,8 @@ bool is_installed(const std::string& program) {
   return false;
 }
 
-// The child of a child, which nobody has to wait for, in a session of its own and without our terminal's input.
-bool start(const std::vector<std::string>& words, std::string& error) {
+// In a session of its own and without our terminal's input; the child of a child where nobody will wait for it.
+bool start(const std::vector<std::string>& words, std::string& error, int* process) {
   std::vector<char*> arguments;
   for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
   arguments.push_back(nullptr);
@@ -38,7 +38,7 @@ bool start(const std::vector<std::string>& words, std::string& error) {
   }
   if (child == 0) {
     // Between fork and exec only calls that are safe in a signal handler.
-    if (fork() != 0) _exit(0);
+    if (!process && fork() != 0) _exit(0);
     setsid();
     sigset_t none;
     sigemptyset(&none);
@@ -50,6 +50,10 @@ bool start(const std::vector<std::string>& words, std::string& error) {
     }
     execvp(arguments[0], arguments.data());
     _exit(127);
+  }
+  if (process) {
+    *process = child;
+    return true;
   }
   while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
   }
@@ -81,13 +85,13 @@ std::string file_uri(const std::string& path) {
 
 }  // namespace
 
-bool open_address(const std::string& address, std::string& error) {
-  return need("xdg-open", error) && start({"xdg-open", address}, error);
+bool open_address(const std::string& address, std::string& error, int* process) {
+  return need("xdg-open", error) && start({"xdg-open", address}, error, process);
 }
 
-bool reveal(const std::string& path, std::string& error) {
+bool reveal(const std::string& path, std::string& error, int* process) {
   const std::string folder = path.substr(0, std::max<std::size_t>(path.rfind('/'), 1));
-  if (!is_installed("gdbus")) return open_address(folder, error);
+  if (!is_installed("gdbus")) return open_address(folder, error, process);
   if (!need("xdg-open", error)) return false;
   // gdbus fails when no file manager answers. A quote never occurs in the address.
   return start({"/bin/sh", "-c",
@@ -95,7 +99,7 @@ bool reveal(const std::string& path, std::string& error) {
                 "--object-path /org/freedesktop/FileManager1 --method org.freedesktop.FileManager1.ShowItems "
                 "\"['$1']\" '' || exec xdg-open \"$2\"",
                 "sh", file_uri(path), folder},
-               error);
+               error, process);
 }
 
 bool launch_again(std::string& error) {
@@ -105,11 +109,11 @@ bool launch_again(std::string& error) {
     error = "its file is not found";
     return false;
   }
-  return start({std::string(path, static_cast<std::size_t>(length))}, error);
+  return start({std::string(path, static_cast<std::size_t>(length))}, error, nullptr);
 }
 
-bool mail(const std::string& path, std::string& error) {
-  return need("xdg-email", error) && start({"xdg-email", "--attach", path}, error);
+bool mail(const std::string& path, std::string& error, int* process) {
+  return need("xdg-email", error) && start({"xdg-email", "--attach", path}, error, process);
 }
 
 }  // namespace platform
