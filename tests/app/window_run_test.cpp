@@ -42,6 +42,7 @@ class window_run : public testing::Test {
   app::window_run window{{composition, engine, pipeline, frames, loader, clock, "Title",
                           [](std::string_view key) { return "<" + std::string(key) + ">"; },
                           [this](const std::string& line) { lines.push_back(line); }}};
+  app::shell_watch shell{[this](const std::string& line) { lines.push_back(line); }};
   std::vector<app::tick_times> ticks;
   std::uint32_t now = 4'294'967'000u;  // milliseconds; wraps soon
 
@@ -63,7 +64,8 @@ class window_run : public testing::Test {
         {[this](const save::progress& progress) { window.show_progress("", progress.done, progress.total); },
          [this] { return window.progress_cancelled(); }, nullptr, nullptr, nullptr});
     app::ask_with_dialogs({engine, current, [](std::string_view key) { return std::string(key); }, nullptr});
-    app::register_shell_actions(engine, [this] { return clock.shown_time(); });
+    app::register_shell_actions(
+        engine, [this] { return clock.shown_time(); }, shell);
     app::register_clipboard_actions({engine, pipeline, current, [this] { return clock.shown_time(); }});
     command::register_menu_choices(engine);
   }
