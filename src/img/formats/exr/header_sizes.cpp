@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 #include <vector>
 
 #include "io/exceptions.h"
@@ -51,23 +52,83 @@ class header_bytes {
   std::int64_t held_ = 0;
 };
 
+// Bytes of the types whose values always take as many: the library reads so many, whatever size is written before them.
+struct fixed_type {
+  std::string_view name;
+  std::int64_t bytes;
+};
+constexpr fixed_type fixed_types[] = {{"box2i", 16},
+                                      {"box2f", 16},
+                                      {"chromaticities", 32},
+                                      {"compression", 1},
+                                      {"deepImageState", 1},
+                                      {"double", 8},
+                                      {"envmap", 1},
+                                      {"float", 4},
+                                      {"int", 4},
+                                      {"keycode", 28},
+                                      {"lineOrder", 1},
+                                      {"m33d", 72},
+                                      {"m33f", 36},
+                                      {"m44d", 128},
+                                      {"m44f", 64},
+                                      {"rational", 8},
+                                      {"tiledesc", 9},
+                                      {"timecode", 8},
+                                      {"v2d", 16},
+                                      {"v2f", 8},
+                                      {"v2i", 8},
+                                      {"v3d", 24},
+                                      {"v3f", 12},
+                                      {"v3i", 12}};
+
+// How many bytes the library takes for the value of an attribute that says that it has `size`. Reads no further than
+// that size needs.
+std::int64_t bytes_taken(header_bytes& bytes, const std::string& type, std::int64_t size) {
+  for (const fixed_type& fixed : fixed_types) {
+    if (type == fixed.name) return bytes.skip(std::min(size, fixed.bytes)), fixed.bytes;
+  }
+  std::int64_t taken = 0;
+  if (type == "chlist") {
+    for (bool more = true; more && taken <= size;) {
+      const std::string channel = bytes.name();
+      more = !channel.empty();
+      if (more) bytes.skip(16);
+      taken += static_cast<std::int64_t>(channel.size()) + (more ? 17 : 1);
+    }
+    return taken;
+  }
+  if (type == "stringvector") {
+    while (taken < size) {
+      const std::int64_t length = bytes.next32();
+      taken += 4 + length;
+      if (taken <= size) bytes.skip(length);
+    }
+    return taken;
+  }
+  bytes.skip(size);
+  return type == "floatvector" ? size / 4 * 4 : size;
+}
+
 void check_attribute(const source_file& file, header_bytes& bytes, const std::string& name) {
   const std::string type = bytes.name();
   const std::int64_t size = bytes.next32();
   const auto refuse = [&](const std::string& what) {
     throw io::invalid_format(file.path(), "Attribute \"" + name + "\" says " + what);
   };
-  if (size > bytes.left()) {
-    refuse(std::to_string(size) + " bytes, but only " + std::to_string(bytes.left()) + " are left in the file");
+  const std::string bytes_said = std::to_string(size) + " bytes, but ";
+  if (size > bytes.left()) refuse(bytes_said + "only " + std::to_string(bytes.left()) + " are left in the file");
+  if (type == "preview" && size >= 8) {
+    const std::uint64_t width = bytes.next32();
+    const std::uint64_t height = bytes.next32();
+    if (width * height != static_cast<std::uint64_t>(size - 8) / 4 || size % 4 != 0) {
+      refuse(std::to_string(width) + " x " + std::to_string(height) + " pixels, but has " + std::to_string(size) +
+             " bytes");
+    }
+    return bytes.skip(size - 8);
   }
-  if (type != "preview" || size < 8) return bytes.skip(size);
-  const std::int64_t width = bytes.next32();
-  const std::int64_t height = bytes.next32();
-  if (width * height > (size - 8) / 4) {
-    refuse(std::to_string(width) + " x " + std::to_string(height) + " pixels, but has " + std::to_string(size) +
-           " bytes");
-  }
-  bytes.skip(size - 8);
+  const std::int64_t taken = bytes_taken(bytes, type, size);
+  if (taken != size) refuse(bytes_said + "its value takes " + std::to_string(taken));
 }
 
 }  // namespace

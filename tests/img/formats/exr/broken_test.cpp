@@ -210,6 +210,9 @@ TEST_F(ExrBroken, ClaimsOfAttributes) {
   const std::size_t preview = bad.find(std::string("preview\0preview\0", 16)) + 16 + 4;
   bad.replace(preview, 8, std::string("\0\x40\0\0\0\x40\0\0", 8));
   EXPECT_EQ(failure_of(bad), "Attribute \"preview\" says 16384 x 16384 pixels, but has 24 bytes");
+  bad.replace(preview, 8, std::string("\2\0\0\0\2\0\0\0", 8));
+  bad[bad.find(std::string("displayWindow\0box2i\0", 20)) + 20] = 17;
+  EXPECT_EQ(failure_of(bad), "Attribute \"displayWindow\" says 17 bytes, but its value takes 16");
 }
 
 TEST_F(ExrBroken, DeepDataIsRefused) {
