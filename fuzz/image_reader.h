@@ -42,7 +42,7 @@ struct limits {
 };
 
 // What a reader may ask for beside the pictures: rows of every thread, tables of a library.
-constexpr long long memory_beside_pictures = 24 << 20;
+constexpr long long memory_beside_pictures = 64 << 20;
 
 inline long long bytes_of(const img::image& image) {
   long long bytes = 0;
