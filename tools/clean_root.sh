@@ -1,8 +1,9 @@
 #!/bin/sh
 # clean_root.sh [command]: proves that the two commands of the README work on a bare Debian 12 with nothing but git, or
 # with SUITE=trixie on 13. Makes (once) a root under $CLEAN_ROOT, default /var/tmp/kestrin-clean-root, by debootstrap,
-# clones HEAD into a fresh copy of it and runs the command there, default "./run --version && ./test". Needs root and debootstrap. With CCACHE set
-# to a folder, such as ~/.cache/ccache, its compilers use that cache, which proves the same and takes less time.
+# clones HEAD into a fresh copy of it and runs the command there, default "./run --version && ./test". Needs root and
+# debootstrap. With CCACHE set to a folder, such as ~/.cache/ccache, its compilers use that cache, which proves the same
+# and takes less time.
 set -eu
 source=$(cd "$(dirname "$0")/.." && pwd)
 suite=${SUITE:-bookworm}
