@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "app/interrupt.h"
+#include "cache/reading/frame_order.h"
 #include "command/menu.h"
 #include "composition/documents/persistence.h"
 #include "composition/documents/window_file.h"
@@ -32,6 +33,9 @@ constexpr long long drag_picture =
 constexpr int lost_display_code = 1;  // of the process
 // Milliseconds between two pictures for the marks of frames alone.
 constexpr std::uint32_t marks_redraw = 250;
+// Milliseconds before a frame is due when its picture is begun, beside twice what the last one took. Not earlier: what
+// was just made is still in the processors' caches when it is shown, and the display has taken the picture before.
+constexpr int least_lead = 2;
 constexpr const char* unnamed_composition = "unnamed.ksncomp";
 
 using steady = std::chrono::steady_clock;
@@ -219,14 +223,15 @@ bool window_run::main_tick() {
   if (redraw_ || composition.revision != drawn_revision_ || interface_is_due() || next_picture || live || marks ||
       parts_.pipeline.waits_for_frames() || (since_draw >= aging_picture && is_out_of_date()) ||
       desktop_->client_size() != surface_size_) {
-    redraw_ = false;
+    // Whatever asked for a picture may show in it.
+    if (std::exchange(redraw_, false)) interface_->forget_ahead();
     drawn_revision_ = composition.revision;
     drawn_marks_ = board_.revision();
     if (since_draw >= aging_picture) drawn_load_ = parts_.frames.memory_load();
     due_.reset();
     last_draw_ = now;
     draw_and_present(times);
-    sampling_.picture(was_playing || dragging, times.composite + times.draw,
+    sampling_.picture(was_playing || dragging, times.composite + times.draw + std::exchange(made_ahead_, 0),
                       was_playing ? 100'000'000'000 / std::max(composition.doc.fpcs, 1) : drag_picture);
     composition.plain_sampling = sampling_.plain();
     times.lateness = since(start);
@@ -271,9 +276,11 @@ void window_run::draw_and_present(tick_times& times) {
     times.composite = frame.composite;
     times.draw = since(start) - frame.fetch - frame.composite;
     start = steady::now();
-    if (turn_mode() != ui::present_mode::immediate) due.reset();  // it may wait for the display
+    int error = presenter_->take_picture(*picture);
+    if (display_->knows_blank()) due.reset();  // it may be waited for
+    if (error == 0) error = presenter_->present(turn_mode());
     // The rest goes out with the next tick.
-    if (presenter_->present_picture(*picture, turn_mode()) != 0) redraw_ = true;
+    if (error != 0) redraw_ = true;
     times.present = since(start);
   } catch (const std::bad_alloc&) {
     parts_.pipeline.patience.reset();
@@ -291,6 +298,32 @@ ui::present_mode window_run::turn_mode() const {
   return ui::mode_for(parts_.composition.settings.vsync, parts_.composition.settings.vsync_mode);
 }
 
+bool window_run::waits_for_next() const {
+  const ksn::document& doc = parts_.composition.doc;
+  return doc.playing && made_after_ != last_frame_ && !desktop_->is_minimised() &&
+         std::any_of(doc.tracks.begin(), doc.tracks.end(), [](const ksn::track_info& t) { return t.look.visible; });
+}
+
+void window_run::make_next() {
+  made_after_ = last_frame_;
+  const ksn::document& doc = parts_.composition.doc;
+  const int head = static_cast<int>(doc.tm_t);
+  if (head < doc.tm_f || head >= doc.tm_l) return;
+  const cache::play_order order{doc.tm_f, doc.tm_l, head, doc.forward, doc.repeat};
+  const std::optional<int> next = order.at(1);
+  if (!next) return;
+  const auto start = steady::now();
+  const lib::foreground_scope due;
+  try {
+    interface_->make_ahead(surface_size_, *next);
+  } catch (const std::exception&) {
+    // It is made when it is due, and what fails is told then.
+    interface_->forget_ahead();
+  }
+  made_ahead_ = since(start);
+  ahead_lead_ = least_lead + 2 * static_cast<int>(made_ahead_ / 1'000'000);
+}
+
 void window_run::pace(std::uint32_t tick_start) {
   const ksn::state& composition = parts_.composition;
   playback::tick tick;
@@ -300,12 +333,18 @@ void window_run::pace(std::uint32_t tick_start) {
   tick.foreground = foreground_;
   tick.throttled = composition.settings.vsync_parameter != 0;
   playback::pacing rest = playback::pace(tick);
+  int left = 0;  // milliseconds until the next frame of a play is due
   if (composition.doc.playing) {
     // A picture goes out when it is due: a tick that came a little before would make it late by a whole tick.
     const double due = std::ceil(frames_left(composition) * 1e5 / std::max(composition.doc.fpcs, 1));
-    rest.milliseconds = static_cast<int>(std::min<double>(rest.milliseconds, due - tick.spent));
+    left = static_cast<int>(std::min(due - tick.spent, 1e6));
+    rest.milliseconds = std::min(rest.milliseconds, left);
   }
   if (rest.milliseconds < 1) return;
+  if (waits_for_next()) {
+    if (left <= ahead_lead_) return make_next();
+    rest.milliseconds = std::min(rest.milliseconds, left - ahead_lead_);
+  }
   switch (rest.wait) {
     case playback::pacing_wait::none:
       return;

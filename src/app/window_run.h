@@ -136,6 +136,9 @@ class window_run {
   std::uint32_t last_tick_ = 0;
   bool foreground_ = false;
   int last_frame_ = -1;
+  int made_after_ = -1;       // the frame after which the next one's picture was made
+  long long made_ahead_ = 0;  // nanoseconds that it took
+  int ahead_lead_ = 10;       // milliseconds before a frame is due when its picture is begun
   ui::sampling_choice sampling_;
   bool progress_shown_ = false;
   bool progress_cancelled_ = false;
@@ -166,6 +169,10 @@ class window_run {
   // The picture tells of something that nobody announces: the time, the memory.
   bool is_out_of_date() const;
   void draw_and_present(tick_times& times);
+  // Whether there is a picture to make before it is due.
+  bool waits_for_next() const;
+  // Does what it can for the picture of the frame that comes next.
+  void make_next();
   void pace(std::uint32_t tick_start);
   ui::present_mode turn_mode() const;
   void refresh_caption();

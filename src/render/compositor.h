@@ -19,6 +19,7 @@ struct composite_probe {
   math::point at;                      // set by who asks
   bool inside = false;                 // whether the picture has that point
   std::array<std::uint8_t, 4> rgba{};  // red, green, blue, alpha
+  bool operator==(const composite_probe&) const = default;
 };
 
 // The marks over a picture that is shown (render/marks.h).
@@ -54,6 +55,7 @@ struct frame_view {
   ksn::view_type channels = ksn::view_type::rgb;
   img::correction correction;        // of the finished picture, before checker and channels; neutral for what is saved
   composite_probe* probe = nullptr;  // filled with each frame; not owned
+  bool operator==(const frame_view&) const = default;
 };
 
 // A view of the whole output at 100 %, as saved composites have it, with the eyes that `shown` shows.
@@ -69,6 +71,7 @@ struct prepared_layer {
   ksn::cache_resolution_type resolution = ksn::cache_resolution_type::full;
   // Of an adjustment layer: its correction after prepare_rows(). When null, the compositor builds it for the frame.
   std::shared_ptr<const img::transfer> correction;
+  bool operator==(const prepared_layer&) const = default;
 };
 
 // The centre of a layer in a picture of `width` by `height` pixels.
@@ -102,9 +105,23 @@ struct frame_times {
   long long composite = 0;  // all after it
 };
 
+// A composite that was made before it is due, and all that it was made from.
+struct frame_ahead {
+  img::image_ptr picture;  // null for none
+  std::vector<prepared_layer> layers;
+  frame_view view;
+  composite_probe probe;
+  unsigned long long revision = 0;  // of the composition
+};
+
 // One whole frame: background, layers, stereo merge, frame number, time code and rate. `target` becomes BGRAZ at 8
-// bits. `times` may be null.
+// bits. `times` and `ahead` may be null. A composite made ahead is taken where layers, view and revision are still what
+// it was made from, and gone after the call.
 void render_frame(pipeline& pipeline, const ksn::state& composition, img::image& target, const frame_view& view,
-                  double time, frame_times* times = nullptr);
+                  double time, frame_times* times = nullptr, frame_ahead* ahead = nullptr);
+// Makes what can be made of a frame before it is due, of source frames that are in memory, and waits for nothing. At
+// least the pictures of layers; where those are all there is to it, the composite too.
+void make_ahead(pipeline& pipeline, const ksn::state& composition, const frame_view& view, double time,
+                frame_ahead& ahead);
 
 }  // namespace render

@@ -175,6 +175,17 @@ std::vector<bool> layers_taking_part(const ksn::state& composition) {
   return marked;
 }
 
+namespace {
+
+prepared_layer prepared(pipeline& pipeline, const ksn::track_info& track, int index, double time,
+                        img::const_image_ptr image, cache_resolution_type resolution) {
+  return {index, std::move(image), track.faded_value(time, track.look.opacity),
+          pipeline.delivered_resolution(track, resolution),
+          is_adjustment(track) ? pipeline.row_correction(track) : nullptr};
+}
+
+}  // namespace
+
 std::vector<prepared_layer> prepare_layers(pipeline& pipeline, const ksn::state& composition, double time,
                                            cache_resolution_type resolution) {
   const std::vector<bool> marked = layers_taking_part(composition);
@@ -193,9 +204,7 @@ std::vector<prepared_layer> prepare_layers(pipeline& pipeline, const ksn::state&
     img::const_image_ptr image =
         apply_alpha_source(picture, source < 0 ? layer_picture{} : pictures[static_cast<std::size_t>(source)]);
     if (!image && !is_adjustment(track)) continue;
-    layers.push_back({i, std::move(image), track.faded_value(time, track.look.opacity),
-                      pipeline.delivered_resolution(track, resolution),
-                      is_adjustment(track) ? pipeline.row_correction(track) : nullptr});
+    layers.push_back(prepared(pipeline, track, i, time, std::move(image), resolution));
   }
   return layers;
 }
@@ -221,49 +230,116 @@ frame_view output_view(const ksn::document& document, const ksn::view& shown) {
   return view;
 }
 
-void render_frame(pipeline& pipeline, const ksn::state& composition, img::image& target, const frame_view& view,
-                  double time, frame_times* times) {
+namespace {
+
+// What a composite is made of, beside the view. The background and the view's own correction share its exposure out.
+struct ingredients {
+  std::vector<prepared_layer> layers;
+  background below;
+  img::correction correction;
+};
+
+template <class Prepare>
+ingredients gather(pipeline& pipeline, const ksn::state& composition, const frame_view& view, const Prepare& prepare) {
+  ingredients parts{{}, background_of(composition), view.correction};
+  const auto early = early_exposure(composition, parts.correction);
+  if (early) {
+    // The background has no more than its 8 bits.
+    img::correction exposure;
+    exposure.exposure = parts.correction.exposure;
+    if (const img::transfer* rows = pipeline.view_correction(exposure))
+      rows->apply_row(&parts.below[0], &parts.below[1], &parts.below[2], 1);
+    parts.correction.exposure = {};
+  }
+  const exposed_layer exposed(pipeline, early);
+  parts.layers = prepare();
+  return parts;
+}
+
+// All of a frame that comes from its ingredients alone. Its height is without the room below.
+img::image_ptr compose(pipeline& pipeline, const ksn::state& composition, const frame_view& view,
+                       const ingredients& parts) {
   constexpr std::string_view letters = "BGRAZ";
-  const auto start = std::chrono::steady_clock::now();
   const img::image_ptr picture = pooled_image(letters, view.width, view.height + view.room_below);
   // The drawing functions see the picture alone.
   picture->height = view.height;
   picture->set_centre_anchor();
-  background below = background_of(composition);
-  img::correction correction = view.correction;
-  const auto early = early_exposure(composition, correction);
-  if (early) {
-    // The background has no more than its 8 bits.
-    img::correction exposure;
-    exposure.exposure = correction.exposure;
-    if (const img::transfer* rows = pipeline.view_correction(exposure))
-      rows->apply_row(&below[0], &below[1], &below[2], 1);
-    correction.exposure = {};
-  }
-  const std::vector<prepared_layer> layers = [&] {
-    const exposed_layer exposed(pipeline, early);
-    return prepare_layers(pipeline, composition, time, view.resolution);
-  }();
-  const auto fetched = std::chrono::steady_clock::now();
   switch (view.eyes) {
     case ksn::target_view_type::left:
-      render_stereo_pair(picture.get(), nullptr, composition, layers, view, &below);
+      render_stereo_pair(picture.get(), nullptr, composition, parts.layers, view, &parts.below);
       break;
     case ksn::target_view_type::right:
-      render_stereo_pair(nullptr, picture.get(), composition, layers, view, &below);
+      render_stereo_pair(nullptr, picture.get(), composition, parts.layers, view, &parts.below);
       break;
     case ksn::target_view_type::both:
-      render_both_eyes(*picture, composition, layers, view, below);
+      render_both_eyes(*picture, composition, parts.layers, view, parts.below);
       break;
   }
   if (view.probe) fill_probe(*view.probe, *picture);
   cut_to_output(*picture, composition, view);
-  if (const img::transfer* rows = pipeline.view_correction(correction)) correct_rows(*picture, *rows);
+  if (const img::transfer* rows = pipeline.view_correction(parts.correction)) correct_rows(*picture, *rows);
   if (view.for_display && composition.doc.back_color == ksn::back_color_type::transparent) {
     draw_checker(*picture, view.view_origin);
   }
   if (view.channels != ksn::view_type::rgb) select_channels(*picture, view.channels);
   draw_marks(*picture, composition, view);
+  return picture;
+}
+
+// A view as it is compared: where its probe stands, and not who asks.
+bool same_view(const frame_view& view, const frame_ahead& ahead) {
+  frame_view compared = view;
+  compared.probe = nullptr;
+  return compared == ahead.view && (!view.probe || view.probe->at == ahead.probe.at);
+}
+
+}  // namespace
+
+void make_ahead(pipeline& pipeline, const ksn::state& composition, const frame_view& view, double time,
+                frame_ahead& ahead) {
+  ahead = {};
+  bool known = true;
+  const auto prepare = [&] {
+    std::vector<prepared_layer> layers;
+    const std::vector<bool> marked = layers_taking_part(composition);
+    for (int i = composition.doc.track_count() - 1; i >= 0; --i) {
+      if (!marked[static_cast<std::size_t>(i)]) continue;
+      const ksn::track_info& track = composition.doc.track_at(i);
+      const auto image = pipeline.make_ahead(composition, track, time, view.resolution);
+      // Alpha sources and inversions make another picture of it.
+      known = known && image && track.look.alpha_source_id == 0 && !track.look.invert_color && !track.look.invert_alpha;
+      if (!known || !*image || !track.look.visible) continue;
+      layers.push_back(prepared(pipeline, track, i, time, is_adjustment(track) ? nullptr : *image, view.resolution));
+    }
+    return layers;
+  };
+  frame_view shown = view;
+  shown.probe = &ahead.probe;
+  if (view.probe) ahead.probe.at = view.probe->at;
+  const ingredients parts = gather(pipeline, composition, view, prepare);
+  if (!known) return;
+  ahead.picture = compose(pipeline, composition, shown, parts);
+  ahead.layers = parts.layers;
+  ahead.view = view;
+  ahead.view.probe = nullptr;
+  ahead.revision = composition.revision;
+}
+
+void render_frame(pipeline& pipeline, const ksn::state& composition, img::image& target, const frame_view& view,
+                  double time, frame_times* times, frame_ahead* ahead) {
+  const auto start = std::chrono::steady_clock::now();
+  const ingredients parts =
+      gather(pipeline, composition, view, [&] { return prepare_layers(pipeline, composition, time, view.resolution); });
+  const auto fetched = std::chrono::steady_clock::now();
+  img::image_ptr picture;
+  if (ahead && ahead->picture && ahead->revision == composition.revision && ahead->layers == parts.layers &&
+      same_view(view, *ahead)) {
+    picture = std::move(ahead->picture);
+    if (view.probe) *view.probe = ahead->probe;
+  } else {
+    picture = compose(pipeline, composition, view, parts);
+  }
+  if (ahead) *ahead = {};
   if (view.for_display) mark_failures(*picture, pipeline, composition, view, time);
   if (view.counter) draw_counter(*picture, pipeline, composition, time);
   picture->frame = static_cast<int>(std::trunc(time));

@@ -30,6 +30,12 @@ struct recipe {
   bool has_key() const { return primary.enabled || secondary.enabled; }
 };
 
+struct developed_picture {
+  img::const_image_ptr picture;
+  recipe made_from;
+  std::weak_ptr<const img::image> native;
+};
+
 // A picture of a text layer that can be drawn into again once nobody shows it.
 struct text_canvas {
   img::image_ptr picture;
@@ -40,6 +46,7 @@ struct layer_state {
   img::const_image_ptr picture;            // the last one, shared with the cache or from the pool; null after a failure
   recipe made_from;                        // of `picture`
   std::weak_ptr<const img::image> native;  // a decoded frame that it was made from, as long as that is in memory
+  developed_picture ahead;                 // of the frame that will be asked for next
   std::uint32_t last_stat_time = 0;        // milliseconds
   int render_count = 0;
   std::map<int, std::string> failures;  // the line of each source frame that failed

@@ -103,9 +103,8 @@ img::const_image_ptr pipeline::layer_frame(const ksn::state& composition, const 
   return track.source.is_decoded() ? decoded_frame(state, asked) : made_frame(state, asked);
 }
 
-img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& asked) {
+recipe pipeline::recipe_of(const request& asked) const {
   const ksn::track_info& track = asked.track;
-  const bool direct = is_direct(track);
   recipe wanted{key_of_frame(track, asked.source_frame, asked.resolution),
                 track.look.tf,
                 track.look.ck_primary,
@@ -113,6 +112,40 @@ img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& 
                 track.look.channels,
                 nullptr};
   if (early && early->layer_id == track.id) wanted.correction.shown_exposure = early->hundredths;
+  return wanted;
+}
+
+std::optional<img::const_image_ptr> pipeline::make_ahead(const ksn::state& composition, const ksn::track_info& track,
+                                                         double time, cache_resolution_type resolution) {
+  const double position = track.source_position(time);
+  if (!has_pictures(track.source.type) || position < 0.0) return nullptr;
+  const request asked{track, static_cast<int>(position), delivered_resolution(track, resolution), false, &composition,
+                      time};
+  layer_state& state = state_of(track.id);
+  if (!track.source.is_decoded()) {
+    // What a text or a live source shows is known when it is shown.
+    const bool stays = track.source.type == source_type::clipboard_image || track.source.type == source_type::brush ||
+                       track.source.type == source_type::brush_sequence || track.source.type == source_type::adjustment;
+    if (stays && state.picture && canvas_of(state, asked) == state.made_from.canvas) return state.picture;
+    return std::nullopt;
+  }
+  if (is_direct(track)) return std::nullopt;
+  recipe wanted = recipe_of(asked);
+  if (state.picture && state.made_from == wanted) return state.picture;
+  const img::const_image_ptr native = cache_.find(wanted.key);
+  if (!native) return std::nullopt;
+  if (state.ahead.made_from == wanted && state.ahead.native.lock() == native) return state.ahead.picture;
+  state.ahead = {};
+  state.ahead.picture = develop(state, wanted, native, wanted.key.has_lookup);
+  state.ahead.native = native;
+  state.ahead.made_from = std::move(wanted);
+  return state.ahead.picture;
+}
+
+img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& asked) {
+  const ksn::track_info& track = asked.track;
+  const bool direct = is_direct(track);
+  recipe wanted = recipe_of(asked);
   if (state.picture && !direct && !asked.force_reload && state.made_from == wanted) {
     if (!track.source.auto_update || track.source.is_clip()) return state.picture;
     const std::uint32_t now = options_.milliseconds();
@@ -129,6 +162,8 @@ img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& 
     late = native == not_yet_there();
     if (!native || late) return native;
     state.native = native;
+    const developed_picture ahead = std::exchange(state.ahead, {});
+    if (ahead.picture && ahead.made_from == wanted && ahead.native.lock() == native) return ahead.picture;
     // Lets go of the old picture first, so that a picture from the pool can be used again for this one.
     state.picture.reset();
     return develop(state, wanted, native, wanted.key.has_lookup);

@@ -22,6 +22,7 @@ namespace render {
 
 // The pipeline's state of a layer between frames, by layer id. Main thread.
 struct layer_state;
+struct recipe;
 
 struct layer_geometry {
   int num_x = 1000;
@@ -63,6 +64,10 @@ class pipeline {
                                    ksn::cache_resolution_type resolution);
   img::const_image_ptr layer_frame(const ksn::state& composition, const ksn::track_info& track, int source_frame,
                                    ksn::cache_resolution_type resolution, bool force_reload, double time);
+  // The picture that layer_image() will give at a time to come, null for none; nothing where that can't be told before.
+  // It is made where the source frame is in memory, and kept until the layer's next fetch of another picture.
+  std::optional<img::const_image_ptr> make_ahead(const ksn::state& composition, const ksn::track_info& track,
+                                                 double time, ksn::cache_resolution_type resolution);
   // The decoded source frame in its native form, before any colour: for float saving and information. Null on failure.
   img::const_image_ptr native_frame(const ksn::track_info& track, int source_frame);
 
@@ -125,6 +130,7 @@ class pipeline {
   struct request;
 
   layer_state& state_of(int layer_id);
+  recipe recipe_of(const request& asked) const;
   img::const_image_ptr decoded_frame(layer_state& state, const request& asked);
   img::const_image_ptr native_of(const request& asked, const cache::frame_key& key, bool through_cache);
   img::const_image_ptr made_frame(layer_state& state, const request& asked);

@@ -77,16 +77,19 @@ void presenter::resize(int width, int height) {
   shared_->offscreen = std::move(fresh);
 }
 
-int presenter::present_picture(const img::image& image, present_mode mode) {
+int presenter::take_picture(const img::image& image) {
   if (!ready_) return error_not_ready;
   if (const int error = display_->restore(); error != 0) return error;
-  {
-    const std::lock_guard guard(shared_->lock);
-    if (!shared_->offscreen) return error_no_offscreen;
-    if (image.width != shared_->offscreen->width || image.height != shared_->offscreen->height) return error_size;
-    copy_to_surface(*shared_->offscreen, image);
-  }
-  return present(mode);
+  const std::lock_guard guard(shared_->lock);
+  if (!shared_->offscreen) return error_no_offscreen;
+  if (image.width != shared_->offscreen->width || image.height != shared_->offscreen->height) return error_size;
+  copy_to_surface(*shared_->offscreen, image);
+  return 0;
+}
+
+int presenter::present_picture(const img::image& image, present_mode mode) {
+  const int error = take_picture(image);
+  return error != 0 ? error : present(mode);
 }
 
 int presenter::present(present_mode mode) {

@@ -83,11 +83,13 @@ class presenter {
   int start();
   // A surface of this size, at least one pixel either way, in place of the one before.
   void resize(int width, int height);
-  // Copies the picture, 8-bit planes that begin with B, G, R, to the surface and shows it. 0 or an error number; an
-  // image of another size than the surface is `error_size` for this tick alone.
-  int present_picture(const img::image& image, present_mode mode);
-  // Shows the surface again.
+  // Copies the picture, 8-bit planes that begin with B, G, R, to the surface. 0 or an error number; an image of another
+  // size than the surface is `error_size` for this tick alone.
+  int take_picture(const img::image& image);
+  // Shows the surface.
   int present(present_mode mode);
+  // Both. 0 or an error number.
+  int present_picture(const img::image& image, present_mode mode);
 
   // Waits until a present is done, window events have run, or the time is over; true when a present is done.
   bool wait_done(int milliseconds);

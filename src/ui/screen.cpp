@@ -14,25 +14,37 @@ int scaled(int size, double factor) {
   return static_cast<int>(std::min(std::ceil(size * factor), 65535.0));
 }
 
+// With room below for the strip where the picture can be made where it is shown.
+render::frame_view screen_view(const ksn::state& composition, int client_width, int client_height,
+                               render::composite_probe* probe) {
+  render::frame_view view = save::preview_view(composition, client_width, client_height);
+  view.probe = probe;
+  if (view.eyes != ksn::target_view_type::both) view.room_below = std::max(client_height - view.height, 0);
+  return view;
+}
+
 }  // namespace
 
 void draw_screen(render::pipeline& pipeline, const ksn::state& composition, double time, img::image& target,
-                 int client_width, int client_height, render::frame_times* times, render::composite_probe* probe) {
-  render::frame_view view = save::preview_view(composition, client_width, client_height);
-  view.probe = probe;
+                 int client_width, int client_height, render::frame_times* times, render::composite_probe* probe,
+                 render::frame_ahead* ahead) {
+  const render::frame_view view = screen_view(composition, client_width, client_height, probe);
   const int strip = std::max(client_height - view.height, 0);
-  if (strip == 0 || view.eyes != ksn::target_view_type::both) {
-    // The picture is made where it is shown.
-    view.room_below = strip;
-    render::render_frame(pipeline, composition, target, view, time, times);
+  if (view.room_below == strip) {
+    render::render_frame(pipeline, composition, target, view, time, times, ahead);
   } else {
     const img::image_ptr preview = render::empty_image();
-    render::render_frame(pipeline, composition, *preview, view, time, times);
+    render::render_frame(pipeline, composition, *preview, view, time, times, ahead);
     const img::image_ptr whole = render::pooled_image("BGRAZ", view.width, client_height);
     const std::size_t above = img::plane_bytes(8, view.width, view.height);
     for (int plane = 0; plane < 3; ++plane) std::memcpy(whole->row(plane, 0), preview->row(plane, 0), above);
     target.swap(*whole);
   }
+}
+
+void make_screen_ahead(render::pipeline& pipeline, const ksn::state& composition, double time, int client_width,
+                       int client_height, render::composite_probe* probe, render::frame_ahead& ahead) {
+  render::make_ahead(pipeline, composition, screen_view(composition, client_width, client_height, probe), time, ahead);
 }
 
 namespace {

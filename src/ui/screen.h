@@ -15,10 +15,14 @@ constexpr int infobar_height = 17;  // over the lower end of the preview area, a
 // Renders the preview area at a time of the timeline: the composite under zoom and pan, as save_screen_as saves it.
 // `target` becomes an 8-bit picture of the client's size with the planes of a composite; both sizes are at least 1.
 // What lies below the split line is the other areas' to draw, and has no particular value. `times` may be null, and so
-// may `probe`, which tells what the composite holds under a point.
+// may `probe`, which tells what the composite holds under a point, and `ahead`, what was made of it before.
 void draw_screen(render::pipeline& pipeline, const ksn::state& composition, double time, img::image& target,
                  int client_width, int client_height, render::frame_times* times = nullptr,
-                 render::composite_probe* probe = nullptr);
+                 render::composite_probe* probe = nullptr, render::frame_ahead* ahead = nullptr);
+
+// Makes what can be made of such a picture before it is due.
+void make_screen_ahead(render::pipeline& pipeline, const ksn::state& composition, double time, int client_width,
+                       int client_height, render::composite_probe* probe, render::frame_ahead& ahead);
 
 // The client size at which the free part of the preview area holds the picture of the composition at its present zoom,
 // pixel for pixel: the largest visible layer, or without one `mask_size`.

@@ -50,9 +50,13 @@ redraw window::pass(int elapsed_milliseconds, bool live) {
   return wish;
 }
 
+void window::make_ahead(math::point size, double time) {
+  make_screen_ahead(parts_.pipeline, parts_.composition, time, size.x, size.y, &bench_.composite, ahead_);
+}
+
 redraw window::draw(img::image& target, math::point size, double time, render::frame_times* times) {
   drawn_size_ = size;
-  draw_screen(parts_.pipeline, parts_.composition, time, target, size.x, size.y, times, &bench_.composite);
+  draw_screen(parts_.pipeline, parts_.composition, time, target, size.x, size.y, times, &bench_.composite, &ahead_);
   const ksn::window_layout now = layout();
   painter on(target, parts_.drawing, now.scale, input_.hot());
   for (const area& area : areas_) {

@@ -50,6 +50,10 @@ class window {
   // Draws the whole client area at a time of the timeline into `target`, which becomes an 8-bit picture of that size
   // with the planes of a composite. `times` may be null. Returns what is owed after this picture.
   redraw draw(img::image& target, math::point size, double time, render::frame_times* times);
+  // Makes what can be made of the next draw() at that time before it is due, as long as nothing else happens.
+  void make_ahead(math::point size, double time);
+  // Something else happened.
+  void forget_ahead() { ahead_ = {}; }
 
   mouse_handler* hit_test(math::point point);
 
@@ -60,6 +64,7 @@ class window {
   std::vector<area> areas_;
   std::optional<math::point> drawn_size_;  // while a picture is drawn
   long long seen_errors_ = 0;
+  render::frame_ahead ahead_;
 
   ksn::window_layout layout() const;
   static place place_of(const area& area, const ksn::window_layout& layout);

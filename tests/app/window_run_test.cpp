@@ -179,6 +179,26 @@ TEST_F(window_run, waits_as_long_as_its_state_allows) {
     EXPECT_EQ(waits, (std::set<int>{0, r.wait})) << r.name;
     EXPECT_EQ(desktop.pictures == pictures, r.minimised) << r.name;
   }
+
+  // With a layer it is awake before the next frame is due, and makes its picture.
+  ksn::track_info layer;
+  layer.source.type = ksn::source_type::text;
+  layer.source.frames = 1;
+  layer.look.visible = true;
+  composition.enter_stack(std::move(layer), false);
+  desktop.minimised = false;
+  desktop.waits.clear();
+  step(
+      [&] {
+        composition.settings.vsync_parameter = 1;
+        composition.doc.playing = true;
+        composition.doc.fpcs = 2500;
+      },
+      6);
+  window.run(desktop);
+  const std::set<int> waits(desktop.waits.begin(), desktop.waits.end());
+  ASSERT_GT(waits.size(), 1u);
+  EXPECT_LT(*std::next(waits.begin()), 40);
 }
 
 TEST_F(window_run, closes_in_order) {
