@@ -135,15 +135,7 @@ void draw_name(painter& on, const drawn_row& row, const rectangle& box) {
   on.set_clip(before);
 }
 
-}  // namespace
-
-void draw_row_shapes(painter& on, const ruler_scale& ruler, const drawn_row& row) {
-  const rectangle box = box_of(on, ruler, row);
-  draw_ground(on, ruler, row, box);
-  draw_bar(on, ruler, row, box);
-}
-
-void draw_row_signs(painter& on, const ruler_scale& ruler, const drawn_row& row) {
+void draw_signs(painter& on, const ruler_scale& ruler, const drawn_row& row, const rectangle& box) {
   const int bottom = row.top + on.px(ksn::layer_row_height);
   // Three digits need the column's last pixels.
   const int margin = row.index < 99 ? on.px(5) : 0;
@@ -153,7 +145,21 @@ void draw_row_signs(painter& on, const ruler_scale& ruler, const drawn_row& row)
   if (row.track.look.visible) on.art("visible", {on.px(row_column + row_column / 2 + 1), middle});
   if (row.track.sound.audible) on.art("audible", {on.px(2 * row_column + row_column / 2), middle});
   draw_letters(on, ruler, row);
-  draw_name(on, row, box_of(on, ruler, row));
+  draw_name(on, row, box);
+}
+
+}  // namespace
+
+void prepare_rows(const painter& on) {
+  for (const char* font : {"timeline.digits", "track.effect", "track.name", "track.opacity"}) on.measure("0", font);
+  on.art_of("visible");
+}
+
+void draw_row(painter& on, const ruler_scale& ruler, const drawn_row& row) {
+  const rectangle box = box_of(on, ruler, row);
+  draw_ground(on, ruler, row, box);
+  draw_bar(on, ruler, row, box);
+  draw_signs(on, ruler, row, box);
 }
 
 }  // namespace ui

@@ -1,4 +1,4 @@
-// The picture of one row of the layer stack, in two steps.
+// The picture of one row of the layer stack.
 #pragma once
 
 #include <string_view>
@@ -20,9 +20,9 @@ struct drawn_row {
   std::string_view gone;  // said of a layer whose source is not there; empty for the others
 };
 
-// Ground, bar, holes and marks. Asks for no text and no art, so that rows may be drawn on several threads at once.
-void draw_row_shapes(painter& on, const ruler_scale& ruler, const drawn_row& row);
-// Number, eye, speaker, letters, name and opacity over them. Main thread.
-void draw_row_signs(painter& on, const ruler_scale& ruler, const drawn_row& row);
+// Draws on several threads at once where the painter's functions may be called there, each row once. Before, call
+// prepare_rows() on the main thread, which is where fonts and art that are missing are told.
+void draw_row(painter& on, const ruler_scale& ruler, const drawn_row& row);
+void prepare_rows(const painter& on);
 
 }  // namespace ui

@@ -67,11 +67,11 @@ class track_area : public ui_object, public mouse_handler {
     };
     // Half of the time goes into filling, and no row touches a pixel of another.
     const int shown = std::min(rows.rows, rows.count - rows.first);
+    prepare_rows(on);
     lib::parallel_chunks(shown, rows_at_once, [&](int first, int last) {
       painter own = on;
-      for (int i = first; i < last; ++i) draw_row_shapes(own, ruler, row(i));
+      for (int i = first; i < last; ++i) draw_row(own, ruler, row(i));
     });
-    for (int i = 0; i < shown; ++i) draw_row_signs(on, ruler, row(i));
     if (rows.scrolls()) draw_scroll_bar(on, bar(), is_over_scroll_bar(on));
     const int top = at.at(0, ksn::strip_height).y;
     const int x = ruler.x_of(shown_frame(bench_.composition));

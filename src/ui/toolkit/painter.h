@@ -1,5 +1,5 @@
-// Drawing of the interface into a picture of the window. Main thread, but for copies of a painter that fill in others
-// where they touch other pixels; the bound functions are the main thread's.
+// Drawing of the interface into a picture of the window. Main thread, but for copies of a painter that draw in other
+// threads where they touch other pixels.
 #pragma once
 
 #include <functional>
@@ -28,7 +28,8 @@ struct text_place {
 };
 
 // Functions that draw art and text. The owner binds them; a test notes what is asked for. Names of fonts and of art are
-// those of the tables in text/ and ui/skin/; the scale is 1 or 2.
+// those of the tables in text/ and ui/skin/; the scale is 1 or 2. Any thread, at once where the pixels are others; what
+// is missing is told on the thread of the first call that needs it.
 struct drawing_functions {
   // The picture of that name; null for none.
   std::function<const img::image*(std::string_view name, int scale)> skin_image;
