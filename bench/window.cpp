@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr int rounds = 61;
+constexpr int rounds = 301;
 
 struct bed : support::opened_parts {
   text::fonts fonts;
