@@ -132,7 +132,8 @@ codec_ptr open_video_encoder(const sources::movie_settings& settings, const enco
   encoder->time_base = {settings.rate_denominator, settings.rate_numerator};
   encoder->framerate = {settings.rate_numerator, settings.rate_denominator};
   encoder->sample_aspect_ratio = {1, 1};
-  encoder->thread_count = host().thread_count();
+  // Slices of FFV1 take unequal time: with a thread more than processors none of these waits for the longest.
+  encoder->thread_count = host().thread_count() + (settings.codec == "ffv1" ? 1 : 0);
   encoder->color_range = form.full_range ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
   // What the screen shows: the primaries of BT.709, which are those of sRGB.
   encoder->color_primaries = AVCOL_PRI_BT709;
