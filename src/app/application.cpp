@@ -401,6 +401,8 @@ bool application::impl::print_tables(const std::string& which) {
     const std::string near = command::nearest_name(engine, which);
     console.report("No help on \"" + which + "\"" +
                    (near.empty() ? "; --help lists everything" : "; did you mean " + near + "?"));
+    // A process that was started to print this has failed; a window goes on.
+    if (!window.desktop()) engine.exit_with_status = true;
   }
   engine.quit_requested = true;
   return true;

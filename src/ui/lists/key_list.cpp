@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <set>
 
+#include "composition/editing/undo.h"
 #include "lib/paths.h"
 #include "ui/lists/lists.h"
 
@@ -19,7 +21,13 @@ class key_list : public list_panel {
 
   void row_clicked(const list_row& row) override {
     bench().input.drop_focus(this);
+    const bool typed_field = row.left.empty() && sets_field(row.right);
+    // What is typed may name any layer. Actions make steps of undo of their own.
+    std::set<int> all;
+    for (const ksn::track_info& track : bench().composition.doc.tracks) all.insert(track.id);
+    const ksn::undo_capture before(bench().composition, all);
     for (const std::string& command : row.commands) bench().run(command);
+    if (typed_field) before.remember(bench().composition, {"typed_field"}, ksn::undo_rule::as_left, false);
   }
 
   std::vector<list_row> rows(const std::string& search) const override {
