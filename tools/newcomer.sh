@@ -322,7 +322,7 @@ forgotten_mouse() {
   xdotool type --delay 15 darker
   sleep 0.3
   shoot found
-  click 560 188  # the first row
+  click 560 174  # the first row
   expect global:exposure -0.25
   key n
 }
