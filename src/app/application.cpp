@@ -183,7 +183,10 @@ std::string application::impl::text(std::string_view key) {
 }
 
 void application::impl::bind() {
-  engine.write_error = [this](const std::string& line) { console.report(line); };
+  engine.write_error = [this](const std::string& line) {
+    // The menu entry asks for an instance that runs; that there is none is nothing to show in the one that begins.
+    is_attach_option(engine.current_option()) ? console.report_outside(line) : console.report(line);
+  };
   engine.write_output = [this](const std::string& line) { console.print(line); };
   engine.stop_requested = interrupted;
 
