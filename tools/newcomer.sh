@@ -8,20 +8,7 @@ pictures=${1:-/tmp/kestrin_newcomer}
 program=$(realpath "${2:-build/release/bin/kestrin}")
 mkdir -p "$pictures"
 pictures=$(realpath "$pictures")
-folder=$(mktemp -d /tmp/kestrin_newcomer.XXXXXX)
-window=
-server=
-leave() {
-  [ -z "$window" ] || kill -9 "$window" 2>/dev/null || true
-  [ -z "$server" ] || kill "$server" 2>/dev/null || true
-  wait 2>/dev/null || true
-  rm -rf "$folder"
-}
-trap leave EXIT
-cd "$folder"
-mkdir -m 700 run home
-unset XDG_CONFIG_HOME XDG_DATA_HOME XDG_STATE_HOME WAYLAND_DISPLAY KESTRIN_SITE
-export HOME="$folder/home" XDG_RUNTIME_DIR="$folder/run" QT_QPA_PLATFORM=xcb SDL_AUDIODRIVER=dummy
+. tools/own_window.sh
 
 made() {
   env -u DISPLAY "$program" --new_text_layer=48 --timeline=48 --wa_end=48 "--mask_size=$1" --layer_resize_to_mask "--text=$2" \
@@ -30,18 +17,8 @@ made() {
 made 640,360 '{timeline:frame}' 40,60,80 shot
 made 200,120 logo 128,30,30 logo
 
-Xvfb -displayfd 3 -screen 0 1280x900x24 -nolisten tcp 3>display >/dev/null 2>&1 &
-server=$!
-until [ -s display ]; do sleep 0.1; done
-export DISPLAY=":$(cat display)"
-"$program" >/dev/null 2>errors &
-window=$!
-id=
-until [ -n "$id" ]; do
-  id=$(xdotool search --onlyvisible --all --pid "$window" --name ' - ' 2>/dev/null | head -n 1) || true
-  sleep 0.2
-done
-xdotool windowfocus --sync "$id"
+open_display
+open_window "$program"
 
 at() { xdotool mousemove --window "$id" "$1" "$2"; }
 click() { at "$1" "$2"; xdotool click "${3:-1}"; }
@@ -345,7 +322,7 @@ forgotten_mouse() {
   xdotool type --delay 15 darker
   sleep 0.3
   shoot found
-  click 560 188  # the first row
+  click 560 174  # the first row
   expect global:exposure -0.25
   key n
 }

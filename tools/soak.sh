@@ -10,26 +10,12 @@ jobs=${2:-5000}
 program=${3:-build/release/bin/kestrin}
 program=$(realpath "$program")
 examples=$PWD/examples/first_look
-folder=$(mktemp -d /tmp/kestrin_soak.XXXXXX)
-window=
-server=
-leave() {
-  [ -z "$window" ] || kill -9 "$window" 2>/dev/null || true
-  [ -z "$server" ] || kill "$server" 2>/dev/null || true
-  wait 2>/dev/null || true
-  rm -rf "$folder"
-}
-trap leave EXIT
-trap 'exit 1' INT TERM
+. tools/own_window.sh
 fail() {
   echo "soak.sh: $*" >&2
   tail -n 20 "$folder"/errors* >&2 2>/dev/null || true
   exit 1
 }
-cd "$folder"
-mkdir -m 700 run home
-export HOME="$folder/home" XDG_RUNTIME_DIR="$folder/run" XDG_CONFIG_HOME= XDG_DATA_HOME= XDG_STATE_HOME=
-export QT_QPA_PLATFORM=xcb SDL_AUDIODRIVER=dummy WAYLAND_DISPLAY=
 
 # --- a shot of 60 frames; the program makes it ---
 env -u DISPLAY "$program" --new_text_layer=60 --timeline=60 --wa_end=60 --mask_size=640,360 --layer_resize_to_mask \
@@ -37,19 +23,9 @@ env -u DISPLAY "$program" --new_text_layer=60 --timeline=60 --wa_end=60 --mask_s
 
 # --- the window ---
 window_part() {
-Xvfb -displayfd 3 -screen 0 1280x900x24 -nolisten tcp 3>display >/dev/null 2>&1 &
-server=$!
-until [ -s display ]; do sleep 0.1; done
-export DISPLAY=":$(cat display)"
-"$program" shot.####.tga "$examples"/lantern.##.tga --alpha=normal --length=60 --autosave=5 --memory_limit=200 2>errors &
-window=$!
-id=
-until [ -n "$id" ]; do
-  kill -0 "$window" 2>/dev/null || fail "the window has ended"
-  id=$(xdotool search --onlyvisible --all --pid "$window" --name " - " 2>/dev/null | head -n 1) || true
-  sleep 0.2
-done
-xdotool windowfocus --sync "$id"
+open_display
+open_window "$program" shot.####.tga "$examples"/lantern.##.tga --alpha=normal --length=60 --autosave=5 --memory_limit=200 ||
+  fail "the window has ended"
 
 told() { "$program" --attach_nf "$@" --transient >/dev/null 2>>errors_attach || fail "a line was not carried out: $*"; }
 resident() { awk '/^VmRSS/ {print $2}' "/proc/$window/status"; }

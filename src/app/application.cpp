@@ -183,7 +183,10 @@ std::string application::impl::text(std::string_view key) {
 }
 
 void application::impl::bind() {
-  engine.write_error = [this](const std::string& line) { console.report(line); };
+  engine.write_error = [this](const std::string& line) {
+    // The menu entry asks for an instance that runs; that there is none is nothing to show in the one that begins.
+    is_attach_option(engine.current_option()) ? console.report_outside(line) : console.report(line);
+  };
   engine.write_output = [this](const std::string& line) { console.print(line); };
   engine.stop_requested = interrupted;
 
@@ -401,6 +404,8 @@ bool application::impl::print_tables(const std::string& which) {
     const std::string near = command::nearest_name(engine, which);
     console.report("No help on \"" + which + "\"" +
                    (near.empty() ? "; --help lists everything" : "; did you mean " + near + "?"));
+    // A process that was started to print this has failed; a window goes on.
+    if (!window.desktop()) engine.exit_with_status = true;
   }
   engine.quit_requested = true;
   return true;

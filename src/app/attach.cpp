@@ -16,12 +16,6 @@ namespace {
 constexpr const char* attach_options[] = {"attach", "use_existing_window", "attach_nf"};
 constexpr const char* status_option = "--attach=status";
 
-bool is_attach_option(const std::string& argument) {
-  return argument == status_option ||
-         std::any_of(std::begin(attach_options), std::end(attach_options),
-                     [&](const char* name) { return argument == std::string("--") + name; });
-}
-
 bool ends_by_itself(const std::vector<std::string>& args) {
   return std::any_of(args.begin(), args.end(),
                      [](const std::string& a) { return a == "--exit" || a.starts_with("--exit="); });
@@ -84,6 +78,12 @@ class known_options {
 };
 
 }  // namespace
+
+bool is_attach_option(const std::string& argument) {
+  return argument == status_option ||
+         std::any_of(std::begin(attach_options), std::end(attach_options),
+                     [&](const char* name) { return argument == std::string("--") + name; });
+}
 
 attach::attach(command::engine& engine, std::string address) : engine_(engine), address_(std::move(address)) {}
 

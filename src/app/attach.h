@@ -12,17 +12,20 @@
 
 namespace app {
 
+// --attach, --attach=status, --use_existing_window, --attach_nf.
+bool is_attach_option(const std::string& argument);
+
 // Main thread.
 class attach {
  public:
   // Without an address the one of this display is taken when it is first needed.
   explicit attach(command::engine& engine, std::string address = {});
 
-  // For each argument --attach, --attach=status, --use_existing_window or --attach_nf: gives the line to the instance
-  // that serves on this display and waits until it has been carried out there; what it prints and reports is written
-  // here too. Returns the code with which this process ends: 0, or 1 after an error line where --attach=status asked
-  // for it; 1 with a line when the other instance does not answer, or this one's folder is gone. Without a code this
-  // instance goes on, and unless its line shows that it will have no window, later ones wait for it.
+  // For each of these arguments: gives the line to the instance that serves on this display and waits until it has been
+  // carried out there; what it prints and reports is written here too. Returns the code with which this process ends:
+  // 0, or 1 after an error line where --attach=status asked for it; 1 with a line when the other instance does not
+  // answer, or this one's folder is gone. Without a code this instance goes on, and unless its line shows that it will
+  // have no window, later ones wait for it.
   std::optional<int> hand_over(const std::vector<std::string>& args);
 
   // Serves from now on. `wake` makes the main loop call poll(), from any thread; `bring_forward` shows the window.

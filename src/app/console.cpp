@@ -56,13 +56,17 @@ void console::flush() {
 }
 
 void console::report(const std::string& line) {
+  report_outside(line);
+  errors_.add(lib::printable(line));
+}
+
+void console::report_outside(const std::string& line) {
   clear_progress();
   // Earlier output comes before the error when both streams go to one place.
   flush();
-  const std::string printed = lib::printable(line);
-  write_line(stderr, printed);
+  write_line(stderr, lib::printable(line));
   note("error", line);
-  errors_.add(printed);
+  any_error_ = true;
 }
 
 void console::show(const save::progress& progress, const std::string& text) {

@@ -52,7 +52,7 @@ std::vector<area> make_areas(workbench& bench) {
                       .menu = {"mi_view", 90},
                       .execute = [list] { list->open(); }});
   };
-  add("show_keys", "show every key with what it runs", "Shift+/ F1", key_list);
+  add("show_keys", "show every key with what it runs, and what the mouse does", "Shift+/ F1", key_list);
   add("show_errors", "show the last error lines with their times", "", error_list);
   const auto marks = std::make_shared<mark_table>();
   return {

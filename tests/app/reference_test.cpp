@@ -61,7 +61,9 @@ TEST(reference, help_on_one_name) {
   EXPECT_NE(run("--help=opacity").out.find("--print_field=opacity"), std::string::npos);
   EXPECT_NE(run("--help=--save_frame_as").out.find("--save_frame_as=PATH"), std::string::npos);
   EXPECT_NE(run("--help=layer time").out.find("--layer_go_to_in"), std::string::npos);
-  EXPECT_NE(run("--help=opcity").errors.find("did you mean opacity?"), std::string::npos);
+  const support::outcome mistyped = run("--help=opcity");
+  EXPECT_NE(mistyped.errors.find("did you mean opacity?"), std::string::npos);
+  EXPECT_EQ(mistyped.code, 1);
   EXPECT_NE(run("--lyer_duplicate").errors.find("did you mean --layer_duplicate?"), std::string::npos);
   EXPECT_EQ(run("--qqqqqqqqqq").errors.find("did you mean"), std::string::npos);
 }

@@ -1,10 +1,16 @@
 #include <algorithm>
+#include <set>
 
+#include "composition/editing/undo.h"
 #include "lib/paths.h"
 #include "ui/lists/lists.h"
 
 namespace ui {
 namespace {
+
+// What the mouse does on the picture: the catalogue has `mouse.NAME` for the gesture and `mouse.NAME_does`.
+constexpr const char* gestures[] = {"scrub", "flick", "pan",  "zoom",       "move", "scale",
+                                    "text",  "pixel", "area", "brush_size", "erase"};
 
 class key_list : public list_panel {
  public:
@@ -18,8 +24,15 @@ class key_list : public list_panel {
   bool has_choice() const override { return true; }
 
   void row_clicked(const list_row& row) override {
+    if (row.commands.empty()) return;
     bench().input.drop_focus(this);
+    const bool typed_field = row.left.empty() && sets_field(row.right);
+    // What is typed may name any layer. Actions make steps of undo of their own.
+    std::set<int> all;
+    for (const ksn::track_info& track : bench().composition.doc.tracks) all.insert(track.id);
+    const ksn::undo_capture before(bench().composition, all);
     for (const std::string& command : row.commands) bench().run(command);
+    if (typed_field) before.remember(bench().composition, {"typed_field"}, ksn::undo_rule::as_left, false);
   }
 
   std::vector<list_row> rows(const std::string& search) const override {
@@ -37,6 +50,11 @@ class key_list : public list_panel {
       if (row.right.empty() || row.left.empty()) continue;
       const std::string all = lib::to_lower(row.left + " " + row.right + " " + plain);
       if (all.find(search) != std::string::npos) result.push_back(std::move(row));
+    }
+    for (const std::string gesture : gestures) {
+      list_row row{bench().text("mouse." + gesture), bench().text("mouse." + gesture + "_does")};
+      if (lib::to_lower(row.left + " " + row.right + " mouse").find(search) != std::string::npos)
+        result.push_back(std::move(row));
     }
     std::stable_sort(result.begin(), result.end(),
                      [](const list_row& a, const list_row& b) { return a.right < b.right; });

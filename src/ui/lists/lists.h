@@ -8,8 +8,8 @@
 
 namespace ui {
 
-// Every key with what it runs. Typing searches, in what has no key too; a field with its value, as opacity=50, is a row
-// as well. Enter or a click runs a row.
+// Every key with what it runs, and what the mouse does on the picture. Typing searches, in what has no key too; a field
+// with its value, as opacity=50, is a row as well. Enter or a click runs a row.
 std::shared_ptr<list_panel> make_key_list(workbench& bench);
 // The error lines with their times; a click copies one, Ctrl+C all of them.
 std::shared_ptr<list_panel> make_error_list(workbench& bench);

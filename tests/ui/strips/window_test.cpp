@@ -199,6 +199,14 @@ TEST_F(whole_window, lists_and_messages_over_the_picture) {
   EXPECT_EQ(shown("two.tga"), 1) << "without layers, what was open lately";
   add_layer();
   EXPECT_EQ(shown("two.tga"), 0);
+
+  engine.run_command("show_keys");
+  window->input().pass(0, true);
+  window->input().text("1:opacity=50");
+  window->input().key_down(13);
+  EXPECT_EQ(composition.doc.track_at(0).look.opacity, 50);
+  engine.run_command("undo");
+  EXPECT_EQ(composition.doc.track_at(0).look.opacity, 100) << "what was typed is a step of undo";
 }
 
 // News stand in the middle of the first screen, and nowhere without an address to go to.
