@@ -21,7 +21,7 @@ using platform::form_choice;
 using platform::form_word;
 
 // The format's own way, and others by their words.
-form_choice compressions(const save_choices::text_function& text, std::initializer_list<const char*> words) {
+form_choice compressions(const save_choices::text_function& text, const std::vector<const char*>& words) {
   form_choice choice{"compression", text("save_form_compression"), {{"", text("save_form_default")}}};
   for (const char* word : words) choice.words.push_back({word, word});
   return choice;
@@ -50,10 +50,16 @@ std::vector<form_choice> of_picture(const std::string& path, const std::string& 
   std::vector<form_choice> choices;
   if (!format) return choices;
   if (extension == "jpg" || extension == "jpeg") return {qualities(text)};
-  if (extension == "tga") choices.push_back(compressions(text, {"uncompressed", "rle"}));
-  if (extension == "exr") choices.push_back(compressions(text, {"uncompressed", "rle", "zip", "b44a"}));
-  if (extension == "tif" || extension == "tiff")
-    choices.push_back(compressions(text, {"uncompressed", "packbits", "deflate", "lzw"}));
+  using words = std::vector<const char*>;
+  const words runs = {"uncompressed", "rle"}, tiff = {"uncompressed", "packbits", "deflate", "lzw"};
+  const std::pair<const char*, words> rows[] = {{"bmp", runs},  {"exr", {"uncompressed", "rle", "zip", "b44a"}},
+                                                {"ftif", tiff}, {"png", {"uncompressed", "deflate"}},
+                                                {"psd", runs},  {"sgi", runs},
+                                                {"tga", runs},  {"tif", tiff},
+                                                {"tiff", tiff}};
+  for (const auto& [of_format, list] : rows) {
+    if (extension == of_format) choices.push_back(compressions(text, list));
+  }
   if (format->holds_16_bits())
     choices.push_back(
         form_choice{"bits", text("save_form_bits"), {{"", text("save_form_default")}, {"8", "8"}, {"16", "16"}}});

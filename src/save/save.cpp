@@ -5,7 +5,6 @@
 #include "command/messages.h"
 #include "img/transfer.h"
 #include "io/failure.h"
-#include "lib/paths.h"
 #include "render/failures.h"
 #include "render/image_pool.h"
 #include "save/memory.h"
@@ -42,8 +41,7 @@ std::string text_of(const std::vector<render::layer_failure>& failures) {
 bool takes_floats(const ksn::track_info& track, const target& target, const img::save_options& options) {
   const bool deep = target.is_movie()
                         ? sources::find_movie_codec(codec_of(target, false))->deep
-                        : target.format->has_native_float() || lib::lower_extension(target.path) == "ftif" ||
-                              (options.bits == 16 && target.format->holds_16_bits());
+                        : target.format->has_native_float() || (options.bits == 16 && target.format->holds_16_bits());
   return deep && !track.look.ck_primary.enabled && !track.look.ck_secondary.enabled &&
          track.look.channels == ksn::view_type::rgb && track.look.alpha_source_id == 0 && !track.look.invert_color &&
          !track.look.invert_alpha && !track.look.invert_depth;

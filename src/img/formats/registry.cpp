@@ -17,6 +17,7 @@
   built(dng, "dng")                               \
   built(dpx, "dpx", "cin")                        \
   built(exr, "exr", "sxr")                        \
+  built(float_tiff, "ftif")                       \
   built(hdr, "hdr")                               \
   built(iff, "iff")                               \
   built(jpeg, "jpg", "jpeg")                      \
@@ -27,7 +28,7 @@
   built(rla, "rla", "rpf")                        \
   built(sgi, "sgi", "sgi16", "rgb", "rgb16")      \
   built(tga, "tga")                               \
-  built(tiff, "tiff", "tif", "ftif")              \
+  built(tiff, "tiff", "tif")                      \
   built(yuv, "yuv")
 // clang-format on
 

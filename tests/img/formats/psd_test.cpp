@@ -162,6 +162,41 @@ TEST_F(psd, layers_by_name) {
   EXPECT_EQ(support::load_failure(path, {2, 1, "none"}), "Empty layer");
 }
 
+TEST_F(psd, an_only_layer_is_the_picture) {
+  // Below the white of the merged picture a tenth of the colour is left: 0x30 at alpha 10 is 0xF7.
+  const bytes merged = raw + "\xF7\xF7\xF7\x0A";
+  const auto layer = [](int right, const bytes& colors) {
+    return made_layer{"one", 0, 0, 1, right, {{-1, raw + "\x0A"}, {0, raw + colors}, {1, raw + "g"}, {2, raw + "b"}}};
+  };
+  const bytes plain = layers_of({layer(1, "r")}, true);
+  const auto changed = [&](std::size_t at, char value) {
+    bytes other = plain;
+    other[at] = value;
+    return other;
+  };
+  constexpr std::size_t blend = 4 + 2 + 18 + 4 * 6, opacity = blend + 8;
+  struct row {
+    const char* what;
+    bytes layers;
+    bytes red;
+  };
+  const row rows[] = {{"plain", plain, "r"},
+                      {"no transparency of the merged picture", layers_of({layer(1, "r")}), "\xF7"},
+                      {"wider than the canvas", layers_of({layer(2, "rr")}, true), "\x33"},
+                      {"beside another", layers_of({layer(1, "r"), {"none", 0, 0, 0, 0, {}}}, true), "\x33"},
+                      {"another blending", changed(blend + 4, 'm'), "\x33"},
+                      {"half opaque", changed(opacity, '\x7F'), "\x33"},
+                      {"clipped", changed(opacity + 1, '\1'), "\x33"},
+                      {"hidden", changed(opacity + 2, '\2'), "\x33"}};
+  for (const row& r : rows) {
+    support::write_file(path, psd_of({4, 1, 1}, merged, r.layers));
+    img::image image;
+    img::load(image, path);
+    EXPECT_EQ(samples(image, 2), r.red) << r.what;
+    EXPECT_EQ(samples(image, 3), "\x0A") << r.what;
+  }
+}
+
 TEST_F(psd, a_palette_has_no_layers) {
   const bytes layers = layers_of({{"narrow", 0, 0, 1, 1, {{0, raw + "\1"}}}});
   support::write_file(path, psd_of({1, 2, 1, 8, indexed}, raw + bytes("\1\0", 2), layers, bytes(768, '\0')));
@@ -214,6 +249,24 @@ TEST_F(psd, written_files_come_back) {
     }
   }
   EXPECT_THROW(written(img::image("L", 8, 30001, 1)), io::invalid_format);
+}
+
+// What reads the merged picture alone finds the transparency by the sign of the layers' count: colours on white, gray
+// as it is.
+TEST_F(psd, written_alpha_is_told) {
+  img::image picture("BGRA", 8, 1, 1);
+  const std::uint8_t values[] = {51, 102, 255, 128};
+  for (std::size_t p = 0; p < 4; ++p) *picture.data[p].data() = values[p];
+  const bytes colour = written(picture, {1, 90, false});
+  EXPECT_EQ(colour.substr(42, 2), be16(0xFFFF));
+  EXPECT_EQ(colour.substr(colour.size() - 6), raw + "\xFF\xB2\x99\x80");
+  img::image gray_picture("LA", 8, 1, 1);
+  *gray_picture.data[0].data() = 51;
+  *gray_picture.data[1].data() = 128;
+  const bytes gray_file = written(gray_picture, {1, 90, false});
+  EXPECT_EQ(gray_file.substr(42, 2), be16(0xFFFF));
+  EXPECT_EQ(gray_file.substr(gray_file.size() - 4), raw + "\x33\x80");
+  EXPECT_EQ(written(picture, {1, 90, true}).substr(34, 4), be32(0));
 }
 
 }  // namespace

@@ -445,6 +445,17 @@ TEST_F(tiff, floats_come_back) {
           << compression << " plane " << p;
     }
   }
+  // Bytes become linear light, and 8 bits where they are asked for.
+  const img::image bytes = support::random_picture("BGRA", 3, 2);
+  for (int bits : {0, 8}) {
+    img::save(bytes, name, nullptr, {1, 90, false, bits});
+    img::image found;
+    img::load(found, name);
+    ASSERT_EQ(found.depth[0], bits == 0 ? 16 : 8);
+    img::image shown;
+    img::transfer().convert(shown, found);
+    for (int p = 0; p < 4; ++p) EXPECT_EQ(samples(shown, p), samples(bytes, p)) << bits << " plane " << p;
+  }
 }
 
 }  // namespace

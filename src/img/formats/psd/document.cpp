@@ -68,9 +68,15 @@ psd_layer read_layer(byte_cursor& at, bool large) {
     channel.id = static_cast<std::int16_t>(at.be_u16());
     channel.size = static_cast<std::int64_t>(large ? be64(at.take(8)) : at.be_u32());
   }
-  at.take(12);
+  const std::string_view blend{reinterpret_cast<const char*>(at.take(8)), 8};
+  const int opacity = at.u8(), clipping = at.u8(), flags = at.u8();
+  at.take(1);
+  constexpr int hidden = 2;
+  layer.alone = blend == "8BIMnorm" && opacity == 255 && clipping == 0 && (flags & hidden) == 0;
   byte_cursor extra = at.part(at.be_u32());
-  extra.take(extra.be_u32());  // mask
+  const std::uint32_t mask = extra.be_u32();
+  extra.take(mask);
+  layer.alone = layer.alone && mask == 0;
   extra.take(extra.be_u32());  // blending ranges
   const std::size_t length = extra.u8();
   const std::string_view short_name{reinterpret_cast<const char*>(extra.take(length)), length};
@@ -78,7 +84,11 @@ psd_layer read_layer(byte_cursor& at, bool large) {
   const std::size_t padding = (4 - (length + 1) % 4) % 4;
   extra.take(std::min(padding, extra.left()));
   for_blocks(extra, large, [&](std::string_view key, byte_cursor block) {
-    if (key == "luni" && block.left() >= 4) layer.name = unicode_name(block);
+    if (key == "luni" && block.left() >= 4) {
+      layer.name = unicode_name(block);
+    } else {
+      layer.alone = false;
+    }
   });
   return layer;
 }
@@ -89,6 +99,9 @@ std::vector<psd_layer> read_list(byte_cursor at, std::int64_t position, bool lar
   const std::size_t whole = at.left();
   const int count = std::abs(static_cast<std::int16_t>(at.be_u16()));
   for (int i = 0; i < count; ++i) layers.push_back(read_layer(at, large));
+  if (count != 1) {
+    for (psd_layer& layer : layers) layer.alone = false;
+  }
   position += static_cast<std::int64_t>(whole - at.left());
   for (psd_layer& layer : layers) {
     for (psd_channel& channel : layer.channels) {

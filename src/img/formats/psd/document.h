@@ -22,6 +22,7 @@ struct psd_layer {
   std::string name;
   int left = 0, top = 0, width = 0, height = 0;
   std::vector<psd_channel> channels;
+  bool alone = false;  // the document's only layer, shown as it is: no blending, mask or effect
 };
 
 struct psd_document {

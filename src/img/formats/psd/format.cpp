@@ -8,20 +8,17 @@
 
 #include "img/formats/psd/channels.h"
 #include "img/formats/psd/document.h"
+#include "img/formats/psd/write.h"
 #include "img/formats/shared/byte_order.h"
 #include "img/formats/shared/deep_export.h"
 #include "img/formats/shared/deep_samples.h"
 #include "img/formats/shared/layer_names.h"
-#include "img/formats/shared/packbits.h"
 #include "img/formats/shared/refuse.h"
 #include "io/exceptions.h"
-#include "io/file.h"
 #include "lib/parallel.h"
 
 namespace img {
 namespace {
-
-constexpr int most_small_side = 30000;  // beyond it the format for large documents would be needed
 
 // Where rows of a channel go: a rectangle on the canvas, of which parts may lie outside.
 struct placement {
@@ -230,63 +227,19 @@ void read_layer(const source_file& file, const psd_document& document, const psd
   canvas.finish();
 }
 
+// A single plain layer over the whole canvas is the merged picture, without the white, which leaves less than all of
+// the colours where they are thin. -1 where there is none.
+int layer_of_merged(const psd_document& document, const std::vector<psd_layer>& layers) {
+  if (layers.size() != 1 || !layers[0].alone) return -1;
+  const psd_layer& only = layers[0];
+  const bool whole = only.left == 0 && only.top == 0 && only.width == document.width && only.height == document.height;
+  return whole && static_cast<int>(only.channels.size()) == document.colors() + 1 ? 0 : -1;
+}
+
 std::vector<layer> layer_list(const std::vector<psd_layer>& layers) {
   std::vector<std::string> names;
   for (const psd_layer& layer : layers) names.push_back(layer.name);
   return layers_named(std::move(names));
-}
-
-// The merged picture alone, 8 or 16 bits as the planes have.
-template <class Planes>
-void write_psd(const Planes& planes, const std::string& path, const save_options& options) {
-  using sample = std::remove_cv_t<std::remove_pointer_t<decltype(planes.row(0, 0))>>;
-  const int channels = planes.count, height = planes.height;
-  const bool packed = options.compression != 1;
-  std::vector<std::uint8_t> out{'8', 'B', 'P', 'S', 0, 1, 0, 0, 0, 0, 0, 0};
-  const auto put = [&](std::size_t value, int bytes) {
-    for (int i = bytes - 1; i >= 0; --i) out.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
-  };
-  const auto columns = static_cast<std::size_t>(planes.width);
-  const std::size_t row_bytes = columns * sizeof(sample);
-  const std::size_t rows = static_cast<std::size_t>(height) * static_cast<std::size_t>(channels);
-  put(static_cast<std::size_t>(channels), 2);
-  put(static_cast<std::size_t>(height), 4);
-  put(columns, 4);
-  put(8 * sizeof(sample), 2);
-  put(channels >= 3 ? psd_rgb : psd_gray, 2);
-  for (int part = 0; part < 3; ++part) put(0, 4);  // no palette, resources or layers
-  put(packed ? 1 : 0, 2);
-  const std::size_t counts_at = out.size();
-  std::vector<std::uint8_t> counts(packed ? 2 * rows : 0), samples(row_bytes), codes(packed_packbits_room(row_bytes));
-  out.insert(out.end(), counts.begin(), counts.end());
-  io::llfile file(path, true);
-  for (std::size_t i = 0; i < rows; ++i) {
-    const int channel = static_cast<int>(i) / height;
-    const sample* from = planes.row(plane_red_first(channels, channel), static_cast<int>(i) % height);
-    for (std::size_t x = 0; x < columns; ++x) {
-      if constexpr (sizeof(sample) == 2) {
-        samples[2 * x] = static_cast<std::uint8_t>(from[x] >> 8);
-        samples[2 * x + 1] = static_cast<std::uint8_t>(from[x]);
-      } else {
-        samples[x] = from[x];
-      }
-    }
-    if (packed) {
-      const std::size_t size = pack_packbits(codes.data(), samples.data(), row_bytes);
-      counts[2 * i] = static_cast<std::uint8_t>(size >> 8);
-      counts[2 * i + 1] = static_cast<std::uint8_t>(size);
-      out.insert(out.end(), codes.begin(), codes.begin() + static_cast<std::ptrdiff_t>(size));
-    } else {
-      out.insert(out.end(), samples.begin(), samples.end());
-    }
-    if (out.size() > 256 << 10 || i + 1 == rows) {
-      file.write(out.data(), static_cast<int>(out.size()));
-      out.clear();
-    }
-  }
-  if (!packed) return;
-  file.seek(static_cast<int>(counts_at), SEEK_SET);
-  file.write(counts.data(), static_cast<int>(counts.size()));
 }
 
 class psd : public deep_format {
@@ -302,8 +255,9 @@ class psd : public deep_format {
     const source_file file(path);
     const psd_document document = read_psd_document(file);
     const std::vector<psd_layer> layers =
-        layer.is_default() ? std::vector<psd_layer>() : read_psd_layers(file, document);
-    const int chosen = layer.is_default() ? -1 : find_layer(path, layer_list(layers), layer);
+        layer.is_default() && !document.on_white ? std::vector<psd_layer>() : read_psd_layers(file, document);
+    const int chosen =
+        layer.is_default() ? layer_of_merged(document, layers) : find_layer(path, layer_list(layers), layer);
     check_document_size(file, document, file.size() - document.merged);
     const bool alpha = chosen >= 0 || document.has_alpha();
     image.reset(alpha ? "BGRA" : "BGR", document.bits > 8 ? 16 : 8, document.width, document.height);
@@ -332,7 +286,7 @@ class psd : public deep_format {
   void write_words(const deep_planes& planes, const std::string& path, const save_options& options) const override {
     write_psd(planes, path, options);
   }
-  int most_side() const override { return most_small_side; }
+  int most_side() const override { return most_psd_side; }
 };
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "img/formats/tiff/pixels.h"
 #include "img/formats/tiff/write.h"
 #include "img/row_kernels.h"
+#include "img/transfer.h"
 #include "io/exceptions.h"
 
 namespace img {
@@ -135,10 +136,27 @@ class tiff : public deep_format {
   }
 };
 
+// Files that hold linear floats unless the options ask for so many bits.
+class float_tiff : public tiff {
+ public:
+  bool has_native_float() const override { return true; }
+  void write(const image& image, const std::string& path, const save_options& options) const override {
+    if (options.bits != 0) return tiff::write(image, path, options);
+    float_image floats;
+    if (!image.empty()) transfer().convert_float(floats, image, true);
+    write_float(floats, path, options);
+  }
+};
+
 }  // namespace
 
 const format& tiff_format() {
   static const tiff instance;
+  return instance;
+}
+
+const format& float_tiff_format() {
+  static const float_tiff instance;
   return instance;
 }
 
