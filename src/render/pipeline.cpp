@@ -162,8 +162,10 @@ img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& 
     late = native == not_yet_there();
     if (!native || late) return native;
     state.native = native;
-    const developed_picture ahead = std::exchange(state.ahead, {});
-    if (ahead.picture && ahead.made_from == wanted && ahead.native.lock() == native) return ahead.picture;
+    if (state.ahead.picture) {
+      const developed_picture ahead = std::exchange(state.ahead, {});
+      if (ahead.made_from == wanted && ahead.native.lock() == native) return ahead.picture;
+    }
     // Lets go of the old picture first, so that a picture from the pool can be used again for this one.
     state.picture.reset();
     return develop(state, wanted, native, wanted.key.has_lookup);
