@@ -11,7 +11,9 @@
 //
 // `--only=smooth` plays 4K at 24 as the smooth picture of a window of 1080p, and counts the frames of plain sampling.
 //
-// bench_realtime [--seconds=20] [--loop=600] [--only=play|smooth|ahead|idle|served|output|start|loop]
+// `--only=preload` plays 4K at 60 from memory while frames of another layer are loaded.
+//
+// bench_realtime [--seconds=20] [--loop=600] [--only=play|preload|smooth|ahead|idle|served|output|start|loop]
 // [WIDTHxHEIGHT@RATE...]:
 // the seconds of each rate, and those of the loop that looks for growth. Sequences are named by size and rate; without
 // any, 1080p and 4K at 24, 30 and 60.
@@ -40,7 +42,7 @@
 namespace {
 
 struct job {
-  std::string kind;  // play, smooth, ahead, loop, idle, served, unasked or output
+  std::string kind;  // play, preload, smooth, ahead, loop, idle, served, unasked or output
   int width = 0;
   int height = 0;
   int rate = 0;
@@ -177,6 +179,15 @@ int run_window(const job& job) {
     if (job.pattern.ends_with(".tga")) engine.command_pass({"bench", job.pattern, "--alpha=normal", "--opacity=50"});
     composition.doc.set_current_time(0);
   }
+  if (job.kind == "preload") {
+    // Another layer of many frames, which nobody sees, beside the loop of a few.
+    const int loop_end = composition.doc.tm_n;
+    engine.command_pass({"bench", job.pattern.substr(0, job.pattern.rfind('/')) + "/long1080.####.exr"});
+    composition.doc.tracks[0].look.visible = false;
+    composition.doc.tm_f = 0;
+    composition.doc.tm_l = loop_end;
+    composition.doc.set_current_time(0);
+  }
   composition.doc.can_drop_frames = true;
   const bool stands = job.kind == "idle" || job.kind == "unasked";
   composition.doc.playing = !stands;
@@ -208,6 +219,10 @@ int run_window(const job& job) {
       start = steady::now();
       used = processor_seconds();
       resident = resident_megabytes();
+      if (job.kind == "preload") {
+        loader.preload(composition.doc.tracks[0], 0, composition.doc.tracks[0].source.frames);
+        loader.begin_preload(composition);
+      }
       if (job.kind == "served") clients.emplace(server.port(), 8, "/640,360");
       return;
     }
@@ -231,6 +246,11 @@ int run_window(const job& job) {
     if (seconds < job.seconds || (!stands && !times.new_frame && seconds < job.seconds + 1)) return;
     engine.execute_action("exit");
     if (job.kind == "play") print_play(job, r, seconds);
+    if (job.kind == "preload") {
+      print_play(job, r, seconds);
+      std::printf("  %zu frames of another layer loaded meanwhile\n",
+                  frames.queue_size() - static_cast<std::size_t>(job.frames));
+    }
     if (job.kind == "smooth") {
       print_play(job, r, seconds);
       std::printf("  shown at %d %%; %d of %d frames with plain sampling\n", composition.view.zoom_factor2,
@@ -398,6 +418,10 @@ int main(int count, char** arguments) {
       j.pattern = make_shot(folder.path(), j.width, j.height, j.frames);
       run_apart(j);
     }
+  }
+  if (asked("preload")) {
+    make_long_shot(folder.path(), "exr", 1920, 1080, 1200);
+    run_apart({"preload", 3840, 2160, 60, 12, seconds, make_shot(folder.path(), 3840, 2160, 12)});
   }
   if (asked("smooth")) {
     run_apart({"smooth", 3840, 2160, 24, 12, seconds, make_shot(folder.path(), 3840, 2160, 12)});
