@@ -83,6 +83,10 @@ class window_run::window_display : public ui::display {
   int blit(const std::shared_ptr<const ui::surface>& picture, bool at_blank) override {
     return desktop_.show_picture({picture, picture->pixels.get()}, picture->width, picture->height, at_blank);
   }
+  bool write(int width, int height,
+             const std::function<void(std::uint8_t* pixels, std::ptrdiff_t stride)>& write) override {
+    return desktop_.write_picture(width, height, write);
+  }
   bool knows_blank() override { return desktop_.knows_vertical_blank(); }
   void wait_vertical_blank() override { desktop_.wait_vertical_blank(); }
   std::optional<int> scan_line() override { return std::nullopt; }
@@ -213,6 +217,8 @@ bool window_run::main_tick() {
     composition.plain_sampling = false;
     redraw_ = true;
   }
+  // The window keeps the picture that stays.
+  if (!composition.doc.playing && shown_directly_) redraw_ = true;
   const bool live = composition.doc.shows_live();
   // A wait that ended early makes no second picture of a frame, which would keep the next one waiting.
   const std::uint32_t since_draw = now - last_draw_;
@@ -276,11 +282,15 @@ void window_run::draw_and_present(tick_times& times) {
     times.composite = frame.composite;
     times.draw = since(start) - frame.fetch - frame.composite;
     start = steady::now();
-    int error = presenter_->take_picture(*picture);
-    if (display_->knows_blank()) due.reset();  // it may be waited for
-    if (error == 0) error = presenter_->present(turn_mode());
-    // The rest goes out with the next tick.
-    if (error != 0) redraw_ = true;
+    shown_directly_ =
+        composition.doc.playing && turn_mode() == ui::present_mode::immediate && presenter_->present_directly(*picture);
+    if (!shown_directly_) {
+      int error = presenter_->take_picture(*picture);
+      if (display_->knows_blank()) due.reset();  // it may be waited for
+      if (error == 0) error = presenter_->present(turn_mode());
+      // The rest goes out with the next tick.
+      if (error != 0) redraw_ = true;
+    }
     times.present = since(start);
   } catch (const std::bad_alloc&) {
     parts_.pipeline.patience.reset();

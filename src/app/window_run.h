@@ -136,9 +136,10 @@ class window_run {
   std::uint32_t last_tick_ = 0;
   bool foreground_ = false;
   int last_frame_ = -1;
-  int made_after_ = -1;       // the frame after which the next one's picture was made
-  long long made_ahead_ = 0;  // nanoseconds that it took
-  int ahead_lead_ = 10;       // milliseconds before a frame is due when its picture is begun
+  int made_after_ = -1;          // the frame after which the next one's picture was made
+  long long made_ahead_ = 0;     // nanoseconds that it took
+  int ahead_lead_ = 10;          // milliseconds before a frame is due when its picture is begun
+  bool shown_directly_ = false;  // the last picture
   ui::sampling_choice sampling_;
   bool progress_shown_ = false;
   bool progress_cancelled_ = false;

@@ -1,6 +1,7 @@
 // The window and all that a desktop gives beside it. The program without a window never loads an implementation.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -191,6 +192,11 @@ class desktop {
   // soon as the main thread runs events. `at_blank`: the display swaps at its vertical blank,
   // where it can; a call from another thread returns then.
   virtual int show_picture(std::shared_ptr<const std::uint8_t> pixels, int width, int height, bool at_blank) = 0;
+  // The same for a picture that is soon followed by another: `write` fills the memory that goes to the screen, rows
+  // that begin `stride` bytes apart, and nothing is held for later paints. Main thread. False, and nothing done, where
+  // there is no such memory of that size.
+  using picture_writer = std::function<void(std::uint8_t* pixels, std::ptrdiff_t stride)>;
+  virtual bool write_picture(int, int, const picture_writer&) { return false; }
   // Whether this display tells of its vertical blank. Waiting for the next one returns at once where it does not; any
   // thread.
   virtual bool knows_vertical_blank() const = 0;

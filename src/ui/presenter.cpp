@@ -16,15 +16,15 @@ std::uint32_t steady_milliseconds() {
   return static_cast<std::uint32_t>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
 }
 
-void copy_to_surface(surface& target, const img::image& image) {
+// Rows of blue, green, red and a fourth byte.
+void join_rows(const img::image& image, std::uint8_t* pixels, std::ptrdiff_t stride) {
   const img::row_kernels& rows = img::active_row_kernels();
   const auto width = static_cast<std::size_t>(image.width);
   // The fourth byte is not looked at; the blue plane is at hand in any case.
   const int fourth = image.has_plane(3) ? 3 : 0;
   lib::parallel_rows(image.height, 4LL * image.width * image.height, [&](int top, int bottom) {
     for (int y = top; y < bottom; ++y) {
-      rows.join4(image.row(0, y), image.row(1, y), image.row(2, y), image.row(fourth, y),
-                 target.pixels.get() + static_cast<std::size_t>(y) * width * 4, width);
+      rows.join4(image.row(0, y), image.row(1, y), image.row(2, y), image.row(fourth, y), pixels + y * stride, width);
     }
   });
 }
@@ -83,8 +83,18 @@ int presenter::take_picture(const img::image& image) {
   const std::lock_guard guard(shared_->lock);
   if (!shared_->offscreen) return error_no_offscreen;
   if (image.width != shared_->offscreen->width || image.height != shared_->offscreen->height) return error_size;
-  copy_to_surface(*shared_->offscreen, image);
+  join_rows(image, shared_->offscreen->pixels.get(), 4 * static_cast<std::ptrdiff_t>(image.width));
   return 0;
+}
+
+bool presenter::present_directly(const img::image& image) {
+  if (!ready_ || display_->restore() != 0 || display_->is_minimised() || !display_->window_exists()) return false;
+  const auto write = [&](std::uint8_t* pixels, std::ptrdiff_t stride) { join_rows(image, pixels, stride); };
+  if (!display_->write(image.width, image.height, write)) return false;
+  const std::lock_guard guard(shared_->event_lock);
+  shared_->done = true;
+  shared_->last_present = milliseconds_();
+  return true;
 }
 
 int presenter::present_picture(const img::image& image, present_mode mode) {

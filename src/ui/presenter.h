@@ -55,6 +55,11 @@ class display {
   // Any thread; the main thread's picture is on its way to the screen on return. The surface is not written to before
   // the next picture is shown on the main thread. `at_blank`: a display that swaps pictures does it at its blank.
   virtual int blit(const std::shared_ptr<const surface>& picture, bool at_blank) = 0;
+  // Main thread: `write` fills what goes to the screen now, rows of blue, green, red and a byte that is not looked at,
+  // `stride` bytes apart; nothing is kept of it. False, and nothing done, where the display can't have it so.
+  virtual bool write(int, int, const std::function<void(std::uint8_t* pixels, std::ptrdiff_t stride)>&) {
+    return false;
+  }
   // Whether the display tells of its vertical blank.
   virtual bool knows_blank() = 0;
   // Any thread. Without such knowledge the first returns at once, and the second gives nothing, as it does during the
@@ -88,7 +93,10 @@ class presenter {
   int take_picture(const img::image& image);
   // Shows the surface.
   int present(present_mode mode);
-  // Both. 0 or an error number.
+  // Shows a picture at once without the surface, for one that is soon followed by another. False, and nothing done,
+  // where the display can't.
+  bool present_directly(const img::image& image);
+  // Takes and shows it. 0 or an error number.
   int present_picture(const img::image& image, present_mode mode);
 
   // Waits until a present is done, window events have run, or the time is over; true when a present is done.

@@ -201,6 +201,22 @@ TEST_F(window_run, waits_as_long_as_its_state_allows) {
   EXPECT_LT(*std::next(waits.begin()), 40);
 }
 
+TEST_F(window_run, a_play_writes_to_the_screen_and_its_last_picture_is_kept) {
+  desktop.has_memory = true;
+  step([&] { EXPECT_EQ(desktop.written, 0); });
+  step([&] { composition.doc.playing = true; }, 8);
+  int pictures = 0;
+  step(
+      [&] {
+        EXPECT_GT(desktop.written, 1);
+        pictures = desktop.pictures;
+        composition.doc.playing = false;
+      },
+      4);
+  step([&] { EXPECT_EQ(desktop.pictures, pictures + 1); });
+  EXPECT_EQ(window.run(desktop), 0);
+}
+
 TEST_F(window_run, closes_in_order) {
   composition.hooks.file_among_unsaved = [&] {
     desktop.calls.push_back("file " + std::to_string(composition.doc.track_count()));

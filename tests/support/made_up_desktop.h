@@ -49,6 +49,8 @@ class made_up_desktop : public platform::desktop {
   platform::cursor_shape cursor = platform::cursor_shape::arrow;
   std::string title;
   int pictures = 0;
+  bool has_memory = false;           // of the screen, for pictures that are not kept
+  int written = 0;                   // there
   std::vector<std::uint8_t> pixels;  // of the last picture
 
   bool create_window(const platform::window_options& wanted, platform::window_events told) override {
@@ -87,6 +89,13 @@ class made_up_desktop : public platform::desktop {
     return placement;
   }
   int start_presenting() override { return presenting_error; }
+  bool write_picture(int width, int height, const picture_writer& write) override {
+    if (!has_memory) return false;
+    std::vector<std::uint8_t> memory(static_cast<std::size_t>(4 * width * height));
+    write(memory.data(), 4 * width);
+    ++written;
+    return true;
+  }
   int show_picture(std::shared_ptr<const std::uint8_t> shown, int width, int height, bool) override {
     ++pictures;
     pixels.assign(shown.get(), shown.get() + static_cast<std::size_t>(width) * height * 4);

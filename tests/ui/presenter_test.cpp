@@ -34,6 +34,8 @@ class made_up_display : public ui::display {
   bool exists = true;
   bool minimised = false;
   bool blank = true;
+  bool has_memory = false;               // of the screen
+  std::vector<std::uint8_t> written;     // there
   std::deque<std::optional<int>> lines;  // that the beam is asked for; then the blank
 
   int create() override { return create_error; }
@@ -49,6 +51,15 @@ class made_up_display : public ui::display {
                       waits_,
                       polls_});
     return blit_error;
+  }
+  bool write(int width, int height,
+             const std::function<void(std::uint8_t* pixels, std::ptrdiff_t stride)>& write) override {
+    if (!has_memory) return false;
+    constexpr std::ptrdiff_t more = 8;  // bytes of a row that are not the picture's
+    const std::ptrdiff_t stride = 4 * width + more;
+    written.assign(static_cast<std::size_t>(stride * height), 99);
+    write(written.data(), stride);
+    return true;
   }
   bool knows_blank() override { return blank; }
   void wait_vertical_blank() override {
@@ -144,6 +155,31 @@ TEST(presenter, shows_in_each_mode) {
       EXPECT_EQ(shown[0].pixels[i + 2], 3);
     }
   }
+}
+
+TEST(presenter, writes_where_the_screen_has_memory) {
+  made_up_display display;
+  std::uint32_t now = 5;
+  ui::presenter presenter(borrowed(display), [&] { return now; });
+  const img::image picture = support::picture("BGR", 2, 2, {1, 2, 3});
+  display.has_memory = true;
+  EXPECT_FALSE(presenter.present_directly(picture)) << "before the start";
+  ASSERT_EQ(presenter.start(), 0);
+  EXPECT_TRUE(presenter.present_directly(picture));
+  EXPECT_EQ(presenter.last_present(), now);
+  for (std::size_t at = 0; at < display.written.size(); ++at) {
+    const std::size_t in_row = at % 16;
+    if (in_row % 4 == 3 && in_row < 8) continue;
+    EXPECT_EQ(display.written[at], in_row < 8 ? in_row % 4 + 1 : 99) << at;
+  }
+  EXPECT_TRUE(display.all_shown().empty());
+  for (bool made_up_display::*gone : {&made_up_display::exists, &made_up_display::has_memory}) {
+    display.*gone = false;
+    EXPECT_FALSE(presenter.present_directly(picture));
+    display.*gone = true;
+  }
+  display.minimised = true;
+  EXPECT_FALSE(presenter.present_directly(picture));
 }
 
 TEST(presenter, gives_errors_back) {

@@ -1,5 +1,6 @@
 #include "platform/qt/canvas.h"
 
+#include <QBackingStore>
 #include <QCursor>
 #include <QDragEnterEvent>
 #include <QDropEvent>
@@ -12,6 +13,7 @@
 #include <QPainter>
 #include <QUrl>
 #include <QWheelEvent>
+#include <QWindow>
 #include <cmath>
 #include <utility>
 
@@ -70,6 +72,27 @@ void canvas_widget::show_picture(std::shared_ptr<const std::uint8_t> pixels, int
   } else {
     update();
   }
+}
+
+bool canvas_widget::write_picture(int width, int height, const desktop::picture_writer& write) {
+  QBackingStore* store = backingStore();
+  QWindow* target = window()->windowHandle();
+  // Others may have several pictures on their way, each with older parts of the window around this one.
+  if (!store || !target || !target->isExposed() || QGuiApplication::platformName() != "xcb") return false;
+  const QRegion region(QRect(mapTo(window(), QPoint()), size()));
+  const QRect pixels = pixel_area();
+  store->beginPaint(region);
+  QPaintDevice* device = store->paintDevice();
+  QImage* memory = device && device->devType() == QInternal::Image ? static_cast<QImage*>(device) : nullptr;
+  const bool fits = memory && memory->format() == QImage::Format_RGB32 && memory->rect().contains(pixels) &&
+                    pixels.size() == QSize(width, height);
+  if (fits) write(memory->scanLine(pixels.top()) + 4 * pixels.left(), memory->bytesPerLine());
+  store->endPaint();
+  if (!fits) return false;
+  store->flush(region, target);
+  picture_ = QImage();
+  pixels_.reset();
+  return true;
 }
 
 void canvas_widget::paintEvent(QPaintEvent*) {

@@ -20,6 +20,8 @@ class canvas_widget : public QWidget {
   math::point pixel_size() const { return {pixel_area().width(), pixel_area().height()}; }
   // The pixels are held until the next call, for paints that the window system asks for. `now` paints at once.
   void show_picture(std::shared_ptr<const std::uint8_t> pixels, int width, int height, bool now);
+  // As desktop::write_picture().
+  bool write_picture(int width, int height, const desktop::picture_writer& write);
   // Where the pointer is; nothing outside the canvas.
   std::optional<math::point> pointer() const;
   // A pixel of the canvas as a point of the desktop.

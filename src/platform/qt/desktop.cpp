@@ -216,6 +216,9 @@ class qt_desktop : public desktop {
         Qt::QueuedConnection);
     return 0;
   }
+  bool write_picture(int width, int height, const picture_writer& write) override {
+    return window_ && !gl_in_use_ && window_->canvas().write_picture(width, height, write);
+  }
   bool knows_vertical_blank() const override { return gl_in_use_; }
   void wait_vertical_blank() override {}  // the swap waits
 
