@@ -401,7 +401,7 @@ bool application::impl::print_tables(const std::string& which) {
   } else if (const std::string help = command::help_on(engine, which); !help.empty()) {
     console.print(help);
   } else {
-    const std::string near = command::nearest_name(engine, which);
+    const std::string near = command::nearest_name(engine, which, true);
     console.report("No help on \"" + which + "\"" +
                    (near.empty() ? "; --help lists everything" : "; did you mean " + near + "?"));
     // A process that was started to print this has failed; a window goes on.

@@ -285,6 +285,19 @@ std::string fish_completion(const engine& engine) {
   return text;
 }
 
+namespace {
+
+// The words by which a group is asked for, in lower case: its title, and both sides of "Work area and timeline".
+std::vector<std::string> words_for(action_group group) {
+  const std::string title = lower(std::string(title_of(group)));
+  constexpr std::string_view link = " and ";
+  const std::size_t at = title.find(link);
+  if (at == title.npos) return {title};
+  return {title, title.substr(0, at), title.substr(at + link.size())};
+}
+
+}  // namespace
+
 std::string help_on(const engine& engine, const std::string& topic) {
   std::string name = topic.starts_with("--") ? topic.substr(2) : topic;
   name = name.substr(0, name.find('='));
@@ -294,12 +307,18 @@ std::string help_on(const engine& engine, const std::string& topic) {
   if (const auto* field = engine.find_layer_field(name)) text += help_on_field(*field, "a layer");
   if (!text.empty()) return text;
   for (const action* row : rows_of(engine)) {
-    if (lower(std::string(title_of(row->group))) == lower(topic)) text += help_on_action(*row);
+    const std::vector<std::string> words = words_for(row->group);
+    if (std::find(words.begin(), words.end(), lower(topic)) != words.end()) text += help_on_action(*row);
+  }
+  if (lower(topic) == "fields of the composition") {
+    for (const global_field& field : engine.global_field_table) text += help_on_field(field, "the composition");
+  } else if (lower(topic) == "fields of layers") {
+    for (const layer_field& field : engine.layer_field_table) text += help_on_field(field, "a layer");
   }
   return text;
 }
 
-std::string nearest_name(const engine& engine, const std::string& name) {
+std::string nearest_name(const engine& engine, const std::string& name, bool or_group) {
   constexpr std::size_t longest_name = 64;
   if (name.size() > longest_name) return {};
   // A name that exists has a value that it does not take.
@@ -316,6 +335,9 @@ std::string nearest_name(const engine& engine, const std::string& name) {
   }
   for (const auto& field : engine.global_field_table) look_at(field.name);
   for (const auto& field : engine.layer_field_table) look_at(field.name);
+  for (const action* row : or_group ? rows_of(engine) : std::vector<const action*>()) {
+    for (const std::string& word : words_for(row->group)) look_at(word);
+  }
   return nearest;
 }
 
