@@ -51,7 +51,7 @@ write() {
 # What both tools read of picture NUMBER of a file. read_back FILE NUMBER
 read_back() {
   rm -f magick.png oiio.png
-  convert "$1[$2]" -auto-orient "png64:magick.png" 2>/dev/null || true
+  convert "$1[$2]" -auto-orient -alpha set "png64:magick.png" 2>/dev/null || true
   channels=$(oiiotool "$1" --subimage "$2" --echo '{TOP.nchannels}' 2>/dev/null | tail -1)
   case "$channels" in 1 | 3) order= ;; 2) order="--ch 0,0,0,1 --chnames R,G,B,A" ;; *) order="--chnames R,G,B,A" ;; esac
   oiiotool --iconfig oiio:UnassociatedAlpha 1 "$1" --subimage "$2" $order -d uint16 \
@@ -64,7 +64,7 @@ whole() {
   under=
   most=$4
   case "$2 $1" in
-    *.psd\ rgba_*)
+    *.psd\ rgba_* | *.psd\ graya_*)
       under=under
       case "$3" in *bits=8) most=386 ;; esac
       ;;
@@ -75,7 +75,7 @@ whole() {
   case "$2 $1" in *.psd\ rgba_* | *.psd\ graya_*) ;; *) return ;; esac
   read_back "$2" 1
   hold "$1" magick.png "$4" "$2 $3 from $1, ImageMagick, layer"
-  [ "${1%%_*}" = graya ] || hold "$1" oiio.png "$4" "$2 $3 from $1, OpenImageIO, layer"
+  hold "$1" oiio.png "$4" "$2 $3 from $1, OpenImageIO, layer"
 }
 
 # Floats are linear light.

@@ -44,6 +44,7 @@ bool open(LibRaw& library, const char* path, char* error) {
   params.output_color = 1;  // sRGB
   params.gamm[0] = params.gamm[1] = 1;
   params.no_auto_bright = 1;
+  params.adjust_maximum_thr = 0;  // white is what the file says, in every frame of a sequence
   params.use_camera_wb = 1;
   const int code = library.open_file(path);
   if (code != LIBRAW_SUCCESS) return fail(error, text_of(code));
