@@ -5,8 +5,8 @@
 # OpenImageIO alone, in thousandths of the sample or of one: a half holds two per mille. Film scans that differ are held
 # again with the log curve (685 white, 95 black) put on what the tools read, which is marked "log". ffmpeg's column of a
 # movie is made by its scaler of exact arithmetic (zscale) with the chroma where the stream says, its other one being off
-# by up to 19 steps where chroma is halved; that of a Cine by way of 16 bits, as its mosaic to 8 bits copies samples. The
-# tools differ among themselves, so one that agrees makes a file the same.
+# by up to 19 steps where chroma is halved; that of a Cine by way of 16 bits, high byte first, the only form in which it
+# mixes all samples of a mosaic. The tools differ among themselves, so one that agrees makes a file the same.
 set -eu
 exec </dev/null
 program=$1
@@ -35,7 +35,7 @@ by_magick() {
 }
 by_ffmpeg() {
   way="format=$3"
-  case "$1" in *.cine) way=format=rgb48 ;; esac
+  case "$1" in *.cine) way=format=rgb48be ;; esac
   pixels=$(ffprobe -v error -select_streams v:0 -show_entries stream=pix_fmt,height,color_space,color_range,chroma_location \
     -of default=nk=0:nw=1 "$1" 2>/dev/null) || true
   case "$1 $pixels" in
@@ -52,7 +52,7 @@ by_ffmpeg() {
       way="zscale=cin=$place:f=bilinear:d=none:min=${matrix#bt}:rin=$range:m=gbr:r=full,format=gbrp"
       ;;
   esac
-  ffmpeg -nostdin -v error -y -i "$1" -frames:v 1 -sws_flags accurate_rnd+full_chroma_int -vf "$way" $([ "$way" = format=rgb48 ] || echo -pix_fmt "$3") \
+  ffmpeg -nostdin -v error -y -i "$1" -frames:v 1 -sws_flags accurate_rnd+full_chroma_int -vf "$way" $([ "$way" = format=rgb48be ] || echo -pix_fmt "$3") \
     -update 1 "$2" >/dev/null 2>&1
 }
 # Film codes to what is shown.

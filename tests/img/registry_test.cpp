@@ -17,11 +17,11 @@ namespace {
 
 TEST(registry, extensions) {
   const std::pair<std::string, const char*> rows[] = {
-      {"bmp", "bmp"},   {"dib", "bmp"},     {"dds", "dds"},   {"dng", "dng"}, {"dpx", "dpx"},   {"cin", "dpx"},
-      {"exr", "exr"},   {"sxr", "exr"},     {"hdr", "hdr"},   {"iff", "iff"}, {"jpg", "jpeg"},  {"jpeg", "jpeg"},
-      {"pic", "pic"},   {"png", "png"},     {"psd", "psd"},   {"rla", "rla"}, {"rpf", "rla"},   {"sgi", "sgi"},
-      {"sgi16", "sgi"}, {"rgb", "sgi"},     {"rgb16", "sgi"}, {"tga", "tga"}, {"tiff", "tiff"}, {"tif", "tiff"},
-      {"ftif", "tiff"}, {"qzimg", "qzimg"}, {"yuv", "yuv"}};
+      {"bmp", "bmp"},   {"dib", "bmp"},   {"dds", "dds"},     {"dng", "dng"}, {"dpx", "dpx"},  {"cin", "dpx"},
+      {"exr", "exr"},   {"sxr", "exr"},   {"hdr", "hdr"},     {"iff", "iff"}, {"jpg", "jpeg"}, {"jpeg", "jpeg"},
+      {"pic", "pic"},   {"png", "png"},   {"psd", "psd"},     {"rla", "rla"}, {"rpf", "rla"},  {"sgi", "sgi"},
+      {"sgi16", "sgi"}, {"rgb", "sgi"},   {"rgb16", "sgi"},   {"bw", "sgi"},  {"tga", "tga"},  {"tiff", "tiff"},
+      {"tif", "tiff"},  {"ftif", "tiff"}, {"qzimg", "qzimg"}, {"yuv", "yuv"}};
   for (const auto& [extension, name] : rows) {
     const img::format* format = img::find_format("/a.b/c." + extension);
     ASSERT_NE(format, nullptr) << extension;

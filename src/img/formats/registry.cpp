@@ -26,7 +26,7 @@
   built(psd, "psd")                               \
   unknown(qzimg, "qzimg")                         \
   built(rla, "rla", "rpf")                        \
-  built(sgi, "sgi", "sgi16", "rgb", "rgb16")      \
+  built(sgi, "sgi", "sgi16", "rgb", "rgb16", "bw") \
   built(tga, "tga")                               \
   built(tiff, "tiff", "tif")                      \
   built(yuv, "yuv")

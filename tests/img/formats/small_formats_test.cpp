@@ -282,10 +282,13 @@ bytes negative_of(int width, int height, int level, bool linear) {
 
 TEST_F(dng, negatives_are_developed) {
   const std::string samples = KESTRIN_SAMPLES_DIR "/dng/";
-  const std::string mosaic = folder / "mosaic.dng", linear = folder / "linear.dng";
+  const std::string mosaic = folder / "mosaic.dng", linear = folder / "linear.dng", bright = folder / "bright.dng";
   support::write_file(mosaic, negative_of(32, 24, 20000, false));
   support::write_file(linear, negative_of(32, 24, 20000, true));
+  // White is the file's own, however near to it the brightest sample comes.
+  support::write_file(bright, negative_of(32, 24, 60000, false));
   for (const auto& [name, width, height] : {std::tuple{mosaic, 32, 24},
+                                            {bright, 32, 24},
                                             {linear, 32, 24},
                                             {samples + "bayer.dng", 256, 172},
                                             {samples + "DSC8695.dng", 600, 400}}) {
@@ -298,7 +301,8 @@ TEST_F(dng, negatives_are_developed) {
     const img::picture_header header = img::find_format(name)->read_header(name, {});
     EXPECT_EQ(header.width, width);
     EXPECT_EQ(header.height, height);
-    for (int p = 0; p < 3 && width == 32; ++p) EXPECT_NEAR(halves(image, p)[12 * 32 + 16], 20000.0 / 65535, 0.001);
+    const double expected = (name == bright ? 60000.0 : 20000.0) / 65535;
+    for (int p = 0; p < 3 && width == 32; ++p) EXPECT_NEAR(halves(image, p)[12 * 32 + 16], expected, 0.001);
     const bytes whole = support::read_file(name);
     expect_failures({{"cut in the header", whole.substr(0, 100), ""},
                      {"cut in the pixels", whole.substr(0, whole.size() / 2), ""}});
