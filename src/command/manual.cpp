@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <utility>
 #include <vector>
 
 #include "command/reference.h"
@@ -104,13 +105,24 @@ std::string lower(std::string text) {
 // A value that the form allows.
 std::string example_value(const std::string& form, const value_shape* shape) {
   if (const auto words = words_in(form); !words.empty()) return words.back();
-  if (shape && shape->kind == value_kind::text) return "TEXT";
+  if (shape && shape->kind == value_kind::text) return form.substr(form.rfind('|') + 1);
   if (shape && shape->kind == value_kind::color) return "255,128,0";
   if (!shape) return form.find("PATH") != std::string::npos ? "shot.####.exr" : form;
   const double number = std::clamp(1.0, shape->least, shape->most);
   std::string value = std::to_string(static_cast<int>(number));
   for (int i = 1; i < shape->count; ++i) value += "," + std::to_string(static_cast<int>(number));
   return value;
+}
+
+// A file that an action may be given.
+std::string example_file(const file_question& question) {
+  if (!question.file_name.empty()) return std::string(question.file_name);
+  constexpr std::pair<std::string_view, const char*> kinds[] = {
+      {"kestrin_composition", "shot.ksncomp"}, {"command_file", "slate.ksncmd"}, {"lookup_table", "film.cube"}};
+  for (const auto& [kind, file] : kinds) {
+    if (question.filter.starts_with(kind)) return file;
+  }
+  return "plate.####.exr";
 }
 
 template <class Field>
@@ -129,7 +141,11 @@ std::string help_on_action(const action& row) {
   if (!row.keys.empty()) text += "      Keys: " + row.keys + "\n";
   if (!row.unbuilt.empty()) return text + "      Not available: " + row.unbuilt + "\n";
   text += "      Example: kestrin shot.####.exr --" + row.name;
-  if (!row.plain()) text += "=" + example_value(row.value_form, nullptr);
+  if (row.ask) {
+    text += "=" + example_file(*row.ask);
+  } else if (!row.plain()) {
+    text += "=" + example_value(row.value_form, nullptr);
+  }
   return text + "\n";
 }
 

@@ -60,6 +60,7 @@ TEST(reference, completions_and_manual_follow_the_tables) {
 TEST(reference, help_on_one_name) {
   EXPECT_NE(run("--help=opacity").out.find("--print_field=opacity"), std::string::npos);
   EXPECT_NE(run("--help=--save_frame_as").out.find("--save_frame_as=PATH"), std::string::npos);
+  EXPECT_NE(run("--help=save_frame_as").out.find("exr --save_frame_as=frame.exr"), std::string::npos);
   EXPECT_NE(run("--help=layer time").out.find("--layer_go_to_in"), std::string::npos);
   EXPECT_NE(run("--help=work area").out.find("--workarea_set_begin"), std::string::npos);
   EXPECT_NE(run("--help=Fields of layers").out.find("--opacity="), std::string::npos);
