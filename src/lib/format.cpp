@@ -56,7 +56,7 @@ specification parse_specification(std::basic_string_view<Char> text) {
   return spec;
 }
 
-void apply(const specification& spec, std::ostream& stream) {
+void set_up(const specification& spec, std::ostream& stream) {
   stream.imbue(std::locale::classic());
   if (spec.left) stream << std::left;
   if (spec.plus) stream << std::showpos;
@@ -101,7 +101,7 @@ struct value_formatter final : abstract_formatter<Char> {
     } else {
       // Numbers are plain ASCII, so the narrow stream serves both widths.
       std::ostringstream stream;
-      apply(spec, stream);
+      set_up(spec, stream);
       if constexpr (std::is_same_v<T, unsigned char>) {
         stream << static_cast<int>(typed);
       } else {
