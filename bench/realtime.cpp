@@ -169,6 +169,15 @@ int run_window(const job& job) {
   window.register_actions();
   window.is_transient = [] { return true; };
   engine.command_pass({"bench", job.pattern, "--fps=" + std::to_string(job.rate)});
+  if (job.kind == "preload") {
+    // Another layer of many frames, which nobody sees, beside the loop of a few.
+    const int loop_end = composition.doc.tm_n;
+    engine.command_pass({"bench", job.pattern.substr(0, job.pattern.rfind('/')) + "/long1080.####.exr"});
+    composition.doc.tracks[0].look.visible = false;
+    composition.doc.tm_f = 0;
+    composition.doc.tm_l = loop_end;
+    composition.doc.set_current_time(0);
+  }
   if (job.kind == "smooth") {
     engine.command_pass({"bench", "--window_size=1920,1080", "--view_filter=smooth", "--zoom=fit"});
   } else {
@@ -177,15 +186,6 @@ int run_window(const job& job) {
   if (job.kind == "ahead") {
     // A second layer over the first, where there is one to blend.
     if (job.pattern.ends_with(".tga")) engine.command_pass({"bench", job.pattern, "--alpha=normal", "--opacity=50"});
-    composition.doc.set_current_time(0);
-  }
-  if (job.kind == "preload") {
-    // Another layer of many frames, which nobody sees, beside the loop of a few.
-    const int loop_end = composition.doc.tm_n;
-    engine.command_pass({"bench", job.pattern.substr(0, job.pattern.rfind('/')) + "/long1080.####.exr"});
-    composition.doc.tracks[0].look.visible = false;
-    composition.doc.tm_f = 0;
-    composition.doc.tm_l = loop_end;
     composition.doc.set_current_time(0);
   }
   composition.doc.can_drop_frames = true;

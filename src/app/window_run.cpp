@@ -36,6 +36,9 @@ constexpr std::uint32_t marks_redraw = 250;
 // Milliseconds before a frame is due when its picture is begun, beside twice what the last one took. Not earlier: what
 // was just made is still in the processors' caches when it is shown, and the display has taken the picture before.
 constexpr int least_lead = 2;
+// Of a frame's time, what a play's pictures may take before nothing is loaded beside them that it does not show.
+constexpr double heavy_work = 0.5;
+constexpr int smoothed_pictures = 12;
 constexpr const char* unnamed_composition = "unnamed.ksncomp";
 
 using steady = std::chrono::steady_clock;
@@ -237,8 +240,12 @@ bool window_run::main_tick() {
     due_.reset();
     last_draw_ = now;
     draw_and_present(times);
+    const long long worked = since(start) + made_ahead_;
+    const long long frame = 100'000'000'000 / std::max(composition.doc.fpcs, 1);
+    work_ += (static_cast<double>(worked) / static_cast<double>(frame) - work_) / smoothed_pictures;
+    parts_.loader.play_is_heavy = was_playing && work_ > heavy_work;
     sampling_.picture(was_playing || dragging, times.composite + times.draw + std::exchange(made_ahead_, 0),
-                      was_playing ? 100'000'000'000 / std::max(composition.doc.fpcs, 1) : drag_picture);
+                      was_playing ? frame : drag_picture);
     composition.plain_sampling = sampling_.plain();
     times.lateness = since(start);
     if (was_playing) {

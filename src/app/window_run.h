@@ -139,6 +139,7 @@ class window_run {
   int made_after_ = -1;          // the frame after which the next one's picture was made
   long long made_ahead_ = 0;     // nanoseconds that it took
   int ahead_lead_ = 10;          // milliseconds before a frame is due when its picture is begun
+  double work_ = 0;              // of a frame's time, what the last pictures took
   bool shown_directly_ = false;  // the last picture
   ui::sampling_choice sampling_;
   bool progress_shown_ = false;

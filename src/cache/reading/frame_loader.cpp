@@ -218,7 +218,7 @@ void frame_loader::read_far(const ksn::state& composition) {
 
 void frame_loader::read_wished(const ksn::state& composition) {
   if (wishes_.empty() || reading_.waiting_of(frame_owner::preload) > few_waiting) return;
-  if (playing_ && !keeps_up_) return;
+  if (playing_ && (!keeps_up_ || play_is_heavy)) return;
   if (reading_.cache().is_full()) {
     wishes_.clear();
     wished_.done = true;

@@ -50,6 +50,8 @@ class frame_loader {
 
   // Whether the work area is loaded while nothing else goes on.
   bool fill_at_rest = true;
+  // Whether the pictures of a play take so much of the machine that what the user asked for waits until it stops.
+  bool play_is_heavy = false;
   // Which layers a picture needs; without it those that are visible.
   std::function<std::vector<bool>(const ksn::state& composition)> taking_part;
 

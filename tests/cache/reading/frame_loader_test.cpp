@@ -194,6 +194,19 @@ TEST_F(loader_test, a_long_wish_is_passed_on_in_parts) {
   loader.stop();
 }
 
+TEST_F(loader_test, a_wish_waits_for_a_play_that_needs_the_machine) {
+  loader.fill_at_rest = false;
+  composition.doc.playing = true;
+  loader.play_is_heavy = true;
+  loader.preload(add(2000, true), 0, 2000);
+  for (int i = 0; i < 20; ++i) tick(0);
+  EXPECT_EQ(reading.waiting_of(cache::frame_owner::preload), 0);
+  composition.doc.playing = false;
+  for (int i = 0; i < 20; ++i) tick(0);
+  EXPECT_GT(reading.waiting_of(cache::frame_owner::preload), 10) << "it has stopped";
+  loader.stop();
+}
+
 TEST_F(loader_test, stopped_until_something_changes) {
   add(30);
   loader.tick(composition, 0);
