@@ -20,6 +20,7 @@
 
 #include "cache/reading/frame_loader.h"
 #include "cache/track_frame.h"
+#include "img/fresh_rows.h"
 #include "img/plane.h"
 #include "lib/parallel.h"
 #include "peer_readers.h"
@@ -98,11 +99,35 @@ void preload(const ksn::track_info& layer, int readers, kept_frames& kept) {
   if (kept.cache->queue_size() != static_cast<std::size_t>(layer.source.frames)) std::exit(1);
 }
 
+img::const_image_ptr read_frame(const ksn::track_info& layer, int frame) {
+  return cache::read_directly(*cache::request_of(layer, frame, ksn::cache_resolution_type::full));
+}
+
 void read_plainly(const ksn::track_info& layer, kept_frames* kept) {
   for (int i = 0; i < layer.source.frames; ++i) {
-    img::const_image_ptr image = cache::read_frame(layer, i);
+    img::const_image_ptr image = read_frame(layer, i);
     if (kept) kept->images.push_back(std::move(image));
   }
+}
+
+// Fresh memory for pictures like the first one, a few rows at a time on all processors, and nothing in it: what a load
+// pays before it decodes anything.
+void only_memory(const ksn::track_info& layer, kept_frames& kept) {
+  const img::const_image_ptr like = read_frame(layer, 0);
+  const auto half = [&](int first, std::vector<img::const_image_ptr>& images) {
+    for (int i = first; i < layer.source.frames; i += 2) {
+      auto image = std::make_shared<img::image>();
+      image->reset_like(like->format, like->depth[0], like->width, like->height);
+      const img::fresh_rows rows(*image);
+      for (int y = 0; y < image->height; y += 32) rows.prepare(y, std::min(y + 32, image->height));
+      images.push_back(std::move(image));
+    }
+  };
+  std::vector<img::const_image_ptr> others;
+  std::thread other([&] { half(1, others); });
+  half(0, kept.images);
+  other.join();
+  kept.images.insert(kept.images.end(), others.begin(), others.end());
 }
 
 double processor_seconds() {
@@ -161,6 +186,7 @@ void compare_decoding(const std::string& folder) {
     compare(kind.extension, kept,
             {{"one after the other, not kept", [&] { read_plainly(layer, nullptr); }, {}},
              {"one after the other", [&] { read_plainly(layer, &kept); }, {}},
+             {"memory for them, and no decoding", [&] { only_memory(layer, kept); }, {}},
              {"loaded", [&] { preload(layer, 0, kept); }, {}}},
             7);
   }
@@ -269,7 +295,7 @@ void compare_jumps(const std::string& folder) {
     beside.push_back(jump(true));
     decode.push_back(bench::seconds([&] {
       const lib::single_thread_scope one;
-      cache::read_frame(layer, 100);
+      read_frame(layer, 100);
     }));
   }
   const auto worst = [](std::vector<double> times) {

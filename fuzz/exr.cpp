@@ -15,5 +15,5 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   // Frames of a film are for tests: here most of their time would go to sound pixels. -1 keeps an input out of the
   // corpus.
-  return fuzz::read_as("exr", data, size, {.pixels = 128 * 128, .layers = 3}) ? 0 : -1;
+  return fuzz::read_as("exr", data, size, {.pixels = 128 * 128, .layers = 3, .own_sizes = true}) ? 0 : -1;
 }

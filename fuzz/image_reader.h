@@ -39,6 +39,7 @@ class memory_file {
 struct limits {
   long long pixels = std::numeric_limits<long long>::max();  // of a picture; of a larger one the header alone is read
   std::size_t layers = std::numeric_limits<std::size_t>::max();
+  bool own_sizes = false;  // of the layers, which are parts of a file
 };
 
 // What a reader may ask for beside the pictures: rows of every thread, tables of a library.
@@ -68,15 +69,18 @@ inline bool read_as(const char* type, const std::uint8_t* data, std::size_t size
   } catch (const io::exception&) {
   }
   meter.expect_at_most(memory_beside_pictures);
-  const long long most_picture = header_read ? 10LL * header.width * header.height : 0;
   if (header_read && 1LL * header.width * header.height > limits.pixels) return false;
   // The main picture, and the others in turn: which ones come first is up to the input.
   for (std::size_t i = 0; i < std::min(layers.size(), limits.layers); ++i) {
     const img::layer& layer = layers[i == 0 ? 0 : 1 + (size + i) % (layers.size() - 1)];
     img::image image;
-    long long picture = most_picture;
+    img::picture_header own = header;
+    long long picture = 0;
     meter.restart();
     try {
+      if (limits.own_sizes && header_read && !layer.is_default()) own = format.read_header(file.path(), layer);
+      if (1LL * own.width * own.height > limits.pixels) continue;
+      picture = 10LL * own.width * own.height;
       format.read(image, file.path(), layer);
       if (!header_read || image.empty()) std::abort();
       picture = bytes_of(image);

@@ -20,7 +20,9 @@ inline int fuzz_lookup(img::lookup_table (*read)(std::string_view, const std::st
     img::image in("BGR", 8, 4, 1), out;
     in.fill(0, 100, 255, 0);
     img::transfer(settings).convert(out, in);
-    // A table that was read can be written, and that read again.
+    // A table that was read can be written, and that read again. A large cube takes a hundred times as long as reading
+    // a correction that makes one, so only some do.
+    if (table.points() > img::lookup_table::cube_points && size % 32 != 0) return 0;
     const std::string text = img::write_cube(table);
     if (img::read_cube(text, "written").has_cube() != table.has_cube()) std::abort();
   } catch (const io::exception&) {

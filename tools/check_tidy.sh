@@ -6,4 +6,4 @@ cd "$(dirname "$0")/.."
 preset=${1:-release}
 [ $# -eq 0 ] || shift
 [ $# -gt 0 ] || set -- $(find src -name '*.cpp' ! -name '*.kernel.cpp' | sort)
-printf '%s\n' "$@" | nice -n 19 xargs -P "${JOBS:-2}" -n 4 clang-tidy-14 -p "build/$preset" --quiet 2>/dev/null
+printf '%s\n' "$@" | nice -n 19 xargs -P "${JOBS:-2}" -n 4 $(command -v clang-tidy-14 || echo clang-tidy) -p "build/$preset" --quiet 2>/dev/null

@@ -53,7 +53,7 @@ by_ffmpeg() {
       ;;
   esac
   ffmpeg -nostdin -v error -y -i "$1" -frames:v 1 -sws_flags accurate_rnd+full_chroma_int -vf "$way" $([ "$way" = format=rgb48be ] || echo -pix_fmt "$3") \
-    -update 1 "$2" >/dev/null 2>&1
+    -compression_algo raw -update 1 "$2" >/dev/null 2>&1
 }
 # Film codes to what is shown.
 put_curve() {

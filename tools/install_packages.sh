@@ -3,12 +3,14 @@
 # and check for the scripts of tools/ that ./test does not run.
 # Does nothing, and needs no rights, when all are there.
 set -eu
+clang=14
+! grep -qs '^VERSION_CODENAME=trixie' /etc/os-release || clang=19
 build="g++ cmake ninja-build pkg-config zlib1g-dev libpng-dev libjpeg-dev libtiff-dev libraw-dev libopenexr-dev libimath-dev \
 libdeflate-dev libavformat-dev libavcodec-dev libswscale-dev libswresample-dev libavdevice-dev \
 qt6-base-dev qt6-wayland libsdl2-dev libxcb1-dev libpango1.0-dev libfontconfig-dev libcurl4-openssl-dev libtinyxml2-dev fonts-liberation \
 fonts-dejavu-core fonts-dejavu-extra"
-test="ffmpeg duktape xvfb xdotool x11-xserver-utils libgl1-mesa-dri libgtest-dev clang libclang-rt-14-dev clang-format"
-check="clang-tidy-14 dpkg-dev file slurm-wlm munge inotify-tools parallel xvfb xdotool imagemagick lintian appstream desktop-file-utils python3-xlib"
+test="ffmpeg duktape xvfb xdotool x11-xserver-utils libgl1-mesa-dri libgtest-dev parallel clang llvm libclang-rt-$clang-dev clang-format"
+check="clang-tidy-$clang dpkg-dev file slurm-wlm munge inotify-tools parallel xvfb xdotool imagemagick lintian appstream desktop-file-utils python3-xlib"
 bench="libbenchmark-dev libpixman-1-dev libspng-dev ffmpeg imagemagick openimageio-tools libtiff-tools"
 
 missing=

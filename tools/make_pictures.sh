@@ -21,7 +21,8 @@ grep -v -e '^--exit' -e '^--save_mask' -e '^--print' first_look.ksncmd >window.k
 look() {
   path=$1
   shift
-  "$program" window.ksncmd "$@" --save_window_as="$path" --transient --exit=status >/dev/null
+  # The screen first: what it shows is in memory then, and the rows say so.
+  "$program" window.ksncmd "$@" --save_screen_as=screen.png --save_window_as="$path" --transient --exit=status >/dev/null
 }
 look "$docs/window.png" --window_size=1280,800 --bench_preload --zoom=200 --pan=0,0
 look "$docs/preview.png" --window_size=1100,800 --zoom=120 --pan=0,0 --mask_size=520,300 --mask_type=transparent \
@@ -128,7 +129,8 @@ END
 ten() {
   path=$1
   shift
-  "$program" ten.ksncmd --bench_preload "$@" --save_window_as="$path" --transient --exit=status >/dev/null
+  "$program" ten.ksncmd --bench_preload "$@" --save_screen_as=screen.png --save_window_as="$path" --transient \
+    --exit=status >/dev/null
 }
 ten "$docs/timeline/ten.png" --window_size=1000,420
 ten "$docs/timeline/twice.png" --window_size=1400,560 --ui_scale=2 --stack_rows=5

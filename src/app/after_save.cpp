@@ -81,9 +81,11 @@ void after_save_scripts::start_next() {
 void after_save_scripts::poll() {
   start_next();
   int status = 0;
-  while (process_ != 0 && waitpid(process_, &status, WNOHANG) == process_) {
+  // -1: it has ended, and how is not to be heard.
+  while (process_ != 0 && waitpid(process_, &status, WNOHANG) != 0) {
     if (const std::string failure = failure_of(status); !failure.empty()) tell(failure);
     process_ = 0;
+    status = 0;
     jobs_.pop_front();
     start_next();
   }

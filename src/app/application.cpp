@@ -1,10 +1,13 @@
 #include "app/application.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <optional>
 #include <system_error>
 #include <thread>
@@ -21,6 +24,8 @@
 #include "app/live_services.h"
 #include "app/loading_fields.h"
 #include "app/news_line.h"
+#include "app/open_choices.h"
+#include "app/preview_maker.h"
 #include "app/serving.h"
 #include "app/shell_actions.h"
 #include "app/sound_start.h"
@@ -119,6 +124,7 @@ struct application::impl {
                      },
                      [this] { desktop->wake(); }, [this](const std::string& line) { engine.write_error(line); },
                      [this](const std::string& path) { after_save(path); }}};
+  preview_maker previews{preview_of};
   command::recent_notes recent{[](bool create, std::string& folder) {
     return platform::get_folder(platform::folder_kind::local_data, create, folder);
   }};
@@ -147,6 +153,7 @@ struct application::impl {
   bool serves = false;     // runs without a window until it is interrupted
   bool transient = false;  // save neither settings nor recent lists at the end
 
+  std::optional<int> start(const std::vector<std::string>& args);
   void bind();
   void register_actions();
   void add_own_actions();
@@ -278,7 +285,8 @@ void application::impl::register_actions() {
          std::string folder;
          const bool kept = !transient && platform::get_folder(platform::folder_kind::roaming_data, true, folder);
          return kept ? lib::add_separator(folder) + "kestrin.dialogs.txt" : std::string();
-       }});
+       },
+       &previews});
   services.register_actions();
   output.register_actions();
   register_shell_actions(
@@ -588,18 +596,36 @@ application::application() : impl_(std::make_unique<impl>()) {
 }
 application::~application() = default;
 
-int application::application_main(const std::vector<std::string>& args) {
-  if (const std::optional<int> code = impl_->attach.hand_over(args)) return *code;
+int fail_without_memory() {
+  constexpr char line[] = "Not enough memory\n";
+  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line, sizeof line - 1);
+  return 1;
+}
+
+// The exit code, if handing over the line was all there was to do.
+std::optional<int> application::impl::start(const std::vector<std::string>& args) {
+  if (const std::optional<int> code = attach.hand_over(args)) return code;
   watch_interrupt();
-  const char* transient = std::getenv("KESTRIN_TRANSIENT");
-  impl_->set_transient(transient && std::string_view(transient) == "1");
+  const char* transient_by_default = std::getenv("KESTRIN_TRANSIENT");
+  set_transient(transient_by_default && std::string_view(transient_by_default) == "1");
   platform::leave_out_own_folders(has_option(args, no_settings_option));
-  impl_->bind();
-  if (!platform::own_folders_left_out()) ksn::load_settings(impl_->composition);
-  impl_->register_actions();
-  impl_->run_site_start();
-  impl_->engine.command_pass(args);
-  impl_->console.clear_progress();
+  bind();
+  if (!platform::own_folders_left_out()) ksn::load_settings(composition);
+  register_actions();
+  run_site_start();
+  engine.command_pass(args);
+  console.clear_progress();
+  return std::nullopt;
+}
+
+int application::application_main(const std::vector<std::string>& args) {
+  try {
+    if (const std::optional<int> code = impl_->start(args)) return *code;
+  } catch (const std::bad_alloc&) {
+    // Commands and saves tell of it themselves; this is for all else, and for the telling.
+    return fail_without_memory();
+  }
+  // Not from here on: unwinding would remove the copy of the composition that is kept for a crash.
   int result = impl_->run_step(args.size() > 1);
   impl_->services.end();
   impl_->scripts.finish(interrupted);
@@ -607,7 +633,8 @@ int application::application_main(const std::vector<std::string>& args) {
   impl_->console.finish();
   result = impl_->exit_code(result);
   if (!impl_->transient) impl_->recent.write();
-  if (!impl_->reading.shutdown(std::chrono::milliseconds(200))) {
+  const bool reads_are_done = impl_->reading.shutdown(std::chrono::milliseconds(200));
+  if (!impl_->previews.shutdown(std::chrono::milliseconds(0)) || !reads_are_done) {
     // A thread is still in a read, perhaps of a file server that is gone. It ends with the process.
     std::fflush(nullptr);
     std::_Exit(result);

@@ -7,6 +7,9 @@
 
 namespace app {
 
+// Says that there is too little memory to start, without asking for any; returns the exit code for it.
+int fail_without_memory();
+
 // One per process in the program; tests may build several, one after the other. Main thread.
 class application {
  public:

@@ -17,6 +17,7 @@
 #include "composition/export/export.h"
 #include "img/row_kernels.h"
 #include "lib/format.h"
+#include "lib/percent.h"
 #include "platform/files.h"
 #include "render/compositor.h"
 #include "save/preview_view.h"
@@ -36,25 +37,11 @@ bool is_command_text(std::string_view text) {
   return without_return(text.substr(0, text.find('\n'))) == command_marker;
 }
 
-int hex_digit(char c) {
-  return c >= '0' && c <= '9'   ? c - '0'
-         : c >= 'a' && c <= 'f' ? c - 'a' + 10
-         : c >= 'A' && c <= 'F' ? c - 'A' + 10
-                                : -1;
-}
-
 // The path of `file://HOST/PATH`, where `%` and two digits are a byte.
 std::string path_of_address(std::string_view address) {
   address.remove_prefix(file_address.size());
   address.remove_prefix(std::min(address.find('/'), address.size()));
-  std::string path;
-  for (std::size_t i = 0; i < address.size(); ++i) {
-    const bool coded =
-        address[i] == '%' && i + 2 < address.size() && hex_digit(address[i + 1]) >= 0 && hex_digit(address[i + 2]) >= 0;
-    path += coded ? static_cast<char>(hex_digit(address[i + 1]) * 16 + hex_digit(address[i + 2])) : address[i];
-    if (coded) i += 2;
-  }
-  return path;
+  return lib::decode_percent(address);
 }
 
 // The files that the text names, one a line; none when a line is something else.

@@ -48,7 +48,7 @@ void ask_and_run(const dialog_parts& parts, platform::desktop& desktop, const co
   if (has_options) dialog.form = &form;
   platform::open_form list;
   if (!dialog.save) {
-    list = make_open_form(parts.text, choices.folders());
+    list = make_open_form(parts.text, choices.folders(), parts.previews);
     dialog.list = &list;
   }
   const std::vector<std::string> paths = desktop.ask_files(dialog);

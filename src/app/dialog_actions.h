@@ -10,6 +10,8 @@
 
 namespace app {
 
+class preview_maker;
+
 struct dialog_parts {
   command::engine& engine;
   std::function<platform::desktop*()> desktop;            // null while there is no window
@@ -17,6 +19,7 @@ struct dialog_parts {
   std::function<void()> done;                             // after each action that ran
   // The file that choices are kept in from run to run; empty for none. May be empty itself.
   std::function<std::string()> choices_file = nullptr;
+  preview_maker* previews = nullptr;  // none are shown without
 };
 
 // Asks for the files of all actions that have a question, where there is a window. Such an action is to be run by

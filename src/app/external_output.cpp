@@ -14,7 +14,6 @@ namespace {
 
 using ksn::ext_device_type;
 
-// A picture that nothing happens to is drawn as often: files may have been written over meanwhile.
 constexpr std::chrono::milliseconds text_redraw(1000);  // a text may tell the time
 constexpr std::chrono::milliseconds frame_patience(1500);
 

@@ -3,6 +3,8 @@
 #include <chrono>
 #include <ctime>
 #include <exception>
+#include <new>
+#include <system_error>
 #include <utility>
 
 #include "composition/documents/persistence.h"
@@ -41,27 +43,33 @@ void keeper::begin(std::uint32_t milliseconds, bool keep_settings, bool keep_cop
 void keeper::tick(std::uint32_t milliseconds) {
   if (!running_ || milliseconds - looked_ < look_interval || is_working()) return;
   looked_ = milliseconds;
-  if (keeps_settings_ && keep_settings()) return;
-  if (keeps_copies_ && copy_interval > 0) keep_document(milliseconds);
+  try {
+    if (keeps_settings_ && keep_settings()) return;
+    if (keeps_copies_ && copy_interval > 0) keep_document(milliseconds);
+  } catch (const std::bad_alloc&) {
+    // What was not begun is tried again: settings at the next look, a copy after the next interval.
+  }
 }
 
 bool keeper::keep_settings() {
+  const unsigned long long revision = parts_.composition.revision;
   std::string changed;
-  if (settings_revision_ != parts_.composition.revision) {
-    settings_revision_ = parts_.composition.revision;
+  if (settings_revision_ != revision) {
     changed = ksn::settings_bytes(parts_.composition);
     if (changed == settings_) changed.clear();
   }
   const std::optional<platform::window_placement> placement = parts_.placement();
   const bool moved = placement && placement != placement_;
-  if (changed.empty() && !moved) return false;
+  if (!changed.empty() || moved) {
+    start([changed, moved, placement] {
+      if (moved) ksn::save_window_placement(*placement);
+      return changed.empty() || ksn::save_settings_bytes(changed) ? "" : "The settings can't be saved";
+    });
+  }
+  settings_revision_ = revision;
   if (moved) placement_ = placement;
-  if (!changed.empty()) settings_ = changed;
-  start([changed = std::move(changed), moved, placement] {
-    if (moved) ksn::save_window_placement(*placement);
-    return changed.empty() || ksn::save_settings_bytes(changed) ? "" : "The settings can't be saved";
-  });
-  return true;
+  if (!changed.empty()) settings_ = std::move(changed);
+  return work_.valid();
 }
 
 void keeper::keep_document(std::uint32_t milliseconds) {
@@ -69,14 +77,12 @@ void keeper::keep_document(std::uint32_t milliseconds) {
   if (copy_revision_ == composition.revision || milliseconds - copied_ < 1000u * static_cast<unsigned>(copy_interval))
     return;
   copied_ = milliseconds;
-  copy_revision_ = composition.revision;
-  if (composition.doc.track_count() == 0) return drop_copy();
-  std::string bytes;
-  try {
-    bytes = io::document_bytes([&](io::binary_oarchive& archive) { ksn::write_composition(archive, composition); });
-  } catch (const std::bad_alloc&) {
-    return;  // the next minute may have room
+  if (composition.doc.track_count() == 0) {
+    copy_revision_ = composition.revision;
+    return drop_copy();
   }
+  std::string bytes =
+      io::document_bytes([&](io::binary_oarchive& archive) { ksn::write_composition(archive, composition); });
   start([this, name = ksn::unsaved_name(composition.file_name), bytes = std::move(bytes)] {
     std::string folder;
     try {
@@ -87,10 +93,18 @@ void keeper::keep_document(std::uint32_t milliseconds) {
       return "No copy of the composition can be kept in case of a crash: " + io::failure_line(name);
     }
   });
+  copying_ = composition.revision;
 }
 
 void keeper::start(std::function<std::string()> work) {
-  work_ = std::async(std::launch::async, std::move(work));
+  try {
+    work_ = std::async(std::launch::async, work);
+  } catch (const std::system_error&) {
+    // Without a thread the window waits.
+    std::packaged_task<std::string()> task(std::move(work));
+    work_ = task.get_future();
+    task();
+  }
 }
 
 // Whether something is still being written; takes what came of it.
@@ -104,9 +118,13 @@ bool keeper::is_working() {
 void keeper::wait() {
   if (!work_.valid()) return;
   const std::string line = work_.get();
-  if (!line.empty() && line != reported_) parts_.report(line);
-  reported_ = line;
-  if (line.empty() && copy_ && copy_->exists()) {
+  const std::optional<unsigned long long> copied = std::exchange(copying_, std::nullopt);
+  std::string& reported = copied ? copy_reported_ : settings_reported_;
+  if (!line.empty() && line != reported) parts_.report(line);
+  reported = line;
+  if (!copied || !line.empty()) return;
+  copy_revision_ = *copied;
+  if (copy_ && copy_->exists()) {
     platform::set_crash_note("The composition as it was at " + time_of_day() + " is offered at the next start.");
   }
 }

@@ -60,12 +60,15 @@ class keeper {
   std::uint32_t looked_ = 0;  // milliseconds
   std::uint32_t copied_ = 0;
   unsigned long long settings_revision_ = 0;
-  unsigned long long copy_revision_ = 0;
-  std::string settings_;  // as they stand on the disk
+  unsigned long long copy_revision_ = 0;  // that needs no copy, or has one
+  std::string settings_;                  // as they stand on the disk
   std::optional<platform::window_placement> placement_;
   std::unique_ptr<ksn::document_copy> copy_;
-  std::future<std::string> work_;  // gives the line of a failure, or nothing
-  std::string reported_;
+  std::future<std::string> work_;              // gives the line of a failure, or nothing
+  std::optional<unsigned long long> copying_;  // the revision of the copy that work_ makes; none for other work
+  // The last failures, each told once.
+  std::string settings_reported_;
+  std::string copy_reported_;
 };
 
 }  // namespace app

@@ -2,6 +2,8 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,6 +27,15 @@ int main(int argc, char** argv) {
   // A file that outgrows the user's limit is an error line, as a full disk is, and who stops reading what is printed
   // ends neither a save nor a window.
   for (const int signal : {SIGXFSZ, SIGPIPE}) std::signal(signal, SIG_IGN);
-  app::application application;
-  return application.application_main(std::vector<std::string>(argv, argv + argc));
+  // A caller that passes over the ends of its children hands that down, and how a script ended would not be heard.
+  std::signal(SIGCHLD, SIG_DFL);
+  std::vector<std::string> arguments;
+  std::optional<app::application> application;
+  try {
+    arguments.assign(argv, argv + argc);
+    application.emplace();
+  } catch (const std::bad_alloc&) {
+    return app::fail_without_memory();
+  }
+  return application->application_main(arguments);
 }

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <utility>
 
+#include "app/preview_maker.h"
 #include "command/engine.h"
 #include "composition/opening/folder_rows.h"
 #include "composition/opening/sequence.h"
@@ -90,7 +91,18 @@ std::vector<std::uint8_t> packed(const img::image& picture) {
   return pixels;
 }
 
-// Shares nothing with the program: it runs beside it.
+bool something_at(const std::string& path) {
+  if (platform::file_exists(path) || platform::is_folder(path)) return true;
+  std::string pattern;
+  const std::string numbered = command::source_path(path);
+  if (!img::is_image_file(numbered) || numbered.find_first_of("#?*") == numbered.npos) return false;
+  ksn::track_info record;
+  return ksn::build_pattern(numbered, pattern) &&
+         ksn::scan_folder(pattern, record, ksn::alpha_type::ignore, false, {}) != ksn::scan_result::nothing;
+}
+
+}  // namespace
+
 platform::open_preview preview_of(const std::string& path, int width, int height) {
   platform::open_preview made;
   try {
@@ -127,23 +139,15 @@ platform::open_preview preview_of(const std::string& path, int width, int height
   return made;
 }
 
-bool something_at(const std::string& path) {
-  if (platform::file_exists(path) || platform::is_folder(path)) return true;
-  std::string pattern;
-  const std::string numbered = command::source_path(path);
-  if (!img::is_image_file(numbered) || numbered.find_first_of("#?*") == numbered.npos) return false;
-  ksn::track_info record;
-  return ksn::build_pattern(numbered, pattern) &&
-         ksn::scan_folder(pattern, record, ksn::alpha_type::ignore, false, {}) != ksn::scan_result::nothing;
-}
-
-}  // namespace
-
 platform::open_form make_open_form(const std::function<std::string(std::string_view key)>& text,
-                                   const std::vector<std::string>& folders) {
+                                   const std::vector<std::string>& folders, preview_maker* previews) {
   platform::open_form form;
   form.list = rows_of;
-  form.preview = preview_of;
+  if (previews) {
+    form.preview = [previews](const std::string& path, int width, int height, auto done) {
+      previews->ask(path, width, height, std::move(done));
+    };
+  }
   form.exists = something_at;
   const char* home = std::getenv("HOME");
   if (home && *home) form.places.emplace_back(text("open_form_home"), home);

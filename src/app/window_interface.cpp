@@ -94,12 +94,14 @@ platform::window_events window_run::events() {
   platform::window_events events;
   events.key = [this](int code) {
     redraw_ = true;
-    owe(interface_->input().key_down(code));
+    carry_out([&] { owe(interface_->input().key_down(code)); });
   };
-  events.text = [this](const std::string& text) { owe(interface_->input().text(text)); };
-  events.composing = [this](const std::string& text) { owe(interface_->input().composing(text)); };
-  events.modifiers = [this](int modifiers) { owe(interface_->input().modifiers_changed(modifiers)); };
-  events.mouse = [this](const platform::mouse_event& event) { on_mouse(event); };
+  events.text = [this](const std::string& text) { carry_out([&] { owe(interface_->input().text(text)); }); };
+  events.composing = [this](const std::string& text) { carry_out([&] { owe(interface_->input().composing(text)); }); };
+  events.modifiers = [this](int modifiers) {
+    carry_out([&] { owe(interface_->input().modifiers_changed(modifiers)); });
+  };
+  events.mouse = [this](const platform::mouse_event& event) { carry_out([&] { on_mouse(event); }); };
   events.dropped = [this](const std::vector<std::string>& paths) { drop(paths); };
   events.focus_lost = [this] { owe(interface_->input().focus_lost()); };
   events.capture_lost = [this] { owe(interface_->input().cancel_drag()); };
@@ -112,6 +114,15 @@ platform::window_events window_run::events() {
   events.modal_tick = [this] { modal_tick(); };
   events.display_lost = [this] { lose_display(); };
   return events;
+}
+
+void window_run::run_out_of_memory() {
+  // The gesture can't go on from where it broke.
+  const bool dragging = interface_->input().dragging();
+  owe(interface_->input().cancel_drag());
+  parts_.frames.trim(parts_.frames.memory_reserve_percent);
+  const command::execution running(parts_.engine);
+  parts_.engine.report(dragging ? "Not enough memory; what was dragged is as it was before" : "Not enough memory");
 }
 
 void window_run::on_mouse(const platform::mouse_event& event) {
@@ -187,8 +198,9 @@ void window_run::pass_interface(std::uint32_t elapsed_milliseconds) {
     if (caret != std::exchange(told_caret_, caret)) desktop_->set_text_caret(caret);
   }
   const bool live = !modal_ && desktop_->is_foreground();
-  const ui::redraw wish =
-      interface_->pass(static_cast<int>(std::min<std::uint32_t>(elapsed_milliseconds, 10000)), live);
+  ui::redraw wish;
+  carry_out(
+      [&] { wish = interface_->pass(static_cast<int>(std::min<std::uint32_t>(elapsed_milliseconds, 10000)), live); });
   // A tip that is due shows with the pass that finds it so: the time until then needs no picture.
   redraw_ = redraw_ || wish.now;
 }

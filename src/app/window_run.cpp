@@ -231,7 +231,8 @@ bool window_run::main_tick() {
   const bool marks = board_.revision() != drawn_marks_ && since_draw >= marks_redraw;
   if (redraw_ || composition.revision != drawn_revision_ || interface_is_due() || next_picture || live || marks ||
       parts_.pipeline.waits_for_frames() || (since_draw >= aging_picture && is_out_of_date()) ||
-      desktop_->client_size() != surface_size_) {
+      desktop_->client_size() != surface_size_ ||
+      parts_.pipeline.finds_changed_file(composition, parts_.clock.shown_time())) {
     // Whatever asked for a picture may show in it.
     if (std::exchange(redraw_, false)) interface_->forget_ahead();
     drawn_revision_ = composition.revision;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -187,6 +188,16 @@ class window_run {
   void choose(const std::string& command);
   // --- the interface, in window_interface.cpp ---
   void make_interface();
+  // Hands an event to the interface. Memory that runs out meanwhile ends the gesture and is one line.
+  template <class Event>
+  void carry_out(Event event) {
+    try {
+      event();
+    } catch (const std::bad_alloc&) {
+      run_out_of_memory();
+    }
+  }
+  void run_out_of_memory();
   void on_mouse(const platform::mouse_event& event);
   bool run_key(int code);
   // The picture that an event, or a drawing of the interface, owes to the screen.

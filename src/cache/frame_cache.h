@@ -72,6 +72,9 @@ class frame_cache {
   void drop(const img::const_image_ptr& image);
   // Drops the image that is the next to go, without a play the one touched longest ago; false on an empty queue.
   bool evict_oldest();
+  // The same for operator new: notes that all changed in place of the path, which would ask for memory. False also
+  // when the calling thread holds one of the locks.
+  bool evict_for_allocation() noexcept;
 
   // How playing frames that may not all fit changes the order of eviction (lru.h).
   void begin_play(play_return way);
@@ -79,9 +82,6 @@ class frame_cache {
   void end_play();
   // The play has shown the frame of the key, if it is in memory, and goes on.
   void pass(const frame_key& key);
-  // The same for operator new: notes that all changed in place of the path, which would ask for memory. False also
-  // when the calling thread holds one of the locks.
-  bool evict_for_allocation() noexcept;
   // 32 rounds of the trimming rule: a load above 100 - reserve evicts one image, one above 105 - reserve or of at least
   // 97 ten more.
   void trim(int reserve_percent);

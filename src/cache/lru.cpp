@@ -11,26 +11,24 @@ std::size_t bytes_of(const img::image& image) {
   return bytes;
 }
 
-lru::node::node(const img::const_image_ptr& image) : entry{{image, bytes_of(*image)}} {
-  place.emplace(image.get(), entry.begin());
-}
+lru::node::node(const img::const_image_ptr& image) : entry{{.image = image}} {}
 
 bool lru::touch(const img::image* image) {
-  const auto found = places_.find(image);
-  if (found == places_.end()) return false;
-  const entries::iterator at = found->second;
+  const entries::iterator* found = places_.find(image);
+  if (!found) return false;
+  const entries::iterator at = *found;
   queue_.splice(queue_.begin(), list_of(*at), at);
-  at->passed = false;
+  at->passed = 0;
   at->touched = ++touches_;
   return true;
 }
 
 void lru::touch(const img::image* image, node& made) {
   if (touch(image)) return;
-  places_.insert(made.place.extract(made.place.begin()));
+  places_.insert(image, made.entry.begin());
   queue_.splice(queue_.begin(), made.entry);
   queue_.front().touched = ++touches_;
-  bytes_ += queue_.front().bytes;
+  bytes_ += bytes_of(*image);
 }
 
 void lru::begin_play(play_return way) {
@@ -45,15 +43,15 @@ void lru::end_play() {
 }
 
 void lru::pass(const img::image* image) {
-  const auto found = places_.find(image);
-  if (play_began_ == 0 || found == places_.end()) return;
-  const entries::iterator at = found->second;
+  const entries::iterator* found = places_.find(image);
+  if (play_began_ == 0 || !found) return;
+  const entries::iterator at = *found;
   passed_.splice(passed_.begin(), list_of(*at), at);
-  at->passed = true;
+  at->passed = 1;
 }
 
 void lru::merge_passed() {
-  for (entry& e : passed_) e.passed = false;
+  for (entry& e : passed_) e.passed = 0;
   const auto newer = [](const entry& a, const entry& b) { return a.touched > b.touched; };
   passed_.sort(newer);
   queue_.merge(passed_, newer);
@@ -61,13 +59,13 @@ void lru::merge_passed() {
 
 void lru::move_out(entries& to, entries::iterator at) {
   places_.erase(at->image.get());
-  bytes_ -= at->bytes;
+  bytes_ -= bytes_of(*at->image);
   to.splice(to.end(), list_of(*at), at);
 }
 
 lru::entries lru::take(int count) {
   entries taken;
-  for (; count > 0 && !places_.empty(); --count) {
+  for (; count > 0 && places_.size() != 0; --count) {
     const bool stranger = !queue_.empty() && queue_.back().touched < play_began_;
     if (stranger || passed_.empty()) {
       move_out(taken, std::prev(queue_.end()));
@@ -80,8 +78,8 @@ lru::entries lru::take(int count) {
 
 lru::entries lru::take(const img::image* image) {
   entries taken;
-  const auto found = places_.find(image);
-  if (found != places_.end()) move_out(taken, found->second);
+  const entries::iterator* found = places_.find(image);
+  if (found) move_out(taken, *found);
   return taken;
 }
 
@@ -101,10 +99,10 @@ std::string lru::check_invariants() const {
     std::uint64_t last = touches_ + 1;
     for (auto at = list->begin(); at != list->end(); ++at) {
       if (!at->image) return "null image in a list";
-      bytes += at->bytes;
-      const auto found = places_.find(at->image.get());
-      if (found == places_.end()) return "image of a list without a place";
-      if (entries::const_iterator(found->second) != at) return "image with the place of another";
+      bytes += bytes_of(*at->image);
+      const entries::iterator* found = places_.find(at->image.get());
+      if (!found) return "image of a list without a place";
+      if (entries::const_iterator(*found) != at) return "image with the place of another";
       if (at->passed != (list == &passed_)) return "image in the wrong list";
       if (list == &queue_ && at->touched >= last) return "queue out of order";
       last = at->touched;

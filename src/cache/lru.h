@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <list>
 #include <string>
-#include <unordered_map>
 
+#include "cache/pointer_map.h"
 #include "img/image.h"
 
 namespace cache {
@@ -27,11 +27,11 @@ enum class play_return {
 // what it is about to show.
 class lru {
  public:
+  // Small, and what a touch writes comes first: with many frames a touch is as long as main memory takes.
   struct entry {
+    std::uint64_t touched : 63 = 0;  // the number of the touch
+    std::uint64_t passed : 1 = 0;    // shown by the play, and its place is in the list of these
     img::const_image_ptr image;
-    std::size_t bytes = 0;
-    std::uint64_t touched = 0;  // the number of the touch
-    bool passed = false;        // shown by the play, and its place is in the list of these
   };
   using entries = std::list<entry>;
 
@@ -39,7 +39,6 @@ class lru {
   struct node {
     explicit node(const img::const_image_ptr& image);
     entries entry;
-    std::unordered_map<const img::image*, entries::iterator> place;
   };
 
   // Moves the image to the front. False when it is not here.
@@ -73,7 +72,7 @@ class lru {
  private:
   entries queue_;   // front: touched last
   entries passed_;  // front: passed last
-  std::unordered_map<const img::image*, entries::iterator> places_;
+  pointer_map<img::image, entries::iterator> places_;
   std::size_t bytes_ = 0;
   std::uint64_t touches_ = 0;
   std::uint64_t play_began_ = 0;  // the touches before this one have nothing to do with the play; 0 without a play

@@ -13,12 +13,12 @@ const img::format& format_of(const std::string& path) {
   return *format;
 }
 
+}  // namespace
+
 bool has_frame(const ksn::track_info& track, int source_frame, const std::string& path) {
   return source_frame >= 0 && source_frame < track.source.frames && !path.empty() &&
          (!track.source.is_clip() || track.source.clip);
 }
-
-}  // namespace
 
 frame_key key_of_frame(const ksn::track_info& track, int source_frame, ksn::cache_resolution_type resolution) {
   frame_key key;
@@ -65,27 +65,6 @@ std::optional<frame_request> request_of(const ksn::track_info& track, int source
   frame_key key = key_of_frame(track, source_frame, resolution);
   if (!track.source.is_clip() && !img::find_format(key.path)) return std::nullopt;
   return request_of(track, source_frame, std::move(key));
-}
-
-img::const_image_ptr fetch_frame(frame_cache& cache, const ksn::track_info& track, int source_frame,
-                                 const frame_key& key, bool revalidate) {
-  std::optional<frame_request> request = request_of(track, source_frame, key);
-  if (!request) return nullptr;
-  request->revalidate = revalidate;
-  return read_through(cache, *request);
-}
-
-img::const_image_ptr read_frame(const ksn::track_info& track, int source_frame) {
-  const std::string path = track.source.frame_path(source_frame);
-  if (!has_frame(track, source_frame, path)) return nullptr;
-  auto image = std::make_shared<img::image>();
-  if (!track.source.is_clip()) {
-    format_of(path).read(*image, path, track.source.image_layer);
-  } else {
-    if (!track.source.clip->read(source_frame, 0, *image)) return nullptr;
-    image->path = path;
-  }
-  return image;
 }
 
 }  // namespace cache

@@ -11,19 +11,14 @@ namespace cache {
 // The load key of a layer's frame at a resolution.
 frame_key key_of_frame(const ksn::track_info& track, int source_frame, ksn::cache_resolution_type resolution);
 
+// Whether the source, which must be a decoded one, has the frame, whose file or name within a clip is `path`.
+bool has_frame(const ksn::track_info& track, int source_frame, const std::string& path);
+
 // All that a thread needs to read the frame of that key. Nothing where the source, which must be a decoded one, has no
 // such frame. Throws io::invalid_format for a name that no format claims.
 std::optional<frame_request> request_of(const ksn::track_info& track, int source_frame, frame_key key);
 // The same under the key of key_of_frame(); nothing as well where no format claims the name.
 std::optional<frame_request> request_of(const ksn::track_info& track, int source_frame,
                                         ksn::cache_resolution_type resolution);
-
-// The frame of that key through the cache, touched. `track` must be a decoded source. Null where the source has no such
-// frame or can't give it. Throws what the format or clip throws, and std::bad_alloc. Any thread; only reads `track`.
-img::const_image_ptr fetch_frame(frame_cache& cache, const ksn::track_info& track, int source_frame,
-                                 const frame_key& key, bool revalidate);
-
-// The same frame at full size past the cache, which is neither asked nor told.
-img::const_image_ptr read_frame(const ksn::track_info& track, int source_frame);
 
 }  // namespace cache

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "command/examples.h"
 #include "command/reference.h"
 
 namespace command {
@@ -20,21 +21,6 @@ struct option {
   bool path = false;               // the value is a file
   std::vector<std::string> words;  // that the value can be; empty when it is free
 };
-
-// "0|1" and "nearest|smooth" are lists of words, "PATH" and "X,Y" are not.
-std::vector<std::string> words_in(const std::string& form) {
-  std::vector<std::string> words(1);
-  for (const char c : form) {
-    if (c == '|') {
-      words.emplace_back();
-    } else if (std::islower(static_cast<unsigned char>(c)) || std::isdigit(static_cast<unsigned char>(c)) || c == '_') {
-      words.back() += c;
-    } else {
-      return {};
-    }
-  }
-  return words.size() > 1 ? words : std::vector<std::string>();
-}
 
 std::vector<option> options_of(const engine& engine) {
   std::vector<option> options;
@@ -102,56 +88,83 @@ std::string lower(std::string text) {
   return text;
 }
 
-// A value that the form allows.
-std::string example_value(const std::string& form, const value_shape* shape) {
-  if (const auto words = words_in(form); !words.empty()) return words.back();
-  if (shape && shape->kind == value_kind::text) return form.substr(form.rfind('|') + 1);
-  if (shape && shape->kind == value_kind::color) return "255,128,0";
-  if (!shape) return form.find("PATH") != std::string::npos ? "shot.####.exr" : form;
-  const double number = std::clamp(1.0, shape->least, shape->most);
-  std::string value = std::to_string(static_cast<int>(number));
-  for (int i = 1; i < shape->count; ++i) value += "," + std::to_string(static_cast<int>(number));
-  return value;
-}
-
-// A file that an action may be given.
-std::string example_file(const file_question& question) {
-  if (!question.file_name.empty()) return std::string(question.file_name);
-  constexpr std::pair<std::string_view, const char*> kinds[] = {
-      {"kestrin_composition", "shot.ksncomp"}, {"command_file", "slate.ksncmd"}, {"lookup_table", "film.cube"}};
-  for (const auto& [kind, file] : kinds) {
-    if (question.filter.starts_with(kind)) return file;
-  }
-  return "plate.####.exr";
+// For a shell.
+std::string argument(const std::string& text) {
+  return text.find(' ') == text.npos ? text : '"' + text + '"';
 }
 
 template <class Field>
-std::string help_on_field(const Field& field, const char* of) {
-  std::string text =
-      "  --" + field.name + "=" + form_of(field.shape) + "\n      " + field.help + "\n      A field of " + of;
-  if (field.read_only()) return text + " that is only read: --print_field=" + field.name + "\n";
-  return text + ".\n      Set it: --" + field.name + "=" + example_value(form_of(field.shape), &field.shape) +
-         "\n      Read it: --print_field=" + field.name + "\n";
+std::string help_on_field(const Field& field, const std::string& scope, const char* of) {
+  const std::string form = form_of(field.shape);
+  const std::string name = scope + field.name;
+  std::string text = "  --" + name + "=" + form + "\n      " + field.help + "\n      A field of " + of;
+  if (field.read_only()) return text + " that is only read: --print_field=" + name + "\n";
+  return text + ".\n      Set it: " + argument("--" + name + "=" + example_value(field.name, form, &field.shape)) +
+         "\n      Read it: --print_field=" + name + "\n";
+}
+
+// The name alone is the layers' where both have it.
+std::string help_on_global_field(const engine& engine, const global_field& field) {
+  return help_on_field(field, engine.find_layer_field(field.name) ? "global:" : "", "the composition");
+}
+
+std::string help_on_layer_field(const layer_field& field) {
+  return help_on_field(field, "", "a layer");
 }
 
 std::string help_on_action(const action& row) {
   std::string text;
+  // One that only a menu shows has a name that is an assignment.
+  if (!row.plain() && !row.takes_value()) return text;
   if (row.plain()) text += "  --" + row.name + "\n      " + row.help + "\n";
   if (row.takes_value()) text += "  --" + row.name + "=" + row.value_form + "\n      " + row.value_help + "\n";
   if (!row.keys.empty()) text += "      Keys: " + row.keys + "\n";
   if (!row.unbuilt.empty()) return text + "      Not available: " + row.unbuilt + "\n";
+  // Packed data comes from the program itself.
+  if (row.value_form.starts_with("DATA")) return text;
   text += "      Example: kestrin shot.####.exr --" + row.name;
   if (row.ask) {
     text += "=" + example_file(*row.ask);
   } else if (!row.plain()) {
-    text += "=" + example_value(row.value_form, nullptr);
+    text += "=" + example_value(row.name, row.value_form, nullptr);
   }
   return text + "\n";
 }
 
+// Words of the command line that are neither action nor field.
+struct line_word {
+  std::string_view name;
+  const char* form;
+  const char* help;
+  const char* example;
+};
+constexpr line_word line_words[] = {
+    {"range", "LIST", "after a path: only these frames; b-a runs down, xN takes each N-th",
+     "shot.####.exr --range=1-10,20-40x2"},
+    {"still_image", "", "after a path: this file alone, and not its sequence", "shot.0101.exr --still_image"},
+    {"force_sequence", "", "after a path: a sequence of the files that are there, even where it is only one so far",
+     "shot.0101.exr --force_sequence"},
+    {"fcheck", "", "after a path: # stands for four digits and @ for one", "shot.#.tga --fcheck"},
+    {"attach", "", "all arguments go to the Kestrin that runs on this display; its window comes to the front",
+     "--attach shot.####.exr"},
+    {"attach_nf", "", "the same, and its window stays where it is", "--attach_nf shot.####.exr"},
+    {"use_existing_window", "", "the same as --attach", "--use_existing_window shot.####.exr"},
+    {"expand_env_vars", "0|1", "1: from here on %NAME% in an argument is an environment variable",
+     "--expand_env_vars=1 %SHOT%/plate.####.exr"},
+};
+
+std::string help_on_word(const std::string& name) {
+  for (const line_word& word : line_words) {
+    if (word.name != name) continue;
+    const std::string form = *word.form ? std::string("=") + word.form : "";
+    return "  --" + name + form + "\n      " + word.help + "\n      Example: kestrin " + word.example + "\n";
+  }
+  return {};
+}
+
 // Insertions, deletions, exchanges of a letter and of two neighbours (optimal string alignment).
 std::size_t distance(std::string_view a, std::string_view b) {
-  std::vector<std::size_t> before, last(b.size() + 1), row(b.size() + 1);
+  std::vector<std::size_t> before(b.size() + 1), last(b.size() + 1), row(b.size() + 1);
   for (std::size_t j = 0; j <= b.size(); ++j) last[j] = j;
   for (std::size_t i = 1; i <= a.size(); ++i) {
     row[0] = i;
@@ -159,8 +172,8 @@ std::size_t distance(std::string_view a, std::string_view b) {
       row[j] = std::min({last[j] + 1, row[j - 1] + 1, last[j - 1] + (a[i - 1] != b[j - 1])});
       if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) row[j] = std::min(row[j], before[j - 2] + 1);
     }
-    before = last;
-    last = row;
+    before.swap(last);
+    last.swap(row);
   }
   return last[b.size()];
 }
@@ -319,17 +332,18 @@ std::string help_on(const engine& engine, const std::string& topic) {
   name = name.substr(0, name.find('='));
   std::string text;
   if (const action* row = engine.find_action(name)) text += help_on_action(*row);
-  if (const auto* field = engine.find_global_field(name)) text += help_on_field(*field, "the composition");
-  if (const auto* field = engine.find_layer_field(name)) text += help_on_field(*field, "a layer");
+  if (const auto* field = engine.find_global_field(name)) text += help_on_global_field(engine, *field);
+  if (const auto* field = engine.find_layer_field(name)) text += help_on_layer_field(*field);
+  text += help_on_word(name);
   if (!text.empty()) return text;
   for (const action* row : rows_of(engine)) {
     const std::vector<std::string> words = words_for(row->group);
     if (std::find(words.begin(), words.end(), lower(topic)) != words.end()) text += help_on_action(*row);
   }
   if (lower(topic) == "fields of the composition") {
-    for (const global_field& field : engine.global_field_table) text += help_on_field(field, "the composition");
+    for (const global_field& field : engine.global_field_table) text += help_on_global_field(engine, field);
   } else if (lower(topic) == "fields of layers") {
-    for (const layer_field& field : engine.layer_field_table) text += help_on_field(field, "a layer");
+    for (const layer_field& field : engine.layer_field_table) text += help_on_layer_field(field);
   }
   return text;
 }
@@ -343,6 +357,8 @@ std::string nearest_name(const engine& engine, const std::string& name, bool or_
   // A third of the letters may be wrong, or half of the names would be near a short one.
   std::size_t best = std::min<std::size_t>(name.size() / 3, 3) + 1;
   const auto look_at = [&](const std::string& candidate) {
+    const auto [shorter, longer] = std::minmax({name.size(), candidate.size()});
+    if (longer - shorter >= best) return;
     const std::size_t off = distance(name, candidate);
     if (off < best) nearest = candidate, best = off;
   };

@@ -81,10 +81,15 @@ part_file::part_file(std::string target) : target_(std::move(target)) {
     }
   }
   path_ = part_name(target_);
+  // With its memory before the file: what is left without an owner would stay in the folder.
+  std::set<std::pair<dev_t, ino_t>> single{{}};
+  auto node = single.extract(single.begin());
+  held_files& all = held();
   handle_ = open_to_write(path_, target_);
-  const std::lock_guard guard(held().lock);
+  node.value() = identity(handle_);
+  const std::lock_guard guard(all.lock);
   // Another thread of this process holds it, to which the lock says nothing.
-  if (!held().files.insert(identity(handle_)).second) {
+  if (!all.files.insert(std::move(node)).inserted) {
     close(handle_);
     throw open_error(target_, EWOULDBLOCK);
   }

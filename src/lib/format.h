@@ -56,7 +56,7 @@ template <class Char, class... T>
 requires(!std::is_base_of_v<abstract_argument_map<Char>, T> &&
          ...) std::basic_string<Char> format(const std::basic_string<Char>& text, const T&... values) {
   const argument<Char> entries[] = {{&values, &formatter<T, Char>()}..., {nullptr, nullptr}};
-  return format(text, indexed_argument_map<Char>(entries, static_cast<int>(sizeof...(values))));
+  return lib::format(text, indexed_argument_map<Char>(entries, static_cast<int>(sizeof...(values))));
 }
 
 }  // namespace lib

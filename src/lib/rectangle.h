@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "lib/point.h"
+
 namespace math {
 
 struct rectangle {
@@ -17,6 +19,14 @@ struct rectangle {
 // Empty where the two do not meet.
 inline rectangle intersect(const rectangle& a, const rectangle& b) {
   return {std::max(a.left, b.left), std::max(a.top, b.top), std::min(a.right, b.right), std::min(a.bottom, b.bottom)};
+}
+
+inline rectangle moved(const rectangle& box, point by) {
+  return {box.left + by.x, box.top + by.y, box.right + by.x, box.bottom + by.y};
+}
+
+inline bool holds(const rectangle& box, point at) {
+  return at.x >= box.left && at.x < box.right && at.y >= box.top && at.y < box.bottom;
 }
 
 }  // namespace math

@@ -31,8 +31,9 @@ struct open_form {
   std::function<std::vector<open_row>(const std::string& folder, const std::vector<std::string>& patterns,
                                       std::string& error)>
       list;
-  // The first picture of a path, reduced to that size at most. On a thread of the dialog; must own all that it uses.
-  std::function<open_preview(const std::string& path, int width, int height)> preview;
+  // Asks for the first picture of a path, reduced to that size at most, in place of what was asked for before and has
+  // not begun. `done` is called on another thread, if at all, perhaps after the dialog has closed. May be empty.
+  std::function<void(const std::string& path, int width, int height, std::function<void(open_preview)> done)> preview;
   // Whether something stands behind a path, which may be a pattern: "shot.####.exr", "shot.%04d.exr", "shot.@.exr".
   std::function<bool(const std::string& path)> exists;
   // Folders beside the list: what is shown, and the path.

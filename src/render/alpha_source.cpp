@@ -27,10 +27,6 @@ struct channel {
   explicit operator bool() const { return samples != nullptr; }
 };
 
-bool has_bytes(const img::image& image, int plane) {
-  return image.has_plane(plane) && image.depth[plane] == 8;
-}
-
 // A gray picture stands for blue, green, red and luma with its one plane.
 channel channel_of(const img::image& image, channel_type wanted) {
   int plane = static_cast<int>(wanted);

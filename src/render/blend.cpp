@@ -10,10 +10,6 @@
 namespace render {
 namespace {
 
-bool has_bytes(const img::image& image, int index) {
-  return image.has_plane(index) && image.depth[index] == 8;
-}
-
 plane_indices source_planes(const img::image& source) {
   if (!has_bytes(source, 0)) return {-1, -1, -1, -1, -1};
   const bool gray = source.format[0] == 'L' || !has_bytes(source, 1);

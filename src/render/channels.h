@@ -10,6 +10,11 @@ namespace render {
 constexpr int alpha_plane = 3;
 constexpr int depth_plane = 4;
 
+// Whether the picture has that plane, with samples of 8 bits. -1 is none.
+inline bool has_bytes(const img::image& image, int plane) {
+  return image.has_plane(plane) && image.depth[static_cast<std::size_t>(plane)] == 8;
+}
+
 // Leaves the chosen channels of an 8-bit, half or packed picture, in place. Packed pictures become host-order words,
 // and 8-bit BGR for alpha and depth. A channel whose plane is not there is left out.
 void select_channels(img::image& image, ksn::view_type channels);

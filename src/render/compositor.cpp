@@ -14,10 +14,6 @@
 namespace render {
 namespace {
 
-rectangle moved(const rectangle& box, math::point by) {
-  return {box.left + by.x, box.top + by.y, box.right + by.x, box.bottom + by.y};
-}
-
 rectangle zoomed(const rectangle& box, const frame_view& view) {
   return {limited(box.left * view.zoom_x), limited(box.top * view.zoom_y), limited(box.right * view.zoom_x),
           limited(box.bottom * view.zoom_y)};

@@ -1,8 +1,9 @@
 #include "render/image_pool.h"
 
 #include <algorithm>
+#include <array>
+#include <memory>
 #include <mutex>
-#include <vector>
 
 namespace render {
 namespace {
@@ -10,28 +11,37 @@ namespace {
 // Enough for the pictures of a deep stack and the temporaries of its strips; more than that is given back to the heap.
 constexpr std::size_t most_waiting = 16;
 
+bool has_form(const img::image& image, const std::array<char, img::image::max_planes>& letters, int width, int height) {
+  if (image.format != letters || image.width != width || image.height != height) return false;
+  for (int i = 0; i < img::image::max_planes; ++i) {
+    if (image.depth[i] != (letters[i] ? 8 : 0)) return false;
+  }
+  return true;
+}
+
 struct image_pool {
   std::mutex lock;
-  std::vector<std::unique_ptr<img::image>> waiting;  // under lock
+  // Both under lock. Of a fixed size, since a picture comes back in a destructor, where no memory may be asked for.
+  std::array<std::unique_ptr<img::image>, most_waiting> waiting;
+  std::size_t count = 0;
 
   // The waiting picture of this form and size, else any, else a new one.
   std::unique_ptr<img::image> take(const std::array<char, img::image::max_planes>& letters, int width, int height) {
     const std::lock_guard guard(lock);
-    if (waiting.empty()) return std::make_unique<img::image>();
-    auto found = std::find_if(waiting.rbegin(), waiting.rend(), [&](const auto& image) {
-      return image->format == letters && image->width == width && image->height == height && image->depth[0] == 8;
-    });
-    if (found == waiting.rend()) found = waiting.rbegin();
-    std::unique_ptr<img::image> image = std::move(*found);
-    *found = std::move(waiting.back());
-    waiting.pop_back();
+    if (count == 0) return std::make_unique<img::image>();
+    std::size_t found = count;
+    while (found > 0 && !has_form(*waiting[found - 1], letters, width, height)) --found;
+    const std::size_t place = (found > 0 ? found : count) - 1;
+    std::unique_ptr<img::image> image = std::move(waiting[place]);
+    --count;
+    if (place != count) waiting[place] = std::move(waiting[count]);
     return image;
   }
 
   void give(std::unique_ptr<img::image> image) {
     if (image->width == 0 || image->height == 0) return;
     const std::lock_guard guard(lock);
-    if (waiting.size() < most_waiting) waiting.push_back(std::move(image));
+    if (count < most_waiting) waiting[count++] = std::move(image);
   }
 };
 
@@ -43,15 +53,8 @@ image_pool& pool() {
 }
 
 img::image_ptr shared(std::unique_ptr<img::image> image) {
-  return {image.release(), [](img::image* returned) { pool().give(std::unique_ptr<img::image>(returned)); }};
-}
-
-bool has_form(const img::image& image, const std::array<char, img::image::max_planes>& letters, int width, int height) {
-  if (image.format != letters || image.width != width || image.height != height) return false;
-  for (int i = 0; i < img::image::max_planes; ++i) {
-    if (image.depth[i] != (letters[i] ? 8 : 0)) return false;
-  }
-  return true;
+  image_pool& home = pool();
+  return {image.release(), [&home](img::image* returned) { home.give(std::unique_ptr<img::image>(returned)); }};
 }
 
 }  // namespace
@@ -83,9 +86,9 @@ img::image_ptr empty_image() {
 }
 
 void release_pooled_images() {
-  std::vector<std::unique_ptr<img::image>> freed;
-  const std::lock_guard guard(pool().lock);
-  freed.swap(pool().waiting);
+  image_pool& home = pool();
+  const std::lock_guard guard(home.lock);
+  for (; home.count > 0; --home.count) home.waiting[home.count - 1].reset();
 }
 
 }  // namespace render

@@ -47,7 +47,8 @@ struct layer_state {
   recipe made_from;                        // of `picture`
   std::weak_ptr<const img::image> native;  // a decoded frame that it was made from, as long as that is in memory
   developed_picture ahead;                 // of the frame that will be asked for next
-  std::uint32_t last_stat_time = 0;        // milliseconds
+  std::uint32_t last_stat_time = 0;        // milliseconds; when the file was looked at
+  bool file_changed = false;               // since it was read, as it was seen then
   int render_count = 0;
   std::map<int, std::string> failures;  // the line of each source frame that failed
   std::set<int> noted;                  // source frames that were told to be incomplete

@@ -7,6 +7,7 @@
 #include "img/sampling.h"
 #include "io/failure.h"
 #include "platform/files.h"
+#include "render/compositor.h"
 #include "render/image_pool.h"
 #include "render/layer_state.h"
 #include "render/text/expand.h"
@@ -23,6 +24,10 @@ constexpr int load_attempts = 16;
 
 bool has_pictures(source_type type) {
   return type != source_type::none && type != source_type::wave && type != source_type::embedded_audio;
+}
+
+bool follows_file(const ksn::layer_source& source) {
+  return source.auto_update && source.is_decoded() && !source.is_clip();
 }
 
 // The picture of a drawn layer before anything is drawn.
@@ -142,17 +147,46 @@ std::optional<img::const_image_ptr> pipeline::make_ahead(const ksn::state& compo
   return state.ahead.picture;
 }
 
+bool pipeline::is_due(const layer_state& state) const {
+  return options_.milliseconds() - state.last_stat_time >= stat_interval;
+}
+
+// Of a layer that was fetched from a file.
+bool pipeline::has_changed_file(layer_state& state) {
+  if (!is_due(state)) return state.file_changed;
+  state.last_stat_time = options_.milliseconds();
+  const cache::frame_key& key = state.made_from.key;
+  if (state.picture) {
+    const int time = platform::modification_time(key.path);
+    state.file_changed = time != 0 && time != state.picture->mtime;
+  } else {
+    std::exception_ptr why;
+    state.file_changed = !options_.reading || !options_.reading->failures().still_fails(key, why);
+  }
+  return state.file_changed;
+}
+
+bool pipeline::finds_changed_file(const ksn::state& composition, double time) {
+  const std::deque<ksn::track_info>& tracks = composition.doc.tracks;
+  std::vector<bool> taking_part;
+  bool found = false;
+  for (std::size_t i = 0; i < tracks.size(); ++i) {
+    if (!follows_file(tracks[i].source)) continue;
+    const auto known = layers_.find(tracks[i].id);
+    if (known == layers_.end() || known->second->made_from.key.path.empty() || !is_due(*known->second)) continue;
+    if (taking_part.empty()) taking_part = layers_taking_part(composition);
+    if (taking_part[i] && tracks[i].source_position(time) >= 0.0) found |= has_changed_file(*known->second);
+  }
+  return found;
+}
+
 img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& asked) {
   const ksn::track_info& track = asked.track;
   const bool direct = is_direct(track);
   recipe wanted = recipe_of(asked);
   if (state.picture && !direct && !asked.force_reload && state.made_from == wanted) {
-    if (!track.source.auto_update || track.source.is_clip()) return state.picture;
-    const std::uint32_t now = options_.milliseconds();
-    if (now - state.last_stat_time < stat_interval) return state.picture;
-    state.last_stat_time = now;
-    const int time = platform::modification_time(wanted.key.path);
-    if (time == 0 || time == state.picture->mtime) return state.picture;
+    if (!follows_file(track.source)) return state.picture;
+    if (!has_changed_file(state)) return state.picture;
   }
 
   const bool through_cache = !direct && !asked.force_reload;
@@ -178,6 +212,7 @@ img::const_image_ptr pipeline::decoded_frame(layer_state& state, const request& 
   state.picture = std::move(picture);
   state.made_from = std::move(wanted);
   state.last_stat_time = options_.milliseconds();
+  state.file_changed = false;
   return state.picture;
 }
 
@@ -224,6 +259,13 @@ img::const_image_ptr pipeline::draw_text_canvas(layer_state& state, const reques
 // The decoded source frame, full or reduced; not_yet_there() when the patience ended first.
 img::const_image_ptr pipeline::native_of(const request& asked, const cache::frame_key& key, bool through_cache) {
   const ksn::track_info& track = asked.track;
+  // What is in memory needs no request, which is a copy of the key.
+  if (through_cache && !track.source.auto_update && cache::has_frame(track, asked.source_frame, key.path)) {
+    if (img::const_image_ptr kept = cache_.find(key)) {
+      cache_.touch(kept);
+      return kept;
+    }
+  }
   std::optional<cache::frame_request> wanted = cache::request_of(track, asked.source_frame, key);
   if (!wanted) return nullptr;
   if (through_cache) {

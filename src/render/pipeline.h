@@ -89,6 +89,9 @@ class pipeline {
   std::optional<std::chrono::milliseconds> patience;
   // Whether a layer showed an earlier picture since the last call, for want of its frame.
   bool waits_for_frames() { return std::exchange(waits_, false); }
+  // Whether the file of a layer that takes part at `time` and follows its file has changed, or the file that could not
+  // be read. Looks at each every two seconds at most, and tells of a change once: a fetch of the layer reads it again.
+  bool finds_changed_file(const ksn::state& composition, double time);
 
   // The text layer whose text shows as it is written, its fields not filled: the one that is edited. 0 for none.
   int written_layer = 0;
@@ -131,6 +134,8 @@ class pipeline {
 
   layer_state& state_of(int layer_id);
   recipe recipe_of(const request& asked) const;
+  bool is_due(const layer_state& state) const;
+  bool has_changed_file(layer_state& state);
   img::const_image_ptr decoded_frame(layer_state& state, const request& asked);
   img::const_image_ptr native_of(const request& asked, const cache::frame_key& key, bool through_cache);
   img::const_image_ptr made_frame(layer_state& state, const request& asked);

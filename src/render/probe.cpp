@@ -26,17 +26,8 @@ struct placed_source {
   img::axis_scale rows;
 };
 
-bool holds(const rectangle& box, math::point at) {
-  return at.x >= box.left && at.x < box.right && at.y >= box.top && at.y < box.bottom;
-}
-
 rectangle cropped(const rectangle& box, const ksn::track_info& track, const frame_view& view) {
-  if (!track.placement.crop) return box;
-  const rectangle crop = crop_rect(track);
-  const math::point centre = layer_centre(track, view, view.width, view.height);
-  const auto across = [&](int x) { return limited(limited(x * view.zoom_x) + static_cast<double>(centre.x)); };
-  const auto down = [&](int y) { return limited(limited(y * view.zoom_y) + static_cast<double>(centre.y)); };
-  return intersect(box, {across(crop.left), down(crop.top), across(crop.right), down(crop.bottom)});
+  return track.placement.crop ? intersect(box, crop_place(track, view)) : box;
 }
 
 std::optional<placed_source> place(pipeline& pipeline, const ksn::state& composition, const frame_view& view,

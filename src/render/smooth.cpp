@@ -9,10 +9,6 @@
 namespace render {
 namespace {
 
-rectangle moved(const rectangle& box, math::point by) {
-  return {box.left + by.x, box.top + by.y, box.right + by.x, box.bottom + by.y};
-}
-
 constexpr long long most_sampled = 48 << 20;    // samples of the composite for one picture
 constexpr std::size_t strip_bytes = 512 << 10;  // of such a strip, so that it stays in the processor's cache
 
@@ -93,12 +89,12 @@ void render_smooth(img::image& target, ksn::target_view_type other, const ksn::s
     across = place_axis(centre.x, target.width, all.left, all.right, view.zoom_x, sampled.zoom_x);
     down = place_axis(centre.y, target.height, all.top, all.bottom, view.zoom_y, sampled.zoom_y);
     const long long samples = static_cast<long long>(across.size) * down.size;
-    if (samples <= most_sampled && across.length <= most_area_samples && down.length <= most_area_samples) break;
+    const bool fits = samples <= most_sampled && across.length <= most_area_samples && down.length <= most_area_samples;
+    if (fits || (sampled.zoom_x <= view.zoom_x && sampled.zoom_y <= view.zoom_y)) break;
     // Far more than can be averaged in time: fewer samples for each pixel, at least one.
     const double factor = std::min(std::sqrt(static_cast<double>(most_sampled) / static_cast<double>(samples)), 0.9);
     sampled.zoom_x = std::max(sampled.zoom_x * factor, view.zoom_x);
     sampled.zoom_y = std::max(sampled.zoom_y * factor, view.zoom_y);
-    if (sampled.zoom_x <= view.zoom_x && sampled.zoom_y <= view.zoom_y) break;
   }
   const bool shows = across.size > 0 && down.size > 0;
   const bool deep = view.channels == ksn::view_type::depth;

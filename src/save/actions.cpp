@@ -77,15 +77,17 @@ void register_save_actions(command::engine& engine, render::pipeline& pipeline, 
        "save the selected layer's frame at the current time, at its own size", "Ctrl+E", 61, "save_frame_as_title",
        "frame.exr", save_frame_as},
       {"save_mask_as_image", "save the composite at the current time to a file that you choose",
-       "save the composite at the current time, at the size of the output (mask_size)", "", 62,
+       "save the composite at the current time, with 8 bits a channel, at the size of the output (mask_size)", "", 62,
        "save_mask_as_image.title", "composite.png", save_mask_as_image},
       {"save_layer_as", "save the selected layer's frames in the work area to files that you choose",
-       "save the selected layer's frames in the work area, at their own size; # in the name is the frame number; "
+       "save the selected layer's frames in the work area, at their own size; # in the name is the frame number on the "
+       "timeline; "
        "to one movie for .mov, .mp4, .mkv and .avi",
        "", 70, "save_layer_as.action", "layer.####.exr", save_layer_as, may_save_layer_as},
       {"save_mask_as_sequence", "save the composite of each frame of the work area to files that you choose",
-       "save the composite of each frame of the work area, at the size of the output (mask_size); # in the name is the "
-       "frame number; to one movie for .mov, .mp4, .mkv and .avi",
+       "save the composite of each frame of the work area, with 8 bits a channel, at the size of the output "
+       "(mask_size); "
+       "# in the name is the frame number on the timeline; to one movie for .mov, .mp4, .mkv and .avi",
        "Ctrl+Shift+E", 71, "save_mask_as_sequence.action", "composite.####.exr", save_mask_as_sequence,
        may_save_mask_as_sequence},
   };
@@ -115,9 +117,8 @@ void register_save_actions(command::engine& engine, render::pipeline& pipeline, 
   engine.add({.group = command::action_group::save,
               .name = "frames",
               .value_form = "A-B",
-              .value_help =
-                  "save_layer_as and save_mask_as_sequence write these frames of the work area alone, numbered "
-                  "as their files are; all: every frame again",
+              .value_help = "save_layer_as and save_mask_as_sequence write only these frames of the work area, by the "
+                            "numbers in the names of the files that are written; all: every frame again",
               .execute_value = [part](const std::string& value) { return parse_frames(value, *part); }});
   engine.add({.group = command::action_group::save,
               .name = "chunk",

@@ -138,14 +138,15 @@ std::string movie_output::add(int frame, picture picture) {
     return "it is " + std::to_string(size.x) + " x " + std::to_string(size.y) + ", and the movie " +
            std::to_string(settings_.width) + " x " + std::to_string(settings_.height);
   }
-  ++pending_;
+  // Counted once the result is sure to come.
   if (!line.empty()) {
     const std::lock_guard guard(lock_);
     results_.push_back({false, line, 0});
-    return {};
+  } else {
+    last_ = std::move(picture);
+    push(last_, frame, true);
   }
-  last_ = std::move(picture);
-  push(last_, frame, true);
+  ++pending_;
   return {};
 }
 
@@ -203,10 +204,10 @@ std::string movie_output::begin(const picture& first) {
 void movie_output::push(const picture& shown, int frame, bool counted) {
   item next{shown, {}, counted};
   if (sound_.sample_rate() > 0) next.sound = sound_.of_frame(frames_, frame);
-  ++frames_;
   std::unique_lock lock(lock_);
   changed_.wait(lock, [this] { return queue_.size() < most_queued || !failure_.empty(); });
   queue_.push_back(std::move(next));
+  ++frames_;
   changed_.notify_all();
 }
 

@@ -34,7 +34,7 @@ bool find_target(const std::string& path, target& result, std::string& line);
 bool find_walk_target(const std::string& path, const std::string& codec, target& result, std::string& line);
 
 // Writes PATH.part and renames it when it is whole; makes missing folders. Returns the error line, empty when all went
-// well. After a failure the partial file stays and an existing file of the name is untouched. Any thread; throws
+// well. After a failure the partial file is removed and an existing file of the name is untouched. Any thread; throws
 // nothing but std::bad_alloc.
 std::string write_picture(const picture& picture, const std::string& path, const img::format& format,
                           const img::save_options& options);

@@ -265,7 +265,8 @@ bool save_walk(context& context, const target& target, const walk& walk) {
     sequence_save save(context, walk, *output, std::move(frames));
     failure = save.run();
     complete = save.wrote_all();
-    kept = save.wrote_any();
+    // A movie that failed goes, with all that was written into it.
+    kept = save.wrote_any() && !(save.failed() && target.is_movie());
     if (kept && !save.failed()) line = output->finish(save.reached_end(), kept);
   }
   if (!line.empty()) {

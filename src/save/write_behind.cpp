@@ -1,8 +1,10 @@
 #include "save/write_behind.h"
 
 #include <algorithm>
+#include <exception>
 #include <functional>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "command/messages.h"
@@ -36,11 +38,6 @@ std::string write_behind::obstacle() const {
 
 std::string write_behind::add(int frame, picture picture) {
   const auto entry = std::make_shared<item>();
-  items_.push_back(entry);
-  {
-    const std::lock_guard lock(mutex_);
-    ++tasks_;
-  }
   // Held by pointer, so that a task that no thread takes can still be run here.
   const auto held = std::make_shared<save::picture>(std::move(picture));
   const std::function<void()> task = [this, entry, held, path = name_of(frame), &format = *target_.format,
@@ -56,7 +53,11 @@ std::string write_behind::add(int frame, picture picture) {
       entry->begun = true;
     }
     result outcome;
-    outcome.line = write_picture(*held, path, format, options);
+    try {
+      outcome.line = write_picture(*held, path, format, options);
+    } catch (const std::exception&) {
+      outcome.line = "Out of memory";  // not even for a line with the name
+    }
     outcome.written = outcome.line.empty();
     *held = {};  // back to its pool before the thread of the save needs the next one
     {
@@ -67,7 +68,19 @@ std::string write_behind::add(int frame, picture picture) {
       done_.notify_all();
     }
   };
-  if (!threads_.run(task)) task();
+  items_.push_back(entry);
+  // From here on nothing may fail: an item whose task is not carried out would be waited for without end.
+  {
+    const std::lock_guard lock(mutex_);
+    ++tasks_;
+  }
+  bool taken = false;
+  try {
+    taken = threads_.run(task);
+  } catch (const std::bad_alloc&) {
+    // Carried out here, then.
+  }
+  if (!taken) task();
   return {};
 }
 

@@ -78,7 +78,7 @@ open_result open_clip(clip_kind kind, const std::string& path, int rate) {
   open_result result;
   std::string missing;
   void* function = platform::module_function("media", "kestrin_open_clip", missing);
-  if (!function) return {.error = -1, .available = false};
+  if (!function) return {.error = -1, .words = "movies can't be read here: " + missing, .available = false};
   reinterpret_cast<open_clip_function>(function)(host, kind, path, rate, result);
   if (result.opened && result.orientation != 1) {
     result.opened = std::make_shared<turned_clip>(std::move(result.opened), result.orientation);

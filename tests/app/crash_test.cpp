@@ -1,9 +1,13 @@
 // Ends that nobody wanted: what is left then, and what a window has written before.
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <csignal>
 
 #include "app/keeper.h"
 #include "composition/documents/persistence.h"
 #include "composition/documents/recent_items.h"
+#include "support/no_threads.h"
 #include "support/program_test.h"
 #include "support/variable.h"
 
@@ -18,6 +22,14 @@
 namespace {
 
 class crash : public support::program_test {};
+
+// As where several threads come upon the same fault.
+void send_to_all_threads(pid_t process, int signal) {
+  std::error_code gone;
+  for (const auto& thread : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task", gone)) {
+    syscall(SYS_tgkill, process, std::stoi(thread.path().filename()), signal);
+  }
+}
 
 TEST_F(crash, a_fatal_signal_leaves_a_trace_and_says_where) {
 #if defined(KSN_SANITIZED)
@@ -41,7 +53,11 @@ TEST_F(crash, a_fatal_signal_leaves_a_trace_and_says_where) {
                                 home / "out",
                                 home / "errors"});
       ASSERT_TRUE(support::wait_until([&] { return exists("out/c.1.tga"); }));
-      program.send(signal);
+      if (transient) {
+        program.send(signal);
+      } else {
+        send_to_all_threads(program.id(), signal);
+      }
       EXPECT_EQ(program.wait_for_end(), 1000 + signal);
       const std::string errors = support::read_file(home / "errors");
       const std::string number = std::to_string(signal);
@@ -176,16 +192,39 @@ TEST_F(keeper, a_copy_of_the_document_outlives_a_crash) {
   EXPECT_EQ(lines, std::vector<std::string>());
 }
 
-TEST_F(keeper, a_copy_that_can_not_be_written_is_told_once) {
-  support::write_file(home / "data/Kestrin/unsaved", "no folder");
+TEST_F(keeper, a_copy_that_can_not_be_written_is_told_once_and_tried_again) {
+  const std::string blocked = home / "data/Kestrin/unsaved";
+  support::write_file(blocked, "no folder");
   composition.new_text_layer();
-  kept.begin(now, false, true);
+  kept.begin(now, true, true);
   for (int i = 0; i < 3; ++i) {
     pass(60);
+    composition.settings.volume = i;
     composition.touch();
   }
+  pass(120);
   ASSERT_EQ(lines.size(), 1u);
   EXPECT_NE(lines[0].find("No copy of the composition can be kept"), std::string::npos) << lines[0];
+  std::filesystem::remove(blocked);
+  pass(60);
+  EXPECT_EQ(copies().size(), 1u) << "though nothing has changed since";
+  std::filesystem::remove(copies()[0]);
+  pass(120);
+  EXPECT_EQ(copies().size(), 0u) << "one that is whole is not made again";
+}
+
+TEST_F(keeper, works_without_a_thread) {
+  kept.begin(now, true, true);
+  composition.new_text_layer();
+  composition.settings.volume = 33;
+  composition.touch();
+  {
+    const support::no_threads none;
+    pass(61);
+  }
+  EXPECT_TRUE(std::filesystem::exists(settings));
+  EXPECT_EQ(copies().size(), 1u);
+  EXPECT_EQ(lines, std::vector<std::string>());
 }
 
 }  // namespace

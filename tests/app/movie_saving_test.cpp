@@ -387,15 +387,27 @@ TEST_F(movie_saving, a_missing_frame_is_the_one_before_again) {
 TEST_F(movie_saving, the_time_code_of_the_first_frame_goes_along) {
   struct row {
     const char* rate;
-    bool drop;
     const char* first;
     const char* second;
+    // For the codes of above 30 a second, which count pairs, with a mark on the second one.
+    int frame = -1;      // of the day
+    int hundredths = 0;  // of the rate in the header
   };
-  const row rows[] = {{"24", false, "10:20:59:23", "10:21:00:00"}, {"29.97", true, "10:20:59;29", "10:21:00;02"}};
+  const row rows[] = {
+      {"24", "10:20:59:23", "10:21:00:00"},
+      {"29.97", "10:20:59;29", "10:21:00;02"},
+      {"29.97", "10:20:59:29", "10:21:00:00"},
+      {"50", "10:20:59:24+1/2", "10:21:00:00+0/2", 37259 * 50 + 49, 5000},
+      {"59.94", "10:20:59;29+1/2", "10:21:00;02+0/2", 2233367, 5994},
+      {"60", "10:20:59:29+0/2", "10:20:59:29+1/2", 37259 * 60 + 58, 6000},
+  };
   for (const row& r : rows) {
     for (int i = 0; i < 4; ++i) {
       img::image image = support::numbered_scene(i, 64, 36, false);
-      image.timecode = i == 1 ? img::parse_timecode(r.first) : img::make_timecode(1, 2, 3, i, 0, 1, r.drop);
+      image.timecode = r.frame >= 0 ? img::timecode_of_frame(r.frame, r.hundredths) : img::parse_timecode(r.first);
+      if (i != 1) image.timecode = img::make_timecode(1, 2, 3, i, 0, 1, false);
+      image.frame_rate_nm = r.hundredths;
+      image.frame_rate_dn = 100;
       img::save(image, folder / ("in." + std::to_string(i) + ".dpx"), nullptr, {});
     }
     for (const std::string name : {"a.mov", "a.mp4", "a.mkv"}) {

@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "paths.h"
 #include "support/program.h"
@@ -57,7 +60,30 @@ TEST(reference, completions_and_manual_follow_the_tables) {
   EXPECT_NE(bash.find("--alpha) words='"), bash.npos);
 }
 
+// What the help says of fields can be typed as it stands, except where a file must be there.
+TEST(reference, examples_of_fields_are_carried_out) {
+  std::vector<std::string> arguments{"--new_text_layer=10"};
+  for (const char* group : {"--help=fields of layers", "--help=fields of the composition"}) {
+    for (const std::string& line : run(group).out_lines()) {
+      constexpr std::string_view mark = "Set it: ";
+      const std::size_t at = line.find(mark);
+      if (at == line.npos) continue;
+      std::string argument = line.substr(at + mark.size());
+      std::erase(argument, '"');
+      const bool needs_file = argument.find("lookup_table") != argument.npos || argument.starts_with("--image_layer=");
+      if (!needs_file) arguments.push_back(argument);
+    }
+  }
+  EXPECT_GT(arguments.size(), 140u);
+  arguments.push_back("--exit=status");
+  const support::outcome outcome = support::run_program(KESTRIN_BINARY, arguments, "/", {{"HOME", "/nowhere"}});
+  EXPECT_EQ(outcome.errors, "");
+  EXPECT_EQ(outcome.code, 0);
+}
+
 TEST(reference, help_on_one_name) {
+  EXPECT_NE(run("--help=range").out.find("--range=LIST"), std::string::npos);
+  EXPECT_NE(run("--help=exposure").out.find("--global:exposure="), std::string::npos);
   EXPECT_NE(run("--help=opacity").out.find("--print_field=opacity"), std::string::npos);
   EXPECT_NE(run("--help=--save_frame_as").out.find("--save_frame_as=PATH"), std::string::npos);
   EXPECT_NE(run("--help=save_frame_as").out.find("exr --save_frame_as=frame.exr"), std::string::npos);

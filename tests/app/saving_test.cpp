@@ -103,6 +103,12 @@ TEST_F(saving, scripts_run_behind_each_save) {
   const std::string last = line("scripts/after_save/10 last", "Exit code 3");
   EXPECT_EQ(found.error_lines(), (strings{limited, last, limited, last}));
   EXPECT_EQ(found.code, 1);
+
+  // A caller that passes over the ends of its children hands that down.
+  const support::outcome deaf = support::run_program(
+      "env", {"--ignore-signal=CHLD", program, "a.tga", "--save_frame_as=one.tga", "--exit=status"}, folder.path());
+  EXPECT_EQ(deaf.error_lines(), (strings{limited, last}));
+  EXPECT_EQ(deaf.code, 1);
 }
 
 TEST_F(saving, interrupt_finishes_the_frame_and_keeps_what_is_written) {

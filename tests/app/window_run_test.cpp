@@ -26,6 +26,7 @@
 namespace {
 
 using strings = std::vector<std::string>;
+using namespace std::chrono_literals;
 
 class window_run : public testing::Test {
  protected:
@@ -36,7 +37,7 @@ class window_run : public testing::Test {
   cache::frame_scheduler reading{frames};
   cache::frame_loader loader{reading};
   command::engine engine{composition};
-  render::pipeline pipeline{frames, {true, {}, {}, &reading}};
+  render::pipeline pipeline{frames, {true, {}, [this] { return now; }, &reading}};
   playback::clock clock{composition, frames};
   strings lines;
   app::window_run window{{composition, engine, pipeline, frames, loader, clock, "Title",
@@ -124,6 +125,22 @@ TEST_F(window_run, draws_when_something_happened) {
   step({}, 60);
   window.run(desktop);
   EXPECT_EQ(drawn(), 3) << "a text may tell the time: once a second";
+  composition.layer_delete_all();
+
+  ticks.clear();
+  pass({picture("a.tga"), "--auto_update=1"});
+  ASSERT_EQ(lines, strings());
+  step({}, 100);
+  int before = 0;
+  step(
+      [&] {
+        before = drawn();
+        std::filesystem::last_write_time(folder / "a.tga", std::filesystem::file_time_type::clock::now() + 9s);
+      },
+      100);
+  window.run(desktop);
+  EXPECT_EQ(before, 2) << "the picture and the mark of its frame; the file is looked at and is the same";
+  EXPECT_EQ(drawn(), 3) << "another file";
   composition.layer_delete_all();
   composition.new_adjustment_layer();
 
@@ -586,6 +603,32 @@ TEST_F(window_run, is_at_ease_with_ten_thousand_dropped_files) {
   });
   step({});
   window.run(desktop);
+}
+
+TEST_F(window_run, memory_that_runs_out_ends_the_gesture_alone) {
+  using platform::mouse_action;
+  using platform::mouse_button;
+  composition.new_brush_layer();
+  bool fails = false;
+  composition.hooks.forget_layer = [&](int) {
+    if (std::exchange(fails, false)) throw std::bad_alloc();
+  };
+  const auto press = [&] { desktop.events.mouse({mouse_action::press, mouse_button::left, {470, 353}, 0, 0}); };
+  const auto move = [&] { desktop.events.mouse({mouse_action::move, mouse_button::none, {490, 353}, 0, 0}); };
+  in_window([&] {
+    for (const bool at_press : {true, false}) {
+      fails = at_press;
+      press();
+      fails = !at_press;
+      move();
+      EXPECT_EQ(lines, strings{"Not enough memory; what was dragged is as it was before"}) << at_press;
+      EXPECT_FALSE(composition.doc.track_at(0).source.brush_image) << at_press;
+      lines.clear();
+    }
+    press();
+    desktop.events.mouse({mouse_action::release, mouse_button::left, {470, 353}, 0, 0});
+    EXPECT_TRUE(composition.can_undo()) << "and the next one is whole";
+  });
 }
 
 TEST_F(window_run, zooms_and_pans_with_the_mouse) {

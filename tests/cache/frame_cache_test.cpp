@@ -381,6 +381,15 @@ TEST_F(cache_test, clearing) {
   EXPECT_TRUE(changes().empty()) << "an eviction of nothing marks nothing";
 }
 
+TEST_F(cache_test, changes_that_nobody_takes_stay_few) {
+  for (int i = 0; i < 50000; ++i) cache.note_changed("/f/" + std::to_string(i));
+  std::set<std::string> changed;
+  EXPECT_TRUE(cache.take_changes(changed)) << "what was not noted by itself is part of all";
+  EXPECT_LE(changed.size(), 10000u);
+  cache.note_changed("/f/1");
+  EXPECT_EQ(changes(), std::vector<std::string>{"/f/1"});
+}
+
 TEST_F(cache_test, many_threads) {
   constexpr int threads = 4;
   std::atomic<bool> go{false};

@@ -1,6 +1,7 @@
 // The command pass, options, layer sets with values, expansion, command files and printing.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "io/exceptions.h"

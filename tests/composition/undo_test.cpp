@@ -107,6 +107,7 @@ const gesture gestures[] = {
      set_all(&ksn::layer_look::depth_blend_type, ksn::depth_blend_type::ignore)},
     {"brush_stroke", on({2}, [](document& c) { paint(c, 50); }), select({1})},
     {"clear_canvas", on({3}, ksn::clear_canvas), select({1})},
+    {"clear_canvas", on({3}, ksn::clear_canvas), [](document& c) { c.doc.track_at(3).source.width = 3; }},
 };
 
 // Four layers: a and b selected, c a canvas without and d one with paint.

@@ -2,8 +2,9 @@
    reads of it, and what is sent there, come in pieces and are interrupted. Which one goes by $FAULT_MODE:
      count    nothing fails; the number of allocations after the opening is written to $FAULT_COUNT
      one      allocation number $FAULT_AT fails
+     row      it and the fifteen after it fail
      large    from number $FAULT_AT on every one of 2048 bytes or more fails
-     reads    reads give a third of what was asked for, and every second one is interrupted before it begins */
+     pieces   reads give a third of what was asked for, and every second one is interrupted before it begins */
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>
@@ -38,7 +39,8 @@ static int fails(size_t size) {
   const long number = atomic_fetch_add(&allocations, 1) + 1;
   const char mode = told("FAULT_MODE")[0];
   const long at = atol(told("FAULT_AT"));
-  const int now = (mode == 'o' && number == at) || (mode == 'l' && number >= at && size >= 2048);
+  const int now = (mode == 'o' && number == at) || (mode == 'r' && number >= at && number < at + 16) ||
+                  (mode == 'l' && number >= at && size >= 2048);
   if (now) errno = ENOMEM;
   return now;
 }
@@ -86,7 +88,7 @@ int close(int file) {
 
 /* How much of a read may be given; 0 for one that is interrupted. */
 static size_t share(int file, size_t count) {
-  if (file < 0 || file >= 64 || !atomic_load(&watched[file]) || told("FAULT_MODE")[0] != 'r' || count < 2) return count;
+  if (file < 0 || file >= 64 || !atomic_load(&watched[file]) || told("FAULT_MODE")[0] != 'p' || count < 2) return count;
   if (atomic_fetch_add(&turns, 1) % 2 == 0) {
     errno = EINTR;
     return 0;

@@ -289,7 +289,10 @@ def killed_movies(box):
         else:
             process.kill()
             process.wait()
-            box.expect(not os.path.exists(box.path("out/o." + extension)), "killed, and there is o." + extension)
+            movie = "out/o." + extension
+            if os.path.exists(box.path(movie)):  # killed on its way out
+                result = box.run([movie, "--print_field=1:length", "--exit=status"])
+                box.expect("=2000" in result.out, "killed, and there is a part of " + movie)
         shutil.rmtree(box.path("out"), ignore_errors=True)
 
 
@@ -383,8 +386,11 @@ def permissions(box):
     for name in ("config", "data", "runtime", "mine"):
         os.makedirs(box.path(name), exist_ok=True)
         os.chown(box.path(name), NOBODY, NOBODY)
-    probe = subprocess.run([box.program, "--version"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, **other)
-    if probe.returncode != 0:
+    try:
+        probe = subprocess.run([box.program, "--version"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, **other)
+    except PermissionError:
+        probe = None
+    if not probe or probe.returncode != 0:
         raise Skipped("another user can't run this build")
     tga(box.path("a.tga"))
     for extension in FORMATS:
@@ -441,10 +447,11 @@ def pipes(box):
                      program="/bin/bash")
     box.expect(result.out == "1:name=a.tga\n" and result.code == 0, "command file through a pipe: " + result.err)
     box.run(["a.tga", "--save_frame_as=b.tga", "--exit=status"])
-    result = box.run(["-c", 'cat target.tga >through & "$0" a.tga --save_frame_as=target.tga --exit=status; wait',
-                      box.program], program="/bin/bash")
-    if "Nobody reads" not in result.err:  # the reader may come too late
-        box.expect(contents(box.folder)["through"] == contents(box.folder)["b.tga"], "picture through a pipe")
+    # The reader is there first, and the picture fits into the pipe.
+    reader = os.open(box.path("target.tga"), os.O_RDONLY | os.O_NONBLOCK)
+    result = box.run(["a.tga", "--save_frame_as=target.tga", "--exit=status"])
+    box.expect(result.code == 0 and os.read(reader, 65536) == contents(box.folder)["b.tga"], "picture through a pipe")
+    os.close(reader)
 
 
 @case("links to nothing and links in a circle")

@@ -197,8 +197,8 @@ TEST_F(save_queue, edits_cancels_and_the_end_at_any_moment) {
 std::atomic<int> runs_now{0};
 
 bool until_cancelled(save::context& context, const std::string& path) {
-  runs_now = 1;
   context.show_progress({1, 2, 3.0, 4.0, 5});
+  runs_now = 1;
   while (!context.cancelled()) std::this_thread::yield();
   context.report_error(path + " stopped");
   context.after_save(path);

@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -239,6 +241,21 @@ TEST_F(studio, a_full_disk_ends_the_walk_with_one_line) {
             text_list{"\"" + out("c_0003.tga") + "\": io::write_error: WriteFile: No space left on device"});
   for (int i = 0; i < 3; ++i) EXPECT_EQ(level_of(out("c_000" + std::to_string(i) + ".tga")), 10 * (i + 1));
   EXPECT_EQ(saved.size(), 1u);
+
+  // Of a movie nothing is left, so there is nothing to run a script for.
+  support::write_file(out("m.avi"), "before");
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+  const auto before = signal(SIGXFSZ, SIG_IGN);
+  const rlimit small{rlim_t{1} << 20, limit.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  EXPECT_EQ(run({"--mask_size=256,256", "--save_options=codec=raw", "--save_mask_as_sequence=" + out("m.avi")}),
+            text_list{"\"" + out("m.avi") + "\": io::write_error: File too large"});
+  setrlimit(RLIMIT_FSIZE, &limit);
+  signal(SIGXFSZ, before);
+  EXPECT_GT(shown.back().bytes, 0) << "some of it was written";
+  EXPECT_EQ(saved.size(), 1u);
+  EXPECT_EQ(support::read_file(out("m.avi")), "before");
 }
 
 // A slow write that fails comes before the next frame, which has no picture: its line is the one that ends the save.
@@ -250,6 +267,8 @@ TEST_F(studio, lines_come_in_the_order_of_the_frames) {
   ASSERT_GE(reader, 0);
   const auto before = signal(SIGPIPE, SIG_IGN);
   std::thread closes([reader] {
+    pollfd written{reader, POLLIN, 0};
+    poll(&written, 1, -1);
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     close(reader);
   });

@@ -22,6 +22,7 @@ class studio : public ::testing::Test {
   using text_list = std::vector<std::string>;
 
   studio() {
+    frames.memory_load = [] { return 0; };
     engine.write_error = [this](const std::string& line) { lines.push_back(line); };
     composition.hooks.report_error = [this](const std::string& line) { engine.report(line); };
     command::register_fields(engine);

@@ -1,6 +1,7 @@
 // The pixels of movies: matrix and range by the stream's tags, alpha, and precision to the last step.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <fstream>
 
@@ -13,12 +14,15 @@ using support::open_movie;
 
 class movie_picture : public support::movie_maker {
  protected:
-  // The first picture of a movie of raw samples encoded without loss.
+  // The first picture of a movie of raw samples encoded without loss. The tags are said of the samples as well, or
+  // newer versions of ffmpeg would convert to them.
   std::shared_ptr<img::image> lossless(const std::string& name, const std::string& samples, const std::string& form,
-                                       int width, int height, const std::string& options) {
+                                       int width, int height, const std::string& options,
+                                       const std::string& tags = "") {
     support::write_file(file("raw"), samples);
     if (!support::run_ffmpeg("-f rawvideo -pix_fmt " + form + " -s " + std::to_string(width) + "x" +
-                             std::to_string(height) + " -r 25 -i " + file("raw") + " " + options + " " + file(name)))
+                             std::to_string(height) + " -r 25 " + tags + " -i " + file("raw") + " " + options + " " +
+                             tags + " " + file(name)))
       return nullptr;
     const auto clip = open_movie(file(name)).opened;
     auto image = std::make_shared<img::image>();
@@ -46,25 +50,40 @@ TEST_F(movie_picture, few_bits_reach_from_black_to_white) {
   }
 }
 
+// Writes a, b, c and d of the matrix in the header of a movie's one track (ISO/IEC 14496-12, 8.3.2).
+void turn(const std::string& path, const std::array<int, 4>& matrix) {
+  std::string bytes = support::read_file(path);
+  const std::size_t header = bytes.find("tkhd");
+  ASSERT_LT(header + 80, bytes.size());
+  constexpr std::size_t places[] = {44, 48, 56, 60};
+  for (std::size_t i = 0; i < 4; ++i) {
+    const auto value = static_cast<std::uint32_t>(matrix[i]) << 16;
+    for (std::size_t byte = 0; byte < 4; ++byte)
+      bytes[header + places[i] + byte] = static_cast<char>(value >> (24 - 8 * byte));
+  }
+  support::write_file(path, bytes);
+}
+
 TEST_F(movie_picture, turned_upright) {
-  // Four pixels that are told apart, and where they lie after the container's turn, counter-clockwise.
+  // Four pixels that are told apart, and where they lie after the container's turn, clockwise.
   const std::string samples("\x10\x50\x90\xD0", 4);
   struct row {
     const char* turn;
+    std::array<int, 4> matrix;
     int width;
     std::string pixels;
   };
-  const row rows[] = {{"0", 4, "\x10\x50\x90\xD0"},
-                      {"90", 1, "\xD0\x90\x50\x10"},
-                      {"180", 4, "\xD0\x90\x50\x10"},
-                      {"270", 1, "\x10\x50\x90\xD0"}};
+  const row rows[] = {{"0", {1, 0, 0, 1}, 4, "\x10\x50\x90\xD0"},
+                      {"90", {0, 1, -1, 0}, 1, "\x10\x50\x90\xD0"},
+                      {"180", {-1, 0, 0, -1}, 4, "\xD0\x90\x50\x10"},
+                      {"270", {0, -1, 1, 0}, 1, "\xD0\x90\x50\x10"}};
   for (const row& r : rows) {
     const std::string path = file(std::string("turned") + r.turn + ".mov");
     support::write_file(file("raw"), samples);
     ASSERT_TRUE(support::run_ffmpeg("-f rawvideo -pix_fmt gray -s 4x1 -r 25 -i " + file("raw") +
                                     " -c:v png -pix_fmt gray " + file("level.mov")));
-    ASSERT_TRUE(support::run_ffmpeg("-i " + file("level.mov") + " -c copy -aspect 8 -metadata:s:v:0 rotate=" + r.turn +
-                                    " " + path));
+    ASSERT_TRUE(support::run_ffmpeg("-i " + file("level.mov") + " -c copy -aspect 8 " + path));
+    turn(path, r.matrix);
     const auto result = open_movie(path);
     const auto clip = result.opened;
     ASSERT_TRUE(clip);
@@ -176,17 +195,18 @@ TEST_F(movie_picture, chroma_lies_where_the_stream_says) {
     const char* options;
     double across;  // of the first chroma sample, in pixels
     double down;
+    const char* tag = "";
   };
   const row rows[] = {
       {"left.mkv", "yuv420p", "-c:v ffv1", 0, 0.5},
       {"left.mov", "yuv420p", "-c:v libx264 -qp 0", 0, 0.5},
-      {"top.mov", "yuv420p", "-c:v libx264 -qp 0 -chroma_sample_location topleft", 0, 0},
-      {"center.mkv", "yuv420p", "-c:v libx264 -qp 0 -chroma_sample_location center", 0.5, 0.5},
-      {"bottom.mkv", "yuv420p", "-c:v libx264 -qp 0 -chroma_sample_location bottomleft", 0, 1},
+      {"top.mov", "yuv420p", "-c:v libx264 -qp 0", 0, 0, " -chroma_sample_location topleft"},
+      {"center.mkv", "yuv420p", "-c:v libx264 -qp 0", 0.5, 0.5, " -chroma_sample_location center"},
+      {"bottom.mkv", "yuv420p", "-c:v libx264 -qp 0", 0, 1, " -chroma_sample_location bottomleft"},
       {"deep.mkv", "yuv420p10le", "-c:v ffv1", 0, 0.5},
       {"left422.mkv", "yuv422p", "-c:v ffv1", 0, 0},
       {"deep422.mkv", "yuv422p10le", "-c:v ffv1", 0, 0},
-      {"packed.mkv", "yuv422p", "-c:v rawvideo -pix_fmt uyvy422", 0, 0},
+      {"packed.mkv", "yuv422p", "-vf scale=in_range=full:out_range=full -c:v rawvideo -pix_fmt uyvy422", 0, 0},
       {"jpeg.mov", "yuvj420p", "-c:v mjpeg -q:v 1 -qmin 1", 0.5, 0.5},
       {"jpeg422.mov", "yuvj422p", "-c:v mjpeg -q:v 1 -qmin 1", 0.5, 0},
   };
@@ -206,8 +226,8 @@ TEST_F(movie_picture, chroma_lies_where_the_stream_says) {
       for (int x = 0; x < width; x += 2) add(chroma(x + r.across, y + r.down));
     }
     for (int i = 0; i < width / 2 * height / (both ? 2 : 1); ++i) add(128);
-    const auto image = lossless(r.name, samples, r.form, width, height,
-                                std::string(r.options) + " -colorspace bt709 -color_range pc -strict -2");
+    const auto image = lossless(r.name, samples, r.form, width, height, std::string(r.options) + " -strict -2",
+                                std::string("-colorspace bt709 -color_range pc") + r.tag);
     ASSERT_TRUE(image) << r.name;
     double worst = 0.0;
     double sum = 0.0;
@@ -244,7 +264,7 @@ TEST_F(movie_picture, more_bits_are_rounded_once) {
         samples += static_cast<char>(value >> 8);
       }
     }
-    const auto image = lossless(name, samples, form, width, 2, "-c:v ffv1 -color_range pc -strict -2");
+    const auto image = lossless(name, samples, form, width, 2, "-c:v ffv1 -strict -2", "-color_range pc");
     ASSERT_TRUE(image) << form;
     ASSERT_EQ(image->has_plane(1), planes == 3) << form;
     int wrong = 0;

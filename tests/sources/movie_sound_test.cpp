@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "support/numbered_movie.h"
+#include "support/pictures.h"
 #include "support/temp_folder.h"
 
 namespace {
@@ -23,6 +24,13 @@ TEST_F(movie_sound, time_codes) {
       {"film.mov", "24", "01:00:00:00", 30, "01:00:01:06"},
       {"film.mxf", "25", "10:11:12:24", 1, "10:11:13:00"},
       {"none.mov", "25", "", 3, ""},
+      // All pictures of a second are counted in the file, and every other one here.
+      {"counted.mov", "30000/1001", "01:00:00:00", 31, "01:00:01:01"},
+      {"fast.mov", "50", "01:00:00:40", 11, "01:00:01:00+1/2"},
+      {"fast_drop.mov", "60000/1001", "01:00:59;58", 2, "01:01:00;02+0/2"},
+      {"fast_drop_10.mov", "60000/1001", "01:09:59;59", 1, "01:10:00;00+0/2"},
+      {"fast_counted.mov", "60000/1001", "01:00:00:59", 1, "01:00:01:00+0/2"},
+      {"film_counted.mov", "48000/1001", "01:00:00:47", 1, "01:00:01:00+0/2"},
   };
   for (const row& r : rows) {
     const std::string code = *r.timecode ? " -timecode \"" + std::string(r.timecode) + "\"" : std::string();
@@ -73,6 +81,39 @@ TEST_F(movie_sound, one_block_of_the_exact_length) {
     int crossings = 0;
     for (int i = 1; i < r.rate; ++i) crossings += wave->sample(i - 1, 0) < 0 && wave->sample(i, 0) >= 0;
     EXPECT_NEAR(crossings, 441, 2) << r.file;
+  }
+}
+
+// Broadcast recordings change between films and news: the layout, the number of channels or the rate.
+TEST_F(movie_sound, a_form_that_changes_in_the_middle) {
+  const auto part = [&](const std::string& name, const std::string& form) {
+    EXPECT_TRUE(
+        support::run_ffmpeg("-f lavfi -i color=s=64x48:d=1:r=25 -f lavfi -i sine=frequency=441:r=48000:d=1 -c:v "
+                            "mpeg2video -q:v 3 -c:a ac3 " +
+                            form + " " + file(name)));
+    return support::read_file(file(name));
+  };
+  const std::string wide = part("wide.ts", "-af \"pan=5.1|FC=c0\""), pair = part("pair.ts", "-ac 2");
+  const std::string slow = part("slow.ts", "-ac 2 -ar 32000");
+  struct row {
+    const char* name;
+    std::string content;
+  };
+  for (const row& r : {row{"down.ts", wide + pair}, row{"up.ts", pair + wide}, row{"rate.ts", pair + slow}}) {
+    support::write_file(file(r.name), r.content);
+    const auto clip = opened(r.name);
+    ASSERT_TRUE(clip);
+    const auto wave = clip->read_audio();
+    ASSERT_TRUE(wave) << r.name;
+    EXPECT_EQ(wave->sample_rate, 48000u);
+    EXPECT_EQ(wave->channels, 2u);
+    EXPECT_NEAR(static_cast<double>(wave->frames()), 96000, 4608) << r.name;
+    for (const int from : {12'000, 60'000}) {
+      int crossings = 0;
+      for (int i = from + 1; i <= from + 24'000; ++i)
+        crossings += wave->sample(i - 1, 0) < 0 && wave->sample(i, 0) >= 0;
+      EXPECT_NEAR(crossings, 220, 3) << r.name << " from " << from;
+    }
   }
 }
 

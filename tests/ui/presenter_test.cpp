@@ -12,12 +12,7 @@ namespace {
 
 using ui::present_mode;
 
-// The test keeps it.
-std::shared_ptr<ui::display> borrowed(ui::display& display) {
-  return {std::shared_ptr<void>(), &display};
-}
-
-// Notes what is asked of it. The present thread comes in here too.
+// Notes what is asked of it. The present thread comes in here too, and may outlive the test that waited for it.
 class made_up_display : public ui::display {
  public:
   struct shown {
@@ -133,10 +128,11 @@ TEST(presenter, shows_in_each_mode) {
   // Blue, green, red and alpha planes; the fourth byte is free.
   const img::image picture = support::picture("BGRA", 3, 2, {1, 2, 3, 4});
   for (const row& r : rows) {
-    made_up_display display;
+    const auto shared = std::make_shared<made_up_display>();
+    made_up_display& display = *shared;
     display.lines = r.lines;
-    std::uint32_t now = 4'000'000'000u;
-    ui::presenter presenter(borrowed(display), [&] { return now; });
+    constexpr std::uint32_t now = 4'000'000'000u;
+    ui::presenter presenter(shared, [] { return now; });
     ASSERT_EQ(presenter.start(), 0);
     presenter.resize(3, 2);
     EXPECT_EQ(presenter.present_picture(picture, r.mode), 0);
@@ -158,9 +154,10 @@ TEST(presenter, shows_in_each_mode) {
 }
 
 TEST(presenter, writes_where_the_screen_has_memory) {
-  made_up_display display;
-  std::uint32_t now = 5;
-  ui::presenter presenter(borrowed(display), [&] { return now; });
+  const auto shared = std::make_shared<made_up_display>();
+  made_up_display& display = *shared;
+  constexpr std::uint32_t now = 5;
+  ui::presenter presenter(shared, [] { return now; });
   const img::image picture = support::picture("BGR", 2, 2, {1, 2, 3});
   display.has_memory = true;
   EXPECT_FALSE(presenter.present_directly(picture)) << "before the start";
@@ -191,9 +188,10 @@ TEST(presenter, gives_errors_back) {
 
   for (int mode = 0; mode < 6; ++mode) {
     const auto in_mode = static_cast<present_mode>(mode);
-    made_up_display display;
+    const auto shared = std::make_shared<made_up_display>();
+    made_up_display& display = *shared;
     display.create_error = -7;
-    ui::presenter presenter(borrowed(display));
+    ui::presenter presenter(shared);
     EXPECT_EQ(presenter.start(), -7);
     EXPECT_EQ(presenter.present_picture(picture, in_mode), not_ready);
     EXPECT_EQ(presenter.present(in_mode), no_primary);
@@ -218,9 +216,10 @@ TEST(presenter, gives_errors_back) {
     presenter.shut_down();
     EXPECT_EQ(presenter.present_picture(picture, in_mode), not_ready);
   }
-  made_up_display display;
+  const auto shared = std::make_shared<made_up_display>();
+  made_up_display& display = *shared;
   display.blit_error = -3;
-  ui::presenter presenter(borrowed(display));
+  ui::presenter presenter(shared);
   presenter.start();
   presenter.resize(0, -5);  // at least one pixel
   EXPECT_EQ(presenter.present_picture(support::picture("BGR", 1, 1), present_mode::immediate), -3);
@@ -228,8 +227,9 @@ TEST(presenter, gives_errors_back) {
 }
 
 TEST(presenter, goes_on_while_the_thread_waits_and_shows_the_last_picture) {
-  made_up_display display;
-  ui::presenter presenter(borrowed(display));
+  const auto shared = std::make_shared<made_up_display>();
+  made_up_display& display = *shared;
+  ui::presenter presenter(shared);
   presenter.start();
   presenter.resize(64, 64);
   for (int i = 0; i < 500; ++i) {

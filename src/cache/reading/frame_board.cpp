@@ -18,7 +18,9 @@ constexpr std::size_t most_told = 16384;      // changes that are kept
 
 frame_presence frame_board::state_of(const ksn::track_info& track, int frame) const {
   const frame_key key = key_of_frame(track, frame, resolution_);
-  if (reading_.cache().find(key)) return frame_presence::kept;
+  frame_cache& cache = reading_.cache();
+  // One that only somebody else still holds goes without a word.
+  if (const img::const_image_ptr image = cache.find(key); image && cache.is_kept(image)) return frame_presence::kept;
   return reading_.failures().has(key) ? frame_presence::failed : frame_presence::missing;
 }
 

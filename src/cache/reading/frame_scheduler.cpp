@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <iterator>
 #include <new>
-#include <system_error>
 #include <utility>
 
 #include "lib/foreground.h"
@@ -94,6 +93,12 @@ void frame_scheduler::add(frame_owner owner, std::vector<frame_request> requests
   std::move(requests.begin(), requests.end(), std::back_inserter(list));
   more_[static_cast<std::size_t>(owner)] = more;
   call_crews();
+}
+
+void frame_scheduler::cancel(frame_owner owner) {
+  const std::lock_guard guard(lock_);
+  lists_[static_cast<std::size_t>(owner)].clear();
+  more_[static_cast<std::size_t>(owner)] = false;
 }
 
 void frame_scheduler::cancel_layer(int layer_id) {
@@ -232,15 +237,24 @@ frame_scheduler::outcome frame_scheduler::result_of(const read& read) const {
 
 frame_scheduler::outcome frame_scheduler::fetch(const frame_request& request,
                                                 std::optional<std::chrono::milliseconds> patience) {
+  // A read is dropped before it takes any time, so the patience can begin again.
+  for (;;) {
+    if (std::optional<outcome> found = find_or_read(request, patience)) return std::move(*found);
+  }
+}
+
+// Nothing where it waited for a read that was dropped.
+std::optional<frame_scheduler::outcome> frame_scheduler::find_or_read(
+    const frame_request& request, std::optional<std::chrono::milliseconds> patience) {
   const img::const_image_ptr known = cache_.find(request.key);
   if (known && (!request.revalidate || !is_stale(*known, request.key.path))) {
     cache_.touch(known);
-    return {known, false};
+    return outcome{known, false};
   }
   std::exception_ptr why;
   if (failures_.still_fails(request.key, why)) {
     if (why) std::rethrow_exception(why);
-    return {};
+    return outcome{};
   }
   const lib::foreground_scope waited_for;
   std::unique_lock guard(lock_);
@@ -254,18 +268,23 @@ frame_scheduler::outcome frame_scheduler::fetch(const frame_request& request,
     if (const img::const_image_ptr come = cache_.find(request.key); come && come != known) {
       guard.unlock();
       cache_.touch(come);
-      return {come, false};
+      return outcome{come, false};
     }
     mine = std::make_shared<read>();
     mine->request = request;
     mine->source = source_of(request);
-    if (patience && hanging_.contains(mine->source)) return {nullptr, true};
+    if (patience && hanging_.contains(mine->source)) return outcome{nullptr, true};
     mine->share = share_of(request, mine->source);
     if (mine->share > 0.5) mine->share = options_.processors;
-    reads_.emplace(request.key, mine);
+    const auto place = reads_.emplace(request.key, mine).first;
     by_pool = patience && !ending_;
     if (by_pool) {
-      asked_.push_back(mine);
+      try {
+        asked_.push_back(mine);
+      } catch (const std::bad_alloc&) {
+        reads_.erase(place);  // nobody would ever end it
+        throw;
+      }
       staff(urgent_);
       by_pool = !urgent_.threads.empty();
       if (!by_pool) asked_.pop_back();
@@ -285,8 +304,9 @@ frame_scheduler::outcome frame_scheduler::fetch(const frame_request& request,
     done_.wait(guard, is_done);
   } else if (mine->given_up || !done_.wait_for(guard, *patience, is_done)) {
     mine->given_up = true;
-    return {nullptr, true};
+    return outcome{nullptr, true};
   }
+  if (mine->dropped) return std::nullopt;
   guard.unlock();
   return result_of(*mine);
 }
@@ -319,47 +339,48 @@ img::const_image_ptr frame_scheduler::read_past_cache(const frame_request& reque
   return nullptr;
 }
 
-void frame_scheduler::read_frame_of(read& read, bool on_one_thread, bool& out_of_memory) {
-  img::const_image_ptr image;
-  std::exception_ptr why;
-  try {
-    const lib::single_thread_scope alone(on_one_thread);
-    image = marked(read.request, [&] { return read_through(cache_, read.request); });
-  } catch (const std::bad_alloc&) {
-    out_of_memory = true;
-    why = std::current_exception();
-  } catch (...) {
-    why = std::current_exception();
-  }
-  const std::lock_guard guard(lock_);
-  read.image = std::move(image);
-  read.why = std::move(why);
-}
-
 // A frame that nobody is about to see is read only where memory is left, for the others that are being read too.
 bool frame_scheduler::leaves_memory_alone(const read& read) {
   if (read.owner != frame_owner::preload && read.owner != frame_owner::rest) return false;
   return cache_.is_full(count().reading);
 }
 
+// Throws nothing: whoever waits for the frame has to be told.
+frame_scheduler::attempt frame_scheduler::try_read(const read& read, bool on_one_thread) {
+  attempt made;
+  try {
+    made.dropped = leaves_memory_alone(read);
+    if (made.dropped || failures_.still_fails(read.request.key, made.why)) return made;
+    made.tried = true;
+    const lib::single_thread_scope alone(on_one_thread);
+    made.image = marked(read.request, [&] { return read_through(cache_, read.request); });
+  } catch (const std::bad_alloc&) {
+    made.out_of_memory = true;
+    made.why = std::current_exception();
+  } catch (...) {
+    made.why = std::current_exception();
+  }
+  return made;
+}
+
 void frame_scheduler::perform(const read_ptr& read, bool on_one_thread) {
   const platform::thread_times before = times_so_far();
-  bool out_of_memory = false;
-  const bool superfluous = leaves_memory_alone(*read);
-  const bool failed_before = !superfluous && failures_.still_fails(read->request.key, read->why);
-  if (!superfluous && !failed_before) read_frame_of(*read, on_one_thread, out_of_memory);
+  attempt made = try_read(*read, on_one_thread);
   const double share = work_share(before, times_so_far());
   bool wake = false;
   {
     const std::lock_guard guard(lock_);
+    read->image = std::move(made.image);
+    read->why = std::move(made.why);
+    read->dropped = made.dropped;
     // A frame that was read on all processors says little of how it does on one.
     const auto known = shares_.find(read->source);
-    if (known != shares_.end() && on_one_thread && !failed_before && !superfluous && !read->hanging) {
+    if (known != shares_.end() && on_one_thread && made.tried && !read->hanging) {
       known->second = known->second < 0 ? share : (known->second + share) / 2;
     }
     end(*read);
     const auto owner = static_cast<std::size_t>(read->owner);
-    if (superfluous || (out_of_memory && is_ahead(read->owner))) {
+    if (made.dropped || (made.out_of_memory && is_ahead(read->owner))) {
       lists_[static_cast<std::size_t>(frame_owner::preload)].clear();
       lists_[static_cast<std::size_t>(frame_owner::rest)].clear();
     }
@@ -385,8 +406,8 @@ void frame_scheduler::look() {
   const std::uint32_t now = options_.milliseconds();
   for (const auto& [key, read] : reads_) {
     if (!read->begun || read->hanging || now - read->began < hang_after) continue;
-    read->hanging = true;
     ++hanging_[read->source];
+    read->hanging = true;
     ++(is_ahead(read->owner) ? ahead_ : urgent_).hanging;
     leave(read->share);
   }
@@ -395,7 +416,7 @@ void frame_scheduler::look() {
 
 // --- threads ---
 
-// Wakes an idle thread, or starts one while there are fewer than readers.
+// Wakes an idle thread, or starts one while there are fewer than readers. Throws nothing.
 void frame_scheduler::staff(crew& crew) {
   if (ending_) return;
   if (crew.idle > 0) {
@@ -405,8 +426,8 @@ void frame_scheduler::staff(crew& crew) {
   if (static_cast<int>(crew.threads.size()) >= readers_ + crew.hanging) return;
   try {
     crew.threads.emplace_back([this, &crew] { work(crew); });
-  } catch (const std::system_error&) {
-    // The threads that there are do the work of the one that the system refuses.
+  } catch (const std::exception&) {
+    // The threads that there are do the work of the one that the system, or its memory, refuses.
   }
 }
 
@@ -470,7 +491,7 @@ bool frame_scheduler::shutdown(std::chrono::milliseconds wait) {
   // Whoever waits for one of these reads it itself.
   tasks_.clear();
   for (const read_ptr& read : asked_) {
-    read->done = true;
+    read->dropped = read->done = true;
     reads_.erase(read->request.key);
   }
   asked_.clear();

@@ -68,7 +68,8 @@ class frame_scheduler {
   void want(frame_owner owner, std::vector<frame_request> requests, bool more = false);
   // The same, after what the owner wants already.
   void add(frame_owner owner, std::vector<frame_request> requests, bool more = false);
-  void cancel(frame_owner owner) { want(owner, {}); }
+  // What the owner wants and nobody has begun to read. Asks for no memory, as withdraw(): destructors call both.
+  void cancel(frame_owner owner);
   // Drops what playback, preloading and the rest want, of one layer or of all. Reads at hand are finished.
   void cancel_layer(int layer_id);
   void cancel_ahead();
@@ -138,8 +139,17 @@ class frame_scheduler {
     bool hanging = false;
     bool given_up = false;  // somebody went on without it
     bool done = false;
+    bool dropped = false;  // with `done`: nobody tried it, and who waits for it has to
     img::const_image_ptr image;
     std::exception_ptr why;
+  };
+  // What became of a read.
+  struct attempt {
+    img::const_image_ptr image;
+    std::exception_ptr why;
+    bool tried = false;    // the source was asked
+    bool dropped = false;  // memory is full
+    bool out_of_memory = false;
   };
   using read_ptr = std::shared_ptr<read>;
   // Threads of two kinds, so that what nobody waits for never holds up what somebody does.
@@ -187,7 +197,8 @@ class frame_scheduler {
   read_ptr take_from(frame_owner owner);
   void perform(const read_ptr& read, bool on_one_thread);
   bool leaves_memory_alone(const read& read);
-  void read_frame_of(read& read, bool on_one_thread, bool& out_of_memory);
+  attempt try_read(const read& read, bool on_one_thread);
+  std::optional<outcome> find_or_read(const frame_request& request, std::optional<std::chrono::milliseconds> patience);
   template <class Read>
   img::const_image_ptr marked(const frame_request& request, const Read& read);
   void staff(crew& crew);

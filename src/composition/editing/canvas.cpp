@@ -36,6 +36,10 @@ img::image_ptr canvas_at(const track_info& track, int frame) {
   return found == track.source.brush_seq.end() ? nullptr : found->second;
 }
 
+bool canvas_fits(const track_info& track, const img::image_ptr& canvas) {
+  return !canvas || (canvas->width == track.source.width && canvas->height == track.source.height);
+}
+
 void set_canvas(const state& composition, track_info& track, int frame, img::image_ptr canvas) {
   if (track.source.type == source_type::brush) {
     track.source.brush_image = std::move(canvas);

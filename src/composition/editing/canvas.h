@@ -14,6 +14,8 @@ inline bool has_canvas(const track_info& track) {
 bool canvas_frame(const state& composition, const track_info& track, int& frame);
 // The canvas of a source frame, null where nothing was painted yet.
 img::image_ptr canvas_at(const track_info& track, int frame);
+// Whether the layer can have this canvas: it has the layer's size, or is none.
+bool canvas_fits(const track_info& track, const img::image_ptr& canvas);
 // Puts a canvas there, or with null takes it away, and has the layer's picture made again.
 void set_canvas(const state& composition, track_info& track, int frame, img::image_ptr canvas);
 // The canvas to paint on, which only the layer holds: made transparent when there is none, copied when it is shared

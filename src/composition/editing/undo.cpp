@@ -173,7 +173,7 @@ bool undo_action::is_applicable(const state& composition) const {
   if (selected_ && selected_ids(composition) != *selected_) return false;
   if (canvas_) {
     const track_info* track = composition.doc.selected_track();
-    return track && track->id == canvas_->id && has_canvas(*track);
+    return track && track->id == canvas_->id && has_canvas(*track) && canvas_fits(*track, canvas_->other);
   }
   if (order_ && order_of(composition) != order_->first) return false;
   if (layers_.empty()) return order_ || (extent_ && extent_of(composition) == extent_->first);
@@ -313,6 +313,15 @@ void canvas_capture::remember(state& composition, undo_name name) {
   step->name_ = name.text;
   step->canvas_ = {id_, frame_, std::move(before_)};
   composition.set_undo_action(std::move(step));
+}
+
+void canvas_capture::take_back(state& composition) const {
+  const int index = composition.doc.index_of_id(id_);
+  if (index < 0) return;
+  track_info& track = composition.doc.track_at(index);
+  if (!has_canvas(track) || !canvas_fits(track, before_)) return;
+  set_canvas(composition, track, frame_, before_);
+  composition.touch();
 }
 
 void remember_deleted(state& composition, std::vector<int> indices, std::vector<track_info> records,

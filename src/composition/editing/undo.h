@@ -124,6 +124,8 @@ class canvas_capture {
   // Copies the picture when it is `painted` on; what is only taken away needs no copy.
   canvas_capture(const track_info& track, int frame, bool painted);
   void remember(state& composition, undo_name name);
+  // Puts the picture back, whatever is selected, as for a gesture that is cancelled. The step of undo stays.
+  void take_back(state& composition) const;
 
  private:
   int id_;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 #include <map>
+#include <new>
 #include <numeric>
 #include <unordered_set>
 #include <utility>
@@ -246,6 +247,8 @@ void read_first_header(track_info& record, const std::string& path, alpha_type d
     if (header.has_alpha) record.look.alpha_type = default_alpha;
     if (header.pixel_aspect > 0) record.placement.set_aspect(header.pixel_aspect);
     if (header.layers.size() > 1) record.source.image_layers = header.layers;
+  } catch (const std::bad_alloc&) {
+    throw;  // else its frames would be shown without the alpha that the file has
   } catch (const std::exception&) {
     // The layer stands without a size; the decode of its frames says what is wrong with the file.
   }

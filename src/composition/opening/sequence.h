@@ -42,6 +42,7 @@ void set_frame_names(track_info& record, name_list names, std::vector<std::uint3
 // One that can't be listed has no files when it is not there, and says nothing else.
 void find_holes(std::span<track_info* const> sequences);
 // Size, alpha mode and image layers from the header of a file; a file that can't be read leaves the defaults.
+// Throws std::bad_alloc.
 void read_first_header(track_info& record, const std::string& path, alpha_type default_alpha);
 
 }  // namespace ksn

@@ -15,7 +15,8 @@ struct place {
 };
 
 place place_of(double position, int size) {
-  position = std::clamp(position, 0.0, static_cast<double>(size - 1));
+  if (!(position > 0)) return {};  // also where an infinite value of a file gave no number
+  position = std::min(position, static_cast<double>(size - 1));
   const int cell = std::min(static_cast<int>(position), size - 2);
   return {static_cast<std::size_t>(cell), position - cell};
 }
@@ -44,7 +45,9 @@ double table_shaper::at(double x) const {
   if (above == in.begin()) return out.front();
   if (above == in.end()) return out.back();
   const auto i = static_cast<std::size_t>(above - in.begin());
-  return out[i - 1] + (out[i] - out[i - 1]) * (x - in[i - 1]) / (in[i] - in[i - 1]);
+  // Each value has its own weight: their difference may be more than a number holds.
+  const double t = (x - in[i - 1]) / (in[i] - in[i - 1]);
+  return out[i - 1] * (1 - t) + out[i] * t;
 }
 
 table_shaper range_shaper(double low, double high) {

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/types.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -27,7 +28,7 @@ struct prepared {
 
 prepared ready;
 std::atomic<bool> note_is_whole = false;
-std::atomic<bool> crashed = false;
+std::atomic<pid_t> first_crashed = 0;  // thread
 
 constexpr std::size_t stack_bytes = 128 << 10;
 constexpr int most_calls = 64;
@@ -199,9 +200,18 @@ void write_trace(int file, int signal, const void* address) {
   });
 }
 
+// The default action: a core where the system keeps cores, and the status that tells of the signal.
+void end_by(int signal) {
+  std::signal(signal, SIG_DFL);
+  raise(signal);
+}
+
 void on_crash(int signal, siginfo_t* info, void*) {
-  // Of several threads that fail at once the first one writes; the others wait until the process ends.
-  if (crashed.exchange(true)) {
+  // Of several threads that fail at once the first one writes, and the others wait until the process ends. One that
+  // fails once more while it writes has no more to say.
+  pid_t first = 0;
+  if (!first_crashed.compare_exchange_strong(first, gettid())) {
+    if (first == gettid()) end_by(signal);
     for (;;) pause();
   }
   const bool sent = info->si_code <= 0;
@@ -223,8 +233,7 @@ void on_crash(int signal, siginfo_t* info, void*) {
   if (note_is_whole) told << " " << ready.note;
   (told << "\n").write_to(STDERR_FILENO);
   if (file >= 0) close(file);
-  // The default action is back: a core where the system keeps cores, and the status that tells of the signal.
-  raise(signal);
+  end_by(signal);
 }
 
 }  // namespace
@@ -248,7 +257,7 @@ void watch_crashes(const std::string& version, const std::string& folder) {
       continue;
     struct sigaction wanted {};
     wanted.sa_sigaction = on_crash;
-    wanted.sa_flags = static_cast<int>(SA_SIGINFO | SA_ONSTACK | SA_RESETHAND | SA_NODEFER);
+    wanted.sa_flags = static_cast<int>(SA_SIGINFO | SA_ONSTACK | SA_NODEFER);
     sigaction(signal, &wanted, nullptr);
   }
 }

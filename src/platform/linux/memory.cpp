@@ -92,9 +92,10 @@ memory_readings::room memory_readings::machine() const {
   return {number_of(lines, "MemTotal:", 0) * 1024, number_of(lines, "MemAvailable:", free) * 1024};
 }
 
-memory_readings::room memory_readings::of(const control_group& group) const {
+memory_readings::room memory_readings::of(const control_group& group, std::uint64_t most) const {
   char buffer[system_file::most_bytes];
   const std::uint64_t limit = number_at(group.limit.read(buffer), UINT64_MAX);
+  if (limit >= most) return {limit, limit};
   const std::uint64_t usage = number_at(group.usage.read(buffer), 0);
   // Cached file pages are given back on demand and count as free, as MemAvailable counts them.
   const std::string_view details = group.details.read(buffer);
@@ -113,8 +114,7 @@ memory_status memory_readings::read(std::uint64_t address_space_limit) const {
   const room all = machine();
   status.physical_load = load_percent(all.free, all.size);
   for (const control_group& group : groups_) {
-    const room part = of(group);
-    if (all.size != 0 && part.size >= all.size) continue;
+    const room part = of(group, all.size == 0 ? UINT64_MAX : all.size);
     status.physical_load = std::max(status.physical_load, load_percent(part.free, part.size));
   }
   if (address_space_limit) {
@@ -130,7 +130,8 @@ std::uint64_t memory_readings::available(std::uint64_t address_space_limit) cons
   const room all = machine();
   // A file that says nothing sets no limit.
   std::uint64_t bytes = all.size == 0 ? UINT64_MAX : all.free + swap;
-  for (const control_group& group : groups_) bytes = std::min(bytes, of(group).free);
+  const std::uint64_t most = all.size == 0 ? UINT64_MAX : all.size + swap;
+  for (const control_group& group : groups_) bytes = std::min(bytes, of(group, most).free);
   if (address_space_limit) bytes = std::min(bytes, address_space(address_space_limit).free);
   return bytes;
 }

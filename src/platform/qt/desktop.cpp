@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <clocale>
 #include <cmath>
 #include <memory>
 #include <utility>
@@ -70,6 +71,7 @@ QRect rectangle_of(const window_placement& placement) {
 class qt_desktop : public desktop {
  public:
   qt_desktop() : application_(argument_count_, arguments_) {
+    std::setlocale(LC_NUMERIC, "C");  // numbers in files and fields have a point, whatever the user's language
     wear_program_style(application_);
     watch_connection([this] {
       if (window_ && display_lost_) std::exchange(display_lost_, nullptr)();

@@ -19,10 +19,9 @@
 #include <QTimer>
 #include <QTreeView>
 #include <algorithm>
-#include <condition_variable>
+#include <memory>
 #include <mutex>
-#include <optional>
-#include <thread>
+#include <numeric>
 
 #include "platform/open_form.h"
 
@@ -48,9 +47,11 @@ class row_model : public QAbstractTableModel {
   void show(std::vector<open_row> rows) {
     beginResetModel();
     rows_ = std::move(rows);
+    shown_.resize(rows_.size());
+    std::iota(shown_.begin(), shown_.end(), std::size_t{0});
     endResetModel();
   }
-  const open_row& row(int index) const { return rows_[static_cast<std::size_t>(index)]; }
+  const open_row& row(int index) const { return rows_[shown_[static_cast<std::size_t>(index)]]; }
   const std::vector<open_row>& rows() const { return rows_; }
 
   int rowCount(const QModelIndex& parent) const override {
@@ -77,104 +78,69 @@ class row_model : public QAbstractTableModel {
         return row.changed > 0 ? QDateTime::fromSecsSinceEpoch(row.changed).toString("yyyy-MM-dd HH:mm") : QString();
     }
   }
-  // Folders stay in front, and the list came in the order of names.
+  // Folders stay in front, and the list came in the order of names. What is chosen keeps its row's file.
   void sort(int column, Qt::SortOrder order) override {
     emit layoutAboutToBeChanged();
-    if (original_.empty()) original_ = rows_;
-    if (column == 0 || column == 1) rows_ = original_;
-    const auto key = [column](const open_row& row) { return column == 2 ? row.bytes : row.changed; };
-    const auto files = std::stable_partition(rows_.begin(), rows_.end(), [](const open_row& r) { return r.is_folder; });
-    if (column > 1) std::stable_sort(files, rows_.end(), [&](const auto& a, const auto& b) { return key(a) < key(b); });
+    const std::vector<std::size_t> before = shown_;
+    std::iota(shown_.begin(), shown_.end(), std::size_t{0});
+    const auto key = [&](std::size_t i) { return column == 2 ? rows_[i].bytes : rows_[i].changed; };
+    const auto files =
+        std::stable_partition(shown_.begin(), shown_.end(), [&](std::size_t i) { return rows_[i].is_folder; });
+    if (column > 1) std::stable_sort(files, shown_.end(), [&](auto a, auto b) { return key(a) < key(b); });
     if (order == Qt::DescendingOrder) {
-      std::reverse(rows_.begin(), files);
-      std::reverse(files, rows_.end());
+      std::reverse(shown_.begin(), files);
+      std::reverse(files, shown_.end());
+    }
+    std::vector<int> places(shown_.size());
+    for (std::size_t place = 0; place < shown_.size(); ++place) places[shown_[place]] = static_cast<int>(place);
+    for (const QModelIndex& old : persistentIndexList()) {
+      const std::size_t row = before[static_cast<std::size_t>(old.row())];
+      changePersistentIndex(old, index(places[row], old.column()));
     }
     emit layoutChanged();
   }
-  void forget_order() { original_.clear(); }
 
  private:
   const open_form& form_;
-  std::vector<open_row> rows_;
-  std::vector<open_row> original_;  // before the first sort
+  std::vector<open_row> rows_;      // in the order of names
+  std::vector<std::size_t> shown_;  // which of them each row of the table is
 };
 
-// Makes previews on a thread of its own, always of the path that was asked for last.
-class preview_maker {
+// From the thread that makes a preview to a dialog that may have closed by then.
+class preview_line {
  public:
-  // `show` is called on the main thread as long as `context` lives.
-  preview_maker(const open_form& form, QObject* context, std::function<void(const open_preview&)> show)
-      : form_(form), context_(context), show_(std::move(show)), thread_([this] { work(); }) {}
-  ~preview_maker() {
-    {
-      const std::lock_guard guard(lock_);
-      ending_ = true;
-    }
-    changed_.notify_all();
-    thread_.join();
+  explicit preview_line(QObject* dialog) : dialog_(dialog) {}
+  void close() {
+    const std::lock_guard guard(lock_);
+    dialog_ = nullptr;
   }
-  preview_maker(const preview_maker&) = delete;
-  preview_maker& operator=(const preview_maker&) = delete;
-
-  void ask(const std::string& path) {
-    {
-      const std::lock_guard guard(lock_);
-      wanted_ = path;
-      ++turn_;
-    }
-    changed_.notify_all();
+  // Any thread: `show` is called on that of the dialog, if there is one still.
+  template <class Show>
+  void post(Show show) {
+    const std::lock_guard guard(lock_);
+    if (dialog_) QMetaObject::invokeMethod(dialog_, std::move(show), Qt::QueuedConnection);
   }
 
  private:
-  void work() {
-    for (;;) {
-      std::string path;
-      int turn = 0;
-      {
-        std::unique_lock guard(lock_);
-        changed_.wait(guard, [this] { return ending_ || wanted_; });
-        if (ending_) return;
-        path = std::move(*wanted_);
-        wanted_.reset();
-        turn = turn_;
-      }
-      open_preview made;
-      if (!path.empty()) made = form_.preview(path, preview_width, preview_height);
-      QMetaObject::invokeMethod(
-          context_,
-          [this, turn, made = std::move(made)] {
-            const bool current = [&] {
-              const std::lock_guard guard(lock_);
-              return turn == turn_;
-            }();
-            if (current) show_(made);
-          },
-          Qt::QueuedConnection);
-    }
-  }
-
-  const open_form& form_;
-  QObject* context_;
-  std::function<void(const open_preview&)> show_;
-  std::mutex lock_;  // guards what follows
-  std::condition_variable changed_;
-  std::optional<std::string> wanted_;
-  int turn_ = 0;
-  bool ending_ = false;
-  std::thread thread_;  // last: it uses all of the above
+  std::mutex lock_;
+  QObject* dialog_;  // under lock
 };
 
 class open_dialog : public QDialog {
  public:
   open_dialog(QWidget* over, const file_dialog& asked)
-      : QDialog(over), form_(*asked.list), several_(asked.several), model_(new row_model(form_, this)) {
+      : QDialog(over),
+        form_(*asked.list),
+        several_(asked.several),
+        model_(new row_model(form_, this)),
+        line_(std::make_shared<preview_line>(this)) {
     setWindowTitle(QString::fromStdString(asked.title));
     resize(960, 540);
     make_parts(asked);
-    maker_.emplace(form_, this, [this](const open_preview& made) { show_preview(made); });
     go_to(text_of(asked.folder));
     name_->setFocus();
   }
+  ~open_dialog() override { line_->close(); }
 
   std::vector<std::string> chosen() const { return chosen_; }
 
@@ -240,7 +206,10 @@ class open_dialog : public QDialog {
 
     timer_.setSingleShot(true);
     timer_.setInterval(preview_delay);
-    connect(&timer_, &QTimer::timeout, this, [this] { maker_->ask(preview_path_); });
+    connect(&timer_, &QTimer::timeout, this, [this] {
+      show_preview({});  // a slow file does not stand beside the picture of another
+      ask_for_preview();
+    });
     connect(up, &QPushButton::clicked, this, [this] { go_up(); });
     connect(new QShortcut(QKeySequence("Alt+Up"), this), &QShortcut::activated, this, [this] { go_up(); });
     connect(places_, &QListWidget::itemClicked, this,
@@ -267,7 +236,6 @@ class open_dialog : public QDialog {
     folder_name_ = QDir::cleanPath(folder);
     folder_->setText(folder_name_);
     std::string error;
-    model_->forget_order();
     model_->show(form_.list(bytes_of(folder_name_), patterns(), error));
     view_->sortByColumn(view_->header()->sortIndicatorSection(), view_->header()->sortIndicatorOrder());
     said_->setText(QString::fromStdString(error));
@@ -299,6 +267,15 @@ class open_dialog : public QDialog {
   void look_at(const std::string& path) {
     preview_path_ = path;
     timer_.start();
+  }
+  void ask_for_preview() {
+    if (preview_path_.empty() || !form_.preview) return;
+    form_.preview(preview_path_, preview_width, preview_height,
+                  [this, line = line_, path = preview_path_](open_preview made) {
+                    line->post([this, path, made = std::move(made)] {
+                      if (path == preview_path_) show_preview(made);
+                    });
+                  });
   }
   void show_preview(const open_preview& made) {
     about_->setText(QString::fromStdString(made.text));
@@ -353,6 +330,7 @@ class open_dialog : public QDialog {
   const open_form& form_;
   bool several_;
   row_model* model_;
+  std::shared_ptr<preview_line> line_;
   QLineEdit* folder_ = nullptr;
   QListWidget* places_ = nullptr;
   QTreeView* view_ = nullptr;
@@ -365,7 +343,6 @@ class open_dialog : public QDialog {
   std::string preview_path_;
   QTimer timer_;
   std::vector<std::string> chosen_;
-  std::optional<preview_maker> maker_;
 };
 
 }  // namespace

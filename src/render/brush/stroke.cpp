@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "lib/rectangle.h"
+
 namespace render {
 namespace {
 
@@ -61,8 +63,13 @@ void brush_stroke::paint(const frame_view& view, math::pointd at, double pressur
   if (index < 0) return;
   ksn::track_info& track = composition_.doc.track_at(index);
   if (!ksn::has_canvas(track)) return;
-  img::image* canvas = ksn::canvas_for_painting(composition_, track, frame_);
-  if (!canvas) return;
+  math::point size{track.source.width, track.source.height};
+  // Not held any longer than here: canvas_for_painting() copies what is shared.
+  if (const img::image_ptr canvas = ksn::canvas_at(track, frame_)) {
+    size = {canvas->width, canvas->height};
+  } else if (erase_) {
+    return;
+  }
   pressure = std::clamp(pressure, 0.0, 1.0);
   brush_shape shape = shape_;
   lib::color color = color_;
@@ -73,14 +80,16 @@ void brush_stroke::paint(const frame_view& view, math::pointd at, double pressur
   }
   const math::pointd centre = canvas_point(track, view, at);
   const double reach = shape.size + 4.0;
-  if (!(centre.x > -reach && centre.x < canvas->width + reach && centre.y > -reach &&
-        centre.y < canvas->height + reach)) {
-    return;
-  }
+  if (!(centre.x > -reach && centre.x < size.x + reach && centre.y > -reach && centre.y < size.y + reach)) return;
   const auto quarter = [](double value) { return static_cast<int>((value - std::floor(value)) * 4); };
   const img::image& stamp = stamps_.stamp(shape, quarter(centre.x), quarter(centre.y));
   const math::point corner{static_cast<int>(std::floor(centre.x)) - stamp.user[0].x,
                            static_cast<int>(std::floor(centre.y)) - stamp.user[0].y};
+  const math::rectangle touched{corner.x, corner.y, corner.x + stamp.width, corner.y + stamp.height};
+  if (math::intersect(touched, {0, 0, size.x, size.y}).empty()) return;
+  img::image* canvas = ksn::canvas_for_painting(composition_, track, frame_);
+  if (!canvas) return;
+  painted_ = true;
   paint_stamp(*canvas, stamp, corner, color, erase_);
   composition_.touch();
 }
@@ -116,14 +125,11 @@ void brush_stroke::extend(const frame_view& view, math::pointd at, double pressu
 }
 
 void brush_stroke::end() {
-  before_.remember(composition_, ksn::undo_name{"brush_stroke"});
+  if (painted_) before_.remember(composition_, ksn::undo_name{"brush_stroke"});
 }
 
 void brush_stroke::cancel() {
-  const std::shared_ptr<ksn::undo_action> former = composition_.undo_stack;
-  end();
-  composition_.undo();
-  composition_.set_undo_action(former);
+  if (painted_) before_.take_back(composition_);
 }
 
 brush_shape dragged_brush(const brush_shape& from, math::point travel) {

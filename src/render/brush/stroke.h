@@ -30,7 +30,7 @@ class brush_stroke {
                                              math::pointd at, bool erase, double pressure = 1.0);
   // Paints on to the point in even steps along a smooth curve; what is less than a step waits for the next call.
   void extend(const frame_view& view, math::pointd at, double pressure = 1.0);
-  // Makes the stroke the step of undo.
+  // Makes the stroke the step of undo; one that lies beside the canvas makes none.
   void end();
   // Takes the stroke back and leaves the step of undo that was there.
   void cancel();
@@ -48,6 +48,7 @@ class brush_stroke {
   lib::color color_;
   ksn::brush_pressure_type pressure_changes_;
   bool erase_ = false;
+  bool painted_ = false;  // anything
   double step_ = 1;
   math::pointd last_;
   math::pointd previous_;

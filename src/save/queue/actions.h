@@ -8,8 +8,8 @@
 
 namespace save {
 
-// `keep_waiting`: shows that a command waits for all saves, of which `left` frames of `total` are to be written; false
-// ends the wait. Engine and queue must outlive the tables.
+// `keep_waiting`: shows that a command waits for all saves, of which `done` frames of `total` are written; false ends
+// the wait. Engine and queue must outlive the tables.
 void register_queue_actions(command::engine& engine, queue& queue,
                             std::function<bool(const std::string& text, int done, int total)> keep_waiting);
 

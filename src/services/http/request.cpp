@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <optional>
 
+#include "lib/percent.h"
+
 namespace services::http {
 namespace {
 
@@ -51,22 +53,6 @@ std::optional<std::string> decode_base64(std::string_view text) {
       count -= 8;
       result += static_cast<char>(bits >> count & 255);
     }
-  }
-  return result;
-}
-
-int hex_digit(char c) {
-  return c >= '0' && c <= '9' ? c - '0' : lower(c) >= 'a' && lower(c) <= 'f' ? lower(c) - 'a' + 10 : -1;
-}
-
-// `%` and two digits are a byte; any other `%` stands for itself.
-std::string decode_percent(std::string_view text) {
-  std::string result;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const bool coded =
-        text[i] == '%' && i + 2 < text.size() && hex_digit(text[i + 1]) >= 0 && hex_digit(text[i + 2]) >= 0;
-    result += coded ? static_cast<char>(hex_digit(text[i + 1]) * 16 + hex_digit(text[i + 2])) : text[i];
-    if (coded) i += 2;
   }
   return result;
 }
@@ -146,7 +132,7 @@ target find_target(std::string_view path) {
       result.refresh = std::max(take_number(rest).value_or(0), 0);
     }
   }
-  result.name = decode_percent(path.substr(1, question == path.npos ? path.npos : question - 1));
+  result.name = lib::decode_percent(path.substr(1, question == path.npos ? path.npos : question - 1));
 
   std::string_view rest = result.name;
   const std::optional<int> width = take_number(rest);

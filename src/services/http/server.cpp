@@ -4,6 +4,7 @@
 #include <chrono>
 #include <exception>
 #include <new>
+#include <system_error>
 #include <tuple>
 #include <utility>
 
@@ -13,6 +14,7 @@ namespace services::http {
 namespace {
 
 constexpr std::size_t block_bytes = 65536;
+constexpr int blocks_at_once = 16;      // then the others have their turn
 constexpr int retry_milliseconds = 50;  // without room or a free descriptor
 
 long long milliseconds() {
@@ -31,13 +33,21 @@ bool server::start(const std::string& host, int port, site site, std::string& er
   stop();
   platform::tcp_socket listener = platform::listen_tcp(host, port, error, error_number);
   if (!listener) return false;
+  if (!thread_.joinable()) {
+    try {
+      thread_ = std::thread([this] { run(); });
+    } catch (const std::system_error& failure) {
+      error_number = failure.code().value();
+      error = failure.code().message();
+      return false;
+    }
+  }
   port_ = platform::port_of(listener);
   {
     const std::lock_guard guard(lock_);
     next_listener_ = std::move(listener);
     next_site_ = std::move(site);
   }
-  if (!thread_.joinable()) thread_ = std::thread([this] { run(); });
   wait_.wake();
   return true;
 }
@@ -98,9 +108,21 @@ void server::end() {
   drawn_.clear();
 }
 
+// What there is no memory for is tried again: all that waits is still there.
 void server::run() {
-  while (take_orders()) wait();
-  say_farewell();
+  for (bool goes_on = true; goes_on;) {
+    try {
+      goes_on = take_orders();
+      if (goes_on) wait();
+    } catch (const std::bad_alloc&) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(retry_milliseconds));
+    }
+  }
+  try {
+    say_farewell();
+  } catch (const std::bad_alloc&) {
+    connections_.clear();
+  }
 }
 
 // False when the thread is to end.
@@ -110,8 +132,8 @@ bool server::take_orders() {
     const std::lock_guard guard(lock_);
     if (quit_) return false;
     if (next_listener_) {
-      listener_ = std::move(*next_listener_);
       site_ = next_site_;
+      listener_ = std::move(*next_listener_);
       next_listener_.reset();
       changed_.notify_all();
     }
@@ -130,7 +152,11 @@ void server::give(const drawn_picture& picture) {
     }
     // Made once for all, when the first of them is still there.
     if (!std::exchange(tried, true)) bytes = file_of(picture.image);
-    begin_answer(c, bytes ? text_answer(bytes, "image/jpeg", c.refresh) : error_answer(no_image, c.refresh));
+    try {
+      begin_answer(c, bytes ? text_answer(bytes, "image/jpeg", c.refresh) : error_answer(no_image, c.refresh));
+    } catch (const std::bad_alloc&) {
+      end_answer(c);  // an empty one
+    }
   }
 }
 
@@ -153,6 +179,14 @@ void server::begin_answer(connection& c, answer out) {
   c.out = std::move(out);
   c.sent = 0;
   c.now = phase::writing;
+  c.since = milliseconds();
+}
+
+// Closed at once, what the peer still sends would take the answer from it.
+void server::end_answer(connection& c) {
+  c.socket.end_sending();
+  c.out = {};
+  c.now = phase::closing;
   c.since = milliseconds();
 }
 
@@ -194,26 +228,31 @@ void server::wait() {
 
   const long long then = milliseconds();
   for (auto c = connections_.begin(); c != connections_.end();) {
-    bool keep = in_time(*c, then);
-    if (keep && wait_.ready(c->index)) {
+    bool keep = true;
+    if (wait_.ready(c->index)) {
       try {
         keep = step(*c);
       } catch (const std::bad_alloc&) {
         keep = false;
       }
     }
+    // What has come is heard, however late this thread is.
+    keep = keep && in_time(*c, then);
     c = keep ? std::next(c) : connections_.erase(c);
   }
   if (room && wait_.ready(knock)) accept();
 }
 
 // Where all places are taken, the one who has said nothing for the longest time gives way, or one who takes no bytes.
-bool server::room_for_another(long long now) {
+bool server::may_give_way(const connection& c, long long now) const {
+  return c.now == phase::reading || c.now == phase::closing ||
+         (c.now == phase::writing && now - c.since > limits_.crowded);
+}
+
+bool server::room_for_another(long long now) const {
   return static_cast<int>(connections_.size()) < limits_.connections ||
-         std::any_of(connections_.begin(), connections_.end(), [&](const connection& c) {
-           return c.now == phase::reading || c.now == phase::closing ||
-                  (c.now == phase::writing && now - c.since > limits_.crowded);
-         });
+         std::any_of(connections_.begin(), connections_.end(),
+                     [&](const connection& c) { return may_give_way(c, now); });
 }
 
 void server::accept() {
@@ -225,9 +264,7 @@ void server::accept() {
   if (static_cast<int>(connections_.size()) >= limits_.connections) {
     auto oldest = connections_.end();
     for (auto c = connections_.begin(); c != connections_.end(); ++c) {
-      const bool may_go = c->now == phase::reading || c->now == phase::closing ||
-                          (c->now == phase::writing && now - c->since > limits_.crowded);
-      if (may_go && (oldest == connections_.end() || c->since < oldest->since)) oldest = c;
+      if (may_give_way(*c, now) && (oldest == connections_.end() || c->since < oldest->since)) oldest = c;
     }
     // Those who could have gone may have begun to move meanwhile.
     if (oldest == connections_.end()) return;
@@ -302,7 +339,9 @@ void server::dispatch(connection& c) {
 bool server::write(connection& c) {
   const auto head = static_cast<std::int64_t>(c.out.head.size());
   std::string block;
-  while (c.sent < head + c.out.length) {
+  // A file that is read more slowly than the peer takes it never fills the socket.
+  for (int blocks = 0; c.sent < head + c.out.length; ++blocks) {
+    if (blocks == blocks_at_once) return true;
     std::string_view bytes;
     if (c.sent < head) {
       bytes = std::string_view(c.out.head).substr(static_cast<std::size_t>(c.sent));
@@ -327,10 +366,7 @@ bool server::write(connection& c) {
         break;
     }
   }
-  // Closed at once, what the peer still sends would take the answer from it.
-  c.socket.end_sending();
-  c.out = {};
-  c.now = phase::closing;
+  end_answer(c);
   return true;
 }
 

@@ -49,7 +49,7 @@ class server {
   void set_wake(std::function<void()> wake);
 
   // Listens from now on, and at no earlier address. False with the reason in `error` and its errno, 0 for a host that
-  // is no address; then it listens nowhere.
+  // is no address, EAGAIN without a thread; then it listens nowhere.
   bool start(const std::string& host, int port, site site, std::string& error, int& error_number);
   // Takes no further connections. Those that are open run to their end.
   void stop();
@@ -92,7 +92,8 @@ class server {
   std::shared_ptr<const std::string> file_of(const img::const_image_ptr& image);
   int milliseconds_to_wait(long long now) const;
   void wait();
-  bool room_for_another(long long now);
+  bool may_give_way(const connection& c, long long now) const;
+  bool room_for_another(long long now) const;
   void accept();
   // Each returns false when the connection is done with.
   bool step(connection& c);
@@ -101,6 +102,7 @@ class server {
   bool close_gently(connection& c);
   bool in_time(const connection& c, long long now) const;
   void begin_answer(connection& c, answer out);
+  void end_answer(connection& c);
   void dispatch(connection& c);
   void say_farewell();
 

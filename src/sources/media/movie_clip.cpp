@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
+#include <cstdio>
 
 #include "sources/media/picture.h"
 #include "sources/media/sound.h"
@@ -20,20 +20,37 @@ std::string timecode_text(const stream_choice& input) {
   return text.empty() ? value(input.file->metadata) : text;
 }
 
-// The frame that a time code counts at a rate (hundredths); drop-frame codes skip two numbers a minute but each tenth.
-int frame_of_timecode(const img::timecode& code, int rate) {
-  const int whole = rate == 2398 ? 24 : (rate + 50) / 100;
-  const int minutes = code.hours() * 60 + code.minutes();
-  int frame = (minutes * 60 + code.seconds()) * whole + code.frames();
-  if (code.drop_frame()) frame -= 2 * (minutes - minutes / 10);
-  return frame;
+// The start of a movie whose pictures have the rate, in hundredths. A container counts every picture of a second in the
+// last number, up to 59 of 60.
+std::optional<movie_start> start_of(const std::string& text, int rate) {
+  int hours = 0, minutes = 0, seconds = 0, frames = 0;
+  char last_separator[2] = {};
+  if (std::sscanf(text.c_str(), "%2d%*1[:;.]%2d%*1[:;.]%2d%1[:;.]%2d", &hours, &minutes, &seconds, last_separator,
+                  &frames) != 5) {
+    return std::nullopt;
+  }
+  const int whole = (rate + 50) / 100;
+  const auto below = [](int value, int limit) { return value >= 0 && value < limit; };
+  if (!below(hours, 24) || !below(minutes, 60) || !below(seconds, 60) || !below(frames, whole)) return std::nullopt;
+  // Drop-frame codes skip two numbers of 30 in every minute that 10 does not divide.
+  const bool drops = last_separator[0] == ';' && whole % 30 == 0;
+  const int all_minutes = hours * 60 + minutes;
+  const int dropped = drops ? 2 * (whole / 30) * (all_minutes - all_minutes / 10) : 0;
+  const int counted_rate = !drops ? whole * 100 : whole == 30 ? 2997 : whole == 60 ? 5994 : rate;
+  return movie_start{(all_minutes * 60 + seconds) * whole + frames - dropped, counted_rate};
 }
 
 // The container's turn of the picture, which is a multiple of 90 degrees or none.
 int orientation_of(const AVStream& stream) {
-  const auto* matrix =
-      reinterpret_cast<const std::int32_t*>(av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr));
-  if (!matrix) return 1;
+#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(60, 31, 100)
+  const AVPacketSideData* side_data = av_packet_side_data_get(
+      stream.codecpar->coded_side_data, stream.codecpar->nb_coded_side_data, AV_PKT_DATA_DISPLAYMATRIX);
+  const std::uint8_t* bytes = side_data ? side_data->data : nullptr;
+#else
+  const std::uint8_t* bytes = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
+#endif
+  if (!bytes) return 1;
+  const auto* matrix = reinterpret_cast<const std::int32_t*>(bytes);
   const bool mirrored = static_cast<double>(matrix[0]) * matrix[4] < static_cast<double>(matrix[1]) * matrix[3];
   const double counter_clockwise = av_display_rotation_get(matrix);
   if (mirrored || std::isnan(counter_clockwise)) return 1;
@@ -56,6 +73,7 @@ void movie_clip::open(sources::clip_kind kind, const std::string& path, int rate
   stream_choice input;
   result.error = open_container(kind, path, AVMEDIA_TYPE_VIDEO, input, &result.words);
   if (result.error < 0) return;
+  clip->free_.reserve(max_readers);
   clip->kind_ = kind;
   clip->path_ = path;
   const AVCodecParameters* picture = input.file->streams[input.stream]->codecpar;
@@ -73,7 +91,7 @@ void movie_clip::open(sources::clip_kind kind, const std::string& path, int rate
   result.orientation = orientation_of(*stream);
   const AVRational aspect = av_guess_sample_aspect_ratio(input.file.get(), stream, nullptr);
   if (aspect.num > 0 && aspect.den > 0) result.pixel_aspect = av_q2d(aspect);
-  clip->start_ = img::parse_timecode(timecode_text(input));
+  clip->start_ = start_of(timecode_text(input), clip->rate());
   input.file.reset();
 
   auto first = reader::open(kind, path, clip->timing_, 0);
@@ -128,7 +146,12 @@ std::unique_ptr<reader> movie_clip::take_reader(int frame, int lowres) {
     if (open_readers_ < max_readers) {
       ++open_readers_;
       guard.unlock();
-      return reader::open(kind_, path_, timing_, lowres);
+      try {
+        return reader::open(kind_, path_, timing_, lowres);
+      } catch (...) {
+        give_back(nullptr);
+        throw;
+      }
     }
     if (!free_.empty()) {
       // The position that rested longest is given up.
@@ -141,11 +164,11 @@ std::unique_ptr<reader> movie_clip::take_reader(int frame, int lowres) {
   }
 }
 
-void movie_clip::give_back(std::unique_ptr<reader> used) {
+void movie_clip::give_back(std::unique_ptr<reader> used) noexcept {
   {
     const std::lock_guard guard(lock_);
     if (used) {
-      free_.push_back(std::move(used));
+      free_.push_back(std::move(used));  // has room for all
     } else {
       --open_readers_;
     }
@@ -153,21 +176,26 @@ void movie_clip::give_back(std::unique_ptr<reader> used) {
   returned_.notify_one();
 }
 
+bool movie_clip::read_picture(reader& position, int frame, img::image& image) {
+  const AVFrame* picture = position.read(frame);
+  const int shift = position.lowres();
+  const auto reduced = [shift](int size) { return (size + (1 << shift) - 1) >> shift; };
+  if (!picture || picture->width != reduced(width_) || picture->height != reduced(height_)) return false;
+  position.decode_ahead();
+  return position.converter().convert(*picture, image);
+}
+
 bool movie_clip::read(int frame, int resolution, img::image& image) {
   if (frame < 0 || frame >= timing_.frames) return false;
   std::unique_ptr<reader> position = take_reader(frame, reduces_ ? resolution : 0);
-  const AVFrame* picture = position ? position->read(frame) : nullptr;
-  const int shift = position ? position->lowres() : 0;
-  const auto reduced = [shift](int size) { return (size + (1 << shift) - 1) >> shift; };
-  bool good = picture && picture->width == reduced(width_) && picture->height == reduced(height_);
-  if (good) {
-    position->decode_ahead();
-    try {
-      good = position->converter().convert(*picture, image);
-    } catch (...) {
-      give_back(std::move(position));
-      throw;
-    }
+  bool good = false;
+  try {
+    good = position && read_picture(*position, frame, image);
+  } catch (...) {
+    // Where it stands now is not known.
+    position.reset();
+    give_back(nullptr);
+    throw;
   }
   give_back(std::move(position));
   if (!good) return false;
@@ -176,7 +204,7 @@ bool movie_clip::read(int frame, int resolution, img::image& image) {
   image.frame_rate_nm = static_cast<int>(av_q2d(timing_.rate) * 100.0 + 0.5);
   image.frame_rate_dn = 100;
   if (cine_) cine_->describe(frame, image);
-  if (start_.is_valid()) image.timecode = img::timecode_of_frame(frame_of_timecode(start_, rate()) + frame, rate());
+  if (start_) image.timecode = img::timecode_of_frame(start_->frame + frame, start_->rate);
   return true;
 }
 

@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,12 @@
 #include "sources/media/reader.h"
 
 namespace media {
+
+// Where the time codes of a movie begin.
+struct movie_start {
+  int frame = 0;  // that the time code of frame 0 stands for, as img::timecode_of_frame() counts at `rate`
+  int rate = 0;   // hundredths of frames a second; a code that drops no numbers counts whole frames
+};
 
 // Reads of any number of threads share at most `max_readers` decoding positions. A read takes the free position that
 // comes to its frame soonest, so that each thread that reads in order keeps its own and never seeks.
@@ -41,7 +48,7 @@ class movie_clip : public sources::clip {
   int height_ = 0;
   bool alpha_ = false;
   bool reduces_ = false;
-  img::timecode start_;                     // of frame 0, null without a time code
+  std::optional<movie_start> start_;        // without a value: no time codes
   std::optional<sources::cine_file> cine_;  // of a Cine only
 
   std::mutex lock_;  // guards what follows; never held while decoding
@@ -50,7 +57,9 @@ class movie_clip : public sources::clip {
   int open_readers_ = 0;
 
   std::unique_ptr<reader> take_reader(int frame, int lowres);
-  void give_back(std::unique_ptr<reader> used);
+  // Null stands for a position that could not be opened or is given up.
+  void give_back(std::unique_ptr<reader> used) noexcept;
+  bool read_picture(reader& position, int frame, img::image& image);
 };
 
 }  // namespace media

@@ -14,21 +14,38 @@ struct sound_decoder {
   stream_choice input;
   codec_ptr decoder;
   resampler_ptr resampler;
+  frame_ptr form{av_frame_alloc()};  // what the resampler takes: layout, format and rate, no samples
   int channels = 0;
   int rate = 0;
 
-  bool prepare(AVFrame& frame) {
+  bool prepare(const AVFrame& frame) {
+    resampler.reset();
+    if (!form || av_channel_layout_copy(&form->ch_layout, &frame.ch_layout) < 0) return false;
+    form->format = frame.format;
+    form->sample_rate = frame.sample_rate;
     AVChannelLayout out;
     av_channel_layout_default(&out, channels);
     SwrContext* context = nullptr;
-    const int error = swr_alloc_set_opts2(&context, &out, AV_SAMPLE_FMT_S16, rate, &frame.ch_layout,
-                                          static_cast<AVSampleFormat>(frame.format), frame.sample_rate, 0, nullptr);
+    const int error = swr_alloc_set_opts2(&context, &out, AV_SAMPLE_FMT_S16, rate, &form->ch_layout,
+                                          static_cast<AVSampleFormat>(form->format), form->sample_rate, 0, nullptr);
     resampler.reset(context);
-    return error >= 0 && swr_init(resampler.get()) >= 0;
+    if (error >= 0 && swr_init(context) >= 0) return true;
+    resampler.reset();
+    return false;
   }
 
-  // Appends the frame's samples; a null frame takes what the resampler still holds.
+  bool is_prepared_for(const AVFrame& frame) const {
+    return frame.format == form->format && frame.sample_rate == form->sample_rate &&
+           av_channel_layout_compare(&frame.ch_layout, &form->ch_layout) == 0;
+  }
+
+  // Appends the frame's samples; a null frame takes what the resampler still holds. Joined recordings change their
+  // form in the middle.
   bool append(AVFrame* frame, std::vector<std::uint8_t>& data) {
+    if (resampler && frame && !is_prepared_for(*frame)) {
+      append(nullptr, data);
+      resampler.reset();
+    }
     if (!resampler && !(frame && prepare(*frame))) return false;
     const int in = frame ? frame->nb_samples : 0;
     const int room = swr_get_out_samples(resampler.get(), in);

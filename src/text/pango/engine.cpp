@@ -164,6 +164,23 @@ class pango_engine : public text::engine {
     pango_font_description_set_style(wanted.get(), font.italic ? PANGO_STYLE_ITALIC : PANGO_STYLE_NORMAL);
     pango_layout_set_font_description(layout_.get(), wanted.get());
     pango_layout_set_text(layout_.get(), line.data(), static_cast<int>(line.size()));
+    pango_layout_set_attributes(layout_.get(), figures_in_columns(line).get());
+  }
+
+  // Some fonts draw the figures of a pair such as 11 together, and a counter would tremble.
+  static std::unique_ptr<PangoAttrList, decltype(&pango_attr_list_unref)> figures_in_columns(std::string_view line) {
+    std::unique_ptr<PangoAttrList, decltype(&pango_attr_list_unref)> list(nullptr, pango_attr_list_unref);
+    constexpr std::string_view figures = "0123456789";
+    for (std::size_t first = 0, end = 0; (first = line.find_first_of(figures, end)) != line.npos;) {
+      end = std::min(line.find_first_not_of(figures, first), line.size());
+      if (end - first < 2) continue;
+      PangoAttribute* attribute = pango_attr_font_features_new("kern=0");
+      attribute->start_index = static_cast<guint>(first);
+      attribute->end_index = static_cast<guint>(end);
+      if (!list) list.reset(pango_attr_list_new());
+      pango_attr_list_insert(list.get(), attribute);
+    }
+    return list;
   }
 };
 

@@ -58,9 +58,7 @@ class messages : public ui_object, public mouse_handler {
 
   mouse_handler* hit_test(math::point point, const place& at) override {
     const int count = static_cast<int>(latest().size());
-    const rectangle box = area(at, count);
-    const bool inside = point.x >= box.left && point.x < box.right && point.y >= box.top && point.y < box.bottom;
-    return count > 0 && inside ? this : nullptr;
+    return count > 0 && holds(area(at, count), point) ? this : nullptr;
   }
   press_result mouse_down(mouse_button, math::point, bool) override { return press_result::click; }
   void mouse_up(mouse_button button, math::point, bool) override {

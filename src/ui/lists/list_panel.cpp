@@ -28,10 +28,6 @@ constexpr int key_down = 40;
 
 constexpr std::size_t most_search = 60;
 
-bool holds(const rectangle& box, math::point point) {
-  return point.x >= box.left && point.x < box.right && point.y >= box.top && point.y < box.bottom;
-}
-
 }  // namespace
 
 list_panel::list_panel(workbench& bench) : bench_(bench), search_({}, most_search, false) {}

@@ -22,10 +22,6 @@ constexpr int cross = 20;
 constexpr std::size_t most_rows = 4;
 constexpr std::chrono::milliseconds over_stays(6000);  // a save that went well
 
-bool holds(const rectangle& box, math::point point) {
-  return point.x >= box.left && point.x < box.right && point.y >= box.top && point.y < box.bottom;
-}
-
 class save_list : public ui_object, public mouse_handler {
  public:
   explicit save_list(workbench& bench) : bench_(bench) {}

@@ -6,6 +6,7 @@
 
 #include "ui/panel/grade.h"
 #include "ui/panel/picker.h"
+#include "ui/picture_color.h"
 #include "ui/widgets/button.h"
 #include "ui/widgets/chooser.h"
 #include "ui/widgets/color_field.h"
@@ -204,6 +205,10 @@ ui_text_field::parts text_parts(const binding& bound, const cell& c) {
 
 namespace {
 
+bool is_color_key(std::string_view field) {
+  return field == "primary_color_key" || field == "secondary_color_key";
+}
+
 std::shared_ptr<ui_object> make_color(const binding& bound, const cell& c, const widget_box& box) {
   const field_view field = bound.field(c.field);
   ui_color_field::parts parts;
@@ -224,11 +229,11 @@ std::shared_ptr<ui_object> make_color(const binding& bound, const cell& c, const
     });
   };
   parts.enabled = [field] { return is_on(field); };
-  parts.pick = [&bound, set = parts.set] {
-    pick_from_picture(bound.bench, [&bound, set](math::point at) {
+  parts.pick = [&bound, is_key = is_color_key(c.field), set = parts.set] {
+    pick_from_picture(bound.bench, [&bound, is_key, set](math::point at) {
       const ksn::document& document = bound.bench.composition.doc;
       const int layer = document.selection.empty() ? -1 : *document.selection.begin();
-      set(key_color_at(bound.bench, layer, at));
+      set(is_key ? key_color_at(bound.bench, layer, at) : color_at(bound.bench, at));
     });
   };
   return std::make_shared<ui_color_field>(bound.bench.host, box, std::move(parts));

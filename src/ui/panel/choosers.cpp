@@ -61,7 +61,11 @@ class picture_chooser : public ui_basic_chooser {
   }
 
  protected:
-  int item_count() const override { return static_cast<int>(all().size()); }
+  std::vector<std::string> texts() const override {
+    std::vector<std::string> texts;
+    for (entry& one : all()) texts.push_back(std::move(one.shown));
+    return texts;
+  }
   int current_index() const override {
     const std::optional<field_value> now = field_.value();
     if (!now) return -1;
@@ -78,9 +82,8 @@ class picture_chooser : public ui_basic_chooser {
       field_.set_value(value);
     });
   }
-  std::string item_text(int index) const override { return all()[static_cast<std::size_t>(index)].shown; }
   bool is_enabled() const override { return field_.has_record(); }
-  int first_nested() const override { return item_count() - static_cast<int>(channels_.size()); }
+  int nested() const override { return static_cast<int>(channels_.size()); }
   std::string nested_text() const override { return bound_.bench.text("img_layer_chooser.channels"); }
   std::string shown_text() const override {
     const std::string text = ui_basic_chooser::shown_text();
@@ -189,6 +192,7 @@ std::shared_ptr<ui_object> make_version_chooser(const binding& bound, const widg
     return track && !track->source.version.empty();
   };
   parts.count = [versions] { return static_cast<int>(versions().size()); };
+  parts.actions = 1;
   return std::make_shared<ui_chooser>(bound.bench.host, box, std::move(parts));
 }
 

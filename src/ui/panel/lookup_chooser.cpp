@@ -1,8 +1,12 @@
-// The chooser of a lookup table: those of the composition, those of the LUTs folders, or a file. While its list is
-// open, the picture shows what the pointer is on.
+// The chooser of a lookup table: those of the composition, those of the LUTs folders, or a file; and what else can be
+// done with tables. While its list is open, the picture shows what the pointer is on.
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
+#include <map>
+#include <optional>
 #include <set>
+#include <utility>
 
 #include "composition/opening/natural_order.h"
 #include "img/lookup/peek.h"
@@ -24,6 +28,9 @@ std::string shown_name(const table_entry& entry) {
   return entry.name + (entry.kind == img::lookup_kind::cube ? ", 3D" : ", 1D");
 }
 
+// At the end of the list, by the names of their actions, whose texts they bear.
+constexpr const char* list_actions[] = {"import_lookup_table", "export_lookup_table", "delete_unused_lookup_tables"};
+
 class lookup_chooser : public ui_basic_chooser {
  public:
   lookup_chooser(const binding& bound, widget_box box)
@@ -33,20 +40,22 @@ class lookup_chooser : public ui_basic_chooser {
     list_tables();
     ui_basic_chooser::mouse_up(button, point, double_click);
   }
-  // The last entry asks for a file; the wheel ends in front of it.
-  void wheel(int axis, int steps, math::point) override {
-    if (axis != 0 || !is_enabled()) return;
-    list_tables();
-    const int wanted = std::clamp(current_index() - steps, 0, static_cast<int>(tables_.size()));
-    if (wanted != current_index()) select(wanted);
+  void wheel(int axis, int steps, math::point point) override {
+    if (axis == 0 && is_enabled()) list_tables();
+    ui_basic_chooser::wheel(axis, steps, point);
   }
   std::string get_tool_tip(math::point) override {
     return bound_.bench.text("pp_lookup_chooser.hint") + "\n" + bound_.bench.text("pp_lookup_chooser.hint2");
   }
 
  protected:
-  // None, the tables, and to choose a file.
-  int item_count() const override { return static_cast<int>(tables_.size()) + 2; }
+  // None, the tables, and the actions.
+  std::vector<std::string> texts() const override {
+    std::vector<std::string> texts{bound_.bench.text("pp_lookup_chooser.none")};
+    for (const table_entry& table : tables_) texts.push_back(shown_name(table));
+    for (const char* action : list_actions) texts.push_back(bound_.bench.text(action));
+    return texts;
+  }
   int current_index() const override {
     const std::optional<std::string> now = current();
     if (!now) return -1;
@@ -56,11 +65,7 @@ class lookup_chooser : public ui_basic_chooser {
     }
     return -1;
   }
-  std::string item_text(int index) const override {
-    if (index == 0) return bound_.bench.text("pp_lookup_chooser.none");
-    if (is_file(index)) return bound_.bench.text("import_lookup_table");
-    return shown_name(tables_[static_cast<std::size_t>(index - 1)]);
-  }
+  int actions() const override { return static_cast<int>(std::size(list_actions)); }
   bool is_enabled() const override { return field_.has_record(); }
   std::string shown_text() const override {
     const std::optional<std::string> now = current();
@@ -75,39 +80,69 @@ class lookup_chooser : public ui_basic_chooser {
   void point_at(int index) override {
     if (!bound_.changes.in_gesture()) bound_.changes.begin();
     bound_.changes.take_back();
-    if (!is_file(index)) store(index);
+    if (!action_at(index)) store(index);
   }
-  void leave_list() override { bound_.changes.end(field_name, false); }
+  void leave_list() override {
+    bound_.changes.end(field_name, false);
+    take_tables_back({});
+  }
   void select(int index) override {
-    if (is_file(index)) {
-      bound_.changes.end(field_name, false);
-      bound_.bench.run("import_lookup_table");
+    if (const char* action = action_at(index)) {
+      leave_list();
+      bound_.bench.run(action);
       return;
     }
     bound_.changes.take_back();
     store(index);
     bound_.changes.end(field_name, true);
+    take_tables_back(name_of(index));
   }
 
  private:
   const binding& bound_;
   command::field_view field_;
   std::vector<table_entry> tables_;  // as of the last time that the list opened
+  // Tables that the composition reads as they are shown, by name, as it had them before.
+  std::map<std::string, std::optional<img::lookup_table>> before_;
 
-  bool is_file(int index) const { return index == item_count() - 1; }
+  // Null for none and the tables.
+  const char* action_at(int index) const {
+    const std::size_t first = tables_.size() + 1;
+    return static_cast<std::size_t>(index) < first ? nullptr : list_actions[static_cast<std::size_t>(index) - first];
+  }
 
   std::optional<std::string> current() const {
     const std::optional<command::field_value> value = field_.value();
     return value ? std::optional(value->text) : std::nullopt;
   }
 
+  std::string name_of(int index) const {
+    return index == 0 ? "none" : tables_[static_cast<std::size_t>(index - 1)].name;
+  }
+
   void store(int index) {
-    const std::string name = index == 0 ? "none" : tables_[static_cast<std::size_t>(index - 1)].name;
+    const std::string name = name_of(index);
+    const auto& map = bound_.bench.composition.doc.lookup_table_map;
+    const auto own = map.find(name);
+    before_.try_emplace(name, own == map.end() ? std::nullopt : std::optional(own->second));
     bound_.changes.make(field_name, [&] {
       command::field_value value;
       value.text = name;
       field_.set_value(value);
     });
+  }
+
+  // The composition keeps the table that was chosen; of the others it has what it had.
+  void take_tables_back(const std::string& chosen) {
+    auto& map = bound_.bench.composition.doc.lookup_table_map;
+    for (auto& [name, table] : std::exchange(before_, {})) {
+      if (name == chosen) continue;
+      if (table) {
+        map[name] = std::move(*table);
+      } else {
+        map.erase(name);
+      }
+    }
   }
 
   // The composition's own come first in the order of names, and hide files of the same name.

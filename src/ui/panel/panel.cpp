@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "lib/format.h"
+#include "ui/panel/lookup_actions.h"
 #include "ui/screen.h"
 #include "ui/toolkit/palette.h"
 
@@ -26,10 +27,6 @@ constexpr int hide_entry = 100;
 
 constexpr int brush_tab = 3;
 constexpr int text_tab = 4;
-
-bool holds(const rectangle& box, math::point point) {
-  return point.x >= box.left && point.x < box.right && point.y >= box.top && point.y < box.bottom;
-}
 
 // The room that the panel may lie in: above the timeline and the information bar where it has enough there, else all of
 // the window.
@@ -97,18 +94,7 @@ property_panel::property_panel(workbench& bench) : bench_(bench), changes_(bench
                     .help = "open the property panel where it fits the selected layer, or close it",
                     .execute = [this] { open_for_selection(); },
                     .checked = [this] { return is_shown(); }});
-  bench.engine.add({.group = command::action_group::layer_state,
-                    .name = "import_lookup_table",
-                    .value_form = "PATH",
-                    .value_help = "read a lookup table from a file and give it to the selected layers",
-                    .execute_value =
-                        [this](const std::string& path) {
-                          import_table(path);
-                          return true;
-                        },
-                    .enabled = [&bench] { return bench.composition.doc.has_selection(); },
-                    .ask = command::file_question{.title = "import_lookup_table_title",
-                                                  .filter = "lookup_table_filter any_file_filter"}});
+  panel::add_lookup_actions(bench, changes_);
 }
 
 // Most runs show no page, few show all.
@@ -120,14 +106,6 @@ panel::page& property_panel::open_page() {
         [this](int steps) { scroll_to(scroll_[static_cast<std::size_t>(tab())] - steps * wheel_distance); });
   }
   return *pages_[index];
-}
-
-void property_panel::import_table(const std::string& path) {
-  ksn::state& composition = bench_.composition;
-  const command::layer_field& field = *bench_.engine.find_layer_field("lookup_table");
-  changes_.make(field.name.c_str(), [&] {
-    for (const int index : composition.doc.selection) field.set(composition, composition.doc.track_at(index), path);
-  });
 }
 
 int property_panel::tab() const {

@@ -56,7 +56,6 @@ class property_panel : public ui_object, public mouse_handler {
   void scroll_to(int first);
   void make_visible(int top, int bottom);
   void open_for_selection();
-  void import_table(const std::string& path);
   void choose_tab(math::point at);
   std::string layer_line() const;
   void draw_bar(painter& on, const frame& now);

@@ -4,6 +4,7 @@
 
 #include "render/probe.h"
 #include "save/preview_view.h"
+#include "ui/picture_color.h"
 
 namespace ui::panel {
 namespace {
@@ -67,10 +68,7 @@ std::optional<img::image> source_pixel(workbench& bench, int layer, math::point 
 
 lib::color key_color_at(workbench& bench, int layer, math::point at) {
   std::optional<img::image> pixel = source_pixel(bench, layer, at);
-  if (!pixel) {
-    const auto& rgba = bench.composite.rgba;
-    return {255, rgba[0], rgba[1], rgba[2]};
-  }
+  if (!pixel) return color_at(bench, at);
   const img::correction& own = bench.composition.doc.track_at(layer).look.tf;
   img::correction plain;
   plain.color_space = own.color_space;

@@ -18,7 +18,7 @@ void pick_from_picture(workbench& bench, std::function<void(math::point at)> pic
 std::optional<img::image> source_pixel(workbench& bench, int layer, math::point at);
 
 // The colour that a layer's colour keys would see at a point: that of the source as it is shown without a correction.
-// Without the layer there, the composite's under the pointer.
+// Where the layer is not, the picture's.
 lib::color key_color_at(workbench& bench, int layer, math::point at);
 
 }  // namespace ui::panel

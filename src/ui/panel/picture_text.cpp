@@ -160,10 +160,6 @@ class picture_text : public ui_object, public mouse_handler, public ui_focus_han
   int layer_ = 0;  // id of the edited one
   rectangle caret_;
 
-  static bool holds(const rectangle& box, math::point point) {
-    return point.x >= box.left && point.x < box.right && point.y >= box.top && point.y < box.bottom;
-  }
-
   ksn::track_info* edited() {
     const int index = bench_.composition.doc.index_of_id(layer_);
     return index < 0 ? nullptr : &bench_.composition.doc.track_at(index);

@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "render/brush/stroke.h"
-#include "ui/preview/pixel_tip.h"
+#include "ui/picture_color.h"
 #include "ui/preview/view_drags.h"
 #include "ui/toolkit/painter.h"
 #include "ui/toolkit/tip.h"

@@ -9,10 +9,6 @@ namespace {
 
 constexpr int least_width = 3;  // of what the pointer can find
 
-bool holds(const rectangle& box, math::point point) {
-  return point.x >= box.left && point.x < box.right && point.y >= box.top && point.y < box.bottom;
-}
-
 rectangle widened(rectangle box) {
   const auto widen = [](int& first, int& end) {
     const int missing = least_width - (end - first);

@@ -1,5 +1,6 @@
 #include "ui/preview/layer_drags.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -8,12 +9,15 @@
 
 #include "composition/editing/layer_placement.h"
 #include "composition/editing/undo.h"
+#include "img/image.h"
 #include "ui/preview/selection.h"
 #include "ui/preview/view_drags.h"
 #include "ui/toolkit/tip.h"
 
 namespace ui {
 namespace {
+
+constexpr int largest_scale = 1'000'000;  // percent
 
 // The common part of all drags: the step of undo, the way back, and where the press was.
 class layer_drag : public drag_handler {
@@ -223,16 +227,19 @@ class box_handle_drag : public layer_drag {
     }
     track.placement = was;
     math::pointd now;
-    const auto rounded = [](double value) { return static_cast<int>(std::clamp(std::rint(value), 1.0, 1e6)); };
+    const auto rounded = [](double value, int most) {
+      return static_cast<int>(std::clamp(std::rint(value), 1.0, static_cast<double>(most)));
+    };
     if (resizes_) {
-      const math::point size{rounded(from.size.x * grown.x), rounded(from.size.y * grown.y)};
+      const math::point size{rounded(from.size.x * grown.x, img::max_dimension),
+                             rounded(from.size.y * grown.y, img::max_dimension)};
       track.source.width = from.size.x;
       track.source.height = from.size.y;
       ksn::resize_made_picture(bench_.composition, track, size);
       now = {size.x * unit.x, size.y * unit.y};
     } else {
-      track.placement.set_scale_x(rounded(was.scale_x * grown.x));
-      track.placement.set_scale_y(rounded(was.scale_y * grown.y));
+      track.placement.set_scale_x(rounded(was.scale_x * grown.x, largest_scale));
+      track.placement.set_scale_y(rounded(was.scale_y * grown.y, largest_scale));
       now = {from.size.x * track.placement.scale_x * was.aspect / 100.0, from.size.y * track.placement.scale_y / 100.0};
     }
     ksn::move_position(track,

@@ -74,21 +74,6 @@ std::array<double, 3> hue_saturation_value(const std::array<std::uint8_t, 4>& rg
   return {hue, most > 0 ? range / most : 0, most};
 }
 
-lib::color color_at(workbench& bench, math::point point) {
-  const render::frame_view shown = preview_view(bench);
-  render::frame_view view = shown;
-  view.width = view.height = 1;
-  view.offset = {shown.offset.x + shown.width / 2 - point.x, shown.offset.y + shown.height / 2 - point.y};
-  view.view_origin = point;
-  view.for_display = view.crop_preview = false;
-  view.marks = {};
-  view.channels = ksn::view_type::rgb;
-  view.correction = {};
-  img::image pixel;
-  render::render_frame(bench.pipeline, bench.composition, pixel, view, bench.clock.shown_time());
-  return {255, pixel.row(2, 0)[0], pixel.row(1, 0)[0], pixel.row(0, 0)[0]};
-}
-
 std::string pixel_text(workbench& bench, math::point point) {
   const ksn::state& composition = bench.composition;
   if (composition.doc.playing || composition.doc.track_count() == 0) return {};

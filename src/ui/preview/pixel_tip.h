@@ -14,10 +14,6 @@ namespace ui {
 // Hue in degrees, saturation and value as fractions, of 8-bit red, green, blue.
 std::array<double, 3> hue_saturation_value(const std::array<std::uint8_t, 4>& rgba);
 
-// The colour of the composite under a point of the window, opaque: the same that the picture shows, without the view's
-// channels, correction and marks. Renders that one pixel.
-lib::color color_at(workbench& bench, math::point point);
-
 // The text of the tip under a point of the window: place and composite; the source's own values of the topmost picture
 // there, as far as they are in memory; hue, saturation, value. Empty while the clock runs, so that it takes nothing
 // from the play, and until a picture was drawn with the pointer there, for which it asks.

@@ -7,6 +7,7 @@
 
 #include "composition/editing/canvas.h"
 #include "render/places.h"
+#include "ui/picture_color.h"
 #include "ui/preview/brush_drags.h"
 #include "ui/preview/gestures.h"
 #include "ui/preview/info_bar.h"
@@ -18,10 +19,6 @@
 
 namespace ui {
 namespace {
-
-bool holds(const rectangle& box, math::point point) {
-  return point.x >= box.left && point.x < box.right && point.y >= box.top && point.y < box.bottom;
-}
 
 class preview : public ui_object, public mouse_handler {
  public:

@@ -111,7 +111,7 @@ class volume_drag : public drag_handler {
   void begin(math::point point) override { from_ = point.x; }
   void move(math::point point) override {
     const int by = (point.x - from_) / bench_.layout().scale;
-    bench_.composition.settings.volume = by == 0 ? before_ : std::clamp(before_ + by, 0, 100);
+    bench_.composition.settings.volume = by == 0 ? before_ : std::clamp(before_ + by, 0, std::max(before_, 100));
   }
   void end(math::point) override {}
   void cancel() override { bench_.composition.settings.volume = before_; }

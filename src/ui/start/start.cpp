@@ -108,9 +108,7 @@ class start : public ui_object, public mouse_handler {
     return {first.x, first.y, last.x, last.y};
   }
   bool on_news(math::point point) const {
-    const rectangle box = news_box();
-    return !news_.empty() && point.x >= box.left && point.x < box.right && point.y >= box.top && point.y < box.bottom &&
-           bench_.engine.action_enabled("open_news");
+    return !news_.empty() && holds(news_box(), point) && bench_.engine.action_enabled("open_news");
   }
   int room() const { return bench_.layout().split / bench_.layout().scale; }
   static int plain_height() { return title_height + 3 * line_height + 18; }
@@ -134,8 +132,7 @@ class start : public ui_object, public mouse_handler {
   }
   int recent_at(math::point point) const {
     for (int i = 0; i < shown_recent(); ++i) {
-      const rectangle row = box(first_recent_ + i * recent_height, recent_height);
-      if (point.x >= row.left && point.x < row.right && point.y >= row.top && point.y < row.bottom) return i;
+      if (holds(box(first_recent_ + i * recent_height, recent_height), point)) return i;
     }
     return -1;
   }

@@ -14,7 +14,12 @@ namespace {
 constexpr int bar_top = 3;  // at scale 1, from the row's
 constexpr int bar_bottom = ksn::layer_row_height - 2;
 constexpr int mark_height = 2;
-constexpr int number_width = row_column + 3;  // the eye leaves some of its column free
+// In the columns of the signs. The eye leaves room for three digits, whose first one has some at its left.
+constexpr int number_left = -1;
+constexpr int number_right = row_column - 2;
+constexpr int long_number_right = row_column + 2;
+constexpr int eye_middle = row_column + 9;
+constexpr int speaker_middle = 2 * row_column + 8;
 
 const char* blend_letter(ksn::blend_type type) {
   constexpr const char* letters[] = {"N", "A", "M", "S", "D"};
@@ -76,7 +81,9 @@ void draw_letters(painter& on, const ruler_scale& ruler, const drawn_row& row) {
 void draw_passes(painter& on, const ruler_scale& ruler, const ksn::track_info& track, const rectangle& box) {
   const int length = track.length();
   if (track.source.is_single_frame() || length * ruler.pixels_per_frame() < on.px(4)) return;
-  const long long first = static_cast<long long>(track.in()) / length + 1;
+  // A layer may have begun to repeat long before the timeline.
+  const double before_box = ruler.frame_at(box.left) - track.timing.begin;
+  const long long first = static_cast<long long>(std::max<double>(track.in(), before_box)) / length + 1;
   for (long long frame = first * length; frame < track.out(); frame += length) {
     const int x = ruler.x_of(static_cast<double>(track.timing.begin) + static_cast<double>(frame));
     if (x >= box.right) break;
@@ -137,13 +144,12 @@ void draw_name(painter& on, const drawn_row& row, const rectangle& box) {
 
 void draw_signs(painter& on, const ruler_scale& ruler, const drawn_row& row, const rectangle& box) {
   const int bottom = row.top + on.px(ksn::layer_row_height);
-  // Three digits need the column's last pixels.
-  const int margin = row.index < 99 ? on.px(5) : 0;
   on.line(std::to_string(row.index + 1), "timeline.digits", row.selected ? palette::value : palette::quiet,
-          {0, row.top, on.px(number_width) - margin, bottom}, painter::align::right);
+          {on.px(number_left), row.top, on.px(row.index < 99 ? number_right : long_number_right), bottom},
+          painter::align::right);
   const int middle = (row.top + bottom) / 2;
-  if (row.track.look.visible) on.art("visible", {on.px(row_column + row_column / 2 + 1), middle});
-  if (row.track.sound.audible) on.art("audible", {on.px(2 * row_column + row_column / 2), middle});
+  if (row.track.look.visible) on.art("visible", {on.px(eye_middle), middle});
+  if (row.track.sound.audible) on.art("audible", {on.px(speaker_middle), middle});
   draw_letters(on, ruler, row);
   draw_name(on, row, box);
 }

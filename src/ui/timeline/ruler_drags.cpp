@@ -10,12 +10,6 @@
 namespace ui {
 namespace {
 
-std::set<int> all_ids(const ksn::document& doc) {
-  std::set<int> ids;
-  for (const ksn::track_info& track : doc.tracks) ids.insert(track.id);
-  return ids;
-}
-
 // tm_drag_handler_t moves the cursor from where it was; _a brings it to the pointer and goes on from there.
 class cursor_drag : public time_drag {
  public:
@@ -33,7 +27,7 @@ class cursor_drag : public time_drag {
     }
     if (const int by = frames_moved(point); by != 0 || to_pointer_ || moved_) {
       moved_ = true;
-      go_to(snap(clamped(start_ + static_cast<double>(by)), {}, false));
+      go_to(snap(clamped(start_ + static_cast<double>(by))));
     }
   }
   void end(math::point) override {
@@ -44,6 +38,9 @@ class cursor_drag : public time_drag {
     doc().playing = was_playing_;
   }
   cursor_shape get_cursor(math::point) override { return cursor_shape::arrow; }
+
+ protected:
+  std::vector<int> snap_frames_at_press() const override { return snap_frames(doc(), {}, false); }
 
  private:
   const bool was_playing_;
@@ -71,14 +68,15 @@ class work_area_drag : public time_drag {
       return set(begin_, end_);
     }
     const int by = frames_moved(point);
+    // set() cuts what a shorter timeline has no room for.
     const int length = doc().tm_n;
     if (part_ == ruler_region::work_area_begin) {
       set(std::clamp(snap(begin_ + by), 0, end_ - 1), end_);
     } else if (part_ == ruler_region::work_area_end) {
-      set(begin_, std::clamp(snap(end_ + by), begin_ + 1, length));
+      set(begin_, std::clamp(snap(end_ + by), begin_ + 1, std::max(length, begin_ + 1)));
     } else {
       const int span = end_ - begin_;
-      const int begin = std::clamp(snap(begin_ + by), 0, length - span);
+      const int begin = std::clamp(snap(begin_ + by), 0, std::max(length - span, 0));
       set(begin, begin + span);
     }
   }

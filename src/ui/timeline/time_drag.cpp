@@ -3,7 +3,6 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "ui/timeline/snapping.h"
 #include "ui/toolkit/painter.h"
 #include "ui/toolkit/palette.h"
 #include "ui/toolkit/tip.h"
@@ -19,12 +18,23 @@ int shown_frame(const ksn::state& composition) {
   return static_cast<int>(std::rint(composition.doc.tm_t));
 }
 
+std::set<int> all_ids(const ksn::document& doc) {
+  std::set<int> ids;
+  for (const ksn::track_info& track : doc.tracks) ids.insert(track.id);
+  return ids;
+}
+
 std::string signed_frames(int frames) {
   return (frames > 0 ? "+" : "") + std::to_string(frames);
 }
 
 time_drag::time_drag(workbench& bench, const std::set<int>& ids)
     : bench_(bench), ruler_(scale_of(bench)), before_(bench.composition, ids) {}
+
+void time_drag::begin(math::point point) {
+  from_ = point;
+  frames_ = snap_frames_at_press();
+}
 
 void time_drag::draw(math::point point, painter& on) {
   if (snapped_) {
@@ -48,10 +58,9 @@ bool time_drag::outside_band(math::point point) const {
   return std::abs(point.y - from_.y) > drag_band * ruler_.scale;
 }
 
-int time_drag::snap(int frame, const std::set<int>& moved, bool with_cursor) {
+int time_drag::snap(int frame) {
   snapped_.reset();
   if (!(bench_.input.modifiers() & platform::key_ctrl)) return frame;
-  if (frames_.empty()) frames_ = snap_frames(doc(), moved, with_cursor);
   snapped_ = snapped(frames_, doc().fpcs, frame, snap_reach * ruler_.scale * ruler_.frames_per_pixel());
   return snapped_.value_or(frame);
 }

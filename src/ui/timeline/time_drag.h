@@ -9,6 +9,7 @@
 #include "composition/editing/undo.h"
 #include "ui/area.h"
 #include "ui/timeline/ruler_scale.h"
+#include "ui/timeline/snapping.h"
 
 namespace ui {
 
@@ -19,6 +20,8 @@ constexpr int snap_reach = 8;  // pixels at scale 1
 ruler_scale scale_of(const workbench& bench);
 // The frame under the time cursor.
 int shown_frame(const ksn::state& composition);
+// Of the layers.
+std::set<int> all_ids(const ksn::document& doc);
 // "+12", "-3", "0".
 std::string signed_frames(int frames);
 
@@ -29,7 +32,7 @@ class time_drag : public drag_handler {
  public:
   // `ids` are those of the layers that it may change.
   time_drag(workbench& bench, const std::set<int>& ids);
-  void begin(math::point point) override { from_ = point; }
+  void begin(math::point point) override;
   cursor_shape get_cursor(math::point) override { return cursor_shape::size_horizontal; }
   // The line of a snap, and what the gesture did, at the pointer.
   void draw(math::point point, painter& on) override;
@@ -43,8 +46,10 @@ class time_drag : public drag_handler {
   ksn::track_info* track_of(int id) const;
   int frames_moved(math::point point) const;
   bool outside_band(math::point point) const;
-  // `frame` or, with Ctrl held, the nearest one that it draws to; `moved` are the ids of the layers that move.
-  int snap(int frame, const std::set<int>& moved = {}, bool with_cursor = true);
+  // The frames that Ctrl draws to, asked for at the press.
+  virtual std::vector<int> snap_frames_at_press() const { return snap_frames(doc(), {}, true); }
+  // `frame` or, with Ctrl held, the nearest of them.
+  int snap(int frame);
   // A frame as the user counts it.
   std::string shown(int frame) const { return std::to_string(frame + doc().frame_base); }
   // Makes all that the gesture changed one step of undo.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "ui/timeline/frame_marks.h"
 #include "ui/timeline/ruler_drags.h"
@@ -95,11 +96,11 @@ class timeline_area : public ui_object, public mouse_handler {
     length.get = [&composition] { return static_cast<double>(composition.doc.tm_n); };
     length.set = [this](double value) {
       const bool dragged = before_drag_.has_value();
-      if (!dragged) before_drag_.emplace(bench_.composition, std::set<int>());
-      bench_.run("timeline=" + number(value, 0));
+      if (!dragged) begin_length();
+      set_length(value);
       if (!dragged) end_length(true);
     };
-    length.begin_drag = [this] { before_drag_.emplace(bench_.composition, std::set<int>()); };
+    length.begin_drag = [this] { begin_length(); };
     length.end_drag = [this](bool kept) { end_length(kept); };
     length_ = std::make_shared<ui_edit_field>(bench.host, box, length);
 
@@ -184,12 +185,44 @@ class timeline_area : public ui_object, public mouse_handler {
   workbench& bench_;
   std::shared_ptr<rate_field> rate_;
   std::shared_ptr<ui_edit_field> length_;
-  std::optional<ksn::undo_capture> before_drag_;  // of the length
+  // While the length is dragged.
+  struct length_drag {
+    ksn::undo_capture step;
+    int work_area_begin;
+    int work_area_end;
+    int length;
+    bool set_by_user;
+    std::optional<double> cut_time = {};  // that the time was, where the last length cut it
+  };
+  std::optional<length_drag> before_drag_;
   place place_;
   std::shared_ptr<mark_table> marks_;
 
+  void begin_length() {
+    const ksn::document& doc = bench_.composition.doc;
+    before_drag_.emplace(
+        length_drag{{bench_.composition, std::set<int>()}, doc.tm_f, doc.tm_l, doc.tm_n, doc.timeline_user_set});
+  }
+  // A length cuts work area and time: each is set from what was there at the press.
+  void set_length(double value) {
+    put_back_length();
+    const double time = bench_.composition.doc.tm_t;
+    bench_.run("timeline=" + number(value, 0));
+    if (bench_.composition.doc.tm_t != time) before_drag_->cut_time = time;
+  }
+  void put_back_length() {
+    ksn::document& doc = bench_.composition.doc;
+    doc.set_timeline_length(before_drag_->length, true);
+    doc.timeline_user_set = before_drag_->set_by_user;
+    doc.tm_f = before_drag_->work_area_begin;
+    doc.tm_l = before_drag_->work_area_end;
+    if (const auto time = std::exchange(before_drag_->cut_time, std::nullopt)) doc.tm_t = *time;
+    bench_.composition.touch();
+  }
   void end_length(bool kept) {
-    if (kept && before_drag_) before_drag_->remember(bench_.composition, ksn::undo_name{"change_timeline"});
+    if (!before_drag_) return;
+    if (!kept) put_back_length();
+    if (before_drag_->step.remember(bench_.composition, ksn::undo_name{"change_timeline"})) bench_.work_area_changed();
     before_drag_.reset();
   }
 

@@ -40,6 +40,8 @@ class timing_drag : public time_drag {
   }
 
  protected:
+  std::vector<int> snap_frames_at_press() const override { return snap_frames(doc(), ids_, true); }
+
   const std::set<int> ids_;
   const int id_;  // of the dragged layer
 
@@ -119,9 +121,9 @@ class body_drag : public timing_drag {
   int snapped_move(const ksn::track_info& track, int by) {
     const int begin = first_frame(track);
     const int end = end_frame(track);
-    const int begin_by = snap(moved_frame(begin, by), ids_) - begin;
+    const int begin_by = snap(moved_frame(begin, by)) - begin;
     const std::optional<int> at_begin = snapped_;
-    const int end_by = snap(moved_frame(end, by), ids_) - end;
+    const int end_by = snap(moved_frame(end, by)) - end;
     if (snapped_ && (!at_begin || std::abs(end_by - by) < std::abs(begin_by - by))) return end_by;
     snapped_ = at_begin;
     return begin_by;
@@ -138,7 +140,7 @@ class end_drag : public timing_drag {
     put_back();
     const int place = out_ ? end_frame(*track) : first_frame(*track);
     const int before = out_ ? track->out() : track->in();
-    const int by = snap(moved_frame(place, frames_moved(point)), ids_) - place;
+    const int by = snap(moved_frame(place, frames_moved(point))) - place;
     for_each_track([&](ksn::track_info& moved) {
       // Where nothing moves the stored fractions stay as they are.
       if (by == 0) return;
@@ -156,18 +158,12 @@ class end_drag : public timing_drag {
   int by_ = 0;
 };
 
-std::set<int> every_id(const ksn::document& doc) {
-  std::set<int> ids;
-  for (const ksn::track_info& track : doc.tracks) ids.insert(track.id);
-  return ids;
-}
-
 // ta_visible_drag_handler, and the same for the speaker: what the press makes of the first row, every row that the
 // pointer comes over gets as well.
 class switch_drag : public time_drag {
  public:
   switch_drag(workbench& bench, int index, bool sound, const row_view& view)
-      : time_drag(bench, every_id(bench.composition.doc)),
+      : time_drag(bench, all_ids(bench.composition.doc)),
         sound_(sound),
         id_(doc().track_at(index).id),
         last_(index),

@@ -17,8 +17,7 @@ rectangle button::pixels(const place& at) const {
 }
 
 bool button::holds(math::point point) const {
-  const rectangle box = pixels(last_);
-  return point.x >= box.left && point.x < box.right && point.y >= box.top && point.y < box.bottom;
+  return math::holds(pixels(last_), point);
 }
 
 mouse_handler* button::hit_test(math::point point, const place& at) {

@@ -27,8 +27,9 @@ mouse_handler* ui_basic_chooser::hit_test(math::point point, const place& at) {
 }
 
 std::string ui_basic_chooser::shown_text() const {
+  const std::vector<std::string> all = texts();
   const int index = current_index();
-  return index >= 0 && index < item_count() ? item_text(index) : no_value;
+  return index >= 0 && index < static_cast<int>(all.size()) ? all[static_cast<std::size_t>(index)] : no_value;
 }
 
 void ui_basic_chooser::draw(painter& on, const place& at) {
@@ -49,36 +50,36 @@ void ui_basic_chooser::draw(painter& on, const place& at) {
 void ui_basic_chooser::mouse_up(mouse_button button, math::point, bool) {
   if (button != mouse_button::left || !is_enabled()) return;
   std::vector<platform::menu_entry> entries;
-  std::vector<platform::menu_entry> nested;
-  for (int i = 0; i < item_count(); ++i) {
-    platform::menu_entry& entry = (i < first_nested() ? entries : nested).emplace_back();
-    entry.text = item_text(i);
+  std::vector<platform::menu_entry> below;
+  const std::vector<std::string> all = texts();
+  const int count = static_cast<int>(all.size());
+  const int now = current_index();
+  for (int i = 0; i < count; ++i) {
+    platform::menu_entry& entry = (i < count - nested() ? entries : below).emplace_back();
+    entry.text = all[static_cast<std::size_t>(i)];
     entry.checkable = true;
-    entry.checked = i == current_index();
+    entry.checked = i == now;
     entry.id = i;
     entry.reached = [this, i] { point_at(i); };
   }
-  if (!nested.empty()) {
+  if (!below.empty()) {
     entries.emplace_back();
     entries.emplace_back().text = nested_text();
-    entries.back().entries = std::move(nested);
+    entries.back().entries = std::move(below);
   }
   const rectangle box = box_.in(last_);
   const int chosen = host_.popup_menu(entries, {box.left, box.bottom});
-  chosen >= 0 && chosen < item_count() ? select(chosen) : leave_list();
+  chosen >= 0 && chosen < count ? select(chosen) : leave_list();
   host_.input.ask_redraw();
 }
 
 void ui_basic_chooser::wheel(int axis, int steps, math::point) {
-  const int count = item_count();
-  if (axis != 0 || count == 0 || !is_enabled()) return;
-  const int wanted = std::clamp(current_index() - steps, 0, count - 1);
-  if (wanted != current_index()) select(wanted);
-}
-
-std::string ui_chooser::item_text(int index) const {
-  const std::vector<std::string> texts = parts_.texts();
-  return index >= 0 && index < static_cast<int>(texts.size()) ? texts[static_cast<std::size_t>(index)] : std::string();
+  if (axis != 0 || !is_enabled()) return;
+  const int last = static_cast<int>(texts().size()) - actions() - 1;
+  if (last < 0) return;
+  const int now = current_index();
+  const int wanted = std::clamp(now - steps, 0, last);
+  if (wanted != now) select(wanted);
 }
 
 std::string ui_chooser::shown_text() const {

@@ -26,14 +26,16 @@ class ui_basic_chooser : public ui_object, public mouse_handler {
   std::string get_tool_tip(math::point) override { return host_.text("panel.chooser_hint"); }
 
  protected:
-  virtual int item_count() const = 0;
+  // The entries, made anew at each call.
+  virtual std::vector<std::string> texts() const = 0;
   virtual int current_index() const = 0;  // -1 for none
   virtual void select(int index) = 0;
-  virtual std::string item_text(int index) const = 0;
   virtual bool is_enabled() const = 0;
-  // Entries from this one on stand in a list of their own, which opens from the last entry of the first.
-  virtual int first_nested() const { return item_count(); }
+  // So many entries at the end stand in a list of their own, which opens from the last entry of the first.
+  virtual int nested() const { return 0; }
   virtual std::string nested_text() const { return {}; }
+  // So many entries at the end are actions and no values: the wheel does not come to them.
+  virtual int actions() const { return 0; }
   // While the list is open: the pointer or the keys came to an entry; and the list closed without a choice.
   virtual void point_at(int /*index*/) {}
   virtual void leave_list() {}
@@ -54,15 +56,16 @@ class ui_chooser : public ui_basic_chooser {
     std::function<void(int index)> set;
     std::function<bool()> enabled;  // empty: always
     std::function<int()> count;     // of further values, shown as "(%d)" after the first; empty or below 2: not
+    int actions = 0;                // how many of the texts, at their end, are actions and no values
   };
   ui_chooser(const widget_host& host, widget_box box, parts parts)
       : ui_basic_chooser(host, box), parts_(std::move(parts)) {}
 
  protected:
-  int item_count() const override { return static_cast<int>(parts_.texts().size()); }
+  std::vector<std::string> texts() const override { return parts_.texts(); }
   int current_index() const override { return parts_.get(); }
   void select(int index) override { parts_.set(index); }
-  std::string item_text(int index) const override;
+  int actions() const override { return parts_.actions; }
   bool is_enabled() const override { return !parts_.enabled || parts_.enabled(); }
   std::string shown_text() const override;
 

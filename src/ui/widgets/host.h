@@ -34,10 +34,7 @@ struct widget_box {
     const math::point corner = at.at(x, y);
     return {corner.x, corner.y, corner.x + width * at.scale, corner.y + height * at.scale};
   }
-  bool holds(math::point point, const place& at) const {
-    const rectangle box = in(at);
-    return point.x >= box.left && point.x < box.right && point.y >= box.top && point.y < box.bottom;
-  }
+  bool holds(math::point point, const place& at) const { return math::holds(in(at), point); }
 };
 
 constexpr const char* no_value = "---";  // in place of a value that is mixed, missing or disabled

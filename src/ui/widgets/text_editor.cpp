@@ -188,7 +188,13 @@ rectangle text_editor::draw(painter& on, const rectangle& box, std::string_view 
   const int line_height = on.measure("x", font).y;
   const std::u16string shown = shown_units();
   const std::size_t caret = shown_caret();
-  int y = lines_ ? box.top + margin : box.top + (box.bottom - box.top - line_height) / 2;
+  int y = box.top + (box.bottom - box.top - line_height) / 2;
+  if (lines_) {
+    // As sideways: what is too high shows the part that ends with the caret's line.
+    const auto above =
+        static_cast<int>(std::count(shown.begin(), shown.begin() + static_cast<std::ptrdiff_t>(caret), u'\n'));
+    y = box.top + margin - std::max(0, (above + 1) * line_height - (box.bottom - box.top - 2 * margin));
+  }
   const auto part = [&](std::size_t first, std::size_t last) {
     return lib::to_utf8(std::u16string_view(shown).substr(first, last - first));
   };

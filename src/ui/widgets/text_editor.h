@@ -47,7 +47,7 @@ class text_editor {
   void select_word(std::size_t place);
 
   // Draws lines from the box's upper left corner, or one line at the middle of its height, with the caret, whose place
-  // it returns.
+  // it returns. What has no room is moved out above and at the left, so that the caret is seen.
   rectangle draw(painter& on, const rectangle& box, std::string_view font, int margin) const;
 
  private:

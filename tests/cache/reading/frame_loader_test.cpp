@@ -332,8 +332,10 @@ TEST_F(loader_test, the_board_knows_every_frame) {
   EXPECT_EQ(board.of(layer, 1, 3).size(), 3u);
   EXPECT_EQ(board.of(layer, 1, 3)[2], frame_presence::failed);
   EXPECT_EQ(board.of(layer, 10, 5).size(), 2u);
+  const img::const_image_ptr held = frames.find(cache::key_of_frame(layer, 1, composition.view.resolution));
+  EXPECT_TRUE(held);
   frames.evict_oldest();
-  EXPECT_EQ(known(), "---f--------");
+  EXPECT_EQ(known(), "---f--------") << "gone, although somebody still holds it";
   // A layer of the same clip shows the same frames.
   composition.doc.tracks.push_back(layer);
   composition.doc.tracks.back().id = ksn::next_layer_id();

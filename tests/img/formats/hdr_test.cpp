@@ -1,3 +1,5 @@
+#include <clocale>
+
 #include "byte_text.h"
 
 namespace {
@@ -94,6 +96,15 @@ TEST_F(hdr, header_lines) {
   // The light of D65 in CIE XYZ is white.
   const img::image white = read(file_of("-Y 1 +X 1", "\xF3\xFF\xFF\x80", "FORMAT=32-bit_rle_xyze\n"));
   EXPECT_NEAR(halves(white, 1)[0], 1, 0.02);
+}
+
+TEST_F(hdr, numbers_of_the_header_have_a_point_in_every_locale) {
+  // With a comma as the decimal point. The locale may be missing here; the rest counts all the same.
+  std::setlocale(LC_NUMERIC, "de_DE.UTF-8");
+  const img::image image = read(file_of(
+      "-Y 1 +X 1", one, "EXPOSURE=+2.5\nEXPOSURE=none\nEXPOSURE=5e-1\nCOLORCORR= 1.5 2  +0.25 \nCOLORCORR=1 2\n"));
+  std::setlocale(LC_NUMERIC, "C");
+  EXPECT_EQ(image.metadata, (std::map<std::string, std::string>{{"EXPOSURE", "1.25"}, {"COLORCORR", "1.5 2 0.25"}}));
 }
 
 TEST_F(hdr, bad_files_say_what_is_wrong) {

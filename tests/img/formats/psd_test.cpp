@@ -160,6 +160,14 @@ TEST_F(psd, layers_by_name) {
     EXPECT_EQ(samples(image, 3), r.alpha) << r.name;
   }
   EXPECT_EQ(support::load_failure(path, {2, 1, "none"}), "Empty layer");
+  // Without a channel of black ink there is none.
+  support::write_file(path, psd_of({4, 2, 1, 8, cmyk}, raw + bytes(8, 'm'),
+                                   layers_of({{"inks", 0, 0, 1, 2, {{0, raw + "cC"}, {1, raw + "mM"}, {2, raw + "yY"}}},
+                                              {"other", 0, 0, 0, 0, {}}})));
+  img::image inks;
+  const img::layer layer{2, 0, "inks"};
+  img::load(inks, path, nullptr, &layer);
+  EXPECT_EQ(samples(inks, 2) + samples(inks, 1) + samples(inks, 0), "cCmMyY");
 }
 
 TEST_F(psd, an_only_layer_is_the_picture) {

@@ -81,6 +81,9 @@ TEST_F(iff, forms) {
       {"bytes",
        planar_of(3, 1, 8, 0, 0, palette, bytes("\2\1\0\0", 4), 0, "PBM "),
        {"\x23\x13\3", "\x22\x12\2", "\x21\x11\1"}},
+      {"bytes, which have no plane of the mask",
+       planar_of(3, 1, 8, 1, 0, palette, bytes("\2\1\0\0", 4), 0, "PBM "),
+       {"\x23\x13\3", "\x22\x12\2", "\x21\x11\1"}},
   };
   for (const row& r : rows) {
     const img::image image = read(r.file);

@@ -1,6 +1,7 @@
 // Lookup tables from and to their four text forms.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <clocale>
 #include <cmath>
 #include <filesystem>
@@ -304,6 +305,12 @@ TEST_F(lookup_files, forms_that_are_only_read) {
     ASSERT_NEAR(node(csp, r, g, b, 1), g < 32 ? g / 128.0 : 0.25 + (g - 32) * 0.75 / 32, 1.0 / 8192);
     ASSERT_NEAR(node(csp, r, g, b, 2), b / 64.0, 1.0 / 8192);
   });
+  // Two shapers whose ends are further apart than a number can say: what lies below 0 is the first point.
+  const std::string steep = "2\n0 1\n-1e308 1e308\n";
+  const lookup_table far = load("c.csp", "CSPLUTV100\n3D\n" + steep + steep + "2\n0 1\n0 1\n2 2 2\n" +
+                                             repeated("0 0.5 0\n", 4) + repeated("1 0.5 1\n", 4));
+  EXPECT_NEAR(node(far, 0, 0, 32, 0), 0.5, 1.0 / 8192);
+  EXPECT_NEAR(node(far, 64, 64, 0, 1), 0.5, 1.0 / 8192);
   const lookup_table lines =
       load("b.csp", "CSPLUTV100\n1D\n2\n0 1\n0 1\n2\n0 1\n0 0.5\n2\n0 1\n0 1\n3\n0 0 0\n0.25 1 2\n1 2 4\n");
   EXPECT_NEAR(curve(lines, 0, 1023), 1, 1e-12);

@@ -203,6 +203,35 @@ TEST_F(stroke_test, undo_redo_and_cancel) {
   EXPECT_EQ(support::differing_plane(canvas(), erased), -1);
 }
 
+TEST_F(stroke_test, what_paints_nothing_is_no_step) {
+  begin(50, 50, true)->end();
+  EXPECT_FALSE(layer().source.brush_image) << "nothing to erase";
+  composition.workspace.brush_size = 9;
+  for (const bool painted_before : {false, true}) {
+    if (painted_before) begin(50, 50)->end();
+    const auto step = composition.undo_stack;
+    for (const math::pointd at : {math::pointd{-7, 50}, {50, 107}, {206, 50}, {-1e7, 4e9}}) {
+      auto stroke = begin(at.x, at.y);
+      stroke->extend(view, {at.x, at.y - 30});
+      stroke->end();
+      EXPECT_EQ(composition.undo_stack, step) << at.x << ' ' << at.y;
+      EXPECT_EQ(layer().source.brush_image != nullptr, painted_before) << at.x << ' ' << at.y;
+    }
+  }
+}
+
+TEST_F(stroke_test, is_taken_back_whatever_is_selected_meanwhile) {
+  auto stroke = begin(50, 50);
+  composition.new_text_layer();
+  stroke->cancel();
+  EXPECT_FALSE(composition.doc.track_at(1).source.brush_image);
+  composition.layer_delete_all();
+  composition.new_brush_layer();
+  stroke = begin(50, 50);
+  composition.layer_delete_all();
+  stroke->cancel();
+}
+
 TEST_F(stroke_test, a_sequence_has_a_canvas_for_each_frame_that_was_painted_on) {
   composition.new_brush_sequence_layer(5);
   layer().timing.begin = 0;

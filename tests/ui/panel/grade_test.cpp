@@ -13,7 +13,18 @@ namespace {
 using ui::panel::grade_goal;
 using ui::panel::linear_color;
 
-class grading : public support::board {};
+class grading : public support::board {
+ protected:
+  // Clicks a field's swatch and then the picture.
+  void pick(const std::string& name, math::point on_picture) {
+    for (const auto& one : panel->open_page().widgets()) {
+      if (one.made_from->kind != ui::panel::widget::color || one.made_from->field != name) continue;
+      click(panel->page_place(at()).at(one.box.right - 6, (one.box.top + one.box.bottom) / 2));
+    }
+    ASSERT_TRUE(input.focus()) << name;
+    click(on_picture);
+  }
+};
 
 // A linear colour after a correction, by the table that pictures go through.
 std::array<double, 3> corrected(const linear_color& color, const img::correction& tf) {
@@ -119,15 +130,25 @@ TEST_F(grading, from_a_click_on_the_picture_or_the_clipboard) {
   engine.set_field("exposure", "1");
   look();
   drawn_texts();
-  click(find("primary_color_key"));
-  for (const auto& one : panel->open_page().widgets()) {
-    if (one.made_from->kind != ui::panel::widget::color || std::string(one.made_from->field) != "primary_color_key")
-      continue;
-    click(panel->page_place(at()).at(one.box.right - 6, (one.box.top + one.box.bottom) / 2));
-  }
-  ASSERT_TRUE(input.focus());
-  click(middle);
+  for (const char* key : {"primary_color_key", "secondary_color_key"}) click(find(key));  // switches it on
+  pick("primary_color_key", middle);
   EXPECT_EQ(field("primary_color_key").substr(0, 11), "200,100,40,");
+  composition.doc.set_back_color({255, 9, 8, 7});
+  pick("secondary_color_key", {30, 30});
+  EXPECT_EQ(field("secondary_color_key").substr(0, 6), "9,8,7,") << "beside the layer";
+}
+
+TEST_F(grading, swatches_take_what_the_picture_shows) {
+  composition.doc.mask_size = {90, 70};
+  add_layer().look.alpha_type = ksn::alpha_type::ignore;
+  composition.new_text_layer();
+  composition.view.zoom_factor2 = 400;
+  composition.workspace.pp_tab = 4;
+  drawn_texts();
+  for (const char* name : {"text_color", "text_outline_color"}) {
+    pick(name, {470, 363});
+    EXPECT_EQ(field(name).substr(0, 10), "200,100,40") << name;
+  }
 }
 
 }  // namespace

@@ -1,11 +1,14 @@
 // The lists of the panel that depend on layers and files: lookup tables with what the pointer shows, alpha sources,
 // pictures and versions of a source.
+#include <algorithm>
 #include <filesystem>
 
 #include "composition/editing/undo.h"
 #include "img/format.h"
+#include "img/transfer.h"
 #include "support/pictures.h"
 #include "support/temp_folder.h"
+#include "support/variable.h"
 #include "ui/panel/board.h"
 
 namespace {
@@ -44,8 +47,9 @@ TEST_F(panel_lists, lookup_tables_show_while_the_pointer_is_on_them) {
   menu_answers = {"nothing"};
   click(find("lookup_table"));
   EXPECT_EQ(texts_of_menu(),
-            (strings{text("pp_lookup_chooser.none"), "dusk.cube, 3D", "film.cube, 1D", text("import_lookup_table")}));
-  EXPECT_EQ(seen, (strings{"", "dusk.cube", "film.cube", ""}));
+            (strings{text("pp_lookup_chooser.none"), "dusk.cube, 3D", "film.cube, 1D", text("import_lookup_table"),
+                     text("export_lookup_table"), text("delete_unused_lookup_tables")}));
+  EXPECT_EQ(seen, (strings{"", "dusk.cube", "film.cube", "", "", ""}));
   EXPECT_EQ(composition.doc.tracks[0].look.tf.lookup + "+" + composition.doc.tracks[1].look.tf.lookup, "+dusk.cube")
       << "closed without a choice";
   EXPECT_FALSE(composition.undo_stack);
@@ -61,6 +65,60 @@ TEST_F(panel_lists, lookup_tables_show_while_the_pointer_is_on_them) {
   input.mouse_wheel(find("lookup_table"), -1200, 0, 0);
   EXPECT_EQ(field("1:lookup_table"), "film.cube") << "the wheel ends at the last table";
   EXPECT_EQ(commands.size(), 1u);
+}
+
+TEST_F(panel_lists, only_a_chosen_table_becomes_the_compositions) {
+  support::temp_folder folder;
+  const support::variable site("KESTRIN_SITE", folder.path());
+  std::filesystem::create_directory(folder / "LUTs");
+  for (const char* name : {"LUTs/a.cube", "LUTs/b.cube", "LUTs/c.cube"}) support::write_file(folder / name, curve);
+  support::write_file(folder / "own.cube", cube);
+  add_layer();
+  engine.run_option("--import_lookup_table=" + folder / "own.cube");
+  const auto tables = [this] {
+    std::string names;
+    for (const auto& [name, table] : composition.doc.lookup_table_map) names += name + " ";
+    return names;
+  };
+  drawn_texts();
+  menu_answers = {"nothing", "b.cube, 1D", text("import_lookup_table"), "own.cube, 3D"};
+  for (const char* left : {"own.cube ", "b.cube own.cube ", "b.cube own.cube ", "b.cube own.cube "}) {
+    click(find("lookup_table"));
+    EXPECT_EQ(tables(), left);
+  }
+  composition.undo();
+  EXPECT_EQ(field("lookup_table"), "b.cube");
+  input.mouse_wheel(find("lookup_table"), -1200, 0, 0);
+  EXPECT_EQ(field("lookup_table"), "c.cube");
+  EXPECT_EQ(tables(), "b.cube c.cube own.cube ");
+  composition.view.tf.lookup = "own.cube";
+  menu_answers = {text("delete_unused_lookup_tables")};
+  click(find("lookup_table"));
+  EXPECT_EQ(tables(), "c.cube own.cube ");
+  EXPECT_EQ(field("lookup_table"), "c.cube");
+}
+
+TEST_F(panel_lists, a_table_is_saved_as_the_layer_has_it) {
+  support::temp_folder folder;
+  support::write_file(folder / "in.cube", cube);
+  ksn::track_info& layer = add_layer();
+  strings lines;
+  engine.write_error = [&lines](const std::string& line) { lines.push_back(line); };
+  const auto save = [&](const char* name) { engine.run_option("--export_lookup_table=" + folder / name); };
+  save("encoding.lut");
+  img::lookup_table saved;
+  img::load_lookup(folder / "encoding.lut", saved);
+  EXPECT_NEAR(saved.curves()[512], img::srgb_decode(512 / 1023.0), 1e-4) << "8 bits are sRGB";
+  engine.run_option("--import_lookup_table=" + folder / "in.cube");
+  save("out.cube");
+  img::load_lookup(folder / "out.cube", saved);
+  EXPECT_TRUE(std::ranges::equal(saved.cube(), layer.look.tf.lookup_table.cube()));
+  EXPECT_EQ(lines, strings{});
+  save("out.lut");
+  EXPECT_EQ(lines.size(), 1u) << "no room for a cube";
+  composition.doc.selection.clear();
+  save("none.cube");
+  EXPECT_EQ(lines.back(), "\"--export_lookup_table=" + folder / "none.cube" + "\": Option requires a selected layer");
 }
 
 TEST_F(panel_lists, alpha_sources_and_pictures) {
@@ -158,6 +216,9 @@ TEST_F(panel_lists, versions_are_found_chosen_and_scanned) {
   click(find(""));
   EXPECT_EQ(layer.source.path, folder / "shot_v002.tga");
   EXPECT_TRUE(shows("v002 (2)"));
+  support::write_file(folder / "shot_v003.tga", "x");
+  input.mouse_wheel(find(""), -1200, 0, 0);
+  EXPECT_TRUE(shows("v002 (2)")) << "the wheel looks for no files";
   composition.undo();
   EXPECT_EQ(layer.source.path, folder / "shot_v001.tga");
   composition.undo();

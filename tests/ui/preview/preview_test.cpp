@@ -188,6 +188,13 @@ TEST_F(preview, gestures_that_change_layers) {
       {"a free corner", {0}, with_ctrl, {44, 34}, {90, 7}, "0: 45 4 scale 200 110", "scale"},
       {"past the other side", {0}, key_shift, {44, 0}, {-200, 0}, "0: -45 0 scale 1 100", "scale"},
       {"a text", {2}, key_shift, {49 + 150, 29}, {20, 40}, "2: 160 20 crop 0 0 120 100 size 120 100", "resize"},
+      {"a text, larger than any picture",
+       {2},
+       key_shift,
+       {49 + 150, 29},
+       {70000, 80000},
+       "2: 32868 32738 crop 0 0 65535 65535 size 65535 65535",
+       "resize"},
   };
   const ksn::document start = composition.doc;
   for (const row& r : rows) {
@@ -487,6 +494,9 @@ TEST_F(preview, the_information_bar) {
   EXPECT_EQ(composition.settings.volume, 95);
   gesture(left, 0, {-100, y}, {900, 0});
   EXPECT_EQ(composition.settings.volume, 100);
+  composition.settings.volume = 150;
+  gesture(left, 0, {-100, y}, {15, 0});
+  EXPECT_EQ(composition.settings.volume, 150) << "louder than the bar makes it";
   EXPECT_EQ(composition.doc.tm_t, 100) << "the bar is not the picture";
   commands.clear();
   for (const auto& [typed, command] :

@@ -231,6 +231,35 @@ TEST_F(timeline, ctrl_snaps) {
   }
 }
 
+TEST_F(timeline, ctrl_snaps_to_what_was_there_at_the_press) {
+  set_up_document(1000);
+  const math::point press = on_ruler(18);
+  window->input().mouse_down(mouse_button::left, press, false, 0);
+  window->input().mouse_move({press.x - 6, press.y}, 0);
+  EXPECT_EQ(composition.doc.tm_f, 14);
+  window->input().mouse_move({press.x - 4, press.y}, ctrl);
+  EXPECT_EQ(composition.doc.tm_f, 20);
+  window->input().mouse_up(mouse_button::left, {press.x - 4, press.y}, ctrl);
+}
+
+TEST_F(timeline, a_timeline_that_shrinks_during_a_gesture) {
+  struct row {
+    int x;
+    mouse_button button;
+    const char* after;
+  };
+  for (const auto& [x, button, after] :
+       {row{602, mouse_button::left, "14-15/15"}, row{300, mouse_button::middle, "0-15/15 "}}) {
+    set_up_document(100);
+    window->input().mouse_down(button, on_ruler(x), false, 0);
+    engine.run_option("--timeline=15");
+    window->input().mouse_move(on_ruler(x + 30), 0);
+    EXPECT_EQ(ksn::broken_invariant(composition), "") << x;
+    window->input().mouse_up(button, on_ruler(x + 30), 0);
+    EXPECT_EQ(known().substr(0, 8), after);
+  }
+}
+
 TEST_F(timeline, eyes_and_speakers_are_painted_over_rows) {
   composition.doc.tracks[1].look.visible = false;
   composition.doc.tracks[2].source.type = ksn::source_type::wave;
@@ -257,6 +286,11 @@ TEST_F(timeline, eyes_and_speakers_are_painted_over_rows) {
   EXPECT_TRUE(composition.doc.tracks[2].sound.audible);
   window->input().key_down(escape);
   EXPECT_EQ(composition.doc.tracks[1].sound, (ksn::layer_sound{false, 0}));
+
+  for (ksn::track_info& track : composition.doc.tracks) track.look.visible = true;
+  composition.doc.selection = {};
+  drag(on_row(-22, 1), on_row(-22, 0));
+  EXPECT_FALSE(composition.doc.tracks[0].look.visible) << "upward, to the first row";
 }
 
 TEST_F(timeline, clicks_select) {
@@ -349,6 +383,31 @@ TEST_F(timeline, fields_for_rate_and_length) {
   EXPECT_EQ(composition.doc.tm_n, 125);
   engine.run_command("undo");
   EXPECT_EQ(composition.doc.tm_n, 100);
+  EXPECT_EQ(work_area_changes, 2);
+  // Shorter on the way, but not in the end.
+  const std::string before = known();
+  const math::point field = on_ruler(1030);
+  for (const bool kept : {false, true}) {
+    composition.undo_stack.reset();
+    window->input().mouse_down(mouse_button::left, field, false, 0);
+    for (const int by : {-70, -90, kept ? 0 : -50}) {
+      window->input().mouse_move({field.x + by, field.y}, 0);
+      EXPECT_EQ(composition.doc.tm_n, 100 + by);
+    }
+    kept ? window->input().mouse_up(mouse_button::left, field, 0) : window->input().key_down(escape);
+    EXPECT_EQ(known(), before) << kept;
+    EXPECT_EQ(composition.doc.tm_t, 40) << kept;
+    EXPECT_FALSE(composition.undo_stack) << kept;
+  }
+  EXPECT_EQ(work_area_changes, 2);
+  click(field);
+  window->input().pass(0, true);
+  window->input().text("12");
+  window->input().key_down(40);
+  EXPECT_EQ(known().substr(0, 8), "10-11/11");
+  window->input().key_down(escape);
+  EXPECT_EQ(known(), before) << "stepped by an arrow";
+
   engine.run_command("tm_fps_edit");
   window->input().pass(0, true);
   window->input().text("30");

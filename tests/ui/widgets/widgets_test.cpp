@@ -287,6 +287,21 @@ TEST_F(widgets, a_colour_and_a_text) {
   EXPECT_EQ(words, "acb\n\xC3\xA4") << "a pair of surrogates goes as one";
 }
 
+TEST_F(widgets, the_line_with_the_caret_is_seen) {
+  std::string words = "1\n2\n3\n4\n5\n6\n7\n8";
+  widget = std::make_shared<ui::ui_text_field>(
+      host, ui::widget_box{0, 0, 100, 60},
+      ui::ui_text_field::parts{[&] { return words; }, [&](const std::string& t) { words = t; }, {}, ""});
+  click(10, 10);
+  input.key_down(35);
+  // Lines are 10 high and stand 5 below the upper edge and above the lower one.
+  for (const int top : {145, 145, 145, 145, 135, 125, 115, 105}) {
+    draw();
+    EXPECT_EQ(input.focus()->caret().top, top);
+    input.key_down(38);
+  }
+}
+
 TEST_F(widgets, what_an_input_method_is_at) {
   std::string words = "one";
   widget = std::make_shared<ui::ui_text_field>(

@@ -221,7 +221,10 @@ class bmp : public format {
     const std::vector<std::uint8_t> header = make_header(image.width, image.height, bits, size, packed);
     file.write(header.data(), static_cast<int>(header.size()));
     if (packed) {
-      file.write(body.data(), static_cast<int>(body.size()));
+      constexpr std::size_t most_at_once = 1 << 30;
+      for (std::size_t done = 0; done < body.size(); done += most_at_once) {
+        file.write(body.data() + done, static_cast<int>(std::min(body.size() - done, most_at_once)));
+      }
       return;
     }
     const auto rows_at_once = static_cast<int>(std::clamp<std::size_t>(piece_size / row_bytes, 1, 4096));

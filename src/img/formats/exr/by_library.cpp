@@ -27,13 +27,26 @@ char* origin_of(const void* at, std::int64_t x, std::int64_t y, std::int64_t sam
   return reinterpret_cast<char*>(reinterpret_cast<std::intptr_t>(at) - x * sample - y * row);
 }
 
-// A header that gives a window twice has another one for each of the two libraries, and memory is made for ours.
-void check_window(const exr_file& file, const Imath::Box2i& seen) {
-  const exr_attr_box2i_t& data = file.data_window();
-  if (seen.min.x == data.min.x && seen.min.y == data.min.y && seen.max.x == data.max.x && seen.max.y == data.max.y) {
-    return;
+// The library makes room for two whole tiles a thread, also where only a corner of one lies in the picture.
+void check_tiles(const exr_file& file) {
+  if (!file.is_tiled()) return;
+  constexpr double always = 8 << 20;  // bytes; 1024 x 1024 of four halves
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  exr_tile_level_mode_t levels = EXR_TILE_LAST_TYPE;
+  exr_tile_round_mode_t rounding = EXR_TILE_ROUND_LAST_TYPE;
+  file.check(exr_get_tile_descriptor(file.context(), file.part(), &width, &height, &levels, &rounding));
+  double bytes = 0;  // of a pixel, at most
+  for (int i = 0; i < file.channels().num_channels; ++i) {
+    bytes += file.channels().entries[i].pixel_type == EXR_PIXEL_HALF ? 2 : 4;
   }
-  throw io::invalid_format(file.path(), "Invalid header: it gives more than one data window");
+  const exr_attr_box2i_t& data = file.data_window();
+  const double pixels = static_cast<double>(data_width(file)) * (static_cast<double>(data.max.y) - data.min.y + 1);
+  const double tile = static_cast<double>(width) * height;
+  if (tile > pixels && tile * bytes > always) {
+    throw io::invalid_format(file.path(), "Unsupported tile size: " + std::to_string(width) + " x " +
+                                              std::to_string(height) + ", larger than the picture");
+  }
 }
 
 void read_directly(Imf::InputPart& input, const exr_file& file, const std::vector<exr_channel_use>& uses, image& image,
@@ -82,12 +95,12 @@ void read_in_blocks(Imf::InputPart& input, const exr_file& file, const std::vect
 
 void read_by_library(const exr_file& file, const std::vector<exr_channel_use>& uses, image& image,
                      const exr_overlap& overlap) {
+  check_tiles(file);
   start_exr_threads();
   with_exr_errors(file.path(), [&] {
     exr_input_stream stream(file.source());
     Imf::MultiPartInputFile parts(stream);
     Imf::InputPart input(parts, file.part());
-    check_window(file, input.header().dataWindow());
     const bool inside = overlap.left == file.data_window().min.x && overlap.right == file.data_window().max.x + 1;
     if (inside) {
       read_directly(input, file, uses, image, overlap);
@@ -104,11 +117,11 @@ void decode_chroma(const exr_file& file, image& image) {
   const exr_overlap overlap = overlap_of(file);
   if (overlap.empty()) return;
   check_chunk_sizes(file);
+  check_tiles(file);
   start_exr_threads();
   with_exr_errors(file.path(), [&] {
     exr_input_stream stream(file.source());
     Imf::RgbaInputFile input(stream);
-    check_window(file, input.dataWindow());
     const exr_attr_box2i_t& data = file.data_window();
     const exr_attr_v2i_t& display = file.display_window().min;
     const std::size_t width = data_width(file);

@@ -37,6 +37,7 @@ class scratch {
 
 // Samples of a channel from `first` to `last` of the picture, when it keeps every `step`-th.
 long long sample_count(int step, long long first, long long last) {
+  if (step == 1) return last < first ? 0 : last - first + 1;  // of nearly every channel, and without a division
   const auto floor_of = [&](long long v) { return v >= 0 ? v / step : -((-v + step - 1) / step); };
   return floor_of(last) - floor_of(first - 1);
 }
@@ -62,6 +63,7 @@ struct chunk_area {
 struct chunk_bytes {
   const std::uint8_t* data = nullptr;
   std::size_t size = 0;
+  int first_line = 0;  // where they begin, and not at the chunk's own top if what lies above was left out
   bool split = false;
 };
 
@@ -92,7 +94,7 @@ class chunk_reader {
  private:
   struct worker {
     scratch packed, inflated, unpacked, row;
-    std::vector<exr_row> rows;  // of the chunk at hand
+    std::vector<exr_row> rows;  // of PXR24, those at hand
     std::unique_ptr<libdeflate_decompressor, void (*)(libdeflate_decompressor*)> inflater{
         libdeflate_alloc_decompressor(), libdeflate_free_decompressor};
   };
@@ -143,25 +145,51 @@ class chunk_reader {
     return pixels < fewest_parallel_pixels ? 1 : lib::thread_count();
   }
 
-  // Lists the rows of a chunk; returns the bytes that they take.
-  std::size_t list_rows(const chunk_area& area, std::vector<exr_row>& rows) const {
+  // The lines of a chunk that are part of the picture.
+  int top_of(const chunk_area& area) const { return std::max(area.y, overlap_.top); }
+  int bottom_of(const chunk_area& area) const { return std::min(area.y + area.height, overlap_.bottom); }
+
+  std::size_t samples_in_row(const channel_layout& c, const chunk_area& area) const {
+    return static_cast<std::size_t>(sample_count(c.x_step, area.x, area.x + area.width - 1LL));
+  }
+
+  // Bytes of the rows of a chunk from the line `first` on, before the line `end`, where a sample of a channel has
+  // `bytes_of(channel)`.
+  template <typename Bytes>
+  std::size_t bytes_between(const chunk_area& area, int first, int end, Bytes bytes_of) const {
+    if (first >= end) return 0;
+    std::size_t bytes = 0;
+    for (const channel_layout& c : channels_) {
+      const auto rows = static_cast<std::size_t>(sample_count(c.y_step, first, end - 1LL));
+      bytes += rows * samples_in_row(c, area) * static_cast<std::size_t>(bytes_of(c));
+    }
+    return bytes;
+  }
+  std::size_t bytes_between(const chunk_area& area, int first, int end) const {
+    return bytes_between(area, first, end, [](const channel_layout& c) { return c.bytes; });
+  }
+  // The same of PXR24 before its rows are unpacked.
+  std::size_t pxr24_bytes_between(const chunk_area& area, int first, int end) const {
+    return bytes_between(area, first, end, [](const channel_layout& c) { return pxr24_sample_bytes(c.type); });
+  }
+
+  // Lists the rows of a chunk from the line `first` on, before the line `end`. `at`: where the first of them begins.
+  void list_rows(const chunk_area& area, int first, int end, std::size_t at, std::vector<exr_row>& rows) const {
     rows.clear();
-    std::size_t at = 0;
-    for (int y = area.y; y < area.y + area.height; ++y) {
+    for (int y = first; y < end; ++y) {
       for (std::size_t i = 0; i < channels_.size(); ++i) {
         const channel_layout& c = channels_[i];
         if (y % c.y_step != 0) continue;
-        const auto samples = static_cast<std::size_t>(sample_count(c.x_step, area.x, area.x + area.width - 1LL));
+        const std::size_t samples = samples_in_row(c, area);
         rows.push_back({static_cast<int>(i), y, c.type, at, samples});
         at += samples * static_cast<std::size_t>(c.bytes);
       }
     }
-    return at;
   }
 
   void read_chunk(const exr_chunk_info_t& info, const chunk_area& area, worker& own) {
     chunk_bytes chunk;
-    chunk.size = list_rows(area, own.rows);
+    chunk.size = bytes_between(area, area.y, area.y + area.height);
     const std::size_t packed_size = info.packed_size;
     // Data that the coding would not make smaller is stored as it is.
     const bool stored = packed_size == chunk.size;
@@ -173,32 +201,47 @@ class chunk_reader {
     std::uint8_t* packed = own.packed.get(packed_size);
     file_.source().read(packed, packed_size, static_cast<std::int64_t>(info.data_offset));
     chunk.data = packed;
+    chunk.first_line = area.y;
     if (!stored) unpack(chunk, packed_size, area, own);
     scatter(chunk, area, own);
   }
 
   void unpack(chunk_bytes& chunk, std::size_t packed_size, const chunk_area& area, worker& own) {
-    std::uint8_t* out = own.unpacked.get(chunk.size);
-    bool whole = false;
-    switch (file_.compression()) {
-      case EXR_COMPRESSION_RLE:
-        whole = expand_exr_runs(chunk.data, packed_size, out, chunk.size);
-        chunk.split = true;
-        break;
-      case EXR_COMPRESSION_PXR24: {
-        const std::size_t size = pxr24_bytes(own.rows);
-        std::uint8_t* inflated = own.inflated.get(size);
-        whole = inflate(own, chunk.data, packed_size, inflated, size);
-        if (whole) unpack_pxr24(inflated, out, own.rows);
-        break;
-      }
-      default:
-        whole = inflate(own, chunk.data, packed_size, out, chunk.size);
-        chunk.split = true;
+    if (file_.compression() == EXR_COMPRESSION_PXR24) {
+      unpack_pxr24_chunk(chunk, packed_size, area, own);
+      return;
     }
+    std::uint8_t* out = own.unpacked.get(chunk.size);
+    const bool whole = file_.compression() == EXR_COMPRESSION_RLE
+                           ? expand_exr_runs(chunk.data, packed_size, out, chunk.size)
+                           : inflate(own, chunk.data, packed_size, out, chunk.size);
     if (!whole) bad_chunk(area);
-    if (chunk.split) active_exr_kernels().undo_differences(out, chunk.size);
+    active_exr_kernels().undo_differences(out, chunk.size);
     chunk.data = out;
+    chunk.split = true;
+  }
+
+  // Only the lines of the picture, a few at a time: a tile may be far higher than that.
+  void unpack_pxr24_chunk(chunk_bytes& chunk, std::size_t packed_size, const chunk_area& area, worker& own) {
+    const std::size_t size = pxr24_bytes_between(area, area.y, area.y + area.height);
+    std::uint8_t* inflated = own.inflated.get(size);
+    if (!inflate(own, chunk.data, packed_size, inflated, size)) bad_chunk(area);
+    const int top = top_of(area);
+    const int bottom = bottom_of(area);
+    chunk.size = bytes_between(area, top, bottom);
+    chunk.first_line = top;
+    std::uint8_t* out = own.unpacked.get(chunk.size);
+    chunk.data = out;
+    const std::uint8_t* in = inflated + pxr24_bytes_between(area, area.y, top);
+    constexpr int lines_at_once = 256;
+    std::size_t at = 0;
+    for (int y = top; y < bottom;) {
+      const int end = std::min(bottom - y, lines_at_once) + y;
+      list_rows(area, y, end, at, own.rows);
+      in = unpack_pxr24(in, out, own.rows);
+      at += bytes_between(area, y, end);
+      y = end;
+    }
   }
 
   [[noreturn]] void bad_chunk(const chunk_area& area) const {
@@ -226,19 +269,24 @@ class chunk_reader {
     const int left = std::max(area.x, overlap_.left);
     const int right = std::min(area.x + area.width, overlap_.right);
     const std::size_t count = static_cast<std::size_t>(right - left);
-    fresh_.prepare(std::max(area.y, overlap_.top) - origin.y,
-                   std::min(area.y + area.height, overlap_.bottom) - origin.y);
-    for (const exr_row& row : own.rows) {
-      const channel_layout& c = channels_[static_cast<std::size_t>(row.channel)];
-      if (c.plane < 0 || row.y < overlap_.top || row.y >= overlap_.bottom) continue;
-      std::uint16_t* out = image_.row<std::uint16_t>(c.plane, row.y - origin.y) + (left - origin.x);
-      const std::size_t from = row.at + static_cast<std::size_t>(left - area.x) * static_cast<std::size_t>(c.bytes);
-      if (c.type == EXR_PIXEL_HALF) {
-        copy16(out, chunk, from, count);
-      } else {
-        auto* wide = reinterpret_cast<std::uint32_t*>(own.row.get(count * 4));
-        copy16(reinterpret_cast<std::uint16_t*>(wide), chunk, from, count * 2);
-        to_halves(out, wide, count, c.type);
+    const int top = top_of(area);
+    const int bottom = bottom_of(area);
+    fresh_.prepare(top - origin.y, bottom - origin.y);
+    std::size_t at = bytes_between(area, chunk.first_line, top);
+    for (int y = top; y < bottom; ++y) {
+      for (const channel_layout& c : channels_) {
+        if (c.y_step != 1 && y % c.y_step != 0) continue;
+        const std::size_t from = at + static_cast<std::size_t>(left - area.x) * static_cast<std::size_t>(c.bytes);
+        at += samples_in_row(c, area) * static_cast<std::size_t>(c.bytes);
+        if (c.plane < 0) continue;
+        std::uint16_t* out = image_.row<std::uint16_t>(c.plane, y - origin.y) + (left - origin.x);
+        if (c.type == EXR_PIXEL_HALF) {
+          copy16(out, chunk, from, count);
+        } else {
+          auto* wide = reinterpret_cast<std::uint32_t*>(own.row.get(count * 4));
+          copy16(reinterpret_cast<std::uint16_t*>(wide), chunk, from, count * 2);
+          to_halves(out, wide, count, c.type);
+        }
       }
     }
   }

@@ -49,15 +49,7 @@ std::size_t pack_exr_runs(const std::uint8_t* in, std::size_t in_size, std::uint
   return used;
 }
 
-std::size_t pxr24_bytes(std::span<const exr_row> rows) {
-  std::size_t bytes = 0;
-  for (const exr_row& row : rows) {
-    bytes += row.samples * (row.type == EXR_PIXEL_HALF ? 2 : row.type == EXR_PIXEL_FLOAT ? 3 : 4);
-  }
-  return bytes;
-}
-
-void unpack_pxr24(const std::uint8_t* in, std::uint8_t* out, std::span<const exr_row> rows) {
+const std::uint8_t* unpack_pxr24(const std::uint8_t* in, std::uint8_t* out, std::span<const exr_row> rows) {
   for (const exr_row& row : rows) {
     const std::size_t n = row.samples;
     std::uint32_t sum = 0;
@@ -80,6 +72,7 @@ void unpack_pxr24(const std::uint8_t* in, std::uint8_t* out, std::span<const exr
       in += (is_float ? 3 : 4) * n;
     }
   }
+  return in;
 }
 
 }  // namespace img

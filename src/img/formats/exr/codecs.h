@@ -27,7 +27,10 @@ bool expand_exr_runs(const std::uint8_t* in, std::size_t in_size, std::uint8_t* 
 std::size_t pack_exr_runs(const std::uint8_t* in, std::size_t in_size, std::uint8_t* out, std::size_t room);
 
 // PXR24: what the deflated part holds, as running differences whose bytes stand apart, floats without their lowest.
-std::size_t pxr24_bytes(std::span<const exr_row> rows);
-void unpack_pxr24(const std::uint8_t* in, std::uint8_t* out, std::span<const exr_row> rows);
+constexpr int pxr24_sample_bytes(exr_pixel_type_t type) {
+  return type == EXR_PIXEL_HALF ? 2 : type == EXR_PIXEL_FLOAT ? 3 : 4;
+}
+// Returns where the rows end in `in`.
+const std::uint8_t* unpack_pxr24(const std::uint8_t* in, std::uint8_t* out, std::span<const exr_row> rows);
 
 }  // namespace img

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <set>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "io/exceptions.h"
@@ -131,6 +133,21 @@ void check_attribute(const source_file& file, header_bytes& bytes, const std::st
   if (taken != size) refuse(bytes_said + "its value takes " + std::to_string(taken));
 }
 
+// What memory is made for. Of two attributes of one name the two libraries that read a file take one each.
+constexpr std::string_view alone[] = {"channels",      "chunkCount", "compression", "dataWindow",
+                                      "displayWindow", "lineOrder",  "tiles",       "type"};
+
+void check_header(const source_file& file, header_bytes& bytes, std::string name) {
+  std::set<std::string> names;
+  for (; !name.empty(); name = bytes.name()) {
+    const bool counts = std::find(std::begin(alone), std::end(alone), name) != std::end(alone);
+    if (counts && !names.insert(name).second) {
+      throw io::invalid_format(file.path(), "Invalid header: it gives more than one " + name);
+    }
+    check_attribute(file, bytes, name);
+  }
+}
+
 }  // namespace
 
 void check_header_sizes(const source_file& file) {
@@ -142,10 +159,7 @@ void check_header_sizes(const source_file& file) {
   for (;;) {
     std::string name = bytes.name();
     if (name.empty()) return;
-    while (!name.empty()) {
-      check_attribute(file, bytes, name);
-      name = bytes.name();
-    }
+    check_header(file, bytes, std::move(name));
     if (!has_parts) return;
   }
 }

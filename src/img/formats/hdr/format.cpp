@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <span>
 #include <vector>
 
 #include "img/formats/exr/rows.h"
@@ -16,6 +17,7 @@
 #include "img/formats/shared/parallel_tasks.h"
 #include "img/formats/shared/refuse.h"
 #include "io/exceptions.h"
+#include "lib/from_string.h"
 #include "lib/printable.h"
 
 namespace img {
@@ -43,6 +45,17 @@ std::string next_line(byte_cursor& text, const std::string& path) {
     if (c == '\n') return line;
     if (c != '\r') line += c;
   }
+}
+
+// Takes as many numbers off the front of a text as there are factors; false when one is missing.
+bool parse_factors(std::string_view text, std::span<double> factors) {
+  for (double& factor : factors) {
+    text.remove_prefix(std::min(text.find_first_not_of(" \t+"), text.size()));
+    const std::size_t length = std::min(text.find_first_of(" \t"), text.size());
+    if (!lib::parse_value(text.substr(0, length), factor)) return false;
+    text.remove_prefix(length);
+  }
+  return true;
 }
 
 // "-Y 480 +X 640" is the upright picture. The first axis counts rows: down for -Y, to the right for +X.
@@ -93,11 +106,13 @@ hdr_header read_hdr_header(const source_file& file) {
       }
       header.xyz = value == "32-bit_rle_xyze";
     } else if (name == "EXPOSURE") {
-      exposure *= std::atof(value.c_str());
+      double factor;
+      if (!parse_factors(value, {&factor, 1})) continue;
+      exposure *= factor;
       header.metadata[name] = print("%g", exposure);
     } else if (name == "COLORCORR") {
       double factors[3];
-      if (std::sscanf(value.c_str(), "%lf %lf %lf", &factors[0], &factors[1], &factors[2]) != 3) continue;
+      if (!parse_factors(value, factors)) continue;
       for (std::size_t i = 0; i < 3; ++i) correction[i] *= factors[i];
       header.metadata[name] = print("%g %g %g", correction[0], correction[1], correction[2]);
     } else {

@@ -117,6 +117,8 @@ planar_header read_planar_header(const byte_cursor& chunks, bool bytes, const st
   });
   if (!there) throw io::invalid_format(path, "Invalid image dimensions");
   check_header(header, compression, path);
+  // Rows of bytes have no planes, so none of a mask.
+  if (bytes && header.mask == 1) header.mask = 0;
   header.packed = compression == 1;
   header.hold_and_modify = (mode & hold_and_modify_mode) != 0 && (header.planes == 6 || header.planes == 8);
   if (header.planes <= 8) {
@@ -181,8 +183,7 @@ void read_planes(const byte_cursor& chunks, const planar_header& header, const s
           put_indices(header, codes, image, y);
         }
       }
-      if (header.mask == 1)
-        put_mask(row + plane_bytes * static_cast<std::size_t>(header.bytes ? 0 : header.planes), image, y);
+      if (header.mask == 1) put_mask(row + plane_bytes * static_cast<std::size_t>(header.planes), image, y);
     }
     return false;
   });

@@ -45,6 +45,9 @@ class canvas {
     if (document.mode == psd_indexed) file.read(palette_, sizeof palette_, document.palette);
   }
 
+  // Before the rows of a layer, which may be smaller than the canvas and without a channel of black ink.
+  void clear_black() { fill_plane(black_, 255); }
+
   // A row of channel `channel`: a colour, -1 for transparency. May be called on several threads, each row once.
   void put(const placement& at, int channel, int row_of_channel, const std::uint8_t* row) {
     const int y = at.top + row_of_channel;
@@ -208,6 +211,7 @@ void read_merged(const source_file& file, const psd_document& document, image& i
 void read_layer(const source_file& file, const psd_document& document, const psd_layer& layer, image& image) {
   for (int p = 0; p < 4; ++p) fill_plane(image.data[static_cast<std::size_t>(p)], 0);
   canvas canvas(file, document, image, false);
+  canvas.clear_black();
   const placement at{layer.left, layer.top, layer.width, layer.height};
   bool transparency = false;
   for (const psd_channel& channel : layer.channels) {

@@ -1,5 +1,10 @@
 #include "img/formats/shared/metadata_text.h"
 
+#include <locale.h>
+
+#include <cstdarg>
+#include <cstdio>
+
 #include "lib/utf.h"
 
 namespace img {
@@ -45,6 +50,18 @@ std::string utf8_of_latin1(std::string_view text) {
   std::u16string units;
   for (const char c : text) units += static_cast<char16_t>(static_cast<unsigned char>(c));
   return lib::to_utf8(units);
+}
+
+std::string print(const char* pattern, ...) {
+  static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
+  const locale_t before = uselocale(plain);
+  char text[256];
+  va_list arguments;
+  va_start(arguments, pattern);
+  std::vsnprintf(text, sizeof text, pattern, arguments);
+  va_end(arguments);
+  uselocale(before);
+  return text;
 }
 
 }  // namespace img

@@ -1,7 +1,6 @@
 // Texts from file headers as metadata.
 #pragma once
 
-#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -10,13 +9,8 @@ namespace img {
 // `text` with every byte that is not part of a well-formed UTF-8 sequence (RFC 3629) replaced by `?`.
 std::string valid_utf8(std::string_view text);
 
-// As printf() into a text of at most 255 bytes.
-template <class... Args>
-std::string print(const char* pattern, Args... args) {
-  char text[256];
-  std::snprintf(text, sizeof text, pattern, args...);
-  return text;
-}
+// As printf() into a text of at most 255 bytes; numbers have a point in every locale.
+[[gnu::format(printf, 1, 2)]] std::string print(const char* pattern, ...);
 // Text in ISO/IEC 8859-1, each byte of which is the character of its own number, as UTF-8.
 std::string utf8_of_latin1(std::string_view text);
 

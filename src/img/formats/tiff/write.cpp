@@ -165,15 +165,18 @@ void write_tiff(const tiff_content& content, const std::string& path, int compre
   const int rows = static_cast<int>(
       std::clamp<std::size_t>(strip_bytes / content.row_bytes(), 1, static_cast<std::size_t>(content.height)));
   const int strips = (content.height + rows - 1) / rows;
-  if (static_cast<std::uint64_t>(content.row_bytes()) * static_cast<std::uint64_t>(content.height) > 0xF0000000U) {
-    throw io::invalid_format(path, "The picture is larger than the 4 GiB that the format takes");
-  }
+  const auto check_end = [&](std::uint64_t end) {
+    if (end > 0xF0000000U) {
+      throw io::invalid_format(path, "The picture is larger than the 4 GiB that the format takes");
+    }
+  };
+  check_end(static_cast<std::uint64_t>(content.row_bytes()) * static_cast<std::uint64_t>(content.height));
   io::llfile file(path, true);
   std::vector<std::uint32_t> offsets(static_cast<std::size_t>(strips)), sizes(static_cast<std::size_t>(strips));
   // The directory comes first and has the same size whatever the numbers in it.
   const std::vector<std::uint8_t> reserved = make_directory(content, coding, rows, offsets, sizes).bytes();
   file.write(reserved.data(), static_cast<int>(reserved.size()));
-  auto position = static_cast<std::uint32_t>(reserved.size());
+  std::uint64_t position = reserved.size();
   // So many strips are made at once and then written in order.
   const int most = 8 * lib::thread_count();
   for (int begin = 0; begin < strips; begin += most) {
@@ -184,10 +187,12 @@ void write_tiff(const tiff_content& content, const std::string& path, int compre
           make_strip(content, coding, first, std::min(rows, content.height - first), own);
     });
     for (std::size_t i = 0; i < made.size(); ++i) {
-      offsets[static_cast<std::size_t>(begin) + i] = position;
+      // A coding may make more of a strip than it was.
+      check_end(position + made[i].size());
+      offsets[static_cast<std::size_t>(begin) + i] = static_cast<std::uint32_t>(position);
       sizes[static_cast<std::size_t>(begin) + i] = static_cast<std::uint32_t>(made[i].size());
       file.write(made[i].data(), static_cast<int>(made[i].size()));
-      position += static_cast<std::uint32_t>(made[i].size());
+      position += made[i].size();
     }
   }
   const std::vector<std::uint8_t> header = make_directory(content, coding, rows, offsets, sizes).bytes();

@@ -16,6 +16,8 @@
 namespace img {
 namespace {
 
+constexpr std::int64_t most_at_once = 1 << 30;  // bytes of a read
+
 enum class layout {
   planes_420,  // luma, then each difference at half its width and height
   words_422,   // blue difference, luma, red difference, luma
@@ -120,8 +122,11 @@ class yuv : public format {
     image.set_centre_anchor();
     const matrix& m = frame.height <= 576 ? television : high_definition;
     plane bytes(static_cast<std::size_t>(frame.bytes()));
-    const int count = static_cast<int>(bytes.size());
-    if (file.read_at(bytes.data(), count, 0) < count) throw io::eof_error(path);
+    for (std::int64_t done = 0; done < frame.bytes();) {
+      const int count = static_cast<int>(std::min(frame.bytes() - done, most_at_once));
+      if (file.read_at(bytes.data() + done, count, done) < count) throw io::eof_error(path);
+      done += count;
+    }
     const std::uint8_t* data = bytes.data();
     const auto width = static_cast<std::size_t>(frame.width);
     const std::size_t luma_bytes = width * static_cast<std::size_t>(frame.height);

@@ -116,11 +116,17 @@ bool movie_file::send_sound(std::size_t count) {
 
 // A null frame takes what the encoder still holds.
 bool movie_file::encode(AVCodecContext& encoder, const AVStream& stream, const AVFrame* frame) {
-  if (const int error = avcodec_send_frame(&encoder, frame); error < 0) return failed(error);
+  const auto encoder_failed = [this](int error) {
+    if (error != -1) return failed(error);
+    // Encoders that do not say why give this, which as a number of the system would be a want of rights.
+    failure_ = {0, "The encoder failed; there may be too little memory"};
+    return false;
+  };
+  if (const int error = avcodec_send_frame(&encoder, frame); error < 0) return encoder_failed(error);
   for (;;) {
     const int error = avcodec_receive_packet(&encoder, packet_.get());
     if (error == AVERROR(EAGAIN) || error == AVERROR_EOF) return true;
-    if (error < 0) return failed(error);
+    if (error < 0) return encoder_failed(error);
     packet_->stream_index = stream.index;
     if (&stream == video_) set_times();
     av_packet_rescale_ts(packet_.get(), encoder.time_base, stream.time_base);

@@ -81,6 +81,19 @@ TEST_F(ExrRead, EveryCompressionAndWindow) {
   }
 }
 
+// Lines that the picture needs begin and end inside a tile.
+TEST_F(ExrRead, TilesFarHigherThanThePicture) {
+  for (int compression = 0; compression < 10; ++compression) {
+    shape s;
+    s.display = {{10, 20}, {46, 72}};
+    s.data = {{15, -300}, {40, 400}};
+    s.compression = static_cast<Imf::Compression>(compression);
+    s.tile = 512;
+    s.channels = {{"R"}, {"G", Imf::FLOAT}, {"B", Imf::UINT}, {"matte"}};
+    expect_reference_of(s, "high tiles");
+  }
+}
+
 TEST_F(ExrRead, EverySetOfChannels) {
   const std::vector<channel> sets[] = {
       {{"R"}, {"G"}, {"B"}},
