@@ -9,15 +9,8 @@
 #include "composition/documents/recent_items.h"
 #include "support/no_threads.h"
 #include "support/program_test.h"
+#include "support/sanitized.h"
 #include "support/variable.h"
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define KSN_SANITIZED
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define KSN_SANITIZED
-#endif
-#endif
 
 namespace {
 
@@ -32,6 +25,9 @@ void send_to_all_threads(pid_t process, int signal) {
 }
 
 TEST_F(crash, a_fatal_signal_leaves_a_trace_and_says_where) {
+#if defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the thread sanitizer fails itself where a signal reaches a thread that it has not begun to watch";
+#endif
 #if defined(KSN_SANITIZED)
   const std::vector<int> signals{SIGABRT};  // the others are the sanitizer's own
 #else

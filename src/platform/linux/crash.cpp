@@ -1,12 +1,13 @@
 #include "platform/crash.h"
 
-#include <execinfo.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <time.h>
+#include <ucontext.h>
 #include <unistd.h>
+#include <unwind.h>
 
 #include <algorithm>
 #include <array>
@@ -14,6 +15,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 namespace platform {
@@ -30,6 +32,7 @@ prepared ready;
 std::atomic<bool> note_is_whole = false;
 std::atomic<pid_t> first_crashed = 0;  // thread
 
+constexpr int fatal[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT};
 constexpr std::size_t stack_bytes = 128 << 10;
 constexpr int most_calls = 64;
 
@@ -174,66 +177,130 @@ void for_each_module(const Use& use) {
   close(maps);
 }
 
-void write_trace(int file, int signal, const void* address) {
+// What is told of the end. It goes in steps: a fault in one of them, such as a stack too broken to be walked, ends that
+// step alone, and the next one goes on.
+struct report {
+  int signal = 0;
+  const void* address = nullptr;
+  const std::uintptr_t* caller = nullptr;  // where a call keeps the place that it comes back to
+  int file = -1;                           // the error stream without one
+  line path;
+  std::array<std::uintptr_t, most_calls> calls = {};
+  std::size_t count = 0;
+  std::atomic<std::size_t> step = 0;  // the next one
+};
+
+report told;
+
+int file_of_trace() {
+  return told.file >= 0 ? told.file : STDERR_FILENO;
+}
+
+_Unwind_Reason_Code keep_call(_Unwind_Context* context, void*) {
+  told.calls[told.count++] = _Unwind_GetIP(context);
+  return told.count < most_calls ? _URC_NO_REASON : _URC_END_OF_STACK;
+}
+
+_Unwind_Reason_Code keep_none(_Unwind_Context*, void*) {
+  return _URC_END_OF_STACK;
+}
+
+void write_call(std::uintptr_t at) {
+  line call;
+  for_each_module([&](const mapping& found, std::uint64_t base) {
+    if (at >= found.start && at < found.end) (call << found.path << "+0x").number(at - base, 16);
+  });
+  (call << " [0x").number(at, 16) << "]\n";
+  call.write_to(file_of_trace());
+}
+
+void open_file() {
+  if (ready.folder[0] == 0) return;
+  make_parents(ready.folder);
+  told.path << ready.folder << "crash-";
+  add_time(told.path);
+  (told.path << "-").number(static_cast<std::uint64_t>(getpid())) << ".txt";
+  told.file = open(told.path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+}
+
+void write_head() {
   line head;
   head << ready.version << "\nEnded by signal ";
-  head.number(static_cast<std::uint64_t>(signal)) << " (" << name_of(signal) << ") at address 0x";
-  head.number(reinterpret_cast<std::uintptr_t>(address), 16) << "\n\nCalls, the last one first:\n";
-  head.write_to(file);
-  std::array<void*, most_calls> calls;
-  const int count = backtrace(calls.data(), most_calls);
-  for (int i = 0; i < count; ++i) {
-    const auto at = reinterpret_cast<std::uintptr_t>(calls[static_cast<std::size_t>(i)]);
-    line call;
-    for_each_module([&](const mapping& found, std::uint64_t base) {
-      if (at >= found.start && at < found.end) (call << found.path << "+0x").number(at - base, 16);
-    });
-    (call << " [0x").number(at, 16) << "]\n";
-    call.write_to(file);
-  }
+  head.number(static_cast<std::uint64_t>(told.signal)) << " (" << name_of(told.signal) << ") at address 0x";
+  head.number(reinterpret_cast<std::uintptr_t>(told.address), 16) << "\n\nCalls, the last one first:\n";
+  head.write_to(file_of_trace());
+}
+
+void walk_calls() {
+  _Unwind_Backtrace(keep_call, nullptr);
+}
+
+void write_calls() {
+  for (std::size_t i = 0; i < told.count; ++i) write_call(told.calls[i]);
+}
+
+// A call of what is no function can't be walked back from, but who made it has just left the place to come back to.
+void write_caller() {
+  if (told.caller != nullptr) write_call(*told.caller);
+}
+
+void write_modules() {
   line title;
-  (title << "\nModules:\n").write_to(file);
+  (title << "\nModules:\n").write_to(file_of_trace());
   for_each_module([&](const mapping& found, std::uint64_t base) {
     line module;
     (module << "0x").number(base, 16) << " " << found.path << "\n";
-    module.write_to(file);
+    module.write_to(file_of_trace());
   });
 }
 
-// The default action: a core where the system keeps cores, and the status that tells of the signal.
-void end_by(int signal) {
-  std::signal(signal, SIG_DFL);
-  raise(signal);
+void tell() {
+  line text;
+  text << "Kestrin ended by signal ";
+  text.number(static_cast<std::uint64_t>(told.signal));
+  if (told.file >= 0) text << "; the trace is in \"" << told.path.c_str() << "\"";
+  text << ".";
+  if (note_is_whole) text << " " << ready.note;
+  (text << "\n").write_to(STDERR_FILENO);
+  if (told.file >= 0) close(told.file);
 }
 
-void on_crash(int signal, siginfo_t* info, void*) {
-  // Of several threads that fail at once the first one writes, and the others wait until the process ends. One that
-  // fails once more while it writes has no more to say.
+constexpr void (*steps[])() = {open_file, write_head, walk_calls, write_calls, write_caller, write_modules, tell};
+
+// The default action: a core where the system keeps cores, and the status that tells of the signal.
+[[noreturn]] void end_by(int signal) {
+  std::signal(signal, SIG_DFL);
+  raise(signal);
+  _exit(1);
+}
+
+[[noreturn]] void go_on() {
+  for (std::size_t i; (i = told.step++) < std::size(steps);) steps[i]();
+  end_by(told.signal);
+}
+
+void on_crash(int signal, siginfo_t* info, void* context) {
+  // Of several threads that fail at once the first one tells, and the others wait until the process ends.
   pid_t first = 0;
   if (!first_crashed.compare_exchange_strong(first, gettid())) {
-    if (first == gettid()) end_by(signal);
+    if (first == gettid()) go_on();
     for (;;) pause();
   }
+  // A fault while it is held back would end the process at once.
+  sigset_t held;
+  sigemptyset(&held);
+  for (const int other : fatal) sigaddset(&held, other);
+  pthread_sigmask(SIG_UNBLOCK, &held, nullptr);
+  told.signal = signal;
   const bool sent = info->si_code <= 0;
-  int file = -1;
-  line path;
-  if (ready.folder[0] != 0) {
-    make_parents(ready.folder);
-    path << ready.folder << "crash-";
-    add_time(path);
-    (path << "-").number(static_cast<std::uint64_t>(getpid())) << ".txt";
-    file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-  }
-  write_trace(file >= 0 ? file : STDERR_FILENO, signal, sent ? nullptr : info->si_addr);
-  line told;
-  told << "Kestrin ended by signal ";
-  told.number(static_cast<std::uint64_t>(signal));
-  if (file >= 0) told << "; the trace is in \"" << path.c_str() << "\"";
-  told << ".";
-  if (note_is_whole) told << " " << ready.note;
-  (told << "\n").write_to(STDERR_FILENO);
-  if (file >= 0) close(file);
-  end_by(signal);
+  if (!sent) told.address = info->si_addr;
+#if defined(__x86_64__)
+  const auto& registers = static_cast<const ucontext_t*>(context)->uc_mcontext.gregs;
+  const auto at = static_cast<std::uintptr_t>(registers[REG_RIP]);
+  if (!sent && at == reinterpret_cast<std::uintptr_t>(info->si_addr) && signal == SIGSEGV)
+    told.caller = reinterpret_cast<const std::uintptr_t*>(registers[REG_RSP]);
+#endif
+  go_on();
 }
 
 }  // namespace
@@ -242,8 +309,7 @@ void watch_crashes(const std::string& version, const std::string& folder) {
   keep(ready.version, version);
   keep(ready.folder, folder.empty() || folder.ends_with('/') ? folder : folder + "/");
   // The first call loads what unwinds; a handler must not.
-  std::array<void*, 2> calls;
-  backtrace(calls.data(), 2);
+  _Unwind_Backtrace(keep_none, nullptr);
   // A stack that has run over has no room for the handler.
   static void* const stack = mmap(nullptr, stack_bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   stack_t present{};
@@ -251,7 +317,7 @@ void watch_crashes(const std::string& version, const std::string& folder) {
     const stack_t wanted{stack, 0, stack_bytes};
     sigaltstack(&wanted, nullptr);
   }
-  for (const int signal : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT}) {
+  for (const int signal : fatal) {
     struct sigaction now {};
     if (sigaction(signal, nullptr, &now) != 0 || (now.sa_flags & SA_SIGINFO) != 0 || now.sa_handler != SIG_DFL)
       continue;
