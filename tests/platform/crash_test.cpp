@@ -8,6 +8,8 @@
 
 #include <csignal>
 #include <filesystem>
+#include <string>
+#include <vector>
 
 #include "support/sanitized.h"
 #include "support/temp_folder.h"
