@@ -588,6 +588,8 @@ void application::impl::offer(const std::vector<std::string>& left) {
   } else if (desktop->show_message(text("offer_after_crash") + "\n\n" + shown, true) == platform::message_answer::yes) {
     const command::execution running(engine);
     engine.run_command("open_unsaved=1");
+    // What ended one run may end the next one within the minute.
+    keeper.copy_soon();
   }
 }
 

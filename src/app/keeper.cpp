@@ -1,5 +1,6 @@
 #include "app/keeper.h"
 
+#include <algorithm>
 #include <chrono>
 #include <ctime>
 #include <exception>
@@ -127,6 +128,10 @@ void keeper::wait() {
   if (copy_ && copy_->exists()) {
     platform::set_crash_note("The composition as it was at " + time_of_day() + " is offered at the next start.");
   }
+}
+
+void keeper::copy_soon() {
+  copied_ = looked_ - 1000u * static_cast<unsigned>(std::max(copy_interval, 0));
 }
 
 void keeper::drop_copy() {

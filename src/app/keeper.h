@@ -39,6 +39,8 @@ class keeper {
   void begin(std::uint32_t milliseconds, bool keep_settings, bool keep_copies);
   // Looks once a second for what has changed. Between begin() and end().
   void tick(std::uint32_t milliseconds);
+  // The next look makes a copy, whenever the one before was made.
+  void copy_soon();
   // The document has been filed, or is given up: the copy goes.
   void drop_copy();
   // Waits for what is being written, and removes the copy.

@@ -65,6 +65,16 @@ class window : public testing::Test {
     return dialog;
   }
 
+  // What stands before the window; empty for nothing.
+  std::string second_window(window_program& program) {
+    std::istringstream all(server->xdotool(
+        {"search", "--onlyvisible", "--all", "--pid", std::to_string(program.program().id()), "--name", ""}));
+    for (std::string id; all >> id;) {
+      if (id != program.window()) return id;
+    }
+    return {};
+  }
+
   void expect_quit(window_program& program) {
     program.key("ctrl+q");
     EXPECT_EQ(program.program().wait_for_end(), 0) << program.errors();
@@ -283,12 +293,22 @@ TEST_F(window, a_crash_leaves_the_composition) {
     program.program().send(SIGKILL);
     program.program().wait();
   }
+  const auto unsaved = [&] { return ksn::read_recent(user / "data/Kestrin")[ksn::unsaved_items].size(); };
+  {
+    window_program program(*server, {}, {}, same);
+    ASSERT_TRUE(wait_until([&] { return !second_window(program).empty(); })) << "an empty window asks";
+    EXPECT_EQ(unsaved(), 1u);
+    server->xdotool({"windowfocus", "--sync", second_window(program), "key", "alt+y"});
+    ASSERT_TRUE(wait_until([&] { return copies() == 2; })) << "what was opened is kept at once";
+    program.program().send(SIGKILL);
+    program.program().wait();
+  }
   // A window that shows something already is not asked.
   window_program program(*server, {folder / "a.tga"}, {}, same);
   EXPECT_TRUE(wait_until([&] { return program.errors().find("File, Open Unsaved") != std::string::npos; }));
-  EXPECT_EQ(ksn::read_recent(user / "data/Kestrin")[ksn::unsaved_items].size(), 1u);
+  EXPECT_EQ(unsaved(), 2u);
   expect_quit(program);
-  EXPECT_EQ(copies(), 2) << "filed at its end";
+  EXPECT_EQ(copies(), 3) << "filed at its end";
 }
 
 TEST_F(window, ends_when_its_display_goes_away) {
@@ -427,14 +447,7 @@ TEST_F(window, saves_go_on_while_it_is_used) {
   const std::vector<std::string> ask = {"--print_field=saves_running"};
   ASSERT_TRUE(wait_until([&] { return hand_over(ask).out == "global:saves_running=1\n"; }));
   EXPECT_EQ(hand_over({"--layer_select_all", "--layer_delete_selected", "--timeline=10"}).code, 0);
-  const auto dialog = [&] {
-    std::istringstream all(server->xdotool(
-        {"search", "--onlyvisible", "--all", "--pid", std::to_string(program.program().id()), "--name", ""}));
-    for (std::string id; all >> id;) {
-      if (id != program.window()) return id;
-    }
-    return std::string();
-  };
+  const auto dialog = [&] { return second_window(program); };
   server->ask_to_close(program.window());
   ASSERT_TRUE(wait_until([&] { return !dialog().empty(); }));
   server->xdotool({"windowfocus", "--sync", dialog(), "key", "Escape"});
