@@ -237,7 +237,7 @@ TEST_F(window, comes_back_where_it_was) {
   const std::map<std::string, std::string> same = {{"XDG_CONFIG_HOME", user / "config"},
                                                    {"XDG_DATA_HOME", user / "data"}};
   {
-    window_program program(*server, {}, {}, same);
+    window_program program(*server, {"--autosave=3600"}, {}, same);
     server->xdotool({"windowmove", program.window(), "123", "45"});
     server->xdotool({"windowsize", program.window(), "700", "600"});
     ASSERT_TRUE(wait_until([&] { return program.geometry() == rectangle{123, 45, 700, 600}; }));
