@@ -139,8 +139,9 @@ TEST_F(window_run, draws_when_something_happened) {
       },
       100);
   window.run(desktop);
-  EXPECT_EQ(before, 2) << "the picture and the mark of its frame; the file is looked at and is the same";
-  EXPECT_EQ(drawn(), 3) << "another file";
+  EXPECT_GE(before, 1) << "the picture";
+  EXPECT_LE(before, 2) << "the mark of its frame, if that came later; the file is looked at and is the same";
+  EXPECT_EQ(drawn(), before + 1) << "another file";
   composition.layer_delete_all();
   composition.new_adjustment_layer();
 
