@@ -22,6 +22,7 @@
 #include "support/made_up_desktop.h"
 #include "support/pictures.h"
 #include "support/temp_folder.h"
+#include "support/wait.h"
 
 namespace {
 
@@ -130,6 +131,11 @@ TEST_F(window_run, draws_when_something_happened) {
   ticks.clear();
   pass({picture("a.tga"), "--auto_update=1"});
   ASSERT_EQ(lines, strings());
+  // What is read on other threads is there in the next tick.
+  desktop.waited = [this](int milliseconds) {
+    now += static_cast<std::uint32_t>(milliseconds);
+    support::wait_until([this] { return reading.count().reading + reading.count().waiting == 0; });
+  };
   step({}, 100);
   int before = 0;
   step(
