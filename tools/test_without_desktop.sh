@@ -14,4 +14,4 @@ needs=$(ninja -C "$tree" -t targets all | sed -n 's/^\(.*\.o\): .*/\1/p' | xargs
   grep -E '/(xcb|SDL2|qt6|Qt[A-Z][A-Za-z]*)/' | sort -u | head -5) || true
 [ -z "$needs" ] || { echo "Built without the desktop, yet these are included:" "$needs" >&2; exit 1; }
 
-ctest --preset release -j 2 --output-on-failure -R '^(app|platform|ui)$'
+tools/run_tests.sh release -R '^(app|platform|ui)$'
